@@ -1,0 +1,77 @@
+#pragma once
+// What forms and the run ask of the world around them: questions, the wait cursor, the progress
+// dialog and the yield that keeps it alive. Real platforms are windows; `SilentPlatform` is for
+// batch runs, where nothing may be shown.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "control/contract/events.h"
+#include "control/contract/properties.h"
+
+namespace kelvorin::contract {
+
+enum class Buttons : std::uint8_t { kOk, kOkCancel, kYesNo };
+enum class Icon : std::uint8_t { kNone, kInformation, kExclamation, kQuestion, kCritical };
+enum class Answer : std::uint8_t { kOk, kCancel, kYes, kNo };
+
+struct MessageBox {
+  std::string text;
+  std::string title;
+  Icon icon = Icon::kNone;
+  Buttons buttons = Buttons::kOk;
+  bool operator==(const MessageBox&) const = default;
+};
+
+/// The run's side of the progress dialog. Shown before the first record is read; its cancel flag
+/// only ever goes from false to true.
+class ProgressView {
+ public:
+  virtual ~ProgressView() = default;
+  virtual void Show() = 0;
+  virtual void SetMaximum(std::int32_t records) = 0;
+  virtual void SetValue(std::int32_t records) = 0;
+  /// The record count text, e.g. "5 out of 20".
+  virtual void SetCountText(std::string_view text) = 0;
+  virtual bool Cancelled() const noexcept = 0;
+  virtual void Unload() = 0;
+};
+
+class Platform {
+ public:
+  virtual ~Platform() = default;
+  virtual Answer Ask(const MessageBox& box) = 0;
+  virtual void SetWaitCursor(bool on) = 0;
+  /// Lets the user interface run for a moment; may gate itself by time.
+  virtual void Yield() = 0;
+  /// The progress dialog, or null where there is none. Asked once per run, when ShowProgress is set.
+  virtual ProgressView* Progress() = 0;
+};
+
+/// A platform that shows nothing. Whatever is asked of it all the same is answered with the button
+/// that changes least (OK, No, Cancel) and noted.
+class SilentPlatform : public Platform {
+ public:
+  Answer Ask(const MessageBox& box) override;
+  void SetWaitCursor(bool) override {}
+  void Yield() override {}
+  ProgressView* Progress() override { return nullptr; }
+  const std::vector<MessageBox>& asked() const noexcept { return asked_; }
+
+ private:
+  std::vector<MessageBox> asked_;
+};
+
+/// The control as its forms see it: properties and events. Outlives every form.
+class Caller {
+ public:
+  virtual ~Caller() = default;
+  virtual Properties& properties() noexcept = 0;
+  virtual EventSink& events() noexcept = 0;
+  /// Tells the container that a property was changed by a form or a run.
+  virtual void PropertyChanged(std::string_view key) = 0;
+};
+
+}  // namespace kelvorin::contract
