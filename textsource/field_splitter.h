@@ -1,0 +1,79 @@
+#pragma once
+// Cuts one record into fields: delimited text, fixed columns, or the cells of an HTML row. The rule
+// is prepared once as a table; a field is a slice of the record, and only quoted fields are
+// changed, in place. Used by the run for every record and by the preview.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "base/M_Const.h"
+#include "base/status.h"
+#include "textsource/break_list.h"
+
+namespace kelvorin::textsource {
+
+/// The texts of one source record, numbered 0 to 250. Made once and refilled for every record. The
+/// views belong to whoever filled it: the record's block, or the arena of a table source.
+class FieldValues {
+ public:
+  void Clear() noexcept { count_ = 0; }
+  std::size_t count() const noexcept { return count_; }
+  /// Text of field `field_no`; empty for a field that the record does not have.
+  std::string_view operator[](std::size_t field_no) const noexcept {
+    return field_no < count_ ? values_[field_no] : std::string_view();
+  }
+  /// Appends the next field; false when 251 are there already.
+  bool Add(std::string_view value) noexcept {
+    if (count_ == base::kMaxFields) return false;
+    values_[count_++] = value;
+    return true;
+  }
+
+ private:
+  std::array<std::string_view, base::kMaxFields> values_;
+  std::size_t count_ = 0;
+};
+
+/// How a record is cut; the numbers are those of the source kind.
+enum class CutRule : std::uint8_t { kDelimited = 0, kFixed = 1, kHtmlTags = 2 };
+
+/// One rule, ready for a million records. Built by the three factories below.
+class SplitRules {
+ public:
+  /// Every character of `separators` ends a field outside quotes. `delimiter` is the text
+  /// delimiter, or the character 0 for none; a character that is both is a separator outside
+  /// quotes.
+  static SplitRules Delimited(std::string_view separators, char delimiter);
+  /// Fields end at the breaks. The list is taken compacted and sorted; the text behind the last
+  /// break is no field.
+  static SplitRules Fixed(BreakList breaks);
+  static SplitRules HtmlTags();
+
+  CutRule rule() const noexcept { return rule_; }
+
+  /// Cuts `record` into `fields`, which are cleared first.
+  ///
+  /// `record` is changed: quoted fields lose their delimiters in place. The views point into it.
+  /// Fails with `kOutOfRange` at the 252nd field; the first 251 are then filled.
+  Status Split(std::span<char> record, FieldValues& fields) const;
+
+ private:
+  enum class Kind : std::uint8_t { kPlain, kDelimiter, kSeparator };
+
+  SplitRules() = default;
+  bool SplitDelimited(char* p, char* end, FieldValues& fields) const;
+  bool SplitFixed(const char* p, std::size_t size, FieldValues& fields) const;
+  static bool SplitHtmlTags(const char* p, const char* end, FieldValues& fields);
+
+  CutRule rule_ = CutRule::kDelimited;
+  char delimiter_ = 0;
+  std::array<Kind, 256> kinds_{};  // what a byte is outside quotes
+  std::size_t break_count_ = 0;
+  std::array<std::uint16_t, base::kMaxFields> breaks_{};
+};
+
+}  // namespace kelvorin::textsource
