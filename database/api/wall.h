@@ -1,0 +1,46 @@
+#pragma once
+// The wall between drivers, which throw, and everybody else, who never meets an exception: one
+// function that calls a driver and turns whatever it threw into a `Status` and pending errors.
+// Included by the .cpp files of this room only.
+
+#include <type_traits>
+#include <utility>
+
+#include "base/status.h"
+#include "database/api/engine.h"
+
+namespace kelvorin::database {
+
+/// The exception being handled, as a status with an engine number, noted as pending error.
+Status CaughtStatus(DBEngine& engine) noexcept;
+
+/// Calls `call` and answers with its outcome: a `Status` for one that returns nothing or a status,
+/// a `Result` for one that returns a value. A returned failure is noted as pending error too.
+template <typename F>
+auto Guarded(DBEngine& engine, F&& call) noexcept {
+  using T = std::invoke_result_t<F>;
+  if constexpr (std::is_void_v<T>) {
+    try {
+      call();
+      return Status();
+    } catch (...) {
+      return CaughtStatus(engine);
+    }
+  } else if constexpr (std::is_same_v<T, Status>) {
+    try {
+      Status status = call();
+      if (!status.ok()) engine.NoteFailure(status);
+      return status;
+    } catch (...) {
+      return CaughtStatus(engine);
+    }
+  } else {
+    try {
+      return Result<T>(call());
+    } catch (...) {
+      return Result<T>(CaughtStatus(engine));
+    }
+  }
+}
+
+}  // namespace kelvorin::database
