@@ -1,0 +1,103 @@
+#include "settings/import_setting.h"
+
+#include <algorithm>
+
+namespace kelvorin::settings {
+
+void FieldMapEntry::Unmap() noexcept {
+  Offset = 0;
+  Length = 0;
+  FieldInfo = -1;
+  Mapped = false;
+  Field = -1;
+}
+
+bool HasMapping(const FieldMap& map) noexcept {
+  return std::any_of(map.begin(), map.end(), [](const FieldMapEntry& e) { return e.Mapped; });
+}
+
+void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
+                       std::int16_t default_source_type) {
+  setting.TypeFormat = default_source_type;
+  setting.SepComma = true;
+  setting.SepSemicolon = setting.SepSpace = setting.SepTab = false;
+  setting.SepOtherChar = ' ';
+  setting.nbSeparators = 1;
+  setting.UseDelimiter = true;  // for every kind of source: kept as it is
+  setting.Delimiter = 0;
+  setting.DelimiterChar = '"';
+  setting.SeparatorSet = ",";
+  setting.RecSeparator = 0;
+  setting.RecSepOther = " ";
+  setting.Upper = setting.Lower = setting.OemConvert = false;
+  setting.StartingLine = 1;
+  setting.MaxLines = 0;
+  setting.AllLines = true;
+  setting.AppendRecords = true;
+  setting.UpdateIndex = false;
+  setting.IndexName.clear();
+  setting.KeyLookUp = setting.AppendFields = setting.AppendIfEof = false;
+  setting.ShowErrors = true;
+  setting.LimitErrors = false;
+  setting.Trace = false;
+  setting.LogFileName.clear();
+  setting.LogAppend = false;
+  breaks.ClearBreakList();
+
+  setting.AnsiPage = setting.OemPage = 0;
+  for (std::string* text :
+       {&setting.DateOrder, &setting.Decimal, &setting.NullText, &setting.RejectFile})
+    text->clear();
+}
+
+void RebuildSeparatorSet(ImportSetting& setting) {
+  setting.SeparatorSet.clear();
+  if (setting.SepComma) setting.SeparatorSet += ',';
+  if (setting.SepSpace) setting.SeparatorSet += ' ';
+  if (setting.SepTab) setting.SeparatorSet += base::kTab;
+  if (setting.SepSemicolon) setting.SeparatorSet += ';';
+  if (setting.SepOther) setting.SeparatorSet += setting.SepOtherChar;
+}
+
+void SetSeparators(ImportSetting& setting, std::string_view characters) {
+  setting.SepComma = setting.SepSemicolon = setting.SepSpace = setting.SepTab = false;
+  setting.SepOther = false;
+  setting.SepOtherText.clear();
+  for (const char c : characters) {
+    switch (c) {
+      case ',':
+        setting.SepComma = true;
+        break;
+      case ';':
+        setting.SepSemicolon = true;
+        break;
+      case ' ':
+        setting.SepSpace = true;
+        break;
+      case base::kTab:
+        setting.SepTab = true;
+        break;
+      default:
+        setting.SepOther = true;
+        setting.SepOtherChar = c;
+        setting.SepOtherText.assign(1, c);
+    }
+  }
+  RebuildSeparatorSet(setting);
+}
+
+void RebuildDelimiter(ImportSetting& setting) noexcept {
+  switch (setting.Delimiter) {
+    case 0:
+      setting.DelimiterChar = '"';
+      break;
+    case 1:
+      setting.DelimiterChar = '\'';
+      break;
+    default:
+      setting.DelimiterChar = '\0';
+  }
+  setting.UseDelimiter = setting.TypeFormat == 0 && setting.Delimiter != 2;
+}
+
+}  // namespace kelvorin::settings

@@ -1,0 +1,78 @@
+#pragma once
+// The settings file on disk with the operations of profile files: every call reads the file anew,
+// every change replaces it in one step. A missing file, section or key is no error: reading yields
+// the given default. Used by the setting store, the settings dialog and the command line.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "settings/ini_document.h"
+
+namespace kelvorin::settings {
+
+/// Section that lists the saved settings, one key each.
+inline constexpr std::string_view kIndexSection = "settings";
+/// Setting that holds the job run last; never shown in a list.
+inline constexpr std::string_view kLastSetting = "__LastSetting__";
+
+/// Longest text that a read yields; the rest of a longer value is cut off.
+inline constexpr std::size_t kMaxValueBytes = 4095;
+
+/// `Kelvorin.Ini` in the library's folder, or, where that folder cannot be written and holds no
+/// such file, in the user's configuration folder (`$XDG_CONFIG_HOME`, else `~/.config`) under
+/// `Kelvorin`.
+std::string DefaultIniFile();
+
+/// `value` as a 16-bit number; `kOutOfRange` naming section, key and value when it does not fit.
+Result<std::int16_t> NarrowValue(std::int64_t value, std::string_view section,
+                                 std::string_view key);
+
+class IniFile {
+ public:
+  IniFile() = default;
+  explicit IniFile(std::string path) { SetIniFile(std::move(path)); }
+
+  /// Makes `path` the file of all following operations.
+  void SetIniFile(std::string path) { path_ = std::move(path); }
+  const std::string& path() const noexcept { return path_; }
+
+  std::string GetIniString(std::string_view section, std::string_view key,
+                           std::string_view otherwise = {}) const;
+  /// The value's leading digits, 0 when it has none. Fails with `kOutOfRange` outside 16 bits.
+  Result<std::int16_t> GetIniInt(std::string_view section, std::string_view key,
+                                 std::int16_t otherwise) const;
+  /// Whether the number is not 0.
+  Result<bool> GetIniBool(std::string_view section, std::string_view key,
+                          std::int16_t otherwise) const;
+
+  // Changes. The result may be ignored: a file that cannot be written keeps its old contents.
+  Status WriteIniString(std::string_view section, std::string_view key, std::string_view text);
+  Status WriteIniInt(std::string_view section, std::string_view key, std::int16_t value);
+  Status WriteIniBool(std::string_view section, std::string_view key, bool value);
+  Status DeleteIniKey(std::string_view section, std::string_view key);
+  Status DeleteIniSection(std::string_view section);
+
+  /// Key names of the section in file order without the reserved one. Names behind the first 4096
+  /// characters are lost, and the list is empty when its first name begins with "Default": kept as
+  /// it is.
+  std::vector<std::string> FillSettingsList(std::string_view section = kIndexSection) const;
+  /// Whether the list of names, taken in the same way but with the reserved one, holds `name` in
+  /// any case.
+  bool SettingExists(std::string_view section, std::string_view name) const;
+
+  /// The file's contents; an empty document when it cannot be read.
+  IniDocument Load() const;
+  /// The same, but a file that is there and cannot be read is a failure, so that no change is ever
+  /// based on less than the whole file.
+  Result<IniDocument> LoadForChange() const;
+  /// Replaces the file, making its folder when it is missing.
+  Status Save(const IniDocument& document) const;
+
+ private:
+  std::string path_;
+};
+
+}  // namespace kelvorin::settings

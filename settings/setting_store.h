@@ -1,0 +1,30 @@
+#pragma once
+// Loads and saves whole import settings by name. Used by the wizard, the batch import and the
+// command line; what a setting means is not its business.
+
+#include "base/status.h"
+#include "settings/import_setting.h"
+#include "settings/ini_file.h"
+#include "textsource/break_list.h"
+
+namespace kelvorin::settings {
+
+/// Fills the record and the breaks from the section `setting.SettingName`; a key that is missing
+/// gives its default, so a name that is not in the file gives a plain job. The names of the target
+/// fields stay: a mapping applies by position. `SourceConnectString` stays unless the source is
+/// ODBC. Fails only with `kOutOfRange` when a number does not fit 16 bits, naming section, key and
+/// value; then nothing is changed.
+Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::BreakList& breaks);
+
+/// Stores the record under `setting.SettingName`, replacing an older one of that name, and enters
+/// the name in the list of settings. Mapping entries without a field name are left out. The break
+/// list is compacted.
+///
+/// Fails with `kOutOfRange` when a number does not fit 16 bits, `kInvalidArgument` without a name,
+/// or with what the file system said; the file is then as it was. Windows may ignore the result.
+Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::BreakList& breaks);
+
+/// Removes a setting's section and its entry in the list of settings, in one step.
+Status DeleteSetting(IniFile& ini, std::string_view name);
+
+}  // namespace kelvorin::settings
