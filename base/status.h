@@ -17,26 +17,26 @@ namespace kelvorin::base {
 /// What kind of failure a `Status` reports. The text of a status is for people, the code for rules.
 enum class Code : std::uint8_t {
   kOk,
-  kInvalidArgument,    // an argument or a setting makes no sense
-  kOutOfRange,         // a subscript or number outside its limits (field 252, 16-bit overflow)
-  kNotFound,           // file, table, field, index or setting does not exist
-  kAlreadyExists,      // it exists already
-  kNoCurrentRecord,    // the operation needs a record and the set stands before or behind them
-  kNoCurrentEdit,      // Update without AddNew or Edit
-  kConversion,         // a value does not fit the field's type
-  kTooLong,            // a value is longer than its field
-  kRequired,           // Null or zero-length text where the field refuses it
-  kDuplicateKey,       // a unique index would hold the key twice
-  kIntegrity,          // a relation would be broken
-  kReadOnly,           // the object cannot be written; the text says what stands in the way
-  kNotSupported,       // the driver cannot do this
-  kPassword,           // wrong password or logon refused
-  kLocked,             // somebody else holds the file or record
-  kCorrupt,            // the file's contents contradict themselves
-  kIo,                 // the operating system refused
-  kNoSpace,            // disk or format limit reached
-  kStopped,            // the run was cancelled
-  kInternal,           // a fault of this program
+  kInvalidArgument,  // an argument or a setting makes no sense
+  kOutOfRange,       // a subscript or number outside its limits (field 252, 16-bit overflow)
+  kNotFound,         // file, table, field, index or setting does not exist
+  kAlreadyExists,    // it exists already
+  kNoCurrentRecord,  // the operation needs a record and the set stands before or behind them
+  kNoCurrentEdit,    // Update without AddNew or Edit
+  kConversion,       // a value does not fit the field's type
+  kTooLong,          // a value is longer than its field
+  kRequired,         // Null or zero-length text where the field refuses it
+  kDuplicateKey,     // a unique index would hold the key twice
+  kIntegrity,        // a relation would be broken
+  kReadOnly,         // the object cannot be written; the text says what stands in the way
+  kNotSupported,     // the driver cannot do this
+  kPassword,         // wrong password or logon refused
+  kLocked,           // somebody else holds the file or record
+  kCorrupt,          // the file's contents contradict themselves
+  kIo,               // the operating system refused
+  kNoSpace,          // disk or format limit reached
+  kStopped,          // the run was cancelled
+  kInternal,         // a fault of this program
 };
 
 /// The outcome of an operation that yields nothing. One pointer wide; no allocation when all is
@@ -78,8 +78,8 @@ class [[nodiscard]] Status {
 template <typename T>
 class [[nodiscard]] Result {
  public:
-  Result(T value) : value_(std::move(value)) {}                 // NOLINT(google-explicit-constructor)
-  Result(Status status) : status_(std::move(status)) {}         // NOLINT(google-explicit-constructor)
+  Result(T value) : value_(std::move(value)) {}          // NOLINT(google-explicit-constructor)
+  Result(Status status) : status_(std::move(status)) {}  // NOLINT(google-explicit-constructor)
 
   bool ok() const noexcept { return value_.has_value(); }
   const Status& status() const& noexcept { return status_; }
@@ -123,10 +123,9 @@ using base::Status;
 }  // namespace kelvorin
 
 /// Returns a failed `Status` upwards; the only macro that hides a return.
-#define KV_TRY(expr)                                             \
-  do {                                                           \
-    if (::kelvorin::Status kv_status_ = (expr); !kv_status_.ok()) \
-      return kv_status_;                                         \
+#define KV_TRY(expr)                                                                 \
+  do {                                                                               \
+    if (::kelvorin::Status kv_status_ = (expr); !kv_status_.ok()) return kv_status_; \
   } while (false)
 
 /// States what must be true. Checked in tests and checked builds, free in the product.

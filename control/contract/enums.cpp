@@ -40,8 +40,7 @@ std::optional<std::int16_t> ParseKind(std::string_view text,
                                       std::string_view KindRow::*name) noexcept {
   for (std::size_t i = 0; i < kKinds.size(); ++i) {
     const std::string_view member = kKinds[i].*name;
-    if (!member.empty() && base::EqualIgnoreCase(member, text))
-      return static_cast<std::int16_t>(i);
+    if (!member.empty() && base::EqualIgnoreCase(member, text)) return static_cast<std::int16_t>(i);
   }
   std::int16_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -58,11 +58,21 @@ std::optional<std::int16_t> ParseTypeConnect(std::string_view text) noexcept;
 std::optional<std::int16_t> ParseFileTypeFormat(std::string_view text) noexcept;
 
 // Families of source kinds, on the raw number as settings store it.
-constexpr bool IsTextKind(std::int16_t kind) noexcept { return kind >= 0 && kind <= 2; }
-constexpr bool IsParadoxKind(std::int16_t kind) noexcept { return kind >= 4 && kind <= 6; }
-constexpr bool IsXbaseKind(std::int16_t kind) noexcept { return kind >= 7 && kind <= 13; }
-constexpr bool IsTableFileKind(std::int16_t kind) noexcept { return kind >= 4 && kind <= 13; }
-constexpr bool IsKnownKind(std::int16_t kind) noexcept { return kind >= 0 && kind <= 14; }
+constexpr bool IsTextKind(std::int16_t kind) noexcept {
+  return kind >= 0 && kind <= 2;
+}
+constexpr bool IsParadoxKind(std::int16_t kind) noexcept {
+  return kind >= 4 && kind <= 6;
+}
+constexpr bool IsXbaseKind(std::int16_t kind) noexcept {
+  return kind >= 7 && kind <= 13;
+}
+constexpr bool IsTableFileKind(std::int16_t kind) noexcept {
+  return kind >= 4 && kind <= 13;
+}
+constexpr bool IsKnownKind(std::int16_t kind) noexcept {
+  return kind >= 0 && kind <= 14;
+}
 
 inline constexpr std::int16_t kAccess = 3;
 inline constexpr std::int16_t kOdbc = 14;

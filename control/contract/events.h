@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/status.h"
+
 namespace kelvorin::contract {
 
 enum class Event : std::uint8_t {
@@ -18,7 +20,8 @@ enum class Event : std::uint8_t {
 };
 
 /// Parameters taken by reference are read back after the call. An event that is left untouched
-/// changes nothing. Handlers may throw; the control's adapter catches it.
+/// changes nothing. A handler may throw: the control's adapter catches it, and the run learns of it
+/// from `Failure`.
 class EventSink {
  public:
   virtual ~EventSink() = default;
@@ -37,6 +40,10 @@ class EventSink {
   virtual void FilterField(std::string_view tableName, std::string_view FieldName, bool& Hide) = 0;
   virtual void ValidateBeforePost(bool& RecordCanceled, bool& ProcessCanceled) = 0;
   virtual void ValidateAfterPost(bool& ProcessCanceled) = 0;
+
+  /// Not ok once a handler has thrown. Asked after events: the run then drops the record at hand and
+  /// ends with this text in `LastError`.
+  virtual Status Failure() const noexcept { return Status(); }
 };
 
 }  // namespace kelvorin::contract

@@ -46,7 +46,8 @@ class Platform {
   virtual void SetWaitCursor(bool on) = 0;
   /// Lets the user interface run for a moment; may gate itself by time.
   virtual void Yield() = 0;
-  /// The progress dialog, or null where there is none. Asked once per run, when ShowProgress is set.
+  /// The progress dialog, or null where there is none. Asked once per run, when ShowProgress is
+  /// set.
   virtual ProgressView* Progress() = 0;
 };
 
@@ -70,6 +71,10 @@ class Caller {
   virtual ~Caller() = default;
   virtual Properties& properties() noexcept = 0;
   virtual EventSink& events() noexcept = 0;
+  /// The type word of the target's connect string that the control keeps: derived from
+  /// `ConnectString` when a method is called and from `DefaultSourceType` when that is set to a
+  /// database kind.
+  virtual const std::string& connect_type_name() const noexcept = 0;
   /// Tells the container that a property was changed by a form or a run.
   virtual void PropertyChanged(std::string_view key) = 0;
 };

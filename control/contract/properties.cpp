@@ -39,7 +39,9 @@ Status Refuse(const PropertyInfo& info, std::string_view what) {
 
 }  // namespace
 
-std::span<const PropertyInfo> PropertyTable() noexcept { return kTable; }
+std::span<const PropertyInfo> PropertyTable() noexcept {
+  return kTable;
+}
 
 const PropertyInfo* FindProperty(std::string_view name) noexcept {
   for (const PropertyInfo& info : kTable)
