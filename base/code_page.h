@@ -50,7 +50,8 @@ const CodePage* FindCodePage(int number) noexcept;
 
 /// The page of all text inside the product, and the page of DOS texts. Before anybody sets them:
 /// KELVORIN_ANSI_CP and KELVORIN_OEM_CP of the environment when they name a known page, else what
-/// the environment's locale uses (UTF-8 also for the bare C locale).
+/// the environment's locale uses (UTF-8 also for the bare C locale); the DOS page goes with the
+/// ANSI page where that belongs to one region.
 const CodePage& AnsiPage();
 const CodePage& OemPage();
 /// Chooses the page for the whole process; `kNotSupported` for an unknown number, nothing is
