@@ -1,0 +1,155 @@
+#include "base/os/files.h"
+
+#include "tests/support/temp_folder.h"
+
+#include <doctest/doctest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+using namespace kelvorin;
+using os::FileHandle;
+using os::LockKind;
+using os::OpenMode;
+using tests::ReadWhole;
+using tests::TempFolder;
+using tests::WriteWhole;
+
+namespace {
+
+std::span<const std::byte> Bytes(std::string_view text) {
+  return std::as_bytes(std::span<const char>(text.data(), text.size()));
+}
+
+unsigned ModeOf(const std::string& path) {
+  struct stat facts {};
+  REQUIRE(::stat(path.c_str(), &facts) == 0);
+  return facts.st_mode & 07777u;
+}
+
+FileHandle MustOpen(const std::string& path, OpenMode mode) {
+  std::error_code error;
+  FileHandle file = FileHandle::Open(path, mode, error);
+  REQUIRE_MESSAGE(!error, path << ": " << error.message());
+  return file;
+}
+
+}  // namespace
+
+TEST_CASE("opening answers each mode's question") {
+  const TempFolder folder;
+  const std::string there = folder.File("there");
+  const std::string absent = folder.File("absent");
+  struct Row {
+    const char* name;
+    std::string path;
+    OpenMode mode;
+    std::error_condition expected;
+    std::string contents_after;  // "-": no file
+  };
+  const Row rows[] = {
+      {"read what is there", there, OpenMode::kRead, {}, "old"},
+      {"read what is not", absent, OpenMode::kRead, std::errc::no_such_file_or_directory, "-"},
+      {"change what is not", absent, OpenMode::kReadWrite, std::errc::no_such_file_or_directory,
+       "-"},
+      {"make what is there", there, OpenMode::kCreateNew, std::errc::file_exists, "old"},
+      {"make what is not", absent, OpenMode::kCreateNew, {}, ""},
+      {"empty what is there", there, OpenMode::kCreateOrTruncate, {}, ""},
+      {"append to what is not", absent, OpenMode::kAppend, {}, ""},
+      {"a folder", folder.path(), OpenMode::kRead, std::errc::is_a_directory, "-"},
+  };
+  for (const Row& row : rows) {
+    CAPTURE(row.name);
+    WriteWhole(there, "old");
+    ::unlink(absent.c_str());
+    std::error_code error;
+    const FileHandle file = FileHandle::Open(row.path, row.mode, error);
+    CHECK((error.default_error_condition() == row.expected));
+    CHECK(file.is_open() == !error);
+    if (os::Exists(row.path) && !os::IsFolder(row.path)) {
+      CHECK(ReadWhole(row.path) == row.contents_after);
+    } else {
+      CHECK(row.contents_after == "-");
+    }
+  }
+}
+
+TEST_CASE("positioned reads and writes meet the end of the file") {
+  const TempFolder folder;
+  FileHandle file = MustOpen(folder.File("f"), OpenMode::kCreateNew);
+  std::error_code error;
+  file.WriteAt(4, Bytes("tail"), error);  // leaves a hole
+  REQUIRE(!error);
+  std::string text(16, '?');
+  const auto room = std::as_writable_bytes(std::span<char>(text));
+  CHECK(file.ReadAt(0, room, error) == 8);
+  CHECK(text.substr(0, 8) == std::string_view("\0\0\0\0tail", 8));
+  CHECK(file.ReadAt(100, room, error) == 0);
+  CHECK(!error);
+  file.Reserve(1 << 20, error);
+  CHECK(file.Size(error) == 8);
+  file.Truncate(5, error);
+  CHECK(file.Size(error) == 5);
+  file.WriteAt(~std::uint64_t{0} - 1, Bytes("far"), error);
+  CHECK((error == std::errc::file_too_large));
+}
+
+TEST_CASE("locks hold between two openings, even in one process") {
+  const TempFolder folder;
+  WriteWhole(folder.File("f"), "x");
+  FileHandle first = MustOpen(folder.File("f"), OpenMode::kReadWrite);
+  FileHandle second = MustOpen(folder.File("f"), OpenMode::kReadWrite);
+  std::error_code error;
+  CHECK(first.TryLock(1000, 10, LockKind::kShared, error));
+  CHECK(second.TryLock(1000, 10, LockKind::kShared, error));
+  CHECK_FALSE(second.TryLock(1005, 1, LockKind::kExclusive, error));
+  CHECK(!error);
+  CHECK(second.TryLock(1010, 1, LockKind::kExclusive, error));
+  first.Unlock(1000, 10, error);
+  CHECK(second.TryLock(1005, 1, LockKind::kExclusive, error));
+  second.Close(error);
+  CHECK(first.TryLock(1000, 20, LockKind::kExclusive, error));
+}
+
+TEST_CASE("a file is replaced whole, through links, and keeps its mode") {
+  const TempFolder folder;
+  const std::string path = folder.File("settings");
+  std::error_code error;
+  os::ReplaceAtomically(path, Bytes("one"), error);
+  REQUIRE(!error);
+  CHECK(ReadWhole(path) == "one");
+  CHECK(ModeOf(path) == 0600);
+
+  REQUIRE(::chmod(path.c_str(), 0644) == 0);
+  os::MakeFolders(folder.File("a/b"), error);
+  REQUIRE(!error);
+  const std::string link = folder.File("a/b/link");
+  REQUIRE(::symlink("../../settings", link.c_str()) == 0);
+  os::ReplaceAtomically(link, Bytes("two"), error);
+  REQUIRE(!error);
+  CHECK(ReadWhole(path) == "two");
+  CHECK(ModeOf(path) == 0644);
+  struct stat facts {};
+  REQUIRE(::lstat(link.c_str(), &facts) == 0);
+  CHECK(S_ISLNK(facts.st_mode));
+
+  REQUIRE(::symlink("made-by-link", folder.File("dangling").c_str()) == 0);
+  os::ReplaceAtomically(folder.File("dangling"), Bytes("three"), error);
+  CHECK(ReadWhole(folder.File("made-by-link")) == "three");
+
+  os::ReplaceAtomically(folder.File("a"), Bytes("no"), error);
+  CHECK((error == std::errc::is_a_directory));
+  os::ReplaceAtomically(folder.File("no-such-folder/x"), Bytes("no"), error);
+  CHECK(!!error);
+  REQUIRE(::symlink("loop", folder.File("loop").c_str()) == 0);
+  os::ReplaceAtomically(folder.File("loop"), Bytes("no"), error);
+  CHECK((error == std::errc::too_many_symbolic_link_levels));
+
+  std::vector<std::string> names = os::List(folder.path(), error);
+  std::sort(names.begin(), names.end());
+  CHECK(names == std::vector<std::string>{"a", "dangling", "loop", "made-by-link", "settings"});
+}

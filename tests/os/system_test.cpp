@@ -1,0 +1,85 @@
+#include "base/os/system.h"
+
+#include "base/os/files.h"
+
+#include <doctest/doctest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+
+using namespace kelvorin;
+
+namespace {
+
+/// Sets the variables that name a locale and puts them back.
+class LocaleVariables {
+ public:
+  LocaleVariables(const char* all, const char* ctype, const char* lang) {
+    Set(0, all);
+    Set(1, ctype);
+    Set(2, lang);
+  }
+  ~LocaleVariables() {
+    for (std::size_t i = 0; i < 3; ++i) Put(kNames[i], old_[i]);
+  }
+  LocaleVariables(const LocaleVariables&) = delete;
+  LocaleVariables& operator=(const LocaleVariables&) = delete;
+
+ private:
+  static constexpr const char* kNames[] = {"LC_ALL", "LC_CTYPE", "LANG"};
+  static void Put(const char* name, const std::optional<std::string>& value) {
+    if (value) {
+      ::setenv(name, value->c_str(), 1);
+    } else {
+      ::unsetenv(name);
+    }
+  }
+  void Set(std::size_t i, const char* value) {
+    old_[i] = os::Environment(kNames[i]);
+    Put(kNames[i], value == nullptr ? std::nullopt : std::optional<std::string>(value));
+  }
+  std::optional<std::string> old_[3];
+};
+
+}  // namespace
+
+TEST_CASE("the charset follows the variables in their order, known to the system or not") {
+  struct Row {
+    const char* all;
+    const char* ctype;
+    const char* lang;
+    const char* charset;
+  };
+  const Row rows[] = {
+      {nullptr, nullptr, nullptr, "ANSI_X3.4-1968"},
+      {"C", "xx_YY.KOI8-R", "C.UTF-8", "ANSI_X3.4-1968"},
+      {nullptr, nullptr, "C.UTF-8", "UTF-8"},
+      {"", "", "C.UTF-8", "UTF-8"},
+      {nullptr, "xx_YY.ISO-8859-15@euro", "C.UTF-8", "ISO-8859-15"},
+      {nullptr, "xx_YY", nullptr, "ANSI_X3.4-1968"},
+  };
+  const std::string process_locale = std::setlocale(LC_ALL, nullptr);
+  for (const Row& row : rows) {
+    const LocaleVariables variables(row.all, row.ctype, row.lang);
+    CAPTURE(os::LocaleName("LC_CTYPE"));
+    CHECK(os::LocaleCharset() == row.charset);
+    CHECK(os::ReadLocaleFacts().decimal_point == ".");
+  }
+  CHECK(process_locale == std::setlocale(LC_ALL, nullptr));
+}
+
+TEST_CASE("the library's folder is where this program lies") {
+  const std::string folder = os::LibraryFolder();
+  CHECK(os::Exists(folder + "/os_test"));
+}
+
+TEST_CASE("memory is this program's own and clocks go forward") {
+  CHECK(os::PeakMemoryKiB() > 500);
+  CHECK(os::PeakMemoryKiB() < 4 * 1024 * 1024);
+  const std::int64_t before = os::MonotonicMilliseconds();
+  const std::int64_t cpu = os::CpuNanoseconds();
+  CHECK(os::MonotonicMilliseconds() >= before);
+  CHECK(os::CpuNanoseconds() >= cpu);
+  CHECK(os::Now().year >= 2024);
+}
