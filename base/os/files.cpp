@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -54,6 +55,15 @@ std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+/// Gives a file the owner and mode of another. False when the mode could not be set; the owner
+/// changes only for a privileged user, and is left as it is where that is not allowed.
+bool SetAccess(const std::string& path, const struct stat& facts) noexcept {
+  const bool foreign = facts.st_uid != ::geteuid() || facts.st_gid != ::getegid();
+  if (foreign && ::chown(path.c_str(), facts.st_uid, facts.st_gid) != 0) errno = 0;
+  // Mode last: a change of owner clears bits of it.
+  return ::chmod(path.c_str(), facts.st_mode & 07777) == 0;
 }
 
 /// Where a chain of symbolic links ends, whether or not a file is there.
@@ -257,6 +267,19 @@ bool IsWritable(const std::string& path) noexcept {
   return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
+std::string RealPath(const std::string& path, std::error_code& error) {
+  error.clear();
+  char resolved[PATH_MAX];
+  if (::realpath(path.c_str(), resolved) != nullptr) return resolved;
+  error = Last();
+  return {};
+}
+
+void CopyAccess(const std::string& from, const std::string& to) noexcept {
+  struct stat facts {};
+  if (::stat(from.c_str(), &facts) == 0) SetAccess(to, facts);
+}
+
 void Remove(const std::string& path, std::error_code& error) noexcept {
   error.clear();
   if (::unlink(path.c_str()) != 0) error = Last();
@@ -352,12 +375,7 @@ void ReplaceAtomically(const std::string& path, std::span<const std::byte> conte
   if (!error) file.Sync(error);
   if (!error) file.Close(error);
   if (!error && existed) {
-    // The owner changes only when a privileged user saves somebody else's file; where that is not
-    // allowed the file belongs to whoever saved it. Mode last: a change of owner clears bits of it.
-    if (old.st_uid != ::geteuid() || old.st_gid != ::getegid()) {
-      if (::chown(temporary.c_str(), old.st_uid, old.st_gid) != 0) errno = 0;
-    }
-    if (::chmod(temporary.c_str(), old.st_mode & 07777) != 0) error = Last();
+    if (!SetAccess(temporary, old)) error = Last();
   }
   if (!error) Rename(temporary, target, error);
   if (error) {

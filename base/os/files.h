@@ -13,11 +13,11 @@
 namespace kelvorin::os {
 
 enum class OpenMode : std::uint8_t {
-  kRead,           // must exist
-  kReadWrite,      // must exist
-  kCreateNew,      // read and write; fails when it exists
+  kRead,       // must exist
+  kReadWrite,  // must exist
+  kCreateNew,  // read and write; fails when it exists
   kCreateOrTruncate,
-  kAppend,         // created when missing; every write goes to the end
+  kAppend,  // created when missing; every write goes to the end
 };
 
 enum class LockKind : std::uint8_t { kShared, kExclusive };
@@ -52,15 +52,17 @@ class FileHandle {
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out,
                      std::error_code& error) const noexcept;
   /// Writes everything or fails; a write behind the end leaves a hole of zeros.
-  void WriteAt(std::uint64_t offset, std::span<const std::byte> in, std::error_code& error) noexcept;
+  void WriteAt(std::uint64_t offset, std::span<const std::byte> in,
+               std::error_code& error) noexcept;
   /// Sequential write at the file's position (files opened with kAppend: at the end).
   void Write(std::span<const std::byte> in, std::error_code& error) noexcept;
   void Truncate(std::uint64_t size, std::error_code& error) noexcept;
-  /// Reserves disk blocks up to `size` without changing the file's length; a file system that cannot
-  /// reserve is no error.
+  /// Reserves disk blocks up to `size` without changing the file's length; a file system that
+  /// cannot reserve is no error.
   void Reserve(std::uint64_t size, std::error_code& error) noexcept;
   void Sync(std::error_code& error) noexcept;
-  /// Byte-range lock of this handle (open-file-description locks); false when somebody else holds it.
+  /// Byte-range lock of this handle (open-file-description locks); false when somebody else holds
+  /// it.
   bool TryLock(std::uint64_t offset, std::uint64_t length, LockKind kind,
                std::error_code& error) noexcept;
   void Unlock(std::uint64_t offset, std::uint64_t length, std::error_code& error) noexcept;
@@ -72,6 +74,11 @@ class FileHandle {
 bool Exists(const std::string& path) noexcept;
 bool IsFolder(const std::string& path) noexcept;
 bool IsWritable(const std::string& path) noexcept;
+/// The absolute path with every symbolic link followed; empty, with an error, when nothing is
+/// there.
+std::string RealPath(const std::string& path, std::error_code& error);
+/// Gives `to` the owner, group and mode of `from`, as far as the system allows.
+void CopyAccess(const std::string& from, const std::string& to) noexcept;
 void Remove(const std::string& path, std::error_code& error) noexcept;
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept;
 void MakeFolders(const std::string& path, std::error_code& error) noexcept;
