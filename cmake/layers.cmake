@@ -24,3 +24,6 @@ set(KELVORIN_LAYERS_wizard
     control/contract base)
 set(KELVORIN_LAYERS_control
     wizard database/drivers database/api database/values settings control/contract base)
+set(KELVORIN_LAYERS_apps_kelvorin
+    control wizard engine mapping database/drivers database/catalog database/api database/values
+    textsource settings control/contract base)

@@ -1,0 +1,43 @@
+# Installs by package name what this machine lacks. Sourced by ./run and ./test.
+#   need PACKAGE ...   makes sure of the packages, or says what is missing and fails
+
+need() {
+  local missing=()
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  echo "installing: ${missing[*]}" >&2
+  local as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  export DEBIAN_FRONTEND=noninteractive
+  "${as_root[@]}" apt-get update -qq >&2 &&
+    "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null 2>&1 && return 0
+  echo "could not install ${missing[*]}: install them by hand and try again" >&2
+  return 1
+}
+
+# What every build needs.
+build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev)
+# What the tests need: the framework, and other programs and real files to compare with.
+test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data)
+
+# configure_and_build PRESET [TARGET ...]: quiet when all is well, the whole log when not.
+configure_and_build() {
+  local preset=$1
+  shift
+  local log="$root/build/$preset.log"
+  mkdir -p "$root/build"
+  if ! (cd "$root" && cmake --preset "$preset") >"$log" 2>&1; then
+    cat "$log" >&2
+    return 1
+  fi
+  local targets=()
+  [ $# -eq 0 ] || targets=(--target "$@")
+  if ! cmake --build "$root/build/$preset" "${targets[@]}" >"$log" 2>&1; then
+    cat "$log" >&2
+    return 1
+  fi
+}
