@@ -14,7 +14,7 @@ void Driver::Create(const OpenRequest& request, const ConnectString&) {
             " does not create databases");
 }
 
-Driver* DBEngine::FindDriver(std::string_view type_word) noexcept {
+Driver* DBEngine::FindDriver(std::string_view type_word) const noexcept {
   for (const auto& driver : drivers_)
     if (driver->Handles(type_word)) return driver.get();
   return nullptr;

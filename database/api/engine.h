@@ -44,6 +44,10 @@ class DBEngine {
   DBEngine& operator=(const DBEngine&) = delete;
 
   void Register(std::unique_ptr<Driver> driver) { drivers_.push_back(std::move(driver)); }
+  /// Whether this build can open connect strings with the type word.
+  bool HasDriver(std::string_view type_word) const noexcept {
+    return FindDriver(type_word) != nullptr;
+  }
 
   /// Opens a database. `name` is a file or folder, or empty for an ODBC source; the connect
   /// string's type word chooses the driver (an empty word is Access). An ODBC connect string
@@ -66,7 +70,7 @@ class DBEngine {
   void NoteFailure(const Status& status, std::vector<PendingError> details = {}) noexcept;
 
  private:
-  Driver* FindDriver(std::string_view type_word) noexcept;
+  Driver* FindDriver(std::string_view type_word) const noexcept;
 
   std::vector<std::unique_ptr<Driver>> drivers_;
   values::ValueFormat format_;
