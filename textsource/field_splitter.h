@@ -54,6 +54,8 @@ class SplitRules {
   static SplitRules HtmlTags();
 
   CutRule rule() const noexcept { return rule_; }
+  /// The text delimiter of the delimited rule; the character 0 for none.
+  char delimiter() const noexcept { return delimiter_; }
 
   /// Cuts `record` into `fields`, which are cleared first.
   ///
@@ -61,12 +63,17 @@ class SplitRules {
   /// Fails with `kOutOfRange` at the 252nd field; the first 251 are then filled.
   Status Split(std::span<char> record, FieldValues& fields) const;
 
+  /// Whether a delimited record ends inside quotes, so that its rest became one field. Looks at the
+  /// record as it was read, before `Split`.
+  bool LeavesDelimiterOpen(std::string_view record) const noexcept;
+
  private:
   enum class Kind : std::uint8_t { kPlain, kDelimiter, kSeparator };
 
   SplitRules() = default;
   bool SplitDelimited(char* p, char* end, FieldValues& fields) const;
-  bool SplitFixed(const char* p, std::size_t size, FieldValues& fields) const;
+  char* TakeQuoted(char* p, char* end, char*& start, char*& field_end) const;
+  void SplitFixed(const char* p, std::size_t size, FieldValues& fields) const;
   static bool SplitHtmlTags(const char* p, const char* end, FieldValues& fields);
 
   CutRule rule_ = CutRule::kDelimited;

@@ -48,20 +48,26 @@ FileTypeGuess GuessFileType(const PreviewLines& preview, BreakList& breaks);
 void LoadNewFile(const std::string& file_name, bool guess, PreviewLines& preview,
                  RecordFormat& format, FileTypeGuess& guessed, BreakList& breaks);
 
-/// How far a layout explains the preview lines, for a status line and for people who did not watch.
-/// It never changes the guess; `hint` names what might suit better.
+/// How evenly a guessed or chosen layout cuts the preview lines, and what might suit better. For a
+/// status line and for people who let a layout be guessed; it never changes a guess.
 struct DetectionReport {
-  int lines = 0;                         // preview lines that are not empty
-  int fields = 0;                        // fields of most lines under the layout
-  int lines_agreeing = 0;                // lines with exactly that many fields
-  int unclosed_lines = 0;                // lines that end inside quotes
-  int certainty_percent = 0;             // 0 when there is nothing to go by
-  std::string hint;                      // a sentence, or empty
-  char better_separator = 0;             // separator that cuts the lines more evenly, or 0
-  std::int32_t better_record_code = -1;  // record separator that suits better, or -1
+  int lines = 0;              // preview lines that are not empty
+  int fields = 0;             // fields of most lines
+  int lines_agreeing = 0;     // lines with exactly that many fields
+  int unclosed_lines = 0;     // lines that end inside quotes
+  int certainty_percent = 0;  // 0 when there is nothing to go by
+  /// Separator that would cut the lines more evenly (tab, |, ...), or the character 0.
+  char better_separator = 0;
+  /// Record separator code that would suit better, or -1.
+  std::int32_t better_record_code = -1;
+  /// The lines look like rows of HTML tags.
+  bool html_rows = false;
+  /// What the three above say, for a person; empty when there is nothing to say.
+  std::string hint;
 };
 
-/// Weighs a layout against the preview lines.
+/// Weighs a layout against the preview lines; lines that the preview cut off count only when there
+/// are no others.
 DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
                       const SplitRules& rules);
 

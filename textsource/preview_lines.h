@@ -34,6 +34,8 @@ struct PreviewLines {
                          std::int32_t start_record);
 
  private:
+  Status ReadLines(const std::string& file_name, RecordFormat format, std::int32_t start_record);
+
   std::array<std::string, base::kPreviewLines> lines_;
 };
 

@@ -82,15 +82,20 @@ class RecordReader {
   const std::string& path() const noexcept { return file_.path(); }
 
  private:
+  enum class Ending : std::uint8_t { kNone, kFound, kBrokenSeparator };
+
   RecordReader(base::InputFile file, RecordFormat format, ReaderLimits limits);
+  Ending FindEnding(std::size_t scan_from, std::size_t& size, std::size_t& next) const noexcept;
+  Status Fill(std::size_t& scanned, bool& found_none);
+  Status MakeRoom(std::size_t& scanned);
 
   base::InputFile file_;
   RecordFormat format_;
   ReaderLimits limits_;
   std::vector<char> block_;
-  std::size_t begin_ = 0;           // next record starts here in block_
-  std::size_t end_ = 0;             // bytes of block_ that hold file contents
-  std::uint64_t block_offset_ = 0;  // file position of block_[0]; begin_ is counted from it
+  std::size_t begin_ = 0;           // the next record starts here in block_
+  std::size_t end_ = 0;             // bytes of block_ that hold contents of the file
+  std::uint64_t block_offset_ = 0;  // position() - begin_
   std::uint64_t record_offset_ = 0;
   bool at_end_ = false;
 };

@@ -1,0 +1,160 @@
+#include "textsource/format_detection.h"
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+
+namespace kelvorin::textsource {
+namespace {
+
+constexpr char kOtherSeparators[] = {',', ';', '\t', '|', ':'};
+
+/// How one rule cuts the lines.
+struct Cut {
+  int fields = 0;
+  int agreeing = 0;
+  int unclosed = 0;
+};
+
+Cut CutLines(const std::vector<std::string_view>& lines, const SplitRules& rules) {
+  Cut cut;
+  FieldValues values;
+  std::string line;
+  std::vector<int> counts;
+  for (const std::string_view original : lines) {
+    if (rules.LeavesDelimiterOpen(original)) ++cut.unclosed;
+    line = original;
+    static_cast<void>(rules.Split(line, values));  // a line with more than 251 fields counts as 251
+    int count = static_cast<int>(values.count());
+    if (rules.rule() == CutRule::kFixed) {
+      // The fields are always as many as the breaks: count those that the line reaches.
+      while (count > 0 && values[static_cast<std::size_t>(count - 1)].empty()) --count;
+    }
+    counts.push_back(count);
+  }
+  for (const int count : counts) {
+    const int same = static_cast<int>(std::count(counts.begin(), counts.end(), count));
+    if (same > cut.agreeing || (same == cut.agreeing && count > cut.fields)) {
+      cut.agreeing = same;
+      cut.fields = count;
+    }
+  }
+  return cut;
+}
+
+int Certainty(const Cut& cut, int lines, bool some_cut_off) {
+  if (lines == 0) return 0;
+  int percent = 100 * (cut.agreeing - std::min(cut.agreeing, cut.unclosed)) / lines;
+  if (cut.fields < 2) percent = std::min(percent, 25);              // any layout does that
+  if (lines == 1 || some_cut_off) percent = std::min(percent, 50);  // nothing to compare with
+  return percent;
+}
+
+bool All(const std::vector<std::string_view>& lines, std::size_t from,
+         bool (*holds)(std::string_view)) {
+  return lines.size() > from &&
+         std::all_of(lines.begin() + static_cast<std::ptrdiff_t>(from), lines.end(), holds);
+}
+
+std::int32_t BetterRecordCode(const std::vector<std::string_view>& lines, std::int32_t code) {
+  const bool cut_in_crlf =
+      (code == separator_code::kCr &&
+       All(lines, 1, [](std::string_view line) { return line.front() == base::kLf; })) ||
+      (code == separator_code::kLf &&
+       All(lines, 0, [](std::string_view line) { return line.back() == base::kCr; }));
+  if (cut_in_crlf) return separator_code::kCrLf;
+  const auto inside = [&](char wanted) {
+    return All(
+        lines, 0,
+        wanted == base::kLf ? [](std::string_view line) { return line.find('\n') != line.npos; }
+                            : [](std::string_view line) { return line.find('\r') != line.npos; });
+  };
+  if (code == separator_code::kCrLf && inside(base::kLf)) return separator_code::kLf;
+  if (code == separator_code::kCrLf && inside(base::kCr)) return separator_code::kCr;
+  return -1;
+}
+
+std::string SeparatorName(char separator) {
+  switch (separator) {
+    case ',':
+      return "comma";
+    case ';':
+      return "semicolon";
+    case '\t':
+      return "tab";
+    default:
+      return std::string("\"") + separator + "\"";
+  }
+}
+
+std::string_view RecordCodeName(std::int32_t code) {
+  if (code == separator_code::kCrLf) return "CR LF";
+  return code == separator_code::kCr ? "CR" : "LF";
+}
+
+void AppendHint(DetectionReport& report, const Cut& better) {
+  std::string& hint = report.hint;
+  if (report.better_record_code >= 0) {
+    hint.append("The records seem to end with ")
+        .append(RecordCodeName(report.better_record_code))
+        .append(".");
+  } else if (report.html_rows) {
+    hint = "The lines look like HTML tags.";
+  } else if (report.better_separator != 0) {
+    hint.append("With ").append(SeparatorName(report.better_separator)).append(" as separator ");
+    base::AppendDecimal(better.agreeing, hint);
+    hint.append(" of ");
+    base::AppendDecimal(report.lines, hint);
+    hint.append(" lines have ");
+    base::AppendDecimal(better.fields, hint);
+    hint.append(" fields.");
+  }
+}
+
+}  // namespace
+
+DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
+                      const SplitRules& rules) {
+  std::vector<std::string_view> lines;
+  std::vector<std::string_view> whole;  // not cut off by the preview
+  for (int n = 1; n <= static_cast<int>(base::kPreviewLines); ++n) {
+    const std::string& line = preview.Line(n);
+    if (line.empty()) continue;
+    lines.push_back(line);
+    if (line.size() < static_cast<std::size_t>(kPreviewLineBytes)) whole.push_back(line);
+  }
+  const bool some_cut_off = whole.size() < lines.size();
+  const std::vector<std::string_view>& sample = whole.empty() ? lines : whole;
+  const int sample_size = static_cast<int>(sample.size());
+
+  const Cut cut = CutLines(sample, rules);
+  DetectionReport report;
+  report.lines = static_cast<int>(lines.size());
+  report.fields = cut.fields;
+  report.lines_agreeing = cut.agreeing;
+  report.unclosed_lines = cut.unclosed;
+  report.certainty_percent = Certainty(cut, sample_size, some_cut_off);
+  if (lines.empty()) return report;
+
+  report.better_record_code = BetterRecordCode(lines, format.code);
+  report.html_rows = rules.rule() != CutRule::kHtmlTags && All(lines, 0, [](std::string_view line) {
+                       return base::TrimLeft(line, base::kBlankOrTab).starts_with('<');
+                     });
+  Cut best = cut;
+  for (const char separator : kOtherSeparators) {
+    const Cut other = CutLines(sample, SplitRules::Delimited({&separator, 1}, '"'));
+    const bool cuts = other.fields >= 2 && other.unclosed == 0;
+    const bool more_even = best.fields < 2 || other.agreeing > best.agreeing;
+    if (cuts && more_even && 2 * other.agreeing > sample_size) {
+      best = other;
+      report.better_separator = separator;
+    }
+  }
+  AppendHint(report, best);
+  return report;
+}
+
+}  // namespace kelvorin::textsource
