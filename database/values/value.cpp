@@ -5,7 +5,9 @@ namespace {
 
 constexpr std::int32_t kDayZeroFrom1970 = -25569;  // 1899-12-30 in days from 1970-01-01
 
-constexpr bool IsLeap(std::int32_t y) noexcept { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); }
+constexpr bool IsLeap(std::int32_t y) noexcept {
+  return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0);
+}
 
 }  // namespace
 

@@ -65,18 +65,55 @@ struct Value {
   bool IsNull() const noexcept { return kind == Kind::kNull; }
 
   static Value Null() noexcept { return {}; }
-  static Value Boolean(bool b) noexcept { Value v; v.kind = Kind::kBoolean; v.boolean = b; return v; }
-  static Value Integer(std::int64_t i) noexcept { Value v; v.kind = Kind::kInteger; v.integer = i; return v; }
+  static Value Boolean(bool b) noexcept {
+    Value v;
+    v.kind = Kind::kBoolean;
+    v.boolean = b;
+    return v;
+  }
+  static Value Integer(std::int64_t i) noexcept {
+    Value v;
+    v.kind = Kind::kInteger;
+    v.integer = i;
+    return v;
+  }
   static Value Double(double d, std::string_view exact = {}) noexcept {
-    Value v; v.kind = Kind::kDouble; v.number = d; v.text = exact; return v;
+    Value v;
+    v.kind = Kind::kDouble;
+    v.number = d;
+    v.text = exact;
+    return v;
   }
   static Value Currency(std::int64_t ten_thousandths) noexcept {
-    Value v; v.kind = Kind::kCurrency; v.integer = ten_thousandths; return v;
+    Value v;
+    v.kind = Kind::kCurrency;
+    v.integer = ten_thousandths;
+    return v;
   }
-  static Value Date(DateTime d) noexcept { Value v; v.kind = Kind::kDateTime; v.date_time = d; return v; }
-  static Value Text(std::string_view t) noexcept { Value v; v.kind = Kind::kText; v.text = t; return v; }
-  static Value Bytes(std::string_view raw) noexcept { Value v; v.kind = Kind::kBytes; v.text = raw; return v; }
-  static Value OfGuid(const Guid& g) noexcept { Value v; v.kind = Kind::kGuid; v.guid = g; return v; }
+  static Value Date(DateTime d) noexcept {
+    Value v;
+    v.kind = Kind::kDateTime;
+    v.date_time = d;
+    return v;
+  }
+  static Value Text(std::string_view t) noexcept {
+    Value v;
+    v.kind = Kind::kText;
+    v.text = t;
+    return v;
+  }
+  static Value Bytes(std::string_view raw) noexcept {
+    Value v;
+    v.kind = Kind::kBytes;
+    v.text = raw;
+    return v;
+  }
+  static Value OfGuid(const Guid& g) noexcept {
+    Value v;
+    v.kind = Kind::kGuid;
+    v.guid = g;
+    return v;
+  }
 };
 
 }  // namespace kelvorin::values
