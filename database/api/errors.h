@@ -13,9 +13,10 @@ namespace kelvorin::database {
 /// Numbers of the engine's errors as hosts know them from data access objects.
 enum class ErrorNumber : std::int32_t {
   kNone = 0,
+  kInternal = 3000,
   kInvalidArgument = 3001,
-  kNotInCollection = 3265,  // table, field or index not found by name
-  kTableNotFound = 3011,
+  kTableExists = 3010,
+  kTableNotFound = 3011,  // by OpenRecordset; a look-up in TableDefs says kNotInCollection
   kIndexNotFound = 3015,
   kNoIndexSet = 3019,  // Seek without a current index
   kNoCurrentEdit = 3020,
@@ -25,23 +26,27 @@ enum class ErrorNumber : std::int32_t {
   kDiskFull = 3026,
   kReadOnly = 3027,
   kWrongPassword = 3031,
+  kIo = 3043,
   kSharingViolation = 3045,  // the file is in use
   kCorrupt = 3049,
+  kKeyIsNull = 3058,  // a primary key or an index that refuses Null
+  kOdbcCallFailed = 3146,
   kFieldTooSmall = 3163,
+  kFieldNotUpdatable = 3164,  // e.g. a calculated field or an automatic number
   kRecordDeleted = 3167,
-  kNoDriver = 3170,       // no driver for the connect string
-  kRelated = 3200,        // a relation stands in the way
-  kExternalTable = 3274,  // an external table is not in the expected format
-  kTableExists = 3010,
-  kObjectInvalid = 3420,  // the object was closed
-  kConversion = 3421,
+  kNoDriver = 3170,        // no driver for the connect string
+  kRelated = 3200,         // records of another table depend on this one
+  kRelatedMissing = 3201,  // the record that this one depends on is missing
+  kDatabaseExists = 3204,
+  kInvalidOperation = 3219,
   kNotSupported = 3251,
+  kNotInCollection = 3265,  // table, field or index not found by name
+  kExternalTable = 3274,    // an external table is not in the expected format
   kRequired = 3314,
   kZeroLength = 3315,
   kUnrecognizedFormat = 3343,
-  kIo = 3043,
-  kInternal = 3000,
-  kOdbcCallFailed = 3146,
+  kObjectInvalid = 3420,  // the object was closed
+  kConversion = 3421,
 };
 
 /// One pending error: `number` is the engine's or, for an ODBC server, the driver's own number;

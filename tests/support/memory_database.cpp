@@ -1,0 +1,498 @@
+#include "tests/support/memory_database.h"
+
+#include "base/M_STRING.h"
+#include "database/api/database.h"
+#include "database/api/recordset.h"
+#include "tests/support/memory_table.h"
+
+#include <array>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace kelvorin::tests {
+
+using database::ConnectString;
+using database::ErrorNumber;
+using database::FieldDef;
+using database::IndexDef;
+using database::OpenRequest;
+using database::PendingError;
+using database::RecordsetType;
+using database::SeekComparison;
+using database::TableDef;
+using database::Throw;
+using values::Value;
+
+namespace {
+
+struct StoredDatabase {
+  std::string password;
+  std::vector<std::shared_ptr<MemoryTable>> tables;  // shared with open record sets
+  database::SqlDialect dialect;
+  std::vector<std::string> statements;
+  std::map<int, StatementOutcome> outcomes;
+  bool occupied = false;
+  bool occupied_exclusively = false;
+
+  std::shared_ptr<MemoryTable> Find(std::string_view name) const {
+    for (const auto& table : tables)
+      if (base::EqualIgnoreCase(table->def().Name, name)) return table;
+    return nullptr;
+  }
+};
+
+struct Fault {
+  std::string operation;
+  int countdown;
+  Status status;
+  std::vector<PendingError> errors;
+};
+
+struct ReadFault {
+  std::string table;
+  std::size_t record;
+  std::string field;
+  Status status;
+};
+
+constexpr std::array<std::string_view, 5> kComparisons = {"=", ">=", ">", "<=", "<"};
+
+}  // namespace
+
+struct MemoryDriver::Store {
+  std::vector<std::string> type_words;
+  std::map<std::string, StoredDatabase, std::less<>> databases;
+  std::vector<Fault> faults;
+  std::vector<ReadFault> read_faults;
+  std::vector<std::string> log;
+  std::string logged_table;
+  bool logging = false;
+
+  StoredDatabase& Get(std::string_view name) {
+    const auto found = databases.find(name);
+    KV_ASSERT(found != databases.end(), "the test added this database");
+    return found->second;
+  }
+  MemoryTable& Get(std::string_view database, std::string_view table) {
+    const auto found = Get(database).Find(table);
+    KV_ASSERT(found != nullptr, "the test added this table");
+    return *found;
+  }
+
+  // Throws when a fault is due for the operation.
+  void Meet(std::string_view operation, std::string_view name) {
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+      Fault& fault = faults[i];
+      const bool met = fault.operation == operation ||
+                       fault.operation == std::string(operation) + " " + std::string(name);
+      if (!met || --fault.countdown > 0) continue;
+      const Fault due = fault;
+      faults.erase(faults.begin() + static_cast<std::ptrdiff_t>(i));
+      throw database::DriverError(due.status, due.errors);
+    }
+  }
+  // Logs an operation and meets its faults. `table` is empty for operations on a database.
+  void Enter(std::string_view table, std::string_view operation, std::string_view name = {},
+             std::string_view detail = {}) {
+    if (logging &&
+        (table.empty() || logged_table.empty() || base::EqualIgnoreCase(table, logged_table))) {
+      std::string line(operation);
+      for (std::string_view part : {name, detail})
+        if (!part.empty()) line.append(1, ' ').append(part);
+      log.push_back(std::move(line));
+    }
+    Meet(operation, name);
+  }
+};
+
+namespace {
+
+using Store = MemoryDriver::Store;
+
+class MemoryRecordset final : public database::Recordset {
+ public:
+  MemoryRecordset(database::Database& owner, RecordsetType type, TableDef def,
+                  std::shared_ptr<Store> store, std::shared_ptr<MemoryTable> table)
+      : Recordset(owner, type, std::move(def)), store_(std::move(store)), table_(std::move(table)) {
+    if (type == RecordsetType::kSnapshot) snapshot_ = table_->rows();
+    OpenAtFirst();
+    opening_ = false;
+  }
+
+ private:
+  const std::vector<Row>& rows() const noexcept {
+    return Type() == RecordsetType::kSnapshot ? snapshot_ : table_->rows();
+  }
+  void Enter(std::string_view operation, std::string_view name = {}, std::string_view detail = {}) {
+    store_->Enter(Def().Name, operation, name, detail);
+  }
+
+  bool Go(std::size_t row_no) noexcept {
+    row_no_ = row_no;
+    return true;
+  }
+  // First live row from `row_no` on, and last live row before it.
+  bool GoFrom(std::size_t row_no) {
+    for (; row_no < rows().size(); ++row_no)
+      if (!rows()[row_no].deleted) return Go(row_no);
+    return false;
+  }
+  bool GoBefore(std::size_t row_no) {
+    while (row_no-- > 0)
+      if (!rows()[row_no].deleted) return Go(row_no);
+    return false;
+  }
+  bool GoToPlace(std::size_t place) {
+    const auto& order = table_->Order(*index_);
+    return place < order.size() && Go(order[place]);
+  }
+
+  bool DoMoveFirst() override {
+    if (!opening_) Enter("MoveFirst");
+    return index_ ? GoToPlace(0) : GoFrom(0);
+  }
+  bool DoMoveLast() override {
+    Enter("MoveLast");
+    if (!index_) return GoBefore(rows().size());
+    return GoToPlace(table_->Order(*index_).size() - 1);
+  }
+  bool DoMoveNext() override {
+    Enter("MoveNext");
+    if (!index_) return GoFrom(row_no_ + 1);
+    return GoToPlace(table_->PlaceOf(*index_, row_no_, true));
+  }
+  bool DoMovePrevious() override {
+    Enter("MovePrevious");
+    if (!index_) return GoBefore(row_no_);
+    return GoToPlace(table_->PlaceOf(*index_, row_no_, false) - 1);
+  }
+  std::int64_t DoRecordCount() override {
+    Enter("RecordCount");
+    std::int64_t count = 0;
+    for (const Row& row : rows()) count += row.deleted ? 0 : 1;
+    return count;
+  }
+  void DoGetBookmark(std::string& out) override {
+    Enter("GetBookmark");
+    const std::uint64_t number = row_no_;
+    out.assign(sizeof number, '\0');
+    std::memcpy(out.data(), &number, sizeof number);
+  }
+  bool DoSetBookmark(std::string_view bytes) override {
+    Enter("SetBookmark");
+    std::uint64_t number = 0;
+    if (bytes.size() != sizeof number) return false;
+    std::memcpy(&number, bytes.data(), sizeof number);
+    return number < rows().size() && !rows()[number].deleted && Go(number);
+  }
+
+  void DoSetIndex(const IndexDef* index) override {
+    Enter("SetIndex", index ? index->Name : std::string_view());
+    index_ = index ? std::optional(table_->IndexNumber(*index)) : std::nullopt;
+  }
+  bool DoSeek(SeekComparison comparison, std::span<const Value> keys) override {
+    std::vector<Cell> cells(keys.size());
+    std::string detail;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      const int found = Def().FindField(CurrentIndex()->Columns[i].Name);
+      FieldDef field = Def().Fields[static_cast<std::size_t>(found)];
+      field.Size = 0;  // a key longer than the field is one that no row has
+      if (Status made = MakeCell(Def(), field, keys[i], cells[i]); !made.ok())
+        throw Error(std::move(made));
+      detail += (i == 0 ? "" : ", ") + TextOf(cells[i]);
+    }
+    Enter("Seek", kComparisons[static_cast<std::size_t>(comparison)], detail);
+    const std::size_t at = table_->PlaceOf(*index_, cells, false);
+    const std::size_t behind = table_->PlaceOf(*index_, cells, true);
+    switch (comparison) {
+      case SeekComparison::kEqual:
+        return at < behind && GoToPlace(at);
+      case SeekComparison::kGreaterEqual:
+        return GoToPlace(at);
+      case SeekComparison::kGreater:
+        return GoToPlace(behind);
+      case SeekComparison::kLessEqual:
+        return GoToPlace(behind - 1);
+      case SeekComparison::kLess:
+        return GoToPlace(at - 1);
+    }
+    return false;
+  }
+
+  void DoReadField(std::size_t field, Value& out) override {
+    store_->Meet("ReadField", Def().Fields[field].Name);
+    if (EditMode() == database::EditState::kNone) {
+      for (const ReadFault& fault : store_->read_faults)
+        if (fault.record == row_no_ + 1 && base::EqualIgnoreCase(fault.table, Def().Name) &&
+            base::EqualIgnoreCase(fault.field, Def().Fields[field].Name))
+          throw Error(fault.status);
+      if (rows()[row_no_].deleted)
+        Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+              "the current record of table '" + Def().Name + "' was deleted by another record set");
+      out = rows()[row_no_].cells[field].View();
+    } else {
+      out = pending_.cells[field].View();
+    }
+  }
+  Status DoWriteField(std::size_t field, const Value& value) override {
+    Enter("WriteField", Def().Fields[field].Name, "= " + TextOf(Cell(value)));
+    return MakeCell(Def(), Def().Fields[field], value, pending_.cells[field]);
+  }
+  void DoAddNew() override {
+    Enter("AddNew");
+    pending_ = Row{std::vector<Cell>(FieldCount()), false};
+  }
+  void DoEdit() override {
+    Enter("Edit");
+    if (rows()[row_no_].deleted)
+      Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+            "the current record of table '" + Def().Name + "' was deleted by another record set");
+    pending_ = rows()[row_no_];
+  }
+  Status DoUpdate() override {
+    Enter("Update");
+    if (EditMode() == database::EditState::kEdit)
+      return table_->Replace(row_no_, std::move(pending_));
+    std::vector<bool> assigned(FieldCount());
+    for (std::size_t i = 0; i < assigned.size(); ++i) assigned[i] = Assigned(i);
+    return table_->Insert(std::move(pending_), assigned);
+  }
+  void DoCancelUpdate() override { Enter("CancelUpdate"); }
+  void DoDelete() override {
+    Enter("Delete");
+    table_->Delete(row_no_);
+  }
+  void DoClose() override { Enter("Close", Def().Name); }
+
+  std::shared_ptr<Store> store_;
+  std::shared_ptr<MemoryTable> table_;
+  std::vector<Row> snapshot_;
+  std::optional<std::size_t> index_;
+  std::size_t row_no_ = 0;
+  Row pending_;
+  bool opening_ = true;
+};
+
+class MemoryDatabase final : public database::Database {
+ public:
+  MemoryDatabase(database::DBEngine& owner, OpenRequest request, std::shared_ptr<Store> store,
+                 std::string key)
+      : Database(owner, std::move(request)), store_(std::move(store)), key_(std::move(key)) {
+    set_dialect(stored().dialect);
+  }
+
+ private:
+  StoredDatabase& stored() const { return store_->Get(key_); }
+  std::shared_ptr<MemoryTable> Require(std::string_view name, ErrorNumber number) const {
+    auto table = stored().Find(name);
+    if (!table)
+      Throw(Code::kNotFound, number,
+            "the database '" + key_ + "' has no table '" + std::string(name) + "'");
+    return table;
+  }
+
+  std::vector<database::TableInfo> DoTableDefs() override {
+    store_->Enter({}, "TableDefs");
+    std::vector<database::TableInfo> all;
+    for (const auto& table : stored().tables)
+      all.push_back({table->def().Name, table->def().Attributes});
+    return all;
+  }
+  TableDef DoFindTableDef(std::string_view name) override {
+    store_->Enter({}, "FindTableDef", name);
+    return Require(name, ErrorNumber::kNotInCollection)->def();
+  }
+  std::unique_ptr<database::Recordset> DoOpenRecordset(std::string_view name,
+                                                       RecordsetType type) override {
+    store_->Enter({}, "OpenRecordset", name);
+    auto table = Require(name, ErrorNumber::kTableNotFound);
+    TableDef def = table->def();
+    if (type == RecordsetType::kTable &&
+        (def.Attributes & (database::kAttrLinkedJet | database::kAttrLinkedOdbc)) != 0)
+      Throw(Code::kNotSupported, ErrorNumber::kInvalidOperation,
+            "the linked table '" + def.Name + "' cannot be opened as a table");
+    return std::make_unique<MemoryRecordset>(*this, type, std::move(def), store_, table);
+  }
+  std::int64_t DoExecute(std::string_view sql, std::int32_t options) override {
+    if (!IsOdbc() || options != database::kSqlPassThrough)
+      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+            "the database '" + key_ + "' takes only statements passed through to a server");
+    store_->Enter({}, "Execute", {}, sql);
+    auto& statements = stored().statements;
+    statements.emplace_back(sql);
+    const auto scripted = stored().outcomes.find(static_cast<int>(statements.size()));
+    if (scripted == stored().outcomes.end()) return 1;
+    const StatementOutcome& outcome = scripted->second;
+    if (!outcome.status.ok()) throw database::DriverError(outcome.status, outcome.errors);
+    return outcome.affected;
+  }
+  void DoCreateTable(const TableDef& table) override {
+    store_->Enter({}, "CreateTable", table.Name);
+    if (stored().Find(table.Name))
+      Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+            "the database '" + key_ + "' has a table '" + table.Name + "' already");
+    stored().tables.push_back(std::make_shared<MemoryTable>(table));
+  }
+  void DoCreateIndex(std::string_view table, const IndexDef& index) override {
+    store_->Enter({}, "CreateIndex", table, index.Name);
+    Status added = Require(table, ErrorNumber::kTableNotFound)->AddIndex(index);
+    if (!added.ok()) throw Error(std::move(added));
+  }
+  void DoDeleteTable(std::string_view name) override {
+    store_->Enter({}, "DeleteTable", name);
+    const auto table = Require(name, ErrorNumber::kTableNotFound);
+    std::erase(stored().tables, table);
+  }
+  std::vector<std::string> DoInspect(std::string_view) override { return {}; }
+  void DoClose() override { store_->Enter({}, "CloseDatabase", key_); }
+
+  std::shared_ptr<Store> store_;
+  std::string key_;  // the database's name in the store
+};
+
+}  // namespace
+
+MemoryDriver::MemoryDriver(std::vector<std::string> type_words)
+    : store_(std::make_shared<Store>()) {
+  store_->type_words = std::move(type_words);
+}
+MemoryDriver::~MemoryDriver() = default;
+MemoryDriver::MemoryDriver(const MemoryDriver&) = default;
+
+void MemoryDriver::AddDatabase(std::string_view database, std::string_view password) {
+  store_->databases[std::string(database)].password = password;
+}
+
+void MemoryDriver::AddTable(std::string_view database, TableDef table) {
+  auto& tables = store_->databases[std::string(database)].tables;
+  tables.push_back(std::make_shared<MemoryTable>(std::move(table)));
+}
+
+void MemoryDriver::AddRow(std::string_view database, std::string_view table,
+                          const std::vector<std::string>& texts) {
+  MemoryTable& stored = store_->Get(database, table);
+  const TableDef& def = stored.def();
+  KV_ASSERT(texts.size() == def.Fields.size(), "one text for each field");
+  Row row{std::vector<Cell>(texts.size()), false};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i] == "<null>") continue;
+    Value value;
+    std::string scratch;
+    Status status =
+        values::ValueFormat::Neutral().Parse(texts[i], def.Fields[i].Type, value, scratch);
+    if (status.ok()) status = MakeCell(def, def.Fields[i], value, row.cells[i]);
+    if (!status.ok()) throw Error(std::move(status));
+  }
+  Status status = stored.Insert(std::move(row), std::vector<bool>(texts.size(), true));
+  if (!status.ok()) throw Error(std::move(status));
+}
+
+std::vector<std::vector<std::string>> MemoryDriver::Rows(std::string_view database,
+                                                         std::string_view table) const {
+  std::vector<std::vector<std::string>> all;
+  for (const Row& row : store_->Get(database, table).rows()) {
+    if (row.deleted) continue;
+    auto& texts = all.emplace_back();
+    for (const Cell& cell : row.cells) texts.push_back(TextOf(cell));
+  }
+  return all;
+}
+
+TableDef MemoryDriver::Def(std::string_view database, std::string_view table) const {
+  return store_->Get(database, table).def();
+}
+
+void MemoryDriver::Occupy(std::string_view database, bool exclusively) {
+  store_->Get(database).occupied = true;
+  store_->Get(database).occupied_exclusively = exclusively;
+}
+void MemoryDriver::Release(std::string_view database) {
+  store_->Get(database).occupied = false;
+}
+
+void MemoryDriver::SetDialect(std::string_view database, database::SqlDialect dialect) {
+  store_->Get(database).dialect = std::move(dialect);
+}
+const std::vector<std::string>& MemoryDriver::Statements(std::string_view database) const {
+  return store_->Get(database).statements;
+}
+void MemoryDriver::ScriptStatement(std::string_view database, int n, StatementOutcome outcome) {
+  store_->Get(database).outcomes[n] = std::move(outcome);
+}
+
+void MemoryDriver::FailNext(std::string_view operation, int n, Status status,
+                            std::vector<PendingError> errors) {
+  store_->faults.push_back({std::string(operation), n, std::move(status), std::move(errors)});
+}
+void MemoryDriver::FailRead(std::string_view table, std::size_t record, std::string_view field,
+                            Status status) {
+  store_->read_faults.push_back(
+      {std::string(table), record, std::string(field), std::move(status)});
+}
+void MemoryDriver::ClearFaults() {
+  store_->faults.clear();
+  store_->read_faults.clear();
+}
+
+void MemoryDriver::StartLog(std::string_view table) {
+  store_->log.clear();
+  store_->logged_table = table;
+  store_->logging = true;
+}
+const std::vector<std::string>& MemoryDriver::Log() const {
+  return store_->log;
+}
+
+bool MemoryDriver::Handles(std::string_view type_word) const noexcept {
+  for (const std::string& word : store_->type_words)
+    if (base::EqualIgnoreCase(word, type_word)) return true;
+  return false;
+}
+
+std::unique_ptr<database::Database> MemoryDriver::Open(database::DBEngine& engine,
+                                                       const OpenRequest& request,
+                                                       const ConnectString& connect) {
+  const std::string key(base::EqualIgnoreCase(connect.type_word(), "ODBC")
+                            ? connect.Get("DSN").value_or(request.Name)
+                            : request.Name);
+  store_->Enter({}, "OpenDatabase", key);
+  const auto found = store_->databases.find(key);
+  if (found == store_->databases.end())
+    Throw(Code::kNotFound, ErrorNumber::kFileNotFound, "there is no database '" + key + "'");
+  const StoredDatabase& stored = found->second;
+  if (!stored.password.empty() && stored.password != connect.password())
+    Throw(Code::kPassword, ErrorNumber::kWrongPassword,
+          "the password of the database '" + key + "' is another one");
+  if (stored.occupied && (stored.occupied_exclusively || request.Exclusive))
+    Throw(Code::kLocked, ErrorNumber::kSharingViolation,
+          "the database '" + key + "' is in use by another program");
+  return std::make_unique<MemoryDatabase>(engine, request, store_, key);
+}
+
+void MemoryDriver::Create(const OpenRequest& request, const ConnectString& connect) {
+  store_->Enter({}, "CreateDatabase", request.Name);
+  if (store_->databases.count(request.Name) != 0)
+    Throw(Code::kAlreadyExists, ErrorNumber::kDatabaseExists,
+          "there is a database '" + request.Name + "' already");
+  AddDatabase(request.Name, connect.password());
+}
+
+std::vector<database::DataSource> MemoryDriver::DataSources() {
+  std::vector<database::DataSource> all;
+  if (!Handles("ODBC")) return all;
+  for (const auto& [name, stored] : store_->databases) all.push_back({name, "Memory"});
+  return all;
+}
+
+std::string Show(const std::vector<std::vector<std::string>>& rows) {
+  std::string text;
+  for (const auto& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) text += (i == 0 ? "" : "|") + row[i];
+    text += '\n';
+  }
+  return text;
+}
+
+}  // namespace kelvorin::tests
