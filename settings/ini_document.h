@@ -65,11 +65,15 @@ class IniDocument {
   static Line MakeSection(std::string_view name, std::string_view line_end);
   static Line MakeKey(std::string_view key, std::string_view value, std::string_view line_end);
   /// Index of the section's header at or behind `from`, or the number of lines.
-  std::size_t FindSection(std::string_view section, std::size_t from = 0) const noexcept;
-  /// Index of the first line behind a section that begins at `header`.
+  std::size_t FindSection(std::string_view section, std::size_t from = 0) const;
+  /// Index of the first line behind the section that begins at `header`.
   std::size_t SectionEnd(std::size_t header) const noexcept;
-  /// Gives the last line a line end and appends a header; returns its index.
+  /// Index of the first line of the key in the section, or the number of lines.
+  std::size_t FindKey(std::string_view section, std::string_view key) const;
+  /// Adds a section at the end of the file and returns the index of its header.
   std::size_t AppendSection(std::string_view section);
+  /// Gives the line a line end unless it has one.
+  void EndLine(std::size_t at);
 
   std::string byte_order_mark_;  // the mark of UTF-8 when the file began with it
   std::string line_end_ = "\n";  // of the file's first line

@@ -4,8 +4,10 @@
 // the given default. Used by the setting store, the settings dialog and the command line.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/status.h"
@@ -63,15 +65,17 @@ class IniFile {
   /// any case.
   bool SettingExists(std::string_view section, std::string_view name) const;
 
-  /// The file's contents; an empty document when it cannot be read.
+  /// The file's contents; an empty document when it is missing or cannot be read.
   IniDocument Load() const;
-  /// The same, but a file that is there and cannot be read is a failure, so that no change is ever
-  /// based on less than the whole file.
+  /// Loads, changes and saves in one step. Fails when the file is there but cannot be read, so that
+  /// no change is ever based on less than the whole file, and when it cannot be written.
+  Status Change(const std::function<void(IniDocument&)>& change);
+
+ private:
   Result<IniDocument> LoadForChange() const;
   /// Replaces the file, making its folder when it is missing.
   Status Save(const IniDocument& document) const;
 
- private:
   std::string path_;
 };
 
