@@ -1,0 +1,150 @@
+#pragma once
+// The record reader and the three cutting rules byte by byte, as slow and plain as can be: what the
+// fast ones are compared with, here and by the fuzzers.
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "textsource/record_reader.h"
+
+namespace kelvorin::tests {
+
+struct SlowReader {
+  std::string_view file;
+  std::size_t at = 0;
+  bool at_end = false;
+
+  /// False where the real reader fails with an invalid argument.
+  bool ReadRecord(const textsource::RecordFormat& format, std::string& record) {
+    const std::string& separator = format.other;
+    record.clear();
+    at_end = false;
+    if (format.code == 3 && separator.empty()) return false;
+    for (std::int32_t counter = 0;; ++counter) {
+      if (at == file.size()) {
+        at_end = true;
+        break;
+      }
+      const char c = file[at++];
+      if (format.code == 0 && c == '\n' && !record.empty() && record.back() == '\r') {
+        record.pop_back();
+        break;
+      }
+      if (format.code == 1 && c == '\r') break;
+      if (format.code == 2 && c == '\n') break;
+      if (format.code == 3 && c == separator.back()) {
+        std::size_t k = 1;
+        for (; k < separator.size(); ++k) {
+          if (k > record.size()) return false;
+          if (record[record.size() - k] != separator[separator.size() - 1 - k]) break;
+        }
+        if (k == separator.size()) {
+          record.resize(record.size() - (k - 1));
+          break;
+        }
+      }
+      if (format.code == 4 && counter == format.length) break;
+      record += c;
+    }
+    const auto length = static_cast<std::size_t>(format.length);
+    if (length != 0 && record.size() > length) record.resize(length);
+    return true;
+  }
+};
+
+using Fields = std::vector<std::string>;
+
+inline Fields SlowDelimited(std::string_view record, std::string_view separators, char delimiter) {
+  Fields fields;
+  std::string field;
+  bool in_quotes = false;
+  bool skip_next = false;
+  for (std::size_t i = 0; i < record.size(); ++i) {
+    const char c = record[i];
+    const char n = i + 1 < record.size() ? record[i + 1] : '\0';
+    if (skip_next) {
+      skip_next = false;
+    } else if (separators.find(c) == separators.npos || in_quotes) {
+      if (delimiter != 0 && c == delimiter && !in_quotes) {
+        in_quotes = true;
+      } else if (delimiter != 0 && c == delimiter) {
+        if (n == delimiter) {
+          field += delimiter;
+          skip_next = true;
+        } else {
+          in_quotes = false;
+        }
+      } else {
+        field += c;
+      }
+    } else {
+      fields.push_back(field);
+      field.clear();
+    }
+  }
+  fields.push_back(field);
+  return fields;
+}
+
+inline Fields SlowFixed(std::string_view record, const std::vector<unsigned>& sorted_breaks) {
+  Fields fields;
+  std::size_t previous = 0;
+  for (const unsigned end : sorted_breaks) {
+    std::string field;
+    for (std::size_t i = previous; i < end && i < record.size(); ++i) field += record[i];
+    fields.push_back(field);
+    previous = end;
+  }
+  return fields;
+}
+
+inline Fields SlowHtml(std::string_view record) {
+  Fields fields;
+  std::string field;
+  bool in_tag = false;
+  int counter = 0;
+  for (std::size_t i = 0; i < record.size(); ++i) {
+    const char c = record[i];
+    const char n = i + 1 < record.size() ? record[i + 1] : '\0';
+    if (c == '>' && in_tag) {
+      field.clear();
+      in_tag = false;
+      counter = 0;
+    } else if (c == '<' && !in_tag && n == '/' && counter >= 1) {
+      fields.push_back(field);
+      field.clear();
+      in_tag = true;
+      counter = 0;
+    } else if (c == '<' && !in_tag) {
+      in_tag = true;
+    } else if (!in_tag) {
+      field += c;
+    }
+    ++counter;
+  }
+  return fields;
+}
+
+/// A list as one line, its texts in brackets, control characters visible.
+inline std::string Show(const Fields& list) {
+  std::string shown;
+  for (const std::string& text : list) {
+    shown += '[';
+    for (const char c : text) {
+      if (c == '\r')
+        shown += "\\r";
+      else if (c == '\n')
+        shown += "\\n";
+      else if (c == '\0')
+        shown += "\\0";
+      else
+        shown += c;
+    }
+    shown += ']';
+  }
+  return shown;
+}
+
+}  // namespace kelvorin::tests
