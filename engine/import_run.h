@@ -1,0 +1,91 @@
+#pragma once
+// The import run: copies every record of a source into the open target table, in the way that one
+// import setting describes. The forms, the batch import and the command line launch it; it opens
+// and closes the source, never the target.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/M_Misc.h"
+#include "base/status.h"
+#include "control/contract/platform.h"
+#include "database/api/engine.h"
+#include "database/catalog/source.h"
+#include "database/catalog/target.h"
+#include "settings/import_setting.h"
+#include "textsource/break_list.h"
+
+namespace kelvorin::engine {
+
+/// A record that was not imported because of an error. Views live during the call.
+struct RejectedRecord {
+  std::int64_t line_number = 0;  // source line, or row of a source table, from 1
+  std::string_view field;        // target field, empty when the whole record was refused
+  std::string_view value;        // the value that was refused
+  std::string_view reason;
+  /// Text source: the record's bytes as they stand in the file, separator included. Table source:
+  /// its values as one CSV line without a line end, binary fields empty.
+  std::string_view raw;
+};
+
+/// Told of rejected records while a run is under way.
+class RunObserver {
+ public:
+  virtual ~RunObserver() = default;
+  /// Called once for each rejected record, after its error was reported. A failure ends the run.
+  virtual Status OnReject(const RejectedRecord& record) = 0;
+};
+
+struct RunOptions {
+  /// Nothing is shown and nothing asked: errors are silent, there is no summary.
+  bool batch = false;
+  /// Everything but the change: the target is not emptied, nothing is posted, the import file
+  /// stays. `imported` counts the records that were ready to be posted.
+  bool dry_run = false;
+  /// Beside the reject file that the setting may name.
+  RunObserver* observer = nullptr;
+  base::LocalTime (*now)() = &base::Now;
+};
+
+/// How a run ended. `read` = `imported` + `rejected` + `skipped` unless it was ended early.
+struct RunResult {
+  std::int64_t read = 0;      // records taken; empty lines and those before StartingLine are none
+  std::int64_t imported = 0;  // posted
+  std::int64_t rejected = 0;  // dropped because of an error
+  std::int64_t skipped = 0;   // dropped by the host, or their key was not found
+  std::int64_t errors = 0;    // record errors; a record may have several
+  std::int64_t truncated_values = 0;     // texts cut to the size of their field
+  std::int64_t replaced_characters = 0;  // characters that a code page could not hold
+  bool stopped = false;                  // by the user, the host or the error limit
+  bool cancelled = false;                // by the progress dialog
+  std::optional<std::string> fatal;      // what `LastError` says of the error that ended the run
+
+  bool ended_early() const noexcept { return stopped || cancelled || fatal.has_value(); }
+};
+
+/// What a run works with. Everything is borrowed and outlives the run.
+struct RunInputs {
+  const settings::ImportSetting& setting;
+  const textsource::BreakList& breaks;
+  catalog::Target& target;
+  catalog::Source& source;
+  database::DBEngine& engine;
+  contract::Caller& caller;
+  contract::Platform& platform;
+  RunOptions options = {};
+};
+
+/// Runs under the platform's progress dialog when ShowProgress is set and there is one, else
+/// directly.
+RunResult StartImport(const RunInputs& inputs);
+
+/// The run itself. `progress` is the dialog on the screen, or null.
+///
+/// `LastError` is emptied first; a fatal error and every record error leave their text in it.
+/// Records posted before an error stay. Every target field that the setting maps must exist in
+/// `target.fields`; a setting that maps none ends the run with an error.
+RunResult DoImport(const RunInputs& inputs, contract::ProgressView* progress);
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,128 @@
+#pragma once
+// The wizard's form object: one per call of `Execute` or `BatchImport`. It owns everything that one
+// instance knows (setting, open target, source) and has the named procedures; their rules live in
+// the rooms below. The control and the command line make one; it never shows a window itself.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "control/contract/platform.h"
+#include "database/api/engine.h"
+#include "database/catalog/connections.h"
+#include "database/catalog/source.h"
+#include "database/catalog/target.h"
+#include "engine/import_run.h"
+#include "mapping/field_mapping.h"
+#include "settings/import_setting.h"
+#include "textsource/break_list.h"
+#include "textsource/preview_lines.h"
+
+namespace kelvorin::wizard {
+
+/// All that one wizard instance knows; one member per room.
+struct WizardState {
+  settings::ImportSetting setting;  // with its field map and `SettingName`
+  textsource::BreakList breaks;
+  textsource::PreviewLines preview;
+  catalog::Target target;
+  catalog::Source source;
+};
+
+/// One import without dialogs.
+struct Job {
+  catalog::TargetAddress target;
+  std::string table;
+
+  /// With a name: the setting of this name in `ini_file`, whose source may be replaced by the
+  /// control's ImportDBName and ImportTable. The empty name is the default setting. Without one:
+  /// `setting` and `breaks` as they are, its source taken as it stands there.
+  std::optional<std::string> setting_name;
+  std::string ini_file;
+  settings::ImportSetting setting;
+  textsource::BreakList breaks;
+
+  std::string source_password;
+  mapping::MapRequest map;  // carried out when target and source are known
+  engine::RunOptions options;
+};
+
+/// How far a batch import came; selects what `LastError` begins with.
+enum class BatchStep : std::int16_t {
+  kOpenDatabase = -1,
+  kOpenTable = -2,
+  kSettings = -3,
+  kOpenSource = -4,
+  kRun = -5,
+};
+
+class frmKelvorin {
+ public:
+  /// Both outlive the form. The engine has its drivers; its value format is changed for the time of
+  /// a job that brings its own.
+  frmKelvorin(database::DBEngine& engine, contract::Platform& platform)
+      : engine_(engine), platform_(platform) {}
+  frmKelvorin(const frmKelvorin&) = delete;
+  frmKelvorin& operator=(const frmKelvorin&) = delete;
+
+  /// Property record and event sink of the control; to be called before anything else.
+  void SetCaller(contract::Caller& caller) noexcept { caller_ = &caller; }
+
+  /// Runs the saved setting of this name (the default setting for an empty one) into the target
+  /// that the control's properties name. 0 when the run ended without a fatal error, else -1 with
+  /// the reason in `LastError`. Nothing is shown but the platform's progress dialog.
+  std::int16_t DoBatchImport(std::string_view setting_name);
+
+  /// The same for any job: opens the target, its table and the source, runs, and closes them. The
+  /// state keeps the setting as it was run, mapping included. A failure is in `fatal` and in
+  /// `LastError`.
+  const engine::RunResult& RunJob(const Job& job);
+
+  /// Of the last job or run.
+  const engine::RunResult& result() const noexcept { return result_; }
+  /// How far the last job came.
+  BatchStep batch_step() const noexcept { return batch_step_; }
+
+  // --- Named procedures of the form.
+  /// Opens a target database and keeps it.
+  Status OpenTarget(const catalog::TargetAddress& address);
+  /// Opens the table of the target and loads its fields; the mapping is reset.
+  Status OpenTargetTable(std::string_view table, std::int16_t kind);
+  void InitTargetTable();
+  /// Loads the setting named in the state from the control's IniFile, or from `ini_file`.
+  Status ReadSetting(const std::string& ini_file);
+  void SetDefaultSetting();
+  /// Applies the source that ImportDBName and ImportTable or the setting name.
+  Status ConnectToSourceTable();
+  /// The text of the file name box changed.
+  void EdtFileName_Change(std::string_view text);
+  Status ListAccessTables();
+  Status ListOdbcTables();
+  engine::RunResult StartImport(const engine::RunOptions& options);
+
+  /// Names of the source's fields in order: those of the table, or a text source's columns as its
+  /// first records show them. Opens and closes the source.
+  Result<std::vector<std::string>> SourceFieldNames();
+
+  WizardState& state() noexcept { return state_; }
+  /// Tables of the source that was listed last.
+  const std::vector<std::string>& source_tables() const noexcept { return source_tables_; }
+
+ private:
+  Status OpenJob(const Job& job);
+  void ReportFailure(const Status& status);
+
+  database::DBEngine& engine_;
+  contract::Platform& platform_;
+  contract::Caller* caller_ = nullptr;
+  WizardState state_;
+  std::vector<std::string> source_tables_;
+  engine::RunResult result_;
+  BatchStep batch_step_ = BatchStep::kOpenDatabase;
+  bool applying_setting_ = false;
+};
+
+}  // namespace kelvorin::wizard
