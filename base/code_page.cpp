@@ -43,39 +43,6 @@ const CodePage* PageFromEnvironment(const char* variable) {
   return number && std::in_range<int>(*number) ? FindCodePage(static_cast<int>(*number)) : nullptr;
 }
 
-/// The page of a charset as locales name it. Charsets of one family that differ only in unused
-/// places share a page.
-int PageOfCharset(std::string_view charset) {
-  struct Row {
-    const char* charset;
-    int page;
-  };
-  static constexpr Row kRows[] = {
-      {"UTF8", kUtf8Page},    {"ANSIX3.41968", kUtf8Page},
-      {"USASCII", kUtf8Page}, {"", kUtf8Page},
-      {"ISO88591", 1252},     {"ISO88592", 28592},
-      {"ISO88595", 28595},    {"ISO88596", 1256},
-      {"ISO88597", 28597},    {"ISO88598", 1255},
-      {"ISO88599", 28599},    {"ISO885913", 1257},
-      {"ISO885915", 28605},   {"KOI8R", 20866},
-      {"KOI8U", 21866},       {"TIS620", 874},
-  };
-  std::string plain;
-  for (const char c : charset) {
-    if (c != '-' && c != '_' && c != ' ') plain += ToUpperAscii(c);
-  }
-  for (const Row& row : kRows) {
-    if (plain == row.charset) return row.page;
-  }
-  if (plain.starts_with("CP")) {
-    const auto number = ParseWholeInteger(std::string_view(plain).substr(2));
-    if (number && *number < 65536 && FindCodePage(static_cast<int>(*number))) {
-      return static_cast<int>(*number);
-    }
-  }
-  return 1252;
-}
-
 /// The DOS page that belongs to a single-byte ANSI page of one region; 0 when several may.
 int OemPageOfAnsi(int ansi) {
   switch (ansi) {
@@ -170,6 +137,43 @@ const CodePage* FindCodePage(int number) noexcept {
   return nullptr;
 }
 
+// Charsets of one family that differ only in unused places share a page.
+int PageOfCharset(std::string_view charset) {
+  struct Row {
+    const char* charset;
+    int page;
+  };
+  static constexpr Row kRows[] = {
+      {"UTF8", kUtf8Page},    {"ANSIX3.41968", kUtf8Page},
+      {"USASCII", kUtf8Page}, {"", kUtf8Page},
+      {"ISO88591", 1252},     {"ISO88592", 28592},
+      {"ISO88595", 28595},    {"ISO88596", 1256},
+      {"ISO88597", 28597},    {"ISO88598", 1255},
+      {"ISO88599", 28599},    {"ISO885913", 1257},
+      {"ISO885915", 28605},   {"KOI8R", 20866},
+      {"KOI8U", 21866},       {"TIS620", 874},
+  };
+  std::string plain;
+  for (const char c : charset) {
+    if (c != '-' && c != '_' && c != ' ') plain += ToUpperAscii(c);
+  }
+  for (const Row& row : kRows) {
+    if (plain == row.charset) return row.page;
+  }
+  if (plain.starts_with("CP")) {
+    const auto number = ParseWholeInteger(std::string_view(plain).substr(2));
+    if (number && *number < 65536 && FindCodePage(static_cast<int>(*number))) {
+      return static_cast<int>(*number);
+    }
+  }
+  return 1252;
+}
+
+int OemPageBeside(int ansi, std::string_view locale) {
+  const int regional = OemPageOfAnsi(ansi);
+  return regional != 0 ? regional : OemPageOfLocale(locale);
+}
+
 const CodePage& AnsiPage() {
   ChosenPages& chosen = Chosen();
   if (!chosen.ansi) chosen.ansi = PageFromEnvironment("KELVORIN_ANSI_CP");
@@ -180,8 +184,9 @@ const CodePage& AnsiPage() {
 const CodePage& OemPage() {
   ChosenPages& chosen = Chosen();
   if (!chosen.oem) chosen.oem = PageFromEnvironment("KELVORIN_OEM_CP");
-  if (!chosen.oem) chosen.oem = FindCodePage(OemPageOfAnsi(AnsiPage().number()));
-  if (!chosen.oem) chosen.oem = FindCodePage(OemPageOfLocale(LocaleName("LC_CTYPE")));
+  if (!chosen.oem) {
+    chosen.oem = FindCodePage(OemPageBeside(AnsiPage().number(), LocaleName("LC_CTYPE")));
+  }
   return *chosen.oem;
 }
 

@@ -48,6 +48,13 @@ class CodePage {
 /// The page with this number (65001, 1252, 850, ...), or nullptr when it is not supported.
 const CodePage* FindCodePage(int number) noexcept;
 
+/// Number of the page of a charset as locales name it ("UTF-8", "ISO-8859-2", "KOI8-R"); 1252 for
+/// an unknown one.
+int PageOfCharset(std::string_view charset);
+/// Number of the DOS page used beside a single-byte ANSI page of one region, or, where several may
+/// be, where the locale ("pl_PL.UTF-8") is spoken.
+int OemPageBeside(int ansi, std::string_view locale);
+
 /// The page of all text inside the product, and the page of DOS texts. Before anybody sets them:
 /// KELVORIN_ANSI_CP and KELVORIN_OEM_CP of the environment when they name a known page, else what
 /// the environment's locale uses (UTF-8 also for the bare C locale); the DOS page goes with the
