@@ -4,13 +4,13 @@
 // and closes the source, never the target.
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/M_Misc.h"
 #include "base/status.h"
 #include "control/contract/platform.h"
+#include "control/contract/run_result.h"
 #include "database/api/engine.h"
 #include "database/catalog/source.h"
 #include "database/catalog/target.h"
@@ -49,21 +49,7 @@ struct RunOptions {
   base::LocalTime (*now)() = &base::Now;
 };
 
-/// How a run ended. `read` = `imported` + `rejected` + `skipped` unless it was ended early.
-struct RunResult {
-  std::int64_t read = 0;      // records taken; empty lines and those before StartingLine are none
-  std::int64_t imported = 0;  // posted
-  std::int64_t rejected = 0;  // dropped because of an error
-  std::int64_t skipped = 0;   // dropped by the host, or their key was not found
-  std::int64_t errors = 0;    // record errors; a record may have several
-  std::int64_t truncated_values = 0;     // texts cut to the size of their field
-  std::int64_t replaced_characters = 0;  // characters that a code page could not hold
-  bool stopped = false;                  // by the user, the host or the error limit
-  bool cancelled = false;                // by the progress dialog
-  std::optional<std::string> fatal;      // what `LastError` says of the error that ended the run
-
-  bool ended_early() const noexcept { return stopped || cancelled || fatal.has_value(); }
-};
+using contract::RunResult;
 
 /// What a run works with. Everything is borrowed and outlives the run.
 struct RunInputs {
