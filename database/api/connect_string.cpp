@@ -1,6 +1,7 @@
 #include "database/api/connect_string.h"
 
 #include "base/M_STRING.h"
+#include "base/status.h"
 
 namespace kelvorin::database {
 namespace {
@@ -72,10 +73,14 @@ std::optional<std::string_view> ConnectString::Get(std::string_view key) const n
 }
 
 std::string_view ConnectString::password() const noexcept {
-  return Get("pwd").value_or(std::string_view());
+  for (const auto& [name, value] : pairs_)
+    if (!value.empty() && base::EqualIgnoreCase(name, "pwd")) return value;
+  return {};
 }
 
 void ConnectString::Set(std::string_view key, std::string_view value) {
+  KV_ASSERT(!key.empty() && key.find_first_of("=;") == std::string_view::npos,
+            "a key that reads back as one");
   for (auto& [name, old] : pairs_) {
     if (base::EqualIgnoreCase(name, key)) {
       old = value;

@@ -19,12 +19,13 @@ class ConnectString {
   const std::string& type_word() const noexcept { return type_word_; }
   /// Value of the first pair with this key without regard to case.
   std::optional<std::string_view> Get(std::string_view key) const noexcept;
-  /// The "pwd" pair, empty when there is none.
+  /// The first "pwd" pair that is not empty, so that a password already in a stored string survives
+  /// an empty one appended behind it. Empty when there is none.
   std::string_view password() const noexcept;
   const std::vector<std::pair<std::string, std::string>>& pairs() const noexcept { return pairs_; }
 
   void set_type_word(std::string_view word) { type_word_ = word; }
-  /// Replaces or appends a pair.
+  /// Replaces the first pair of this key or appends one. The key holds neither "=" nor ";".
   void Set(std::string_view key, std::string_view value);
   /// The text again: the type word, ";", then each pair with its ";"; values that need braces get
   /// them.

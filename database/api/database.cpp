@@ -1,6 +1,7 @@
 #include "database/api/database.h"
 
 #include "base/M_STRING.h"
+#include "database/api/connect_string.h"
 #include "database/api/engine.h"
 #include "database/api/wall.h"
 
@@ -14,9 +15,10 @@ namespace {
 
 }  // namespace
 
-bool Database::IsOdbc() const noexcept {
-  return base::StartsWithIgnoreCase(request_.Connect, "ODBC;");
-}
+Database::Database(DBEngine& engine, OpenRequest request)
+    : engine_(&engine),
+      request_(std::move(request)),
+      is_odbc_(base::EqualIgnoreCase(ConnectString::Parse(request_.Connect).type_word(), "ODBC")) {}
 
 Result<std::vector<TableInfo>> Database::TableDefs() noexcept {
   return Guarded(*engine_, [&] {
@@ -36,7 +38,9 @@ Result<std::unique_ptr<Recordset>> Database::OpenRecordset(std::string_view tabl
                                                            RecordsetType type) noexcept {
   return Guarded(*engine_, [&] {
     CheckOpen();
-    return DoOpenRecordset(table, type);
+    std::unique_ptr<Recordset> set = DoOpenRecordset(table, type);
+    set->OpenAtFirst();
+    return set;
   });
 }
 
@@ -49,21 +53,21 @@ Result<std::int64_t> Database::Execute(std::string_view sql, std::int32_t option
 
 Status Database::CreateTable(const TableDef& table) noexcept {
   return Guarded(*engine_, [&] {
-    CheckOpen();
+    CheckUpdatable("CreateTable");
     DoCreateTable(table);
   });
 }
 
 Status Database::CreateIndex(std::string_view table, const IndexDef& index) noexcept {
   return Guarded(*engine_, [&] {
-    CheckOpen();
+    CheckUpdatable("CreateIndex");
     DoCreateIndex(table, index);
   });
 }
 
 Status Database::DeleteTable(std::string_view name) noexcept {
   return Guarded(*engine_, [&] {
-    CheckOpen();
+    CheckUpdatable("DeleteTable");
     DoDeleteTable(name);
   });
 }
@@ -85,6 +89,14 @@ void Database::CheckOpen() const {
   if (!open_)
     Throw(Code::kInvalidArgument, ErrorNumber::kObjectInvalid,
           "the database '" + request_.Name + "' was closed");
+}
+
+void Database::CheckUpdatable(const char* what) const {
+  CheckOpen();
+  if (!Updatable())
+    Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
+          std::string(what) + " is not possible: the database '" + request_.Name +
+              "' was opened for reading only");
 }
 
 std::int64_t Database::DoExecute(std::string_view, std::int32_t) {

@@ -38,8 +38,8 @@ class Database {
   const std::string& Name() const noexcept { return request_.Name; }
   const std::string& Connect() const noexcept { return request_.Connect; }
   bool Updatable() const noexcept { return !request_.ReadOnly; }
-  /// Whether the database is reached through ODBC: its connect string starts with "ODBC;".
-  bool IsOdbc() const noexcept;
+  /// Whether the database is reached through ODBC: the type word of its connect string is "ODBC".
+  bool IsOdbc() const noexcept { return is_odbc_; }
   DBEngine& engine() const noexcept { return *engine_; }
 
   /// Names and attributes of all tables in the database's own order, system tables included.
@@ -48,7 +48,7 @@ class Database {
   /// file's extension. kNotFound names the table and the database.
   Result<TableDef> FindTableDef(std::string_view name) noexcept;
   /// Opens a table. A table that cannot be written opens all the same; `Updatable` is then false.
-  /// With `kSnapshot` on a server, fields and at most one row are fetched.
+  /// A snapshot on a server fetches its fields and at most one row; the rest as the set moves on.
   Result<std::unique_ptr<Recordset>> OpenRecordset(std::string_view table,
                                                    RecordsetType type) noexcept;
 
@@ -60,7 +60,8 @@ class Database {
 
   /// Makes a table with its fields and indexes. Refuses, before anything is made, what the format
   /// cannot hold. Fields a format would change (a text of 255 where 254 is the limit) are made as
-  /// the format allows and can be read back with `FindTableDef`.
+  /// the format allows and can be read back with `FindTableDef`. This and the next two fail with
+  /// kReadOnly in a database that is not `Updatable`.
   Status CreateTable(const TableDef& table) noexcept;
   Status CreateIndex(std::string_view table, const IndexDef& index) noexcept;
   Status DeleteTable(std::string_view name) noexcept;
@@ -73,17 +74,17 @@ class Database {
   Status Close() noexcept;
 
  protected:
-  Database(DBEngine& engine, OpenRequest request)
-      : engine_(&engine), request_(std::move(request)) {}
+  Database(DBEngine& engine, OpenRequest request);
   void set_dialect(SqlDialect dialect) { dialect_ = std::move(dialect); }
   const OpenRequest& request() const noexcept { return request_; }
 
  private:
   void CheckOpen() const;
+  void CheckUpdatable(const char* what) const;
 
   virtual std::vector<TableInfo> DoTableDefs() = 0;
   virtual TableDef DoFindTableDef(std::string_view name) = 0;
-  /// Must end with `OpenAtFirst` on the new set.
+  /// The new set need not stand anywhere yet.
   virtual std::unique_ptr<Recordset> DoOpenRecordset(std::string_view table,
                                                      RecordsetType type) = 0;
   virtual std::int64_t DoExecute(std::string_view sql, std::int32_t options);
@@ -96,6 +97,7 @@ class Database {
   DBEngine* engine_;
   OpenRequest request_;
   SqlDialect dialect_;
+  bool is_odbc_;
   bool open_ = true;
 };
 

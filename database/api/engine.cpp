@@ -34,8 +34,9 @@ Result<std::unique_ptr<Database>> DBEngine::OpenDatabase(std::string_view name, 
   return Guarded(*this, [&] {
     ConnectString parsed = ConnectString::Parse(connect);
     OpenRequest request{std::string(name), exclusive, read_only, std::string(connect)};
-    if (base::EqualIgnoreCase(parsed.type_word(), "ODBC") && !parsed.Get("DSN") &&
-        !parsed.Get("DRIVER") && !name.empty()) {
+    if (base::EqualIgnoreCase(parsed.type_word(), "ODBC") &&
+        parsed.Get("DSN").value_or(std::string_view()).empty() && !parsed.Get("DRIVER") &&
+        !name.empty()) {
       parsed.Set("DSN", name);
       request.Connect = parsed.Text();
       request.Name.clear();
@@ -66,34 +67,44 @@ Result<std::vector<DataSource>> DBEngine::DataSources() noexcept {
 
 void DBEngine::NoteFailure(const Status& status, std::vector<PendingError> details) noexcept {
   try {
-    if (details.empty()) {
-      const std::int32_t number =
-          status.number() != 0 ? status.number() : DefaultNumber(status.code());
-      details.push_back({number, {}, std::string(status.message())});
-    }
+    if (details.empty()) details.push_back({status.number(), {}, std::string(status.message())});
     errors_ = std::move(details);
   } catch (...) {
     errors_.clear();  // no memory for the details; the status itself still tells
   }
 }
 
+namespace {
+Status Numbered(Status status) {
+  if (status.number() != 0) return status;
+  return Status(status.code(), std::string(status.message()), DefaultNumber(status.code()));
+}
+}  // namespace
+
+Status NotedStatus(DBEngine& engine, Status status) noexcept {
+  status = Numbered(std::move(status));
+  engine.NoteFailure(status);
+  return status;
+}
+
 Status CaughtStatus(DBEngine& engine) noexcept {
-  const auto note = [&](Status status, std::vector<PendingError> details = {}) {
-    engine.NoteFailure(status, std::move(details));
-    return status;
+  const auto internal = [&](const char* what) {
+    return NotedStatus(engine, MakeStatus(Code::kInternal, ErrorNumber::kInternal, what));
   };
   try {
     throw;
   } catch (const DriverError& error) {
-    return note(error.status(), error.details());
+    Status status = Numbered(error.status());
+    engine.NoteFailure(status, error.details());
+    return status;
   } catch (const Error& error) {
-    return note(error.status());
+    return NotedStatus(engine, error.status());
   } catch (const std::bad_alloc&) {
-    return note(MakeStatus(Code::kInternal, ErrorNumber::kInternal, "out of memory"));
+    return internal("out of memory");
   } catch (const std::exception& error) {
-    return note(MakeStatus(Code::kInternal, ErrorNumber::kInternal, error.what()));
+    return internal(error.what());
   } catch (...) {
-    return note(MakeStatus(Code::kInternal, ErrorNumber::kInternal, "unknown failure"));
+    return internal("unknown failure");
   }
 }
 

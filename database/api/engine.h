@@ -21,7 +21,9 @@ struct DataSource {
   std::string Description;
 };
 
-/// One family of formats. Entered once in an engine; holds what its databases share.
+/// One family of formats. Entered once in an engine; holds what its databases share. What its
+/// functions throw becomes a status at the wall: base::Error for what they expect, `DriverError`
+/// with the details of a server.
 class Driver {
  public:
   virtual ~Driver() = default;
@@ -51,7 +53,7 @@ class DBEngine {
 
   /// Opens a database. `name` is a file or folder, or empty for an ODBC source; the connect
   /// string's type word chooses the driver (an empty word is Access). An ODBC connect string
-  /// without DSN takes `name` as the DSN.
+  /// without DSN, or with an empty one, takes `name` as the DSN.
   Result<std::unique_ptr<Database>> OpenDatabase(std::string_view name, bool exclusive,
                                                  bool read_only, std::string_view connect) noexcept;
   Status CreateDatabase(std::string_view name, std::string_view connect) noexcept;

@@ -66,19 +66,33 @@ Status Field::GetText(std::string& out, bool& is_null) const noexcept {
 // --- Recordset: state
 
 Recordset::Recordset(Database& database, RecordsetType type, TableDef def)
-    : database_(&database), type_(type), def_(std::move(def)), assigned_(def_.Fields.size()) {
+    : database_(&database),
+      type_(type),
+      def_(std::move(def)),
+      assigned_(def_.Fields.size()),
+      assigned_null_(def_.Fields.size()) {
   for (std::size_t i = 0; i < def_.Fields.size(); ++i)
     if (def_.Fields[i].Required) required_.push_back(i);
+  if (!database.Updatable() && def_.Updatable) {
+    def_.Updatable = false;
+    def_.WhyReadOnly = "the database was opened for reading only";
+  }
 }
 
 Status Recordset::Fail(Status status) noexcept {
-  database_->engine().NoteFailure(status);
-  return status;
+  return NotedStatus(database_->engine(), std::move(status));
 }
 
 template <typename F>
 Status Recordset::Guarded(F&& call) noexcept {
   return database::Guarded(database_->engine(), std::forward<F>(call));
+}
+
+// A move: `call` lands on success; until then there is no current record.
+template <typename F>
+Status Recordset::Moving(F&& call) noexcept {
+  lost_ = true;
+  return Guarded(std::forward<F>(call));
 }
 
 Status Recordset::CheckOpen() noexcept {
@@ -116,10 +130,21 @@ void Recordset::Land(bool on_record, bool forward) noexcept {
   eof_ = !on_record && forward;
 }
 
-void Recordset::OpenAtFirst() {
-  const bool any = DoMoveFirst();
+// Behind a deleted record there may be no record left at all.
+void Recordset::LandAfterDelete(bool on_record, bool forward) {
+  if (!on_record && !DoMoveFirst()) return LandFirst(false);
+  Land(on_record, forward);
+}
+
+void Recordset::LandFirst(bool any) noexcept {
   Land(any, true);
   bof_ = !any;
+}
+
+void Recordset::OpenAtFirst() {
+  if (placed_) return;
+  placed_ = true;
+  LandFirst(DoMoveFirst());
 }
 
 Result<Field> Recordset::Fields(std::string_view name) {
@@ -135,37 +160,35 @@ Result<Field> Recordset::Fields(std::string_view name) {
 Status Recordset::MoveFirst() noexcept {
   KV_TRY(CheckOpen());
   KV_TRY(CancelUpdate());
-  return Guarded([&]() -> Status {
-    const bool any = DoMoveFirst();
-    Land(any, true);
-    bof_ = !any;
-    return any ? Status() : NoCurrentRecord(def_);
-  });
+  KV_TRY(Moving([&] { LandFirst(DoMoveFirst()); }));
+  return eof_ ? Fail(NoCurrentRecord(def_)) : Status();
 }
 
 Status Recordset::MoveLast() noexcept {
   KV_TRY(CheckOpen());
   KV_TRY(CancelUpdate());
-  return Guarded([&]() -> Status {
-    const bool any = DoMoveLast();
-    Land(any, true);
-    bof_ = !any;
-    return any ? Status() : NoCurrentRecord(def_);
-  });
+  KV_TRY(Moving([&] { LandFirst(DoMoveLast()); }));
+  return eof_ ? Fail(NoCurrentRecord(def_)) : Status();
 }
 
 Status Recordset::MoveNext() noexcept {
   KV_TRY(CheckOpen());
   if (eof_ || lost_) return Fail(NoCurrentRecord(def_));
   KV_TRY(CancelUpdate());
-  return Guarded([&] { Land(bof_ ? DoMoveFirst() : DoMoveNext(), true); });
+  return Moving([&] {
+    if (deleted_) return LandAfterDelete(DoMoveNext(), true);
+    Land(bof_ ? DoMoveFirst() : DoMoveNext(), true);
+  });
 }
 
 Status Recordset::MovePrevious() noexcept {
   KV_TRY(CheckOpen());
   if (bof_ || lost_) return Fail(NoCurrentRecord(def_));
   KV_TRY(CancelUpdate());
-  return Guarded([&] { Land(eof_ ? DoMoveLast() : DoMovePrevious(), false); });
+  return Moving([&] {
+    if (deleted_) return LandAfterDelete(DoMovePrevious(), false);
+    Land(eof_ ? DoMoveLast() : DoMovePrevious(), false);
+  });
 }
 
 Status Recordset::Move(std::int64_t rows) noexcept {
@@ -174,7 +197,8 @@ Status Recordset::Move(std::int64_t rows) noexcept {
   KV_TRY(CheckOpen());
   if (lost_ || (forward ? eof_ : bof_)) return Fail(NoCurrentRecord(def_));
   KV_TRY(CancelUpdate());
-  return Guarded([&] {
+  return Moving([&] {
+    if (deleted_) return LandAfterDelete(DoMove(rows), forward);
     if (bof_ || eof_) {  // the first step leads onto the first or the last record
       if (!(bof_ ? DoMoveFirst() : DoMoveLast())) return Land(false, forward);
       rows -= forward ? 1 : -1;
@@ -207,13 +231,17 @@ Status Recordset::GetBookmark(Bookmark& out) noexcept {
 Status Recordset::SetBookmark(const Bookmark& to) noexcept {
   KV_TRY(CheckOpen());
   KV_TRY(CancelUpdate());
-  return Guarded([&]() -> Status {
-    if (to.empty() || !DoSetBookmark(to.bytes))
-      return MakeStatus(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
-                        "the bookmarked record of table '" + def_.Name + "' is gone");
-    Land(true, true);
-    return Status();
-  });
+  bool found = false;
+  const bool was_lost = lost_;
+  KV_TRY(Moving([&] {
+    found = !to.empty() && DoSetBookmark(to.bytes);
+    lost_ = was_lost;
+  }));
+  if (!found)
+    return Fail(MakeStatus(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+                           "the bookmarked record of table '" + def_.Name + "' is gone"));
+  Land(true, true);
+  return Status();
 }
 
 // --- Index
@@ -223,63 +251,62 @@ Status Recordset::SetIndex(std::string_view name) noexcept {
   if (type_ != RecordsetType::kTable)
     return Fail(MakeStatus(Code::kNotSupported, ErrorNumber::kNotSupported,
                            "an index can be set only on a record set of type table"));
+  const IndexDef* index = name.empty() ? nullptr : def_.FindIndex(name);
+  if (index == nullptr && !name.empty())
+    return Fail(MakeStatus(Code::kNotFound, ErrorNumber::kIndexNotFound,
+                           "table '" + def_.Name + "' has no index '" + std::string(name) + "'"));
   KV_TRY(CancelUpdate());
-  return Guarded([&]() -> Status {
-    const IndexDef* index = nullptr;
-    if (!name.empty()) {
-      index = def_.FindIndex(name);
-      if (index == nullptr)
-        return MakeStatus(Code::kNotFound, ErrorNumber::kIndexNotFound,
-                          "table '" + def_.Name + "' has no index '" + std::string(name) + "'");
-    }
+  return Moving([&] {
     DoSetIndex(index);
     index_name_ = index ? index->Name : std::string();
-    const bool any = DoMoveFirst();
-    Land(any, true);
-    bof_ = !any;
-    return Status();
+    LandFirst(DoMoveFirst());
   });
 }
 
 Status Recordset::Seek(SeekComparison comparison, std::span<const Value> keys) noexcept {
   KV_TRY(CheckOpen());
+  const IndexDef* index = CurrentIndex();
+  if (index == nullptr)
+    return Fail(MakeStatus(Code::kInvalidArgument, ErrorNumber::kNoIndexSet,
+                           "Seek on table '" + def_.Name + "' without a current index"));
+  if (keys.empty() || keys.size() > index->Columns.size())
+    return Fail(MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+                           "Seek with " + std::to_string(keys.size()) + " values on index '" +
+                               index->Name + "' of " + std::to_string(index->Columns.size()) +
+                               " fields"));
   KV_TRY(CancelUpdate());
-  return Guarded([&]() -> Status {
-    const IndexDef* index = CurrentIndex();
-    if (index == nullptr)
-      return MakeStatus(Code::kInvalidArgument, ErrorNumber::kNoIndexSet,
-                        "Seek on table '" + def_.Name + "' without a current index");
-    if (keys.empty() || keys.size() > index->Columns.size())
-      return MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
-                        "Seek with " + std::to_string(keys.size()) + " values on index '" +
-                            index->Name + "' of " + std::to_string(index->Columns.size()) +
-                            " fields");
+  return Moving([&] {
     no_match_ = !DoSeek(comparison, keys);
-    if (no_match_) {
-      lost_ = true;
-    } else {
-      Land(true, true);
-    }
-    return Status();
+    if (!no_match_) Land(true, true);
   });
 }
 
 Status Recordset::SeekText(SeekComparison comparison,
                            std::span<const std::string_view> keys) noexcept {
-  return Guarded([&]() -> Status {
-    const IndexDef* index = CurrentIndex();
-    std::array<Value, kMaxSeekKeys> values;
-    const std::size_t count =
-        std::min({keys.size(), values.size(), index ? index->Columns.size() : keys.size()});
-    if (key_scratch_.size() < count) key_scratch_.resize(count);
-    for (std::size_t i = 0; index != nullptr && i < count; ++i) {
-      const int field = def_.FindField(index->Columns[i].Name);
-      const TypeCode type =
-          field < 0 ? TypeCode::kText : def_.Fields[static_cast<std::size_t>(field)].Type;
-      KV_TRY(database_->engine().Format().Parse(keys[i], type, values[i], key_scratch_[i]));
-    }
-    return Seek(comparison, std::span<const Value>(values).first(count));
-  });
+  KV_TRY(CheckOpen());
+  const IndexDef* index = CurrentIndex();
+  std::array<Value, kMaxSeekKeys> values;
+  if (keys.size() > values.size())
+    return Fail(MakeStatus(
+        Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+        "Seek with " + std::to_string(keys.size()) + " values on table '" + def_.Name + "'"));
+  if (index != nullptr && keys.size() <= index->Columns.size()) {
+    Status parsed = Guarded([&]() -> Status {
+      if (key_scratch_.size() < keys.size()) key_scratch_.resize(keys.size());
+      for (std::size_t i = 0; i < keys.size(); ++i) {
+        const int field = def_.FindField(index->Columns[i].Name);
+        if (field < 0)
+          return MakeStatus(Code::kNotFound, ErrorNumber::kNotInCollection,
+                            "table '" + def_.Name + "' has no field '" + index->Columns[i].Name +
+                                "' of index '" + index->Name + "'");
+        KV_TRY(ParseText(keys[i], def_.Fields[static_cast<std::size_t>(field)], values[i],
+                         key_scratch_[i]));
+      }
+      return Status();
+    });
+    if (!parsed.ok()) return parsed;
+  }
+  return Seek(comparison, std::span<const Value>(values).first(keys.size()));
 }
 
 void Recordset::DoSetIndex(const IndexDef*) {
@@ -312,15 +339,15 @@ Status Recordset::Edit() noexcept {
   });
 }
 
-Status Recordset::CheckRequired() {
+// Looks only at what this edit assigned: an old record that holds Null where it should not may keep
+// it, and no memo is read to find out.
+Status Recordset::CheckRequired() const {
   for (std::size_t field : required_) {
     const FieldDef& field_def = def_.Fields[field];
-    if (edit_ == EditState::kAdd && !assigned_[field] &&
-        (field_def.AutoIncrement || !field_def.DefaultValue.empty()))
-      continue;
-    Value value;
-    KV_TRY(ReadField(field, value));
-    if (value.IsNull())
+    const bool filled = assigned_[field] ? !assigned_null_[field]
+                                         : edit_ == EditState::kEdit || field_def.AutoIncrement ||
+                                               !field_def.DefaultValue.empty();
+    if (!filled)
       return MakeStatus(
           Code::kRequired, ErrorNumber::kRequired,
           "field '" + field_def.Name + "' of table '" + def_.Name + "' must not be Null");
@@ -359,6 +386,11 @@ Status Recordset::Delete() noexcept {
     DoDelete();
     deleted_ = true;
   });
+}
+
+Status Recordset::Flush() noexcept {
+  KV_TRY(CheckOpen());
+  return Guarded([&] { DoFlush(); });
 }
 
 Status Recordset::Close() noexcept {
@@ -400,28 +432,40 @@ Status Recordset::ReadField(std::size_t field, Value& out) noexcept {
 
 Status Recordset::WriteField(std::size_t field, const Value& value) noexcept {
   KV_TRY(CheckOpen());
+  const FieldDef& field_def = def_.Fields[field];
   if (edit_ == EditState::kNone)
-    return Fail(
-        MakeStatus(Code::kNoCurrentEdit, ErrorNumber::kNoCurrentEdit,
-                   "assigning to field '" + def_.Fields[field].Name + "' without AddNew or Edit"));
+    return Fail(MakeStatus(Code::kNoCurrentEdit, ErrorNumber::kNoCurrentEdit,
+                           "assigning to field '" + field_def.Name + "' without AddNew or Edit"));
+  if (value.IsNull() && field_def.AutoIncrement && edit_ == EditState::kAdd) {
+    assigned_[field] = false;
+    return Status();
+  }
   return Guarded([&]() -> Status {
-    if (value.kind == values::Kind::kText && value.text.empty() &&
-        !def_.Fields[field].AllowZeroLength)
+    if (value.kind == values::Kind::kText && value.text.empty() && !field_def.AllowZeroLength)
       return MakeStatus(Code::kRequired, ErrorNumber::kZeroLength,
-                        "field '" + def_.Fields[field].Name + "' takes no text of length zero");
+                        "field '" + field_def.Name + "' of table '" + def_.Name +
+                            "' takes no text of length zero");
     Status status = DoWriteField(field, value);
-    if (status.ok()) assigned_[field] = true;
+    if (status.ok()) {
+      assigned_[field] = true;
+      assigned_null_[field] = value.IsNull();
+    }
     return status;
   });
 }
 
+Status Recordset::ParseText(std::string_view text, const FieldDef& field, Value& out,
+                            std::string& scratch) const {
+  KV_TRY(database_->engine().Format().Parse(text, field.Type, out, scratch));
+  if (out.kind == values::Kind::kText && out.text.empty() && !field.AllowZeroLength)
+    out = Value::Null();
+  return Status();
+}
+
 Status Recordset::WriteText(std::size_t field, std::string_view text) noexcept {
-  const FieldDef& field_def = def_.Fields[field];
   Value value;
-  Status parsed = database_->engine().Format().Parse(text, field_def.Type, value, scratch_);
+  Status parsed = ParseText(text, def_.Fields[field], value, scratch_);
   if (!parsed.ok()) return Fail(std::move(parsed));
-  if (value.kind == values::Kind::kText && value.text.empty() && !field_def.AllowZeroLength)
-    value = Value::Null();
   return WriteField(field, value);
 }
 

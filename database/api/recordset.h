@@ -55,8 +55,10 @@ class Field {
   /// The field of the record being edited or added, else of the current record. What `out.text`
   /// points to lives until the record set moves, is edited or is closed.
   Status GetValue(Value& out) const noexcept;
-  /// Assigns into the record begun by `AddNew` or `Edit`. Fails with kConversion, kTooLong,
-  /// kRequired; the field then keeps what it had.
+  /// Assigns into the record begun by `AddNew` or `Edit`. The value is of the kind that `SetText`
+  /// makes for the field's type, or a number of another kind that the field can hold. Fails with
+  /// kConversion, kTooLong, kRequired; the field then keeps what it had. Null assigned to the
+  /// automatic number of a new record leaves it unassigned.
   Status SetValue(const Value& value) noexcept;
 
   /// The value as text, Null as empty text with `is_null` set. `out` is cleared, not reallocated.
@@ -91,13 +93,14 @@ class Recordset {
   Result<Field> Fields(std::string_view name);
 
   // --- Moving. A fresh record set stands on its first record; Bof and Eof are both true when there
-  // is none. Moving discards a pending edit.
+  // is none. Moving discards a pending edit. A move that a driver cannot finish (a damaged block, a
+  // lost server) leaves no current record until MoveFirst, MoveLast, SetBookmark or Seek finds one.
   bool Bof() const noexcept { return bof_; }
   bool Eof() const noexcept { return eof_; }
   Status MoveFirst() noexcept;
   Status MoveLast() noexcept;
-  /// At Eof: kNoCurrentRecord. From the last record: to Eof. From a deleted record: to the next
-  /// one.
+  /// At Eof: kNoCurrentRecord. From the last record: to Eof. From a deleted record: to the one that
+  /// followed it. From before the first record: to the first.
   Status MoveNext() noexcept;
   Status MovePrevious() noexcept;
   /// `rows` forward, or backward when negative; stops at Eof or Bof.
@@ -106,7 +109,7 @@ class Recordset {
   Result<std::int64_t> RecordCount() noexcept;
 
   Status GetBookmark(Bookmark& out) noexcept;
-  /// Fails with kNoCurrentRecord when the record is gone.
+  /// Fails with kNoCurrentRecord when the record is gone; the set then stands where it stood.
   Status SetBookmark(const Bookmark& to) noexcept;
 
   // --- Index. Only for record sets of type table.
@@ -116,10 +119,11 @@ class Recordset {
   const std::string& Index() const noexcept { return index_name_; }
   const IndexDef* CurrentIndex() const noexcept { return def_.FindIndex(index_name_); }
   /// Finds the first record (last for "<=" and "<") whose key compares so with `keys`, given in
-  /// key order; fewer values than key fields compare the leading ones. When there is none, NoMatch
-  /// is true and there is no current record.
+  /// key order; fewer values than key fields compare the leading ones. "Greater" is what comes
+  /// later in the index's order, so with a descending field the smaller value. When there is none,
+  /// NoMatch is true and there is no current record; Bof and Eof stay what they were.
   Status Seek(SeekComparison comparison, std::span<const Value> keys) noexcept;
-  /// The same with texts, each parsed by its key field's type; at most 16 of them.
+  /// The same with texts, each read as `SetText` reads it for its key field; at most 16 of them.
   Status SeekText(SeekComparison comparison, std::span<const std::string_view> keys) noexcept;
   bool NoMatch() const noexcept { return no_match_; }
 
@@ -138,7 +142,10 @@ class Recordset {
   Status CancelUpdate() noexcept;
   /// Deletes the current record, which then can only be left by moving.
   Status Delete() noexcept;
-  /// Lets go of the table; finished records are written out. Harmless when already closed.
+  /// Writes finished records out to the file, as Close does, and stays open.
+  Status Flush() noexcept;
+  /// Lets go of the table; finished records are written out. Harmless when already closed. A set
+  /// destroyed without it lets go all the same, but cannot tell whether writing succeeded.
   Status Close() noexcept;
 
   /// Characters that the table's code page could not hold and that were replaced by the nearest
@@ -146,10 +153,12 @@ class Recordset {
   std::int64_t ReplacedCharacters() const noexcept { return replaced_characters_; }
 
  protected:
-  /// `def` describes the set's fields; drivers set `Updatable` and `WhyReadOnly` in it.
+  /// `def` describes the set's fields; drivers set `Updatable` and `WhyReadOnly` in it. A database
+  /// opened for reading only makes them itself.
   Recordset(Database& database, RecordsetType type, TableDef def);
 
-  /// To be called by the driver's opening function once it can move: goes to the first record.
+  /// Goes to the first record. Done once for every set when it is opened; a driver that does it
+  /// itself has it done only then.
   void OpenAtFirst();
 
   TableDef& def() noexcept { return def_; }
@@ -162,6 +171,7 @@ class Recordset {
   }
 
  private:
+  friend class Database;
   friend class Field;
 
   // --- What a driver does. Each may throw base::Error (never anything else on purpose). The state
@@ -175,7 +185,7 @@ class Recordset {
   virtual bool DoMove(std::int64_t rows);
   virtual std::int64_t DoRecordCount() = 0;
   virtual void DoGetBookmark(std::string& out) = 0;
-  /// False when the record is gone.
+  /// False when the record is gone; the set must then stand where it stood.
   virtual bool DoSetBookmark(std::string_view bytes) = 0;
   /// `index` is one of def().Indexes, or null for the table's own order.
   virtual void DoSetIndex(const IndexDef* index);
@@ -190,10 +200,13 @@ class Recordset {
   virtual Status DoUpdate();
   virtual void DoCancelUpdate();
   virtual void DoDelete();
+  virtual void DoFlush() {}
   virtual void DoClose() = 0;
 
   template <typename F>
   Status Guarded(F&& call) noexcept;
+  template <typename F>
+  Status Moving(F&& call) noexcept;
   Status Fail(Status status) noexcept;
   Status CheckOpen() noexcept;
   Status CheckCurrent() noexcept;
@@ -201,25 +214,31 @@ class Recordset {
   Status ReadField(std::size_t field, Value& out) noexcept;
   Status WriteField(std::size_t field, const Value& value) noexcept;
   Status WriteText(std::size_t field, std::string_view text) noexcept;
-  Status CheckRequired();
+  Status ParseText(std::string_view text, const FieldDef& field, Value& out,
+                   std::string& scratch) const;
+  Status CheckRequired() const;
   void Land(bool on_record, bool forward) noexcept;
+  void LandAfterDelete(bool on_record, bool forward);
+  void LandFirst(bool any) noexcept;
 
   Database* database_;
   RecordsetType type_;
   TableDef def_;
   std::string index_name_;
   std::vector<bool> assigned_;
+  std::vector<bool> assigned_null_;       // of the assigned ones: that they became Null
   std::vector<std::size_t> required_;     // fields to check at Update, resolved once
   std::string scratch_;                   // digits of the number being assigned
   std::vector<std::string> key_scratch_;  // the same for each key of SeekText
   std::int64_t replaced_characters_ = 0;
   EditState edit_ = EditState::kNone;
   bool open_ = true;
+  bool placed_ = false;  // OpenAtFirst was done
   bool bof_ = true;
   bool eof_ = true;
   bool deleted_ = false;  // the current record was deleted
   bool no_match_ = false;
-  bool lost_ = false;  // Seek found nothing: no current record, though neither Bof nor Eof
+  bool lost_ = false;  // no current record, though neither Bof nor Eof: Seek or a move failed
 };
 
 }  // namespace kelvorin::database

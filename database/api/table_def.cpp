@@ -1,6 +1,6 @@
 #include "database/api/table_def.h"
 
-#include "base/M_STRING.h"
+#include "base/case_map.h"
 
 namespace kelvorin::database {
 
@@ -16,13 +16,15 @@ std::string IndexDef::Fields() const {
 
 int TableDef::FindField(std::string_view name) const noexcept {
   for (std::size_t i = 0; i < Fields.size(); ++i)
-    if (base::EqualIgnoreCase(Fields[i].Name, name)) return static_cast<int>(i);
+    if (base::EqualAnyCase(Fields[i].Name, name)) return static_cast<int>(i);
   return -1;
 }
 
 const IndexDef* TableDef::FindIndex(std::string_view name) const noexcept {
   for (const IndexDef& index : Indexes)
-    if (base::EqualIgnoreCase(index.Name, name)) return &index;
+    if (base::EqualAnyCase(index.Name, name)) return &index;
+  for (const IndexDef& index : Indexes)
+    if (!index.Alias.empty() && base::EqualAnyCase(index.Alias, name)) return &index;
   return nullptr;
 }
 

@@ -49,6 +49,7 @@ struct IndexDef {
   bool Primary = false;
   bool Required = false;  // key fields refuse Null
   bool IgnoreNulls = false;
+  std::string Alias;  // another name that finds the index, empty for none
 
   /// The key as one text: names separated by ";", each preceded by "+" (ascending) or "-".
   std::string Fields() const;
@@ -72,9 +73,10 @@ struct TableDef {
   bool Updatable = true;
   std::string WhyReadOnly;  // what stands in the way, when not Updatable
 
-  /// Position of a field by name without regard to case (first match), or -1.
+  /// Position of a field by name without regard to case (first match), or -1. Letters beyond ASCII
+  /// are compared as those of the ANSI page.
   int FindField(std::string_view name) const noexcept;
-  /// Index by name without regard to case, or null.
+  /// Index by name without regard to case, else by alias, or null.
   const IndexDef* FindIndex(std::string_view name) const noexcept;
 };
 

@@ -11,11 +11,14 @@
 
 namespace kelvorin::database {
 
-/// The exception being handled, as a status with an engine number, noted as pending error.
+/// A failure noted as pending error; one without an engine number gets that of its code.
+Status NotedStatus(DBEngine& engine, Status status) noexcept;
+/// The exception being handled, as a noted status. What is no `Error` becomes kInternal.
 Status CaughtStatus(DBEngine& engine) noexcept;
 
 /// Calls `call` and answers with its outcome: a `Status` for one that returns nothing or a status,
-/// a `Result` for one that returns a value. A returned failure is noted as pending error too.
+/// a `Result` for one that returns a value. A returned failure is noted as pending error too, so
+/// calls must not be nested: the outer one would forget what the driver told the inner one.
 template <typename F>
 auto Guarded(DBEngine& engine, F&& call) noexcept {
   using T = std::invoke_result_t<F>;
@@ -29,8 +32,7 @@ auto Guarded(DBEngine& engine, F&& call) noexcept {
   } else if constexpr (std::is_same_v<T, Status>) {
     try {
       Status status = call();
-      if (!status.ok()) engine.NoteFailure(status);
-      return status;
+      return status.ok() ? Status() : NotedStatus(engine, std::move(status));
     } catch (...) {
       return CaughtStatus(engine);
     }

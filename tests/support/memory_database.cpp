@@ -117,8 +117,6 @@ class MemoryRecordset final : public database::Recordset {
                   std::shared_ptr<Store> store, std::shared_ptr<MemoryTable> table)
       : Recordset(owner, type, std::move(def)), store_(std::move(store)), table_(std::move(table)) {
     if (type == RecordsetType::kSnapshot) snapshot_ = table_->rows();
-    OpenAtFirst();
-    opening_ = false;
   }
 
  private:
@@ -150,7 +148,7 @@ class MemoryRecordset final : public database::Recordset {
   }
 
   bool DoMoveFirst() override {
-    if (!opening_) Enter("MoveFirst");
+    if (!std::exchange(opening_, false)) Enter("MoveFirst");
     return index_ ? GoToPlace(0) : GoFrom(0);
   }
   bool DoMoveLast() override {

@@ -5,8 +5,6 @@
 #include "database/values/value_format.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -73,13 +71,6 @@ bool ToWhole(const Value& value, std::int64_t scale, std::int64_t& out) noexcept
   return true;
 }
 
-std::string ShortestDecimal(float number) {
-  std::array<char, 64> digits{};
-  const auto end =
-      std::to_chars(digits.data(), digits.data() + digits.size(), number, std::chars_format::fixed);
-  return {digits.data(), end.ptr};
-}
-
 }  // namespace
 
 Status MakeCell(const TableDef& table, const FieldDef& field, const Value& value, Cell& out) {
@@ -98,6 +89,7 @@ Status MakeCell(const TableDef& table, const FieldDef& field, const Value& value
   };
   std::int64_t scaled = 0;
   double number = 0;
+  std::string digits;
   switch (field.Type) {
     case TypeCode::kBoolean:
       if (!ToDouble(value, number)) return Refuse(table, field);
@@ -119,8 +111,7 @@ Status MakeCell(const TableDef& table, const FieldDef& field, const Value& value
     case TypeCode::kSingle:
       if (!ToDouble(value, number) || std::abs(number) > std::numeric_limits<float>::max())
         return Refuse(table, field);
-      return store(Value::Double(static_cast<double>(static_cast<float>(number)),
-                                 ShortestDecimal(static_cast<float>(number))));
+      return store(values::SingleValue(static_cast<float>(number), digits));
     case TypeCode::kDouble:
     case TypeCode::kFloat:
     case TypeCode::kNumeric:
