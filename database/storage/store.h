@@ -202,7 +202,7 @@ class Store {
     std::uint64_t size = 0;
   };
 
-  explicit Store(FileSystem& fs);
+  Store(FileSystem& fs, const std::string& path, const StoreOptions& options);
   base::ByteSpan ViewElsewhere(FileNo file, std::uint64_t offset, std::size_t size,
                                std::vector<std::byte>& scratch);
 

@@ -1,0 +1,53 @@
+#pragma once
+// A disk in memory for tests of storage and drivers: files with locks, a limit of room, and a loss
+// of power after which only what was synced is sure to be there.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database/storage/file.h"
+
+namespace kelvorin::tests {
+
+/// What a loss of power leaves of writes that were not synced.
+enum class Tail : std::uint8_t { kAll, kNone, kSome };
+
+class MemoryFileSystem final : public storage::FileSystem {
+ public:
+  std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode) override;
+  bool Exists(const std::string& path) override { return now_.contains(path); }
+  std::string RealPath(const std::string& path) override { return path; }
+  void Remove(const std::string& path) override;
+  void Rename(const std::string& from, const std::string& to) override;
+  void CopyAccess(const std::string&, const std::string&) noexcept override {}
+  std::vector<std::string> List(const std::string& folder) override;
+  void SyncFolder(const std::string& folder) override;
+  std::int64_t Milliseconds() noexcept override { return clock; }
+
+  /// Loses the power: `kSome` keeps each unsynced 512 bytes, cut and name by the toss of a coin.
+  /// Files still open afterwards belong to the dead program and must not be used.
+  void Crash(Tail tail, std::uint32_t seed = 0);
+  /// A file's bytes as programs see them now.
+  std::string Contents(const std::string& path) const;
+  /// Makes a file that is on the disk for good.
+  void Put(const std::string& path, std::string_view contents);
+
+  std::int64_t clock = 0;
+  std::uint64_t room = ~std::uint64_t{0};  // bytes that all files may take
+
+  struct Node;
+
+ private:
+  using Folder = std::map<std::string, std::shared_ptr<Node>>;
+  friend class MemoryFile;
+  std::uint64_t Taken() const;
+  Folder now_;
+  Folder durable_;
+  std::uint64_t next_inode_ = 1;
+};
+
+}  // namespace kelvorin::tests
