@@ -1,0 +1,178 @@
+#include "database/xbase/decimal_text.h"
+
+#include "base/M_STRING.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+
+namespace kelvorin::database::xbase {
+namespace {
+
+constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                              1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+constexpr std::size_t kExactDigits = 15;  // that many always fit a double's mantissa
+constexpr int kMaxExponent = 350;         // beyond it nothing a double can hold
+constexpr std::size_t kMaxFieldBytes = 255;
+
+/// Reads "-12.50": a sign, 1 to 15 digits without superfluous zeros in front, a point. These are
+/// nearly all numbers, and their text is plain already.
+bool ParsePlain(std::string_view text, double& number) noexcept {
+  std::size_t at = text.front() == '-' ? 1 : 0;
+  const std::size_t first = at;
+  std::uint64_t digits = 0;
+  while (at < text.size() && base::IsDigit(text[at]))
+    digits = digits * 10 + static_cast<std::uint64_t>(text[at++] - '0');
+  const std::size_t whole = at - first;
+  if (whole == 0 || whole > kExactDigits || (whole > 1 && text[first] == '0')) return false;
+  std::size_t decimals = 0;
+  if (at < text.size()) {
+    if (text[at++] != '.') return false;
+    const std::size_t point = at;
+    if (text.size() - point + whole > kExactDigits) return false;
+    while (at < text.size() && base::IsDigit(text[at]))
+      digits = digits * 10 + static_cast<std::uint64_t>(text[at++] - '0');
+    decimals = at - point;
+    if (decimals == 0 || at != text.size()) return false;
+  }
+  if (digits == 0 && first != 0) return false;  // "-0" loses its sign elsewhere
+  number = static_cast<double>(digits) / kPowers[decimals];
+  if (first != 0) number = -number;
+  return true;
+}
+
+/// Takes any accepted form apart and writes it plainly into `plain`.
+bool Normalize(std::string_view text, std::string& plain) {
+  const bool negative = text.front() == '-';
+  if (negative || text.front() == '+') text.remove_prefix(1);
+  const std::size_t mantissa_end = std::min(text.find_first_of("eE"), text.size());
+  std::string_view mantissa = text.substr(0, mantissa_end);
+  int exponent = 0;
+  if (mantissa_end < text.size()) {
+    std::string_view power = text.substr(mantissa_end + 1);
+    if (!power.empty() && power.front() == '+') power.remove_prefix(1);
+    const char* end = power.data() + power.size();
+    const auto read = std::from_chars(power.data(), end, exponent);
+    if (read.ec != std::errc() || read.ptr != end) return false;
+    if (exponent < -kMaxExponent || exponent > kMaxExponent) return false;
+  }
+  std::size_t point = mantissa.find('.');
+  if (point == std::string_view::npos) point = mantissa.find(',');
+  std::string digits(mantissa.substr(0, point));
+  if (point != std::string_view::npos) digits += mantissa.substr(point + 1);
+  if (digits.empty() || !std::all_of(digits.begin(), digits.end(), base::IsDigit)) return false;
+
+  // Where the point stands among the digits, then as many zeros as it takes to reach it.
+  std::ptrdiff_t whole = static_cast<std::ptrdiff_t>(std::min(point, mantissa.size())) + exponent;
+  if (whole <= 0) {
+    digits.insert(0, static_cast<std::size_t>(1 - whole), '0');
+    whole = 1;
+  }
+  const auto at = static_cast<std::size_t>(whole);
+  if (digits.size() < at) digits.append(at - digits.size(), '0');
+  const std::size_t first = std::min(digits.find_first_not_of('0'), at - 1);
+  const bool zero = digits.find_first_not_of('0') == std::string::npos;
+  plain.clear();
+  if (negative && !zero) plain += '-';
+  plain.append(digits, first, at - first);
+  if (at < digits.size()) plain.append(1, '.').append(digits, at);
+  return true;
+}
+
+}  // namespace
+
+NumberText ParseNumber(std::string_view field, double& number, std::string_view& exact,
+                       std::string& scratch) {
+  while (!field.empty() && (field.front() == ' ' || field.front() == '\0')) field.remove_prefix(1);
+  while (!field.empty() && (field.back() == ' ' || field.back() == '\0')) field.remove_suffix(1);
+  if (field.empty() || field == "." || field.find_first_not_of('*') == std::string_view::npos)
+    return NumberText::kBlank;
+  if (ParsePlain(field, number)) {
+    exact = field;
+    return NumberText::kNumber;
+  }
+  if (!Normalize(field, scratch)) return NumberText::kWrong;
+  const char* end = scratch.data() + scratch.size();
+  if (std::from_chars(scratch.data(), end, number).ec != std::errc()) return NumberText::kWrong;
+  exact = scratch;
+  return NumberText::kNumber;
+}
+
+bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept {
+  const bool negative = !plain.empty() && plain.front() == '-';
+  if (negative) plain.remove_prefix(1);
+  const std::size_t point = std::min(plain.find('.'), plain.size());
+  std::string_view whole = plain.substr(0, point);
+  while (!whole.empty() && whole.front() == '0') whole.remove_prefix(1);
+  const std::string_view fraction =
+      point < plain.size() ? plain.substr(point + 1) : std::string_view();
+  if (whole.size() + decimals > field.size() || field.size() > kMaxFieldBytes) return false;
+
+  // All digits in a row, one place in front kept free for a carry.
+  std::array<char, 2 * kMaxFieldBytes + 1> buffer;
+  char* const digits = buffer.data() + 1;
+  std::memcpy(digits, whole.data(), whole.size());
+  const std::size_t taken = std::min<std::size_t>(fraction.size(), decimals);
+  std::memcpy(digits + whole.size(), fraction.data(), taken);
+  std::memset(digits + whole.size() + taken, '0', decimals - taken);
+  const std::size_t count = whole.size() + decimals;
+  char* first = digits;
+  if (fraction.size() > decimals && fraction[decimals] >= '5') {
+    std::size_t i = count;
+    while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
+    if (i > 0) {
+      ++digits[i - 1];
+    } else {
+      *--first = '1';
+    }
+  }
+  const std::size_t whole_digits = static_cast<std::size_t>(digits + count - first) - decimals;
+  const bool zero = std::all_of(first, digits + count, [](char c) { return c == '0'; });
+
+  const std::size_t sign = negative && !zero ? 1 : 0;
+  const std::size_t tail = decimals == 0 ? 0 : decimals + 1;
+  std::size_t width = sign + whole_digits + tail;
+  bool leading_zero = whole_digits == 0;
+  if (leading_zero && width + 1 > field.size() && tail != 0) leading_zero = false;
+  width += leading_zero ? 1 : 0;
+  if (width > field.size()) return false;
+
+  char* out = field.data();
+  std::memset(out, ' ', field.size() - width);
+  out += field.size() - width;
+  if (sign != 0) *out++ = '-';
+  if (leading_zero) *out++ = '0';
+  std::memcpy(out, first, whole_digits);
+  out += whole_digits;
+  if (tail != 0) {
+    *out++ = '.';
+    std::memcpy(out, first + whole_digits, decimals);
+  }
+  return true;
+}
+
+std::string_view PlainText(double number, std::span<char, kMaxPlainDouble> buffer) noexcept {
+  const auto written =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number, std::chars_format::fixed);
+  return {buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data())};
+}
+
+std::string_view PlainCurrency(std::int64_t ten_thousandths,
+                               std::span<char, kMaxPlainDouble> buffer) noexcept {
+  constexpr std::size_t kDecimals = 4;
+  char* out = buffer.data();
+  std::uint64_t magnitude = static_cast<std::uint64_t>(ten_thousandths);
+  if (ten_thousandths < 0) {
+    *out++ = '-';
+    magnitude = 0 - magnitude;
+  }
+  out = std::to_chars(out, out + 24, magnitude / 10000).ptr;
+  *out++ = '.';
+  std::uint64_t rest = magnitude % 10000;
+  for (std::size_t i = kDecimals; i > 0; --i, rest /= 10)
+    out[i - 1] = static_cast<char>('0' + rest % 10);
+  return {buffer.data(), static_cast<std::size_t>(out + kDecimals - buffer.data())};
+}
+
+}  // namespace kelvorin::database::xbase

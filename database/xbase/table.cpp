@@ -1,0 +1,279 @@
+#include "database/xbase/table.h"
+
+#include "base/M_Misc.h"
+#include "database/api/errors.h"
+#include "database/xbase/table_files.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+// A change of a record goes, in one bracket: memo blocks and the memo file's header, then the
+// record. The table's header (count, date, next automatic number) and the 0x1A behind the last
+// record follow once per group of brackets; the group reaches the disk as a whole, so that no
+// reader ever finds a count and records that disagree.
+
+namespace kelvorin::database::xbase {
+namespace {
+
+/// Bytes by which programs of this family lock a whole table, far behind its end: dBASE takes the
+/// thousand million from 1,000,000,001, FoxPro nearly as many from 0x40000000 and its append lock
+/// 0x7FFFFFFE. One range covers them all.
+constexpr std::uint64_t kFileLockAt = 1'000'000'001;
+constexpr std::uint64_t kFileLockBytes = 0x7FFFFFFF - kFileLockAt;
+
+constexpr std::int32_t kYearBase = 1900;
+
+TableLayout ReadLayoutFrom(storage::Store& store) {
+  const std::string& path = store.Path(storage::kMainFile);
+  const std::uint64_t size = store.Size(storage::kMainFile);
+  std::vector<std::byte> header(
+      static_cast<std::size_t>(std::min<std::uint64_t>(size, kHeaderFixedBytes)));
+  store.Read(storage::kMainFile, 0, header);
+  const std::size_t header_bytes = HeaderSize(header, path);
+  if (header_bytes > size)
+    Throw(Code::kCorrupt, ErrorNumber::kExternalTable,
+          "table file '" + path + "': claims a header of " + std::to_string(header_bytes) +
+              " bytes, but has only " + std::to_string(size));
+  header.resize(header_bytes);
+  store.Read(storage::kMainFile, 0, header);
+  return ReadLayout(header, path);
+}
+
+/// What is known to forbid writing before the table is opened: its kind, and index files that
+/// this driver cannot keep up to date.
+std::string WhyNotWritable(storage::FileSystem& fs, const std::string& path) {
+  std::array<std::byte, kHeaderFixedBytes> front{};
+  std::size_t size = 0;
+  {
+    const std::unique_ptr<storage::File> file = fs.Open(path, os::OpenMode::kRead);
+    size = file->Read(0, front);
+  }
+  if (size == 0) return {};
+  const Version* version = FindVersion(base::Load8(front, 0));
+  if (version == nullptr) return {};
+  if (version->access == Access::kReadOnly)
+    return "a table of the kind " + std::string(version->what) + " is read, not written";
+  const std::string index = FindIndexFile(fs, path);
+  if (!index.empty())
+    return "its index file '" + index +
+           "' would have to be kept up to date, which this driver "
+           "cannot do";
+  if (size > kTableFlagsAt && (base::Load8(front, kTableFlagsAt) & kFlagHasIndex) != 0)
+    return "its header says that it has an index file, but there is none";
+  if (!version->visual && size > kTransactionAt && base::Load8(front, kTransactionAt) == 1)
+    return "its header says that a transaction was not finished";
+  return {};
+}
+
+}  // namespace
+
+Table::Table(std::shared_ptr<storage::Store> store, std::string why_read_only)
+    : store_(std::move(store)),
+      layout_(ReadLayoutFrom(*store_)),
+      page_(layout_.code_page_mark),
+      codec_(layout_, page_),
+      why_read_only_(std::move(why_read_only)) {
+  const std::uint64_t body = store_->Size(storage::kMainFile) - layout_.header_bytes;
+  const std::uint64_t there = body / layout_.record_bytes;
+  records_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(there, layout_.record_count));
+  if (records_ < layout_.record_count && why_read_only_.empty())
+    why_read_only_ = "its header claims " + std::to_string(layout_.record_count) +
+                     " records, but the file holds only " + std::to_string(there);
+  if (layout_.HasMemoFields()) OpenMemo();
+  FindAutoColumn();
+  if (!store_->read_only()) {
+    LockForExclusiveUse();
+    store_->AddGroupHook(*this);
+  }
+}
+
+Table::~Table() {
+  if (!store_->read_only()) store_->RemoveGroupHook(*this);
+}
+
+void Table::OpenMemo() {
+  storage::FileSystem& fs = store_->file_system();
+  MemoKind kind = layout_.version->memo;
+  std::string memo = FindCompanion(fs, path(), kind == MemoKind::kFpt ? "fpt" : "dbt");
+  if (memo.empty() && kind == MemoKind::kDbt3) {
+    memo = FindCompanion(fs, path(), "fpt");
+    kind = MemoKind::kFpt;
+  }
+  if (memo.empty())
+    Throw(Code::kNotFound, ErrorNumber::kFileNotFound,
+          "table file '" + path() + "' has memo fields, but its memo file '" +
+              CompanionPath(path(), layout_.version->memo == MemoKind::kFpt ? "FPT" : "DBT") +
+              "' is missing");
+  memo_.emplace(*store_, store_->Attach(memo, {}), kind);
+}
+
+void Table::FindAutoColumn() {
+  for (const Column& column : layout_.columns) {
+    if (!column.auto_increment() || column.letter != 'I') continue;
+    std::array<std::byte, kDescriptorBytes> descriptor;
+    store_->Read(storage::kMainFile, column.descriptor_at, descriptor);
+    auto_column_ = &column;
+    next_number_ = base::LoadLE32(descriptor, kNextNumberAt);
+    number_step_ = base::Load8(descriptor, kNumberStepAt);
+    return;
+  }
+}
+
+void Table::LockForExclusiveUse() {
+  if (locked_) return;
+  store_->Lock(storage::kMainFile, kFileLockAt, kFileLockBytes);
+  locked_ = true;
+}
+
+base::ByteSpan Table::View(std::uint32_t record) {
+  KV_ASSERT(record >= 1 && record <= records_, "a record of the table");
+  return store_->View(storage::kMainFile, Offset(record), layout_.record_bytes, scratch_);
+}
+
+bool Table::IsLive(std::uint32_t record) {
+  return store_->View(storage::kMainFile, Offset(record), 1, scratch_)[0] != kDeleted;
+}
+
+bool Table::ReadLive(std::uint32_t record, base::MutableByteSpan row) {
+  const base::ByteSpan stored = View(record);
+  if (stored[0] == kDeleted) return false;
+  std::copy(stored.begin(), stored.end(), row.begin());
+  return true;
+}
+
+std::uint32_t Table::LiveCount() {
+  if (!live_) {
+    std::uint32_t live = 0;
+    for (std::uint32_t record = 1; record <= records_; ++record) live += IsLive(record) ? 1u : 0u;
+    live_ = live;
+  }
+  return *live_;
+}
+
+// --- Changes
+
+void Table::CheckRoom() const {
+  const std::uint64_t end = Offset(records_ + 1) + layout_.record_bytes + 1;
+  if (end > kMaxFileBytes)
+    Throw(Code::kNoSpace, ErrorNumber::kDiskFull,
+          "table file '" + path() + "' is full: it cannot grow beyond " +
+              std::to_string(kMaxFileBytes) + " bytes");
+}
+
+template <typename F>
+void Table::InBracket(F&& change) {
+  storage::Bracket bracket = store_->Begin();
+  try {
+    change();
+  } catch (...) {
+    if (memo_) memo_->Forget();
+    throw;
+  }
+  bracket.Commit();
+}
+
+void Table::StoreMemos(base::MutableByteSpan row, std::span<const MemoChange> memos) {
+  for (const MemoChange& change : memos) {
+    std::uint32_t block = 0;
+    // A pointer that makes no sense names no old blocks; it is simply replaced.
+    (void)codec_.DecodeBlock(*change.column, row, block);
+    if (change.null) {
+      if (block != 0) memo_->Free(block);
+      block = 0;
+    } else {
+      block = memo_->Write(block, change.value, change.column->letter);
+    }
+    codec_.EncodeBlock(*change.column, block, row);
+  }
+}
+
+std::uint32_t Table::Append(base::MutableByteSpan row, std::span<const MemoChange> memos,
+                            bool numbered) {
+  CheckRoom();
+  const bool number = numbered && auto_column_ != nullptr;
+  if (number) {
+    std::string scratch;
+    std::size_t replaced = 0;
+    const auto next = static_cast<std::int32_t>(next_number_);
+    const Status fits =
+        codec_.Encode(*auto_column_, values::Value::Integer(next), row, scratch, replaced);
+    if (!fits.ok()) throw Error(fits);
+  }
+  InBracket([&] {
+    StoreMemos(row, memos);
+    store_->Write(storage::kMainFile, Offset(records_ + 1), row);
+  });
+  ++records_;
+  if (live_) ++*live_;
+  if (number) next_number_ += number_step_;
+  appended_ = true;
+  return records_;
+}
+
+void Table::Rewrite(std::uint32_t record, base::MutableByteSpan row,
+                    std::span<const MemoChange> memos) {
+  InBracket([&] {
+    StoreMemos(row, memos);
+    store_->Write(storage::kMainFile, Offset(record), row);
+  });
+}
+
+void Table::Delete(std::uint32_t record) {
+  InBracket([&] {
+    const std::byte mark[] = {kDeleted};
+    store_->Write(storage::kMainFile, Offset(record), mark);
+  });
+  if (live_) --*live_;
+}
+
+void Table::BeforeGroup(storage::Store& store) {
+  const auto now = base::Now();
+  std::array<std::byte, kHeaderBytesAt - kDateAt> head;
+  base::Store8(head, 0, static_cast<std::uint8_t>(now.year - kYearBase));
+  base::Store8(head, 1, static_cast<std::uint8_t>(now.month));
+  base::Store8(head, 2, static_cast<std::uint8_t>(now.day));
+  base::StoreLE32(head, kRecordCountAt - kDateAt, records_);
+  store.Write(storage::kMainFile, kDateAt, head);
+  if (auto_column_ != nullptr) {
+    std::array<std::byte, 4> next;
+    base::StoreLE32(next, 0, next_number_);
+    store.Write(storage::kMainFile, auto_column_->descriptor_at + kNextNumberAt, next);
+  }
+  if (!appended_) return;
+  const std::byte end[] = {kEndOfTable};
+  store.Write(storage::kMainFile, Offset(records_ + 1), end);
+  appended_ = false;
+}
+
+// --- The tables of the process
+
+std::shared_ptr<Table> OpenTables::Open(const std::string& path, bool write, bool exclusive) {
+  std::string why = WhyNotWritable(*fs_, path);
+  storage::StoreOptions options;
+  options.exclusive = exclusive;
+  options.read_only = !write || !why.empty();
+  std::shared_ptr<storage::Store> store;
+  try {
+    store = files_->Open(*fs_, path, options);
+  } catch (const Error& error) {
+    if (options.read_only || error.status().code() != Code::kReadOnly) throw;
+    why = error.status().message();
+    options.read_only = true;
+    store = files_->Open(*fs_, path, options);
+  }
+
+  std::erase_if(tables_, [](const std::weak_ptr<Table>& table) { return table.expired(); });
+  for (const std::weak_ptr<Table>& open : tables_) {
+    std::shared_ptr<Table> table = open.lock();
+    if (table == nullptr || &table->store() != store.get()) continue;
+    if (exclusive) table->LockForExclusiveUse();
+    return table;
+  }
+  auto table = std::make_shared<Table>(std::move(store), std::move(why));
+  if (exclusive) table->LockForExclusiveUse();
+  tables_.push_back(table);
+  return table;
+}
+
+}  // namespace kelvorin::database::xbase

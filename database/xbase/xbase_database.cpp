@@ -1,0 +1,188 @@
+#include "database/xbase/xbase_database.h"
+
+#include "base/M_FILE.h"
+#include "base/M_Misc.h"
+#include "base/M_STRING.h"
+#include "database/api/errors.h"
+#include "database/xbase/inspect.h"
+#include "database/xbase/new_table.h"
+#include "database/xbase/table_files.h"
+#include "database/xbase/xbase_recordset.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvorin::database::xbase {
+namespace {
+
+constexpr std::string_view kCompanions[] = {"dbt", "fpt", "mdx", "cdx", "inf"};
+constexpr std::string_view kJournalSuffix = "-journal";
+
+/// A new table's file name: as given, its extension in the case of the name.
+std::string NewFileName(std::string_view name) {
+  if (WithoutExtension(name).size() != name.size()) return std::string(name);
+  const bool lower =
+      std::any_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+  return std::string(name) + (lower ? "." : ".") +
+         (lower ? std::string(kTableExtension) : base::UpperAscii(kTableExtension));
+}
+
+}  // namespace
+
+XbaseDatabase::XbaseDatabase(DBEngine& owner, OpenRequest asked, std::string folder,
+                             Product product, std::shared_ptr<OpenTables> tables)
+    : Database(owner, std::move(asked)),
+      folder_(std::move(folder)),
+      product_(product),
+      tables_(std::move(tables)) {
+  SqlDialect dialect;
+  set_dialect(dialect);
+}
+
+std::string XbaseDatabase::PathOf(std::string_view name) const {
+  std::string path = FindTableFile(tables_->fs(), folder_, name);
+  if (path.empty())
+    Throw(Code::kNotFound, ErrorNumber::kTableNotFound,
+          "there is no table '" + std::string(name) + "' in folder '" + folder_ + "'");
+  return path;
+}
+
+void XbaseDatabase::RequireUpdatable(const char* what) const {
+  if (Updatable()) return;
+  Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
+        std::string(what) + ": the database '" + folder_ + "' was opened for reading only");
+}
+
+std::vector<TableInfo> XbaseDatabase::DoTableDefs() {
+  std::vector<TableInfo> infos;
+  for (std::string& name : ListTables(tables_->fs(), folder_))
+    infos.push_back({std::move(name), 0});
+  return infos;
+}
+
+TableDef XbaseDatabase::Describe(const Table& table) const {
+  TableDef def;
+  def.Name = WithoutExtension(storage::NameOf(table.path()));
+  std::string scratch;
+  for (const Column& column : table.layout().columns) {
+    FieldDef face = FaceOf(column);
+    std::string_view name;
+    face.Name = table.page().ToAnsi(column.name, scratch, name) ? name : column.name;
+    def.Fields.push_back(std::move(face));
+  }
+  def.WhyReadOnly = table.why_read_only();
+  def.Updatable = Updatable() && def.WhyReadOnly.empty();
+  if (!Updatable()) def.WhyReadOnly = "the database was opened for reading only";
+  return def;
+}
+
+TableDef XbaseDatabase::DoFindTableDef(std::string_view name) {
+  return Describe(*tables_->Open(PathOf(name), false, false));
+}
+
+std::unique_ptr<Recordset> XbaseDatabase::DoOpenRecordset(std::string_view name,
+                                                          RecordsetType type) {
+  const bool write = Updatable() && type != RecordsetType::kSnapshot;
+  std::shared_ptr<Table> table = tables_->Open(PathOf(name), write, request().Exclusive);
+  TableDef def = Describe(*table);
+  return std::make_unique<XbaseRecordset>(*this, type, std::move(def), std::move(table));
+}
+
+// --- Making and deleting
+
+void XbaseDatabase::DoCreateTable(const TableDef& table) {
+  RequireUpdatable("CreateTable");
+  storage::FileSystem& fs = tables_->fs();
+  const std::string_view bare = WithoutExtension(table.Name);
+  if (bare.empty() || table.Name.find_first_of("/\\:*?\"<>|") != std::string::npos ||
+      std::any_of(bare.begin(), bare.end(), [](char c) { return c >= 0 && c < ' '; }))
+    Throw(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+          "'" + table.Name + "' is no name for a table file");
+  if (!table.Indexes.empty())
+    Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+          "table '" + table.Name + "' cannot be made with its index '" + table.Indexes[0].Name +
+              "': this driver makes no indexes");
+  NewTable plan = PlanTable(table, product_);
+
+  const std::string existing = FindTableFile(fs, folder_, table.Name);
+  if (!existing.empty())
+    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+          "table '" + table.Name + "' exists already (file '" + existing + "')");
+  const std::string path = base::JoinPath(folder_, NewFileName(table.Name));
+  const std::string_view extension = plan.memo == MemoKind::kFpt ? "fpt" : "dbt";
+  const std::string old_memo =
+      plan.memo == MemoKind::kNone ? std::string() : FindCompanion(fs, path, extension);
+  if (!old_memo.empty())
+    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+          "table '" + table.Name + "' cannot be made: its memo file would be '" + old_memo +
+              "', which exists already");
+
+  const auto now = base::Now();
+  const auto stamp = [](int number) { return static_cast<char>(number); };
+  plan.header[1] = stamp(now.year - 1900);
+  plan.header[2] = stamp(now.month);
+  plan.header[3] = stamp(now.day);
+  plan.header += '\x1A';
+
+  // Both files appear together: a store takes back what it made when it cannot finish.
+  storage::StoreOptions options;
+  options.create = true;
+  const std::unique_ptr<storage::Store> store = storage::Store::Open(fs, path, options);
+  storage::FileNo memo{};
+  if (plan.memo != MemoKind::kNone)
+    memo = store->Attach(CompanionPath(path, extension), {.create = true});
+  {
+    storage::Bracket bracket = store->Begin();
+    store->Write(storage::kMainFile, 0, base::AsBytes(plan.header));
+    if (plan.memo != MemoKind::kNone)
+      store->Write(memo, 0, base::AsBytes(MemoFile::NewFile(plan.memo, bare)));
+    bracket.Commit();
+  }
+  store->Flush();
+}
+
+void XbaseDatabase::DoDeleteTable(std::string_view name) {
+  RequireUpdatable("DeleteTable");
+  storage::FileSystem& fs = tables_->fs();
+  const std::string path = PathOf(name);
+  std::vector<std::string> files{path};
+  for (std::string_view extension : kCompanions) {
+    std::string companion = FindCompanion(fs, path, extension);
+    if (!companion.empty()) files.push_back(std::move(companion));
+  }
+  {
+    // Nobody may have it open, here or elsewhere.
+    storage::StoreOptions options;
+    options.exclusive = true;
+    (void)storage::Store::Open(fs, path, options);
+  }
+  // The table first: what a crash leaves then is no table any more.
+  for (const std::string& file : files) fs.Remove(file);
+  fs.SyncFolder(folder_);
+}
+
+// --- Inspecting
+
+void XbaseDatabase::InspectFile(const std::string& path, std::vector<std::string>& problems) {
+  try {
+    const std::shared_ptr<Table> table = tables_->Open(path, false, false);
+    InspectTable(*table, problems);
+  } catch (const Error& error) {
+    problems.emplace_back(error.status().message());
+  }
+  const std::string journal = path + std::string(kJournalSuffix);  // invariant 10
+  if (tables_->fs().Exists(journal)) problems.push_back("'" + journal + "' lies beside its table");
+}
+
+std::vector<std::string> XbaseDatabase::DoInspect(std::string_view name) {
+  std::vector<std::string> problems;
+  if (!name.empty()) {
+    InspectFile(PathOf(name), problems);
+    return problems;
+  }
+  for (const std::string& table : ListTables(tables_->fs(), folder_))
+    InspectFile(PathOf(table), problems);
+  return problems;
+}
+
+}  // namespace kelvorin::database::xbase

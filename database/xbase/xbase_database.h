@@ -1,0 +1,41 @@
+#pragma once
+// A folder of dBASE and FoxPro tables as one database: lists, opens, makes, deletes and inspects
+// its tables. Made by the driver of this room.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database/api/database.h"
+#include "database/xbase/table.h"
+#include "database/xbase/version.h"
+
+namespace kelvorin::database::xbase {
+
+class XbaseDatabase final : public Database {
+ public:
+  /// `product` decides how tables are made; tables are opened by what they are.
+  XbaseDatabase(DBEngine& owner, OpenRequest asked, std::string folder, Product product,
+                std::shared_ptr<OpenTables> tables);
+
+ private:
+  std::vector<TableInfo> DoTableDefs() override;
+  TableDef DoFindTableDef(std::string_view name) override;
+  std::unique_ptr<Recordset> DoOpenRecordset(std::string_view name, RecordsetType type) override;
+  void DoCreateTable(const TableDef& table) override;
+  void DoDeleteTable(std::string_view name) override;
+  std::vector<std::string> DoInspect(std::string_view name) override;
+  void DoClose() override {}
+
+  std::string PathOf(std::string_view name) const;
+  TableDef Describe(const Table& table) const;
+  void RequireUpdatable(const char* what) const;
+  void InspectFile(const std::string& path, std::vector<std::string>& problems);
+
+  std::string folder_;
+  Product product_;
+  std::shared_ptr<OpenTables> tables_;
+};
+
+}  // namespace kelvorin::database::xbase

@@ -1,0 +1,17 @@
+#pragma once
+// The driver for dBASE III, IV and 5 and FoxPro 2.0 to 3.0: a folder of table files is a database.
+// Entered in an engine by the table of drivers; everything else of this room is behind it.
+
+#include <memory>
+
+#include "database/api/engine.h"
+#include "database/storage/open_files.h"
+
+namespace kelvorin::database::xbase {
+
+/// `fs` must outlive the driver; `files` is shared by all file drivers of one engine, so that a
+/// source and a target in one file share its pages.
+std::unique_ptr<Driver> MakeXbaseDriver(storage::FileSystem& fs,
+                                        std::shared_ptr<storage::OpenFiles> files);
+
+}  // namespace kelvorin::database::xbase

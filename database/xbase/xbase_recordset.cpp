@@ -1,0 +1,264 @@
+#include "database/xbase/xbase_recordset.h"
+
+#include "database/api/database.h"
+#include "database/api/engine.h"
+
+#include <algorithm>
+
+namespace kelvorin::database::xbase {
+
+using values::Kind;
+
+XbaseRecordset::XbaseRecordset(Database& owner, RecordsetType type, TableDef definition,
+                               std::shared_ptr<Table> table)
+    : Recordset(owner, type, std::move(definition)),
+      table_(std::move(table)),
+      snapshot_last_(table_->RecordCount()),
+      row_(table_->layout().record_bytes),
+      texts_(table_->layout().columns.size()) {
+  if (table_->memo() != nullptr) {
+    raws_.resize(texts_.size());
+    memos_.resize(texts_.size());
+  }
+  OpenAtFirst();
+}
+
+// --- Moving
+
+std::uint32_t XbaseRecordset::Last() const noexcept {
+  return Type() == RecordsetType::kSnapshot ? snapshot_last_ : table_->RecordCount();
+}
+
+bool XbaseRecordset::ForwardFrom(std::uint32_t record) {
+  const std::uint32_t last = Last();
+  while (record <= last && !table_->ReadLive(record, row_)) ++record;
+  if (record > last) return false;
+  record_ = record;
+  return true;
+}
+
+bool XbaseRecordset::BackwardFrom(std::uint32_t record) {
+  while (record >= 1 && !table_->ReadLive(record, row_)) --record;
+  if (record < 1) return false;
+  record_ = record;
+  return true;
+}
+
+bool XbaseRecordset::DoMoveFirst() {
+  return ForwardFrom(1);
+}
+bool XbaseRecordset::DoMoveLast() {
+  return BackwardFrom(Last());
+}
+bool XbaseRecordset::DoMoveNext() {
+  return ForwardFrom(record_ + 1);
+}
+bool XbaseRecordset::DoMovePrevious() {
+  return BackwardFrom(record_ - 1);
+}
+
+bool XbaseRecordset::DoMove(std::int64_t rows) {
+  // Deletion marks alone are looked at on the way; the record itself is read at its end.
+  std::int64_t record = record_;
+  const std::int64_t step = rows > 0 ? 1 : -1, last = Last();
+  while (rows != 0) {
+    record += step;
+    if (record < 1 || record > last) return false;
+    if (table_->IsLive(static_cast<std::uint32_t>(record))) rows -= step;
+  }
+  return ForwardFrom(static_cast<std::uint32_t>(record));
+}
+
+std::int64_t XbaseRecordset::DoRecordCount() {
+  return table_->LiveCount();
+}
+
+void XbaseRecordset::DoGetBookmark(std::string& out) {
+  out.resize(sizeof(std::uint32_t));
+  base::StoreLE32(std::as_writable_bytes(std::span<char>(out.data(), out.size())), 0, record_);
+}
+
+bool XbaseRecordset::DoSetBookmark(std::string_view bytes) {
+  if (bytes.size() != sizeof(std::uint32_t)) return false;
+  const std::uint32_t record = base::LoadLE32(base::AsBytes(bytes), 0);
+  if (record < 1 || record > Last() || !table_->ReadLive(record, row_)) return false;
+  record_ = record;
+  return true;
+}
+
+// --- Reading
+
+void XbaseRecordset::ThrowUnreadable(std::size_t field, const std::string& why) {
+  const std::string where = EditMode() == EditState::kNone
+                                ? " of record " + std::to_string(record_)
+                                : std::string(" of the record being edited");
+  Throw(
+      Code::kCorrupt, ErrorNumber::kCorrupt,
+      "field '" + def().Fields[field].Name + "'" + where + " of table '" + def().Name + "' " + why);
+}
+
+void XbaseRecordset::MemoValue(std::size_t field, const std::string& raw, Value& out) {
+  if (ColumnOf(field).type != TypeCode::kMemo) {
+    out = Value::Bytes(raw);
+    return;
+  }
+  std::string_view text;
+  if (!table_->page().ToAnsi(raw, texts_[field], text))
+    ThrowUnreadable(field, "holds text in code page " + std::to_string(table_->page().number()) +
+                               ", which is not supported");
+  out = Value::Text(text);
+}
+
+void XbaseRecordset::ReadMemo(std::size_t field, base::ByteSpan row, Value& out) {
+  std::uint32_t block = 0;
+  std::string wrong = table_->codec().DecodeBlock(ColumnOf(field), row, block);
+  if (wrong.empty() && block == 0) {
+    out = Value::Null();
+    return;
+  }
+  if (wrong.empty()) wrong = table_->memo()->Read(block, raws_[field]);
+  if (!wrong.empty()) ThrowUnreadable(field, wrong);
+  MemoValue(field, raws_[field], out);
+}
+
+void XbaseRecordset::DoReadField(std::size_t field, Value& out) {
+  const Column& column = ColumnOf(field);
+  const bool editing = EditMode() != EditState::kNone;
+  const base::ByteSpan row = editing ? edit_row_ : row_;
+  if (InMemoFile(column)) {
+    const PendingMemo& pending = memos_[field];
+    if (!editing || !pending.set) return ReadMemo(field, row, out);
+    if (!pending.null) return MemoValue(field, pending.raw, out);
+    out = Value::Null();
+    return;
+  }
+  const std::string wrong = table_->codec().Decode(column, row, texts_[field], out);
+  if (!wrong.empty()) ThrowUnreadable(field, wrong);
+}
+
+// --- Writing
+
+void XbaseRecordset::BeginEdit() {
+  for (PendingMemo& memo : memos_) memo.set = false;
+}
+
+void XbaseRecordset::DoAddNew() {
+  if (blank_row_.empty()) {
+    blank_row_.resize(table_->layout().record_bytes);
+    table_->codec().Blank(blank_row_);
+    edit_row_.resize(blank_row_.size());
+  }
+  std::copy(blank_row_.begin(), blank_row_.end(), edit_row_.begin());
+  BeginEdit();
+}
+
+void XbaseRecordset::DoEdit() {
+  // Another record set of this process may have changed or deleted it meanwhile.
+  if (!table_->ReadLive(record_, row_))
+    Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+          "record " + std::to_string(record_) + " of table '" + def().Name + "' was deleted");
+  edit_row_ = row_;
+  BeginEdit();
+}
+
+void XbaseRecordset::DoCancelUpdate() {
+  BeginEdit();
+}
+
+bool XbaseRecordset::Natural(const Column& column, Kind kind) const noexcept {
+  switch (column.letter) {
+    case 'N':
+    case 'F':
+      return kind == Kind::kDouble || kind == Kind::kInteger || kind == Kind::kCurrency;
+    case 'L':
+      return kind == Kind::kBoolean;
+    case 'D':
+    case 'T':
+      return kind == Kind::kDateTime;
+    case 'I':
+      return kind == Kind::kInteger;
+    case 'Y':
+      return kind == Kind::kCurrency;
+    case 'Q':
+      return kind == Kind::kBytes;
+    default:
+      break;
+  }
+  if (column.type == TypeCode::kDouble) return kind == Kind::kDouble;
+  return kind == (column.type == TypeCode::kLongBinary ? Kind::kBytes : Kind::kText);
+}
+
+Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
+  if (value.IsNull() || Natural(ColumnOf(field), value.kind)) return WriteNatural(field, value);
+  // A value of another kind goes the way of its text, as everywhere in the engine.
+  const values::ValueFormat& format = database().engine().Format();
+  text_.clear();
+  format.Append(value, text_);
+  Value converted;
+  KV_TRY(format.Parse(text_, def().Fields[field].Type, converted, digits_));
+  return WriteNatural(field, converted);
+}
+
+Status XbaseRecordset::WriteNatural(std::size_t field, const Value& value) {
+  const Column& column = ColumnOf(field);
+  if (column.auto_increment()) {
+    // Null leaves the number to the table.
+    if (value.IsNull() && EditMode() == EditState::kAdd) return Status();
+    return MakeStatus(Code::kReadOnly, ErrorNumber::kReadOnly,
+                      "field '" + column.name + "' is numbered by the table and takes no value");
+  }
+  if (InMemoFile(column)) return WriteMemo(field, value);
+  std::size_t replaced = 0;
+  KV_TRY(table_->codec().Encode(column, value, edit_row_, texts_[field], replaced));
+  CountReplacedCharacters(replaced);
+  return Status();
+}
+
+Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
+  const Column& column = ColumnOf(field);
+  std::string_view raw = value.text;
+  std::size_t replaced = 0;
+  if (!value.IsNull()) {
+    if (column.type == TypeCode::kMemo &&
+        !table_->page().FromAnsi(value.text, texts_[field], raw, replaced))
+      return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
+                        "field '" + column.name + "' is in code page " +
+                            std::to_string(table_->page().number()) +
+                            ", which is not supported; only ASCII can be stored");
+    const std::string_view obstacle = MemoFile::Obstacle(table_->memo()->kind(), raw);
+    if (!obstacle.empty())
+      return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
+                        "field '" + column.name + "' " + std::string(obstacle));
+  }
+  PendingMemo& pending = memos_[field];
+  pending.set = true;
+  pending.null = value.IsNull();
+  pending.raw.assign(raw);
+  CountReplacedCharacters(replaced);
+  return Status();
+}
+
+Status XbaseRecordset::DoUpdate() {
+  changes_.clear();
+  for (std::size_t i = 0; i < memos_.size(); ++i)
+    if (memos_[i].set) changes_.push_back({&ColumnOf(i), memos_[i].null, memos_[i].raw});
+  if (EditMode() == EditState::kAdd) {
+    table_->Append(edit_row_, changes_, true);
+  } else {
+    table_->Rewrite(record_, edit_row_, changes_);
+    row_ = edit_row_;
+  }
+  BeginEdit();
+  return Status();
+}
+
+void XbaseRecordset::DoDelete() {
+  table_->Delete(record_);
+}
+
+void XbaseRecordset::DoClose() {
+  const std::shared_ptr<Table> table = std::move(table_);
+  if (Updatable()) table->Flush();
+}
+
+}  // namespace kelvorin::database::xbase

@@ -1,0 +1,72 @@
+#pragma once
+// The cursor over one dBASE or FoxPro table. Records come in the order of their numbers; deleted
+// ones are passed over. A bookmark is the record number. Made by the database of this room.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "database/api/recordset.h"
+#include "database/xbase/table.h"
+
+namespace kelvorin::database::xbase {
+
+class XbaseRecordset final : public Recordset {
+ public:
+  XbaseRecordset(Database& database, RecordsetType type, TableDef def,
+                 std::shared_ptr<Table> table);
+
+ private:
+  struct PendingMemo {
+    bool set = false;
+    bool null = false;
+    std::string raw;  // in the table's code page
+  };
+
+  bool DoMoveFirst() override;
+  bool DoMoveLast() override;
+  bool DoMoveNext() override;
+  bool DoMovePrevious() override;
+  bool DoMove(std::int64_t rows) override;
+  std::int64_t DoRecordCount() override;
+  void DoGetBookmark(std::string& out) override;
+  bool DoSetBookmark(std::string_view bytes) override;
+  void DoReadField(std::size_t field, Value& out) override;
+  Status DoWriteField(std::size_t field, const Value& value) override;
+  void DoAddNew() override;
+  void DoEdit() override;
+  Status DoUpdate() override;
+  void DoCancelUpdate() override;
+  void DoDelete() override;
+  void DoClose() override;
+
+  std::uint32_t Last() const noexcept;
+  bool ForwardFrom(std::uint32_t record);
+  bool BackwardFrom(std::uint32_t record);
+  const Column& ColumnOf(std::size_t field) const noexcept {
+    return table_->layout().columns[field];
+  }
+  [[noreturn]] void ThrowUnreadable(std::size_t field, const std::string& why);
+  void ReadMemo(std::size_t field, base::ByteSpan row, Value& out);
+  void MemoValue(std::size_t field, const std::string& raw, Value& out);
+  bool Natural(const Column& column, values::Kind kind) const noexcept;
+  Status WriteNatural(std::size_t field, const Value& value);
+  Status WriteMemo(std::size_t field, const Value& value);
+  void BeginEdit();
+
+  std::shared_ptr<Table> table_;
+  std::uint32_t snapshot_last_ = 0;  // records there were when a snapshot was opened
+  std::uint32_t record_ = 0;         // number of the current record
+  std::vector<std::byte> row_;       // the current record
+  std::vector<std::byte> edit_row_;  // the record being added or edited
+  std::vector<std::byte> blank_row_;
+  std::vector<std::string> texts_;  // per field: what its value points to
+  std::vector<std::string> raws_;   // per memo field: the value as stored
+  std::vector<PendingMemo> memos_;  // per field; empty when the table has no memo fields
+  std::vector<MemoChange> changes_;
+  std::string text_;  // of a value of another kind than the field's
+  std::string digits_;
+};
+
+}  // namespace kelvorin::database::xbase

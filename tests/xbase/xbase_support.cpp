@@ -1,0 +1,116 @@
+#include "tests/xbase/xbase_support.h"
+
+#include "database/drivers/register_drivers.h"
+#include "tests/support/temp_folder.h"
+
+#include <doctest/doctest.h>
+
+namespace kelvorin::tests {
+
+Folder::Folder(const std::string& name, std::string_view connect, storage::FileSystem& fs,
+               bool read_only) {
+  database::RegisterDrivers(engine_, fs);
+  auto opened = engine_.OpenDatabase(name, false, read_only, connect);
+  REQUIRE_MESSAGE(opened.ok(), opened.status().message());
+  database_ = *std::move(opened);
+}
+
+Folder::~Folder() {
+  (void)database_->Close();
+}
+
+std::unique_ptr<Recordset> Folder::Open(std::string_view table, RecordsetType type) {
+  auto opened = database_->OpenRecordset(table, type);
+  REQUIRE_MESSAGE(opened.ok(), opened.status().message());
+  return *std::move(opened);
+}
+
+Status Folder::Append(Recordset& set, const Row& texts) {
+  KV_TRY(set.AddNew());
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
+  return set.Update();
+}
+
+Status Folder::Change(Recordset& set, std::size_t field, std::string_view text) {
+  KV_TRY(set.Edit());
+  KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
+                          : set.Fields(field).SetText(text));
+  return set.Update();
+}
+
+std::vector<Row> Folder::ReadAll(std::string_view table) {
+  std::vector<Row> rows;
+  auto set = Open(table, RecordsetType::kSnapshot);
+  std::string text;
+  while (!set->Eof()) {
+    Row row;
+    for (std::size_t i = 0; i < set->FieldCount(); ++i) {
+      bool null = false;
+      const bool read = set->Fields(i).GetText(text, null).ok();
+      row.push_back(!read ? "<error>" : null ? "<null>" : text);
+    }
+    rows.push_back(std::move(row));
+    REQUIRE(set->MoveNext().ok());
+  }
+  return rows;
+}
+
+FieldDef MakeField(std::string name, TypeCode type, std::int32_t size, std::int32_t decimals) {
+  FieldDef field;
+  field.Name = std::move(name);
+  field.Type = type;
+  field.Size = size;
+  field.Decimals = decimals;
+  return field;
+}
+
+TableDef MakeTable(std::string name, std::vector<FieldDef> fields) {
+  TableDef table;
+  table.Name = std::move(name);
+  table.Fields = std::move(fields);
+  return table;
+}
+
+std::vector<Row> ReadCsv(const std::string& path) {
+  const std::string text = ReadWhole(path);
+  std::vector<Row> rows;
+  Row row;
+  std::string cell;
+  bool quoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (quoted) {
+      if (c != '"') {
+        cell += c;
+      } else if (i + 1 < text.size() && text[i + 1] == '"') {
+        cell += text[++i];
+      } else {
+        quoted = false;
+      }
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == ',' || c == '\n') {
+      if (c == '\n' && !cell.empty() && cell.back() == '\r') cell.pop_back();
+      row.push_back(std::move(cell));
+      cell.clear();
+      if (c == '\n') rows.push_back(std::exchange(row, {}));
+    } else {
+      cell += c;
+    }
+  }
+  return rows;
+}
+
+std::string Show(const Row& row) {
+  std::string text;
+  for (const std::string& cell : row) (text += cell) += '|';
+  return text;
+}
+std::string Show(const std::vector<Row>& rows) {
+  std::string text;
+  for (const Row& row : rows) (text += Show(row)) += '\n';
+  return text;
+}
+
+}  // namespace kelvorin::tests
