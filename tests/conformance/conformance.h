@@ -1,0 +1,62 @@
+#pragma once
+// One suite for every driver: what the database interface promises, checked on whatever a backend
+// says it can do. A driver's tests describe it in a `Backend` and call `RunConformance` in a test
+// case; what is peculiar to a format stays in the driver's own tests.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "database/api/engine.h"
+
+namespace kelvorin::tests {
+
+/// One kind of field that a backend can make, with texts in neutral format.
+struct TypeCase {
+  database::TypeCode declared = database::TypeCode::kText;
+  database::TypeCode stored = database::TypeCode::kText;  // as the made table reports it
+  std::int32_t size = 0;                                  // declared; 0 where the type has none
+  std::vector<std::string> texts;                         // come back letter for letter
+  std::vector<std::string> refused;                       // kConversion or kTooLong
+  std::string null_text = "<null>";                       // what Null comes back as
+};
+
+/// A type in its full range, nothing changed by storing: the case of a format made for the type.
+TypeCase WholeRange(database::TypeCode type);
+
+/// What a driver is and can do. The defaults are those of a format without limits; the names used
+/// for tables and indexes have at most 8 capitals, those of fields at most 10.
+struct Backend {
+  std::string name;     // for messages
+  std::string connect;  // of every opening
+  std::function<void(database::DBEngine&)> enter_driver;
+  /// Makes a new and empty database and returns the name to open it by.
+  std::function<std::string()> make_database;
+
+  std::vector<TypeCase> types;
+  std::int32_t text_size = 50;         // a text field of this size can be made
+  bool empty_text = true;              // text of length zero is told apart from Null
+  bool trailing_blanks = true;         // kept
+  bool unicode = true;                 // holds characters outside one code page
+  std::string lost_bytes;              // of code page 1252, what a text field cannot hold
+  bool memo = true;                    // memo fields can be made
+  std::size_t longest_memo = 1 << 20;  // characters to try
+  bool required = true;                // Required, AllowZeroLength, DefaultValue are kept
+  bool auto_increment = true;
+  bool delete_table = true;
+  bool inspect = true;  // `Inspect` is supported
+  std::size_t many_records = 3000;
+  std::size_t random_steps = 2000;
+
+  bool indexes = true;                       // made with the table; SetIndex and Seek work
+  bool unique = true;                        // unique indexes refuse duplicates
+  std::string primary_index = "PrimaryKey";  // name of a primary one, empty: there are none
+  bool descending = true;
+  bool several_fields = true;  // a key of more than one field
+};
+
+/// Runs everything, one doctest subcase for each theme. To be called in a test case of its own.
+void RunConformance(const Backend& backend);
+
+}  // namespace kelvorin::tests

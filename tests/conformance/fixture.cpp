@@ -1,0 +1,148 @@
+#include "tests/conformance/fixture.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+namespace kelvorin::tests {
+
+std::string Fault(const Status& status) {
+  if (status.ok()) return {};
+  return std::to_string(status.number()) + " " + std::string(status.message());
+}
+
+FieldDef TextField(std::string name, std::int32_t size) {
+  FieldDef field;
+  field.Name = std::move(name);
+  field.Size = size;
+  return field;
+}
+
+FieldDef NumberField(std::string name) {
+  FieldDef field;
+  field.Name = std::move(name);
+  field.Type = TypeCode::kLong;
+  field.Size = 4;
+  return field;
+}
+
+IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns) {
+  IndexDef index;
+  index.Name = std::move(name);
+  index.Columns = std::move(columns);
+  return index;
+}
+
+IndexDef PrimaryIndex(const Backend& backend) {
+  IndexDef index = IndexOn(backend.primary_index, {{"ID", false}});
+  index.Unique = index.Primary = index.Required = true;
+  return index;
+}
+
+Fixture::Fixture(const Backend& of) : backend(of), name_(of.make_database()) {
+  backend.enter_driver(engine);
+  OpenDatabase(false);
+}
+
+Fixture::~Fixture() {
+  if (database_) CHECK(Fault(database_->Close()) == "");
+}
+
+void Fixture::OpenDatabase(bool read_only) {
+  auto opened = engine.OpenDatabase(name_, false, read_only, backend.connect);
+  REQUIRE(Fault(opened.status()) == "");
+  database_ = *std::move(opened);
+}
+
+void Fixture::Reopen(bool read_only) {
+  REQUIRE(Fault(database_->Close()) == "");
+  OpenDatabase(read_only);
+}
+
+std::string Fixture::Make(TableDef table) {
+  if (table.Name.empty()) table.Name = "T" + std::to_string(++tables_);
+  REQUIRE(Fault(database_->CreateTable(table)) == "");
+  return table.Name;
+}
+
+std::string Fixture::MakePeople(int count) {
+  TableDef people;
+  people.Fields = {NumberField("ID"), TextField("NAME", 20)};
+  const std::string table = Make(people);
+  const auto set = Open(table);
+  for (int i = 1; i <= count; ++i)
+    REQUIRE(Fault(Add(*set, {std::to_string(i), "name " + std::to_string(i)})) == "");
+  REQUIRE(Fault(set->Close()) == "");
+  return table;
+}
+
+std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType type) {
+  auto set = database_->OpenRecordset(table, type);
+  REQUIRE(Fault(set.status()) == "");
+  return *std::move(set);
+}
+
+Status Fixture::Add(Recordset& set, const Texts& texts) {
+  KV_TRY(set.AddNew());
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
+  return set.Update();
+}
+
+std::string Fixture::TextOf(Recordset& set, std::size_t field) const {
+  std::string text;
+  bool is_null = false;
+  const Status status = set.Fields(field).GetText(text, is_null);
+  if (!status.ok()) return std::to_string(status.number());
+  return is_null || (text.empty() && !backend.empty_text) ? "<null>" : text;
+}
+
+std::string Fixture::RecordOf(Recordset& set) const {
+  std::string record;
+  for (std::size_t i = 0; i < set.FieldCount(); ++i) record += (i == 0 ? "" : "|") + TextOf(set, i);
+  return record;
+}
+
+std::string Fixture::Walk(Recordset& set) const {
+  std::string lines;
+  const Status first = set.MoveFirst();
+  if (first.number() == Number(ErrorNumber::kNoCurrentRecord)) return lines;
+  REQUIRE(Fault(first) == "");
+  while (!set.Eof()) {
+    lines += RecordOf(set) + "\n";
+    REQUIRE(Fault(set.MoveNext()) == "");
+  }
+  return lines;
+}
+
+std::string Fixture::Dump(std::string_view table) {
+  const auto set = Open(table);
+  std::string lines = Walk(*set);
+  CHECK(Fault(set->Close()) == "");
+  return lines;
+}
+
+std::string Fixture::SortedDump(std::string_view table) {
+  const std::string lines = Dump(table);
+  Texts records;
+  for (std::size_t from = 0; from < lines.size();) {
+    const std::size_t end = lines.find('\n', from) + 1;
+    records.push_back(lines.substr(from, end - from));
+    from = end;
+  }
+  std::sort(records.begin(), records.end());
+  std::string sorted;
+  for (const std::string& record : records) sorted += record;
+  return sorted;
+}
+
+void Fixture::CheckSound() {
+  if (!backend.inspect) return;
+  const auto faults = database_->Inspect();
+  REQUIRE(Fault(faults.status()) == "");
+  std::string lines;
+  for (const std::string& fault : *faults) lines += fault + "\n";
+  CHECK(lines == "");
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,95 @@
+#pragma once
+// What the themes of the conformance suite share: an engine with one open database, and record sets
+// written to and read as texts. "<null>" stands for Null everywhere.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database/api/engine.h"
+#include "tests/conformance/conformance.h"
+
+namespace kelvorin::tests {
+
+using database::Database;
+using database::ErrorNumber;
+using database::FieldDef;
+using database::IndexDef;
+using database::Recordset;
+using database::RecordsetType;
+using database::SeekComparison;
+using database::TableDef;
+using database::TypeCode;
+
+using Texts = std::vector<std::string>;
+
+/// Empty when ok, else number and message: compared with "" it shows what went wrong.
+std::string Fault(const Status& status);
+/// 0 when ok.
+inline int Number(const Status& status) {
+  return status.number();
+}
+constexpr int Number(ErrorNumber number) {
+  return static_cast<int>(number);
+}
+
+FieldDef TextField(std::string name, std::int32_t size);
+FieldDef NumberField(std::string name);  // whole numbers of up to 9 digits
+IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns);
+/// On ID, unique and without Null.
+IndexDef PrimaryIndex(const Backend& backend);
+
+/// One database of a backend, open for writing.
+class Fixture {
+ public:
+  explicit Fixture(const Backend& of);
+  ~Fixture();
+
+  Database& database() { return *database_; }
+  /// Closes the database and opens it again; fails the test when either fails.
+  void Reopen(bool read_only = false);
+
+  /// Makes a table; a name of its own when it has none.
+  std::string Make(TableDef table);
+  /// ID and NAME, rows 1 "name 1" to `count`.
+  std::string MakePeople(int count);
+
+  std::unique_ptr<Recordset> Open(std::string_view table,
+                                  RecordsetType type = RecordsetType::kTable);
+  /// Stores a record, one text for each field; "<null>" leaves the field unassigned.
+  Status Add(Recordset& set, const Texts& texts);
+
+  /// Text of a field, "<null>", or the number of the error.
+  std::string TextOf(Recordset& set, std::size_t field) const;
+  /// Fields of the current record joined by "|".
+  std::string RecordOf(Recordset& set) const;
+  /// All records of a fresh set, one a line.
+  std::string Dump(std::string_view table);
+  /// The same in the order of their texts, for tables whose order is nobody's business.
+  std::string SortedDump(std::string_view table);
+  /// The records from the first on, in the order of a set that may have an index.
+  std::string Walk(Recordset& set) const;
+
+  /// The format's own check of the whole database finds nothing.
+  void CheckSound();
+
+  const Backend& backend;
+  database::DBEngine engine;
+
+ private:
+  void OpenDatabase(bool read_only);
+  std::string name_;
+  std::unique_ptr<Database> database_;
+  int tables_ = 0;
+};
+
+// The themes.
+void CheckMoving(Fixture& fixture);
+void CheckWriting(Fixture& fixture);
+void CheckValues(Fixture& fixture);
+void CheckNames(Fixture& fixture);
+void CheckManyRecords(Fixture& fixture);
+void CheckIndexes(Fixture& fixture);
+
+}  // namespace kelvorin::tests
