@@ -217,6 +217,7 @@ void Table::Rewrite(std::uint32_t record, base::MutableByteSpan row,
     StoreMemos(row, memos);
     store_->Write(storage::kMainFile, Offset(record), row);
   });
+  ++changes_;
 }
 
 void Table::Delete(std::uint32_t record) {
@@ -224,6 +225,7 @@ void Table::Delete(std::uint32_t record) {
     const std::byte mark[] = {kDeleted};
     store_->Write(storage::kMainFile, Offset(record), mark);
   });
+  ++changes_;
   if (live_) --*live_;
 }
 

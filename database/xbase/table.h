@@ -51,6 +51,8 @@ class Table final : private storage::GroupHook {
 
   /// Records that are there, deleted ones included. They are numbered from 1.
   std::uint32_t RecordCount() const noexcept { return records_; }
+  /// Grows whenever an existing record was changed or deleted.
+  std::uint64_t changes() const noexcept { return changes_; }
   /// Records that are not deleted; the first call reads all of them.
   std::uint32_t LiveCount();
   bool IsLive(std::uint32_t record);
@@ -91,6 +93,7 @@ class Table final : private storage::GroupHook {
   std::optional<MemoFile> memo_;
   std::string why_read_only_;
   std::uint32_t records_ = 0;
+  std::uint64_t changes_ = 0;
   std::optional<std::uint32_t> live_;
   bool appended_ = false;  // since the last group
   bool locked_ = false;

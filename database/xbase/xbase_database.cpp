@@ -34,23 +34,14 @@ XbaseDatabase::XbaseDatabase(DBEngine& owner, OpenRequest asked, std::string fol
     : Database(owner, std::move(asked)),
       folder_(std::move(folder)),
       product_(product),
-      tables_(std::move(tables)) {
-  SqlDialect dialect;
-  set_dialect(dialect);
-}
+      tables_(std::move(tables)) {}
 
-std::string XbaseDatabase::PathOf(std::string_view name) const {
+std::string XbaseDatabase::PathOf(std::string_view name, ErrorNumber missing) const {
   std::string path = FindTableFile(tables_->fs(), folder_, name);
   if (path.empty())
-    Throw(Code::kNotFound, ErrorNumber::kTableNotFound,
+    Throw(Code::kNotFound, missing,
           "there is no table '" + std::string(name) + "' in folder '" + folder_ + "'");
   return path;
-}
-
-void XbaseDatabase::RequireUpdatable(const char* what) const {
-  if (Updatable()) return;
-  Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
-        std::string(what) + ": the database '" + folder_ + "' was opened for reading only");
 }
 
 std::vector<TableInfo> XbaseDatabase::DoTableDefs() {
@@ -77,13 +68,14 @@ TableDef XbaseDatabase::Describe(const Table& table) const {
 }
 
 TableDef XbaseDatabase::DoFindTableDef(std::string_view name) {
-  return Describe(*tables_->Open(PathOf(name), false, false));
+  return Describe(*tables_->Open(PathOf(name, ErrorNumber::kNotInCollection), false, false));
 }
 
 std::unique_ptr<Recordset> XbaseDatabase::DoOpenRecordset(std::string_view name,
                                                           RecordsetType type) {
   const bool write = Updatable() && type != RecordsetType::kSnapshot;
-  std::shared_ptr<Table> table = tables_->Open(PathOf(name), write, request().Exclusive);
+  std::shared_ptr<Table> table =
+      tables_->Open(PathOf(name, ErrorNumber::kTableNotFound), write, request().Exclusive);
   TableDef def = Describe(*table);
   return std::make_unique<XbaseRecordset>(*this, type, std::move(def), std::move(table));
 }
@@ -91,7 +83,6 @@ std::unique_ptr<Recordset> XbaseDatabase::DoOpenRecordset(std::string_view name,
 // --- Making and deleting
 
 void XbaseDatabase::DoCreateTable(const TableDef& table) {
-  RequireUpdatable("CreateTable");
   storage::FileSystem& fs = tables_->fs();
   const std::string_view bare = WithoutExtension(table.Name);
   if (bare.empty() || table.Name.find_first_of("/\\:*?\"<>|") != std::string::npos ||
@@ -142,9 +133,8 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
 }
 
 void XbaseDatabase::DoDeleteTable(std::string_view name) {
-  RequireUpdatable("DeleteTable");
   storage::FileSystem& fs = tables_->fs();
-  const std::string path = PathOf(name);
+  const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
   std::vector<std::string> files{path};
   for (std::string_view extension : kCompanions) {
     std::string companion = FindCompanion(fs, path, extension);
@@ -167,21 +157,22 @@ void XbaseDatabase::InspectFile(const std::string& path, std::vector<std::string
   try {
     const std::shared_ptr<Table> table = tables_->Open(path, false, false);
     InspectTable(*table, problems);
+    const std::string journal = path + std::string(kJournalSuffix);  // invariant 10
+    if (table->store().read_only() && tables_->fs().Exists(journal))
+      problems.push_back("'" + journal + "' lies beside its table");
   } catch (const Error& error) {
     problems.emplace_back(error.status().message());
   }
-  const std::string journal = path + std::string(kJournalSuffix);  // invariant 10
-  if (tables_->fs().Exists(journal)) problems.push_back("'" + journal + "' lies beside its table");
 }
 
 std::vector<std::string> XbaseDatabase::DoInspect(std::string_view name) {
   std::vector<std::string> problems;
   if (!name.empty()) {
-    InspectFile(PathOf(name), problems);
+    InspectFile(PathOf(name, ErrorNumber::kNotInCollection), problems);
     return problems;
   }
   for (const std::string& table : ListTables(tables_->fs(), folder_))
-    InspectFile(PathOf(table), problems);
+    InspectFile(PathOf(table, ErrorNumber::kNotInCollection), problems);
   return problems;
 }
 

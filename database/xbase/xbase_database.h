@@ -28,9 +28,8 @@ class XbaseDatabase final : public Database {
   std::vector<std::string> DoInspect(std::string_view name) override;
   void DoClose() override {}
 
-  std::string PathOf(std::string_view name) const;
+  std::string PathOf(std::string_view name, ErrorNumber missing) const;
   TableDef Describe(const Table& table) const;
-  void RequireUpdatable(const char* what) const;
   void InspectFile(const std::string& path, std::vector<std::string>& problems);
 
   std::string folder_;

@@ -20,7 +20,6 @@ XbaseRecordset::XbaseRecordset(Database& owner, RecordsetType type, TableDef def
     raws_.resize(texts_.size());
     memos_.resize(texts_.size());
   }
-  OpenAtFirst();
 }
 
 // --- Moving
@@ -29,19 +28,29 @@ std::uint32_t XbaseRecordset::Last() const noexcept {
   return Type() == RecordsetType::kSnapshot ? snapshot_last_ : table_->RecordCount();
 }
 
-bool XbaseRecordset::ForwardFrom(std::uint32_t record) {
-  const std::uint32_t last = Last();
-  while (record <= last && !table_->ReadLive(record, row_)) ++record;
-  if (record > last) return false;
+bool XbaseRecordset::Take(std::uint32_t record) {
+  if (!table_->ReadLive(record, row_)) return false;
   record_ = record;
+  row_changes_ = table_->changes();
   return true;
 }
 
+bool XbaseRecordset::ForwardFrom(std::uint32_t record) {
+  const std::uint32_t last = Last();
+  while (record <= last && !Take(record)) ++record;
+  return record <= last;
+}
+
 bool XbaseRecordset::BackwardFrom(std::uint32_t record) {
-  while (record >= 1 && !table_->ReadLive(record, row_)) --record;
-  if (record < 1) return false;
-  record_ = record;
-  return true;
+  while (record >= 1 && !Take(record)) --record;
+  return record >= 1;
+}
+
+/// Reads the current record again when another record set may have changed or deleted it.
+void XbaseRecordset::RefreshRow() {
+  if (row_changes_ == table_->changes() || Take(record_)) return;
+  Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+        "record " + std::to_string(record_) + " of table '" + def().Name + "' was deleted");
 }
 
 bool XbaseRecordset::DoMoveFirst() {
@@ -81,9 +90,7 @@ void XbaseRecordset::DoGetBookmark(std::string& out) {
 bool XbaseRecordset::DoSetBookmark(std::string_view bytes) {
   if (bytes.size() != sizeof(std::uint32_t)) return false;
   const std::uint32_t record = base::LoadLE32(base::AsBytes(bytes), 0);
-  if (record < 1 || record > Last() || !table_->ReadLive(record, row_)) return false;
-  record_ = record;
-  return true;
+  return record >= 1 && record <= Last() && Take(record);
 }
 
 // --- Reading
@@ -124,6 +131,7 @@ void XbaseRecordset::ReadMemo(std::size_t field, base::ByteSpan row, Value& out)
 void XbaseRecordset::DoReadField(std::size_t field, Value& out) {
   const Column& column = ColumnOf(field);
   const bool editing = EditMode() != EditState::kNone;
+  if (!editing) RefreshRow();
   const base::ByteSpan row = editing ? edit_row_ : row_;
   if (InMemoFile(column)) {
     const PendingMemo& pending = memos_[field];
@@ -153,10 +161,7 @@ void XbaseRecordset::DoAddNew() {
 }
 
 void XbaseRecordset::DoEdit() {
-  // Another record set of this process may have changed or deleted it meanwhile.
-  if (!table_->ReadLive(record_, row_))
-    Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
-          "record " + std::to_string(record_) + " of table '" + def().Name + "' was deleted");
+  RefreshRow();
   edit_row_ = row_;
   BeginEdit();
 }
@@ -201,12 +206,9 @@ Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
 
 Status XbaseRecordset::WriteNatural(std::size_t field, const Value& value) {
   const Column& column = ColumnOf(field);
-  if (column.auto_increment()) {
-    // Null leaves the number to the table.
-    if (value.IsNull() && EditMode() == EditState::kAdd) return Status();
-    return MakeStatus(Code::kReadOnly, ErrorNumber::kReadOnly,
+  if (column.auto_increment())
+    return MakeStatus(Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
                       "field '" + column.name + "' is numbered by the table and takes no value");
-  }
   if (InMemoFile(column)) return WriteMemo(field, value);
   std::size_t replaced = 0;
   KV_TRY(table_->codec().Encode(column, value, edit_row_, texts_[field], replaced));
@@ -232,7 +234,7 @@ Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
   }
   PendingMemo& pending = memos_[field];
   pending.set = true;
-  pending.null = value.IsNull();
+  pending.null = raw.empty();  // an empty value takes no block, and reads as Null
   pending.raw.assign(raw);
   CountReplacedCharacters(replaced);
   return Status();
@@ -247,13 +249,19 @@ Status XbaseRecordset::DoUpdate() {
   } else {
     table_->Rewrite(record_, edit_row_, changes_);
     row_ = edit_row_;
+    row_changes_ = table_->changes();
   }
   BeginEdit();
   return Status();
 }
 
 void XbaseRecordset::DoDelete() {
+  RefreshRow();
   table_->Delete(record_);
+}
+
+void XbaseRecordset::DoFlush() {
+  table_->Flush();
 }
 
 void XbaseRecordset::DoClose() {

@@ -39,11 +39,14 @@ class XbaseRecordset final : public Recordset {
   Status DoUpdate() override;
   void DoCancelUpdate() override;
   void DoDelete() override;
+  void DoFlush() override;
   void DoClose() override;
 
   std::uint32_t Last() const noexcept;
   bool ForwardFrom(std::uint32_t record);
   bool BackwardFrom(std::uint32_t record);
+  bool Take(std::uint32_t record);
+  void RefreshRow();
   const Column& ColumnOf(std::size_t field) const noexcept {
     return table_->layout().columns[field];
   }
@@ -59,6 +62,7 @@ class XbaseRecordset final : public Recordset {
   std::uint32_t snapshot_last_ = 0;  // records there were when a snapshot was opened
   std::uint32_t record_ = 0;         // number of the current record
   std::vector<std::byte> row_;       // the current record
+  std::uint64_t row_changes_ = 0;    // the table's changes when `row_` was read
   std::vector<std::byte> edit_row_;  // the record being added or edited
   std::vector<std::byte> blank_row_;
   std::vector<std::string> texts_;  // per field: what its value points to
