@@ -91,7 +91,7 @@ TEST_CASE("whole files, and files that cannot be had") {
   CHECK(*ReadWholeFile(path) == bytes);
   CHECK(*ReadWholeFile(path, 5) == bytes);
   CHECK(ReadWholeFile(path, 4).status().code() == Code::kOutOfRange);
-  CHECK_FALSE(ReadWholeFile("/proc/self/status")->empty());  // tells no size
+  CHECK(ReadWholeFile("/proc/self/status")->size() > 100);  // tells no size
 
   const Status missing = InputFile::Open(folder.File("none")).status();
   CHECK(missing.code() == Code::kNotFound);

@@ -16,7 +16,8 @@ namespace {
 
 Fields Split(const SplitRules& rules, std::string record) {
   FieldValues values;
-  const Status status = rules.Split(record, values);
+  record += rules.delimiter();  // belongs to the next record
+  const Status status = rules.Split(std::span<char>(record).first(record.size() - 1), values);
   Fields fields;
   for (std::size_t i = 0; i < values.count(); ++i) fields.emplace_back(values[i]);
   if (!status.ok()) fields.emplace_back("!");

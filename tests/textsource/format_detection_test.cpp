@@ -90,7 +90,7 @@ TEST_CASE("layouts are guessed from the preview lines") {
        "fixed 3"},
       {"columns that disagree", {"AB  CD", "ABCDEF"}, "delimited ,"},
       {"a line that ends at the column is not asked", {"AB CD", "ABC"}, "fixed 3"},
-      {"the first of the longest lines is the model", {"", "AB CD", "ABC D", "x"}, "delimited ,"},
+      {"the first of the longest lines is the model", {"", "a;b", "c,d", "x"}, "delimited ;"},
       {"blank at the start and at the end", {" AB "}, "fixed 1 4"},
       {"point at the end behind a digit", {"AB 12."}, "fixed 3 5"},
       {"one break and one comma", {"A,B C"}, "delimited , 4"},
