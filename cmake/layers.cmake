@@ -3,8 +3,8 @@
 # here, and the layer test refuses an #include that is not.
 set(KELVORIN_ROOM_ORDER
     base/os base control/contract textsource settings database/values database/storage
-    database/api database/xbase database/odbc database/drivers database/catalog mapping engine
-    wizard control)
+    database/api database/access database/xbase database/odbc database/drivers database/catalog
+    mapping engine wizard control)
 
 set(KELVORIN_LAYERS_base_os            "")
 set(KELVORIN_LAYERS_base               base/os)
@@ -14,6 +14,7 @@ set(KELVORIN_LAYERS_settings           textsource control/contract base)
 set(KELVORIN_LAYERS_database_values    base)
 set(KELVORIN_LAYERS_database_storage   base base/os)
 set(KELVORIN_LAYERS_database_api       database/values control/contract base)
+set(KELVORIN_LAYERS_database_access    database/api database/values database/storage base)
 set(KELVORIN_LAYERS_database_xbase     database/api database/values database/storage base)
 set(KELVORIN_LAYERS_database_odbc      database/api database/values base)
 set(KELVORIN_LAYERS_database_drivers   database/xbase database/api database/storage base)
