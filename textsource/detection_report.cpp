@@ -147,7 +147,10 @@ DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
   for (const char separator : kOtherSeparators) {
     const Cut other = CutLines(sample, SplitRules::Delimited({&separator, 1}, '"'));
     const bool cuts = other.fields >= 2 && other.unclosed == 0;
-    const bool more_even = best.fields < 2 || other.agreeing > best.agreeing;
+    // Tabs and bars hardly stand in data, so they need not cut more evenly when they cut more.
+    const bool rare = separator == '\t' || separator == '|';
+    const bool more_even = best.fields < 2 || other.agreeing > best.agreeing ||
+                           (rare && other.agreeing == best.agreeing && other.fields > best.fields);
     if (cuts && more_even && 2 * other.agreeing > sample_size) {
       best = other;
       report.better_separator = separator;

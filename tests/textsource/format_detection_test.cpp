@@ -141,6 +141,9 @@ TEST_CASE("a layout is weighed, and what would suit better is told") {
     int certainty;
     const char* hint;
   };
+  BreakList two;
+  REQUIRE(two.AddFixedBreak(3).ok());
+  REQUIRE(two.AddFixedBreak(5).ok());
   const auto comma = SplitRules::Delimited(",", '"');
   const Row kRows[] = {
       {"even", Fields(10, "a,\"b,c\",d"), 0, comma, 100, ""},
@@ -153,6 +156,8 @@ TEST_CASE("a layout is weighed, and what would suit better is told") {
        comma,
        25,
        "With \"|\" as separator 4 of 4 lines have 2 fields."},
+      {"tabs taken for columns", Fields(10, "AB\t12\tC"), 0, SplitRules::Fixed(two), 100,
+       "With tab as separator 10 of 10 lines have 3 fields."},
       {"HTML", Fields(5, "<td>a</td>"), 0, comma, 25, "The lines look like HTML tags."},
       {"CR LF read by CR",
        {"a,b", "\na,b", "\na,b"},
