@@ -26,7 +26,7 @@ struct RejectedRecord {
   std::string_view value;        // the value that was refused
   std::string_view reason;
   /// Text source: the record's bytes as they stand in the file, separator included. Table source:
-  /// its values as one CSV line without a line end, binary fields empty.
+  /// its values as one CSV line that ends in CR LF, binary fields empty.
   std::string_view raw;
 };
 

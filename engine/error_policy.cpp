@@ -1,0 +1,96 @@
+#include "engine/error_policy.h"
+
+#include <utility>
+
+#include "base/M_Const.h"
+#include "engine/messages.h"
+
+namespace kelvorin::engine {
+
+using contract::Answer;
+using contract::Buttons;
+using contract::Icon;
+
+namespace {
+
+std::string WithDescription(std::string_view message, const Status& why) {
+  std::string text(message);
+  text += base::kCrLf;
+  text += why.message();
+  return text;
+}
+
+}  // namespace
+
+ErrorPolicy::ErrorPolicy(const settings::ImportSetting& setting, bool silent,
+                         database::DBEngine& engine, contract::Caller& caller,
+                         contract::Platform& platform, TraceLog& log)
+    : setting_(setting),
+      engine_(engine),
+      caller_(caller),
+      platform_(platform),
+      log_(log),
+      show_(setting.ShowErrors && !silent) {}
+
+void ErrorPolicy::SetLastError(std::string text) {
+  caller_.properties().LastError = std::move(text);
+  caller_.PropertyChanged("LastError");
+}
+
+void ErrorPolicy::Begin() {
+  engine_.ClearErrors();
+  if (!caller_.properties().LastError.empty()) SetLastError({});
+}
+
+const std::string& ErrorPolicy::Fatal(std::string_view message, const Status& why) {
+  const std::string text = WithDescription(message, why);
+  // The run ends with this error; a log that cannot take it changes nothing about that.
+  static_cast<void>(log_.Write(text + std::string(base::kCrLf)).ok());
+  if (show_) {
+    std::string shown = "The following Error Occured:";
+    for (int i = 0; i < 2; ++i) shown += base::kCrLf;
+    shown += message;
+    shown += base::kCrLf;
+    shown += PendingErrors(engine_, why);
+    platform_.Ask({std::move(shown), std::string(kTitleError), Icon::kCritical, Buttons::kOk});
+  }
+  SetLastError(text);
+  return caller_.properties().LastError;
+}
+
+const std::string& ErrorPolicy::Refuse(std::string_view message) {
+  static_cast<void>(log_.Write(std::string(message) + std::string(base::kCrLf)).ok());
+  if (show_)
+    platform_.Ask({std::string(message), std::string(kTitleError), Icon::kCritical, Buttons::kOk});
+  SetLastError(std::string(message));
+  return caller_.properties().LastError;
+}
+
+Status ErrorPolicy::Record(std::string message, const Status& why, bool& stop) {
+  ++error_count_;
+  std::string text = WithDescription(message, why);
+  if (log_.is_open()) KV_TRY(log_.Write(text + std::string(base::kCrLf)));
+  SetLastError(std::move(text));
+  engine_.ClearErrors();
+  if (show_) {
+    message += base::kCrLf;
+    message += kContinue;
+    const Answer answer = platform_.Ask(
+        {std::move(message), std::string(kTitleError), Icon::kExclamation, Buttons::kYesNo});
+    if (answer == Answer::kNo) stop = true;
+  }
+  if (show_ && !stop) {
+    const Answer answer = platform_.Ask({std::string(kContinueSilently), std::string(kTitleError),
+                                         Icon::kQuestion, Buttons::kYesNo});
+    if (answer == Answer::kYes) show_ = false;
+  }
+  if (setting_.LimitErrors && error_count_ >= setting_.nErrorStop) {
+    const std::string limit = LimitMessage(setting_.nErrorStop);
+    if (log_.is_open()) KV_TRY(log_.Write(limit + std::string(base::kCrLf)));
+    if (show_) platform_.Ask({limit, std::string(kTitleError), Icon::kCritical, Buttons::kOk});
+    stop = true;
+  }
+  return Status();
+}
+
+}  // namespace kelvorin::engine

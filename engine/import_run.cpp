@@ -1,0 +1,256 @@
+#include "engine/import_run.h"
+
+#include "base/M_Const.h"
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
+#include "control/contract/enums.h"
+#include "engine/run.h"
+
+namespace kelvorin::engine {
+
+RunResult StartImport(const RunInputs& inputs) {
+  contract::ProgressView* view =
+      inputs.caller.properties().ShowProgress ? inputs.platform.Progress() : nullptr;
+  if (view == nullptr) return DoImport(inputs, nullptr);
+  view->Show();
+  RunResult result = DoImport(inputs, view);
+  view->Unload();
+  return result;
+}
+
+RunResult DoImport(const RunInputs& inputs, contract::ProgressView* progress) {
+  return ImportRun(inputs, progress).Run();
+}
+
+ImportRun::ImportRun(const RunInputs& inputs, contract::ProgressView* view)
+    : in_(inputs),
+      setting_(inputs.setting),
+      events_(inputs.caller.events()),
+      policy_(setting_, inputs.options.batch, inputs.engine, inputs.caller, inputs.platform, log_),
+      progress_(view, inputs.platform, inputs.caller.properties()),
+      conversion_(setting_),
+      mode_(WriteModeOf(setting_)),
+      hears_before_post_(events_.Listens(contract::Event::kValidateBeforePost)),
+      hears_after_post_(events_.Listens(contract::Event::kValidateAfterPost) &&
+                        !inputs.options.dry_run) {}
+
+RunResult ImportRun::Run() {
+  policy_.Begin();
+  Status status = Prepare();
+  for (bool more = true; status.ok() && more;) status = OneRecord(more);
+  if (writer_) writer_->Cancel();
+  result_.stopped = stop_;
+  if (status.ok()) status = Finish();
+  if (!status.ok()) Fail(status);
+  CloseAll();
+  result_.errors = policy_.error_count();
+  result_.replaced_characters =
+      conversion_.replaced_characters() + (writer_ ? writer_->replaced_characters() : 0);
+  if (assignment_) result_.truncated_values = assignment_->truncated_values();
+  return std::move(result_);
+}
+
+// --- The loop
+
+Status ImportRun::OneRecord(bool& more) {
+  bool taken = false;
+  KV_TRY(ReadRecord(taken, more));
+  if (!taken) return Status();
+  KV_TRY(FillRecord());
+  if (!stop_) KV_TRY(PostRecord());
+  CountRecord();
+  if (!stop_ && setting_.MaxLines > 0 && processed_ == setting_.MaxLines) more = false;
+  return Status();
+}
+
+bool ImportRun::EndsBeforeRecord() {
+  if (updates_in_order() && writer_->AtEnd()) {
+    if (!setting_.AppendIfEof) return true;
+    appending_after_end_ = true;
+  }
+  if (source_->AtEnd()) return true;
+  result_.cancelled = progress_.cancelled();
+  return result_.cancelled || stop_;
+}
+
+Status ImportRun::ReadRecord(bool& taken, bool& more) {
+  in_.platform.Yield();
+  values_.Clear();
+  dropped_ = rejected_ = false;
+  refused_value_.field = nullptr;
+  step_ = Step::kReadFields;
+  more = !EndsBeforeRecord();
+  if (!more) return Status();
+  KV_TRY(source_->Read(taken));
+  if (!taken) return Status();
+  ++result_.read;
+  line_number_ = source_->line_number();
+  step_ = Step::kSplit;
+  return source_->Split(values_);
+}
+
+Status ImportRun::FillRecord() {
+  step_ = Step::kPosition;
+  Status status = writer_->Position(values_, appending_after_end_, place_, refused_value_);
+  // A key value that does not fit its field costs the record, as it would if it were assigned.
+  if (!status.ok() && refused_value_.field == nullptr) return status;
+  dropped_ = status.ok() && place_ == Place::kMissing;
+  step_ = Step::kAssign;
+  if (status.ok() && !dropped_)
+    status = assignment_->AssignAll(values_, place_, *writer_, refused_value_);
+  if (!status.ok()) {
+    KV_TRY(HostFailure());
+    KV_TRY(RecordError(status));
+  }
+  step_ = Step::kPost;
+  if (is_table()) {
+    status = source_->Advance();
+    if (!status.ok()) KV_TRY(RecordError(status));
+  }
+  progress_.Update(++processed_);
+  return Status();
+}
+
+Status ImportRun::PostRecord() {
+  if (hears_before_post_) {
+    bool record_canceled = dropped_;
+    events_.ValidateBeforePost(record_canceled, stop_);
+    KV_TRY(HostFailure());
+    // The host can drop a record but not revive one that has no place or lacks a value.
+    dropped_ = dropped_ || record_canceled;
+  }
+  if (dropped_) {
+    // A dropped record of an ODBC source is abandoned by the next one: kept as it is.
+    if (setting_.TypeFormat != contract::kOdbc) writer_->Cancel();
+    return Status();
+  }
+  if (stop_) return Status();
+  Status status = writer_->Post(place_);
+  if (!status.ok()) KV_TRY(RecordError(status));
+  if (status.ok()) dropped_ = place_ == Place::kMissing;
+  if (!dropped_) ++result_.imported;
+  if (updates_in_order()) {
+    // The target goes on behind a record that was refused, too.
+    status = writer_->MoveOn();
+    if (!status.ok()) KV_TRY(RecordError(status, false));
+  }
+  if (dropped_ || !hears_after_post_) return Status();
+  bool process_canceled = stop_;
+  events_.ValidateAfterPost(process_canceled);
+  stop_ = stop_ || process_canceled;
+  return HostFailure();
+}
+
+void ImportRun::CountRecord() noexcept {
+  if (rejected_) {
+    ++result_.rejected;
+  } else if (dropped_) {
+    ++result_.skipped;
+  }
+}
+
+// --- The end
+
+Status ImportRun::Finish() {
+  if (in_.caller.properties().ShowSummary && !in_.options.batch) {
+    std::string text(kEndOfImport);
+    text += base::kCrLf;
+    text += kImportedRecords;
+    base::AppendDecimal(result_.imported, text);
+    in_.platform.Ask({std::move(text), std::string(kTitleInformation), contract::Icon::kInformation,
+                      contract::Buttons::kOk});
+  }
+  step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
+  if (log_.is_open())
+    KV_TRY(log_.Footer(GeneralDate(in_.options.now(), in_.engine.Format()), result_.imported));
+  step_ = Step::kClose;
+  KV_TRY(source_->Close());
+  if (reject_file_) {
+    if (const Status closed = reject_file_->Close(); !closed.ok())
+      return Refuse(std::string(closed.message()));
+  }
+  step_ = Step::kOpenFile;
+  KV_TRY(log_.Close());
+  step_ = Step::kClose;
+  KV_TRY(DeleteSource());
+  in_.engine.ClearErrors();
+  return Status();
+}
+
+Status ImportRun::DeleteSource() {
+  const bool complete = !result_.stopped && !result_.cancelled && !in_.options.dry_run;
+  const bool is_file =
+      setting_.TypeFormat != contract::kAccess && setting_.TypeFormat != contract::kOdbc;
+  if (!setting_.DeleteImportFile || !complete || !is_file || result_.imported == 0 ||
+      IsTargetItself())
+    return Status();
+  return base::DeleteFile(catalog::SourceFilePath(setting_.TypeFormat, in_.source));
+}
+
+void ImportRun::CloseAll() noexcept {
+  // Reached with everything closed, or behind a failure that was reported already.
+  if (source_) static_cast<void>(source_->Close().ok());
+  source_.reset();
+  reject_file_.reset();
+  static_cast<void>(log_.Close().ok());
+}
+
+// --- Failures
+
+Status ImportRun::Refuse(std::string text) {
+  refused_ = true;
+  return Status(Code::kInvalidArgument, std::move(text));
+}
+
+Status ImportRun::HostFailure() {
+  const Status failure = events_.Failure();
+  return failure.ok() ? Status() : Refuse(std::string(failure.message()));
+}
+
+void ImportRun::Fail(const Status& why) {
+  if (refused_) {
+    result_.fatal = policy_.Refuse(why.message());
+  } else {
+    const SourceNames names{is_table(), in_.source.file_name, in_.source.SourceDBName};
+    result_.fatal = policy_.Fatal(FatalMessage(step_, names), why);
+  }
+}
+
+Status ImportRun::RecordError(const Status& why, bool rejects) {
+  std::string message = step_ == Step::kAssign
+                            ? AssignMessage(line_number_, refused_value_.value,
+                                            refused_value_.field->name, refused_value_.field->type)
+                            : PostMessage(in_.engine, why);
+  if (rejects) dropped_ = true;
+  const Step at = step_;
+  step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
+  KV_TRY(policy_.Record(std::move(message), why, stop_));
+  step_ = at;
+  if (!rejects || rejected_) return Status();
+  rejected_ = true;
+  return ReportRejected(why);
+}
+
+Status ImportRun::ReportRejected(const Status& why) {
+  if (reject_file_ == nullptr && in_.options.observer == nullptr) return Status();
+  const Status read = source_->Raw(raw_);
+  if (!read.ok()) return Refuse(std::string(read.message()));
+  RejectedRecord record;
+  record.line_number = line_number_;
+  if (refused_value_.field != nullptr && step_ == Step::kAssign) {
+    record.field = refused_value_.field->name;
+    record.value = refused_value_.value;
+  }
+  record.reason = why.message();
+  record.raw = raw_;
+  if (reject_file_) {
+    if (!is_table()) reject_file_->SetPreface(in_.source.file_name, source_->preface_bytes());
+    if (const Status written = reject_file_->OnReject(record); !written.ok())
+      return Refuse(std::string(written.message()));
+  }
+  if (in_.options.observer == nullptr) return Status();
+  const Status told = in_.options.observer->OnReject(record);
+  return told.ok() ? Status() : Refuse(std::string(told.message()));
+}
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,76 @@
+#include "engine/messages.h"
+
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+
+namespace kelvorin::engine {
+
+std::string FatalMessage(Step step, const SourceNames& names) {
+  switch (step) {
+    case Step::kOpenFile:
+      return "Error in accessing import file '" + std::string(names.import_file) + "'";
+    case Step::kOpenDatabase:
+      return "Error in opening DataBase " + std::string(names.database) + "'";
+    case Step::kOpenTable:
+      return "Error in openining import table '" + std::string(names.import_file) + "'";
+    case Step::kFirstRecord:
+      return "Error in accessing first record of source table";
+    case Step::kStartingLine:
+      return "Error in moving cursor in source table";
+    case Step::kReadFields:
+      return "Error in accessing table fields ";
+    case Step::kPosition:
+      return "Error in creating record in destination table";
+    case Step::kClose:
+      return names.is_table ? "Error in closing the import destination table"
+                            : "Error in closing the import text file";
+    case Step::kPost:
+      return "Error in updating record in destination table";
+    case Step::kEstimate:
+    case Step::kSplit:
+    case Step::kAssign:
+      return {};
+  }
+  return {};
+}
+
+std::string AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
+                          values::TypeCode type) {
+  std::string text = "Error in assigning a value to  a field at line ";
+  base::AppendDecimal(line_number, text);
+  text += base::kCrLf;
+  text += base::kCrLf;
+  text += "Cannot assign value '";
+  text += value;
+  text += "' to field ";
+  text += field;
+  text += " of type ";
+  text += values::FieldType(static_cast<std::int16_t>(type));
+  return text;
+}
+
+std::string PostMessage(const database::DBEngine& engine, const Status& why) {
+  return "Error in updating record in destination table" + std::string(base::kCrLf) +
+         PendingErrors(engine, why);
+}
+
+std::string LimitMessage(std::int32_t nErrorStop) {
+  return "Max Number of errors (" + base::ToDecimal(nErrorStop) +
+         ") reached, stopping the process. ";
+}
+
+std::string MissingKeyMessage(std::string_view field) {
+  return "You specified KeyLookUp but you did not import the keys for the field : " +
+         std::string(field);
+}
+
+std::string PendingErrors(const database::DBEngine& engine, const Status& why) {
+  std::string text;
+  for (const database::PendingError& error : engine.Errors()) {
+    if (!text.empty()) text += base::kCrLf;
+    text += error.description + " (" + base::ToDecimal(error.number) + ")";
+  }
+  return text.empty() ? std::string(why.message()) : text;
+}
+
+}  // namespace kelvorin::engine

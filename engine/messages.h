@@ -1,0 +1,62 @@
+#pragma once
+// The texts of the run, letter for letter, and the steps that select them. Used by the run and its
+// error policy only.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "base/status.h"
+#include "database/api/engine.h"
+#include "database/values/field_types.h"
+
+namespace kelvorin::engine {
+
+/// The phase a run has reached; selects the message of a failure.
+enum class Step : std::int16_t {
+  kEstimate = 0,
+  kOpenFile = 1,  // the log and the import file
+  kOpenDatabase = 2,
+  kOpenTable = 3,
+  kFirstRecord = 4,
+  kStartingLine = 5,
+  kReadFields = 6,
+  kSplit = 7,
+  kPosition = 8,
+  kAssign = 9,
+  kPost = 10,
+  kClose = 11,
+};
+
+/// Names that messages mention.
+struct SourceNames {
+  bool is_table = false;
+  std::string_view import_file;  // text file, or the table of a database source
+  std::string_view database;
+};
+
+inline constexpr std::string_view kTitleError = "Error";
+inline constexpr std::string_view kTitleInformation = "Information";
+
+inline constexpr std::string_view kContinue = "Continue the import ?";
+inline constexpr std::string_view kContinueSilently =
+    "Continue the import without displaying errors ? (i.e import as much as possible ?)";
+inline constexpr std::string_view kEndOfImport = "End of import";
+inline constexpr std::string_view kImportedRecords = "Number of imported records : ";
+
+/// Message of a failure that ends the run. Empty for the steps without one. The unbalanced quote of
+/// kOpenDatabase and the spelling of kOpenTable are kept as they are.
+std::string FatalMessage(Step step, const SourceNames& names);
+/// Message of a value that a field does not take.
+std::string AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
+                          values::TypeCode type);
+/// Message of a record that the target does not take, with the engine's error details.
+std::string PostMessage(const database::DBEngine& engine, const Status& why);
+std::string LimitMessage(std::int32_t nErrorStop);
+std::string MissingKeyMessage(std::string_view field);
+
+/// The engine's pending errors, one line each: the description and the number in parentheses.
+/// Without any, the status's own text.
+std::string PendingErrors(const database::DBEngine& engine, const Status& why);
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,102 @@
+#pragma once
+// One import run while it is under way: its state, its preparation, the loop over the records and
+// the end. Each step is a method that returns a `Status`; what fails goes to one handler, which
+// knows from the step what to say.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "engine/error_policy.h"
+#include "engine/field_assignment.h"
+#include "engine/field_plan.h"
+#include "engine/import_run.h"
+#include "engine/messages.h"
+#include "engine/progress.h"
+#include "engine/reject_file.h"
+#include "engine/source_reader.h"
+#include "engine/target_writer.h"
+#include "engine/trace_log.h"
+
+namespace kelvorin::engine {
+
+class ImportRun {
+ public:
+  ImportRun(const RunInputs& inputs, contract::ProgressView* view);
+  RunResult Run();
+
+ private:
+  // --- Preparation (run_preparation.cpp), in this order.
+  Status Prepare();
+  Status OpenLogs();
+  Status OpenSource();
+  Status OpenTableSource();
+  Status CheckJob();
+  Status ResolveIndex();
+  Status MakeWriter();
+  Status EstimateTotal();
+  Status GoToStart();
+
+  // --- The loop. `more` is false when the run is over.
+  Status OneRecord(bool& more);
+  Status ReadRecord(bool& taken, bool& more);
+  Status FillRecord();
+  Status PostRecord();
+  bool EndsBeforeRecord();
+  void CountRecord() noexcept;
+
+  // --- The end.
+  Status Finish();
+  Status DeleteSource();
+  void CloseAll() noexcept;
+
+  // --- Failures.
+  /// A failure that is not the step's own but has a text of its own.
+  Status Refuse(std::string text);
+  Status HostFailure();
+  void Fail(const Status& why);
+  /// Reports a failure of the current record and goes on. With `rejects` the record is lost by it.
+  Status RecordError(const Status& why, bool rejects = true);
+  Status ReportRejected(const Status& why);
+
+  bool is_table() const noexcept { return setting_.TypeFormat >= 3; }
+  bool updates_in_order() const noexcept {
+    return mode_ == WriteMode::kInOrder && !appending_after_end_;
+  }
+  bool IsTargetItself() const;
+
+  const RunInputs& in_;
+  const settings::ImportSetting& setting_;
+  contract::EventSink& events_;
+  TraceLog log_;
+  ErrorPolicy policy_;
+  Progress progress_;
+  TextConversion conversion_;
+  FieldPlan plan_;
+  std::unique_ptr<SourceReader> source_;
+  std::unique_ptr<TargetWriter> writer_;
+  std::optional<FieldAssignment> assignment_;
+  std::unique_ptr<RejectFile> reject_file_;
+  WriteMode mode_;
+  bool hears_before_post_;
+  bool hears_after_post_;
+
+  Step step_ = Step::kOpenFile;
+  bool refused_ = false;  // the failure under way has a text of its own
+  bool stop_ = false;
+  bool appending_after_end_ = false;
+  std::int64_t processed_ = 0;
+  RunResult result_;
+
+  // The current record.
+  textsource::FieldValues values_;
+  std::int64_t line_number_ = 0;
+  Place place_ = Place::kNew;
+  bool dropped_ = false;
+  bool rejected_ = false;  // dropped because of an error
+  RefusedValue refused_value_;
+  std::string raw_;
+};
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,181 @@
+#include "engine/source_reader.h"
+
+#include <algorithm>
+
+#include "base/M_Const.h"
+#include "database/values/field_types.h"
+#include "engine/csv_line.h"
+
+namespace kelvorin::engine {
+
+using textsource::FieldValues;
+using textsource::RecordReader;
+using textsource::SplitRules;
+
+textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) {
+  return {setting.RecSeparator, setting.RecSepOther, setting.RecLength};
+}
+
+SplitRules SplitRulesOf(const settings::ImportSetting& setting,
+                        const textsource::BreakList& breaks) {
+  switch (setting.TypeFormat) {
+    case 1:
+      return SplitRules::Fixed(breaks);
+    case 2:
+      return SplitRules::HtmlTags();
+    default:
+      return SplitRules::Delimited(setting.SeparatorSet, setting.DelimiterChar);
+  }
+}
+
+// --- Text
+
+TextSource::TextSource(RecordReader reader, SplitRules rules)
+    : reader_(std::move(reader)), rules_(std::move(rules)) {}
+
+Result<std::unique_ptr<SourceReader>> TextSource::Open(const std::string& path,
+                                                       const settings::ImportSetting& setting,
+                                                       const textsource::BreakList& breaks) {
+  std::int64_t first_record_bytes = 0;
+  {
+    Result<RecordReader> first = RecordReader::Open(path, RecordFormatOf(setting));
+    if (!first.ok()) return first.status();
+    std::span<char> record;
+    KV_TRY(first->ReadRecord(record));
+    first_record_bytes = static_cast<std::int64_t>(record.size());
+  }
+  Result<RecordReader> reader = RecordReader::Open(path, RecordFormatOf(setting));
+  if (!reader.ok()) return reader.status();
+  std::unique_ptr<TextSource> source(
+      new TextSource(*std::move(reader), SplitRulesOf(setting, breaks)));
+  source->starting_line_ = setting.StartingLine;
+  source->first_record_bytes_ = first_record_bytes;
+  return std::unique_ptr<SourceReader>(std::move(source));
+}
+
+Status TextSource::Read(bool& taken) {
+  taken = false;
+  Status status = reader_->ReadRecord(record_);
+  ++line_number_;
+  if (line_number_ == starting_line_ && starting_line_ > 1)
+    preface_bytes_ = reader_->record_offset();
+  taken = status.ok() && !record_.empty() && line_number_ >= starting_line_;
+  if (status.ok()) return status;
+  return Status(status.code(),
+                "line " + std::to_string(line_number_) + ": " + std::string(status.message()),
+                status.number());
+}
+
+Status TextSource::Split(FieldValues& fields) {
+  Status status = rules_.Split(record_, fields);
+  if (status.ok()) return status;
+  return Status(status.code(),
+                "line " + std::to_string(line_number_) + ": " + std::string(status.message()),
+                status.number());
+}
+
+Status TextSource::Raw(std::string& out) {
+  return reader_->ReadRaw(reader_->record_offset(), reader_->record_raw_bytes(), out);
+}
+
+Result<std::int64_t> TextSource::Estimate() {
+  const Result<std::uint64_t> size = reader_->FileSize();
+  if (!size.ok()) return size.status();
+  const auto bytes = static_cast<std::int64_t>(*size);
+  return std::max<std::int64_t>(0, bytes / (first_record_bytes_ + 2) - (starting_line_ - 1));
+}
+
+Status TextSource::Close() {
+  reader_.reset();
+  return Status();
+}
+
+// --- Table
+
+TableSource::TableSource(std::unique_ptr<database::Database> database,
+                         std::unique_ptr<database::Recordset> rows,
+                         const values::ValueFormat& format, std::int32_t starting_line,
+                         std::vector<bool> wanted)
+    : database_(std::move(database)),
+      rows_(std::move(rows)),
+      format_(format),
+      starting_line_(starting_line),
+      wanted_(std::move(wanted)) {
+  line_number_ = std::max<std::int64_t>(starting_line_, 1);
+  wanted_.resize(std::min(rows_->FieldCount(), base::kMaxFields));
+  ends_.resize(wanted_.size());
+  for (std::size_t i = 0; i < wanted_.size(); ++i)
+    if (values::IsBinary(rows_->Fields(i).Type())) wanted_[i] = false;
+}
+
+Status TableSource::GoToStart() {
+  return starting_line_ >= 2 && !rows_->Eof() ? rows_->Move(starting_line_ - 1) : Status();
+}
+
+Status TableSource::Read(bool& taken) {
+  arena_.clear();
+  for (std::size_t i = 0; i < wanted_.size(); ++i) {
+    if (wanted_[i]) {
+      database::Field field = rows_->Fields(i);
+      database::Value value;
+      KV_TRY(field.GetValue(value));
+      const std::size_t begin = arena_.size();
+      if (value.kind == values::Kind::kText) {
+        arena_ += value.text;
+      } else {
+        format_.Append(value, arena_);
+      }
+      if (field.Type() == values::TypeCode::kText || field.Type() == values::TypeCode::kMemo)
+        std::replace_if(
+            arena_.begin() + static_cast<std::ptrdiff_t>(begin), arena_.end(),
+            [](char c) { return c == base::kCr || c == base::kLf; }, ' ');
+    }
+    ends_[i] = arena_.size();
+  }
+  taken = true;
+  return Status();
+}
+
+Status TableSource::Split(FieldValues& fields) {
+  fields.Clear();
+  std::size_t begin = 0;
+  for (const std::size_t end : ends_) {
+    fields.Add(std::string_view(arena_).substr(begin, end - begin));
+    begin = end;
+  }
+  return Status();
+}
+
+Status TableSource::Advance() {
+  KV_TRY(rows_->MoveNext());
+  ++line_number_;
+  return Status();
+}
+
+Status TableSource::Raw(std::string& out) {
+  out.clear();
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < ends_.size(); ++i) {
+    if (i > 0) out += ',';
+    AppendCsvValue(std::string_view(arena_).substr(begin, ends_[i] - begin), out);
+    begin = ends_[i];
+  }
+  out += base::kCrLf;
+  return Status();
+}
+
+Result<std::int64_t> TableSource::Estimate() {
+  if (!rows_->Eof()) {
+    KV_TRY(rows_->MoveLast());
+    KV_TRY(rows_->MoveFirst());
+  }
+  return rows_->RecordCount();
+}
+
+Status TableSource::Close() {
+  Status rows = rows_->Close();
+  Status database = database_ ? database_->Close() : Status();
+  return rows.ok() ? std::move(database) : std::move(rows);
+}
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,113 @@
+#pragma once
+// Where the run's records come from: a text file cut by one of three rules, or the rows of a table.
+// Which of the two is decided once; the run then only sees texts numbered by source field.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "database/api/database.h"
+#include "database/values/value_format.h"
+#include "settings/import_setting.h"
+#include "textsource/break_list.h"
+#include "textsource/field_splitter.h"
+#include "textsource/record_reader.h"
+
+namespace kelvorin::engine {
+
+/// How a setting's text file is cut into records.
+textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting);
+/// How its records are cut into fields. TypeFormat is 0, 1 or 2.
+textsource::SplitRules SplitRulesOf(const settings::ImportSetting& setting,
+                                    const textsource::BreakList& breaks);
+
+class SourceReader {
+ public:
+  virtual ~SourceReader() = default;
+
+  /// Whether there is nothing left to read. A text file knows only after a read met its end.
+  virtual bool AtEnd() const noexcept = 0;
+  /// Reads a record. `taken` is false for one that does not count: an empty line, or a line before
+  /// the first to import.
+  virtual Status Read(bool& taken) = 0;
+  /// The fields of the record read. The views live until the next `Read`.
+  virtual Status Split(textsource::FieldValues& fields) = 0;
+  /// Goes to the next record of a table; nothing for text.
+  virtual Status Advance() = 0;
+  /// The record read, as a reject file takes it.
+  virtual Status Raw(std::string& out) = 0;
+  /// Bytes of a text file before its first line to import; known once that line was read.
+  virtual std::uint64_t preface_bytes() const noexcept { return 0; }
+  /// Records that a whole run reads, as far as can be told now.
+  virtual Result<std::int64_t> Estimate() = 0;
+  /// Goes to the first record to import; nothing for text.
+  virtual Status GoToStart() { return Status(); }
+  virtual Status Close() = 0;
+
+  /// Lines read so far, or the current row, from 1.
+  std::int64_t line_number() const noexcept { return line_number_; }
+
+ protected:
+  std::int64_t line_number_ = 0;
+};
+
+class TextSource final : public SourceReader {
+ public:
+  /// Reads the first record for the estimate, then begins again.
+  static Result<std::unique_ptr<SourceReader>> Open(const std::string& path,
+                                                    const settings::ImportSetting& setting,
+                                                    const textsource::BreakList& breaks);
+
+  bool AtEnd() const noexcept override { return reader_->AtEnd(); }
+  Status Read(bool& taken) override;
+  Status Split(textsource::FieldValues& fields) override;
+  Status Advance() override { return Status(); }
+  Status Raw(std::string& out) override;
+  std::uint64_t preface_bytes() const noexcept override { return preface_bytes_; }
+  Result<std::int64_t> Estimate() override;
+  Status Close() override;
+
+ private:
+  TextSource(textsource::RecordReader reader, textsource::SplitRules rules);
+
+  std::optional<textsource::RecordReader> reader_;
+  textsource::SplitRules rules_;
+  std::span<char> record_;
+  std::int64_t starting_line_ = 1;
+  std::int64_t first_record_bytes_ = 0;
+  std::uint64_t preface_bytes_ = 0;
+};
+
+/// The rows of a table. Binary fields stay empty; line ends inside texts become blanks.
+class TableSource final : public SourceReader {
+ public:
+  /// `database` is null when somebody else keeps it open. Only the fields marked in `wanted` are
+  /// read; those behind its end are not.
+  TableSource(std::unique_ptr<database::Database> database,
+              std::unique_ptr<database::Recordset> rows, const values::ValueFormat& format,
+              std::int32_t starting_line, std::vector<bool> wanted);
+
+  bool AtEnd() const noexcept override { return rows_->Eof(); }
+  Status Read(bool& taken) override;
+  Status Split(textsource::FieldValues& fields) override;
+  Status Advance() override;
+  Status Raw(std::string& out) override;
+  Result<std::int64_t> Estimate() override;
+  Status GoToStart() override;
+  Status Close() override;
+
+ private:
+  std::unique_ptr<database::Database> database_;
+  std::unique_ptr<database::Recordset> rows_;
+  const values::ValueFormat& format_;
+  std::int64_t starting_line_;
+  std::vector<bool> wanted_;
+  std::string arena_;              // texts of the current row, one behind the other
+  std::vector<std::size_t> ends_;  // end of each field's text in arena_
+};
+
+}  // namespace kelvorin::engine

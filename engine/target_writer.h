@@ -1,0 +1,71 @@
+#pragma once
+// Where the run's records go: a record set that is appended to or edited, or a server that gets
+// statements. Which of the two, and in which write mode, is decided before the first record.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/status.h"
+#include "database/catalog/target.h"
+#include "engine/field_plan.h"
+#include "settings/import_setting.h"
+#include "textsource/field_splitter.h"
+
+namespace kelvorin::engine {
+
+enum class WriteMode : std::uint8_t { kAppend, kInOrder, kKeyLookUp };
+
+/// The mode of a setting: appending wins over key lookup, key lookup over the table's order.
+WriteMode WriteModeOf(const settings::ImportSetting& setting) noexcept;
+
+/// How the target stands for a record.
+enum class Place : std::uint8_t {
+  kNew,      // a new record was begun
+  kFound,    // an existing record is being changed
+  kMissing,  // no record has this key: the source record is skipped
+};
+
+class TargetWriter {
+ public:
+  virtual ~TargetWriter() = default;
+
+  /// Behind the last record, so that nothing is left to update in order.
+  virtual bool AtEnd() const noexcept = 0;
+  virtual Status GoToFirst() = 0;
+  /// Deletes every record, if there is one.
+  virtual Status Empty() = 0;
+  virtual Result<std::int64_t> RecordCount() = 0;
+
+  /// Makes the target ready for a record with these values. `append` begins a new record whatever
+  /// the mode. A failure with `refused.field` set is one of a key value.
+  virtual Status Position(const textsource::FieldValues& values, bool append, Place& place,
+                          RefusedValue& refused) = 0;
+  /// What a field of the record being changed holds; Null in a new one.
+  virtual Status Current(const AssignedField& field, std::string& out, bool& is_null) = 0;
+  virtual Status Assign(const AssignedField& field, std::string_view value) = 0;
+  /// Stores the record. `place` tells of a server that only now found no such key.
+  virtual Status Post(Place& place) = 0;
+  /// In an update in order: goes to the next record.
+  virtual Status MoveOn() = 0;
+  /// Abandons a record begun.
+  virtual void Cancel() = 0;
+  /// Characters that the target could not hold so far.
+  virtual std::int64_t replaced_characters() const noexcept = 0;
+};
+
+/// `plan` and `conversion` outlive the writer. With `dry_run` nothing is emptied or stored.
+std::unique_ptr<TargetWriter> MakeRecordsetTarget(database::Recordset& recordset,
+                                                  const database::DBEngine& engine,
+                                                  const FieldPlan& plan, TextConversion& conversion,
+                                                  WriteMode mode, bool append_missing_keys,
+                                                  bool dry_run);
+/// Fails with `kInvalidArgument` for a name that no statement can hold.
+Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(catalog::Target& target,
+                                                    const database::DBEngine& engine,
+                                                    const FieldPlan& plan,
+                                                    TextConversion& conversion, WriteMode mode,
+                                                    bool append_missing_keys, bool dry_run);
+
+}  // namespace kelvorin::engine
