@@ -23,6 +23,8 @@
 
 namespace kelvorin::wizard {
 
+class JobHabits;
+
 /// All that one wizard instance knows; one member per room.
 struct WizardState {
   settings::ImportSetting setting;  // with its field map and `SettingName`
@@ -92,7 +94,7 @@ class frmKelvorin {
   /// Opens the table of the target and loads its fields; the mapping is reset.
   Status OpenTargetTable(std::string_view table, std::int16_t kind);
   void InitTargetTable();
-  /// Loads the setting named in the state from the control's IniFile, or from `ini_file`.
+  /// Loads the setting named in the state from a settings file, and the source's names with it.
   Status ReadSetting(const std::string& ini_file);
   void SetDefaultSetting();
   /// Applies the source that ImportDBName and ImportTable or the setting name.
@@ -105,15 +107,20 @@ class frmKelvorin {
 
   /// Names of the source's fields in order: those of the table, or a text source's columns as its
   /// first records show them. Opens and closes the source.
-  Result<std::vector<std::string>> SourceFieldNames();
+  /// With `whole_file` all records of a text source are looked at, else the first twenty.
+  Result<std::vector<std::string>> SourceFieldNames(bool whole_file = false);
 
   WizardState& state() noexcept { return state_; }
   /// Tables of the source that was listed last.
   const std::vector<std::string>& source_tables() const noexcept { return source_tables_; }
 
  private:
+  Status ApplyHabits(const Job& job, JobHabits& habits);
   Status OpenJob(const Job& job);
-  void ReportFailure(const Status& status);
+  Status LoadJobSetting(const Job& job);
+  Status MapFields(const mapping::MapRequest& request);
+  void SetLastError(std::string text);
+  void ReportFailure(const Job& job, const Status& status);
 
   database::DBEngine& engine_;
   contract::Platform& platform_;

@@ -1,0 +1,55 @@
+#include "wizard/job_habits.h"
+
+#include "base/M_STRING.h"
+
+namespace kelvorin::wizard {
+namespace {
+
+Status ReadDateOrder(const std::string& text, values::DateOrder& order) {
+  using values::DateOrder;
+  if (base::EqualIgnoreCase(text, "dmy")) {
+    order = DateOrder::kDayMonthYear;
+  } else if (base::EqualIgnoreCase(text, "mdy")) {
+    order = DateOrder::kMonthDayYear;
+  } else if (base::EqualIgnoreCase(text, "ymd")) {
+    order = DateOrder::kYearMonthDay;
+  } else {
+    return Status(Code::kInvalidArgument, "'" + text + "' is no order of dates (dmy, mdy or ymd)");
+  }
+  return Status();
+}
+
+}  // namespace
+
+JobHabits::JobHabits(database::DBEngine& engine)
+    : engine_(engine),
+      format_(engine.Format()),
+      ansi_page_(base::AnsiPage().number()),
+      oem_page_(base::OemPage().number()) {}
+
+JobHabits::~JobHabits() {
+  engine_.set_format(std::move(format_));
+  // Both were in force before, so they are known.
+  static_cast<void>(base::SetAnsiPage(ansi_page_).ok());
+  static_cast<void>(base::SetOemPage(oem_page_).ok());
+}
+
+Status JobHabits::Apply(const settings::ImportSetting& setting) {
+  values::FormatOptions options = format_.options();
+  if (!setting.DateOrder.empty()) KV_TRY(ReadDateOrder(setting.DateOrder, options.date_order));
+  if (!setting.Decimal.empty()) {
+    if (setting.Decimal.size() != 1)
+      return Status(Code::kInvalidArgument,
+                    "'" + setting.Decimal + "' is no decimal sign: it must be one character");
+    options.decimal = setting.Decimal.front();
+    if (options.thousands == options.decimal)
+      options.thousands = options.decimal == ',' ? '.' : ',';
+  }
+  if (!setting.NullText.empty()) options.null_text = setting.NullText;
+  if (setting.AnsiPage != 0) KV_TRY(base::SetAnsiPage(setting.AnsiPage));
+  if (setting.OemPage != 0) KV_TRY(base::SetOemPage(setting.OemPage));
+  engine_.set_format(values::ValueFormat(std::move(options)));
+  return Status();
+}
+
+}  // namespace kelvorin::wizard

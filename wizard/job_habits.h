@@ -1,0 +1,32 @@
+#pragma once
+// The code pages and the ways of writing values that one job brings along. In force while an object
+// lives, so that a job leaves no trace in its process.
+
+#include "base/code_page.h"
+#include "base/status.h"
+#include "database/api/engine.h"
+#include "database/values/value_format.h"
+#include "settings/import_setting.h"
+
+namespace kelvorin::wizard {
+
+class JobHabits {
+ public:
+  explicit JobHabits(database::DBEngine& engine);
+  ~JobHabits();
+  JobHabits(const JobHabits&) = delete;
+  JobHabits& operator=(const JobHabits&) = delete;
+
+  /// Puts a setting's habits in force. To be called before a database is opened, since drivers look
+  /// at the code page then. Fails with `kNotSupported` or `kInvalidArgument` naming what is
+  /// unknown.
+  Status Apply(const settings::ImportSetting& setting);
+
+ private:
+  database::DBEngine& engine_;
+  values::ValueFormat format_;
+  int ansi_page_;
+  int oem_page_;
+};
+
+}  // namespace kelvorin::wizard

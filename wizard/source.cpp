@@ -1,0 +1,177 @@
+#include <algorithm>
+
+#include "base/M_Const.h"
+#include "base/M_FILE.h"
+#include "control/contract/enums.h"
+#include "database/catalog/source_kinds.h"
+#include "database/catalog/tables.h"
+#include "engine/source_reader.h"
+#include "settings/setting_store.h"
+#include "textsource/format_detection.h"
+#include "wizard/frm_kelvorin.h"
+
+namespace kelvorin::wizard {
+
+Status frmKelvorin::ReadSetting(const std::string& ini_file) {
+  applying_setting_ = true;
+  Status status = settings::ReadSetting(settings::IniFile(ini_file), state_.setting, state_.breaks);
+  applying_setting_ = false;
+  if (status.ok()) catalog::LoadSource(state_.setting, state_.source);
+  return status;
+}
+
+void frmKelvorin::SetDefaultSetting() {
+  settings::SetDefaultSetting(state_.setting, state_.breaks,
+                              caller_->properties().DefaultSourceType);
+}
+
+// --- The source
+
+Status frmKelvorin::ConnectToSourceTable() {
+  const contract::Properties& properties = caller_->properties();
+  catalog::Source& source = state_.source;
+  const std::int32_t kind = state_.setting.TypeFormat;
+  if (kind == contract::kAccess || kind == contract::kOdbc) {
+    const bool access = kind == contract::kAccess;
+    if (access ? source.SourceDBName.empty() && properties.ImportDBName.empty()
+               : source.SourceConnectString.empty())
+      return Status();
+    if (!properties.ImportDBName.empty()) source.SourceDBName = properties.ImportDBName;
+    if (!properties.ImportTable.empty()) source.file_name = properties.ImportTable;
+    return access ? ListAccessTables() : ListOdbcTables();
+  }
+
+  std::string name = properties.ImportTable.empty() ? source.file_name : properties.ImportTable;
+  if (name.empty()) name = properties.ImportDBName;
+  if (name.empty()) return Status();
+  if (base::FolderPart(name).empty() && !catalog::SourceFileExists(name)) {
+    // A table is named without its folder, and perhaps without its extension.
+    catalog::Source candidate;
+    candidate.file_name = name;
+    candidate.SourceDBName =
+        properties.ImportDBName.empty() ? source.SourceDBName : properties.ImportDBName;
+    const std::string path = catalog::SourceFilePath(kind, candidate);
+    if (catalog::SourceFileExists(path)) name = path;
+  }
+  EdtFileName_Change(name);
+  return Status();
+}
+
+void frmKelvorin::EdtFileName_Change(std::string_view text) {
+  using catalog::FileNameChange;
+  settings::ImportSetting& setting = state_.setting;
+  const std::int32_t kind_before = setting.TypeFormat;
+  const FileNameChange change =
+      catalog::ApplyFileName(text, applying_setting_, setting.TypeFormat, state_.source);
+  if (change == FileNameChange::kIgnored) return;
+  textsource::PreviewLines& preview = state_.preview;
+  preview.ClearLines();
+  preview.valid = false;
+  preview.file_present = state_.source.exists;
+  if (setting.TypeFormat != kind_before) settings::RebuildDelimiter(setting);
+  if (change != FileNameChange::kTextFile) return;
+
+  const bool guess = !applying_setting_;
+  textsource::RecordFormat format = engine::RecordFormatOf(setting);
+  textsource::FileTypeGuess guessed;
+  textsource::LoadNewFile(state_.source.file_name, guess, preview, format, guessed, state_.breaks);
+  if (!guess) return;
+  setting.RecSeparator = format.code;
+  if (!preview.file_present) return;
+  setting.TypeFormat = guessed.TypeFormat;
+  setting.SepComma = guessed.SepComma;
+  setting.SepSemicolon = guessed.SepSemicolon;
+  setting.SepSpace = guessed.SepSpace;
+  setting.SepTab = guessed.SepTab;
+  setting.SepOther = guessed.SepOther;
+  settings::RebuildSeparatorSet(setting);
+  settings::RebuildDelimiter(setting);
+}
+
+Status frmKelvorin::ListAccessTables() {
+  catalog::Source& source = state_.source;
+  platform_.SetWaitCursor(true);
+  auto opened = catalog::OpenSourceDatabase(engine_, contract::kAccess, source);
+  platform_.SetWaitCursor(false);
+  if (!opened.ok()) return opened.status();
+  Result<std::vector<std::string>> tables = catalog::ListSourceTables(**opened);
+  if (!tables.ok()) return tables.status();
+  source_tables_ = *std::move(tables);
+  source.kept = *std::move(opened);
+  catalog::SelectSourceTable(source_tables_, source.file_name);
+  source.exists = true;
+  return Status();
+}
+
+Status frmKelvorin::ListOdbcTables() {
+  catalog::Source& source = state_.source;
+  platform_.SetWaitCursor(true);
+  auto opened = engine_.OpenDatabase({}, true, false, source.SourceConnectString);
+  platform_.SetWaitCursor(false);
+  if (!opened.ok()) return opened.status();
+  Result<std::vector<std::string>> tables = catalog::ListSourceTables(**opened);
+  if (!tables.ok()) return tables.status();
+  KV_TRY((*opened)->Close());
+  source_tables_ = *std::move(tables);
+  catalog::SelectSourceTable(source_tables_, source.file_name);
+  source.exists = true;
+  return Status();
+}
+
+// --- Names of the source's fields
+
+namespace {
+
+Result<std::vector<std::string>> TextFieldNames(const std::string& path,
+                                                const settings::ImportSetting& setting,
+                                                const textsource::BreakList& breaks,
+                                                std::size_t max_records) {
+  auto reader = textsource::RecordReader::Open(path, engine::RecordFormatOf(setting));
+  if (!reader.ok()) return reader.status();
+  const textsource::SplitRules rules = engine::SplitRulesOf(setting, breaks);
+  textsource::FieldValues values;
+  std::vector<std::string> first_line;
+  std::size_t columns = 0;
+  std::size_t taken = 0;
+  for (std::int64_t line = 1; !reader->AtEnd() && taken < max_records; ++line) {
+    std::span<char> record;
+    KV_TRY(reader->ReadRecord(record));
+    const bool is_heading = line == 1 && setting.StartingLine >= 2;
+    if (record.empty() || (line < setting.StartingLine && !is_heading)) continue;
+    // A record with too many fields still has its first ones; the run is going to report it.
+    static_cast<void>(rules.Split(record, values).ok());
+    columns = std::max(columns, values.count());
+    for (std::size_t i = 0; is_heading && i < values.count(); ++i)
+      first_line.emplace_back(values[i]);
+    if (!is_heading) ++taken;
+  }
+  const std::vector<std::string_view> headings(first_line.begin(), first_line.end());
+  return mapping::TextHeadings(headings, setting.StartingLine, columns);
+}
+
+}  // namespace
+
+Result<std::vector<std::string>> frmKelvorin::SourceFieldNames(bool whole_file) {
+  const std::int32_t kind = state_.setting.TypeFormat;
+  const catalog::SourceKind* row = catalog::FindSourceKind(kind);
+  if (row != nullptr && row->family == catalog::Family::kText)
+    return TextFieldNames(state_.source.file_name, state_.setting, state_.breaks,
+                          whole_file ? SIZE_MAX : base::kPreviewLines);
+  std::unique_ptr<database::Database> own;
+  database::Database* database = state_.source.kept.get();
+  if (kind != contract::kAccess || database == nullptr) {
+    auto opened = catalog::OpenSourceDatabase(engine_, kind, state_.source);
+    if (!opened.ok()) return opened.status();
+    own = *std::move(opened);
+    database = own.get();
+  }
+  const Result<database::TableDef> table = database->FindTableDef(state_.source.file_name);
+  if (!table.ok()) return table.status();
+  std::vector<std::string> names;
+  for (const database::FieldDef& field : table->Fields)
+    if (names.size() < base::kMaxFields) names.push_back(field.Name);
+  if (own) KV_TRY(own->Close());
+  return names;
+}
+
+}  // namespace kelvorin::wizard
