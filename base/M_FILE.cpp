@@ -13,7 +13,7 @@ namespace kelvorin::base {
 namespace {
 
 constexpr std::string_view kSeparators = "/\\";
-constexpr std::size_t kOutputBufferBytes = 16 * 1024;
+constexpr std::size_t kOutputBufferBytes = std::size_t{16} * 1024;
 
 std::string InMessage(std::string_view name) {
   return name.empty() ? "\"\"" : std::string(name);
@@ -72,7 +72,7 @@ Result<std::string> ReadWholeFile(const std::string& path, std::uint64_t max_byt
 
   max_bytes = std::min(max_bytes, std::uint64_t{1} << 62);
   // Files that tell no size (those of /proc) are read as well: read until nothing comes.
-  constexpr std::uint64_t kStep = 64 * 1024;
+  constexpr std::uint64_t kStep = std::uint64_t{64} * 1024;
   std::string contents;
   std::size_t filled = 0;
   for (std::uint64_t wanted = *size + 1;; wanted = filled + kStep) {
@@ -232,7 +232,7 @@ Status OutputFile::Flush() {
 }
 
 Status OutputFile::Close() {
-  const Status flushed = Flush();
+  Status flushed = Flush();
   std::error_code error;
   file_->handle.Close(error);
   if (!flushed.ok()) return flushed;

@@ -38,7 +38,7 @@ struct RecordFormat {
 
 /// Sizes that only tests have a reason to change.
 struct ReaderLimits {
-  std::size_t block_bytes = 256 * 1024;
+  std::size_t block_bytes = std::size_t{256} * 1024;
   /// A longer record is refused, unless `RecordFormat::length` cuts it before it is held.
   std::size_t max_record_bytes = std::size_t{1} << 30;
 };
