@@ -299,7 +299,6 @@ Status MemoryTable::Insert(Row row, const std::vector<bool>& assigned) {
   KV_TRY(CheckIndexes(row, nullptr));
   last_number_ = last_number;
   rows_.push_back(std::move(row));
-  ++live_count_;
   Enter(rows_.size() - 1);
   return Status();
 }
@@ -315,7 +314,6 @@ Status MemoryTable::Replace(std::size_t row_no, Row row) {
 void MemoryTable::Delete(std::size_t row_no) {
   Remove(row_no);
   rows_[row_no].deleted = true;
-  --live_count_;
 }
 
 Status MemoryTable::AddIndex(const IndexDef& index) {

@@ -53,7 +53,6 @@ class MemoryTable {
   const database::TableDef& def() const noexcept { return def_; }
   /// In the order of storing; deleted rows keep their place and their values.
   const std::vector<Row>& rows() const noexcept { return rows_; }
-  std::size_t live_count() const noexcept { return live_count_; }
   /// Position of an index of `def()`.
   std::size_t IndexNumber(const database::IndexDef& index) const noexcept;
 
@@ -87,7 +86,6 @@ class MemoryTable {
   std::vector<Row> rows_;
   std::vector<Key> keys_;                         // one for each index of def_
   std::vector<std::vector<std::size_t>> orders_;  // the same
-  std::size_t live_count_ = 0;
   std::int64_t last_number_ = 0;  // automatic number given out last
 };
 

@@ -1,0 +1,86 @@
+#include "database/api/connect_string.h"
+
+#include <doctest/doctest.h>
+
+namespace kelvorin::database {
+namespace {
+
+// "word | key=value | ..." with every value as it is meant.
+std::string Show(const ConnectString& connect) {
+  std::string text = connect.type_word();
+  for (const auto& [key, value] : connect.pairs()) text += " | " + key + "=" + value;
+  return text;
+}
+
+struct Row {
+  const char* name;
+  const char* text;
+  const char* parts;
+  const char* again;  // `Text()` of what was read
+};
+
+const Row kRows[] = {
+    {"Access without a password", ";pwd=;", " | pwd=", ";pwd=;"},
+    {"nothing at all", "", "", ";"},
+    {"type word alone", "dBASE III", "dBASE III", "dBASE III;"},
+    {"type word and password", "Paradox 3.x;pwd=x;", "Paradox 3.x | pwd=x", "Paradox 3.x;pwd=x;"},
+    {"blanks around word and key", " FoxPro 2.5 ; PWD =x;", "FoxPro 2.5 | PWD=x",
+     "FoxPro 2.5;PWD=x;"},
+    {"server", "ODBC;DSN=Sales;UID=ann;PWD=pw;", "ODBC | DSN=Sales | UID=ann | PWD=pw",
+     "ODBC;DSN=Sales;UID=ann;PWD=pw;"},
+    {"no type word", "DSN=Sales;UID=ann", " | DSN=Sales | UID=ann", ";DSN=Sales;UID=ann;"},
+    {"empty parts", "ODBC;;DSN=a;;;", "ODBC | DSN=a", "ODBC;DSN=a;"},
+    {"a key without value", "ODBC;trusted;DSN=a", "ODBC | trusted= | DSN=a",
+     "ODBC;trusted=;DSN=a;"},
+    {"a value without key", "ODBC;=lost;DSN=a", "ODBC | DSN=a", "ODBC;DSN=a;"},
+    {"equal signs in a value", "ODBC;PWD=a=b==;", "ODBC | PWD=a=b==", "ODBC;PWD=a=b==;"},
+    {"blanks in a value are its own", "ODBC;PWD= a b ;", "ODBC | PWD= a b ", "ODBC;PWD={ a b };"},
+    {"braces hold a separator", "ODBC;PWD={a;b};UID=u;", "ODBC | PWD=a;b | UID=u",
+     "ODBC;PWD={a;b};UID=u;"},
+    {"doubled closing brace", "ODBC;PWD={k;el}}v};", "ODBC | PWD=k;el}v", "ODBC;PWD={k;el}}v};"},
+    {"needless braces", "ODBC;PWD={plain};", "ODBC | PWD=plain", "ODBC;PWD=plain;"},
+    {"what follows a closing brace is dropped", "ODBC;PWD={a}UID=x;DSN=d;", "ODBC | PWD=a | DSN=d",
+     "ODBC;PWD=a;DSN=d;"},
+    {"a brace never closed is a character", "ODBC;PWD={a;UID=u;", "ODBC | PWD={a | UID=u",
+     "ODBC;PWD={{a};UID=u;"},
+    {"a brace inside is a character", "ODBC;PWD=a{b;", "ODBC | PWD=a{b", "ODBC;PWD={a{b};"},
+};
+
+TEST_CASE("connect strings are read and written again") {
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    const ConnectString connect = ConnectString::Parse(row.text);
+    CHECK(Show(connect) == row.parts);
+    CHECK(connect.Text() == row.again);
+    CHECK(Show(ConnectString::Parse(connect.Text())) == row.parts);
+  }
+}
+
+TEST_CASE("no value set can add a pair of its own or change another") {
+  for (const char* value : {"", "x", "x;UID=root", "x};UID=root;{", "}", "}}", "{", "{}", "{x};y",
+                            "x}", " x", "x ", ";", "=", "a=b;c=d", "'\"`\\"}) {
+    CAPTURE(value);
+    ConnectString connect = ConnectString::Parse("ODBC;DSN=d;PWD=old;UID=ann;");
+    connect.Set("pwd", value);
+    const ConnectString again = ConnectString::Parse(connect.Text());
+    REQUIRE(again.pairs().size() == 3);
+    CHECK(again.pairs()[1].second == value);
+    CHECK(again.Get("uid") == "ann");
+    // The plain building of a connect string, with the value quoted.
+    const auto built = ConnectString::Parse("dBASE IV;pwd=" + QuoteConnectValue(value) + ";X=y;");
+    CHECK(built.password() == value);
+    CHECK(built.Get("x") == "y");
+    CHECK(built.pairs().size() == 2);
+  }
+}
+
+TEST_CASE("passwords: the first that is not empty counts, none is shown") {
+  CHECK(ConnectString::Parse("ODBC;PWD=kept;pwd=;").password() == "kept");
+  CHECK(ConnectString::Parse("ODBC;PWD=;pwd=later;").password() == "later");
+  CHECK(ConnectString::Parse("ODBC;DSN=a;").password() == "");
+  CHECK(ConnectString::Parse("ODBC;PWD={s;t};Password=u;UID=pwd;").TextWithoutPassword() ==
+        "ODBC;PWD=***;Password=***;UID=pwd;");
+}
+
+}  // namespace
+}  // namespace kelvorin::database
