@@ -2,6 +2,9 @@
 
 #include <array>
 #include <charconv>
+#include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "base/M_STRING.h"
 
@@ -87,6 +90,25 @@ Result<PropertyValue> ParsePropertyText(const PropertyInfo& info, std::string_vi
   }
   if (!number) return Refuse(info, "'" + std::string(text) + "' is no value of it");
   return PropertyValue(*number);
+}
+
+Status LoadProperties(PropertyStore& store, Properties& properties) {
+  const Properties defaults;
+  Properties loaded;
+  for (const PropertyInfo& info : kTable) {
+    const Result<PropertyValue> value = store.Read(info.key, GetProperty(defaults, info));
+    if (!value.ok()) return value.status();
+    KV_TRY(SetProperty(loaded, info, *value));
+  }
+  properties = std::move(loaded);
+  return Status();
+}
+
+Status SaveProperties(PropertyStore& store, const Properties& properties) {
+  const Properties defaults;
+  for (const PropertyInfo& info : kTable)
+    KV_TRY(store.Write(info.key, GetProperty(properties, info), GetProperty(defaults, info)));
+  return Status();
 }
 
 }  // namespace kelvorin::contract

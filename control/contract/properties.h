@@ -75,4 +75,10 @@ class PropertyStore {
                        const PropertyValue& otherwise) = 0;
 };
 
+/// Reads all properties in table order, each with its default. Fails with the store's own failure
+/// (a value of another type); `properties` is then as it was.
+Status LoadProperties(PropertyStore& store, Properties& properties);
+/// Writes all properties in table order, each with its default.
+Status SaveProperties(PropertyStore& store, const Properties& properties);
+
 }  // namespace kelvorin::contract

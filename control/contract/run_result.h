@@ -1,6 +1,6 @@
 #pragma once
-// How an import run ended, in numbers. Made by the run, shown by the command line, handed to hosts by
-// the control.
+// How an import run ended, in numbers. Made by the run, shown by the command line, handed to hosts
+// by the control.
 
 #include <cstdint>
 #include <optional>
