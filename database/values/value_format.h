@@ -22,7 +22,7 @@ struct FormatOptions {
   char thousands = ',';        // '\0' none; must differ from `decimal`
   std::string currency = "$";  // sign accepted before or after a Currency value
   char date_separator = '-';   // used when a date is written in another order than year first
-  std::string null_text;  // additional text that reads as Null (besides empty); unused when empty
+  std::string null_text{};  // additional text that reads as Null (besides empty); unused when empty
 };
 
 class ValueFormat {

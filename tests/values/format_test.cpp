@@ -1,0 +1,178 @@
+#include "database/values/value_format.h"
+
+#include <doctest/doctest.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "database/values/field_types.h"
+#include "tests/values/show.h"
+
+using namespace kelvorin;
+using namespace kelvorin::values;
+using tests::Show;
+using enum TypeCode;
+
+TEST_CASE("type codes, names and sizes") {
+  struct Row {
+    int code;
+    const char* name;
+    int size;
+  };
+  const Row kRows[] = {
+      {16, "BigInt", 0},    {9, "Binary", 0},   {1, "Boolean", 2},   {2, "Byte", 1},
+      {18, "Char", 1},      {5, "Currency", 4}, {20, "Decimal", 14}, {21, "Float", 4},
+      {3, "Integer", 2},    {4, "Long", 4},     {19, "Numeric", 4},  {6, "Single", 0},
+      {7, "Double", 8},     {8, "Date", 8},     {10, "Text", 0},     {11, "LongBinary", 0},
+      {12, "Memo", 0},      {15, "GUID", 10},   {22, "Time", 8},     {23, "TimeStamp", 0},
+      {17, "VarBinary", 0}, {13, "", 0},        {14, "", 0},         {0, "", 0},
+      {24, "", 0},          {-1, "", 0},        {32767, "", 0},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.code);
+    const auto code = static_cast<std::int16_t>(row.code);
+    CHECK(FieldType(code) == row.name);
+    CHECK(DefaultSize(code) == row.size);
+    if (row.name[0] != '\0') CHECK(TypeFromName(row.name) == static_cast<TypeCode>(code));
+  }
+  CHECK(TypeFromName("longbinary") == kLongBinary);
+  CHECK_FALSE(TypeFromName("").has_value());
+  CHECK_FALSE(TypeFromName("Texts").has_value());
+}
+
+TEST_CASE("Boolean, GUID, bytes, text and Null") {
+  struct Row {
+    TypeCode type;
+    const char* text;
+    std::string expected;
+  };
+  constexpr const char* kNoGuid = "!is no GUID of the form {00000000-0000-0000-0000-000000000000}";
+  const Row kRows[] = {
+      {kBoolean, "true", "True"},
+      {kBoolean, " OFF ", "False"},
+      {kBoolean, "y", "True"},
+      {kBoolean, ".F.", "False"},
+      {kBoolean, "-1", "True"},
+      {kBoolean, "0.00", "False"},
+      {kBoolean, "1e-400", "True"},
+      {kBoolean, "maybe", "!is neither True nor False"},
+      {kGuid, "{00112233-4455-6677-8899-aabbccddeeff}", "{00112233-4455-6677-8899-AABBCCDDEEFF}"},
+      {kGuid, "00112233-4455-6677-8899-AABBCCDDEEFF", "{00112233-4455-6677-8899-AABBCCDDEEFF}"},
+      {kGuid, "00112233-4455-6677-8899-AABBCCDDEEF", kNoGuid},
+      {kGuid, "0011223344556677-8899-AABB-CCDDEEFFA", kNoGuid},
+      {kBinary, "414243", "<ABC>"},
+      {kBinary, "4", "!is no row of hexadecimal bytes"},
+      {kBinary, "4G", "!is no row of hexadecimal bytes"},
+      {kText, " a ", "\" a \""},
+      {kText, "", "\"\""},
+      {kMemo, "n/a", "Null"},
+      {kText, " n/a", "\" n/a\""},
+      {kLong, " n/a ", "Null"},
+      {kDate, "", "Null"},
+      {static_cast<TypeCode>(13), "1", "!no field type has the code 13"}};
+  const ValueFormat format({.null_text = "n/a"});
+  for (const Row& row : kRows) {
+    CAPTURE(row.text);
+    CHECK(Show(format, row.text, row.type) == row.expected);
+  }
+  // Long texts are cut in messages, between characters.
+  std::string text(79, 'x');
+  for (int i = 0; i < 40; ++i) text += "\xC3\xA4";
+  CHECK(Show(format, text, kLong) == "!'" + std::string(79, 'x') + "...' is no number");
+}
+
+namespace {
+
+Value RandomValue(TypeCode type, std::mt19937_64& random, std::string& room) {
+  const auto bits = static_cast<std::int64_t>(random() >> (random() % 64));
+  const std::int64_t any = random() % 2 == 0 ? bits : -bits;
+  switch (type) {
+    case kBoolean:
+      return Value::Boolean(any % 2 == 0);
+    case kByte:
+      return Value::Integer(any & 255);
+    case kInteger:
+      return Value::Integer(static_cast<std::int16_t>(any));
+    case kLong:
+      return Value::Integer(static_cast<std::int32_t>(any));
+    case kBigInt:
+      return Value::Integer(any);
+    case kCurrency:
+      return Value::Currency(any);
+    case kSingle: {
+      const auto number = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+      return SingleValue(std::isfinite(number) ? number : 0.0f, room);
+    }
+    case kDouble:
+    case kFloat: {
+      const auto number = std::bit_cast<double>(random());
+      return Value::Double(std::isfinite(number) ? number : 0.0);
+    }
+    case kNumeric:
+    case kDecimal:
+      return Value::Double(static_cast<double>(any) / 1000);
+    case kDate:
+    case kTimeStamp:
+      return Value::Date({static_cast<std::int32_t>(random() % 3652059) - 693593,
+                          random() % 2 == 0 ? 0 : static_cast<std::int32_t>(random() % 86400000)});
+    case kTime:
+      return Value::Date({0, static_cast<std::int32_t>(random() % 86400000)});
+    case kGuid: {
+      Guid guid;
+      for (std::uint8_t& byte : guid.bytes) byte = static_cast<std::uint8_t>(random());
+      return Value::OfGuid(guid);
+    }
+    case kBinary:
+    case kLongBinary:
+    case kVarBinary:
+    case kText:
+    case kMemo:
+    case kChar:
+      room.clear();
+      for (std::size_t left = 1 + random() % 20; left > 0; --left)
+        room += static_cast<char>(random());
+      return IsText(type) ? Value::Text(room) : Value::Bytes(room);
+  }
+  return {};
+}
+
+bool Equal(const Value& a, const Value& b) {
+  return a.kind == b.kind && a.boolean == b.boolean && a.integer == b.integer &&
+         a.date_time == b.date_time && a.guid == b.guid && a.number == b.number &&
+         std::signbit(a.number) == std::signbit(b.number) &&
+         (a.kind == Kind::kDouble || a.text == b.text);
+}
+
+}  // namespace
+
+TEST_CASE("what is written reads back, under any habits") {
+  const ValueFormat kFormats[] = {
+      ValueFormat::Neutral(),
+      ValueFormat({.date_order = DateOrder::kDayMonthYear,
+                   .decimal = ',',
+                   .thousands = '.',
+                   .date_separator = '.'}),
+      ValueFormat(
+          {.date_order = DateOrder::kMonthDayYear, .thousands = '\0', .date_separator = ' '}),
+  };
+  std::mt19937_64 random(20);
+  std::string room, text, scratch;
+  for (int code = 1; code <= 23; ++code) {
+    const auto type = static_cast<TypeCode>(code);
+    if (FieldType(static_cast<std::int16_t>(code)).empty()) continue;
+    for (int i = 0; i < 1500; ++i) {
+      const ValueFormat& format = kFormats[i % 3];
+      const Value value = RandomValue(type, random, room);
+      text.clear();
+      format.Append(value, text);
+      Value back;
+      const Status status = format.Parse(text, type, back, scratch);
+      CAPTURE(text);
+      CAPTURE(code);
+      REQUIRE_MESSAGE(status.ok(), status.message());
+      REQUIRE(Equal(value, back));
+    }
+  }
+}
