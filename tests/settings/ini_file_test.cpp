@@ -1,0 +1,128 @@
+#include "settings/ini_file.h"
+
+#include <doctest/doctest.h>
+#include <sys/stat.h>
+
+#include <string>
+
+#include "tests/support/temp_folder.h"
+
+using namespace kelvorin;
+using namespace kelvorin::settings;
+using tests::ReadWhole;
+using tests::TempFolder;
+using tests::WriteWhole;
+
+namespace {
+
+std::string Join(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += name + '|';
+  return text;
+}
+
+}  // namespace
+
+TEST_CASE("values as profile files read them") {
+  TempFolder folder;
+  IniFile ini(folder.File("a.ini"));
+  WriteWhole(ini.path(),
+             "[j]\nlead= 12abc\nneg=-1\nbad=abc\nempty=\nlow=-32768\nover=32768\nunder=-32769\n"
+             "huge=99999999999999999999\nhex=0x10\nlong=" +
+                 std::string(5000, 'v') + "\n");
+  const std::pair<const char*, int> kNumbers[] = {{"lead", 12},  {"neg", -1},     {"bad", 0},
+                                                  {"empty", 0},  {"low", -32768}, {"hex", 0},
+                                                  {"missing", 7}};
+  for (const auto& [key, number] : kNumbers) {
+    CAPTURE(key);
+    const Result<std::int16_t> read = ini.GetIniInt("J", key, 7);
+    REQUIRE(read.ok());
+    CHECK(*read == number);
+    CHECK(*ini.GetIniBool("J", key, 7) == (number != 0));
+  }
+  for (const char* key : {"over", "under", "huge"}) {
+    CAPTURE(key);
+    CHECK(ini.GetIniInt("j", key, 0).status().code() == Code::kOutOfRange);
+    CHECK(ini.GetIniBool("j", key, 0).status().code() == Code::kOutOfRange);
+  }
+  CHECK(ini.GetIniString("j", "LONG") == std::string(4095, 'v'));
+  CHECK(ini.GetIniString("j", "empty", "other") == "");
+  CHECK(ini.GetIniString("none", "x", "other") == "other");
+  CHECK(IniFile(folder.File("none.ini")).GetIniString("j", "x", "other") == "other");
+}
+
+TEST_CASE("values read back as they were written") {
+  TempFolder folder;
+  IniFile ini(folder.File("sub/deep/a.ini"));
+  for (const char* value : {"", " ", "a b", " a", "a\t", "\"", "\"a\"", "'a'", "\"a", "a;b=c",
+                            "[x]", ";", "\xC3\xA4", "''"}) {
+    CAPTURE(value);
+    REQUIRE(ini.WriteIniString("j", "x", value).ok());
+    CHECK(ini.GetIniString("j", "x", "other") == value);
+  }
+  REQUIRE(ini.WriteIniString("j", "x", "plain").ok());
+  REQUIRE(ini.WriteIniInt("j", "n", -5).ok());
+  REQUIRE(ini.WriteIniBool("j", "b", true).ok());
+  CHECK(ReadWhole(ini.path()) == "[j]\nx=plain\nn=-5\nb=1\n");
+  REQUIRE(ini.DeleteIniKey("J", "N").ok());
+  CHECK(ReadWhole(ini.path()) == "[j]\nx=plain\nb=1\n");
+}
+
+TEST_CASE("a settings file is its owner's, and a kept mode stays") {
+  TempFolder folder;
+  IniFile ini(folder.File("a.ini"));
+  REQUIRE(ini.WriteIniString("j", "x", "1").ok());
+  struct stat facts {};
+  REQUIRE(stat(ini.path().c_str(), &facts) == 0);
+  CHECK((facts.st_mode & 0777) == 0600);
+  REQUIRE(chmod(ini.path().c_str(), 0644) == 0);
+  REQUIRE(ini.WriteIniString("j", "x", "2").ok());
+  REQUIRE(stat(ini.path().c_str(), &facts) == 0);
+  CHECK((facts.st_mode & 0777) == 0644);
+
+  ini.SetIniFile(folder.path());  // a folder, which no file can replace
+  CHECK_FALSE(ini.WriteIniString("j", "x", "1").ok());
+  CHECK(ini.GetIniString("j", "x", "other") == "other");
+}
+
+TEST_CASE("the list of settings and its odd ends") {
+  TempFolder folder;
+  IniFile ini(folder.File("a.ini"));
+  std::string many = "[settings]\n";
+  std::string fitting;
+  for (int i = 0; i < 600; ++i) {
+    const std::string name = "name" + std::to_string(1000 + i);
+    many += name + "=\n";
+    // A list of n names takes 9 characters each, and one at its end, of 4096.
+    if (i < 455) fitting += name + '|';
+  }
+  struct Row {
+    const char* name;
+    std::string text;
+    std::string list;
+    std::string exists;     // a name that is found
+    std::string not_there;  // and one that is not
+  };
+  const Row kRows[] = {
+      {"in file order, the last job hidden but there",
+       "[Settings]\nB=\n__LastSetting__=\nA=x\n__LASTSETTING__ =\n", "B|A|__LASTSETTING__|",
+       "__lastsetting__", "C"},
+      {"no such section", "[other]\nB=\n", "", "", "B"},
+      {"an empty section", "[settings]\n[x]\n", "", "", "Default"},
+      {"a first name that hides all", "[settings]\nDefault report=\nB=\n", "", "",
+       "Default report"},
+      {"only with that case", "[settings]\ndefault report=\nB=\n", "default report|B|",
+       "DEFAULT REPORT", "default"},
+      {"only in front", "[settings]\nB=\nDefault=\n", "B|Default|", "default", "Def"},
+      {"letters beyond ASCII", "[settings]\n\xC3\x84rger=\n", "\xC3\x84rger|", "\xC3\xA4RGER",
+       "rger"},
+      {"names beyond the buffer are lost", many, fitting, "NAME1454", "name1455"},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    WriteWhole(ini.path(), row.text);
+    CHECK(Join(ini.FillSettingsList()) == row.list);
+    if (!row.exists.empty()) CHECK(ini.SettingExists("settings", row.exists));
+    CHECK_FALSE(ini.SettingExists("settings", row.not_there));
+  }
+}
