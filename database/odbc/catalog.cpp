@@ -1,0 +1,299 @@
+#include "database/odbc/catalog.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "base/M_STRING.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+using database::IndexDef;
+
+constexpr std::uint32_t kReadOnlyTable = database::kAttrLinkedOdbc;  // a source, never a target
+
+// A table's name as the catalog calls take it; an absent part is a null pointer.
+class NameArguments {
+ public:
+  explicit NameArguments(const TableEntry& table)
+      : catalog_(Utf8Name(table.catalog)),
+        schema_(Utf8Name(table.schema)),
+        name_(Utf8Name(table.name)) {}
+  SQLCHAR* catalog() const noexcept { return catalog_.empty() ? nullptr : Chars(catalog_); }
+  SQLCHAR* schema() const noexcept { return schema_.empty() ? nullptr : Chars(schema_); }
+  SQLCHAR* name() const noexcept { return Chars(name_); }
+
+ private:
+  std::string catalog_, schema_, name_;
+};
+
+// Tables that SQLite keeps behind a virtual table.
+void MarkShadowTables(const Session& session, std::vector<TableEntry>& tables) {
+  const auto virtual_tables =
+      QueryRows(session.connection(),
+                "SELECT name FROM sqlite_master WHERE type='table' AND sql LIKE 'CREATE VIRTUAL %'",
+                "cannot list the virtual tables");
+  for (const auto& row : virtual_tables)
+    for (const char* suffix : {"_data", "_idx", "_content", "_docsize", "_config"})
+      for (TableEntry& table : tables)
+        if (table.name == row.front() + suffix) table.attributes = database::kAttrSystemObject;
+}
+
+std::uint32_t AttributesOf(const Session& session, const TableEntry& table) {
+  if (table.type == "MATVIEW" || table.type == "MATERIALIZED VIEW") return kReadOnlyTable;
+  if (table.type.starts_with("SYSTEM")) return database::kAttrSystemObject;
+  if (session.facts().server == Server::kSqlite &&
+      base::StartsWithIgnoreCase(table.name, "sqlite_"))
+    return database::kAttrSystemObject;
+  return 0;
+}
+
+// Names of PostgreSQL indexes whose key is an expression or that hold only a part of the rows.
+std::vector<std::string> UnusableIndexes(const Session& session, const TableEntry& table) {
+  std::vector<std::string> names;
+  if (session.facts().server != Server::kPostgres) return names;
+  const auto rows =
+      QueryRows(session.connection(),
+                "SELECT c.relname FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid WHERE "
+                "i.indrelid = " +
+                    Literal(session, SqlName(session, table)) +
+                    "::regclass AND (i.indpred IS NOT NULL OR i.indexprs IS NOT NULL)",
+                "cannot read the indexes of table '" + table.shown + "'");
+  for (const auto& row : rows) names.push_back(row.front());
+  return names;
+}
+
+std::vector<IndexDef> ReadStatistics(const Session& session, const TableEntry& table,
+                                     const database::TableDef& def) {
+  const std::string what = "cannot read the indexes of table '" + table.shown + "'";
+  Statement statement(session.connection());
+  const NameArguments of(table);
+  statement.Check(SQLStatistics(statement.get(), of.catalog(), SQL_NTS, of.schema(), SQL_NTS,
+                                of.name(), SQL_NTS, SQL_INDEX_ALL, SQL_QUICK),
+                  what);
+  struct Part {
+    std::int64_t place;
+    std::string column;
+    bool descending;
+  };
+  struct Found {
+    std::string name;
+    bool unique;
+    std::vector<Part> parts;
+  };
+  std::vector<Found> found;
+  std::string name, non_unique, type, place, column, sign;
+  while (statement.Fetch(what)) {
+    statement.GetText(4, non_unique, what);
+    const bool named = statement.GetText(6, name, what);
+    statement.GetText(7, type, what);
+    statement.GetText(8, place, what);
+    const bool has_column = statement.GetText(9, column, what);
+    statement.GetText(10, sign, what);
+    if (!named || base::ParseInteger(type) == SQL_TABLE_STAT) continue;
+    auto at =
+        std::find_if(found.begin(), found.end(), [&](const Found& f) { return f.name == name; });
+    if (at == found.end())
+      at = found.insert(found.end(), {name, base::ParseInteger(non_unique) == 0, {}});
+    at->parts.push_back(
+        {base::ParseInteger(place), has_column ? column : std::string(), sign == "D"});
+  }
+  const std::vector<std::string> unusable = UnusableIndexes(session, table);
+  std::vector<IndexDef> indexes;
+  for (Found& f : found) {
+    if (std::find(unusable.begin(), unusable.end(), f.name) != unusable.end()) continue;
+    std::sort(f.parts.begin(), f.parts.end(),
+              [](const Part& a, const Part& b) { return a.place < b.place; });
+    IndexDef index;
+    index.Name = f.name;
+    index.Unique = f.unique;
+    bool over_fields = true;
+    for (Part& part : f.parts) {
+      over_fields &= def.FindField(part.column) >= 0;
+      index.Columns.push_back({std::move(part.column), part.descending});
+    }
+    if (over_fields) indexes.push_back(std::move(index));
+  }
+  return indexes;
+}
+
+// The primary key's columns by the driver's numbering, which on MariaDB is the place in the table
+// and not the place in the key.
+std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry& table,
+                                        std::string& key_name) {
+  const std::string what = "cannot read the primary key of table '" + table.shown + "'";
+  Statement statement(session.connection());
+  const NameArguments of(table);
+  const SQLRETURN result = SQLPrimaryKeys(statement.get(), of.catalog(), SQL_NTS, of.schema(),
+                                          SQL_NTS, of.name(), SQL_NTS);
+  std::vector<std::string> columns;
+  if (!Succeeded(result)) return columns;  // a driver without this call has told all there is
+  std::map<std::int64_t, std::string> by_place;
+  std::string column, place;
+  while (statement.Fetch(what)) {
+    statement.GetText(4, column, what);
+    statement.GetText(5, place, what);
+    statement.GetText(6, key_name, what);
+    by_place[base::ParseInteger(place)] = column;
+  }
+  for (auto& [at, name] : by_place) columns.push_back(std::move(name));
+  return columns;
+}
+
+bool SameColumns(const IndexDef& index, const std::vector<std::string>& columns) {
+  return index.Columns.size() == columns.size() &&
+         std::all_of(columns.begin(), columns.end(), [&](const std::string& column) {
+           return std::any_of(index.Columns.begin(), index.Columns.end(),
+                              [&](const auto& part) { return part.Name == column; });
+         });
+}
+
+void MarkPrimary(const Session& session, const TableEntry& table, std::vector<IndexDef>& indexes) {
+  std::string key_name;
+  const std::vector<std::string> columns = PrimaryColumns(session, table, key_name);
+  if (columns.empty()) return;
+  auto at = std::find_if(indexes.begin(), indexes.end(), [&](const IndexDef& index) {
+    return !key_name.empty() && index.Name == key_name;
+  });
+  if (at == indexes.end())
+    at = std::find_if(indexes.begin(), indexes.end(), [&](const IndexDef& index) {
+      return index.Unique && SameColumns(index, columns);
+    });
+  if (at == indexes.end()) {  // SQLite keeps no index for a whole-number key
+    at = indexes.insert(indexes.begin(), IndexDef{});
+    at->Name = key_name.empty() ? "PrimaryKey" : key_name;
+    for (const std::string& column : columns) at->Columns.push_back({column, false});
+  }
+  at->Primary = at->Unique = at->Required = true;
+  std::rotate(indexes.begin(), at, at + 1);
+}
+
+}  // namespace
+
+std::vector<TableEntry> ListTables(const Session& session) {
+  const std::string what = "cannot list the tables of '" + session.name() + "'";
+  const ServerFacts& facts = session.facts();
+  const bool own_catalog = facts.server == Server::kMariaDb;  // else every database comes back
+  Statement statement(session.connection());
+  statement.Check(SQLTables(statement.get(), own_catalog ? Chars(facts.current_catalog) : nullptr,
+                            SQL_NTS, nullptr, 0, nullptr, 0, nullptr, 0),
+                  what);
+  std::vector<TableEntry> tables;
+  while (statement.Fetch(what)) {
+    TableEntry table;
+    statement.GetText(1, table.catalog, what);
+    statement.GetText(2, table.schema, what);
+    statement.GetText(3, table.name, what);
+    statement.GetText(4, table.type, what);
+    if (table.type == "SEQUENCE" || table.type == "INDEX") continue;
+    const bool elsewhere = !table.schema.empty() && !facts.default_schema.empty() &&
+                           table.schema != facts.default_schema;
+    table.shown = elsewhere ? table.schema + "." + table.name : table.name;
+    table.attributes = AttributesOf(session, table);
+    tables.push_back(std::move(table));
+  }
+  if (facts.server == Server::kSqlite) {
+    statement.CloseCursor();
+    MarkShadowTables(session, tables);
+  }
+  return tables;
+}
+
+TableEntry ResolveTable(const Session& session, std::string_view name) {
+  const std::vector<TableEntry> tables = ListTables(session);
+  const TableEntry* found = nullptr;
+  const auto pick = [&](auto&& matches) {
+    for (const TableEntry& table : tables)
+      if (found == nullptr && matches(table)) found = &table;
+  };
+  pick([&](const TableEntry& table) { return table.shown == name; });
+  pick([&](const TableEntry& table) { return base::EqualIgnoreCase(table.shown, name); });
+  pick([&](const TableEntry& table) {
+    return base::EqualIgnoreCase(table.schema + "." + table.name, name) ||
+           base::EqualIgnoreCase(table.catalog + "." + table.name, name);
+  });
+  if (found == nullptr)
+    database::Throw(
+        Code::kNotFound, database::ErrorNumber::kTableNotFound,
+        "the data source '" + session.name() + "' has no table '" + std::string(name) + "'");
+  return *found;
+}
+
+std::string SqlName(const Session& session, const TableEntry& table) {
+  const database::SqlDialect& dialect = session.facts().dialect;
+  std::string sql;
+  if (table.shown != table.name) {
+    AppendName(table.schema, dialect, sql);
+    sql += '.';
+  }
+  AppendName(table.name, dialect, sql);
+  return sql;
+}
+
+std::string Literal(const Session& session, std::string_view text) {
+  std::string sql;
+  const Status status = database::AppendTextLiteral(text, session.facts().dialect, sql);
+  if (!status.ok()) throw Error(status);
+  return sql;
+}
+
+std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string_view what) {
+  SQLSMALLINT count = 0;
+  statement.Check(SQLNumResultCols(statement.get(), &count), what);
+  std::vector<ColumnFacts> columns;
+  for (SQLUSMALLINT i = 1; i <= static_cast<SQLUSMALLINT>(count); ++i) {
+    std::array<char, 512> name{};
+    SQLSMALLINT name_size = 0, type = 0, scale = 0, nullable = SQL_NULLABLE_UNKNOWN;
+    SQLULEN size = 0;
+    statement.Check(SQLDescribeCol(statement.get(), i, reinterpret_cast<SQLCHAR*>(name.data()),
+                                   static_cast<SQLSMALLINT>(name.size()), &name_size, &type, &size,
+                                   &scale, &nullable),
+                    what);
+    const auto number = [&](SQLUSMALLINT attribute) {
+      SQLLEN value = SQL_FALSE;
+      const SQLRETURN got =
+          SQLColAttribute(statement.get(), i, attribute, nullptr, 0, nullptr, &value);
+      return Succeeded(got) && value == SQL_TRUE;
+    };
+    ColumnFacts column;
+    AppendAnsiText(std::string_view(name.data()), column.name);
+    column.sql_type = type;
+    column.size = size;
+    column.scale = scale;
+    column.refuses_null = nullable == SQL_NO_NULLS;
+    const bool whole_number = type == SQL_TINYINT || type == SQL_SMALLINT || type == SQL_INTEGER ||
+                              type == SQL_BIGINT;  // elsewhere drivers call everything unsigned
+    column.is_unsigned = whole_number && number(SQL_DESC_UNSIGNED);
+    column.is_auto = number(SQL_DESC_AUTO_UNIQUE_VALUE);
+    std::array<char, 256> type_name{};
+    SQLSMALLINT type_name_size = 0;
+    if (Succeeded(SQLColAttribute(statement.get(), i, SQL_DESC_TYPE_NAME, type_name.data(),
+                                  static_cast<SQLSMALLINT>(type_name.size()), &type_name_size,
+                                  nullptr)))
+      column.type_name = std::string(type_name.data());
+    columns.push_back(std::move(column));
+  }
+  return columns;
+}
+
+database::TableDef DescribeTable(const Session& session, const TableEntry& table) {
+  const std::string what = "cannot read the fields of table '" + table.shown + "'";
+  database::TableDef def;
+  def.Name = table.shown;
+  def.Attributes = table.attributes;
+  Statement statement(session.connection());
+  statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
+  for (const ColumnFacts& column : DescribeColumns(statement, what))
+    def.Fields.push_back(FieldOf(column, session.facts().server));
+  statement.CloseCursor();
+  def.Indexes = ReadStatistics(session, table, def);
+  MarkPrimary(session, table, def.Indexes);
+  if (table.attributes == kReadOnlyTable) {
+    def.Updatable = false;
+    def.WhyReadOnly = "the server keeps '" + table.shown + "' by itself";
+  }
+  return def;
+}
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,41 @@
+#pragma once
+// What a data source says about its tables: names, fields, indexes, in the engine's terms. Included
+// by .cpp files of this room only; asks the server anew on every call and keeps nothing.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database/api/table_def.h"
+#include "database/odbc/session.h"
+
+namespace kelvorin::database_odbc {
+
+/// A table with all parts of its name as the server spells them.
+struct TableEntry {
+  std::string catalog;
+  std::string schema;
+  std::string name;
+  std::string shown;  // the bare name in the default schema, else "schema.name"
+  std::string type;   // the driver's word, "VIEW"
+  std::uint32_t attributes = 0;
+};
+
+/// All tables in the driver's order; sequences are left out.
+std::vector<TableEntry> ListTables(const Session& session);
+/// The table that a name means: spelled exactly so, else without regard to case, else the two parts
+/// around a "." as schema and table. Throws kNotFound naming table and data source.
+TableEntry ResolveTable(const Session& session, std::string_view name);
+/// The name as it stands in statements, in the server's quotes.
+std::string SqlName(const Session& session, const TableEntry& table);
+
+/// Columns of a query's result; `statement` holds the result.
+std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string_view what);
+/// Fields and indexes. Indexes over expressions or over a part of the rows are left out, since
+/// their key cannot be looked up.
+database::TableDef DescribeTable(const Session& session, const TableEntry& table);
+
+/// Text as a quoted literal for the room's own questions.
+std::string Literal(const Session& session, std::string_view text);
+
+}  // namespace kelvorin::database_odbc

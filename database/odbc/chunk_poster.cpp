@@ -1,0 +1,208 @@
+#include "database/odbc/chunk_poster.h"
+
+#include <algorithm>
+
+#include "database/odbc/handles.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+constexpr std::size_t kFirstChunk = 64;
+constexpr std::size_t kShrink = 8;  // of the chunk after a failed one
+constexpr std::int64_t kLongestWaitMilliseconds = 500;
+constexpr std::size_t kMostUncommittedBytes = 4 << 20;
+
+}  // namespace
+
+// --- RecordBatch
+
+Status RecordBatch::Add(std::int64_t record_no, const database::LiteralRow& row) {
+  const std::size_t from = text_.size();
+  KV_TRY(AppendUtf8Text(row.text(), text_));
+  fields_ = row.size();
+  const bool same_bytes = text_.size() - from == row.text().size();
+  std::string converted;
+  for (std::size_t i = 0, end = 0; i < fields_; ++i) {
+    std::size_t size = row[i].size();
+    if (!same_bytes) {
+      converted.clear();
+      KV_TRY(AppendUtf8Text(row[i], converted));
+      size = converted.size();
+    }
+    end += (i == 0 ? 0 : 1) + size;
+    ends_.push_back(end);
+  }
+  records_.push_back({record_no, from, text_.size() - from});
+  return Status();
+}
+
+std::string_view RecordBatch::Literal(std::size_t i, std::size_t field) const noexcept {
+  const std::size_t* ends = ends_.data() + i * fields_;
+  const std::size_t from = field == 0 ? 0 : ends[field - 1] + 1;
+  return std::string_view(text_).substr(records_[i].from + from, ends[field] - from);
+}
+
+void RecordBatch::Clear() noexcept {
+  text_.clear();
+  records_.clear();
+  ends_.clear();
+}
+
+// --- ChunkPoster
+
+ChunkPoster::ChunkPoster(PostRoad& road, Stored stored, Refuse refuse, Clock clock)
+    : road_(road),
+      stored_(std::move(stored)),
+      refuse_(std::move(refuse)),
+      clock_(std::move(clock)),
+      limits_(road.limits()),
+      chunk_records_(std::min(kFirstChunk, limits_.most_records)) {}
+
+Status ChunkPoster::Outcome() {
+  if (stopped_) return Status(Code::kStopped, "the posting was ended");
+  return Status();
+}
+
+Status ChunkPoster::Add(std::int64_t record_no, const database::LiteralRow& row) {
+  KV_TRY(Outcome());
+  const std::int64_t now = clock_();
+  if (Waiting() == 0) waiting_since_ = now;
+  Status added = batch_.Add(record_no, row);
+  if (!added.ok()) {
+    // Refused without asking the server, but behind the records that came before it.
+    KV_TRY(Flush());
+    PostFailure failure;
+    failure.errors.push_back({static_cast<std::int32_t>(database::ErrorNumber::kConversion),
+                              {},
+                              std::string(added.message())});
+    failure.status = std::move(added);
+    if (!refuse_(record_no, failure)) stopped_ = true;
+    return Outcome();
+  }
+  const bool late = now - waiting_since_ >= kLongestWaitMilliseconds;
+  if (late) return Flush();
+  const std::size_t unsent = batch_.size() - sent_;
+  if (unsent >= chunk_records_ || batch_.BytesFrom(sent_) >= limits_.most_bytes) {
+    SendWaiting();
+    if (!stopped_ && in_transaction_ &&
+        (sent_ >= limits_.commit_records || batch_.BytesFrom(0) >= kMostUncommittedBytes))
+      CommitSent(sent_);
+    if (stopped_ || acknowledged_ == batch_.size()) {
+      batch_.Clear();
+      acknowledged_ = sent_ = 0;
+    }
+  }
+  return Outcome();
+}
+
+Status ChunkPoster::Flush() {
+  KV_TRY(Outcome());
+  SendWaiting();
+  if (!stopped_ && in_transaction_) CommitSent(sent_);
+  batch_.Clear();
+  acknowledged_ = sent_ = 0;
+  return Outcome();
+}
+
+bool ChunkPoster::SendWaiting() {
+  while (!stopped_ && sent_ < batch_.size()) {
+    const std::size_t end = std::min(batch_.size(), sent_ + chunk_records_);
+    chunk_failed_ = false;
+    SendRange({sent_, end});
+    chunk_records_ = chunk_failed_ ? std::max<std::size_t>(chunk_records_ / kShrink, 1)
+                                   : std::min(chunk_records_ * 2, limits_.most_records);
+  }
+  return !stopped_;
+}
+
+void ChunkPoster::Acknowledge(std::size_t end) {
+  while (acknowledged_ < end) stored_(batch_.RecordNo(acknowledged_++));
+  sent_ = std::max(sent_, end);
+  waiting_since_ = clock_();
+}
+
+bool ChunkPoster::RefuseRecord(std::size_t record, const PostFailure& failure) {
+  KV_ASSERT(acknowledged_ == record, "outcomes arrive in order");
+  acknowledged_ = sent_ = record + 1;
+  if (!refuse_(batch_.RecordNo(record), failure)) stopped_ = true;
+  return !stopped_;
+}
+
+bool ChunkPoster::SendRange(BatchRange range) {
+  if (limits_.commit_records != 0 && !in_transaction_) {
+    const PostFailure begun = road_.Begin();
+    in_transaction_ =
+        !begun.failed();  // else each statement commits itself, which is slow but right
+  }
+  PostFailure failure = road_.Send(batch_, range);
+  if (failure.try_again && range.size() > 1) failure = road_.Send(batch_, range);
+  if (!failure.failed()) {
+    sent_ = range.end;
+    if (!in_transaction_) Acknowledge(range.end);
+    return true;
+  }
+  chunk_failed_ = true;
+  if (failure.lost) return Resolve({acknowledged_, range.end}, failure);
+  if (range.size() == 1) {
+    // What stands before the bad record is made sure of first: whoever hears of the error may stop
+    // the run or wait for a person.
+    if (in_transaction_ && sent_ > acknowledged_) {
+      if (!CommitSent(range.end)) return false;
+      if (acknowledged_ == range.end) return !stopped_;  // the commit failed, all were sent again
+    }
+    return RefuseRecord(range.first, failure);
+  }
+  // A lock held elsewhere says nothing about the records, so looking for the bad one is no use.
+  if (failure.status.code() == Code::kLocked) return SendSingly(range);
+  const std::size_t middle = range.first + range.size() / 2;
+  return SendRange({range.first, middle}) && SendRange({middle, range.end});
+}
+
+bool ChunkPoster::SendSingly(BatchRange range) {
+  for (std::size_t i = range.first; i < range.end; ++i)
+    if (!SendRange({i, i + 1})) return false;
+  return true;
+}
+
+// The server went away with these records: it may have them or not.
+bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
+  in_transaction_ = false;
+  const bool back = road_.Reconnect();
+  for (std::size_t i = doubtful.first; i < doubtful.end; ++i) {
+    PostFailure one;
+    if (back && road_.RefusesDoubles()) {
+      one = road_.Send(batch_, {i, i + 1});
+    } else {
+      one = failure;
+    }
+    if (!one.failed()) {
+      Acknowledge(i + 1);
+    } else if (!RefuseRecord(i, one)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Commits what was sent. When that fails the server has taken it all back, and the records up to
+// `replay_to` are sent again, each alone.
+bool ChunkPoster::CommitSent(std::size_t replay_to) {
+  in_transaction_ = false;
+  const PostFailure failure = road_.Commit();
+  if (!failure.failed()) {
+    Acknowledge(sent_);
+    return true;
+  }
+  if (failure.lost) return Resolve({acknowledged_, replay_to}, failure);
+  for (std::size_t i = acknowledged_; i < replay_to; ++i) {
+    const PostFailure one = road_.Send(batch_, {i, i + 1});
+    if (!one.failed()) {
+      Acknowledge(i + 1);
+    } else if (!RefuseRecord(i, one)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace kelvorin::database_odbc

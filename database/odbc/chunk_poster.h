@@ -1,0 +1,134 @@
+#pragma once
+// The scheme by which records are posted in chunks and yet tell the same story as one by one: a
+// chunk is one statement, all or nothing; a chunk that fails is halved in order until the bad
+// record stands alone. Knows no ODBC; what a server needs comes through a `PostRoad`. Used by this
+// room's bulk inserter and by its tests.
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "database/api/bulk_insert.h"
+#include "database/api/errors.h"
+
+namespace kelvorin::database_odbc {
+
+/// Records waiting, in UTF-8, one after another in one text.
+class RecordBatch {
+ public:
+  /// Fails with kConversion, adding nothing, when the row is no text of the ANSI page.
+  Status Add(std::int64_t record_no, const database::LiteralRow& row);
+  void Clear() noexcept;
+
+  std::size_t size() const noexcept { return records_.size(); }
+  /// Bytes of the records from this one on.
+  std::size_t BytesFrom(std::size_t i) const noexcept {
+    return i < records_.size() ? text_.size() - records_[i].from : 0;
+  }
+  std::size_t fields() const noexcept { return fields_; }
+  std::int64_t RecordNo(std::size_t i) const noexcept { return records_[i].record_no; }
+  /// The record's literals with "," between them.
+  std::string_view Text(std::size_t i) const noexcept {
+    return std::string_view(text_).substr(records_[i].from, records_[i].size);
+  }
+  std::string_view Literal(std::size_t i, std::size_t field) const noexcept;
+
+ private:
+  struct Record {
+    std::int64_t record_no;
+    std::size_t from;  // in text_
+    std::size_t size;
+  };
+  std::string text_;
+  std::vector<Record> records_;
+  std::vector<std::size_t> ends_;  // of each literal, from its record's start; fields_ per record
+  std::size_t fields_ = 0;
+};
+
+/// Records first to end - 1 of a batch.
+struct BatchRange {
+  std::size_t first;
+  std::size_t end;
+  std::size_t size() const noexcept { return end - first; }
+};
+
+/// Why a statement failed.
+struct PostFailure {
+  Status status;
+  std::vector<database::PendingError> errors;
+  bool lost = false;       // the server is gone; whether it has the records is unknown
+  bool try_again = false;  // the server undid the statement for the sake of another writer
+  bool failed() const noexcept { return !status.ok(); }
+};
+
+/// How one target takes records.
+class PostRoad {
+ public:
+  struct Limits {
+    std::size_t most_records = 1;  // in one statement
+    std::size_t most_bytes = 1 << 20;
+    /// Records between commits, 0 when every statement commits itself.
+    std::size_t commit_records = 0;
+  };
+  virtual ~PostRoad() = default;
+  virtual Limits limits() const noexcept = 0;
+  /// Sends the records as one statement that is stored whole or leaves nothing. One record alone
+  /// goes as the plain statement whose errors people are to see.
+  virtual PostFailure Send(const RecordBatch& batch, BatchRange range) = 0;
+  /// For roads with commits of their own. A failed commit must leave no transaction open.
+  virtual PostFailure Begin() { return {}; }
+  virtual PostFailure Commit() { return {}; }
+  /// After a loss: whether the server is back, and whether records sent once more would be refused
+  /// as duplicates of themselves.
+  virtual bool Reconnect() { return false; }
+  virtual bool RefusesDoubles() const noexcept { return false; }
+};
+
+class ChunkPoster {
+ public:
+  /// Tells of a refused record; false ends the posting.
+  using Refuse = std::function<bool(std::int64_t record_no, const PostFailure& failure)>;
+  using Stored = std::function<void(std::int64_t record_no)>;
+  /// Milliseconds that only go forward.
+  using Clock = std::function<std::int64_t()>;
+
+  ChunkPoster(PostRoad& road, Stored stored, Refuse refuse, Clock clock);
+
+  Status Add(std::int64_t record_no, const database::LiteralRow& row);
+  Status Flush();
+  std::size_t Waiting() const noexcept { return batch_.size() - acknowledged_; }
+  bool Grouped() const noexcept { return limits_.most_records > 1; }
+
+ private:
+  bool SendWaiting();
+  bool SendRange(BatchRange range);
+  bool SendSingly(BatchRange range);
+  bool Resolve(BatchRange doubtful, const PostFailure& failure);
+  bool CommitSent(std::size_t replay_to);
+  bool RefuseRecord(std::size_t record, const PostFailure& failure);
+  void Acknowledge(std::size_t end);
+  Status Outcome();
+
+  PostRoad& road_;
+  Stored stored_;
+  Refuse refuse_;
+  Clock clock_;
+  PostRoad::Limits limits_;
+  RecordBatch batch_;
+  // Invariant: acknowledged_ <= sent_ <= batch_.size(); records below `acknowledged_` have their
+  // outcome, those below `sent_` stand in the open transaction.
+  std::size_t acknowledged_ = 0;
+  std::size_t sent_ = 0;
+  std::size_t chunk_records_;
+  std::int64_t waiting_since_ = 0;  // of the first record without outcome
+  bool in_transaction_ = false;
+  bool chunk_failed_ = false;
+  bool stopped_ = false;
+};
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,109 @@
+#include "database/odbc/connect_text.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "database/api/errors.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+struct Addition {
+  std::string_view key;
+  std::string_view value;
+  bool streaming_only;
+};
+
+// Unknown keys are ignored by the drivers, so all are added whatever the driver is.
+constexpr Addition kAdditions[] = {
+    {"Protocol", "7.4-2", false},         // PostgreSQL: a failing statement undoes only itself
+    {"MaxVarcharSize", "100000", false},  // PostgreSQL: tells varchar from varchar(255)
+    {"CHARSET", "utf8mb4", false},        // MariaDB: text is UTF-8
+    {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
+    {"NoCreat", "1", false},              // SQLite: a mistyped name makes no file
+    {"Timeout", "5000", false},           // SQLite: wait for a lock; milliseconds
+    {"UseDeclareFetch", "1", true},       // PostgreSQL: a window of the result instead of all
+    {"Fetch", "1000", true},              // rows of that window
+};
+
+bool IsPlainPassword(std::string_view value) noexcept {
+  return std::all_of(value.begin(), value.end(), [](char c) {
+    return base::IsDigit(c) || (base::ToUpperAscii(c) >= 'A' && base::ToUpperAscii(c) <= 'Z') ||
+           c == '_' || c == '.' || c == '-';
+  });
+}
+
+void AppendBraced(std::string_view value, std::string& out) {
+  out += '{';
+  for (char c : value) {
+    out += c;
+    if (c == '}') out += c;
+  }
+  out += '}';
+}
+
+Status Refuse(std::string text) {
+  return database::MakeStatus(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
+                              std::move(text));
+}
+
+Status AppendPair(std::string_view key, std::string_view value, std::string& out) {
+  const bool password = base::EqualIgnoreCase(key, "PWD") || base::EqualIgnoreCase(key, "Password");
+  if (key.find_first_of(std::string_view("{}\0\r\n", 5)) != std::string_view::npos ||
+      value.find('\0') != std::string_view::npos)
+    return Refuse("the connect string's key '" + std::string(key) +
+                  "' holds a character that no driver takes");
+  out += key;
+  out += '=';
+  if (password ? !IsPlainPassword(value) : base::EqualIgnoreCase(key, "DRIVER")) {
+    AppendBraced(value, out);
+  } else if (!password && (value.find(';') != std::string_view::npos || value.front() == '{')) {
+    return Refuse("the value of '" + std::string(key) +
+                  "' in the connect string holds ';' or begins with '{', which drivers cannot be "
+                  "told");
+  } else {
+    out += value;
+  }
+  out += ';';
+  return Status();
+}
+
+bool Has(const std::vector<std::pair<std::string, std::string>>& pairs, std::string_view key) {
+  return std::any_of(pairs.begin(), pairs.end(),
+                     [&](const auto& pair) { return base::EqualIgnoreCase(pair.first, key); });
+}
+
+}  // namespace
+
+Result<std::string> DriverConnectText(const database::ConnectString& connect,
+                                      ConnectPurpose purpose, const DataSourceHasKey& has_key) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (const auto& [key, value] : connect.pairs())
+    if (!value.empty() && !Has(pairs, key)) pairs.emplace_back(key, value);
+  if (!Has(pairs, "DSN") && !Has(pairs, "DRIVER"))
+    return Refuse("the connect string names no data source");
+
+  for (const Addition& addition : kAdditions) {
+    if (addition.streaming_only && purpose != ConnectPurpose::kStreaming) continue;
+    if (Has(pairs, addition.key) || (has_key && has_key(addition.key))) continue;
+    pairs.emplace_back(addition.key, addition.value);
+  }
+  std::string ansi;
+  for (const auto& [key, value] : pairs) KV_TRY(AppendPair(key, value, ansi));
+  const base::CodePage& page = base::AnsiPage();
+  if (page.is_utf8()) return ansi;
+  std::string utf8;
+  base::Converter(page, *base::FindCodePage(base::kUtf8Page)).Append(ansi, utf8);
+  return utf8;
+}
+
+std::string DataSourceName(const database::ConnectString& connect) {
+  for (const auto& [key, value] : connect.pairs())
+    if (!value.empty() && base::EqualIgnoreCase(key, "DSN")) return value;
+  return std::string(connect.Get("DRIVER").value_or(std::string_view()));
+}
+
+}  // namespace kelvorin::database_odbc

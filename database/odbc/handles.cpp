@@ -1,0 +1,318 @@
+#include "database/odbc/handles.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/M_STRING.h"
+#include "database/api/engine.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+using database::PendingError;
+
+// Seconds that a server may take to answer a logon; drivers that know no such attribute have an
+// entry of their connect string for it.
+constexpr SQLULEN kLoginTimeoutSeconds = 15;
+
+SQLPOINTER Number(SQLULEN value) noexcept {
+  return reinterpret_cast<SQLPOINTER>(value);  // how attributes carry numbers
+}
+
+/// The driver's text in the ANSI page, with the line ends of the product's log.
+std::string Shown(std::string_view text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
+    text.remove_suffix(1);
+  std::string ansi;
+  AppendAnsiText(text, ansi);
+  std::string out;
+  for (char c : ansi) {
+    if (c == '\r') continue;
+    if (c == '\n') out += '\r';
+    out += c;
+  }
+  return out;
+}
+
+bool Contains(std::string_view text, std::string_view part) noexcept {
+  return text.find(part) != std::string_view::npos;
+}
+
+}  // namespace
+
+const std::string& Diagnosis::State() const noexcept {
+  return errors.front().state;
+}
+
+bool Diagnosis::ConnectionLost() const noexcept {
+  return std::any_of(errors.begin(), errors.end(), [](const PendingError& error) {
+    return error.state.starts_with("08") || error.state.starts_with("57P0") ||
+           // MariaDB: server gone, lost in the middle of a query
+           (error.state == "HY000" && (error.number == 2006 || error.number == 2013));
+  });
+}
+
+bool Diagnosis::Rollback() const noexcept {
+  return State().starts_with("40");
+}
+
+Diagnosis Diagnose(SQLSMALLINT handle_type, SQLHANDLE handle) {
+  Diagnosis result;
+  std::string text(1024, '\0');
+  for (SQLSMALLINT record = 1; handle != nullptr && record <= 16; ++record) {
+    std::array<SQLCHAR, 6> state{};
+    SQLINTEGER number = 0;
+    SQLSMALLINT length = 0;
+    SQLRETURN got = SQLGetDiagRec(handle_type, handle, record, state.data(), &number, Chars(text),
+                                  static_cast<SQLSMALLINT>(text.size()), &length);
+    if (!Succeeded(got)) break;
+    if (static_cast<std::size_t>(length) >= text.size()) {  // longer than the buffer: once more
+      text.resize(std::min<std::size_t>(static_cast<std::size_t>(length) + 1, 32000));
+      got = SQLGetDiagRec(handle_type, handle, record, state.data(), &number, Chars(text),
+                          static_cast<SQLSMALLINT>(text.size()), &length);
+      if (!Succeeded(got)) break;
+    }
+    const std::size_t size =
+        std::min<std::size_t>(static_cast<std::size_t>(length), text.size() - 1);
+    result.errors.push_back({number, reinterpret_cast<const char*>(state.data()),
+                             Shown(std::string_view(text).substr(0, size))});
+  }
+  if (result.errors.empty())
+    result.errors.push_back({static_cast<std::int32_t>(database::ErrorNumber::kOdbcCallFailed),
+                             "HY000", "the driver gave no reason"});
+  return result;
+}
+
+Code CodeOf(const PendingError& error) noexcept {
+  const std::string_view state = error.state;
+  const std::string_view text = error.description;
+  if (state == "HY000" && Contains(text, "[SQLite]")) {  // one state for everything
+    if (error.number == 19)
+      return Contains(text, "UNIQUE") || Contains(text, "PRIMARY KEY") ? Code::kDuplicateKey
+             : Contains(text, "NOT NULL")                              ? Code::kRequired
+                                                                       : Code::kIntegrity;
+    if (error.number == 5 || error.number == 6) return Code::kLocked;
+    if (error.number == 8) return Code::kReadOnly;
+    if (error.number == 13) return Code::kNoSpace;
+    if (error.number == 14) return Code::kNotFound;
+    if (error.number == 11 || error.number == 26) return Code::kCorrupt;
+    return Code::kIo;
+  }
+  if (state == "23505" || error.number == 1062) return Code::kDuplicateKey;
+  if (state == "23502" || error.number == 1048) return Code::kRequired;
+  if (state.starts_with("23")) return Code::kIntegrity;
+  if (state == "22001" || error.number == 1406) return Code::kTooLong;
+  if (state.starts_with("22")) return Code::kConversion;
+  if (state.starts_with("28")) return Code::kPassword;
+  if (state == "08001" && Contains(text, "password")) return Code::kPassword;
+  if (state.starts_with("08") || state.starts_with("57P0")) return Code::kIo;
+  if (state.starts_with("40") || state == "55P03" || error.number == 1205) return Code::kLocked;
+  if (state == "42501") return Code::kReadOnly;
+  if (state == "42S02" || state == "42P01" || state == "IM002") return Code::kNotFound;
+  if (state.starts_with("53")) return Code::kNoSpace;
+  return Code::kIo;
+}
+
+void ThrowDiagnosis(std::string_view what, Diagnosis diagnosis) {
+  const PendingError& first = diagnosis.errors.front();
+  Status status = database::MakeStatus(CodeOf(first), database::ErrorNumber::kOdbcCallFailed,
+                                       std::string(what) + ": " + first.description);
+  throw database::DriverError(std::move(status), std::move(diagnosis.errors));
+}
+
+void Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE handle, std::string_view what) {
+  if (!Succeeded(result)) ThrowDiagnosis(what, Diagnose(handle_type, handle));
+}
+
+Environment::Environment()
+    : handle_(nullptr, SQL_HANDLE_ENV, "the ODBC driver manager cannot be reached") {
+  Check(SQLSetEnvAttr(get(), SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0), SQL_HANDLE_ENV, get(),
+        "the ODBC driver manager is too old");
+}
+
+Connection::Connection(const Environment& environment, const std::string& text,
+                       const std::string& shown)
+    : handle_(environment.get(), SQL_HANDLE_ENV, "no ODBC connection can be made") {
+  // A driver without this attribute refuses it, which costs nothing.
+  SQLSetConnectAttr(get(), SQL_ATTR_LOGIN_TIMEOUT, Number(kLoginTimeoutSeconds), 0);
+  std::array<SQLCHAR, 1024> completed{};
+  SQLSMALLINT length = 0;
+  const SQLRETURN result =
+      SQLDriverConnect(get(), nullptr, Chars(text), static_cast<SQLSMALLINT>(text.size()),
+                       completed.data(), completed.size(), &length, SQL_DRIVER_NOPROMPT);
+  if (!Succeeded(result)) {
+    Diagnosis diagnosis = Diagnose(SQL_HANDLE_DBC, get());
+    handle_.Reset();
+    ThrowDiagnosis("cannot open the data source '" + shown + "'", std::move(diagnosis));
+  }
+}
+
+Connection& Connection::operator=(Connection&& other) noexcept {
+  if (this != &other) {
+    Close();
+    handle_ = std::move(other.handle_);
+  }
+  return *this;
+}
+
+void Connection::Close() noexcept {
+  if (!handle_) return;
+  if (SQLDisconnect(get()) != SQL_SUCCESS) {  // refused while a transaction is open
+    Rollback();
+    SQLDisconnect(get());
+  }
+  handle_.Reset();
+}
+
+std::string Connection::Info(SQLUSMALLINT what) const {
+  std::array<char, 512> text{};
+  SQLSMALLINT length = 0;
+  if (!Succeeded(SQLGetInfo(get(), what, text.data(), text.size(), &length)) || length < 0)
+    return {};
+  return {text.data(), std::min<std::size_t>(static_cast<std::size_t>(length), text.size() - 1)};
+}
+
+bool Connection::Dead() const noexcept {
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  return handle_ &&
+         Succeeded(SQLGetConnectAttr(get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) &&
+         dead == SQL_CD_TRUE;
+}
+
+void Connection::SetAutocommit(bool on) {
+  Check(SQLSetConnectAttr(get(), SQL_ATTR_AUTOCOMMIT,
+                          Number(on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF), 0),
+        SQL_HANDLE_DBC, get(), "the data source does not change its commit mode");
+}
+
+void Connection::Commit() {
+  const SQLRETURN result = SQLEndTran(SQL_HANDLE_DBC, get(), SQL_COMMIT);
+  Check(result, SQL_HANDLE_DBC, get(), "the records cannot be committed");
+  if (Dead())
+    ThrowDiagnosis("the records cannot be committed",
+                   Diagnosis{{{0, "08S01", "the connection to the server was lost"}}});
+}
+
+void Connection::Rollback() noexcept {
+  if (handle_) SQLEndTran(SQL_HANDLE_DBC, get(), SQL_ROLLBACK);
+}
+
+Statement::Statement(const Connection& connection)
+    : handle_(connection.get(), SQL_HANDLE_DBC, "no further statement can be made") {
+  SQLSetStmtAttr(get(), SQL_ATTR_NOSCAN, Number(SQL_NOSCAN_ON), 0);
+}
+
+SQLRETURN Statement::Send(std::string_view sql) {
+  CloseCursor();
+  return SQLExecDirect(get(), Chars(sql), static_cast<SQLINTEGER>(sql.size()));
+}
+
+void Statement::Execute(std::string_view sql, std::string_view what) {
+  std::string utf8;
+  const Status status = AppendUtf8Text(sql, utf8);
+  if (!status.ok()) throw Error(status);
+  const SQLRETURN result = Send(utf8);
+  if (result != SQL_NO_DATA) Check(result, what);
+}
+
+void Statement::CloseCursor() noexcept {
+  SQLFreeStmt(get(), SQL_CLOSE);
+}
+
+bool Statement::Fetch(std::string_view what) {
+  const SQLRETURN result = SQLFetch(get());
+  if (result == SQL_NO_DATA) return false;
+  Check(result, what);
+  return true;
+}
+
+bool Statement::GetText(SQLUSMALLINT column, std::string& out, std::string_view what) {
+  out.clear();
+  std::array<char, 65536> piece;
+  bool any = false;
+  std::string utf8;
+  for (;;) {
+    SQLLEN indicator = 0;
+    const SQLRETURN result = SQLGetData(get(), column, SQL_C_CHAR, piece.data(),
+                                        static_cast<SQLLEN>(piece.size()), &indicator);
+    if (result == SQL_NO_DATA) break;
+    Check(result, what);
+    if (indicator == SQL_NULL_DATA) return false;
+    any = true;
+    const bool more = indicator == SQL_NO_TOTAL || indicator >= static_cast<SQLLEN>(piece.size());
+    const std::size_t size = more ? piece.size() - 1 : static_cast<std::size_t>(indicator);
+    if (!more && utf8.empty()) {
+      AppendAnsiText({piece.data(), size}, out);
+      return true;
+    }
+    utf8.append(piece.data(), size);
+    if (!more || result == SQL_SUCCESS) break;
+  }
+  AppendAnsiText(utf8, out);
+  return any;
+}
+
+std::int64_t Statement::RowCount() const noexcept {
+  SQLLEN count = -1;
+  if (!Succeeded(SQLRowCount(get(), &count))) return -1;
+  return count;
+}
+
+void AppendName(std::string_view name, const database::SqlDialect& dialect, std::string& out) {
+  const Status status = database::AppendIdentifier(name, dialect, out);
+  if (!status.ok()) throw Error(status);
+}
+
+std::vector<std::vector<std::string>> QueryRows(const Connection& connection, std::string_view sql,
+                                                std::string_view what) {
+  Statement statement(connection);
+  statement.Execute(sql, what);
+  SQLSMALLINT columns = 0;
+  statement.Check(SQLNumResultCols(statement.get(), &columns), what);
+  std::vector<std::vector<std::string>> rows;
+  while (statement.Fetch(what)) {
+    auto& row = rows.emplace_back(static_cast<std::size_t>(columns));
+    for (std::size_t i = 0; i < row.size(); ++i)
+      statement.GetText(static_cast<SQLUSMALLINT>(i + 1), row[i], what);
+  }
+  return rows;
+}
+
+Status AppendUtf8Text(std::string_view text, std::string& out) {
+  const base::CodePage& ansi = base::AnsiPage();
+  std::size_t at = base::AsciiPrefix(text);
+  if (at == text.size()) {
+    out += text;
+    return Status();
+  }
+  if (!ansi.is_utf8()) {
+    static const base::CodePage& utf8 = *base::FindCodePage(base::kUtf8Page);
+    base::Converter(ansi, utf8).Append(text, out);
+    return Status();
+  }
+  while (at < text.size()) {
+    if (base::DecodeUtf8(text, at) == base::kInvalidCharacter)
+      return database::MakeStatus(Code::kConversion, database::ErrorNumber::kConversion,
+                                  "a text holds bytes that are no character in UTF-8");
+    at += base::AsciiPrefix(text.substr(at));
+  }
+  out += text;
+  return Status();
+}
+
+std::string Utf8Name(const std::string& name) {
+  std::string utf8;
+  return AppendUtf8Text(name, utf8).ok() ? utf8 : name;
+}
+
+void AppendAnsiText(std::string_view utf8, std::string& out) {
+  const base::CodePage& ansi = base::AnsiPage();
+  if (ansi.is_utf8() || base::AsciiPrefix(utf8) == utf8.size()) {
+    out += utf8;
+    return;
+  }
+  static const base::CodePage& from = *base::FindCodePage(base::kUtf8Page);
+  base::Converter(from, ansi).Append(utf8, out);
+}
+
+}  // namespace kelvorin::database_odbc

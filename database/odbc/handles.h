@@ -1,0 +1,163 @@
+#pragma once
+// The room's own view of the ODBC driver manager: owning handles, and one function through which
+// every call's outcome goes, so that a failure always carries the driver's diagnostics. Included by
+// .cpp files of this room only, since it brings in the driver manager's headers.
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/code_page.h"
+#include "database/api/errors.h"
+#include "database/api/sql_text.h"
+
+namespace kelvorin::database_odbc {
+
+/// What a driver said about a failure: its diagnostic records, texts in the ANSI page.
+struct Diagnosis {
+  std::vector<database::PendingError> errors;
+
+  const std::string& State() const noexcept;
+  /// State class 08, a PostgreSQL server that is shutting down, or a driver that has lost its
+  /// server.
+  bool ConnectionLost() const noexcept;
+  /// State class 40: the server undid the transaction and asks for another try.
+  bool Rollback() const noexcept;
+};
+
+/// Reads all diagnostic records of a handle; at least one entry comes back.
+Diagnosis Diagnose(SQLSMALLINT handle_type, SQLHANDLE handle);
+/// The kind of failure that a state, and for drivers with one state for everything the number and
+/// text, stand for.
+Code CodeOf(const database::PendingError& error) noexcept;
+/// Throws a DriverError whose text is `what`, ": " and the first diagnostic text.
+[[noreturn]] void ThrowDiagnosis(std::string_view what, Diagnosis diagnosis);
+
+constexpr bool Succeeded(SQLRETURN result) noexcept {
+  return result == SQL_SUCCESS || result == SQL_SUCCESS_WITH_INFO;
+}
+/// Throws unless the call succeeded. `what` names the failed intention ("cannot read table 'x'").
+void Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE handle, std::string_view what);
+
+inline SQLCHAR* Chars(std::string_view text) noexcept {
+  // The driver manager's prototypes take plain pointers for texts that they only read.
+  return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
+}
+
+/// Owns one handle of any kind.
+template <SQLSMALLINT kType>
+class Handle {
+ public:
+  Handle() = default;
+  Handle(SQLHANDLE parent, SQLSMALLINT parent_type, std::string_view what) {
+    Check(SQLAllocHandle(kType, parent, &handle_), parent_type, parent, what);
+  }
+  Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  Handle& operator=(Handle&& other) noexcept {
+    if (this != &other) {
+      Reset();
+      handle_ = std::exchange(other.handle_, nullptr);
+    }
+    return *this;
+  }
+  ~Handle() { Reset(); }
+
+  SQLHANDLE get() const noexcept { return handle_; }
+  explicit operator bool() const noexcept { return handle_ != nullptr; }
+  void Reset() noexcept {
+    if (handle_ != nullptr) SQLFreeHandle(kType, std::exchange(handle_, nullptr));
+  }
+
+ private:
+  SQLHANDLE handle_ = nullptr;
+};
+
+/// An environment for ODBC 3.
+class Environment {
+ public:
+  Environment();
+  SQLHENV get() const noexcept { return handle_.get(); }
+
+ private:
+  Handle<SQL_HANDLE_ENV> handle_;
+};
+
+/// A connection that is open from its making until it is closed or goes.
+class Connection {
+ public:
+  Connection() = default;
+  /// `text` is a complete connect string without the leading type word; `shown` names the data
+  /// source in messages.
+  Connection(const Environment& environment, const std::string& text, const std::string& shown);
+  Connection(Connection&&) noexcept = default;
+  Connection& operator=(Connection&& other) noexcept;
+  ~Connection() { Close(); }
+
+  SQLHDBC get() const noexcept { return handle_.get(); }
+  bool open() const noexcept { return static_cast<bool>(handle_); }
+  void Close() noexcept;
+
+  std::string Info(SQLUSMALLINT what) const;
+  /// Whether the driver itself knows that the server is gone.
+  bool Dead() const noexcept;
+  void SetAutocommit(bool on);
+  /// Ends the open transaction. A driver may call a commit well done whose server has died, so a
+  /// dead connection is a failure here whatever the call answered.
+  void Commit();
+  void Rollback() noexcept;
+
+ private:
+  Handle<SQL_HANDLE_DBC> handle_;
+};
+
+/// A statement handle on an open connection.
+class Statement {
+ public:
+  Statement() = default;
+  explicit Statement(const Connection& connection);
+
+  SQLHSTMT get() const noexcept { return handle_.get(); }
+  explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
+  void Check(SQLRETURN result, std::string_view what) const {
+    database_odbc::Check(result, SQL_HANDLE_STMT, handle_.get(), what);
+  }
+  /// Sends one statement that is in UTF-8 already; drops the results of the one before. The answer
+  /// is the driver's: SQL_NO_DATA for a change that met no row. Statements reach the server as they
+  /// are: the driver does not look for escape clauses in them.
+  SQLRETURN Send(std::string_view sql);
+  /// The same for a statement in the ANSI page, checked.
+  void Execute(std::string_view sql, std::string_view what);
+  /// Lets go of an open result; harmless when there is none.
+  void CloseCursor() noexcept;
+  /// The next row; false behind the last one.
+  bool Fetch(std::string_view what);
+  /// A column of the current row as text of the ANSI page, from 1; false for Null. `out` is
+  /// cleared.
+  bool GetText(SQLUSMALLINT column, std::string& out, std::string_view what);
+  std::int64_t RowCount() const noexcept;
+
+ private:
+  Handle<SQL_HANDLE_STMT> handle_;
+};
+
+/// Appends a name in the dialect's quotes; throws for one that no quotes can make safe.
+void AppendName(std::string_view name, const database::SqlDialect& dialect, std::string& out);
+
+/// All rows of a small query as texts, Null as empty text.
+std::vector<std::vector<std::string>> QueryRows(const Connection& connection, std::string_view sql,
+                                                std::string_view what);
+
+/// Text from the ANSI page to UTF-8; text that is no character of its page is refused with
+/// kConversion, since not every server refuses it. Appends to `out`.
+Status AppendUtf8Text(std::string_view text, std::string& out);
+/// The same for names that the server itself told; nothing is refused.
+std::string Utf8Name(const std::string& name);
+/// Appends UTF-8 text of a driver as text of the ANSI page.
+void AppendAnsiText(std::string_view utf8, std::string& out);
+
+}  // namespace kelvorin::database_odbc

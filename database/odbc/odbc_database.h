@@ -1,0 +1,37 @@
+#pragma once
+// A data source as the engine's database: tables, read-only record sets, statements, and records
+// posted in groups. Made by the ODBC driver; included by .cpp files of this room only.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "database/api/bulk_insert.h"
+#include "database/api/engine.h"
+#include "database/odbc/session.h"
+
+namespace kelvorin::database_odbc {
+
+class OdbcDatabase final : public database::Database, public database::BulkDatabase {
+ public:
+  OdbcDatabase(database::DBEngine& engine, const database::OpenRequest& request,
+               const database::ConnectString& connect);
+
+  Result<std::unique_ptr<database::BulkInserter>> MakeBulkInserter(
+      std::string_view table, const std::vector<std::string>& fields,
+      database::BulkReceiver& receiver, database::BulkOptions options) noexcept override;
+
+ private:
+  std::vector<database::TableInfo> DoTableDefs() override;
+  database::TableDef DoFindTableDef(std::string_view name) override;
+  std::unique_ptr<database::Recordset> DoOpenRecordset(std::string_view table,
+                                                       database::RecordsetType type) override;
+  std::int64_t DoExecute(std::string_view sql, std::int32_t options) override;
+  void DoClose() override;
+
+  void RequireUpdatable() const;
+
+  Session session_;
+};
+
+}  // namespace kelvorin::database_odbc

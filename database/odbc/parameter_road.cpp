@@ -1,0 +1,135 @@
+#include "database/odbc/parameter_road.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kelvorin::database_odbc {
+namespace {
+
+// Cells of a column are all as wide as its longest value; beyond this a list of VALUES is smaller.
+constexpr std::size_t kWidestCell = 1024;
+
+SQLPOINTER Number(std::size_t value) noexcept {
+  return reinterpret_cast<SQLPOINTER>(value);
+}
+
+bool IsNull(std::string_view literal) noexcept {
+  return literal == "NULL";
+}
+
+/// Writes a literal's value; the room is at least as long as the literal. Returns its bytes.
+std::size_t WriteValue(std::string_view literal, char* to) {
+  if (literal.front() != '\'') {
+    std::memcpy(to, literal.data(), literal.size());
+    return literal.size();
+  }
+  literal = literal.substr(1, literal.size() - 2);
+  char* const start = to;
+  for (;;) {
+    const std::size_t stop = literal.find('\'');
+    const std::size_t size = stop == std::string_view::npos ? literal.size() : stop + 1;
+    std::memcpy(to, literal.data(), size);
+    to += size;
+    if (stop == std::string_view::npos) break;
+    literal.remove_prefix(stop + 2);  // quotes stand doubled
+  }
+  return static_cast<std::size_t>(to - start);
+}
+
+}  // namespace
+
+ParameterRoad::ParameterRoad(Session& session, const std::string& into, bool refuses_doubles,
+                             Limits limits, std::size_t field_count)
+    : SqlRoad(session, into, refuses_doubles, limits), columns_(field_count) {}
+
+bool ParameterRoad::Fill(const RecordBatch& batch, BatchRange range) {
+  for (std::size_t field = 0; field < columns_.size(); ++field) {
+    Column& column = columns_[field];
+    std::size_t widest = 1;
+    for (std::size_t i = range.first; i < range.end; ++i)
+      widest = std::max(widest, batch.Literal(i, field).size());
+    if (widest > kWidestCell) return false;
+    column.cell_bytes = widest;
+    column.cells.resize(widest * range.size());
+    column.sizes.resize(range.size());
+    char* cell = column.cells.data();
+    for (std::size_t row = 0; row < range.size(); ++row, cell += widest) {
+      const std::string_view literal = batch.Literal(range.first + row, field);
+      column.sizes[row] =
+          IsNull(literal) ? SQL_NULL_DATA : static_cast<SQLLEN>(WriteValue(literal, cell));
+    }
+  }
+  return true;
+}
+
+void ParameterRoad::Prepare() {
+  if (prepared_) return;
+  const std::string what = "the records cannot be posted";
+  prepared_ = Statement(session().connection());
+  transaction_ = Statement(session().connection());
+  std::string sql = into() + "VALUES (?";
+  for (std::size_t i = 1; i < columns_.size(); ++i) sql += ",?";
+  sql += ')';
+  SQLSetStmtAttr(prepared_.get(), SQL_ATTR_NOSCAN, Number(SQL_NOSCAN_OFF), 0);
+  prepared_.Check(SQLPrepare(prepared_.get(), Chars(sql), static_cast<SQLINTEGER>(sql.size())),
+                  what);
+}
+
+void ParameterRoad::Bind(std::size_t records) {
+  const std::string what = "the records cannot be posted";
+  prepared_.Check(SQLSetStmtAttr(prepared_.get(), SQL_ATTR_PARAMSET_SIZE, Number(records), 0),
+                  what);
+  for (std::size_t field = 0; field < columns_.size(); ++field) {
+    Column& column = columns_[field];
+    prepared_.Check(
+        SQLBindParameter(prepared_.get(), static_cast<SQLUSMALLINT>(field + 1), SQL_PARAM_INPUT,
+                         SQL_C_CHAR, SQL_VARCHAR, column.cell_bytes, 0, column.cells.data(),
+                         static_cast<SQLLEN>(column.cell_bytes), column.sizes.data()),
+        what);
+  }
+}
+
+void ParameterRoad::RunTransaction(const char* sql) {
+  transaction_.Check(transaction_.Send(sql), "the records cannot be posted");
+}
+
+PostFailure ParameterRoad::Abandon(PostFailure failure) {
+  if (failure.lost) {
+    prepared_ = Statement();
+    transaction_ = Statement();
+  } else {
+    transaction_.Send("ROLLBACK");
+  }
+  return failure;
+}
+
+// Where the driver cannot send an array at once it sends record by record, so the array has a
+// transaction around it: a chunk is stored whole or not at all.
+PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
+  if (range.size() == 1 || session().lost() || !Fill(batch, range))
+    return SqlRoad::Send(batch, range);
+  try {
+    Prepare();
+    Bind(range.size());
+    RunTransaction("START TRANSACTION");
+    const SQLRETURN result = SQLExecute(prepared_.get());
+    if (!Succeeded(result) && result != SQL_NO_DATA) return Abandon(FailureOf(prepared_));
+    RunTransaction("COMMIT");
+    return {};
+  } catch (const Error& error) {
+    PostFailure failure = FailureOf(error);
+    const Diagnosis diagnosis{failure.errors};
+    session().Note(diagnosis);
+    failure.lost = session().lost();
+    failure.try_again = diagnosis.Rollback();
+    return Abandon(std::move(failure));
+  }
+}
+
+bool ParameterRoad::Reconnect() {
+  prepared_ = Statement();
+  transaction_ = Statement();
+  return SqlRoad::Reconnect();
+}
+
+}  // namespace kelvorin::database_odbc

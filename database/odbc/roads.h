@@ -1,0 +1,27 @@
+#pragma once
+// How the known servers take records: which statement form is fastest there, when it commits, and
+// for which tables nothing but one statement per record is safe. Included by .cpp files of this
+// room only.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "database/api/bulk_insert.h"
+#include "database/odbc/catalog.h"
+#include "database/odbc/chunk_poster.h"
+
+namespace kelvorin::database_odbc {
+
+/// The target of a road, resolved once.
+struct RoadTarget {
+  TableEntry table;
+  database::TableDef def;
+  std::vector<std::string> fields;  // as the server spells them
+};
+
+/// The road for a target. With `one_by_one`, or where the table's triggers, rules, keys or engine
+/// would tell chunks from single records, every record is a statement of its own.
+std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one_by_one);
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,264 @@
+#include "database/odbc/row_stream.h"
+
+#include <algorithm>
+
+#include "base/M_STRING.h"
+#include "database/values/value_format.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+using values::TypeCode;
+using values::Value;
+
+constexpr std::size_t kBlockBytes = 256 * 1024;  // of all bound cells together
+constexpr std::size_t kMostBlockRows = 500;
+constexpr std::size_t kMostPageRows = 1000;
+constexpr std::size_t kFirstMemoPageRows = 32;  // until the length of the memos is known
+constexpr std::size_t kPageBytes = 2 * 1024 * 1024;
+
+// Bytes of a cell that holds any ordinary value of the field, or 0 when there is no such limit.
+std::size_t CellBytes(const database::FieldDef& field) {
+  switch (field.Type) {
+    case TypeCode::kText:
+    case TypeCode::kChar:
+      return static_cast<std::size_t>(field.Size) * 4 + 1;  // UTF-8 needs at most four per letter
+    case TypeCode::kMemo:
+      return 0;
+    case TypeCode::kNumeric:
+    case TypeCode::kDecimal:
+      return static_cast<std::size_t>(field.Size) + 40;
+    default:
+      return 64;
+  }
+}
+
+SQLPOINTER Number(std::size_t value) noexcept {
+  return reinterpret_cast<SQLPOINTER>(value);
+}
+
+}  // namespace
+
+RowStream::RowStream(Session& session, TableEntry table,
+                     const std::vector<database::FieldDef>& fields)
+    : session_(session),
+      table_(std::move(table)),
+      fields_(fields),
+      what_("cannot read table '" + table_.shown + "'") {
+  columns_.resize(fields_.size());
+  PlanColumns(true);
+}
+
+void RowStream::PlanColumns(bool bind) {
+  has_unbound_ = false;
+  std::size_t row_bytes = 64;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    Column& column = columns_[i];
+    column.skipped = values::IsBinary(fields_[i].Type);
+    column.cell_bytes = column.skipped ? 0 : CellBytes(fields_[i]);
+    column.bound = bind && column.cell_bytes != 0;
+    has_unbound_ |= !column.bound && !column.skipped;
+    if (column.bound) row_bytes += column.cell_bytes + sizeof(SQLLEN);
+  }
+  row_number_.bound = bind;
+  row_number_.cell_bytes = 32;
+  // A column that is not bound can be read of the last row of a block only.
+  block_rows_ =
+      has_unbound_ ? 1 : std::clamp<std::size_t>(kBlockBytes / row_bytes, 1, kMostBlockRows);
+}
+
+void RowStream::LearnPaging() {
+  row_number_name_.clear();
+  if (session_.facts().server != Server::kSqlite || table_.type != "TABLE") return;
+  for (const char* name : {"rowid", "_rowid_", "oid"}) {
+    const bool taken = std::any_of(fields_.begin(), fields_.end(), [&](const auto& field) {
+      return base::EqualIgnoreCase(field.Name, name);
+    });
+    if (taken) continue;
+    try {
+      const auto rows = QueryRows(
+          session_.connection(),
+          "SELECT max(" + std::string(name) + ") FROM " + SqlName(session_, table_), what_);
+      final_row_number_ = rows.front().front().empty() ? "0" : rows.front().front();
+      row_number_name_ = name;
+    } catch (const Error&) {
+      // a table without row numbers is read by one statement
+    }
+    return;
+  }
+}
+
+std::string RowStream::SelectText() const {
+  const database::SqlDialect& dialect = session_.facts().dialect;
+  std::string sql = "SELECT ";
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (i != 0) sql += ',';
+    if (columns_[i].skipped) {
+      sql += "NULL";
+    } else {
+      AppendName(fields_[i].Name, dialect, sql);
+    }
+  }
+  if (!row_number_name_.empty()) sql += "," + row_number_name_;
+  sql += " FROM " + SqlName(session_, table_);
+  if (row_number_name_.empty()) return sql;
+  sql += " WHERE " + row_number_name_ + "<=" + final_row_number_;
+  if (!last_row_number_.empty()) sql += " AND " + row_number_name_ + ">" + last_row_number_;
+  return sql + " ORDER BY " + row_number_name_ + " LIMIT " + std::to_string(page_rows_);
+}
+
+void RowStream::Restart() {
+  session_.RequireConnection();
+  if (session_.facts().server == Server::kPostgres) {
+    if (!own_connection_.open()) {
+      own_connection_ = session_.OpenStream();
+      own_connection_.SetAutocommit(false);  // a cursor, and the same rows when asked again
+      Statement(own_connection_)
+          .Execute("SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY", what_);
+    }
+    if (!statement_) statement_ = Statement(own_connection_);
+  } else {
+    statement_ = Statement();
+    statement_ = Statement(session_.connection());
+    LearnPaging();
+  }
+  last_row_number_.clear();
+  page_rows_ = has_unbound_ ? kFirstMemoPageRows : kMostPageRows;
+  rows_passed_ = 0;
+  ended_ = false;
+  Send();
+}
+
+void RowStream::Bind(Column& column, SQLUSMALLINT place) {
+  if (!column.bound) return;
+  column.cells.resize(column.cell_bytes * block_rows_);
+  column.sizes.resize(block_rows_);
+  statement_.Check(SQLBindCol(statement_.get(), place, SQL_C_CHAR, column.cells.data(),
+                              static_cast<SQLLEN>(column.cell_bytes), column.sizes.data()),
+                   what_);
+}
+
+void RowStream::Send() {
+  statement_.CloseCursor();
+  SQLFreeStmt(statement_.get(), SQL_UNBIND);
+  statement_.Check(
+      SQLSetStmtAttr(statement_.get(), SQL_ATTR_ROW_ARRAY_SIZE, Number(block_rows_), 0), what_);
+  statement_.Check(SQLSetStmtAttr(statement_.get(), SQL_ATTR_ROWS_FETCHED_PTR, &rows_in_block_, 0),
+                   what_);
+  statement_.Execute(SelectText(), what_);
+  for (std::size_t i = 0; i < columns_.size(); ++i)
+    Bind(columns_[i], static_cast<SQLUSMALLINT>(i + 1));
+  if (!row_number_name_.empty()) Bind(row_number_, static_cast<SQLUSMALLINT>(columns_.size() + 1));
+  rows_in_block_ = 0;
+  row_in_block_ = 0;
+  rows_in_page_ = bytes_in_page_ = 0;
+  unbound_loaded_ = false;
+}
+
+bool RowStream::FetchBlock() {
+  row_in_block_ = 0;
+  rows_in_block_ = 0;
+  const SQLRETURN result = SQLFetch(statement_.get());
+  if (result == SQL_NO_DATA) return false;
+  if (!Succeeded(result)) {
+    Diagnosis diagnosis = Diagnose(SQL_HANDLE_STMT, statement_.get());
+    if (session_.facts().server != Server::kPostgres) session_.Note(diagnosis);
+    ThrowDiagnosis(what_, std::move(diagnosis));
+  }
+  return rows_in_block_ > 0;
+}
+
+bool RowStream::AnyCut() const {
+  return std::any_of(columns_.begin(), columns_.end(), [&](const Column& column) {
+    if (!column.bound) return false;
+    for (SQLULEN row = 0; row < rows_in_block_; ++row) {
+      const SQLLEN size = column.sizes[row];
+      if (size == SQL_NO_TOTAL || size >= static_cast<SQLLEN>(column.cell_bytes)) return true;
+    }
+    return false;
+  });
+}
+
+bool RowStream::Next() {
+  unbound_loaded_ = false;
+  if (row_in_block_ + 1 < rows_in_block_) {
+    ++row_in_block_;
+  } else {
+    while (!FetchBlock()) {
+      if (row_number_name_.empty() || rows_in_page_ < page_rows_) {
+        ended_ = true;
+        return false;
+      }
+      if (has_unbound_)  // as many rows as are likely to fill a page
+        page_rows_ = std::clamp<std::size_t>(
+            kPageBytes * rows_in_page_ / std::max<std::size_t>(bytes_in_page_, 1), 1,
+            kMostPageRows);
+      Send();
+    }
+    if (AnyCut()) {
+      // A server that does not keep to declared lengths: read on without cells of fixed width.
+      const std::int64_t passed = rows_passed_;
+      PlanColumns(false);
+      Restart();
+      while (rows_passed_ < passed)
+        if (!Next()) return false;
+      return Next();
+    }
+  }
+  ++rows_passed_;
+  NoteRowNumber();
+  return true;
+}
+
+void RowStream::NoteRowNumber() {
+  if (row_number_name_.empty()) return;
+  ++rows_in_page_;
+  if (has_unbound_) LoadUnbound();  // the page's size in bytes must be known
+  if (!row_number_.bound) {
+    statement_.GetText(static_cast<SQLUSMALLINT>(columns_.size() + 1), last_row_number_, what_);
+  } else if (row_in_block_ + 1 == rows_in_block_) {
+    last_row_number_ = CellText(row_number_);
+  }
+}
+
+void RowStream::LoadUnbound() {
+  if (unbound_loaded_) return;
+  unbound_loaded_ = true;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    Column& column = columns_[i];
+    if (column.bound || column.skipped) continue;
+    column.is_null = !statement_.GetText(static_cast<SQLUSMALLINT>(i + 1), column.text, what_);
+    bytes_in_page_ += column.text.size() + 32;
+  }
+}
+
+std::string_view RowStream::CellText(const Column& column) const noexcept {
+  return {column.cells.data() + row_in_block_ * column.cell_bytes,
+          static_cast<std::size_t>(column.sizes[row_in_block_])};
+}
+
+void RowStream::Read(std::size_t field, Value& out) {
+  Column& column = columns_[field];
+  out = Value::Null();
+  if (column.skipped) return;
+  std::string_view text;
+  const TypeCode type = fields_[field].Type;
+  if (column.bound) {
+    if (column.sizes[row_in_block_] == SQL_NULL_DATA) return;
+    text = CellText(column);
+    if (values::IsText(type) && !base::AnsiPage().is_utf8()) {
+      column.scratch.clear();
+      AppendAnsiText(text, column.scratch);
+      text = column.scratch;
+    }
+  } else {
+    LoadUnbound();
+    if (column.is_null) return;
+    text = column.text;
+  }
+  if (values::IsText(type) ||
+      !values::ValueFormat::Neutral().Parse(text, type, out, column.scratch).ok() || out.IsNull())
+    out = Value::Text(text);
+}
+
+}  // namespace kelvorin::database_odbc

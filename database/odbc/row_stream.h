@@ -1,0 +1,83 @@
+#pragma once
+// The rows of one table, forward and with bounded memory where the driver allows it: PostgreSQL
+// hands out a window of a cursor, SQLite pages along its row numbers; other drivers keep the result
+// themselves. Used by this room's record set alone.
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "database/api/table_def.h"
+#include "database/odbc/catalog.h"
+#include "database/odbc/session.h"
+#include "database/values/value.h"
+
+namespace kelvorin::database_odbc {
+
+class RowStream {
+ public:
+  /// Reads nothing yet. `session` and `fields` outlive the stream.
+  RowStream(Session& session, TableEntry table, const std::vector<database::FieldDef>& fields);
+
+  /// Goes in front of the first row and asks for the rows anew.
+  void Restart();
+  /// On to the next row; false behind the last one.
+  bool Next();
+  /// Rows passed since the start, the current one included.
+  std::int64_t rows_passed() const noexcept { return rows_passed_; }
+  /// Whether `Next` came behind the last row; there is no current row then.
+  bool ended() const noexcept { return ended_; }
+  /// A field of the current row. What is no value of the field's type comes as the text it is, so
+  /// that nothing a server stores is lost. Binary fields read Null. The text lives until `Next` or
+  /// the next reading of the same field.
+  void Read(std::size_t field, values::Value& out);
+
+ private:
+  struct Column {
+    bool skipped = false;        // binary: never asked for
+    bool bound = false;          // fetched in blocks into `cells`
+    std::size_t cell_bytes = 0;  // width of one cell, terminator included
+    std::vector<char> cells;
+    std::vector<SQLLEN> sizes;  // bytes in each cell, or SQL_NULL_DATA
+    std::string text;           // value of the current row when it is not bound
+    bool is_null = false;
+    std::string scratch;  // digits or converted text of the value handed out
+  };
+
+  void PlanColumns(bool bind);
+  void Bind(Column& column, SQLUSMALLINT place);
+  void LearnPaging();
+  std::string SelectText() const;
+  void Send();
+  bool FetchBlock();
+  void NoteRowNumber();
+  bool AnyCut() const;
+  void LoadUnbound();
+  std::string_view CellText(const Column& column) const noexcept;
+
+  Session& session_;
+  TableEntry table_;
+  const std::vector<database::FieldDef>& fields_;
+  std::string what_;
+  Connection own_connection_;  // PostgreSQL: where the cursor lives
+  Statement statement_;
+  std::vector<Column> columns_;
+  bool has_unbound_ = false;
+  bool unbound_loaded_ = false;
+  std::size_t block_rows_ = 1;
+  SQLULEN rows_in_block_ = 0;
+  std::size_t row_in_block_ = 0;
+  std::int64_t rows_passed_ = 0;
+  bool ended_ = false;
+
+  // SQLite's pages along the row number.
+  std::string row_number_name_;  // empty: the table has none, one statement reads it all
+  Column row_number_;
+  std::string last_row_number_;   // of the page's last row; empty before the first page
+  std::string final_row_number_;  // the last row that existed when reading began
+  std::size_t page_rows_ = 0;
+  std::size_t rows_in_page_ = 0;
+  std::size_t bytes_in_page_ = 0;
+};
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,120 @@
+#include "database/odbc/session.h"
+
+#include <odbcinst.h>
+
+#include <array>
+
+#include "base/M_STRING.h"
+#include "database/api/engine.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+Server ServerOf(std::string_view dbms_name) noexcept {
+  if (base::StartsWithIgnoreCase(dbms_name, "SQLite")) return Server::kSqlite;
+  if (base::StartsWithIgnoreCase(dbms_name, "PostgreSQL")) return Server::kPostgres;
+  if (base::StartsWithIgnoreCase(dbms_name, "MariaDB") ||
+      base::StartsWithIgnoreCase(dbms_name, "MySQL"))
+    return Server::kMariaDb;
+  return Server::kOther;
+}
+
+/// The one value of a query, empty when there is none.
+std::string QueryText(const Connection& connection, std::string_view sql, std::string_view what) {
+  const auto rows = QueryRows(connection, sql, what);
+  return rows.empty() || rows.front().empty() ? std::string() : rows.front().front();
+}
+
+void Run(const Connection& connection, std::string_view sql, std::string_view what) {
+  Statement(connection).Execute(sql, what);
+}
+
+/// Whether the server takes "\" in quoted text as an escape.
+bool TakesBackslash(const Connection& connection, std::string_view what) {
+  return QueryText(connection, R"(SELECT '\\')", what).size() == 1;
+}
+
+}  // namespace
+
+Session::Session(database::ConnectString connect)
+    : connect_(std::move(connect)), name_(DataSourceName(connect_)) {
+  connection_ = Connection(environment_, TextFor(ConnectPurpose::kOrdinary), name_);
+  SetUp();
+}
+
+std::string Session::TextFor(ConnectPurpose purpose) const {
+  const std::string dsn(connect_.Get("DSN").value_or(std::string_view()));
+  const auto has_key = [&](std::string_view key) {
+    if (dsn.empty()) return false;
+    std::array<char, 8> value{};
+    return SQLGetPrivateProfileString(dsn.c_str(), std::string(key).c_str(), "", value.data(),
+                                      value.size(), "odbc.ini") > 0;
+  };
+  Result<std::string> text = DriverConnectText(connect_, purpose, has_key);
+  if (!text.ok()) throw Error(std::move(text).status());
+  return *std::move(text);
+}
+
+// Also the first statement on the connection: some drivers log on to anything and fail only now.
+void Session::SetUp() {
+  const std::string what = "cannot open the data source '" + name_ + "'";
+  facts_ = {};
+  facts_.dbms_name = connection_.Info(SQL_DBMS_NAME);
+  facts_.server = ServerOf(facts_.dbms_name);
+  facts_.current_catalog = connection_.Info(SQL_DATABASE_NAME);
+  facts_.dialect.identifier_quote =
+      std::string(base::Trim(connection_.Info(SQL_IDENTIFIER_QUOTE_CHAR)));
+  bool escapes = TakesBackslash(connection_, what);
+  switch (facts_.server) {
+    case Server::kSqlite:
+      Run(connection_, "SELECT COUNT(*) FROM sqlite_master", what);
+      break;
+    case Server::kPostgres:
+      if (escapes) Run(connection_, "SET standard_conforming_strings=on", what);
+      facts_.default_schema = QueryText(connection_, "SELECT current_schema()", what);
+      break;
+    case Server::kMariaDb:
+      if (escapes)
+        Run(connection_, "SET sql_mode=CONCAT(@@sql_mode,',NO_BACKSLASH_ESCAPES')", what);
+      facts_.current_catalog = QueryText(connection_, "SELECT DATABASE()", what);
+      break;
+    case Server::kOther:
+      break;
+  }
+  if (escapes && facts_.server != Server::kOther) escapes = TakesBackslash(connection_, what);
+  facts_.dialect.backslash_escapes = escapes;
+}
+
+Connection Session::OpenStream() const {
+  return Connection(environment_, TextFor(ConnectPurpose::kStreaming), name_);
+}
+
+void Session::Note(const Diagnosis& diagnosis) noexcept {
+  if (diagnosis.ConnectionLost() || connection_.Dead()) lost_ = true;
+}
+
+bool Session::Reconnect() noexcept {
+  if (!lost_) return true;
+  if (gave_up_) return false;
+  try {
+    connection_.Close();
+    connection_ = Connection(environment_, TextFor(ConnectPurpose::kOrdinary), name_);
+    SetUp();
+    lost_ = false;
+  } catch (...) {
+    gave_up_ = true;  // why it failed no longer matters: the loss itself is what is reported
+  }
+  return !lost_;
+}
+
+void Session::RequireConnection() {
+  if (Reconnect()) return;
+  ThrowDiagnosis("the data source '" + name_ + "'",
+                 Diagnosis{{{0, "08S01", "the connection to the server was lost"}}});
+}
+
+void Session::Close() noexcept {
+  connection_.Close();
+}
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,60 @@
+#pragma once
+// One logged-on data source: the connection, what its server is, and how it is found again after it
+// was lost. Shared by a database's record sets, statements and bulk inserters; further connections
+// for reading are made here too. Included by .cpp files of this room only.
+
+#include <string>
+
+#include "database/api/connect_string.h"
+#include "database/api/sql_text.h"
+#include "database/odbc/connect_text.h"
+#include "database/odbc/handles.h"
+#include "database/odbc/type_map.h"
+
+namespace kelvorin::database_odbc {
+
+/// What is asked once after logging on.
+struct ServerFacts {
+  Server server = Server::kOther;
+  std::string dbms_name;        // the server's own word, "PostgreSQL"
+  std::string current_catalog;  // MariaDB: the database; else as the driver tells
+  std::string default_schema;   // PostgreSQL; empty elsewhere
+  database::SqlDialect dialect;
+};
+
+class Session {
+ public:
+  explicit Session(database::ConnectString connect);
+
+  const Connection& connection() const noexcept { return connection_; }
+  Connection& connection() noexcept { return connection_; }
+  const ServerFacts& facts() const noexcept { return facts_; }
+  const std::string& name() const noexcept { return name_; }
+
+  /// A further connection for reading, on which PostgreSQL hands out a result window by window.
+  Connection OpenStream() const;
+
+  /// To be called with every diagnosis: remembers when the server is gone.
+  void Note(const Diagnosis& diagnosis) noexcept;
+  bool lost() const noexcept { return lost_; }
+  /// Logs on anew after a loss. Tried once; a server that stayed away is not asked again until the
+  /// database is opened anew, so that nothing waits once per record.
+  bool Reconnect() noexcept;
+  /// Throws when the connection is lost and does not come back.
+  void RequireConnection();
+  void Close() noexcept;
+
+ private:
+  std::string TextFor(ConnectPurpose purpose) const;
+  void SetUp();
+
+  database::ConnectString connect_;
+  std::string name_;
+  Environment environment_;
+  Connection connection_;
+  ServerFacts facts_;
+  bool lost_ = false;
+  bool gave_up_ = false;
+};
+
+}  // namespace kelvorin::database_odbc

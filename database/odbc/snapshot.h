@@ -1,0 +1,43 @@
+#pragma once
+// A read-only record set on one table. It knows its place by number and touches the rows only when
+// one is read, so opening a target, counting and going to the end cost no transfer; going back asks
+// for the rows again. Used by this room's database alone.
+
+#include <cstdint>
+#include <optional>
+
+#include "database/api/recordset.h"
+#include "database/odbc/row_stream.h"
+
+namespace kelvorin::database_odbc {
+
+class Snapshot final : public database::Recordset {
+ public:
+  Snapshot(database::Database& database, database::TableDef def, Session& session,
+           TableEntry table);
+
+ private:
+  bool DoMoveFirst() override;
+  bool DoMoveLast() override;
+  bool DoMoveNext() override;
+  bool DoMovePrevious() override;
+  bool DoMove(std::int64_t rows) override;
+  std::int64_t DoRecordCount() override;
+  void DoGetBookmark(std::string& out) override;
+  bool DoSetBookmark(std::string_view bytes) override;
+  void DoReadField(std::size_t field, values::Value& out) override;
+  void DoClose() override;
+
+  bool HasRows();
+  /// Brings the stream onto a row; false when there are not so many.
+  bool Reach(std::int64_t position);
+
+  Session& session_;
+  TableEntry table_;
+  std::optional<RowStream> stream_;  // made when a row is needed
+  std::int64_t position_ = 0;        // of the current record, from 0
+  std::optional<std::int64_t> count_;
+  std::optional<bool> has_rows_;
+};
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,166 @@
+#include "database/odbc/sql_road.h"
+
+#include "database/api/engine.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+/// A literal as the element of an array that itself stands in a literal: quotes stay doubled.
+void AppendElement(std::string_view literal, std::string& out) {
+  if (literal.front() != '\'') {  // a number, or NULL
+    out += literal;
+    return;
+  }
+  literal = literal.substr(1, literal.size() - 2);
+  out += '"';
+  for (;;) {
+    const std::size_t stop = literal.find_first_of("\"\\");
+    if (stop == std::string_view::npos) break;
+    out += literal.substr(0, stop);
+    out += '\\';
+    out += literal[stop];
+    literal.remove_prefix(stop + 1);
+  }
+  out += literal;
+  out += '"';
+}
+
+}  // namespace
+
+std::string InsertText(const Session& session, const TableEntry& table,
+                       const std::vector<std::string>& fields) {
+  std::string sql = "INSERT INTO " + SqlName(session, table) + " (";
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i != 0) sql += ',';
+    AppendName(fields[i], session.facts().dialect, sql);
+  }
+  return sql + ") ";
+}
+
+SqlRoad::SqlRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits)
+    : session_(session),
+      into_(Utf8Name(into)),
+      refuses_doubles_(refuses_doubles),
+      limits_(limits) {}
+
+PostFailure SqlRoad::FailureOf(const Statement& statement) {
+  Diagnosis diagnosis = Diagnose(SQL_HANDLE_STMT, statement.get());
+  session_.Note(diagnosis);
+  PostFailure failure;
+  failure.lost = session_.lost();
+  failure.try_again = diagnosis.Rollback();
+  const database::PendingError& first = diagnosis.errors.front();
+  failure.status = database::MakeStatus(CodeOf(first), database::ErrorNumber::kOdbcCallFailed,
+                                        first.description);
+  failure.errors = std::move(diagnosis.errors);
+  return failure;
+}
+
+PostFailure SqlRoad::FailureOf(const Error& error) {
+  PostFailure failure;
+  failure.status = error.status();
+  const auto* driver = dynamic_cast<const database::DriverError*>(&error);
+  if (driver != nullptr) failure.errors = driver->details();
+  if (failure.errors.empty())
+    failure.errors.push_back({error.status().number(), {}, std::string(error.status().message())});
+  return failure;
+}
+
+PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
+  try {
+    if (session_.lost()) {
+      ForgetStatement();
+      session_.RequireConnection();
+    }
+    if (!statement_) statement_ = Statement(session_.connection());
+    sql_.clear();
+    range.size() == 1 ? WriteValues(batch, range, sql_) : WriteStatement(batch, range, sql_);
+    const SQLRETURN result = statement_.Send(sql_);
+    if (Succeeded(result) || result == SQL_NO_DATA) return {};
+    PostFailure failure = FailureOf(statement_);
+    if (failure.lost) ForgetStatement();
+    return failure;
+  } catch (const Error& error) {
+    // No statement to be had: the connection is gone before anything was sent.
+    PostFailure failure = FailureOf(error);
+    session_.Note(Diagnosis{failure.errors});
+    failure.lost = session_.lost();
+    ForgetStatement();
+    return failure;
+  }
+}
+
+PostFailure SqlRoad::Begin() {
+  try {
+    session_.connection().SetAutocommit(false);
+    return {};
+  } catch (const Error& error) {
+    return FailureOf(error);
+  }
+}
+
+PostFailure SqlRoad::Commit() {
+  PostFailure failure;
+  try {
+    session_.connection().Commit();
+  } catch (const Error& error) {
+    failure = FailureOf(error);
+    session_.Note(Diagnosis{failure.errors});
+    failure.lost = session_.lost();
+    session_.connection().Rollback();
+  }
+  try {
+    session_.connection().SetAutocommit(true);
+  } catch (const Error&) {
+    // a lost connection; what was sent has its outcome already
+  }
+  return failure;
+}
+
+bool SqlRoad::Reconnect() {
+  ForgetStatement();
+  return session_.Reconnect();
+}
+
+void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range, std::string& sql) const {
+  sql += into_;
+  sql += "VALUES ";
+  for (std::size_t i = range.first; i < range.end; ++i) {
+    if (i != range.first) sql += ',';
+    sql += '(';
+    sql += batch.Text(i);
+    sql += ')';
+  }
+}
+
+void SqlRoad::WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) {
+  WriteValues(batch, range, sql);
+}
+
+UnnestRoad::UnnestRoad(Session& session, const std::string& into, bool refuses_doubles,
+                       Limits limits, const std::vector<std::string>& element_types)
+    : SqlRoad(session, into, refuses_doubles, limits) {
+  for (const std::string& type : element_types) element_types_.push_back(Utf8Name(type));
+}
+
+void UnnestRoad::WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) {
+  sql += into();
+  sql += "SELECT * FROM unnest(";
+  for (std::size_t field = 0; field < element_types_.size(); ++field) {
+    sql += field == 0 ? "'{" : ",'{";
+    bool numbers = true;  // nothing but numbers stands in the column
+    for (std::size_t i = range.first; i < range.end; ++i) {
+      if (i != range.first) sql += ',';
+      const std::string_view literal = batch.Literal(i, field);
+      numbers &= literal.front() != '\'';
+      AppendElement(literal, sql);
+    }
+    sql += "}'::";
+    // The text of an amount is read by the server's locale, a plain number is not.
+    sql += numbers && element_types_[field] == "money" ? "numeric" : element_types_[field];
+    sql += "[]";
+  }
+  sql += ")";
+}
+
+}  // namespace kelvorin::database_odbc

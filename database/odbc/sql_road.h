@@ -1,0 +1,59 @@
+#pragma once
+// Roads that write records as SQL text: one INSERT with a list of VALUES, and PostgreSQL's INSERT
+// from arrays, which costs the server one literal per field and chunk. Included by .cpp files of
+// this room only.
+
+#include <string>
+#include <vector>
+
+#include "database/odbc/catalog.h"
+#include "database/odbc/chunk_poster.h"
+
+namespace kelvorin::database_odbc {
+
+/// "INSERT INTO t (a,b) ", in the ANSI page.
+std::string InsertText(const Session& session, const TableEntry& table,
+                       const std::vector<std::string>& fields);
+
+class SqlRoad : public PostRoad {
+ public:
+  SqlRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits);
+
+  Limits limits() const noexcept override { return limits_; }
+  PostFailure Send(const RecordBatch& batch, BatchRange range) override;
+  PostFailure Begin() override;
+  PostFailure Commit() override;
+  bool Reconnect() override;
+  bool RefusesDoubles() const noexcept override { return refuses_doubles_; }
+
+ protected:
+  /// Writes the statement for the records into `sql`, which is empty.
+  virtual void WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql);
+  void WriteValues(const RecordBatch& batch, BatchRange range, std::string& sql) const;
+  /// What the statement's diagnostics say, and what that means for the session.
+  PostFailure FailureOf(const Statement& statement);
+  static PostFailure FailureOf(const Error& error);
+  Session& session() noexcept { return session_; }
+  const std::string& into() const noexcept { return into_; }
+  void ForgetStatement() { statement_ = Statement(); }
+
+ private:
+  Session& session_;
+  std::string into_;  // in UTF-8
+  bool refuses_doubles_;
+  Limits limits_;
+  Statement statement_;
+  std::string sql_;
+};
+
+class UnnestRoad final : public SqlRoad {
+ public:
+  UnnestRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
+             const std::vector<std::string>& element_types);
+
+ private:
+  void WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) override;
+  std::vector<std::string> element_types_;  // in UTF-8
+};
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,235 @@
+#include "tests/odbc/posting_check.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "database/api/engine.h"
+
+namespace kelvorin::tests {
+namespace {
+
+using database::BulkInserter;
+using database::BulkReceiver;
+using database::Database;
+using database::LiteralRow;
+
+using Records = std::vector<std::vector<std::string>>;
+
+/// When a posting ends before its last record.
+struct Ending {
+  int errors = 1 << 30;           // stop at this many errors
+  std::size_t cancel = 1u << 30;  // stop in front of this record
+};
+
+void Note(std::string& story, std::int64_t record_no, const Database& database) {
+  story += "-" + std::to_string(record_no);
+  for (const auto& error : database.engine().Errors())
+    story += "[" + error.state + " " + std::to_string(error.number) + " " + error.description + "]";
+  story += "\n";
+}
+
+class Listener final : public BulkReceiver {
+ public:
+  Listener(Database& database, Ending ending) : database_(database), ending_(ending) {}
+  void Stored(std::int64_t record_no) override { story += "+" + std::to_string(record_no) + "\n"; }
+  bool Refused(std::int64_t record_no, const Status& status) override {
+    CHECK_FALSE(status.ok());
+    Note(story, record_no, database_);
+    return ++errors_ < ending_.errors;
+  }
+  std::string story;
+
+ private:
+  Database& database_;
+  Ending ending_;
+  int errors_ = 0;
+};
+
+std::string Grouped(Database& database, std::string_view table,
+                    const std::vector<std::string>& fields, const Records& records, Ending ending,
+                    std::size_t flush_every) {
+  Listener listener(database, ending);
+  auto* bulk = database::AsBulkDatabase(database);
+  REQUIRE(bulk != nullptr);
+  Result<std::unique_ptr<BulkInserter>> inserter =
+      bulk->MakeBulkInserter(table, fields, listener, {});
+  REQUIRE_MESSAGE(inserter.ok(), std::string(inserter.status().message()));
+  LiteralRow row;
+  for (std::size_t i = 0; i < std::min(records.size(), ending.cancel); ++i) {
+    row.Clear();
+    for (const std::string& literal : records[i]) row.AppendWritten(literal);
+    if (!(*inserter)->Add(static_cast<std::int64_t>(i + 1), row).ok()) return listener.story;
+    if ((i + 1) % flush_every == 0 && !(*inserter)->Flush().ok()) return listener.story;
+  }
+  const Status flushed = (*inserter)->Flush();
+  CHECK((flushed.ok() || flushed.code() == Code::kStopped));
+  CHECK((*inserter)->Waiting() == 0);
+  return listener.story;
+}
+
+std::string Singly(Database& database, std::string_view table,
+                   const std::vector<std::string>& fields, const Records& records, Ending ending) {
+  std::string story;
+  int errors = 0;
+  std::string into = "INSERT INTO ";
+  REQUIRE(database::AppendIdentifier(table, database.Dialect(), into, true).ok());
+  into += " (";
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (i != 0) into += ',';
+    REQUIRE(database::AppendIdentifier(fields[i], database.Dialect(), into).ok());
+  }
+  for (std::size_t i = 0; i < std::min(records.size(), ending.cancel); ++i) {
+    std::string sql = into + ") VALUES (";
+    for (std::size_t f = 0; f < records[i].size(); ++f) sql += (f == 0 ? "" : ",") + records[i][f];
+    const auto done = database.Execute(sql + ")", database::kSqlPassThrough);
+    if (done.ok()) {
+      story += "+" + std::to_string(i + 1) + "\n";
+      continue;
+    }
+    Note(story, static_cast<std::int64_t>(i + 1), database);
+    if (++errors >= ending.errors) break;
+  }
+  return story;
+}
+
+const std::vector<std::string> kFields = {"id", "name", "amount", "born", "note", "parent"};
+
+class RandomRecords {
+ public:
+  explicit RandomRecords(std::uint32_t seed) : random_(seed) {}
+  std::size_t Below(std::size_t limit) { return random_() % limit; }
+  Records Make() {
+    static constexpr double kRates[] = {0, 0.002, 0.01, 0.05, 0.2, 0.9};
+    const double rate = kRates[Below(6)];
+    Records records(Below(10) == 0 ? Below(1500) : Below(220));
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      records[i] = Good(i);
+      if (static_cast<double>(Below(10000)) < rate * 10000) Spoil(records, i);
+    }
+    return records;
+  }
+
+ private:
+  std::vector<std::string> Good(std::size_t i) {
+    static const std::vector<std::string> kNotes = {"''",
+                                                    "NULL",
+                                                    "'O''Neil'",
+                                                    R"('a\b"c{d},''e')",
+                                                    "'\xc3\xa4\xe2\x82\xac \xf0\x9f\x98\x80'",
+                                                    "'? ; -- /* # $1 :x'",
+                                                    "'NULL'",
+                                                    "'line 1\r\nline 2'"};
+    return {std::to_string(i + 1),
+            "'name " + std::to_string(Below(1000)) + "'",
+            Below(5) == 0 ? "NULL" : std::to_string(Below(999)) + ".25",
+            Below(4) == 0 ? "NULL" : "'2024-02-" + std::to_string(10 + Below(19)) + "'",
+            kNotes[Below(kNotes.size())],
+            Below(2) == 0 ? "NULL" : std::to_string(1 + Below(3))};
+  }
+  void Spoil(Records& records, std::size_t i) {
+    auto& record = records[i];
+    switch (Below(7)) {
+      case 0:  // the key of an earlier record, or of the next one
+        record[0] = std::to_string(Below(3) == 0 ? i + 2 : 1 + Below(i + 1));
+        break;
+      case 1:
+        record[1] = "'" + std::string(21 + Below(30), 'x') + "'";
+        break;
+      case 2:
+        record[3] = "'2024-02-31'";
+        break;
+      case 3:
+        record[2] = "1000.5";
+        break;
+      case 4:
+        record[1] = "NULL";
+        break;
+      case 5:
+        record[5] = "77";
+        break;
+      default:
+        record[4] = "'\xff\xfe no character'";
+    }
+  }
+  std::mt19937 random_;
+};
+
+}  // namespace
+
+void Execute(Database& database, std::string_view sql) {
+  const auto done = database.Execute(sql, database::kSqlPassThrough);
+  REQUIRE_MESSAGE(done.ok(), std::string(sql) << ": " << std::string(done.status().message()));
+}
+
+std::string DumpTable(Database& database, std::string_view table) {
+  auto opened = database.OpenRecordset(table, database::RecordsetType::kSnapshot);
+  REQUIRE_MESSAGE(opened.ok(), std::string(opened.status().message()));
+  database::Recordset& set = **opened;
+  std::vector<std::string> lines;
+  std::string text;
+  while (!set.Eof()) {
+    std::string& line = lines.emplace_back();
+    for (std::size_t i = 0; i < set.FieldCount(); ++i) {
+      bool is_null = false;
+      REQUIRE(set.Fields(i).GetText(text, is_null).ok());
+      line += (i == 0 ? "" : "|") + (is_null ? std::string("<null>") : text);
+    }
+    REQUIRE(set.MoveNext().ok());
+  }
+  std::sort(lines.begin(), lines.end());  // the order of rows is the server's business
+  std::string all;
+  for (const std::string& line : lines) all += line + "\n";
+  return all;
+}
+
+void MakePostingTables(Database& database, std::string_view server) {
+  const bool sqlite = server == "sqlite";
+  const std::string tail = server == "mariadb" ? " ENGINE=InnoDB" : "";
+  Execute(database, "CREATE TABLE parent (id INTEGER PRIMARY KEY)" + tail);
+  Execute(database, "INSERT INTO parent VALUES (1),(2),(3)");
+  // SQLite keeps to no length and no calendar by itself.
+  Execute(database,
+          "CREATE TABLE target (id INTEGER PRIMARY KEY, name VARCHAR(20) NOT NULL" +
+              std::string(sqlite ? " CHECK (length(name)<=20)" : "") +
+              ", amount DECIMAL(10,2) CHECK (amount<1000), born DATE" +
+              (sqlite ? " CHECK (born IS date(born))" : "") +
+              ", note TEXT, parent INTEGER, FOREIGN KEY (parent) REFERENCES parent (id))" + tail);
+}
+
+void CheckRandomPosting(Database& database, int runs, std::uint32_t seed) {
+  int with_errors = 0;
+  for (int run = 0; run < runs; ++run) {
+    const std::uint32_t own_seed = seed + static_cast<std::uint32_t>(run);
+    CAPTURE(own_seed);
+    RandomRecords random(own_seed);
+    const Records records = random.Make();
+    Ending ending;
+    if (random.Below(3) == 0) ending.errors = static_cast<int>(1 + random.Below(4));
+    if (random.Below(4) == 0) ending.cancel = random.Below(records.size() + 1);
+    const std::size_t flush_every = random.Below(3) == 0 ? 1 + random.Below(150) : 1u << 30;
+
+    Execute(database, "DELETE FROM target");
+    const std::string single_story = Singly(database, "target", kFields, records, ending);
+    const std::string single_rows = DumpTable(database, "target");
+    Execute(database, "DELETE FROM target");
+    const std::string story = Grouped(database, "target", kFields, records, ending, flush_every);
+    const std::string rows = DumpTable(database, "target");
+    with_errors += single_story.find('-') != std::string::npos ? 1 : 0;
+    REQUIRE(story == single_story);
+    REQUIRE(rows == single_rows);
+  }
+  CHECK(with_errors * 3 > runs);  // most kinds of runs hold bad records
+}
+
+std::string PostGrouped(Database& database, std::string_view table,
+                        const std::vector<std::string>& fields, const Records& records) {
+  return Grouped(database, table, fields, records, {}, 1u << 30);
+}
+std::string PostSingly(Database& database, std::string_view table,
+                       const std::vector<std::string>& fields, const Records& records) {
+  return Singly(database, table, fields, records, {});
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,33 @@
+#pragma once
+// Records posted in groups against the same records sent one by one: same rows stored, same errors
+// in the same order, whatever is wrong with the records and wherever the posting ends.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "database/api/bulk_insert.h"
+
+namespace kelvorin::tests {
+
+/// Runs a statement; fails the test case when the server refuses it.
+void Execute(database::Database& database, std::string_view sql);
+/// All rows of a table in the server's order of `id`-s, one a line.
+std::string DumpTable(database::Database& database, std::string_view table);
+
+/// Makes the tables `target` and `parent` for random runs, in the words of a server.
+void MakePostingTables(database::Database& database, std::string_view server);
+/// `runs` random runs into them. The seed of the first is `seed`; each names its own on failure.
+void CheckRandomPosting(database::Database& database, int runs, std::uint32_t seed);
+
+/// Posts rows of literals in groups and returns what was heard: "+1" for record 1 stored,
+/// "-2[state number text]" for record 2 refused.
+std::string PostGrouped(database::Database& database, std::string_view table,
+                        const std::vector<std::string>& fields,
+                        const std::vector<std::vector<std::string>>& records);
+/// The same by one statement per record.
+std::string PostSingly(database::Database& database, std::string_view table,
+                       const std::vector<std::string>& fields,
+                       const std::vector<std::vector<std::string>>& records);
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,102 @@
+#include "tests/servers/test_server.h"
+
+#include <doctest/doctest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+namespace kelvorin::tests {
+
+std::string RunCommand(const std::string& command, int& exit_code) {
+  std::string output;
+  exit_code = -1;
+  FILE* pipe = popen(command.c_str(), "r");
+  REQUIRE(pipe != nullptr);
+  std::array<char, 4096> piece;
+  while (const std::size_t size = fread(piece.data(), 1, piece.size(), pipe))
+    output.append(piece.data(), size);
+  const int status = pclose(pipe);
+  if (WIFEXITED(status)) exit_code = WEXITSTATUS(status);
+  return output;
+}
+
+TestServer::TestServer(std::string_view kind) : kind_(kind) {
+  StartAgain();
+}
+
+TestServer::~TestServer() {
+  Stop();
+}
+
+std::string TestServer::Script(std::string_view command) const {
+  return std::string(KELVORIN_SOURCE_DIR) + "/tests/servers/" + kind_ + ".sh " +
+         std::string(command) + " " + folder_.File("s");
+}
+
+void TestServer::StartAgain() {
+  int exit_code = 0;
+  const std::string same_port = port_.empty() ? std::string() : "PORT=" + port_ + " ";
+  std::string output = RunCommand(same_port + Script("start") + " 2>&1", exit_code);
+  while (!output.empty() && output.back() == '\n') output.pop_back();
+  if (exit_code == 0) {
+    port_ = output.substr(output.rfind('\n') + 1);
+  } else {
+    port_.clear();
+    MESSAGE("skipped: no server for these tests: " << output);
+  }
+}
+
+int TestServer::pid() const {
+  std::ifstream file(folder_.File(kind_ == "postgres" ? "s/data/postmaster.pid" : "s/pid"));
+  int pid = 0;
+  file >> pid;
+  return pid;
+}
+
+void TestServer::Kill() {
+  const int server = pid();
+  REQUIRE(server > 1);
+  if (kind_ == "postgres") {  // its children end when the one that accepts connections says so
+    int exit_code = 0;
+    RunCommand("MODE=immediate " + Script("stop"), exit_code);
+  } else {
+    kill(server, SIGKILL);
+    for (int i = 0; i < 100 && kill(server, 0) == 0; ++i) {
+      int exit_code = 0;
+      RunCommand("sleep 0.05", exit_code);
+    }
+  }
+}
+
+void TestServer::Stop() {
+  if (!running()) return;
+  int exit_code = 0;
+  RunCommand(Script("stop"), exit_code);
+}
+
+DataSourceFolder::DataSourceFolder() {
+  WriteWhole(File("odbcinst.ini"),
+             "[SQLite3]\nDriver=libsqlite3odbc.so\n[PGW]\nDriver=psqlodbcw.so\n"
+             "[Maria]\nDriver=libmaodbc.so\n");
+  WriteWhole(File("odbc.ini"), "");
+  setenv("ODBCSYSINI", path().c_str(), 1);
+  setenv("ODBCINI", File("user.ini").c_str(), 1);
+}
+
+void DataSourceFolder::Add(std::string_view name, std::string_view driver, std::string_view lines) {
+  entries_ += "[" + std::string(name) + "]\nDriver=" + std::string(driver) + "\n" +
+              std::string(lines) + "\n";
+  WriteWhole(File("odbc.ini"), entries_);
+}
+
+void DataSourceFolder::AddServer(std::string_view name, const TestServer& server,
+                                 std::string_view kind) {
+  Add(name, kind == "postgres" ? "PGW" : "Maria",
+      "Servername=127.0.0.1\nServer=127.0.0.1\nPort=" + server.port() + "\nDatabase=imp\n");
+}
+
+}  // namespace kelvorin::tests
