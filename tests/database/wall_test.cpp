@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "base/M_STRING.h"
 #include "database/api/engine.h"
 #include "tests/support/memory_database.h"
 
@@ -101,6 +102,7 @@ TEST_CASE("opening: which driver, which name, who may") {
       {"Sales", "odbc", 0, " odbc;DSN=Sales;"},
       {"Sales", "ODBC;DSN=;UID=a", 0, " ODBC;DSN=Sales;UID=a;"},
       {"shop", "ODBC;DSN=Sales;", 0, "shop ODBC;DSN=Sales;"},
+      {"Sales", "ODBC;Driver=x;", 0, "Sales ODBC;Driver=x;"},
       {"Elsewhere", "ODBC;", 3024, ""},
   };
   for (const Row& row : rows) {
@@ -110,7 +112,7 @@ TEST_CASE("opening: which driver, which name, who may") {
     CHECK(opened.status().number() == row.number);
     if (!opened.ok()) continue;
     CHECK((*opened)->Name() + " " + (*opened)->Connect() == row.shown);
-    CHECK((*opened)->IsOdbc() == (std::string_view(row.shown).find("DSN") != std::string::npos));
+    CHECK((*opened)->IsOdbc() == base::StartsWithIgnoreCase(row.connect, "ODBC"));
   }
 
   files.Occupy("shop", false);
