@@ -30,7 +30,8 @@
 //     the sealing was synced is not taken for a journal; nothing was touched then.
 //  3. "Finish" is written when every file is written and synced: what is left is cutting, which can
 //     be repeated. It counts only with the serial of the body that is there.
-//  4. Images cover only bytes below the old size; what a group added is cut off again.
+//  4. Once files are cut there is no way back, so the seal is gone for good before the "finish" is.
+//  5. Images cover only bytes below the old size; what a group added is cut off again.
 
 namespace kelvorin::storage {
 namespace {
@@ -327,13 +328,18 @@ void Journal::Finish() {
   KV_ASSERT(hot_, "invariant 3");
   WriteHead(kFinishAt, kFinishKind);
   file_->Sync();
+  finished_ = true;
 }
 
 void Journal::Invalidate() {
   if (file_ == nullptr) return;
-  const std::array<std::byte, kFinishAt + kHeadBytes> zeros{};
+  const std::array<std::byte, kHeadBytes> zeros{};
   file_->Write(0, zeros);
-  hot_ = false;
+  if (finished_) {
+    file_->Sync();  // invariant 4
+    file_->Write(kFinishAt, zeros);
+  }
+  hot_ = finished_ = false;
   settled_ = false;
 }
 
@@ -358,7 +364,7 @@ void Journal::Remove() noexcept {
 
 void Journal::Forget() noexcept {
   file_.reset();
-  hot_ = false;
+  hot_ = finished_ = false;
   settled_ = true;
 }
 

@@ -76,6 +76,7 @@ class Journal {
   std::uint32_t entries_ = 0;
   bool folder_synced_ = false;
   bool hot_ = false;
+  bool finished_ = false;
   bool settled_ = true;
 };
 

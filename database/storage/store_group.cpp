@@ -70,8 +70,8 @@ void Store::State::WriteGroup() {
     for (StoredFile& f : files) {
       if (f.changed) f.file->Sync();
     }
-    CutFiles();
     if (folder_changed) fs.SyncFolder(FolderOf(real_path));
+    CutFiles();
     journal->Invalidate();
     ++counts.groups;
     counts.journal_bytes += journal->bytes();
@@ -215,10 +215,12 @@ void Store::State::Close() noexcept {
   journal->Remove();
   for (StoredFile& f : files) {
     try {
-      if (f.made && f.disk_size == 0) {
+      // Asked of the file: after a failure `disk_size` may be that of either end of the group.
+      const std::uint64_t size = f.file->Size();
+      if (f.made && size == 0) {
         fs.Remove(f.file->path());
-      } else if (f.reserved > f.disk_size) {
-        f.file->Truncate(f.disk_size);  // gives back the room set aside
+      } else if (f.reserved > size) {
+        f.file->Truncate(size);  // gives back the room set aside
       }
     } catch (const Error&) {
       // Room that stays reserved costs disk space and nothing else.

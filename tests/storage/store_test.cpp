@@ -44,114 +44,6 @@ Code CodeOf(const std::function<void()>& call) {
 
 }  // namespace
 
-TEST_CASE("random changes, undone or not, leave what a plain text would hold") {
-  // Page sizes with and without a power of two, page 0 at the start or behind a header, a cache
-  // that holds everything or next to nothing.
-  struct Row {
-    std::uint32_t page_bytes;
-    std::uint64_t first_page_at;
-    std::size_t cache_bytes;
-  };
-  const Row rows[] = {{512, 0, 1 << 20}, {512, 0, 4096}, {3072, 359, 32768}, {1000, 2048, 16384}};
-  for (std::uint32_t seed = 0; seed < 24; ++seed) {
-    const Row& row = rows[seed % std::size(rows)];
-    CAPTURE(seed);
-    std::mt19937 random(seed);
-    const auto below = [&](std::size_t limit) { return std::size_t{random() % limit}; };
-    MemoryFileSystem disk;
-    disk.Put("/t/A.DBF", std::string(below(9000), 'a'));
-    disk.Put("/t/A.DBT", std::string(below(9000), 'b'));
-    std::string model[] = {disk.Contents("/t/A.DBF"), disk.Contents("/t/A.DBT")};
-    for (int opening = 0; opening < 3; ++opening) {
-      const auto store = Store::Open(disk, "/t/A.DBF", {.cache_bytes = row.cache_bytes});
-      REQUIRE(store->Attach("/t/A.DBT", {}) == FileNo{1});
-      store->SetPages(FileNo{0}, row.page_bytes, row.first_page_at);
-      store->SetPages(FileNo{1}, row.page_bytes);
-      std::vector<std::byte> scratch;
-      for (int step = 0; step < 120; ++step) {
-        std::string after[] = {model[0], model[1]};
-        Bracket bracket = store->Begin();
-        for (std::size_t change = below(5); change > 0; --change) {
-          const FileNo no{static_cast<std::uint16_t>(below(2))};
-          std::string& text = after[static_cast<std::size_t>(no)];
-          const std::size_t at = below(text.size() + 1);
-          const std::uint64_t first = no == FileNo{0} ? row.first_page_at : 0;
-          switch (below(6)) {
-            case 0: {  // overwrite, perhaps across the end
-              const std::string in(below(3000), static_cast<char>('c' + below(20)));
-              store->Write(no, at, AsBytes(in));
-              text.resize(std::max(text.size(), at + in.size()));
-              text.replace(at, in.size(), in);
-              break;
-            }
-            case 1: {  // append, perhaps with a gap
-              const std::size_t gap = below(3) == 0 ? below(5000) : 0;
-              const std::string in(1 + below(200), static_cast<char>('C' + below(20)));
-              store->Write(no, text.size() + gap, AsBytes(in));
-              text += std::string(gap, '\0') + in;
-              break;
-            }
-            case 2:
-              if (below(3) == 0) {
-                store->Truncate(no, at);
-                text.resize(at);
-              }
-              break;
-            case 3: {  // part of a page
-              if (text.size() <= first) break;
-              const std::size_t page_no = below((text.size() - first - 1) / row.page_bytes + 1);
-              const std::size_t in_page = below(row.page_bytes);
-              const std::size_t count = below(row.page_bytes - in_page);
-              PageRef page = store->Pin(no, page_no);
-              const std::size_t begin = first + page_no * row.page_bytes + in_page;
-              if (count > 0) text.resize(std::max(text.size(), begin + count));
-              text.replace(std::min(begin, text.size()), count, std::string(count, '+'));
-              for (std::byte& b : page.Change(in_page, count)) b = std::byte{'+'};
-              break;
-            }
-            case 4: {  // a new page
-              std::uint64_t page_no = 0;
-              PageRef page = store->AddPage(no, page_no);
-              text.resize(first + (page_no + 1) * row.page_bytes);
-              std::fill_n(text.end() - row.page_bytes, 7, '*');
-              for (std::byte& b : page.Change().first(7)) b = std::byte{'*'};
-              break;
-            }
-            case 5: {
-              const std::size_t count = below(text.size() - at + 1);
-              CHECK(AsText(store->View(no, at, count, scratch)) == text.substr(at, count));
-              break;
-            }
-          }
-        }
-        if (below(3) != 0) {
-          bracket.Commit();
-          model[0] = after[0];
-          model[1] = after[1];
-        } else {
-          const Bracket undone = std::move(bracket);
-        }
-        if (below(8) == 0) store->Flush();
-        if (below(4) == 0) {
-          for (const FileNo no : {FileNo{0}, FileNo{1}}) {
-            const std::string& text = model[static_cast<std::size_t>(no)];
-            const std::string whole = Whole(*store, no);
-            CAPTURE(step);
-            CAPTURE(whole.size());
-            CAPTURE(text.size());
-            CAPTURE(std::mismatch(whole.begin(), whole.end(), text.begin(), text.end()).first -
-                    whole.begin());
-            REQUIRE((whole == text));
-          }
-        }
-      }
-    }
-    CHECK(disk.Contents("/t/A.DBF") == model[0]);
-    CHECK(disk.Contents("/t/A.DBT") == model[1]);
-    CHECK(disk.List("/t").size() == 2);
-  }
-}
-
 TEST_CASE("what a driver must not do is refused with its code") {
   MemoryFileSystem disk;
   disk.Put("/t/A", std::string(1000, 'a'));
@@ -198,7 +90,7 @@ TEST_CASE("what a driver must not do is refused with its code") {
        Code::kLocked},
   };
   for (const Row& row : rows) {
-    CAPTURE(row.name);
+    INFO("row: ", std::string(row.name));
     CHECK(CodeOf(row.call) == row.code);
     CHECK(Whole(*store, kMainFile) == std::string(1000, 'a'));
   }

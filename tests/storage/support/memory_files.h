@@ -19,7 +19,7 @@ enum class Tail : std::uint8_t { kAll, kNone, kSome };
 class MemoryFileSystem final : public storage::FileSystem {
  public:
   std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode) override;
-  bool Exists(const std::string& path) override { return now_.contains(path); }
+  bool Exists(const std::string& path) override { return Has(path); }
   std::string RealPath(const std::string& path) override { return path; }
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
@@ -31,6 +31,7 @@ class MemoryFileSystem final : public storage::FileSystem {
   /// Loses the power: `kSome` keeps each unsynced 512 bytes, cut and name by the toss of a coin.
   /// Files still open afterwards belong to the dead program and must not be used.
   void Crash(Tail tail, std::uint32_t seed = 0);
+  bool Has(const std::string& path) const { return now_.contains(path); }
   /// A file's bytes as programs see them now.
   std::string Contents(const std::string& path) const;
   /// Makes a file that is on the disk for good.
