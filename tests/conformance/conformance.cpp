@@ -9,6 +9,15 @@ namespace kelvorin::tests {
 void RunConformance(const Backend& backend) {
   CAPTURE(backend.name);
   Fixture fixture(backend);
+  SUBCASE("edges") {
+    CheckEdges(fixture);
+  }
+  if (backend.SnapshotsOnly()) {
+    SUBCASE("reading") {
+      CheckReading(fixture);
+    }
+    return;
+  }
   SUBCASE("moving") {
     CheckMoving(fixture);
   }

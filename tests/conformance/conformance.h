@@ -54,7 +54,19 @@ struct Backend {
   std::string primary_index = "PrimaryKey";  // name of a primary one, empty: there are none
   bool descending = true;
   bool several_fields = true;  // a key of more than one field
+
+  /// Set both for tables that are filled by other means than record sets, as those of a server:
+  /// then only snapshots are checked, how they move and what they read.
+  std::function<Status(database::Database&, const database::TableDef&)> make_table;
+  std::function<Status(database::Database&, const database::TableDef&,
+                       const std::vector<std::string>&)>
+      add_record;
+  bool SnapshotsOnly() const { return add_record != nullptr; }
 };
+
+/// Stores one record by an INSERT statement in the database's dialect; "<null>" is left out.
+Status InsertByStatement(database::Database& database, const database::TableDef& table,
+                         const std::vector<std::string>& texts);
 
 /// Runs everything, one doctest subcase for each theme. To be called in a test case of its own.
 void RunConformance(const Backend& backend);

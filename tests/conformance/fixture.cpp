@@ -61,19 +61,35 @@ void Fixture::Reopen(bool read_only) {
 
 std::string Fixture::Make(TableDef table) {
   if (table.Name.empty()) table.Name = "T" + std::to_string(++tables_);
-  REQUIRE(Fault(database_->CreateTable(table)) == "");
+  REQUIRE(Fault(backend.SnapshotsOnly() ? backend.make_table(*database_, table)
+                                        : database_->CreateTable(table)) == "");
+  return table.Name;
+}
+
+std::string Fixture::MakeFilled(TableDef table, const std::vector<Texts>& records) {
+  table.Name = Make(table);
+  if (backend.SnapshotsOnly()) {
+    for (const Texts& record : records)
+      REQUIRE(Fault(backend.add_record(*database_, table, record)) == "");
+    return table.Name;
+  }
+  const auto set = Open(table.Name);
+  for (const Texts& record : records) REQUIRE(Fault(Add(*set, record)) == "");
+  REQUIRE(Fault(set->Close()) == "");
   return table.Name;
 }
 
 std::string Fixture::MakePeople(int count) {
   TableDef people;
   people.Fields = {NumberField("ID"), TextField("NAME", 20)};
-  const std::string table = Make(people);
-  const auto set = Open(table);
+  std::vector<Texts> records;
   for (int i = 1; i <= count; ++i)
-    REQUIRE(Fault(Add(*set, {std::to_string(i), "name " + std::to_string(i)})) == "");
-  REQUIRE(Fault(set->Close()) == "");
-  return table;
+    records.push_back({std::to_string(i), "name " + std::to_string(i)});
+  return MakeFilled(people, records);
+}
+
+std::unique_ptr<Recordset> Fixture::Open(std::string_view table) {
+  return Open(table, backend.SnapshotsOnly() ? RecordsetType::kSnapshot : RecordsetType::kTable);
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType type) {

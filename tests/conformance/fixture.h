@@ -52,11 +52,14 @@ class Fixture {
 
   /// Makes a table; a name of its own when it has none.
   std::string Make(TableDef table);
+  /// Makes a table and stores records in it.
+  std::string MakeFilled(TableDef table, const std::vector<Texts>& records);
   /// ID and NAME, rows 1 "name 1" to `count`.
   std::string MakePeople(int count);
 
-  std::unique_ptr<Recordset> Open(std::string_view table,
-                                  RecordsetType type = RecordsetType::kTable);
+  /// A set of the type table, or a snapshot where the backend has nothing else.
+  std::unique_ptr<Recordset> Open(std::string_view table);
+  std::unique_ptr<Recordset> Open(std::string_view table, RecordsetType type);
   /// Stores a record, one text for each field; "<null>" leaves the field unassigned.
   Status Add(Recordset& set, const Texts& texts);
 
@@ -84,7 +87,9 @@ class Fixture {
   int tables_ = 0;
 };
 
-// The themes.
+// The themes. The first two need nothing but snapshots.
+void CheckEdges(Fixture& fixture);
+void CheckReading(Fixture& fixture);
 void CheckMoving(Fixture& fixture);
 void CheckWriting(Fixture& fixture);
 void CheckValues(Fixture& fixture);

@@ -13,12 +13,12 @@ namespace {
 
 struct Sought {
   SeekComparison comparison;
-  const char* key;
-  const char* found;  // ID, or empty for no match
+  std::string key;
+  std::string found;  // ID, or empty for no match
 };
 
 // On the codes AA, CC, CC, EE of the records 1 to 4.
-constexpr Sought kSought[] = {
+const Sought kSought[] = {
     {SeekComparison::kEqual, "CC", "2"},        {SeekComparison::kEqual, "AA", "1"},
     {SeekComparison::kEqual, "BB", ""},         {SeekComparison::kEqual, "C", ""},
     {SeekComparison::kEqual, "CCC", ""},        {SeekComparison::kGreaterEqual, "BB", "2"},
@@ -80,7 +80,7 @@ void CheckSeek(Fixture& fixture) {
     CAPTURE(static_cast<int>(sought.comparison));
     CAPTURE(sought.key);
     REQUIRE(Fault(SeekOne(*set, sought.comparison, sought.key)) == "");
-    CHECK(set->NoMatch() == (*sought.found == '\0'));
+    CHECK(set->NoMatch() == sought.found.empty());
     if (set->NoMatch()) {
       CHECK(fixture.TextOf(*set, 0) == "3021");
       CHECK(Number(set->MoveNext()) == Number(ErrorNumber::kNoCurrentRecord));
@@ -202,7 +202,7 @@ void CheckGrowth(Fixture& fixture) {
     }
     CHECK(set->Eof());
     CHECK(wrong == 0);
-    for (const char* code : {"AAAA", "CDEF", "FFFF", "GAAA"}) {
+    for (const std::string code : {"AAAA", "CDEF", "FFFF", "GAAA"}) {
       REQUIRE(Fault(SeekOne(*set, SeekComparison::kEqual, code)) == "");
       CHECK(set->NoMatch() == (codes.count(code) == 0));
       REQUIRE(Fault(SeekOne(*set, SeekComparison::kGreaterEqual, code)) == "");

@@ -5,8 +5,8 @@
 
 namespace kelvorin::tests {
 
-TEST_CASE("the in-memory database keeps what the interface promises") {
-  MemoryDriver memory;
+namespace {
+Backend BackendOf(MemoryDriver& memory) {
   memory.AddDatabase("conformance");
   Backend backend;
   backend.name = "memory";
@@ -16,6 +16,26 @@ TEST_CASE("the in-memory database keeps what the interface promises") {
   for (std::int16_t code = 1; code <= 23; ++code)
     if (!values::FieldType(code).empty())
       backend.types.push_back(WholeRange(static_cast<database::TypeCode>(code)));
+  return backend;
+}
+}  // namespace
+
+TEST_CASE("the in-memory database keeps what the interface promises") {
+  MemoryDriver memory;
+  RunConformance(BackendOf(memory));
+}
+
+TEST_CASE("snapshots of tables in memory that others fill") {
+  MemoryDriver memory;
+  Backend backend = BackendOf(memory);
+  backend.make_table = [](database::Database& database, const database::TableDef& table) {
+    return database.CreateTable(table);
+  };
+  backend.add_record = [&](database::Database&, const database::TableDef& table,
+                           const std::vector<std::string>& texts) {
+    memory.AddRow("conformance", table.Name, texts);
+    return Status();
+  };
   RunConformance(backend);
 }
 

@@ -32,12 +32,12 @@ std::string Steps(Fixture& fixture, Recordset& set, std::string_view steps) {
 }
 
 struct Way {
-  const char* steps;
-  const char* where;
+  std::string steps;
+  std::string where;
 };
 
 // On records 1 to 5.
-constexpr Way kWays[] = {
+const Way kWays[] = {
     {"", "1"},          {"P", "Bof"},      {"P P", "3021"},  {"P N", "1"},      {"L", "5"},
     {"L N", "Eof"},     {"L N N", "3021"}, {"L N P", "5"},   {"L P P", "3"},    {"N N F", "1"},
     {"P F", "1"},       {"L N L", "5"},    {"+4", "5"},      {"+5", "Eof"},     {"+6", "Eof"},
@@ -47,7 +47,7 @@ constexpr Way kWays[] = {
 };
 
 // The same, each on a table of its own.
-constexpr Way kWaysWithDeleting[] = {
+const Way kWaysWithDeleting[] = {
     {"D", "3167"},
     {"D D", "3167"},
     {"D N", "2"},
@@ -75,19 +75,24 @@ constexpr Way kWaysWithDeleting[] = {
 
 void CheckEmptySet(Fixture& fixture) {
   const auto set = fixture.Open(fixture.MakePeople(0));
-  const int no_record = Number(ErrorNumber::kNoCurrentRecord);
   CHECK(Where(fixture, *set) == "Bof Eof");
-  for (const char* step : {"F", "L", "N", "P", "+1", "-1", "+0", "D"}) {
+  for (const std::string step : {"F", "L", "N", "P", "+1", "-1", "+0"}) {
     CAPTURE(step);
     CHECK(Steps(fixture, *set, step) == "3021");
     CHECK(Where(fixture, *set) == "Bof Eof");
   }
   database::Bookmark bookmark;
-  CHECK(Number(set->GetBookmark(bookmark)) == no_record);
-  CHECK(Number(set->Edit()) == no_record);
+  CHECK(Number(set->GetBookmark(bookmark)) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(fixture.TextOf(*set, 0) == "3021");
   CHECK(set->RecordCount().value_or(-1) == 0);
+}
+
+void CheckFirstRecord(Fixture& fixture) {
+  const auto set = fixture.Open(fixture.MakePeople(0));
+  CHECK(Number(set->Edit()) == Number(ErrorNumber::kNoCurrentRecord));
+  CHECK(Number(set->Delete()) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(Fault(fixture.Add(*set, {"7", "first"})) == "");
+  CHECK(set->RecordCount().value_or(-1) == 1);
   CHECK(Steps(fixture, *set, "F") == "7");
 }
 
@@ -159,7 +164,7 @@ void CheckSnapshot(Fixture& fixture) {
 
 }  // namespace
 
-void CheckMoving(Fixture& fixture) {
+void CheckEdges(Fixture& fixture) {
   SUBCASE("every edge is met from every side") {
     const auto set = fixture.Open(fixture.MakePeople(5));
     CHECK(set->RecordCount().value_or(-1) == 5);
@@ -169,6 +174,15 @@ void CheckMoving(Fixture& fixture) {
       CHECK(Steps(fixture, *set, way.steps) == way.where);
     }
   }
+  SUBCASE("an empty set has no current record") {
+    CheckEmptySet(fixture);
+  }
+  SUBCASE("a snapshot moves but refuses writing") {
+    CheckSnapshot(fixture);
+  }
+}
+
+void CheckMoving(Fixture& fixture) {
   SUBCASE("a deleted record is left to where its neighbours are") {
     for (const Way& way : kWaysWithDeleting) {
       CAPTURE(way.steps);
@@ -192,17 +206,14 @@ void CheckMoving(Fixture& fixture) {
     CHECK(fixture.Dump(table) == "1|again\n");
     fixture.CheckSound();
   }
-  SUBCASE("an empty set has no current record") {
-    CheckEmptySet(fixture);
+  SUBCASE("an empty table takes its first record") {
+    CheckFirstRecord(fixture);
   }
   SUBCASE("bookmarks return to their records") {
     CheckBookmarks(fixture);
   }
   SUBCASE("two sets on one table see each other's records") {
     CheckTwoSets(fixture);
-  }
-  SUBCASE("a snapshot moves but refuses writing") {
-    CheckSnapshot(fixture);
   }
 }
 

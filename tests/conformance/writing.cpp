@@ -11,7 +11,7 @@ using database::EditState;
 
 // Discards a pending edit; each is tried on a new record and on a changed one.
 struct Discarding {
-  const char* name;
+  std::string name;
   Status (*act)(Recordset&);
 };
 const Discarding kDiscarding[] = {

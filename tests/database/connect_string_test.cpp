@@ -13,10 +13,10 @@ std::string Show(const ConnectString& connect) {
 }
 
 struct Row {
-  const char* name;
-  const char* text;
-  const char* parts;
-  const char* again;  // `Text()` of what was read
+  std::string name;
+  std::string text;
+  std::string parts;
+  std::string again;  // `Text()` of what was read
 };
 
 const Row kRows[] = {
@@ -57,8 +57,8 @@ TEST_CASE("connect strings are read and written again") {
 }
 
 TEST_CASE("no value set can add a pair of its own or change another") {
-  for (const char* value : {"", "x", "x;UID=root", "x};UID=root;{", "}", "}}", "{", "{}", "{x};y",
-                            "x}", " x", "x ", ";", "=", "a=b;c=d", "'\"`\\"}) {
+  for (const std::string value : {"", "x", "x;UID=root", "x};UID=root;{", "}", "}}", "{", "{}",
+                                  "{x};y", "x}", " x", "x ", ";", "=", "a=b;c=d", "'\"`\\"}) {
     CAPTURE(value);
     ConnectString connect = ConnectString::Parse("ODBC;DSN=d;PWD=old;UID=ann;");
     connect.Set("pwd", value);

@@ -48,7 +48,7 @@ std::string ReadQuoted(const std::string& literal, char quote, bool backslash) {
 }
 
 TEST_CASE("a text literal ends where its text ends") {
-  for (const char* text :
+  for (const std::string text :
        {"", "O'Neil", "'", "''", "\\", "\\'", "'\\", "tail\\", "a\\\\b", "'); DELETE FROM t; --",
         "\\'; DROP TABLE t; /*", "line\r\nfeed", "\"`", "? :x $1 {fn now()} #", "\xE4'\xFF"}) {
     CAPTURE(text);
@@ -65,11 +65,11 @@ TEST_CASE("a text literal ends where its text ends") {
 
 TEST_CASE("names are quoted by the dialect, or refused") {
   struct Row {
-    const char* name;
+    std::string name;
     bool qualified;
-    const char* ansi;
-    const char* backtick;
-    const char* unquoted;  // empty: refused
+    std::string ansi;
+    std::string backtick;
+    std::string unquoted;  // empty: refused
   };
   const Row rows[] = {
       {"order", false, "\"order\"", "`order`", "order"},
@@ -104,10 +104,10 @@ TEST_CASE("names are quoted by the dialect, or refused") {
 TEST_CASE("literals of fields, from text as an import has it") {
   struct Row {
     TypeCode type;
-    const char* text;
-    const char* ansi;
-    const char* backslash;
-    const char* escapes;
+    std::string text;
+    std::string ansi;
+    std::string backslash;
+    std::string escapes;
   };
   const Row rows[] = {
       {TypeCode::kText, "", "''", "''", "''"},
@@ -155,7 +155,7 @@ TEST_CASE("literals of fields, from text as an import has it") {
 
 TEST_CASE("values that do not belong to their field are refused whole") {
   struct Row {
-    const char* name;
+    std::string name;
     TypeCode type;
     Value value;
   };

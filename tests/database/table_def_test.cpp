@@ -9,9 +9,9 @@ namespace {
 
 TEST_CASE("the key of an index as one text, both ways") {
   struct Row {
-    const char* text;
+    std::string text;
     std::vector<IndexField> columns;
-    const char* written;
+    std::string written;
   };
   const Row rows[] = {
       {"", {}, ""},

@@ -44,7 +44,7 @@ TEST_CASE("whatever a driver throws becomes a status and pending errors") {
     std::function<void()> act;
     Code code;
     std::int32_t number;
-    const char* errors;
+    std::string errors;
   };
   const Row rows[] = {
       {[] { throw Error(Code::kLocked, "in use", 3045); }, Code::kLocked, 3045, "3045 [] in use\n"},
@@ -86,10 +86,10 @@ TEST_CASE("opening: which driver, which name, who may") {
   engine.Register(servers.Clone());
 
   struct Row {
-    const char* name;
-    const char* connect;
+    std::string name;
+    std::string connect;
     int number;         // 0: opens
-    const char* shown;  // "Name Connect" of what was opened
+    std::string shown;  // "Name Connect" of what was opened
   };
   const Row rows[] = {
       {"shop", ";pwd=secret;", 0, "shop ;pwd=secret;"},
@@ -161,7 +161,7 @@ TEST_CASE("a move that fails leaves no record behind that could be taken twice")
   std::string text;
   bool is_null = false;
   struct Row {
-    const char* operation;
+    std::string operation;
     std::function<Status(Recordset&)> act;
   };
   const Row rows[] = {
