@@ -89,7 +89,10 @@ Result<bool> IniFile::GetIniBool(std::string_view section, std::string_view key,
 
 Status IniFile::WriteIniString(std::string_view section, std::string_view key,
                                std::string_view text) {
-  return Change([&](IniDocument& document) { document.SetValue(section, key, text); });
+  return Change([&](IniDocument& document) {
+    document.SetValue(section, key, text);
+    return Status();
+  });
 }
 
 Status IniFile::WriteIniInt(std::string_view section, std::string_view key, std::int16_t value) {
@@ -101,11 +104,17 @@ Status IniFile::WriteIniBool(std::string_view section, std::string_view key, boo
 }
 
 Status IniFile::DeleteIniKey(std::string_view section, std::string_view key) {
-  return Change([&](IniDocument& document) { document.DeleteKey(section, key); });
+  return Change([&](IniDocument& document) {
+    document.DeleteKey(section, key);
+    return Status();
+  });
 }
 
 Status IniFile::DeleteIniSection(std::string_view section) {
-  return Change([&](IniDocument& document) { document.DeleteSection(section); });
+  return Change([&](IniDocument& document) {
+    document.DeleteSection(section);
+    return Status();
+  });
 }
 
 std::vector<std::string> IniFile::FillSettingsList(std::string_view section) const {
@@ -142,10 +151,10 @@ Status IniFile::Save(const IniDocument& document) const {
   return base::WriteFileAtomically(path_, document.Text());
 }
 
-Status IniFile::Change(const std::function<void(IniDocument&)>& change) {
+Status IniFile::Change(const std::function<Status(IniDocument&)>& change) {
   Result<IniDocument> document = LoadForChange();
   if (!document.ok()) return document.status();
-  change(*document);
+  KV_TRY(change(*document));
   return Save(*document);
 }
 

@@ -68,8 +68,9 @@ class IniFile {
   /// The file's contents; an empty document when it is missing or cannot be read.
   IniDocument Load() const;
   /// Loads, changes and saves in one step. Fails when the file is there but cannot be read, so that
-  /// no change is ever based on less than the whole file, and when it cannot be written.
-  Status Change(const std::function<void(IniDocument&)>& change);
+  /// no change is ever based on less than the whole file, when it cannot be written, and when
+  /// `change` fails; the file is then as it was.
+  Status Change(const std::function<Status(IniDocument&)>& change);
 
  private:
   Result<IniDocument> LoadForChange() const;

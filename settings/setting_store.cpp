@@ -269,7 +269,11 @@ void WriteOptions(SectionWriter& out, const ImportSetting& setting) {
 }  // namespace
 
 Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::BreakList& breaks) {
-  const IniDocument document = ini.Load();
+  return ReadSetting(ini.Load(), setting, breaks);
+}
+
+Status ReadSetting(const IniDocument& document, ImportSetting& setting,
+                   textsource::BreakList& breaks) {
   SectionReader in(document, setting.SettingName);
   ImportSetting read = setting;
   textsource::BreakList read_breaks;
@@ -317,6 +321,11 @@ Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::Break
 }
 
 Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::BreakList& breaks) {
+  return ini.Change([&](IniDocument& document) { return SaveSetting(document, setting, breaks); });
+}
+
+Status SaveSetting(IniDocument& document, const ImportSetting& setting,
+                   textsource::BreakList& breaks) {
   const std::string_view name = setting.SettingName;
   if (base::Trim(name, base::kBlankOrTab).empty())
     return Status(Code::kInvalidArgument, "A setting needs a name to be saved");
@@ -337,16 +346,16 @@ Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::Break
     if (!(setting.*member).empty()) out.Text(key, setting.*member);
   }
   KV_TRY(out.status());
-  return ini.Change([&](IniDocument& document) {
-    document.ReplaceSection(name, out.Entries());
-    document.SetValue(kIndexSection, name, {});
-  });
+  document.ReplaceSection(name, out.Entries());
+  document.SetValue(kIndexSection, name, {});
+  return Status();
 }
 
 Status DeleteSetting(IniFile& ini, std::string_view name) {
   return ini.Change([&](IniDocument& document) {
     document.DeleteSection(name);
     document.DeleteKey(kIndexSection, name);
+    return Status();
   });
 }
 

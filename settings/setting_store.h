@@ -15,6 +15,8 @@ namespace kelvorin::settings {
 /// ODBC. Fails only with `kOutOfRange` when a number does not fit 16 bits, naming section, key and
 /// value; then nothing is changed.
 Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::BreakList& breaks);
+Status ReadSetting(const IniDocument& document, ImportSetting& setting,
+                   textsource::BreakList& breaks);
 
 /// Stores the record under `setting.SettingName`, replacing an older one of that name, and enters
 /// the name in the list of settings. Mapping entries without a field name are left out. The break
@@ -23,6 +25,8 @@ Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::Break
 /// Fails with `kOutOfRange` when a number does not fit 16 bits, `kInvalidArgument` without a name,
 /// or with what the file system said; the file is then as it was. Windows may ignore the result.
 Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::BreakList& breaks);
+Status SaveSetting(IniDocument& document, const ImportSetting& setting,
+                   textsource::BreakList& breaks);
 
 /// Removes a setting's section and its entry in the list of settings, in one step.
 Status DeleteSetting(IniFile& ini, std::string_view name);
