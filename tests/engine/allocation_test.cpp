@@ -1,0 +1,93 @@
+// The run allocates nothing per record: the same job with more records makes as many allocations.
+
+#include <doctest/doctest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "database/api/database.h"
+#include "tests/engine/run_rig.h"
+
+namespace {
+std::size_t allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace kelvorin::tests {
+
+namespace {
+
+// A table that takes every record and keeps none.
+class NullRecordset final : public database::Recordset {
+ public:
+  NullRecordset(database::Database& owner, database::TableDef def)
+      : Recordset(owner, database::RecordsetType::kTable, std::move(def)) {
+    OpenAtFirst();
+  }
+  std::int64_t stored = 0;
+
+ private:
+  bool DoMoveFirst() override { return false; }
+  bool DoMoveLast() override { return false; }
+  bool DoMoveNext() override { return false; }
+  bool DoMovePrevious() override { return false; }
+  std::int64_t DoRecordCount() override { return 0; }
+  void DoGetBookmark(std::string&) override {}
+  bool DoSetBookmark(std::string_view) override { return false; }
+  void DoReadField(std::size_t, database::Value& out) override { out = database::Value::Null(); }
+  Status DoWriteField(std::size_t, const database::Value&) override { return Status(); }
+  void DoAddNew() override {}
+  Status DoUpdate() override {
+    ++stored;
+    return Status();
+  }
+  void DoClose() override {}
+};
+
+std::string Lines(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i)
+    text += "a name of more than 16 letters,12,2024-05-17,\"no,te\"\r\n";
+  return text;
+}
+
+}  // namespace
+
+TEST_CASE("No allocation per record, with and without a host that listens") {
+  for (const bool listening : {false, true}) {
+    CAPTURE(listening);
+    std::size_t counts[2] = {};
+    for (const bool more : {true, false, true}) {  // the first run fills what is made once
+      RunRig rig;
+      rig.Text(Lines(more ? 3000 : 1000));
+      rig.Map({0, 1, 2, 3});
+      rig.target.recordset = std::make_unique<NullRecordset>(*rig.target.database, Goods());
+      if (listening) {
+        rig.host.before_field = [](auto, auto, auto, auto, std::string&) {};
+        rig.host.before_post = [](bool&, bool&) {};
+        rig.host.after_post = [](bool&) {};
+        rig.setting.OemConvert = rig.setting.Upper = true;
+        rig.host.properties().ShowProgress = true;
+      }
+      const std::size_t before = allocations;
+      const engine::RunResult result = rig.Run();
+      counts[more ? 1 : 0] = allocations - before;
+      CHECK(result.imported == (more ? 3000 : 1000));
+      CHECK(result.truncated_values == result.imported);
+    }
+    CHECK(counts[0] == counts[1]);
+  }
+}
+
+}  // namespace kelvorin::tests
