@@ -3,10 +3,12 @@
 #include "database/storage/store.h"
 #include "tests/storage/support/fault_files.h"
 #include "tests/storage/support/memory_files.h"
+#include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -162,6 +164,8 @@ TEST_CASE("whatever operation fails or is the last, the files hold whole groups"
           CHECK(std::string_view(error.what()).find("/t") != std::string_view::npos);
         }
         fired = faults.fired();
+        // A program that lives on puts the files right at once.
+        if (row.fault != Fault::kDie) CHECK_FALSE(storage::IsHotJournal(disk, "/t/A"));
         if (row.fault == Fault::kDie) {
           disk.Crash(row.tail, seed);
           // Putting things right may be cut short as well.
@@ -253,4 +257,19 @@ TEST_CASE("a journal is believed only when it is whole and names its own files")
     }
     CHECK(believed > 0);
   }
+}
+
+TEST_CASE("a journal does not follow a link out of its folder") {
+  const tests::TempFolder folder;
+  const std::string outside = folder.File("precious");
+  tests::WriteWhole(outside, "precious");
+  std::filesystem::create_directory(folder.File("t"));
+  tests::WriteWhole(folder.File("t/A"), "A");
+  std::filesystem::create_symlink(outside, folder.File("t/B"));
+  storage::FileSystem& disk = storage::RealFileSystem();
+  storage::Journal journal(disk, disk.RealPath(folder.File("t/A")));
+  journal.Start({{.name = "A", .old_size = 1, .new_size = 1}, {.name = "B", .old_size = 0}});
+  journal.Seal();
+  CHECK_THROWS_AS((void)Store::Open(disk, folder.File("t/A"), {}), Error);
+  CHECK(tests::ReadWhole(outside) == "precious");
 }

@@ -64,11 +64,13 @@ class Player {
         text += std::string(gap, '\0') + in;
         break;
       }
-      case 2:
+      case 2: {  // cut, or make longer
         if (Below(3) != 0) break;
-        store.Truncate(no, at);
-        text.resize(at);
+        const std::size_t size = at + (Below(3) == 0 ? Below(4000) : 0);
+        store.Truncate(no, size);
+        text.resize(size);
         break;
+      }
       case 3: {  // part of a page
         if (text.size() <= first) break;
         const std::size_t page_no = Below((text.size() - first - 1) / shape.page_bytes + 1);
