@@ -1,0 +1,214 @@
+// The form without windows: saved settings and jobs from opening the target to closing it.
+
+#include <doctest/doctest.h>
+
+#include "base/code_page.h"
+#include "settings/setting_store.h"
+#include "tests/engine/run_rig.h"
+#include "wizard/frm_kelvorin.h"
+
+namespace kelvorin::tests {
+
+namespace {
+
+// A host with a target "Goods" in "shop" and one saved setting "daily" that imports "in.csv".
+struct BatchRig : RunRig {
+  BatchRig() {
+    CHECK(target.Close().ok());
+    contract::Properties& p = host.properties();
+    p.DataBaseName = "shop";
+    p.tableName = "Goods";
+    p.IniFile = folder.File("k.ini");
+    p.ShowProgress = p.ShowSummary = true;
+    WriteWhole(folder.File("in.csv"), "axe,3\r\nsaw,4\r\n");
+    setting = {};
+    setting.SourceDBName = folder.File("in.csv");
+    setting.ShowErrors = true;
+    for (std::size_t i = 0; i < 2; ++i) setting.FieldMap[i].Name = "any";
+    Map({0, 1});
+    Save();
+  }
+  void Save() {
+    settings::IniFile ini(host.properties().IniFile);
+    setting.SettingName = "daily";
+    REQUIRE(settings::SaveSetting(ini, setting, breaks).ok());
+  }
+  int Batch(std::string_view name = "daily") {
+    wizard::frmKelvorin form(engine, platform);
+    form.SetCaller(host);
+    const int outcome = form.DoBatchImport(name);
+    result = form.result();
+    step = form.batch_step();
+    return outcome;
+  }
+  engine::RunResult result;
+  wizard::BatchStep step{};
+};
+
+}  // namespace
+
+TEST_CASE("A saved setting runs without a word") {
+  BatchRig rig;
+  rig.memory.StartLog();
+  CHECK(rig.Batch() == 0);
+  CHECK(RunRig::Show(rig.result) == "2 2 0 0");
+  CHECK(rig.LastError().empty());
+  CHECK(rig.memory.Rows("shop", "Goods").size() == 2);
+  CHECK(rig.memory.Log().front() == "OpenDatabase shop");
+  CHECK(rig.memory.Log().back() == "CloseDatabase shop");
+
+  WriteWhole(rig.folder.File("in.csv"), "pin,x\r\nnut,6\r\n");
+  CHECK(rig.Batch() == 0);  // a rejected record is no failure of the run
+  CHECK(RunRig::Show(rig.result) == "2 1 1 0");
+  CHECK(rig.platform.boxes.empty());
+  CHECK_FALSE(rig.LastError().empty());
+}
+
+TEST_CASE("LastError tells how far a batch came") {
+  struct Row {
+    const char* name;
+    std::function<void(BatchRig&)> make;
+    const char* last_error;  // what it begins with
+    wizard::BatchStep step;
+  };
+  using wizard::BatchStep;
+  const Row kRows[] = {
+      {"database", [](BatchRig& rig) { rig.host.properties().DataBaseName = "none"; },
+       "Error in opening DataBase none\r\n", BatchStep::kOpenDatabase},
+      {"table", [](BatchRig& rig) { rig.host.properties().tableName = "None"; },
+       "Error in opening Table None\r\n", BatchStep::kOpenTable},
+      {"setting", [](BatchRig& rig) { rig.host.properties().IniFile = "/no/such.ini"; },
+       "The settings file '/no/such.ini' has no setting 'daily'", BatchStep::kSettings},
+      {"date order",
+       [](BatchRig& rig) {
+         rig.setting.DateOrder = "ydm";
+         rig.Save();
+       },
+       "'ydm' is no order of dates", BatchStep::kSettings},
+      {"source database",
+       [](BatchRig& rig) {
+         rig.setting.TypeFormat = 3;
+         rig.setting.SourceDBName = "none";
+         rig.Save();
+       },
+       "", BatchStep::kOpenSource},
+      {"source file", [](BatchRig& rig) { rig.host.properties().ImportTable = "/no/such.csv"; },
+       "Error in accessing import file '/no/such.csv'\r\n", BatchStep::kRun},
+      {"closing the target",
+       [](BatchRig& rig) {
+         rig.memory.FailNext("Close Goods", 1, Status(Code::kNoSpace, "disk full"));
+       },
+       "disk full", BatchStep::kRun},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    BatchRig rig;
+    row.make(rig);
+    CHECK(rig.Batch() == -1);
+    CHECK(rig.LastError().rfind(row.last_error, 0) == 0);
+    CHECK(rig.LastError() == rig.result.fatal);
+    CHECK_FALSE(rig.LastError().empty());
+    CHECK(rig.step == row.step);
+    CHECK(rig.platform.boxes.empty());
+  }
+}
+
+TEST_CASE("The default setting maps nothing and imports nothing") {
+  BatchRig rig;
+  rig.host.properties().ImportTable = rig.folder.File("in.csv");
+  CHECK(rig.Batch("") == -1);
+  CHECK(rig.LastError() ==
+        "No target field is mapped to a source field: there is nothing to import");
+  CHECK(rig.Rows().empty());
+}
+
+TEST_CASE("The host's source wins over the setting's") {
+  BatchRig rig;
+  WriteWhole(rig.folder.File("other.csv"), "pin,9\r\n");
+  rig.host.properties().ImportTable = rig.folder.File("other.csv");
+  CHECK(rig.Batch() == 0);
+  CHECK(rig.Rows() == Show({{"pin", "9", "<null>", "<null>", "<null>"}}));
+
+  // A table file is found by the folder and the name that a setting holds, in any case.
+  WriteWhole(rig.folder.File("ITEMS.DBF"), "x");
+  rig.memory.AddTable(rig.folder.path(), [] {
+    database::TableDef table =
+        TableOf({Field("A", values::TypeCode::kText, 9), Field("B", values::TypeCode::kText, 9)});
+    table.Name = "items.DBF";
+    return table;
+  }());
+  rig.memory.AddRow(rig.folder.path(), "items.DBF", {"nut", "7"});
+  rig.host.properties().ImportTable.clear();
+  rig.setting.TypeFormat = 7;
+  rig.setting.SourceDBName = rig.folder.path();
+  rig.setting.SourceTableName = "items";
+  rig.Save();
+  CHECK(rig.Batch() == 0);
+  CHECK(rig.LastError().empty());
+  CHECK(RunRig::Show(rig.result) == "1 1 0 0");
+}
+
+TEST_CASE("An Access source is listed, and a table it lacks becomes its first") {
+  BatchRig rig;
+  rig.memory.AddTable("stock", [] {
+    database::TableDef table = TableOf({Field("A", values::TypeCode::kText, 9)});
+    table.Name = "First";
+    return table;
+  }());
+  rig.memory.AddRow("stock", "First", {"nut"});
+  rig.setting.TypeFormat = 3;
+  rig.setting.SourceDBName = "elsewhere";
+  rig.host.properties().ImportDBName = "stock";
+  rig.host.properties().ImportTable = "Gone";
+  rig.Map({0});
+  rig.Save();
+  CHECK(rig.Batch() == 0);
+  CHECK(rig.memory.Rows("shop", "Goods").at(0)[0] == "nut");
+}
+
+TEST_CASE("A job brings its own source, mapping, code pages and formats") {
+  BatchRig rig;
+  const int ansi_before = base::AnsiPage().number();
+  WriteWhole(rig.folder.File("in.csv"),
+             "Notes,day,NAME\r\na\xE9,31.12.2024,axe\r\nb,-,saw,,,extra\r\n");
+  wizard::Job job;
+  job.target = catalog::AddressFromProperties(rig.host.properties(), 3);
+  job.table = "Goods";
+  job.setting.SourceDBName = rig.folder.File("in.csv");
+  job.setting.StartingLine = 2;
+  job.setting.DateOrder = "dmy";
+  job.setting.NullText = "-";
+  job.setting.AnsiPage = 1252;
+  job.map = {mapping::MapRequest::Rest::kByName, {{"Notes", "0"}}};
+  job.options.batch = true;
+  wizard::frmKelvorin form(rig.engine, rig.platform);
+  form.SetCaller(rig.host);
+  CHECK(RunRig::Show(form.RunJob(job)) == "2 2 0 0");
+  CHECK(rig.Rows() == Show({{"axe", "<null>", "2024-12-31", "a\xE9", "<null>"},
+                            {"saw", "<null>", "<null>", "b", "<null>"}}));
+  CHECK(base::AnsiPage().number() == ansi_before);
+  CHECK(form.state().setting.FieldMap[2].Field == 1);
+
+  job.map = {mapping::MapRequest::Rest::kKeep, {{"Name", "Colour"}}};
+  CHECK(form.RunJob(job).fatal);
+  CHECK(form.batch_step() == wizard::BatchStep::kOpenSource);
+}
+
+TEST_CASE("A text file typed into the box is detected unless a setting is being applied") {
+  BatchRig rig;
+  wizard::frmKelvorin form(rig.engine, rig.platform);
+  form.SetCaller(rig.host);
+  WriteWhole(rig.folder.File("list"), "a;b;c\nd;e;f\n");
+  form.state().setting.TypeFormat = 7;
+  form.EdtFileName_Change(rig.folder.File("list"));
+  const settings::ImportSetting& setting = form.state().setting;
+  CHECK(setting.TypeFormat == 0);
+  CHECK(setting.RecSeparator == 2);
+  CHECK(setting.SeparatorSet == ";");
+  CHECK(form.state().preview.Line(2) == "d;e;f");
+  form.EdtFileName_Change(rig.folder.File("none"));
+  CHECK(form.state().preview.Line(1).empty());
+  CHECK_FALSE(form.state().preview.file_present);
+}
+
+}  // namespace kelvorin::tests
