@@ -1,0 +1,56 @@
+// `kelvorin batch [SETTING] [PROPERTY=VALUE ...]`: what a host does with `BatchImport`.
+
+#include <CLI/CLI.hpp>
+
+#include "apps/kelvorin/command.h"
+#include "apps/kelvorin/progress_bar.h"
+#include "apps/kelvorin/run_summary.h"
+#include "base/M_Misc.h"
+#include "control/kelvorin.h"
+
+namespace kelvorin::app {
+namespace {
+
+struct BatchOptions {
+  std::vector<std::string> words;
+  bool json = false;
+};
+
+int Batch(const BatchOptions& options) {
+  TerminalPlatform platform(options.json);
+  Kelvorin control(&platform);
+  std::string setting;
+  for (std::size_t i = 0; i < options.words.size(); ++i) {
+    const std::string& word = options.words[i];
+    const std::size_t equals = word.find('=');
+    if (i == 0 && equals == std::string::npos) {
+      setting = word;
+      continue;
+    }
+    if (equals == std::string::npos)
+      return Report(kWrongUsage, "'" + word + "' is not of the form PROPERTY=VALUE");
+    const Status set = control.SetPropertyText(word.substr(0, equals), word.substr(equals + 1));
+    if (!set.ok()) return Report(kWrongUsage, set);
+  }
+  const std::int64_t began = base::MonotonicMilliseconds();
+  const std::int16_t result = control.BatchImport(setting);
+  contract::RunResult run = control.LastRun();
+  if (result != 0 && !run.fatal) run.fatal = control.LastError();
+  return PrintSummary(run, base::MonotonicMilliseconds() - began, options.json);
+}
+
+}  // namespace
+
+void AddBatchCommand(CLI::App& app, int& exit_status) {
+  auto options = std::make_shared<BatchOptions>();
+  CLI::App* command = app.add_subcommand("batch", "Run a saved setting, as a host would");
+  command->add_option("WORDS", options->words, "[SETTING] [PROPERTY=VALUE ...]");
+  command->add_flag("--json", options->json, "Print one JSON object");
+  command->footer(
+      "The properties are the control's 22, e.g. IniFile=jobs.ini ConnectString=DBase3\n"
+      "DataBaseName=folder TableName=CUST ImportTable=new.csv. Without SETTING the default\n"
+      "setting is run.");
+  command->callback([options, &exit_status] { exit_status = Batch(*options); });
+}
+
+}  // namespace kelvorin::app

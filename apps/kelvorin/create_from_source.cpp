@@ -1,0 +1,130 @@
+#include "apps/kelvorin/create_from_source.h"
+
+#include <algorithm>
+
+#include "apps/kelvorin/database_argument.h"
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "control/contract/enums.h"
+#include "database/catalog/source.h"
+#include "database/drivers/register_drivers.h"
+#include "mapping/field_mapping.h"
+#include "textsource/field_splitter.h"
+#include "textsource/record_reader.h"
+
+namespace kelvorin::app {
+namespace {
+
+using database::FieldDef;
+using database::TableDef;
+using database::TypeCode;
+
+// Longest text of a Text field that every kind of target can hold.
+constexpr std::size_t kMaxTextCharacters = 254;
+
+textsource::SplitRules RulesOf(const ImportJob& job) {
+  if (job.setting.TypeFormat == 1) return textsource::SplitRules::Fixed(job.breaks);
+  if (job.setting.TypeFormat == 2) return textsource::SplitRules::HtmlTags();
+  return textsource::SplitRules::Delimited(job.setting.SeparatorSet, job.setting.DelimiterChar);
+}
+
+// Names and widths of the columns of a text file, found by reading it once.
+Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
+  const settings::ImportSetting& setting = job.setting;
+  Result<textsource::RecordReader> reader = textsource::RecordReader::Open(
+      setting.SourceDBName, {setting.RecSeparator, setting.RecSepOther, setting.RecLength});
+  if (!reader.ok()) return reader.status();
+  const textsource::SplitRules rules = RulesOf(job);
+  textsource::FieldValues values;
+  std::vector<std::size_t> widths;
+  std::vector<std::string> first_line;
+  std::int64_t taken = 0;
+  for (std::int64_t line = 1; !reader->AtEnd(); ++line) {
+    std::span<char> record;
+    KV_TRY(reader->ReadRecord(record));
+    if (record.empty()) continue;
+    if (line > 1 && line < setting.StartingLine) continue;
+    const Status split = rules.Split(record, values);
+    if (!split.ok()) continue;  // the run reports it with its line
+    if (line == 1)
+      for (std::size_t i = 0; i < values.count(); ++i) first_line.emplace_back(values[i]);
+    if (line < setting.StartingLine) continue;
+    if (widths.size() < values.count()) widths.resize(values.count());
+    for (std::size_t i = 0; i < values.count(); ++i)
+      widths[i] = std::max(widths[i], base::CountCharacters(values[i]));
+    if (setting.MaxLines > 0 && ++taken == setting.MaxLines) break;
+  }
+  const std::size_t columns = std::max(widths.size(), first_line.size());
+  widths.resize(columns);
+  const std::vector<std::string_view> names(first_line.begin(), first_line.end());
+  const std::vector<std::string> headings =
+      mapping::TextHeadings(names, setting.StartingLine, columns);
+  for (std::size_t i = 0; i < columns; ++i) {
+    FieldDef field;
+    field.Name = headings[i];
+    if (widths[i] > kMaxTextCharacters) {
+      field.Type = TypeCode::kMemo;
+    } else {
+      field.Size = static_cast<std::int32_t>(std::max<std::size_t>(widths[i], 1));
+    }
+    fields.push_back(std::move(field));
+  }
+  return Status();
+}
+
+Status ReadTableFields(const ImportJob& job, const std::string& password,
+                       std::vector<FieldDef>& fields) {
+  database::DBEngine engine;
+  database::RegisterDrivers(engine);
+  catalog::Source source;
+  catalog::LoadSource(job.setting, source);
+  source.password = password;
+  Result<std::unique_ptr<database::Database>> database =
+      catalog::OpenSourceDatabase(engine, job.setting.TypeFormat, source);
+  if (!database.ok()) return database.status();
+  Result<TableDef> table = (*database)->FindTableDef(job.setting.SourceTableName);
+  if (!table.ok()) return table.status();
+  fields = std::move(table->Fields);
+  return (*database)->Close();
+}
+
+}  // namespace
+
+Status CreateFromSource(const catalog::TargetAddress& target, const std::string& table,
+                        const std::string& source_password, ImportJob& job) {
+  Result<OpenDatabase> open = Open(target, Access::kCreate);
+  if (!open.ok()) return open.status();
+  if (open->database->FindTableDef(table).ok()) return Status();
+
+  std::vector<FieldDef> fields;
+  KV_TRY(contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat))
+             ? MeasureText(job, fields)
+             : ReadTableFields(job, source_password, fields));
+  TableDef wanted;
+  wanted.Name = table;
+  std::vector<std::size_t> source_numbers;
+  for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
+    if (values::IsBinary(fields[i].Type)) continue;
+    fields[i].AutoIncrement = false;
+    wanted.Fields.push_back(std::move(fields[i]));
+    source_numbers.push_back(i);
+  }
+  if (wanted.Fields.empty())
+    return Status(Code::kInvalidArgument,
+                  "--create: the source has no field that could be imported");
+  KV_TRY(open->database->CreateTable(wanted));
+
+  // The format may have changed names (length, characters), so pairs are made by position.
+  Result<TableDef> made = open->database->FindTableDef(table);
+  if (!made.ok()) return made.status();
+  if (job.map.pairs.empty()) {
+    job.map.rest = mapping::MapRequest::Rest::kKeep;
+    for (std::size_t i = 0; i < made->Fields.size() && i < source_numbers.size(); ++i)
+      job.map.pairs.emplace_back(made->Fields[i].Name,
+                                 base::ToDecimal(static_cast<std::int64_t>(source_numbers[i])));
+  }
+  return open->database->Close();
+}
+
+}  // namespace kelvorin::app

@@ -1,0 +1,145 @@
+// `kelvorin import SOURCE --into KIND:DATABASE --table NAME [options]`: one job described on the
+// command line.
+
+#include <CLI/CLI.hpp>
+
+#include "apps/kelvorin/command.h"
+#include "apps/kelvorin/create_from_source.h"
+#include "apps/kelvorin/database_argument.h"
+#include "apps/kelvorin/import_options.h"
+#include "apps/kelvorin/output.h"
+#include "apps/kelvorin/progress_bar.h"
+#include "apps/kelvorin/run_summary.h"
+#include "base/M_Misc.h"
+#include "base/M_STRING.h"
+#include "control/contract/enums.h"
+#include "database/drivers/register_drivers.h"
+#include "database/values/value_format.h"
+#include "settings/setting_store.h"
+#include "wizard/frm_kelvorin.h"
+
+namespace kelvorin::app {
+namespace {
+
+constexpr int kReasonsShown = 10;
+
+/// Stands where a control would: properties with nobody to tell, events that nobody hears.
+class NoHost final : public contract::Caller, public contract::EventSink {
+ public:
+  contract::Properties& properties() noexcept override { return properties_; }
+  contract::EventSink& events() noexcept override { return *this; }
+  const std::string& connect_type_name() const noexcept override { return connect_type_name_; }
+  void PropertyChanged(std::string_view) override {}
+  bool Listens(contract::Event) const noexcept override { return false; }
+  void BeforeFieldImport(std::string_view, std::string_view, std::int16_t, std::int16_t,
+                         std::string&) override {}
+  void FilterTable(std::string_view, bool&) override {}
+  void FilterType(std::int16_t, bool&) override {}
+  void FilterField(std::string_view, std::string_view, bool&) override {}
+  void ValidateBeforePost(bool&, bool&) override {}
+  void ValidateAfterPost(bool&) override {}
+
+ private:
+  contract::Properties properties_;
+  std::string connect_type_name_;
+};
+
+/// Tells the first few rejected records on standard error, so that nobody has to look for a log to
+/// learn what is wrong.
+class ReasonPrinter final : public engine::RunObserver {
+ public:
+  Status OnReject(const engine::RejectedRecord& record) override {
+    if (++count_ > kReasonsShown) return Status();
+    std::string text = "line " + base::ToDecimal(record.line_number);
+    if (!record.field.empty()) text += ", field " + std::string(record.field);
+    std::fprintf(stderr, "kelvorin: %s: %s\n", ToUtf8(text).c_str(),
+                 ToUtf8(record.reason).c_str());
+    return Status();
+  }
+  void Finish(bool has_reject_file) const {
+    if (count_ > kReasonsShown)
+      std::fprintf(stderr, "kelvorin: and %d more%s\n", count_ - kReasonsShown,
+                   has_reject_file ? "" : " (--reject FILE keeps them all with their reasons)");
+  }
+
+ private:
+  int count_ = 0;
+};
+
+Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
+  settings::IniFile ini(options.ini.empty() ? settings::DefaultIniFile() : options.ini);
+  settings::ImportSetting& setting = form.state().setting;
+  setting.SettingName = options.save_as;
+  return settings::SaveSetting(ini, setting, form.state().breaks);
+}
+
+int Import(const ImportOptions& options) {
+  const Result<DatabaseArgument> into = RequireDatabase(options.into);
+  if (!into.ok()) return Report(kWrongUsage, into.status());
+  ImportJob job;
+  if (const Status made = MakeJob(options, job); !made.ok())
+    return Report(made.code() == Code::kInvalidArgument ? kWrongUsage : kFatal, made);
+  if (!job.hint.empty() && !options.json)
+    std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.hint).c_str());
+
+  const catalog::TargetAddress target = into->Address(options.user, options.password);
+  if (options.create) {
+    const Status created = CreateFromSource(target, options.table, options.source_password, job);
+    if (!created.ok()) return Report(kFatal, created);
+  }
+
+  if (job.map.empty()) {
+    const bool has_names = !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
+                           job.setting.StartingLine >= 2;
+    job.map.rest = has_names ? mapping::MapRequest::Rest::kByName
+                             : mapping::MapRequest::Rest::kInOrder;
+  }
+
+  database::DBEngine engine(values::ValueFormat::FromLocale());
+  database::RegisterDrivers(engine);
+  TerminalPlatform platform(options.json);
+  NoHost host;
+  ReasonPrinter reasons;
+  wizard::frmKelvorin form(engine, platform);
+  form.SetCaller(host);
+
+  wizard::Job work;
+  work.target = target;
+  work.table = options.table;
+  work.setting = std::move(job.setting);
+  work.breaks = job.breaks;
+  work.source_password = options.source_password;
+  work.map = std::move(job.map);
+  work.options.batch = true;
+  work.options.dry_run = options.dry_run;
+  if (!options.json) work.options.observer = &reasons;
+
+  const std::int64_t began = base::MonotonicMilliseconds();
+  const contract::RunResult run = form.RunJob(work);
+  const std::int64_t took = base::MonotonicMilliseconds() - began;
+  reasons.Finish(!options.reject.empty());
+  if (!options.save_as.empty()) {
+    const Status saved = SaveJob(options, form);
+    if (!saved.ok()) {
+      PrintSummary(run, took, options.json);
+      return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
+    }
+  }
+  return PrintSummary(run, took, options.json);
+}
+
+}  // namespace
+
+void AddImportCommand(CLI::App& app, int& exit_status) {
+  auto options = std::make_shared<ImportOptions>();
+  CLI::App* command = app.add_subcommand("import", "Import a text file or a table into a table");
+  AddImportOptions(*command, *options);
+  command->footer(
+      "KIND is Access, Paradox3 ... Paradox5, DBase3 ... DBase5, FOXPRO20 ... FOXPRO30 or ODBC, in\n"
+      "any case. For dBASE and FoxPro the database is a folder; for ODBC it is a DSN or\n"
+      "\"DSN=...;UID=...;PWD=...\". Without a mapping option fields of equal names are mapped, or\n"
+      "all in order when the source's fields have no names.");
+  command->callback([options, &exit_status] { exit_status = Import(*options); });
+}
+
+}  // namespace kelvorin::app

@@ -1,0 +1,43 @@
+// The command line host: everything the component does without windows, one command each.
+
+#include <CLI/CLI.hpp>
+
+#include "apps/kelvorin/command.h"
+#include "apps/kelvorin/output.h"
+
+namespace kelvorin::app {
+
+int Report(ExitStatus status, std::string_view text) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(text).c_str());
+  return status;
+}
+
+int Report(ExitStatus status, const Status& failure) { return Report(status, failure.message()); }
+
+}  // namespace kelvorin::app
+
+int main(int argc, char** argv) {
+  using namespace kelvorin::app;
+  CLI::App app("Copies text files and tables into a table of another database.", "kelvorin");
+  app.set_version_flag("--version", "kelvorin " KELVORIN_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "kelvorin COMMAND --help tells the options of a command.\n"
+      "Exit status: 0 all records imported, 1 the run ended but records failed or it was stopped,\n"
+      "2 wrong usage, 3 fatal error.");
+  int exit_status = kAllImported;
+  AddImportCommand(app, exit_status);
+  AddBatchCommand(app, exit_status);
+  AddDetectCommand(app, exit_status);
+  AddSettingsCommand(app, exit_status);
+  AddTableCommands(app, exit_status);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kAllImported : kWrongUsage;
+  } catch (const std::exception& error) {
+    return Report(kFatal, error.what());
+  }
+  return exit_status;
+}

@@ -1,0 +1,41 @@
+#include "apps/kelvorin/run_summary.h"
+
+#include <nlohmann/json.hpp>
+
+#include "apps/kelvorin/command.h"
+#include "apps/kelvorin/output.h"
+
+namespace kelvorin::app {
+
+int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json) {
+  const double seconds = static_cast<double>(milliseconds) / 1000;
+  if (json) {
+    nlohmann::ordered_json object = {{"read", run.read},
+                                     {"imported", run.imported},
+                                     {"rejected", run.rejected},
+                                     {"skipped", run.skipped},
+                                     {"fatal", nullptr},
+                                     {"seconds", seconds}};
+    if (run.fatal) object["fatal"] = ToUtf8(*run.fatal);
+    if (run.stopped || run.cancelled) object["stopped"] = true;
+    if (run.truncated_values) object["truncated_values"] = run.truncated_values;
+    if (run.replaced_characters) object["replaced_characters"] = run.replaced_characters;
+    std::printf("%s\n", object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  } else {
+    std::printf("%lld read, %lld imported, %lld rejected, %lld skipped in %.2f s\n",
+                static_cast<long long>(run.read), static_cast<long long>(run.imported),
+                static_cast<long long>(run.rejected), static_cast<long long>(run.skipped), seconds);
+    if (run.cancelled || run.stopped) std::printf("stopped before the end of the source\n");
+    if (run.truncated_values)
+      std::printf("%lld texts were cut to the size of their field\n",
+                  static_cast<long long>(run.truncated_values));
+    if (run.replaced_characters)
+      std::printf("%lld characters are not in the table's code page and were replaced\n",
+                  static_cast<long long>(run.replaced_characters));
+  }
+  std::fflush(stdout);
+  if (run.fatal) return Report(kFatal, *run.fatal);
+  return run.rejected > 0 || run.stopped || run.cancelled ? kRecordsFailed : kAllImported;
+}
+
+}  // namespace kelvorin::app

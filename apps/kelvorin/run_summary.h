@@ -1,0 +1,14 @@
+#pragma once
+// How the command line tells the outcome of a run.
+
+#include <cstdint>
+
+#include "control/contract/run_result.h"
+
+namespace kelvorin::app {
+
+/// Prints the counts, as one JSON object or as a sentence, on standard output, a fatal error's text
+/// on standard error. Returns the exit status.
+int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json);
+
+}  // namespace kelvorin::app

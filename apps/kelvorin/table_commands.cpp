@@ -1,0 +1,309 @@
+// `kelvorin tables | fields | dump | create | sources`: what databases hold, and new tables.
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "apps/kelvorin/command.h"
+#include "apps/kelvorin/database_argument.h"
+#include "apps/kelvorin/output.h"
+#include "base/M_STRING.h"
+#include "control/contract/enums.h"
+#include "database/drivers/register_drivers.h"
+#include "database/values/field_types.h"
+#include "database/values/value_format.h"
+
+namespace kelvorin::app {
+namespace {
+
+using database::FieldDef;
+using database::IndexDef;
+using database::TableDef;
+using nlohmann::ordered_json;
+
+struct TableOptions {
+  std::string database;
+  std::string table;
+  std::string user;
+  std::string password;
+  bool json = false;
+  std::vector<std::string> fields;   // NAME:TYPE[:SIZE[:DECIMALS]]
+  std::vector<std::string> indexes;  // NAME=FIELD,...
+  bool unique = false;
+};
+
+std::string TypeName(database::TypeCode type) {
+  return std::string(values::FieldType(static_cast<std::int16_t>(type)));
+}
+
+void PrintJson(const ordered_json& json) {
+  std::printf("%s\n", json.dump(2, ' ', false, ordered_json::error_handler_t::replace).c_str());
+}
+
+std::string_view AttributeWord(std::uint32_t attributes) {
+  if (attributes & database::kAttrSystemObject) return "system";
+  if (attributes & database::kAttrLinkedJet) return "linked";
+  if (attributes & database::kAttrLinkedOdbc) return "linked";
+  return "table";
+}
+
+Result<OpenDatabase> OpenFor(const TableOptions& options, Access access) {
+  Result<DatabaseArgument> argument = RequireDatabase(options.database);
+  if (!argument.ok()) return argument.status();
+  return Open(argument->Address(options.user, options.password), access);
+}
+
+int Failure(const Status& status) {
+  return Report(status.code() == Code::kInvalidArgument ? kWrongUsage : kFatal, status);
+}
+
+int Tables(const TableOptions& options) {
+  Result<OpenDatabase> open = OpenFor(options, Access::kRead);
+  if (!open.ok()) return Failure(open.status());
+  const Result<std::vector<database::TableInfo>> tables = open->database->TableDefs();
+  if (!tables.ok()) return Report(kFatal, tables.status());
+  ordered_json array = ordered_json::array();
+  ColumnTable columns({"table", "kind"});
+  for (const database::TableInfo& table : *tables) {
+    array.push_back({{"name", ToUtf8(table.Name)}, {"attributes", table.Attributes}});
+    columns.Add({ToUtf8(table.Name), std::string(AttributeWord(table.Attributes))});
+  }
+  if (options.json) {
+    PrintJson(array);
+  } else {
+    columns.Print(stdout);
+  }
+  return kAllImported;
+}
+
+void PrintTable(const TableDef& table) {
+  ColumnTable fields({"field", "type", "size", "decimals", "notes"});
+  for (const FieldDef& field : table.Fields) {
+    std::string notes;
+    const auto note = [&](bool set, const char* word) {
+      if (set) notes += (notes.empty() ? "" : ", ") + std::string(word);
+    };
+    note(field.Required, "required");
+    note(field.AutoIncrement, "automatic number");
+    note(!field.DefaultValue.empty(), "has a default");
+    fields.Add({ToUtf8(field.Name), TypeName(field.Type), std::to_string(field.Size),
+                std::to_string(field.Decimals), notes});
+  }
+  fields.Print(stdout);
+  if (!table.Indexes.empty()) {
+    std::printf("\n");
+    ColumnTable indexes({"index", "fields", "notes"});
+    for (const IndexDef& index : table.Indexes)
+      indexes.Add({ToUtf8(index.Name),
+                   ToUtf8(index.Columns.empty() ? index.Expression : index.Fields()),
+                   index.Primary ? "primary" : index.Unique ? "unique" : ""});
+    indexes.Print(stdout);
+  }
+  if (!table.Updatable) std::printf("\ncannot be written: %s\n", ToUtf8(table.WhyReadOnly).c_str());
+}
+
+ordered_json TableJson(const TableDef& table) {
+  ordered_json fields = ordered_json::array();
+  for (const FieldDef& field : table.Fields)
+    fields.push_back({{"name", ToUtf8(field.Name)},
+                      {"type", TypeName(field.Type)},
+                      {"code", static_cast<int>(field.Type)},
+                      {"size", field.Size},
+                      {"decimals", field.Decimals},
+                      {"required", field.Required},
+                      {"allow_zero_length", field.AllowZeroLength},
+                      {"auto_increment", field.AutoIncrement},
+                      {"default", ToUtf8(field.DefaultValue)}});
+  ordered_json indexes = ordered_json::array();
+  for (const IndexDef& index : table.Indexes)
+    indexes.push_back({{"name", ToUtf8(index.Name)},
+                       {"fields", ToUtf8(index.Fields())},
+                       {"expression", ToUtf8(index.Expression)},
+                       {"unique", index.Unique},
+                       {"primary", index.Primary},
+                       {"required", index.Required}});
+  return {{"table", ToUtf8(table.Name)},
+          {"attributes", table.Attributes},
+          {"fields", fields},
+          {"indexes", indexes},
+          {"updatable", table.Updatable},
+          {"why_read_only", ToUtf8(table.WhyReadOnly)}};
+}
+
+int Fields(const TableOptions& options) {
+  Result<OpenDatabase> open = OpenFor(options, Access::kRead);
+  if (!open.ok()) return Failure(open.status());
+  const Result<TableDef> table = open->database->FindTableDef(options.table);
+  if (!table.ok()) return Report(kFatal, table.status());
+  if (options.json) {
+    PrintJson(TableJson(*table));
+  } else {
+    PrintTable(*table);
+  }
+  return kAllImported;
+}
+
+// One value as a CSV cell. A date field's value always shows its date, also where it is only a time.
+void AppendCell(const values::Value& value, values::TypeCode type, std::string& out) {
+  const bool only_time = value.kind == values::Kind::kDateTime && value.date_time.day == 0 &&
+                         value.date_time.milliseconds != 0;
+  if (only_time && type != values::TypeCode::kTime) out += "1899-12-30 ";
+  values::ValueFormat::Neutral().Append(value, out);
+}
+
+int Dump(const TableOptions& options) {
+  Result<OpenDatabase> open = OpenFor(options, Access::kRead);
+  if (!open.ok()) return Failure(open.status());
+  const bool odbc = open->database->IsOdbc();
+  Result<std::unique_ptr<database::Recordset>> rows = open->database->OpenRecordset(
+      options.table, odbc ? database::RecordsetType::kSnapshot : database::RecordsetType::kTable);
+  if (!rows.ok()) return Report(kFatal, rows.status());
+  database::Recordset& set = **rows;
+  CsvWriter csv(stdout);
+  for (const FieldDef& field : set.Def().Fields) csv.Add(ToUtf8(field.Name));
+  csv.EndRow();
+  std::string cell;
+  while (!set.Eof()) {
+    for (std::size_t i = 0; i < set.FieldCount(); ++i) {
+      values::Value value;
+      const Status read = set.Fields(i).GetValue(value);
+      if (!read.ok()) {
+        csv.Flush();
+        return Report(kFatal, read);
+      }
+      cell.clear();
+      AppendCell(value, set.Fields(i).Type(), cell);
+      csv.Add(ToUtf8(cell));
+    }
+    csv.EndRow();
+    const Status moved = set.MoveNext();
+    if (!moved.ok()) return Report(kFatal, moved);
+  }
+  if (!csv.Flush()) return Report(kFatal, "cannot write to standard output");
+  return kAllImported;
+}
+
+Result<FieldDef> ParseField(const std::string& text) {
+  const std::vector<std::string_view> parts = base::SplitAt(text, ':');
+  const auto wrong = [&](const std::string& why) {
+    return Status(Code::kInvalidArgument,
+                  "field '" + text + "': " + why + " (expected NAME:TYPE[:SIZE[:DECIMALS]])");
+  };
+  if (parts.size() < 2 || parts.size() > 4 || parts[0].empty()) return wrong("wrong form");
+  FieldDef field;
+  field.Name = parts[0];
+  const std::optional<values::TypeCode> type = values::TypeFromName(parts[1]);
+  if (!type) return wrong("there is no type '" + std::string(parts[1]) + "'");
+  field.Type = *type;
+  for (std::size_t i = 2; i < parts.size(); ++i) {
+    const std::optional<std::int64_t> number = base::ParseWholeInteger(parts[i]);
+    if (!number || *number < 0 || *number > 65535)
+      return wrong("'" + std::string(parts[i]) + "' is no size");
+    (i == 2 ? field.Size : field.Decimals) = static_cast<std::int32_t>(*number);
+  }
+  return field;
+}
+
+Result<IndexDef> ParseIndex(const std::string& text, bool unique) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size())
+    return Status(Code::kInvalidArgument, "index '" + text + "': expected NAME=FIELD,...");
+  IndexDef index;
+  index.Name = text.substr(0, equals);
+  index.Unique = unique;
+  index.Columns = database::ParseIndexFields(base::Replace(text.substr(equals + 1), ",", ";"));
+  return index;
+}
+
+int Create(const TableOptions& options) {
+  TableDef table;
+  table.Name = options.table;
+  for (const std::string& text : options.fields) {
+    Result<FieldDef> field = ParseField(text);
+    if (!field.ok()) return Failure(field.status());
+    table.Fields.push_back(*std::move(field));
+  }
+  for (const std::string& text : options.indexes) {
+    Result<IndexDef> index = ParseIndex(text, options.unique);
+    if (!index.ok()) return Failure(index.status());
+    for (const database::IndexField& column : index->Columns)
+      if (table.FindField(column.Name) < 0)
+        return Report(kWrongUsage, "index '" + index->Name + "': there is no field '" + column.Name + "'");
+    table.Indexes.push_back(*std::move(index));
+  }
+  Result<OpenDatabase> open = OpenFor(options, Access::kCreate);
+  if (!open.ok()) return Failure(open.status());
+  const Status created = open->database->CreateTable(table);
+  if (!created.ok()) return Report(kFatal, created);
+  const Status closed = open->database->Close();
+  return closed.ok() ? kAllImported : Report(kFatal, closed);
+}
+
+int Sources(const TableOptions& options) {
+  database::DBEngine engine;
+  database::RegisterDrivers(engine);
+  const Result<std::vector<database::DataSource>> sources = engine.DataSources();
+  if (!sources.ok()) return Report(kFatal, sources.status());
+  ordered_json kinds = ordered_json::array();
+  ColumnTable columns({"kind", "connect word", "in this build"});
+  for (std::int16_t kind = 3; kind <= 14; ++kind) {
+    const std::string name(contract::TypeConnectName(kind));
+    const std::string word(contract::ConnectTypeName(kind).value_or(""));
+    const bool available = engine.HasDriver(word);
+    kinds.push_back({{"name", name}, {"value", kind}, {"connect", word}, {"available", available}});
+    columns.Add({name, word, available ? "yes" : "no"});
+  }
+  ordered_json list = ordered_json::array();
+  for (const database::DataSource& source : *sources)
+    list.push_back({{"name", source.Name}, {"description", source.Description}});
+  if (options.json) {
+    PrintJson({{"kinds", kinds}, {"data_sources", list}});
+    return kAllImported;
+  }
+  columns.Print(stdout);
+  std::printf("\nODBC data sources:%s\n", sources->empty() ? " none" : "");
+  for (const database::DataSource& source : *sources)
+    std::printf("  %s  %s\n", source.Name.c_str(), source.Description.c_str());
+  return kAllImported;
+}
+
+}  // namespace
+
+void AddTableCommands(CLI::App& app, int& exit_status) {
+  const auto add = [&](const char* name, const char* help, int (*action)(const TableOptions&)) {
+    auto options = std::make_shared<TableOptions>();
+    CLI::App* command = app.add_subcommand(name, help);
+    command->callback([options, action, &exit_status] { exit_status = action(*options); });
+    return std::pair(command, options);
+  };
+  const auto add_database = [](CLI::App* command, TableOptions& options, bool with_table) {
+    command->add_option("DATABASE", options.database, "KIND:DATABASE, e.g. DBase3:folder")
+        ->required();
+    if (with_table) command->add_option("TABLE", options.table, "Name of the table")->required();
+    command->add_option("--user", options.user, "User name, where the database wants one");
+    command->add_option("--password", options.password, "Password, where the database wants one");
+  };
+
+  auto [tables, tables_options] = add("tables", "List the tables of a database", Tables);
+  add_database(tables, *tables_options, false);
+  tables->add_flag("--json", tables_options->json, "Print JSON");
+
+  auto [fields, fields_options] = add("fields", "List fields and indexes of a table", Fields);
+  add_database(fields, *fields_options, true);
+  fields->add_flag("--json", fields_options->json, "Print JSON");
+
+  auto [dump, dump_options] = add("dump", "Write a table as CSV (UTF-8) to standard output", Dump);
+  add_database(dump, *dump_options, true);
+
+  auto [create, create_options] = add("create", "Make a table, and its database if missing", Create);
+  add_database(create, *create_options, true);
+  create->add_option("FIELD", create_options->fields, "NAME:TYPE[:SIZE[:DECIMALS]] ...")->required();
+  create->add_option("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
+      ->allow_extra_args(false);
+  create->add_flag("--unique", create_options->unique, "The indexes are unique");
+  create->footer("Types: Text, Memo, Boolean, Byte, Integer, Long, Single, Double, Currency, Date, ...");
+
+  auto [sources, sources_options] = add("sources", "List kinds of databases and ODBC data sources", Sources);
+  sources->add_flag("--json", sources_options->json, "Print JSON");
+}
+
+}  // namespace kelvorin::app

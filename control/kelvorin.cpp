@@ -1,0 +1,281 @@
+#include "control/kelvorin.h"
+
+#include "control/contract/enums.h"
+#include "database/api/engine.h"
+#include "database/drivers/register_drivers.h"
+#include "database/values/value_format.h"
+#include "wizard/frm_kelvorin.h"
+
+#include <exception>
+
+namespace kelvorin {
+
+using contract::Properties;
+
+/// What forms see of the control: its property record, and its events behind an adapter that lets
+/// no exception of a host's handler through.
+class Kelvorin::Surface final : public contract::Caller, public contract::EventSink {
+ public:
+  explicit Surface(Kelvorin& control) : control_(control) {}
+
+  Properties& properties() noexcept override { return control_.properties_; }
+  contract::EventSink& events() noexcept override { return *this; }
+  const std::string& connect_type_name() const noexcept override {
+    return control_.connect_type_name_;
+  }
+  void PropertyChanged(std::string_view key) override { control_.Notify(key); }
+
+  bool Listens(contract::Event event) const noexcept override {
+    using contract::Event;
+    switch (event) {
+      case Event::kBeforeFieldImport: return static_cast<bool>(control_.BeforeFieldImport);
+      case Event::kFilterTable: return static_cast<bool>(control_.FilterTable);
+      case Event::kFilterType: return static_cast<bool>(control_.FilterType);
+      case Event::kFilterField: return static_cast<bool>(control_.FilterField);
+      case Event::kValidateBeforePost: return static_cast<bool>(control_.ValidateBeforePost);
+      case Event::kValidateAfterPost: return static_cast<bool>(control_.ValidateAfterPost);
+    }
+    return false;
+  }
+
+  void BeforeFieldImport(std::string_view tableName, std::string_view FieldName,
+                         std::int16_t FieldType, std::int16_t FieldSize,
+                         std::string& bufField) override {
+    Raise("BeforeFieldImport", control_.BeforeFieldImport, tableName, FieldName, FieldType,
+          FieldSize, bufField);
+  }
+  void FilterTable(std::string_view tableName, bool& Hide) override {
+    Raise("FilterTable", control_.FilterTable, tableName, Hide);
+  }
+  void FilterType(std::int16_t FileType, bool& Hide) override {
+    Raise("FilterType", control_.FilterType, static_cast<contract::FileTypeFormat>(FileType), Hide);
+  }
+  void FilterField(std::string_view tableName, std::string_view FieldName, bool& Hide) override {
+    Raise("FilterField", control_.FilterField, tableName, FieldName, Hide);
+  }
+  void ValidateBeforePost(bool& RecordCanceled, bool& ProcessCanceled) override {
+    Raise("ValidateBeforePost", control_.ValidateBeforePost, RecordCanceled, ProcessCanceled);
+  }
+  void ValidateAfterPost(bool& ProcessCanceled) override {
+    Raise("ValidateAfterPost", control_.ValidateAfterPost, ProcessCanceled);
+  }
+  Status Failure() const noexcept override { return failure_; }
+
+  void ForgetFailure() noexcept { failure_ = Status(); }
+
+ private:
+  template <typename F, typename... Args>
+  void Raise(const char* event, const F& handler, Args&&... args) noexcept {
+    if (!handler || !failure_.ok()) return;
+    const auto fail = [&](const char* what) {
+      failure_ = Status(Code::kStopped, "The handler of the event " + std::string(event) +
+                                            " failed: " + what);
+    };
+    try {
+      handler(std::forward<Args>(args)...);
+    } catch (const std::exception& error) {
+      fail(error.what());
+    } catch (...) {
+      fail("unknown exception");
+    }
+  }
+
+  Kelvorin& control_;
+  Status failure_;
+};
+
+Kelvorin::Kelvorin(contract::Platform* platform)
+    : platform_(platform ? platform : &silent_), surface_(std::make_unique<Surface>(*this)) {}
+Kelvorin::~Kelvorin() = default;
+
+template <typename F>
+bool Kelvorin::Safely(F&& call) noexcept {
+  try {
+    call();
+    return true;
+  } catch (const std::exception& error) {
+    try {
+      properties_.LastError = error.what();
+    } catch (...) {
+      properties_.LastError.clear();  // not even the text fits into memory
+    }
+  } catch (...) {
+    properties_.LastError.clear();
+  }
+  return false;
+}
+
+// --- Properties
+
+void Kelvorin::Notify(std::string_view key) {
+  const contract::PropertyInfo* info = contract::FindProperty(key);
+  if (PropertyChanged && info != nullptr && info->notifies_container) PropertyChanged(info->key);
+}
+
+template <typename T>
+void Kelvorin::Set(T Properties::*member, const T& value, std::string_view key) noexcept {
+  Safely([&] {
+    properties_.*member = value;
+    Notify(key);
+  });
+}
+
+void Kelvorin::SetText(std::string Properties::*member, std::string_view value,
+                       std::string_view key) noexcept {
+  Safely([&] {
+    properties_.*member = value;
+    Notify(key);
+  });
+}
+
+void Kelvorin::DataBaseName(std::string_view value) noexcept {
+  SetText(&Properties::DataBaseName, value, "DataBaseName");
+}
+void Kelvorin::DSN(std::string_view value) noexcept { SetText(&Properties::DSN, value, "DSN"); }
+void Kelvorin::UserName(std::string_view value) noexcept {
+  SetText(&Properties::UserName, value, "UserName");
+}
+void Kelvorin::Password(std::string_view value) noexcept {
+  SetText(&Properties::Password, value, "Password");
+}
+void Kelvorin::ConnectString(contract::TypeConnect value) noexcept {
+  Set(&Properties::ConnectString, static_cast<std::int16_t>(value), "ConnectString");
+}
+void Kelvorin::DefaultSourceType(contract::FileTypeFormat value) noexcept {
+  Set(&Properties::DefaultSourceType, static_cast<std::int16_t>(value), "DefaultSourceType");
+  Safely([&] { DeriveConnectTypeName(properties_.DefaultSourceType); });
+}
+void Kelvorin::ImportCaption(std::string_view value) noexcept {
+  SetText(&Properties::ImportCaption, value, "ImportCaption");
+}
+void Kelvorin::IniFile(std::string_view value) noexcept {
+  SetText(&Properties::IniFile, value, "IniFile");
+}
+void Kelvorin::ImportTable(std::string_view value) noexcept {
+  SetText(&Properties::ImportTable, value, "ImportTable");
+}
+void Kelvorin::ImportDBName(std::string_view value) noexcept {
+  SetText(&Properties::ImportDBName, value, "ImportDBName");
+}
+void Kelvorin::HelpID(std::int16_t value) noexcept { Set(&Properties::HelpID, value, "HelpID"); }
+void Kelvorin::ShowProgress(bool value) noexcept {
+  Set(&Properties::ShowProgress, value, "ShowProgress");
+}
+void Kelvorin::ShowSummary(bool value) noexcept {
+  Set(&Properties::ShowSummary, value, "ShowSummary");
+}
+void Kelvorin::LastError(std::string_view value) noexcept {
+  SetText(&Properties::LastError, value, "LastError");
+}
+void Kelvorin::QuitAfterImport(bool value) noexcept {
+  Set(&Properties::QuitAfterImport, value, "QuitAfterImport");
+}
+void Kelvorin::MultiTable(bool value) noexcept { Set(&Properties::MultiTable, value, "MultiTable"); }
+void Kelvorin::tableName(std::string_view value) noexcept {
+  SetText(&Properties::tableName, value, "TableName");
+}
+void Kelvorin::AutoLoadSettingName(std::string_view value) noexcept {
+  SetText(&Properties::AutoLoadSettingName, value, "AutoLoadSettingName");
+}
+void Kelvorin::LoadLastSetting(bool value) noexcept {
+  Set(&Properties::LoadLastSetting, value, "LoadLastSetting");
+}
+void Kelvorin::ShowUpdateOption(bool value) noexcept {
+  Set(&Properties::ShowUpdateOption, value, "ShowUpdateOption");
+}
+void Kelvorin::ShowErrorsOption(bool value) noexcept {
+  Set(&Properties::ShowErrorsOption, value, "ShowErrorsOption");
+}
+void Kelvorin::ShowAdvancedOption(bool value) noexcept {
+  Set(&Properties::ShowAdvancedOption, value, "ShowAdvancedOption");
+}
+
+Status Kelvorin::SetPropertyText(std::string_view name, std::string_view text) noexcept {
+  Status outcome(Code::kInternal, "the property could not be set");
+  Safely([&] {
+    const contract::PropertyInfo* info = contract::FindProperty(name);
+    if (info == nullptr) {
+      outcome = Status(Code::kNotFound, "there is no property '" + std::string(name) + "'");
+      return;
+    }
+    const Result<contract::PropertyValue> value = contract::ParsePropertyText(*info, text);
+    outcome = value.ok() ? contract::SetProperty(properties_, *info, *value) : value.status();
+    if (!outcome.ok()) return;
+    if (info->key == "DefaultSourceType") DeriveConnectTypeName(properties_.DefaultSourceType);
+    Notify(info->key);
+  });
+  return outcome;
+}
+
+// --- Persistence
+
+Status Kelvorin::ReadProperties(contract::PropertyStore& store) noexcept {
+  Status outcome(Code::kInternal, "the properties could not be read");
+  Safely([&] {
+    const Properties defaults;
+    for (const contract::PropertyInfo& info : contract::PropertyTable()) {
+      const Result<contract::PropertyValue> value =
+          store.Read(info.key, contract::GetProperty(defaults, info));
+      outcome = value.ok() ? contract::SetProperty(properties_, info, *value) : value.status();
+      if (!outcome.ok()) return;
+    }
+    DeriveConnectTypeName(properties_.DefaultSourceType);
+  });
+  return outcome;
+}
+
+Status Kelvorin::WriteProperties(contract::PropertyStore& store) const noexcept {
+  try {
+    const Properties defaults;
+    for (const contract::PropertyInfo& info : contract::PropertyTable())
+      KV_TRY(store.Write(info.key, contract::GetProperty(properties_, info),
+                         contract::GetProperty(defaults, info)));
+    return Status();
+  } catch (const std::exception& error) {
+    return Status(Code::kInternal, error.what());
+  }
+}
+
+void Kelvorin::Resize(int& width_twips, int& height_twips) noexcept {
+  width_twips = kControlWidthTwips;
+  height_twips = kControlHeightTwips;
+}
+
+// --- Methods
+
+void Kelvorin::DeriveConnectTypeName(std::int16_t kind) {
+  if (const auto name = contract::ConnectTypeName(kind)) connect_type_name_ = *name;
+}
+
+void Kelvorin::display() noexcept {
+  Safely([&] {
+    platform_->Ask({"Display", "Property Check", contract::Icon::kExclamation,
+                    contract::Buttons::kOk});
+  });
+}
+
+void Kelvorin::Execute() noexcept {
+  Safely([&] {
+    DeriveConnectTypeName(properties_.ConnectString);
+    properties_.LastError = "The import wizard cannot be shown: this build has no windows";
+    Notify("LastError");
+  });
+}
+
+std::int16_t Kelvorin::BatchImport(std::string& Setting) noexcept {
+  std::int16_t result = -1;
+  last_run_ = contract::RunResult();
+  Safely([&] {
+    surface_->ForgetFailure();
+    DeriveConnectTypeName(properties_.ConnectString);
+    database::DBEngine engine(values::ValueFormat::FromLocale());
+    database::RegisterDrivers(engine);
+    wizard::frmKelvorin form(engine, *platform_);
+    form.SetCaller(*surface_);
+    result = form.DoBatchImport(Setting);
+    last_run_ = form.result();
+  });
+  return result;
+}
+
+}  // namespace kelvorin
