@@ -16,6 +16,26 @@ constexpr std::size_t kExactDigits = 15;  // that many always fit a double's man
 constexpr int kMaxExponent = 350;         // beyond it nothing a double can hold
 constexpr std::size_t kMaxFieldBytes = 255;
 
+constexpr std::size_t kWord = sizeof(std::uint64_t);
+constexpr std::uint64_t kBlankWord = 0x2020202020202020;
+
+std::uint64_t WordAt(const char* text) noexcept {
+  std::uint64_t word;
+  std::memcpy(&word, text, kWord);
+  return word;
+}
+
+/// Without the blanks and zero bytes around; numbers stand at the right end of wide fields.
+std::string_view TrimNumber(std::string_view field) noexcept {
+  const char* first = field.data();
+  const char* end = first + field.size();
+  while (static_cast<std::size_t>(end - first) >= kWord && WordAt(first) == kBlankWord)
+    first += kWord;
+  while (first < end && (*first == ' ' || *first == '\0')) ++first;
+  while (first < end && (end[-1] == ' ' || end[-1] == '\0')) --end;
+  return {first, static_cast<std::size_t>(end - first)};
+}
+
 /// Reads "-12.50": a sign, 1 to 15 digits without superfluous zeros in front, a point. These are
 /// nearly all numbers, and their text is plain already.
 bool ParsePlain(std::string_view text, double& number) noexcept {
@@ -84,8 +104,7 @@ bool Normalize(std::string_view text, std::string& plain) {
 
 NumberText ParseNumber(std::string_view field, double& number, std::string_view& exact,
                        std::string& scratch) {
-  while (!field.empty() && (field.front() == ' ' || field.front() == '\0')) field.remove_prefix(1);
-  while (!field.empty() && (field.back() == ' ' || field.back() == '\0')) field.remove_suffix(1);
+  field = TrimNumber(field);
   if (field.empty() || field == "." || field.find_first_not_of('*') == std::string_view::npos)
     return NumberText::kBlank;
   if (ParsePlain(field, number)) {
@@ -99,57 +118,74 @@ NumberText ParseNumber(std::string_view field, double& number, std::string_view&
   return NumberText::kNumber;
 }
 
-bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept {
-  const bool negative = !plain.empty() && plain.front() == '-';
-  if (negative) plain.remove_prefix(1);
-  const std::size_t point = std::min(plain.find('.'), plain.size());
-  std::string_view whole = plain.substr(0, point);
-  while (!whole.empty() && whole.front() == '0') whole.remove_prefix(1);
-  const std::string_view fraction =
-      point < plain.size() ? plain.substr(point + 1) : std::string_view();
-  if (whole.size() + decimals > field.size() || field.size() > kMaxFieldBytes) return false;
+namespace {
 
-  // All digits in a row, one place in front kept free for a carry.
-  std::array<char, 2 * kMaxFieldBytes + 1> buffer;
-  char* const digits = buffer.data() + 1;
-  std::memcpy(digits, whole.data(), whole.size());
-  const std::size_t taken = std::min<std::size_t>(fraction.size(), decimals);
-  std::memcpy(digits + whole.size(), fraction.data(), taken);
-  std::memset(digits + whole.size() + taken, '0', decimals - taken);
-  const std::size_t count = whole.size() + decimals;
-  char* first = digits;
-  if (fraction.size() > decimals && fraction[decimals] >= '5') {
-    std::size_t i = count;
-    while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
-    if (i > 0) {
-      ++digits[i - 1];
-    } else {
-      *--first = '1';
-    }
-  }
-  const std::size_t whole_digits = static_cast<std::size_t>(digits + count - first) - decimals;
-  const bool zero = std::all_of(first, digits + count, [](char c) { return c == '0'; });
+/// A number as FormatNumber takes it apart.
+struct Parts {
+  bool negative = false;
+  std::string_view whole;  // without zeros in front
+  std::string_view fraction;
+};
 
-  const std::size_t sign = negative && !zero ? 1 : 0;
-  const std::size_t tail = decimals == 0 ? 0 : decimals + 1;
-  std::size_t width = sign + whole_digits + tail;
-  bool leading_zero = whole_digits == 0;
-  if (leading_zero && width + 1 > field.size() && tail != 0) leading_zero = false;
-  width += leading_zero ? 1 : 0;
+/// Writes a number whose digits need no rounding.
+bool FormatExact(const Parts& parts, unsigned decimals, std::span<char> field) noexcept {
+  const std::size_t tail = decimals == 0 ? 0 : decimals + 1u;
+  const std::size_t sign = parts.negative ? 1 : 0;
+  std::size_t width = sign + parts.whole.size() + tail;
   if (width > field.size()) return false;
+  bool zero_before = parts.whole.empty() && (tail == 0 || width < field.size());
+  if (zero_before && ++width > field.size()) return false;
 
   char* out = field.data();
   std::memset(out, ' ', field.size() - width);
   out += field.size() - width;
-  if (sign != 0) *out++ = '-';
-  if (leading_zero) *out++ = '0';
-  std::memcpy(out, first, whole_digits);
-  out += whole_digits;
-  if (tail != 0) {
-    *out++ = '.';
-    std::memcpy(out, first + whole_digits, decimals);
-  }
+  if (parts.negative) *out++ = '-';
+  if (zero_before) *out++ = '0';
+  std::memcpy(out, parts.whole.data(), parts.whole.size());
+  out += parts.whole.size();
+  if (tail == 0) return true;
+  *out++ = '.';
+  std::memcpy(out, parts.fraction.data(), parts.fraction.size());
+  std::memset(out + parts.fraction.size(), '0', decimals - parts.fraction.size());
   return true;
+}
+
+}  // namespace
+
+bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept {
+  Parts parts;
+  parts.negative = !plain.empty() && plain.front() == '-';
+  if (parts.negative) plain.remove_prefix(1);
+  const std::size_t point = std::min(plain.find('.'), plain.size());
+  parts.whole = plain.substr(0, point);
+  while (!parts.whole.empty() && parts.whole.front() == '0') parts.whole.remove_prefix(1);
+  if (point < plain.size()) parts.fraction = plain.substr(point + 1);
+  if (parts.whole.size() + decimals > field.size() || field.size() > kMaxFieldBytes) return false;
+
+  const bool up = parts.fraction.size() > decimals && parts.fraction[decimals] >= '5';
+  parts.fraction = parts.fraction.substr(0, decimals);
+  std::array<char, 2 * kMaxFieldBytes + 1> buffer;
+  if (up) {
+    // All kept digits in a row, one place in front for the carry.
+    char* const digits = buffer.data() + 1;
+    std::memcpy(digits, parts.whole.data(), parts.whole.size());
+    std::memcpy(digits + parts.whole.size(), parts.fraction.data(), decimals);
+    std::size_t at = parts.whole.size() + decimals;
+    char* const end = digits + at;
+    while (at > 0 && digits[at - 1] == '9') digits[--at] = '0';
+    char* first = digits;
+    if (at > 0) {
+      ++digits[at - 1];
+    } else {
+      *--first = '1';
+    }
+    parts.whole = {first, static_cast<std::size_t>(end - first) - decimals};
+    parts.fraction = {end - decimals, decimals};
+  } else if (parts.negative && parts.whole.empty() &&
+             parts.fraction.find_first_not_of('0') == std::string_view::npos) {
+    parts.negative = false;  // nothing is left of it
+  }
+  return FormatExact(parts, decimals, field);
 }
 
 std::string_view PlainText(double number, std::span<char, kMaxPlainDouble> buffer) noexcept {

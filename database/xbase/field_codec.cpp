@@ -49,6 +49,16 @@ void Fill(base::MutableByteSpan bytes, char with) noexcept {
   std::memset(bytes.data(), with, bytes.size());
 }
 
+/// Without the blanks and zero bytes at its end; most texts are much shorter than their field.
+base::ByteSpan WithoutFill(base::ByteSpan bytes) noexcept {
+  constexpr std::uint64_t kBlanks = 0x2020202020202020;
+  std::size_t size = bytes.size();
+  while (size >= sizeof kBlanks && base::LoadLE64(bytes, size - sizeof kBlanks) == kBlanks)
+    size -= sizeof kBlanks;
+  while (size > 0 && IsFill(bytes[size - 1])) --size;
+  return bytes.first(size);
+}
+
 /// Columns whose bytes cannot say Null themselves.
 bool NeedsNullBit(const Column& column) noexcept {
   return column.letter == 'I' || column.letter == 'Y' ||
@@ -58,28 +68,29 @@ bool IsBinaryWidth(const Column& column) noexcept {
   return NeedsNullBit(column) || column.letter == 'T' || (InMemoFile(column) && column.bytes == 4);
 }
 
-std::string DecodeDate(base::ByteSpan bytes, Value& out) {
-  std::int32_t digits = 0;
-  bool number = true;
-  for (std::byte byte : bytes) {
-    const int digit = static_cast<int>(byte) - '0';
-    number = number && digit >= 0 && digit <= 9;
-    digits = digits * 10 + (number ? digit : 0);
-  }
-  if (number && digits == 0) return {};  // some programs write an empty date as zeros
-  const values::CivilDate date{digits / 10000, digits / 100 % 100, digits % 100};
-  if (!number || !values::IsValidDate(date)) {
-    if (AllFill(bytes)) return {};
-    return "holds " + Shown(bytes) + ", which is no date";
-  }
-  out = Value::Date({values::ToDay(date), 0});
-  return {};
+void SetDate(std::int32_t day, std::int32_t milliseconds, Value& out) noexcept {
+  out.kind = Kind::kDateTime;
+  out.date_time = {day, milliseconds};
 }
 
-std::string DecodeDateTime(base::ByteSpan bytes, Value& out) {
+bool DecodeDate(base::ByteSpan bytes, Value& out) noexcept {
+  std::int32_t digits = 0;
+  for (std::byte byte : bytes) {
+    const unsigned digit = static_cast<unsigned>(byte) - '0';
+    if (digit > 9) return AllFill(bytes);
+    digits = digits * 10 + static_cast<std::int32_t>(digit);
+  }
+  if (digits == 0) return true;  // some programs write an empty date as zeros
+  const values::CivilDate date{digits / 10000, digits / 100 % 100, digits % 100};
+  if (!values::IsValidDate(date)) return false;
+  SetDate(values::ToDay(date), 0, out);
+  return true;
+}
+
+bool DecodeDateTime(base::ByteSpan bytes, Value& out) noexcept {
   const std::int64_t julian = static_cast<std::int32_t>(base::LoadLE32(bytes, 0));
   const std::int64_t milliseconds = static_cast<std::int32_t>(base::LoadLE32(bytes, 4));
-  if (julian == 0 || AllFill(bytes)) return {};
+  if (julian == 0 || AllFill(bytes)) return true;
   // Writers cut to 999 thousandths where they mean the next second.
   std::int64_t second = (milliseconds + 500) / 1000;
   std::int64_t day = julian - values::kJulianDayOfDayZero;
@@ -90,13 +101,64 @@ std::string DecodeDateTime(base::ByteSpan bytes, Value& out) {
   static const std::int64_t first_day = values::ToDay({1, 1, 1});
   static const std::int64_t last_day = values::ToDay({9999, 12, 31});
   if (day < first_day || day > last_day || milliseconds < 0 || second * 1000 > kMillisecondsOfDay)
-    return "holds the bytes " + HexOf(bytes) + ", which are no date and time";
-  out = Value::Date({static_cast<std::int32_t>(day), static_cast<std::int32_t>(second * 1000)});
-  return {};
+    return false;
+  SetDate(static_cast<std::int32_t>(day), static_cast<std::int32_t>(second * 1000), out);
+  return true;
+}
+
+bool DecodeBoolean(std::byte byte, Value& out) noexcept {
+  switch (static_cast<char>(byte)) {
+    case 'T':
+    case 't':
+    case 'Y':
+    case 'y':
+      out.boolean = true;
+      break;
+    case 'F':
+    case 'f':
+    case 'N':
+    case 'n':
+      out.boolean = false;
+      break;
+    case '?':
+    case ' ':
+    case '\0':
+      return true;
+    default:
+      return false;
+  }
+  out.kind = Kind::kBoolean;
+  return true;
+}
+
+bool DecodeNumber(base::ByteSpan bytes, std::string& scratch, Value& out) {
+  switch (ParseNumber(base::AsText(bytes), out.number, out.text, scratch)) {
+    case NumberText::kBlank:
+      return true;
+    case NumberText::kNumber:
+      out.kind = Kind::kDouble;
+      return true;
+    case NumberText::kWrong:
+      break;
+  }
+  return false;
+}
+
+bool DecodeDouble(base::ByteSpan bytes, Value& out) noexcept {
+  out.number = std::bit_cast<double>(base::LoadLE64(bytes, 0));
+  out.text = {};
+  if (!std::isfinite(out.number)) return false;
+  out.kind = Kind::kDouble;
+  return true;
 }
 
 Status Failure(Code code, ErrorNumber number, const Column& column, const std::string& what) {
   return MakeStatus(code, number, "field '" + column.name + "' " + what);
+}
+
+Status NoNumber(const Column& column) {
+  return Failure(Code::kConversion, ErrorNumber::kConversion, column,
+                 "cannot hold a value that is no number");
 }
 
 void StoreDigits(base::MutableByteSpan out, std::size_t at, std::int32_t value,
@@ -120,97 +182,79 @@ void FieldCodec::SetBit(base::MutableByteSpan row, int bit, bool on) const noexc
   byte = on ? byte | mask : byte & ~mask;
 }
 
-std::string FieldCodec::Decode(const Column& column, base::ByteSpan row, std::string& scratch,
-                               Value& out) const {
-  out = Value::Null();
-  if (Bit(row, column.null_bit)) return {};  // what the bytes say then is stale
+bool FieldCodec::DecodeText(const Column& column, base::ByteSpan bytes, std::string& scratch,
+                            Value& out) const {
+  out.text = base::AsText(bytes);
+  if (!column.binary() && !page_->ToAnsi(out.text, scratch, out.text)) return false;
+  out.kind = Kind::kText;
+  return true;
+}
+
+bool FieldCodec::Decode(const Column& column, base::ByteSpan row, std::string& scratch,
+                        Value& out) const {
+  out.kind = Kind::kNull;
+  if (Bit(row, column.null_bit)) return true;  // what the bytes say then is stale
   base::ByteSpan bytes = row.subspan(column.offset, column.bytes);
   switch (column.letter) {
-    case 'C': {
-      std::size_t size = bytes.size();
-      while (size > 0 && IsFill(bytes[size - 1])) --size;
-      bytes = bytes.first(size);
-      break;
-    }
-    case 'V':
-    case 'Q':
-      if (Bit(row, column.short_bit)) {
-        const std::size_t used = base::Load8(bytes, bytes.size() - 1);
-        if (used >= bytes.size())
-          return "claims to use " + std::to_string(used) + " of its " +
-                 std::to_string(bytes.size()) + " bytes";
-        bytes = bytes.first(used);
-      }
-      if (column.letter == 'Q') {
-        out = Value::Bytes(base::AsText(bytes));
-        return {};
-      }
-      break;
+    case 'C':
+      return DecodeText(column, WithoutFill(bytes), scratch, out);
     case 'N':
-    case 'F': {
-      double number = 0;
-      std::string_view exact;
-      switch (ParseNumber(base::AsText(bytes), number, exact, scratch)) {
-        case NumberText::kBlank:
-          return {};
-        case NumberText::kNumber:
-          out = Value::Double(number, exact);
-          return {};
-        case NumberText::kWrong:
-          break;
-      }
-      return "holds " + Shown(bytes) + ", which is no number";
-    }
-    case 'L':
-      switch (static_cast<char>(bytes[0])) {
-        case 'T':
-        case 't':
-        case 'Y':
-        case 'y':
-          out = Value::Boolean(true);
-          return {};
-        case 'F':
-        case 'f':
-        case 'N':
-        case 'n':
-          out = Value::Boolean(false);
-          return {};
-        case '?':
-        case ' ':
-        case '\0':
-          return {};
-        default:
-          return "holds " + Shown(bytes) + ", which is neither true nor false";
-      }
+    case 'F':
+      return DecodeNumber(bytes, scratch, out);
     case 'D':
       return DecodeDate(bytes, out);
+    case 'L':
+      return DecodeBoolean(bytes[0], out);
     case 'T':
       return DecodeDateTime(bytes, out);
+    case 'B':
+      return DecodeDouble(bytes, out);
     case 'I':
-      out = Value::Integer(static_cast<std::int32_t>(base::LoadLE32(bytes, 0)));
-      return {};
+      out.kind = Kind::kInteger;
+      out.integer = static_cast<std::int32_t>(base::LoadLE32(bytes, 0));
+      return true;
     case 'Y':
-      out = Value::Currency(static_cast<std::int64_t>(base::LoadLE64(bytes, 0)));
-      return {};
-    case 'B': {
-      const double number = std::bit_cast<double>(base::LoadLE64(bytes, 0));
-      if (!std::isfinite(number))
-        return "holds the bytes " + HexOf(bytes) + ", which are no number";
-      out = Value::Double(number);
-      return {};
-    }
+      out.kind = Kind::kCurrency;
+      out.integer = static_cast<std::int64_t>(base::LoadLE64(bytes, 0));
+      return true;
     default:
-      KV_ASSERT(false, "a letter that the layout let pass");
-      return {};
+      break;
   }
-  // Texts of fixed and of varying length end up here.
-  const std::string_view stored = base::AsText(bytes);
-  std::string_view text = stored;
-  if (!column.binary() && !page_->ToAnsi(stored, scratch, text))
-    return "holds text in code page " + std::to_string(page_->number()) +
-           ", which is not supported";
-  out = Value::Text(text);
-  return {};
+  KV_ASSERT(column.short_bit >= 0 || column.letter == 'V' || column.letter == 'Q',
+            "a letter that the layout let pass");
+  if (Bit(row, column.short_bit)) {
+    const std::size_t used = base::Load8(bytes, bytes.size() - 1);
+    if (used >= bytes.size()) return false;
+    bytes = bytes.first(used);
+  }
+  if (column.letter == 'V') return DecodeText(column, bytes, scratch, out);
+  out.kind = Kind::kBytes;
+  out.text = base::AsText(bytes);
+  return true;
+}
+
+std::string FieldCodec::WhatIsWrong(const Column& column, base::ByteSpan row) const {
+  const base::ByteSpan bytes = row.subspan(column.offset, column.bytes);
+  switch (column.letter) {
+    case 'N':
+    case 'F':
+      return "holds " + Shown(bytes) + ", which is no number";
+    case 'D':
+      return "holds " + Shown(bytes) + ", which is no date";
+    case 'L':
+      return "holds " + Shown(bytes) + ", which is neither true nor false";
+    case 'T':
+      return "holds the bytes " + HexOf(bytes) + ", which are no date and time";
+    case 'B':
+      return "holds the bytes " + HexOf(bytes) + ", which are no number";
+    default:
+      break;
+  }
+  const std::size_t used = base::Load8(bytes, bytes.size() - 1);
+  if (column.letter != 'C' && Bit(row, column.short_bit) && used >= bytes.size())
+    return "claims to use " + std::to_string(used) + " of its " + std::to_string(bytes.size()) +
+           " bytes";
+  return "holds text in code page " + std::to_string(page_->number()) + ", which is not supported";
 }
 
 std::string FieldCodec::DecodeBlock(const Column& column, base::ByteSpan row,
@@ -282,6 +326,7 @@ Status FieldCodec::EncodeText(const Column& column, std::string_view text,
   Fill(bytes.subspan(stored.size()), varying ? '\0' : ' ');
   if (varying && stored.size() < bytes.size()) bytes.back() = static_cast<std::byte>(stored.size());
   SetBit(row, column.short_bit, stored.size() < bytes.size());
+  SetBit(row, column.null_bit, false);
   return Status();
 }
 
@@ -296,13 +341,14 @@ Status FieldCodec::EncodeNumber(const Column& column, const Value& value,
   } else if (value.kind == Kind::kCurrency) {
     plain = PlainCurrency(value.integer, buffer);
   } else if (plain.empty()) {
-    if (!std::isfinite(value.number))
-      return Failure(Code::kConversion, ErrorNumber::kConversion, column,
-                     "cannot hold a value that is no number");
+    if (!std::isfinite(value.number)) return NoNumber(column);
     plain = PlainText(value.number, buffer);
   }
   const std::span<char> field(reinterpret_cast<char*>(bytes.data()), bytes.size());
-  if (FormatNumber(plain, column.decimals, field)) return Status();
+  if (FormatNumber(plain, column.decimals, field)) {
+    SetBit(row, column.null_bit, false);
+    return Status();
+  }
   return Failure(Code::kConversion, ErrorNumber::kConversion, column,
                  "cannot hold " + std::string(plain) + ": it has room for " +
                      std::to_string(column.bytes) + " characters, " +
@@ -321,6 +367,7 @@ Status FieldCodec::EncodeDate(const Column& column, const Value& value,
     }
     base::StoreLE32(bytes, 0, static_cast<std::uint32_t>(when.day + values::kJulianDayOfDayZero));
     base::StoreLE32(bytes, 4, static_cast<std::uint32_t>(second * 1000));
+    SetBit(row, column.null_bit, false);
     return Status();
   }
   const values::CivilDate date = values::FromDay(when.day);
@@ -330,31 +377,14 @@ Status FieldCodec::EncodeDate(const Column& column, const Value& value,
   StoreDigits(bytes, 0, date.year, 4);
   StoreDigits(bytes, 4, date.month, 2);
   StoreDigits(bytes, 6, date.day, 2);
+  SetBit(row, column.null_bit, false);
   return Status();
 }
 
-Status FieldCodec::Encode(const Column& column, const Value& value, base::MutableByteSpan row,
-                          std::string& scratch, std::size_t& replaced) const {
-  replaced = 0;
-  if (value.IsNull()) return EncodeNull(column, row);
+Status FieldCodec::EncodeBinary(const Column& column, const Value& value,
+                                base::MutableByteSpan row) const {
   const base::MutableByteSpan bytes = row.subspan(column.offset, column.bytes);
   switch (column.letter) {
-    case 'C':
-    case 'V':
-    case 'Q':
-      KV_TRY(EncodeText(column, value.text, row, scratch, replaced));
-      break;
-    case 'N':
-    case 'F':
-      KV_TRY(EncodeNumber(column, value, row));
-      break;
-    case 'L':
-      bytes[0] = std::byte{static_cast<unsigned char>(value.boolean ? 'T' : 'F')};
-      break;
-    case 'D':
-    case 'T':
-      KV_TRY(EncodeDate(column, value, row));
-      break;
     case 'I':
       if (!std::in_range<std::int32_t>(value.integer))
         return Failure(Code::kConversion, ErrorNumber::kConversion, column,
@@ -364,18 +394,37 @@ Status FieldCodec::Encode(const Column& column, const Value& value, base::Mutabl
     case 'Y':
       base::StoreLE64(bytes, 0, static_cast<std::uint64_t>(value.integer));
       break;
-    case 'B':
-      if (!std::isfinite(value.number))
-        return Failure(Code::kConversion, ErrorNumber::kConversion, column,
-                       "cannot hold a value that is no number");
-      base::StoreLE64(bytes, 0, std::bit_cast<std::uint64_t>(value.number));
-      break;
     default:
-      KV_ASSERT(false, "a letter that the layout let pass");
+      if (!std::isfinite(value.number)) return NoNumber(column);
+      base::StoreLE64(bytes, 0, std::bit_cast<std::uint64_t>(value.number));
       break;
   }
   SetBit(row, column.null_bit, false);
   return Status();
+}
+
+Status FieldCodec::Encode(const Column& column, const Value& value, base::MutableByteSpan row,
+                          std::string& scratch, std::size_t& replaced) const {
+  replaced = 0;
+  if (value.IsNull()) return EncodeNull(column, row);
+  switch (column.letter) {
+    case 'C':
+    case 'V':
+    case 'Q':
+      return EncodeText(column, value.text, row, scratch, replaced);
+    case 'N':
+    case 'F':
+      return EncodeNumber(column, value, row);
+    case 'D':
+    case 'T':
+      return EncodeDate(column, value, row);
+    case 'L':
+      row[column.offset] = value.boolean ? std::byte{'T'} : std::byte{'F'};
+      SetBit(row, column.null_bit, false);
+      return Status();
+    default:
+      return EncodeBinary(column, value, row);
+  }
 }
 
 }  // namespace kelvorin::database::xbase

@@ -21,11 +21,14 @@ class FieldCodec {
   FieldCodec(const TableLayout& layout, const TextPage& page) noexcept
       : layout_(&layout), page_(&page) {}
 
-  /// Reads the value of a column. `out.text` points into `row` or into `scratch`. The answer is
-  /// empty, or says what is wrong with the bytes ("holds '1..2', which is no number").
-  std::string Decode(const Column& column, base::ByteSpan row, std::string& scratch,
-                     values::Value& out) const;
-  /// Block number of a column in the memo file, 0 for Null; answers as `Decode`.
+  /// Reads the value of a column. `out.text` points into `row` or into `scratch`. False when the
+  /// bytes make no sense; `out` is then Null, and `WhatIsWrong` has the words.
+  bool Decode(const Column& column, base::ByteSpan row, std::string& scratch,
+              values::Value& out) const;
+  /// What `Decode` could not read: "holds '1..2', which is no number".
+  std::string WhatIsWrong(const Column& column, base::ByteSpan row) const;
+  /// Block number of a column in the memo file, 0 for Null. The answer is empty, or says what is
+  /// wrong with the bytes.
   std::string DecodeBlock(const Column& column, base::ByteSpan row, std::uint32_t& block) const;
 
   /// Writes a value of the column's own kind: text, Boolean, date, number (any kind of number for
@@ -40,6 +43,8 @@ class FieldCodec {
   void Blank(base::MutableByteSpan row) const;
 
  private:
+  bool DecodeText(const Column& column, base::ByteSpan bytes, std::string& scratch,
+                  values::Value& out) const;
   bool Bit(base::ByteSpan row, int bit) const noexcept;
   void SetBit(base::MutableByteSpan row, int bit, bool on) const noexcept;
   Status EncodeNull(const Column& column, base::MutableByteSpan row) const;
@@ -49,6 +54,8 @@ class FieldCodec {
                       base::MutableByteSpan row) const;
   Status EncodeDate(const Column& column, const values::Value& value,
                     base::MutableByteSpan row) const;
+  Status EncodeBinary(const Column& column, const values::Value& value,
+                      base::MutableByteSpan row) const;
 
   const TableLayout* layout_;
   const TextPage* page_;

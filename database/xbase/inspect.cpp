@@ -60,8 +60,9 @@ class Inspection {
         continue;
       }
       values::Value value;  // invariant 5
-      const std::string wrong = table_.codec().Decode(column, row_, scratch_, value);
-      if (!wrong.empty()) Add("field '" + column.name + "' of " + which + " " + wrong);
+      if (!table_.codec().Decode(column, row_, scratch_, value))
+        Add("field '" + column.name + "' of " + which + " " +
+            table_.codec().WhatIsWrong(column, row_));
     }
   }
 

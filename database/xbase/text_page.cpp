@@ -62,11 +62,8 @@ TextPage::TextPage(std::uint8_t mark) : number_(CodePageOfMark(mark)) {
       Converters{base::Converter(*page, ansi), base::Converter(ansi, *page)});
 }
 
-bool TextPage::ToAnsi(std::string_view in, std::string& scratch, std::string_view& out) const {
-  if (same_ || base::AsciiPrefix(in) == in.size()) {
-    out = in;
-    return true;
-  }
+bool TextPage::ConvertToAnsi(std::string_view in, std::string& scratch,
+                             std::string_view& out) const {
   if (converters_ == nullptr) return false;
   scratch.clear();
   converters_->to_ansi.Append(in, scratch);
@@ -74,13 +71,8 @@ bool TextPage::ToAnsi(std::string_view in, std::string& scratch, std::string_vie
   return true;
 }
 
-bool TextPage::FromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
-                        std::size_t& replaced) const {
-  replaced = 0;
-  if (same_ || base::AsciiPrefix(in) == in.size()) {
-    out = in;
-    return true;
-  }
+bool TextPage::ConvertFromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
+                               std::size_t& replaced) const {
   if (converters_ == nullptr) return false;
   scratch.clear();
   replaced = converters_->from_ansi.Append(in, scratch);

@@ -16,6 +16,7 @@ XbaseRecordset::XbaseRecordset(Database& owner, RecordsetType type, TableDef def
       snapshot_last_(table_->RecordCount()),
       row_(table_->layout().record_bytes),
       texts_(table_->layout().columns.size()) {
+  for (const Column& column : table_->layout().columns) plans_.push_back(PlanFor(column));
   if (table_->memo() != nullptr) {
     raws_.resize(texts_.size());
     memos_.resize(texts_.size());
@@ -105,7 +106,7 @@ void XbaseRecordset::ThrowUnreadable(std::size_t field, const std::string& why) 
 }
 
 void XbaseRecordset::MemoValue(std::size_t field, const std::string& raw, Value& out) {
-  if (ColumnOf(field).type != TypeCode::kMemo) {
+  if (plans_[field].column->type != TypeCode::kMemo) {
     out = Value::Bytes(raw);
     return;
   }
@@ -118,7 +119,7 @@ void XbaseRecordset::MemoValue(std::size_t field, const std::string& raw, Value&
 
 void XbaseRecordset::ReadMemo(std::size_t field, base::ByteSpan row, Value& out) {
   std::uint32_t block = 0;
-  std::string wrong = table_->codec().DecodeBlock(ColumnOf(field), row, block);
+  std::string wrong = table_->codec().DecodeBlock(*plans_[field].column, row, block);
   if (wrong.empty() && block == 0) {
     out = Value::Null();
     return;
@@ -129,19 +130,19 @@ void XbaseRecordset::ReadMemo(std::size_t field, base::ByteSpan row, Value& out)
 }
 
 void XbaseRecordset::DoReadField(std::size_t field, Value& out) {
-  const Column& column = ColumnOf(field);
+  const FieldPlan& plan = plans_[field];
   const bool editing = EditMode() != EditState::kNone;
   if (!editing) RefreshRow();
   const base::ByteSpan row = editing ? edit_row_ : row_;
-  if (InMemoFile(column)) {
+  if (plan.in_memo_file) {
     const PendingMemo& pending = memos_[field];
     if (!editing || !pending.set) return ReadMemo(field, row, out);
     if (!pending.null) return MemoValue(field, pending.raw, out);
     out = Value::Null();
     return;
   }
-  const std::string wrong = table_->codec().Decode(column, row, texts_[field], out);
-  if (!wrong.empty()) ThrowUnreadable(field, wrong);
+  if (!table_->codec().Decode(*plan.column, row, texts_[field], out))
+    ThrowUnreadable(field, table_->codec().WhatIsWrong(*plan.column, row));
 }
 
 // --- Writing
@@ -170,54 +171,67 @@ void XbaseRecordset::DoCancelUpdate() {
   BeginEdit();
 }
 
-bool XbaseRecordset::Natural(const Column& column, Kind kind) const noexcept {
+XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept {
+  const auto bit = [](Kind kind) { return 1u << static_cast<unsigned>(kind); };
+  FieldPlan plan;
+  plan.column = &column;
+  plan.in_memo_file = InMemoFile(column);
+  plan.natural = bit(Kind::kNull);
   switch (column.letter) {
     case 'N':
     case 'F':
-      return kind == Kind::kDouble || kind == Kind::kInteger || kind == Kind::kCurrency;
+      plan.natural |= bit(Kind::kDouble) | bit(Kind::kInteger) | bit(Kind::kCurrency);
+      break;
     case 'L':
-      return kind == Kind::kBoolean;
+      plan.natural |= bit(Kind::kBoolean);
+      break;
     case 'D':
     case 'T':
-      return kind == Kind::kDateTime;
-    case 'I':
-      return kind == Kind::kInteger;
-    case 'Y':
-      return kind == Kind::kCurrency;
-    case 'Q':
-      return kind == Kind::kBytes;
-    default:
+      plan.natural |= bit(Kind::kDateTime);
       break;
+    case 'I':
+      plan.natural |= bit(Kind::kInteger);
+      break;
+    case 'Y':
+      plan.natural |= bit(Kind::kCurrency);
+      break;
+    default:
+      if (column.type == TypeCode::kDouble) {
+        plan.natural |= bit(Kind::kDouble);
+      } else {
+        plan.natural |= bit(values::IsBinary(column.type) ? Kind::kBytes : Kind::kText);
+      }
   }
-  if (column.type == TypeCode::kDouble) return kind == Kind::kDouble;
-  return kind == (column.type == TypeCode::kLongBinary ? Kind::kBytes : Kind::kText);
+  return plan;
 }
 
 Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
-  if (value.IsNull() || Natural(ColumnOf(field), value.kind)) return WriteNatural(field, value);
-  // A value of another kind goes the way of its text, as everywhere in the engine.
+  const FieldPlan& plan = plans_[field];
+  if ((plan.natural >> static_cast<unsigned>(value.kind) & 1) == 0)
+    return WriteConverted(field, value);
+  if (plan.in_memo_file) return WriteMemo(field, value);
+  if (plan.column->auto_increment())
+    return MakeStatus(
+        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
+        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
+  std::size_t replaced = 0;
+  Status encoded = table_->codec().Encode(*plan.column, value, edit_row_, texts_[field], replaced);
+  if (replaced != 0 && encoded.ok()) CountReplacedCharacters(replaced);
+  return encoded;
+}
+
+/// A value of another kind goes the way of its text, as everywhere in the engine.
+Status XbaseRecordset::WriteConverted(std::size_t field, const Value& value) {
   const values::ValueFormat& format = database().engine().Format();
   text_.clear();
   format.Append(value, text_);
   Value converted;
   KV_TRY(format.Parse(text_, def().Fields[field].Type, converted, digits_));
-  return WriteNatural(field, converted);
-}
-
-Status XbaseRecordset::WriteNatural(std::size_t field, const Value& value) {
-  const Column& column = ColumnOf(field);
-  if (column.auto_increment())
-    return MakeStatus(Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
-                      "field '" + column.name + "' is numbered by the table and takes no value");
-  if (InMemoFile(column)) return WriteMemo(field, value);
-  std::size_t replaced = 0;
-  KV_TRY(table_->codec().Encode(column, value, edit_row_, texts_[field], replaced));
-  CountReplacedCharacters(replaced);
-  return Status();
+  return DoWriteField(field, converted);
 }
 
 Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
-  const Column& column = ColumnOf(field);
+  const Column& column = *plans_[field].column;
   std::string_view raw = value.text;
   std::size_t replaced = 0;
   if (!value.IsNull()) {
@@ -243,7 +257,7 @@ Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
 Status XbaseRecordset::DoUpdate() {
   changes_.clear();
   for (std::size_t i = 0; i < memos_.size(); ++i)
-    if (memos_[i].set) changes_.push_back({&ColumnOf(i), memos_[i].null, memos_[i].raw});
+    if (memos_[i].set) changes_.push_back({plans_[i].column, memos_[i].null, memos_[i].raw});
   if (EditMode() == EditState::kAdd) {
     table_->Append(edit_row_, changes_, true);
   } else {

@@ -18,6 +18,12 @@ class XbaseRecordset final : public Recordset {
                  std::shared_ptr<Table> table);
 
  private:
+  /// What reading and assigning a field need to know, looked up once.
+  struct FieldPlan {
+    const Column* column = nullptr;
+    std::uint32_t natural = 0;  // bit n: kind n is stored without conversion
+    bool in_memo_file = false;
+  };
   struct PendingMemo {
     bool set = false;
     bool null = false;
@@ -47,18 +53,16 @@ class XbaseRecordset final : public Recordset {
   bool BackwardFrom(std::uint32_t record);
   bool Take(std::uint32_t record);
   void RefreshRow();
-  const Column& ColumnOf(std::size_t field) const noexcept {
-    return table_->layout().columns[field];
-  }
+  static FieldPlan PlanFor(const Column& column) noexcept;
   [[noreturn]] void ThrowUnreadable(std::size_t field, const std::string& why);
   void ReadMemo(std::size_t field, base::ByteSpan row, Value& out);
   void MemoValue(std::size_t field, const std::string& raw, Value& out);
-  bool Natural(const Column& column, values::Kind kind) const noexcept;
-  Status WriteNatural(std::size_t field, const Value& value);
+  Status WriteConverted(std::size_t field, const Value& value);
   Status WriteMemo(std::size_t field, const Value& value);
   void BeginEdit();
 
   std::shared_ptr<Table> table_;
+  std::vector<FieldPlan> plans_;     // per field
   std::uint32_t snapshot_last_ = 0;  // records there were when a snapshot was opened
   std::uint32_t record_ = 0;         // number of the current record
   std::vector<std::byte> row_;       // the current record
