@@ -83,7 +83,8 @@ std::string FollowLinks(std::string path, std::error_code& error) {
       return path;
     }
     target.resize(static_cast<std::size_t>(length));
-    path = target.starts_with('/') ? target : FolderOf(path) + "/" + target;
+    if (!target.starts_with('/')) target.insert(0, FolderOf(path).append("/"));
+    path = std::move(target);
   }
   error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
   return path;
