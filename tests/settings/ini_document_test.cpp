@@ -37,7 +37,8 @@ TEST_CASE("what a line says") {
     std::string entries;
   };
   const Row kRows[] = {
-      {"sections and keys in any case and between blanks", " [ Job ] \n X = 1 ", "job", "X=1|"},
+      {"sections and keys in any case and between blanks", " [ J\xC3\x96 ] \n X = 1 ", "j\xC3\xB6",
+       "X=1|"},
       {"one pair of quotes is taken off", "[a]\nx=\" 1 \"\ny='q'\nz=\"\"w\"\"\nv=\"\n", "a",
        "x= 1 |y=q|z=\"w\"|v=\"|"},
       {"values may hold the sign and semicolons", "[a]\nx=1=2;3\n", "a", "x=1=2;3|"},
@@ -95,7 +96,13 @@ TEST_CASE("changes touch only their line") {
     row.change(document);
     CHECK(document.Text() == expected);
   }
-  IniDocument twice("[a]\nx=1\n[b]\n[A]\nx=2\njunk\n; c\n");
-  twice.ReplaceSection("a", std::vector<IniEntry>{{"x", "3"}});
-  CHECK(twice.Text() == "[a]\nx=3\n[b]\n; c\n");
+  const std::pair<const char*, const char*> kReplaced[] = {
+      {"[a]\nx=1\n[b]\n[A]\nx=2\njunk\n; c\n", "[a]\nx=3\n[b]\n; c\n"},
+      {"[a]\n; c\n\n[b]\n", "[a]\nx=3\n; c\n\n[b]\n"},
+      {"[a]", "[a]\nx=3\n"}};
+  for (const auto& [before, after] : kReplaced) {
+    IniDocument document(before);
+    document.ReplaceSection("a", std::vector<IniEntry>{{"x", "3"}});
+    CHECK(document.Text() == std::string(after));
+  }
 }

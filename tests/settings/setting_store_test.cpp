@@ -200,7 +200,7 @@ TEST_CASE("what a load makes of odd lines") {
       {"nbBreaks=3\nBreak0=7\nBreak1=3\nBreak2=7\n", ",", "7 3 ", ""},
       {"nbBreaks=3\nBreak0=7\nBreak2=9\n", ",", "7 0 9 ", ""},
       {"nbBreaks=32767\nBreak1=4\n", ",", "0 4 ", ""},
-      {"nbBreaks=1\nBreak0=-1\nBreak1=4\n", ",", "", ""},
+      {"nbBreaks=2\nBreak0=-1\nBreak2=4\n", ",", "0 ", ""},
       {"nbFields=1\nField3=5\nField251=1\nFieldInfo7=2\nOffset3=4\n", ",", "", "3=5 "},
       {"TypeFormat=1\nField3=5\nField2=-1\nOffset3=4\n", ",", "", "3=5@4 "},
   };

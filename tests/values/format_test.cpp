@@ -77,6 +77,7 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
     CAPTURE(row.text);
     CHECK(Show(format, row.text, row.type) == row.expected);
   }
+  CHECK(Show(ValueFormat({.null_text = " - "}), "-", kLong) == "Null");
   // Long texts are cut in messages, between characters.
   std::string text(79, 'x');
   for (int i = 0; i < 40; ++i) text += "\xC3\xA4";
