@@ -23,7 +23,6 @@
 namespace kelvorin::database::xbase {
 namespace {
 
-constexpr std::uint32_t kHeaderBytes = 512;
 constexpr std::uint32_t kDefaultBlockBytes = 512;
 constexpr std::uint32_t kNewFptBlockBytes = 64;
 constexpr std::size_t kDbt4NameAt = 8;
@@ -73,7 +72,7 @@ MemoFile::MemoFile(storage::Store& store, storage::FileNo file, MemoKind kind)
 }
 
 std::uint32_t MemoFile::HeaderBlocks() const noexcept {
-  return static_cast<std::uint32_t>(BlocksFor(kHeaderBytes));
+  return static_cast<std::uint32_t>(BlocksFor(kMemoHeaderBytes));
 }
 
 std::uint64_t MemoFile::EndBlock() const noexcept {
@@ -347,7 +346,7 @@ void MemoFile::Inspect(std::vector<std::string>& problems) {
 }
 
 std::string MemoFile::NewFile(MemoKind kind, std::string_view base_name) {
-  std::string file(kHeaderBytes, '\0');
+  std::string file(kMemoHeaderBytes, '\0');
   const auto bytes = std::as_writable_bytes(std::span<char>(file.data(), file.size()));
   switch (kind) {
     case MemoKind::kNone:
@@ -366,7 +365,7 @@ std::string MemoFile::NewFile(MemoKind kind, std::string_view base_name) {
       break;
     }
     case MemoKind::kFpt:
-      base::StoreBE32(bytes, 0, kHeaderBytes / kNewFptBlockBytes);
+      base::StoreBE32(bytes, 0, kMemoHeaderBytes / kNewFptBlockBytes);
       base::StoreBE16(bytes, kFptBlockBytesAt, kNewFptBlockBytes);
       break;
   }

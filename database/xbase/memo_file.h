@@ -14,6 +14,9 @@
 
 namespace kelvorin::database::xbase {
 
+/// Room for the header at the front of a memo file; texts begin behind it.
+inline constexpr std::uint32_t kMemoHeaderBytes = 512;
+
 class MemoFile {
  public:
   /// Reads the header of a file attached to `store`, which must outlive this object. Throws
