@@ -70,7 +70,7 @@ TEST_CASE("No allocation per record, with and without a host that listens") {
     std::size_t counts[2] = {};
     for (const bool more : {true, false, true}) {  // the first run fills what is made once
       RunRig rig;
-      rig.Text(Lines(more ? 3000 : 1000));
+      rig.FromText(Lines(more ? 3000 : 1000));
       rig.Map({0, 1, 2, 3});
       rig.target.recordset = std::make_unique<NullRecordset>(*rig.target.database, Goods());
       if (listening) {
