@@ -241,7 +241,7 @@ std::optional<MemoFile::Run> MemoFile::ReadRun(std::uint32_t block) {
 }
 
 /// Many programs keep no chain, so what looks like one is walked to its end before it is used.
-MemoFile::Chain& MemoFile::WalkChain() {
+FreeChain& MemoFile::WalkChain() {
   if (chain_) return *chain_;
   chain_.emplace();
   const std::uint64_t end = EndBlock();
@@ -280,7 +280,7 @@ void MemoFile::SetLink(std::uint32_t holder, std::uint32_t to) {
 }
 
 std::uint32_t MemoFile::AllocateAtEnd(std::uint64_t blocks) {
-  Chain& chain = WalkChain();
+  FreeChain& chain = WalkChain();
   std::uint32_t holder = 0;
   std::uint32_t block = chain.runs != 0 ? NextFree() : 0;
   for (int tried = 0; chain.sound && chain.runs != 0 && tried < kRunsTried; ++tried) {
@@ -313,14 +313,14 @@ std::uint32_t MemoFile::AllocateAtEnd(std::uint64_t blocks) {
     last_link = chain.tail == 0 ? NextFree() : ReadRun(chain.tail).value_or(Run{}).next;
   block = CheckedEnd(last_link, blocks);
   SetLink(chain.tail, static_cast<std::uint32_t>(block + blocks));
-  if (!chain.sound) chain = Chain();  // the header now begins an empty one
+  if (!chain.sound) chain = FreeChain();  // the header now begins an empty one
   return block;
 }
 
 void MemoFile::Free(std::uint32_t block) {
   if (kind_ != MemoKind::kDbt4) return;
   const std::uint64_t blocks = Occupied(block);
-  Chain& chain = WalkChain();
+  FreeChain& chain = WalkChain();
   if (blocks == 0 || !chain.sound || block_bytes_ < kHeadBytes) return;
   std::array<std::byte, kHeadBytes> bytes;
   base::StoreLE32(bytes, 0, NextFree());
