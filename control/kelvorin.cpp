@@ -212,27 +212,19 @@ Status Kelvorin::SetPropertyText(std::string_view name, std::string_view text) n
 Status Kelvorin::ReadProperties(contract::PropertyStore& store) noexcept {
   Status outcome(Code::kInternal, "the properties could not be read");
   Safely([&] {
-    const Properties defaults;
-    for (const contract::PropertyInfo& info : contract::PropertyTable()) {
-      const Result<contract::PropertyValue> value =
-          store.Read(info.key, contract::GetProperty(defaults, info));
-      outcome = value.ok() ? contract::SetProperty(properties_, info, *value) : value.status();
-      if (!outcome.ok()) return;
-    }
-    DeriveConnectTypeName(properties_.DefaultSourceType);
+    outcome = contract::LoadProperties(store, properties_);
+    if (outcome.ok()) DeriveConnectTypeName(properties_.DefaultSourceType);
   });
   return outcome;
 }
 
 Status Kelvorin::WriteProperties(contract::PropertyStore& store) const noexcept {
   try {
-    const Properties defaults;
-    for (const contract::PropertyInfo& info : contract::PropertyTable())
-      KV_TRY(store.Write(info.key, contract::GetProperty(properties_, info),
-                         contract::GetProperty(defaults, info)));
-    return Status();
+    return contract::SaveProperties(store, properties_);
   } catch (const std::exception& error) {
     return Status(Code::kInternal, error.what());
+  } catch (...) {
+    return Status(Code::kInternal, "the properties could not be stored");
   }
 }
 

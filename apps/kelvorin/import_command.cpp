@@ -73,7 +73,15 @@ Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
   return settings::SaveSetting(ini, setting, form.state().breaks);
 }
 
+// Names that a settings file could not list, or that would overwrite its list of names.
+bool IsSettingName(std::string_view name) {
+  return !base::EqualIgnoreCase(name, settings::kIndexSection) && name.front() != ';' &&
+         name.find_first_of("=[]\r\n") == std::string_view::npos;
+}
+
 int Import(const ImportOptions& options) {
+  if (!options.save_as.empty() && !IsSettingName(options.save_as))
+    return Report(kWrongUsage, "--save-as '" + options.save_as + "' cannot be a setting's name");
   const Result<DatabaseArgument> into = RequireDatabase(options.into);
   if (!into.ok()) return Report(kWrongUsage, into.status());
   ImportJob job;

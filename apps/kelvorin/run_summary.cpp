@@ -21,7 +21,7 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
     if (run.truncated_values) object["truncated_values"] = run.truncated_values;
     if (run.replaced_characters) object["replaced_characters"] = run.replaced_characters;
     std::printf("%s\n", object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
-  } else {
+  } else if (run.read > 0 || !run.fatal) {
     std::printf("%lld read, %lld imported, %lld rejected, %lld skipped in %.2f s\n",
                 static_cast<long long>(run.read), static_cast<long long>(run.imported),
                 static_cast<long long>(run.rejected), static_cast<long long>(run.skipped), seconds);
