@@ -59,7 +59,7 @@ Status ImportRun::OneRecord(bool& more) {
   KV_TRY(FillRecord());
   if (!stop_) KV_TRY(PostRecord());
   CountRecord();
-  if (!stop_ && setting_.MaxLines > 0 && processed_ == setting_.MaxLines) more = false;
+  if (setting_.MaxLines > 0 && processed_ == setting_.MaxLines) more = false;
   return Status();
 }
 

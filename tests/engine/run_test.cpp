@@ -70,11 +70,13 @@ TEST_CASE("Text is cut by the rule of its kind") {
   rig.FromText("axe  3 rest\r\nsaw  12rest\r\n");
   rig.setting.TypeFormat = 1;
   REQUIRE((rig.breaks.AddFixedBreak(7).ok() && rig.breaks.AddFixedBreak(5).ok()));
+  rig.setting.RecLength = 6;
   CHECK(rig.Counts() == "2 2 0 0");
+  rig.setting.RecLength = 0;
   rig.FromText("<tr><td>pin</td><td>4</td></tr>\r\n");
   rig.setting.TypeFormat = 2;
   CHECK(rig.Counts() == "1 1 0 0");
-  CHECK(rig.Rows() == "axe  ,3 | saw  ,12 | pin,4");
+  CHECK(rig.Rows() == "axe  ,3 | saw  ,1 | pin,4");
 }
 
 TEST_CASE("A table source hands over its texts without line ends and nothing binary") {
@@ -250,11 +252,12 @@ TEST_CASE("Rejected records go to a file that the same job can import") {
   CHECK(reasons.find("\r\n5,Amount,9999999999,") != std::string::npos);
 
   RunRig table;
-  table.FromTable({Text("A"), Text("B")}, {{"x,y", "1"}, {"q\"", "no"}});
+  table.FromTable({Text("A"), Text("B"), Text("C")}, {{"x,y", "1", "z"}, {"q\"", "no", "z"}});
   table.Map({0, 1});
   table.setting.RejectFile = table.folder.File("rejected.csv");
   CHECK(table.Counts() == "2 1 1 0");
-  CHECK(ReadWhole(table.setting.RejectFile) == "\"q\"\"\",no\r\n");
+  CHECK(ReadWhole(table.setting.RejectFile) == "\"q\"\"\",no,z\r\n");
+  CHECK(ReadWhole(table.setting.RejectFile + ".reasons").find("\r\n2,Amount,no,") == 23);
 }
 
 }  // namespace kelvorin::tests

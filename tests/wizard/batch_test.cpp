@@ -20,10 +20,11 @@ struct BatchRig : RunRig {
     p.tableName = "Goods";
     p.IniFile = folder.File("k.ini");
     p.ShowProgress = p.ShowSummary = true;
-    WriteWhole(folder.File("in.csv"), "axe,3\r\nsaw,4\r\n");
+    WriteWhole(folder.File("in.csv"), "axe|3\r\nsaw|4\r\n");
     setting = {};
     setting.SourceDBName = folder.File("in.csv");
     setting.ShowErrors = true;
+    settings::SetSeparators(setting, "|");  // which is never guessed
     for (std::size_t i = 0; i < 2; ++i) setting.FieldMap[i].Name = "any";
     Map({0, 1});
     Save();
@@ -57,7 +58,7 @@ TEST_CASE("A saved setting runs without a word") {
   CHECK(rig.memory.Log().front() == "OpenDatabase shop");
   CHECK(rig.memory.Log().back() == "CloseDatabase shop");
 
-  WriteWhole(rig.folder.File("in.csv"), "pin,x\r\nnut,6\r\n");
+  WriteWhole(rig.folder.File("in.csv"), "pin|x\r\nnut|6\r\n");
   CHECK(rig.Batch() == 0);  // a rejected record is no failure of the run
   CHECK(RunRig::Show(rig.result) == "2 1 1 0");
   CHECK(rig.platform.boxes.empty());
@@ -114,7 +115,7 @@ TEST_CASE("LastError tells how far a batch came") {
 
 TEST_CASE("The host's source wins over the setting's") {
   BatchRig rig;
-  WriteWhole(rig.folder.File("other.csv"), "pin,9\r\n");
+  WriteWhole(rig.folder.File("other.csv"), "pin|9\r\n");
   rig.host.properties().ImportTable = rig.folder.File("other.csv");
   CHECK(rig.Batch() == 0);
   CHECK(rig.Rows() == "pin,9");
@@ -151,13 +152,14 @@ TEST_CASE("A job brings its own source, mapping, code pages and formats") {
   BatchRig rig;
   const int ansi_before = base::AnsiPage().number();
   WriteWhole(rig.folder.File("in.csv"),
-             "Notes,day,NAME\r\na\xE9,31.12.2024,axe\r\nb,-,saw,,,extra\r\n");
+             "Notes,day,NAME,amount\r\na\xE9,31.12.2024,axe,\"2,0\"\r\nb,-,saw,,,extra\r\n");
   wizard::Job job;
   job.target = catalog::AddressFromProperties(rig.host.properties(), 3);
   job.table = "Goods";
   job.setting.SourceDBName = rig.folder.File("in.csv");
   job.setting.StartingLine = 2;
   job.setting.DateOrder = "dmy";
+  job.setting.Decimal = ",";
   job.setting.NullText = "-";
   job.setting.AnsiPage = 1252;
   job.map = {mapping::MapRequest::Rest::kByName, {{"Notes", "0"}}};
@@ -165,9 +167,11 @@ TEST_CASE("A job brings its own source, mapping, code pages and formats") {
   wizard::frmKelvorin form(rig.engine, rig.platform);
   form.SetCaller(rig.host);
   CHECK(RunRig::Show(form.RunJob(job)) == "2 2 0 0");
-  CHECK(rig.Rows() == "axe,~,2024-12-31,a\xE9 | saw,~,~,b");
+  CHECK(rig.Rows() == "axe,2,2024-12-31,a\xE9 | saw,~,~,b");
   CHECK(base::AnsiPage().number() == ansi_before);
+  CHECK(rig.engine.Format().options().null_text.empty());
   CHECK(form.state().setting.FieldMap[2].Field == 1);
+  CHECK(form.state().setting.FieldMap[2].Name == "Day");
 
   job.map = {mapping::MapRequest::Rest::kKeep, {{"Name", "Colour"}}};
   CHECK(form.RunJob(job).fatal);
