@@ -141,10 +141,10 @@ bool FormatExact(const Parts& parts, unsigned decimals, std::span<char> field) n
   out += field.size() - width;
   if (parts.negative) *out++ = '-';
   if (zero_before) *out++ = '0';
-  out = std::copy(parts.whole.begin(), parts.whole.end(), out);
+  out += parts.whole.copy(out, parts.whole.size());
   if (tail == 0) return true;
   *out++ = '.';
-  out = std::copy(parts.fraction.begin(), parts.fraction.end(), out);
+  out += parts.fraction.copy(out, parts.fraction.size());
   std::memset(out, '0', decimals - parts.fraction.size());
   return true;
 }
