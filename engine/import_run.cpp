@@ -96,6 +96,7 @@ Status ImportRun::FillRecord() {
   if (!status.ok() && refused_value_.field == nullptr) return status;
   dropped_ = status.ok() && place_ == Place::kMissing;
   step_ = Step::kAssign;
+  if (status.ok() && !dropped_) status = DamagedField();
   if (status.ok() && !dropped_)
     status = assignment_->AssignAll(values_, place_, *writer_, refused_value_);
   if (!status.ok()) {
@@ -108,6 +109,19 @@ Status ImportRun::FillRecord() {
     if (!status.ok()) KV_TRY(RecordError(status));
   }
   progress_.Update(++processed_);
+  return Status();
+}
+
+// A value that its table cannot make sense of costs the record as one that cannot be assigned does.
+Status ImportRun::DamagedField() {
+  for (const DamagedValue& damaged : source_->damaged()) {
+    for (const AssignedField& field : plan_.fields) {
+      if (field.source_no != damaged.field_no) continue;
+      refused_value_.field = &field;
+      refused_value_.value = damaged.text;
+      return damaged.why;
+    }
+  }
   return Status();
 }
 

@@ -42,6 +42,7 @@ class ImportRun {
   Status OneRecord(bool& more);
   Status ReadRecord(bool& taken, bool& more);
   Status FillRecord();
+  Status DamagedField();
   Status PostRecord();
   bool EndsBeforeRecord();
   void CountRecord() noexcept;

@@ -114,13 +114,17 @@ Status TableSource::GoToStart() {
 
 Status TableSource::Read(bool& taken) {
   arena_.clear();
+  damaged_.clear();
   for (std::size_t i = 0; i < wanted_.size(); ++i) {
     if (wanted_[i]) {
       database::Field field = rows_->Fields(i);
       database::Value value;
-      KV_TRY(field.GetValue(value));
       const std::size_t begin = arena_.size();
-      if (value.kind == values::Kind::kText) {
+      if (Status read = field.GetValue(value); !read.ok()) {
+        if (read.code() != Code::kCorrupt && read.code() != Code::kConversion) return read;
+        const bool shown = value.kind == values::Kind::kText;
+        damaged_.push_back({i, std::string(shown ? value.text : std::string_view()), read});
+      } else if (value.kind == values::Kind::kText) {
         arena_ += value.text;
       } else {
         format_.Append(value, arena_);

@@ -25,6 +25,14 @@ textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting);
 textsource::SplitRules SplitRulesOf(const settings::ImportSetting& setting,
                                     const textsource::BreakList& breaks);
 
+/// A value of a source record that its table cannot make sense of. It costs the record only when
+/// the field is mapped.
+struct DamagedValue {
+  std::size_t field_no = 0;  // of the source record
+  std::string text;          // its bytes, where the table could show them
+  Status why;
+};
+
 class SourceReader {
  public:
   virtual ~SourceReader() = default;
@@ -48,11 +56,15 @@ class SourceReader {
   virtual Status GoToStart() { return Status(); }
   virtual Status Close() = 0;
 
+  /// Damaged values of the record read; their texts among the fields are empty.
+  const std::vector<DamagedValue>& damaged() const noexcept { return damaged_; }
+
   /// Lines read so far, or the current row, from 1.
   std::int64_t line_number() const noexcept { return line_number_; }
 
  protected:
   std::int64_t line_number_ = 0;
+  std::vector<DamagedValue> damaged_;
 };
 
 class TextSource final : public SourceReader {

@@ -50,7 +50,10 @@ TEST_CASE("Each step ends the run with its own message") {
          rig.memory.FailNext("MoveNext", 1, Broken());
        },
        "Error in moving cursor in source table"},
-      {6, true, true, [](RunRig& rig) { rig.memory.FailRead("Import", 2, "Key", Broken()); },
+      {6, true, true,
+       [](RunRig& rig) {
+         rig.memory.FailRead("Import", 2, "Key", Status(Code::kIo, "broken", 3049));
+       },
        "Error in accessing table fields "},
       {7, false, false, [](RunRig& rig) { rig.FromText(std::string(251, ',') + "\r\n"); }, ""},
       {8, false, true, Fault("AddNew"), "Error in creating record in destination table"},
@@ -116,6 +119,17 @@ TEST_CASE("Record errors name line, value, field and type, or what the engine sa
   table.Map({0});
   table.memory.FailNext("MoveNext", 1, Broken());
   CHECK(table.Counts() == "1 0 1 0 fatal");
+}
+
+TEST_CASE("A damaged value of a source table costs its record alone, and only when it is mapped") {
+  RunRig rig;
+  rig.FromTable({Text("Key"), Text("Other")}, {{"k", "1"}, {"l", "2"}, {"m", "3"}});
+  rig.memory.FailRead("Import", 2, "Key", Status(Code::kCorrupt, "holds rubbish"));
+  rig.memory.FailRead("Import", 3, "Other", Status(Code::kCorrupt, "holds rubbish"));
+  rig.Map({0});
+  CHECK(rig.Counts() == "3 2 1 0");
+  CHECK(rig.LastError().find("at line 2\r\n") != std::string::npos);
+  CHECK(rig.LastError().find(" of type Text\r\nholds rubbish") != std::string::npos);
 }
 
 TEST_CASE("Answers and the error limit decide whether the run goes on") {

@@ -241,7 +241,7 @@ class WholeRoad(unittest.TestCase):
 
     def test_interrupt_leaves_the_target_whole(self):
         target, process = self.start_big_import(self.big_file(400_000))
-        time.sleep(1.0)
+        time.sleep(0.3)
         process.send_signal(signal.SIGINT)
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, errors)
