@@ -23,6 +23,7 @@ constexpr Addition kAdditions[] = {
     {"MaxVarcharSize", "100000", false},  // PostgreSQL: tells varchar from varchar(255)
     {"CHARSET", "utf8mb4", false},        // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
+    {"OPTION", "2", false},               // MariaDB: an update counts the records it found
     {"NoCreat", "1", false},              // SQLite: a mistyped name makes no file
     {"Timeout", "5000", false},           // SQLite: wait for a lock; milliseconds
     {"UseDeclareFetch", "1", true},       // PostgreSQL: a window of the result instead of all
