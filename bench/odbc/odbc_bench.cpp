@@ -179,13 +179,13 @@ void Compare(const Place& place, const std::string& folder, std::size_t records)
   Line("this driver, in groups",
        Measure(place, rounds, count, [&] { PostInGroups(place, file, false); }), native, records);
 
-  const std::size_t few = std::min<std::size_t>(records, place.kind == "sqlite" ? 3000 : 20000);
+  const std::size_t few = std::min<std::size_t>(records, place.kind == "sqlite" ? 1000 : 20000);
   std::printf("  with bad records, of %zu, against one by one\n", few);
   for (std::size_t bad_every : {0, 1000, 100, 10}) {
     bench::WriteRecords(file, few, bad_every);
     const long good = static_cast<long>(few - (bad_every == 0 ? 0 : few / bad_every));
-    const Spent singly = Measure(place, 1, good, [&] { PostInGroups(place, file, true); });
-    const Spent grouped = Measure(place, 1, good, [&] { PostInGroups(place, file, false); });
+    const Spent singly = Measure(place, 3, good, [&] { PostInGroups(place, file, true); });
+    const Spent grouped = Measure(place, 3, good, [&] { PostInGroups(place, file, false); });
     std::printf(
         "  1 in %-5zu one by one %6.2f s cpu %6.2f s wall, groups %6.2f s cpu %6.2f s wall: "
         "%5.2f x cpu, %5.2f x wall\n",

@@ -8,9 +8,14 @@ namespace kelvorin::database_odbc {
 namespace {
 
 constexpr std::size_t kFirstChunk = 64;
-constexpr std::size_t kShrink = 8;  // of the chunk after a failed one
+constexpr std::size_t kShrink = 4;  // of the chunk after a failed one
 constexpr std::int64_t kLongestWaitMilliseconds = 500;
 constexpr std::size_t kMostUncommittedBytes = 4 << 20;
+
+// After a good one. Half as much again: doubling meets the next bad record with too large a chunk.
+constexpr std::size_t Grown(std::size_t chunk) noexcept {
+  return chunk + chunk / 2 + 1;
+}
 
 }  // namespace
 
@@ -111,7 +116,7 @@ bool ChunkPoster::SendWaiting() {
     SendRange({sent_, end});
     chunk_records_ = failures_ != failures_before
                          ? std::max<std::size_t>(chunk_records_ / kShrink, 1)
-                         : std::min(chunk_records_ * 2, limits_.most_records);
+                         : std::min(Grown(chunk_records_), limits_.most_records);
   }
   return !stopped_;
 }
