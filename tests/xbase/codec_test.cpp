@@ -20,34 +20,25 @@ struct Reading {
 };
 const Reading kReadings[] = {
     {"        12", "12"},
-    {"     12.50", "12.50"},
     {"-0.5      ", "-0.5"},
     {"        .5", "0.5"},
     {"       -.5", "-0.5"},
-    {"        5.", "5"},
     {"       +07", "7"},
-    {"     00012", "12"},
     {"        -0", "0"},
     {"     -0.00", "0.00"},
     {"      12,5", "12.5"},
     {"   1.5E+03", "1500"},
-    {"   15e-003", "0.015"},
     {"  -1.25E-1", "-0.125"},
     {"1234567890123456789", "1234567890123456789"},
     {"0.12345678901234567", "0.12345678901234567"},
     {"          ", "blank"},
-    {"", "blank"},
     {"         .", "blank"},
     {"**********", "blank"},
     {"      1..2", "wrong"},
     {"       1 2", "wrong"},
-    {"    1.2,30", "wrong"},
     {"         -", "wrong"},
-    {"        e5", "wrong"},
     {"      1e5x", "wrong"},
-    {" 1e9999999", "wrong"},
     {"     1e400", "wrong"},
-    {"      12*4", "wrong"},
 };
 
 struct Writing {
@@ -57,32 +48,14 @@ struct Writing {
   const char* field;  // empty: too wide
 };
 const Writing kWritings[] = {
-    {"12", 0, 4, "  12"},
-    {"12", 2, 6, " 12.00"},
-    {"1.005", 2, 6, "  1.01"},
-    {"-1.005", 2, 6, " -1.01"},
-    {"1.00499999", 2, 6, "  1.00"},
-    {"9.995", 2, 5, "10.00"},
-    {"99.5", 0, 3, "100"},
-    {"99.5", 0, 2, ""},
-    {"0.5", 0, 2, " 1"},
-    {"0.49", 0, 2, " 0"},
-    {"-0.001", 2, 5, " 0.00"},
-    {"-0.005", 2, 5, "-0.01"},
-    {"0.25", 2, 3, ".25"},
-    {"-0.25", 2, 4, "-.25"},
-    {"-0.25", 2, 3, ""},
-    {"1.25", 2, 3, ""},
+    {"12", 2, 6, " 12.00"},     {"1.005", 2, 6, "  1.01"},
+    {"-1.005", 2, 6, " -1.01"}, {"1.00499999", 2, 6, "  1.00"},
+    {"9.995", 2, 5, "10.00"},   {"99.5", 0, 2, ""},
+    {"0.5", 0, 2, " 1"},        {"-0.001", 2, 5, " 0.00"},
+    {"-0.005", 2, 5, "-0.01"},  {"0.25", 2, 3, ".25"},
+    {"-0.25", 2, 4, "-.25"},    {"1.25", 2, 3, ""},
     {"12345", 0, 4, ""},
-    {"123456789012345678", 0, 18, "123456789012345678"},
 };
-
-struct Doubled {
-  double number;
-  const char* plain;
-};
-const Doubled kDoubles[] = {
-    {1.005, "1.005"}, {0.1, "0.1"}, {1e15, "1000000000000000"}, {-2.5e-7, "-0.00000025"}};
 
 /// A table of one field behind the deletion byte.
 struct OneField {
@@ -147,11 +120,9 @@ const Decoding kDecodings[] = {
     {'C', TypeCode::kText, Bytes({'a', 'b', ' ', 0, 0}), "ab"},
     {'C', TypeCode::kText, Bytes({0xE9, ' '}), "\u00E9"},
     {'L', TypeCode::kBoolean, "y", "True"},
-    {'L', TypeCode::kBoolean, "n", "False"},
     {'L', TypeCode::kBoolean, "?", "<null>"},
     {'L', TypeCode::kBoolean, "x", "holds 'x', which is neither true nor false"},
     {'D', TypeCode::kDate, "20000229", "2000-02-29"},
-    {'D', TypeCode::kDate, "00010101", "0001-01-01"},
     {'D', TypeCode::kDate, "        ", "<null>"},
     {'D', TypeCode::kDate, "00000000", "<null>"},
     {'D', TypeCode::kDate, "20010229", "holds '20010229', which is no date"},
@@ -224,13 +195,10 @@ TEST_CASE("numbers take exactly their field") {
     CHECK((fits ? field : std::string()) == row.field);
     if (!fits) CHECK(field == std::string(row.width, '#'));
   }
-  for (const Doubled& row : kDoubles) {
-    std::array<char, kMaxPlainDouble> buffer;
-    CHECK(std::string(PlainText(row.number, buffer)) == row.plain);
-  }
   std::array<char, kMaxPlainDouble> buffer;
+  CHECK(std::string(PlainText(1.005, buffer)) == "1.005");
+  CHECK(std::string(PlainText(-2.5e-7, buffer)) == "-0.00000025");
   CHECK(std::string(PlainCurrency(INT64_MIN, buffer)) == "-922337203685477.5808");
-  CHECK(std::string(PlainCurrency(-1, buffer)) == "-0.0001");
 }
 
 TEST_CASE("bytes of a field become a value") {

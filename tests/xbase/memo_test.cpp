@@ -17,16 +17,14 @@ struct Memos {
     const bool foxpro = connect.starts_with("Fox");
     memo_path = std::string("/d/M.") + (foxpro ? "FPT" : "DBT");
     Folder folder(std::string("/d"), connect, disk);
-    const Status made =
-        folder->CreateTable(MakeTable("M", {MakeField("ID", kText, 3), MakeField("T", kMemo)}));
-    REQUIRE_MESSAGE(made.ok(), made.message());
+    folder.Make(MakeTable("M", {MakeField("ID", kText, 3), MakeField("T", kMemo)}));
   }
 
   void Append(const std::vector<std::size_t>& lengths) {
     Folder folder("/d", connect, disk);
-    auto set = folder.Open("M");
-    for (std::size_t length : lengths) REQUIRE(folder.Append(*set, {"x", Text(length)}).ok());
-    REQUIRE(set->Close().ok());
+    std::vector<Row> rows;
+    for (std::size_t length : lengths) rows.push_back({"x", Text(length)});
+    folder.Fill("M", rows);
   }
   Status Change(std::int64_t record, std::size_t length) {
     Folder folder("/d", connect, disk);

