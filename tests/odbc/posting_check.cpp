@@ -268,14 +268,14 @@ void CheckLostServer(const std::string& connect, TestServer& server) {
       stored += good ? 1 : 0;
     }
     CHECK(expected == 2000);
-    CHECK(stored >= 900);
+    CHECK(stored >= 800);
     if (comes_back) CHECK(stored >= 1900);
     if (!comes_back) server.StartAgain();
     OpenSource after(connect);
     auto set = *after->OpenRecordset("lost", database::RecordsetType::kSnapshot);
     const std::int64_t rows = *set->RecordCount();
     CHECK(rows >= stored);        // nothing that was told stored is missing,
-    CHECK(rows <= stored + 100);  // and a doubtful chunk is at most what waited
+    CHECK(rows <= stored + 500);  // and a doubtful chunk is at most what waited
   }
 }
 
