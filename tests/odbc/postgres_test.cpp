@@ -58,20 +58,13 @@ TEST_CASE("PostgreSQL") {
   records[20][5] = "'longer'";
   records[21][3] = "123456789012";
   records[50][9] = "'{'";
+  // all but the automatic number, which failed chunks use up
+  Execute(*source, "CREATE VIEW shown AS SELECT b,l,d,n,m,c,v,u,ts,j,\"Odd Name\" FROM types");
   const std::string single = PostSingly(*source, "types", fields, records);
-  const std::string rows = DumpTable(*source, "types");
-  Execute(*source, "TRUNCATE types RESTART IDENTITY");
+  const std::string rows = DumpTable(*source, "shown");
+  Execute(*source, "DELETE FROM types");
   CHECK(PostGrouped(*source, "types", fields, records) == single);
-  const auto without_number = [](std::string text) {  // failed chunks use up automatic numbers
-    std::string kept;
-    for (std::size_t at = 0; at < text.size();) {
-      const std::size_t end = text.find('\n', at);
-      kept += text.substr(text.find('|', at), end - text.find('|', at)) + "\n";
-      at = end + 1;
-    }
-    return kept;
-  };
-  CHECK(without_number(DumpTable(*source, "types")).size() == without_number(rows).size());
+  CHECK(DumpTable(*source, "shown") == rows);
 
   // What can be told from chunks goes record by record.
   Execute(*source, "CREATE TABLE tree (id INTEGER PRIMARY KEY, up INTEGER REFERENCES tree (id))");
