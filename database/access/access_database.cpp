@@ -1,6 +1,8 @@
 #include "database/access/access_database.h"
 
 #include "base/M_STRING.h"
+#include "database/access/inspect.h"
+#include "database/access/new_table.h"
 #include "database/access/record_set.h"
 #include "database/access/table.h"
 #include "database/api/engine.h"
@@ -124,6 +126,30 @@ Database& AccessDatabase::LinkedDatabase(const CatalogEntry& entry) {
   }
   linked = std::move(*opened);
   return *linked;
+}
+
+CatalogEntry AccessDatabase::LocalEntry(std::string_view name) {
+  CatalogEntry entry = Entry(name);
+  if (entry.linked() || (entry.flags & kAttrSystemObject) != 0)
+    Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+          "table '" + entry.name + "' is " +
+              (entry.linked() ? "a linked table" : "a system table") +
+              " and cannot be changed here");
+  return entry;
+}
+
+void AccessDatabase::DoCreateTable(const TableDef& table) {
+  access::CreateTable(*file_, table);
+}
+void AccessDatabase::DoCreateIndex(std::string_view table, const IndexDef& index) {
+  access::CreateIndex(*file_, LocalEntry(table), index);
+}
+void AccessDatabase::DoDeleteTable(std::string_view name) {
+  access::DeleteTable(*file_, LocalEntry(name));
+}
+
+std::vector<std::string> AccessDatabase::DoInspect(std::string_view table) {
+  return InspectFile(*file_, table);
 }
 
 void AccessDatabase::DoClose() {

@@ -21,9 +21,15 @@ class AccessDatabase final : public Database {
   std::vector<TableInfo> DoTableDefs() override;
   TableDef DoFindTableDef(std::string_view name) override;
   std::unique_ptr<Recordset> DoOpenRecordset(std::string_view name, RecordsetType type) override;
+  void DoCreateTable(const TableDef& table) override;
+  void DoCreateIndex(std::string_view table, const IndexDef& index) override;
+  void DoDeleteTable(std::string_view name) override;
+  std::vector<std::string> DoInspect(std::string_view table) override;
   void DoClose() override;
 
   CatalogEntry Entry(std::string_view name);
+  /// The same of a table of this file, for changing it.
+  CatalogEntry LocalEntry(std::string_view name);
   /// The database that a linked table lives in, opened once.
   Database& LinkedDatabase(const CatalogEntry& entry);
   std::string LinkedFile(const CatalogEntry& entry) const;

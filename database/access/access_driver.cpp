@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "database/access/access_database.h"
+#include "database/access/new_database.h"
 
 namespace kelvorin::database::access {
 namespace {
@@ -36,6 +38,34 @@ class AccessDriver final : public Driver {
       Throw(Code::kPassword, ErrorNumber::kWrongPassword,
             "'" + request.Name + "': the database password is not right");
     return std::make_unique<AccessDatabase>(engine, request, std::move(file));
+  }
+
+  void Create(const OpenRequest& request, const ConnectString& connect) override {
+    if (fs_.Exists(request.Name))
+      Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+            "'" + request.Name + "' exists already");
+    if (base::EqualIgnoreCase(base::ExtensionPart(request.Name), "accdb"))
+      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+            "'" + request.Name +
+                "': new databases are made in the format of Access 2000 or 97, whose "
+                "files end in .mdb");
+    if (!connect.password().empty())
+      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+            "'" + request.Name + "': a new database gets no password");
+    const std::string_view version = connect.Get("version").value_or("");
+    const bool jet3 = version == "3" || version == "97";
+    try {
+      storage::StoreOptions options;
+      options.create = true;
+      const Version made = jet3 ? Version::kJet3 : Version::kJet4;
+      options.page_bytes = LayoutOf(made).page_bytes;
+      const std::shared_ptr<storage::Store> store = files_->Open(fs_, request.Name, options);
+      FillNewDatabase(store, made);
+      store->Flush();
+    } catch (...) {
+      if (fs_.Exists(request.Name)) fs_.Remove(request.Name);
+      throw;
+    }
   }
 
  private:

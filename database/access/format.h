@@ -88,7 +88,7 @@ inline constexpr std::uint8_t kFreedData = 0x09;
 
 // Owner field of data pages that belong to no table.
 inline constexpr std::uint32_t kOwnerAt = 4;
-inline constexpr std::uint32_t kLongValueOwner = 0x4C41564C;  // the bytes "LVAL"
+inline constexpr std::uint32_t kLongValueOwner = 0x4C56414C;  // the bytes "LVAL"
 
 inline constexpr std::uint32_t kNoPage = 0xFFFFFFFF;
 inline constexpr std::uint32_t kGlobalMapPage = 1;

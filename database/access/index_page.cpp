@@ -94,7 +94,8 @@ int IndexPage::Compare(std::uint32_t at, std::uint32_t end, std::string_view key
   std::size_t done = 0;
   if (at != 0) {
     const std::size_t shared = std::min({prefix_, count, key.size()});
-    if (const int order = std::memcmp(area.data(), key.data(), shared); order != 0) return order;
+    if (const int order = area.substr(0, shared).compare(key.substr(0, shared)); order != 0)
+      return order;
     done = shared;
     if (done < prefix_) return count < key.size() ? -1 : count > key.size() ? 1 : 0;
   }

@@ -163,7 +163,7 @@ DefaultPlan UnderstandDefault(std::string_view expression) {
   if (is("Now()")) return {kNow, std::string(expression)};
   if (is("Date()")) return {kToday, std::string(expression)};
   if (is("Time()")) return {kTimeOfDay, std::string(expression)};
-  if (is("GenUniqueID()")) return {kRandom, {}};
+  if (is("GenUniqueID()") || is("GenGUID()")) return {kRandom, std::string(expression)};
   for (std::string_view word : {"True", "False", "Yes", "No", "On", "Off"})
     if (is(word)) return {kConstant, std::string(expression)};
   if (expression.size() >= 2 && expression.front() == '"' && expression.back() == '"') {

@@ -22,7 +22,12 @@ AccessRecordset::AccessRecordset(Database& owner, RecordsetType type, TableDef d
     if (!column) continue;
     defaults_[*column] = UnderstandDefault(known.default_value);
     random = random || (defaults_[*column].kind == DefaultPlan::Kind::kRandom &&
-                        table_->definition().columns[*column].counter());
+                        table_->definition().columns[*column].counter() &&
+                        table_->definition().columns[*column].type == ColumnType::kLong);
+    // Only counters are numbered at random.
+    if (defaults_[*column].kind == DefaultPlan::Kind::kRandom &&
+        !table_->definition().columns[*column].counter())
+      defaults_[*column].kind = DefaultPlan::Kind::kUnknown;
   }
   table_->set_random_counters(random);
 }

@@ -272,23 +272,31 @@ void Table::EnterIndex(const PhysicalIndex& index, RowId row,
   Enter(static_cast<std::size_t>(&index - definition_.indexes.data()), key, row);
 }
 
-Status Table::Insert(std::vector<ColumnValue>& values, RowId& out) {
+Status Table::Check(std::vector<ColumnValue>& values) {
   AssignCounters(values);
   for (std::size_t i = 0; i < definition_.indexes.size(); ++i) {
     MakeKey(definition_.indexes[i], values, changes_[i].after);
     KV_TRY(CheckKey(definition_.indexes[i], changes_[i].after, {}));
   }
-  KV_TRY(RelationCheck(*this).ParentsExist(values, nullptr));
+  return RelationCheck(*this).ParentsExist(values, nullptr);
+}
 
-  std::vector<bool> place(values.size());
+Status Table::Put(std::vector<ColumnValue>& values, RowId& out) {
+  place_.assign(values.size(), false);
   for (std::size_t i = 0; i < values.size(); ++i)
-    place[i] = IsLongValue(definition_.columns[i].type) && !values[i].null && !values[i].placed;
-  Bracket bracket(file_.channel());
-  KV_TRY(PlaceRow(values, place, row_));
+    place_[i] = IsLongValue(definition_.columns[i].type) && !values[i].null && !values[i].placed;
+  KV_TRY(PlaceRow(values, place_, row_));
   out = rows_.Insert(row_);
   for (std::size_t i = 0; i < definition_.indexes.size(); ++i) Enter(i, changes_[i].after, out);
   RaiseCounter(values);
   rows_.AddToCount(1);
+  return Status();
+}
+
+Status Table::Insert(std::vector<ColumnValue>& values, RowId& out) {
+  KV_TRY(Check(values));
+  Bracket bracket(file_.channel());
+  KV_TRY(Put(values, out));
   bracket.Commit();
   return Status();
 }
@@ -299,7 +307,8 @@ Status Table::Update(RowId row, const std::vector<ColumnValue>& assigned) {
                       "the record of table '" + name_ + "' was deleted");
   Load(image_, current_);
   std::vector<ColumnValue> values = current_;
-  std::vector<bool> place(values.size());
+  std::vector<bool>& place = place_;
+  place.assign(values.size(), false);
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!assigned[i].assigned) continue;
     values[i] = assigned[i];
@@ -351,10 +360,18 @@ Status Table::Delete(RowId row) {
                       "the record of table '" + name_ + "' was deleted");
   Load(image_, current_);
   KV_TRY(RelationCheck(*this).NoChildren(current_, nullptr));
+  Bracket bracket(file_.channel());
+  Remove(row);
+  bracket.Commit();
+  return Status();
+}
+
+void Table::Remove(RowId row) {
+  if (!rows_.Read(row, image_)) file_.channel().Corrupt(row.page(), "a row to be deleted is gone");
+  Load(image_, current_);
+  // All keys before anything is freed: a memo's key is made of its contents.
   for (std::size_t i = 0; i < definition_.indexes.size(); ++i)
     MakeKey(definition_.indexes[i], current_, changes_[i].before);
-
-  Bracket bracket(file_.channel());
   for (std::size_t i = 0; i < definition_.indexes.size(); ++i) {
     const PhysicalIndex& index = definition_.indexes[i];
     const Key& key = changes_[i].before;
@@ -369,8 +386,6 @@ Status Table::Delete(RowId row) {
                     base::AsBytes(current_[i].bytes));
   rows_.Delete(row);
   rows_.AddToCount(-1);
-  bracket.Commit();
-  return Status();
 }
 
 }  // namespace kelvorin::database::access

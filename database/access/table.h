@@ -52,6 +52,13 @@ class Table {
   Status Update(RowId row, const std::vector<ColumnValue>& assigned);
   Status Delete(RowId row);
 
+  /// The two halves of `Insert`, for whoever changes several tables together: the checks, and the
+  /// storing, which has to be inside a bracket.
+  Status Check(std::vector<ColumnValue>& values);
+  Status Put(std::vector<ColumnValue>& values, RowId& out);
+  /// `Delete` without its checks, inside a bracket.
+  void Remove(RowId row);
+
   /// For filling: the same entry for rows that are stored already.
   void EnterIndex(const PhysicalIndex& index, RowId row, const std::vector<ColumnValue>& values);
   /// Numbers at random instead of the next one.
@@ -82,6 +89,7 @@ class Table {
   // Reused from record to record.
   std::vector<Change> changes_;
   std::vector<std::byte> row_;
+  std::vector<bool> place_;  // long values that are to get a place
   std::vector<ColumnValue> current_;
   RowImage image_;
   std::string entry_;

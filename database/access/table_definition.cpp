@@ -14,21 +14,6 @@ constexpr std::uint32_t kIndexMark = 0x783;
 constexpr std::uint16_t kNoColumn = 0xFFFF;
 constexpr std::uint16_t kGeneralLcid = 1033;
 
-std::vector<std::byte> ReadChain(PageChannel& channel, std::uint32_t first,
-                                 std::vector<std::uint32_t>& chain) {
-  std::vector<std::byte> all;
-  for (std::uint32_t page_no = first; page_no != 0;) {
-    if (chain.size() == kMaxChain || std::find(chain.begin(), chain.end(), page_no) != chain.end())
-      channel.Corrupt(first, "its table definition runs in a circle");
-    chain.push_back(page_no);
-    const Page page = channel.Pin(page_no, kDefinitionPage);
-    const base::ByteSpan bytes = page.bytes().subspan(page_no == first ? 0 : 8);
-    all.insert(all.end(), bytes.begin(), bytes.end());
-    page_no = base::LoadLE32(page.bytes(), 4);
-  }
-  return all;
-}
-
 /// Walks a definition's lists.
 class Reader {
  public:
@@ -110,6 +95,7 @@ void Reader::Physical(TableDefinition& table) {
     if (layout_.wide) in_.Skip(5);
     if (index.columns.empty()) index.usable = false;
   }
+  table.physical_end = static_cast<std::uint32_t>(in_.position());
 }
 
 void Reader::Logical(std::uint32_t count, TableDefinition& table) {
@@ -127,7 +113,9 @@ void Reader::Logical(std::uint32_t count, TableDefinition& table) {
     index.kind = kind <= 2 ? static_cast<IndexKind>(kind) : IndexKind::kNormal;
     if (layout_.wide) in_.Skip(4);
   }
+  table.logical_end = static_cast<std::uint32_t>(in_.position());
   for (LogicalIndex& index : table.names) index.name = Name();
+  table.names_end = static_cast<std::uint32_t>(in_.position());
 }
 
 void Reader::LongValueMaps(TableDefinition& table) {
@@ -144,6 +132,21 @@ void Reader::LongValueMaps(TableDefinition& table) {
 }
 
 }  // namespace
+
+std::vector<std::byte> ReadChain(PageChannel& channel, std::uint32_t first,
+                                 std::vector<std::uint32_t>& chain) {
+  std::vector<std::byte> all;
+  for (std::uint32_t page_no = first; page_no != 0;) {
+    if (chain.size() == kMaxChain || std::find(chain.begin(), chain.end(), page_no) != chain.end())
+      channel.Corrupt(first, "its table definition runs in a circle");
+    chain.push_back(page_no);
+    const Page page = channel.Pin(page_no, kDefinitionPage);
+    const base::ByteSpan bytes = page.bytes().subspan(page_no == first ? 0 : 8);
+    all.insert(all.end(), bytes.begin(), bytes.end());
+    page_no = base::LoadLE32(page.bytes(), 4);
+  }
+  return all;
+}
 
 TextOrder OrderOf(bool wide, std::uint16_t lcid, std::uint8_t version,
                   DefaultOrder other) noexcept {
@@ -265,6 +268,34 @@ class Writer {
   std::vector<std::byte> out_;
 };
 
+void WritePhysical(const Layout& layout, const TableDefinition& table, const PhysicalIndex& index,
+                   Writer& out) {
+  if (layout.wide) out.LE32(kIndexMark);
+  for (std::size_t i = 0; i < kMaxIndexColumns; ++i) {
+    const bool used = i < index.columns.size();
+    out.LE16(used ? table.columns[index.columns[i].column].number : kNoColumn);
+    out.U8(used && index.columns[i].ascending ? 1 : 0);
+  }
+  out.LE32(index.map.value);
+  out.LE32(index.root);
+  if (layout.wide) out.LE32(0);
+  out.U8(index.flags);
+  if (layout.wide) out.Zeros(5);
+}
+
+void WriteLogical(const Layout& layout, const LogicalIndex& index, Writer& out) {
+  if (layout.wide) out.LE32(kColumnMark);
+  out.LE32(index.number);
+  out.LE32(index.physical);
+  out.U8(index.role);
+  out.LE32(index.other_number);
+  out.LE32(index.other_table);
+  out.U8(index.cascade_updates);
+  out.U8(index.cascade_deletes);
+  out.U8(static_cast<unsigned>(index.kind));
+  if (layout.wide) out.LE32(0);
+}
+
 void WriteName(const Layout& layout, TextCodec& text, std::string_view name, Writer& out) {
   std::string stored;
   std::size_t units = 0;
@@ -307,6 +338,25 @@ void WriteColumn(const Layout& layout, int code_page, const Column& column, Writ
 
 }  // namespace
 
+std::vector<std::byte> SerializePhysical(const Layout& layout, const TableDefinition& table,
+                                         const PhysicalIndex& index) {
+  Writer out;
+  WritePhysical(layout, table, index, out);
+  return std::move(out.out());
+}
+
+std::vector<std::byte> SerializeLogical(const Layout& layout, const LogicalIndex& index) {
+  Writer out;
+  WriteLogical(layout, index, out);
+  return std::move(out.out());
+}
+
+std::vector<std::byte> SerializeName(const Layout& layout, TextCodec& text, std::string_view name) {
+  Writer out;
+  WriteName(layout, text, name, out);
+  return std::move(out.out());
+}
+
 std::vector<std::byte> SerializeDefinition(const Layout& layout, TextCodec& text, int code_page,
                                            const TableDefinition& table) {
   Writer out;
@@ -332,31 +382,8 @@ std::vector<std::byte> SerializeDefinition(const Layout& layout, TextCodec& text
   out.Zeros(layout.index_count_bytes * table.indexes.size());
   for (const Column& column : table.columns) WriteColumn(layout, code_page, column, out);
   for (const Column& column : table.columns) WriteName(layout, text, column.name, out);
-  for (const PhysicalIndex& index : table.indexes) {
-    if (layout.wide) out.LE32(kIndexMark);
-    for (std::size_t i = 0; i < kMaxIndexColumns; ++i) {
-      const bool used = i < index.columns.size();
-      out.LE16(used ? table.columns[index.columns[i].column].number : kNoColumn);
-      out.U8(used && index.columns[i].ascending ? 1 : 0);
-    }
-    out.LE32(index.map.value);
-    out.LE32(index.root);
-    if (layout.wide) out.LE32(0);
-    out.U8(index.flags);
-    if (layout.wide) out.Zeros(5);
-  }
-  for (const LogicalIndex& index : table.names) {
-    if (layout.wide) out.LE32(kColumnMark);
-    out.LE32(index.number);
-    out.LE32(index.physical);
-    out.U8(index.role);
-    out.LE32(index.other_number);
-    out.LE32(index.other_table);
-    out.U8(index.cascade_updates);
-    out.U8(index.cascade_deletes);
-    out.U8(static_cast<unsigned>(index.kind));
-    if (layout.wide) out.LE32(0);
-  }
+  for (const PhysicalIndex& index : table.indexes) WritePhysical(layout, table, index, out);
+  for (const LogicalIndex& index : table.names) WriteLogical(layout, index, out);
   for (const LogicalIndex& index : table.names) WriteName(layout, text, index.name, out);
   for (const Column& column : table.columns) {
     if (!column.owned_map) continue;

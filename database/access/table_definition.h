@@ -110,6 +110,10 @@ struct TableDefinition {
   std::vector<Column> columns;  // in display order
   std::vector<PhysicalIndex> indexes;
   std::vector<LogicalIndex> names;
+  // Where lists end in the byte string, for adding to them.
+  std::uint32_t physical_end = 0;
+  std::uint32_t logical_end = 0;
+  std::uint32_t names_end = 0;
 
   std::uint32_t page() const noexcept { return chain.front(); }
   /// Position of a column by number, or nothing.
@@ -127,6 +131,15 @@ struct DefaultOrder {
 /// Reads the definition that begins on `page`. `kCorrupt` names the page.
 TableDefinition ReadDefinition(PageChannel& channel, TextCodec& text, DefaultOrder order,
                                std::uint32_t page);
+/// The whole definition as one byte string. `chain` receives its pages.
+std::vector<std::byte> ReadChain(PageChannel& channel, std::uint32_t first,
+                                 std::vector<std::uint32_t>& chain);
+/// An index's entries in the lists of physical and logical indexes, and a name.
+std::vector<std::byte> SerializePhysical(const Layout& layout, const TableDefinition& table,
+                                         const PhysicalIndex& index);
+std::vector<std::byte> SerializeLogical(const Layout& layout, const LogicalIndex& index);
+std::vector<std::byte> SerializeName(const Layout& layout, TextCodec& text, std::string_view name);
+
 /// The definition as one byte string, from the first page's header to the closing mark; the pages
 /// are not counted in.
 std::vector<std::byte> SerializeDefinition(const Layout& layout, TextCodec& text, int code_page,
