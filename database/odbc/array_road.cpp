@@ -1,7 +1,15 @@
 #include "database/odbc/array_road.h"
 
+#include <array>
+
 namespace kelvorin::database_odbc {
 namespace {
+
+constexpr auto kSpecial = [] {
+  std::array<bool, 256> table{};
+  for (unsigned char c : {'"', '\\', '\''}) table[c] = true;
+  return table;
+}();
 
 /// A literal as the element of an array: text in double quotes with those and backslashes escaped.
 void AppendElement(std::string_view literal, std::string& out) {
@@ -11,16 +19,19 @@ void AppendElement(std::string_view literal, std::string& out) {
   }
   literal = literal.substr(1, literal.size() - 2);
   out += '"';
-  for (;;) {
-    const std::size_t stop = literal.find_first_of("\"\\'");
-    if (stop == std::string_view::npos) break;
-    out += literal.substr(0, stop);
-    const char special = literal[stop];
-    if (special != '\'') out += '\\';
-    out += special;
-    literal.remove_prefix(stop + (special == '\'' ? 2 : 1));  // quotes stand doubled
+  const char* from = literal.data();
+  const char* const end = from + literal.size();
+  for (const char* at = from; at < end; ++at) {
+    if (!kSpecial[static_cast<unsigned char>(*at)]) continue;
+    out.append(from, at);
+    if (*at == '\'') {
+      ++at;  // quotes stand doubled
+    } else {
+      out += '\\';
+    }
+    from = at;
   }
-  out += literal;
+  out.append(from, end);
   out += '"';
 }
 
