@@ -88,8 +88,7 @@ TableDef XbaseDatabase::Describe(const Table& table) const {
     def.Fields.push_back(std::move(face));
   }
   def.WhyReadOnly = table.why_read_only();
-  def.Updatable = Updatable() && def.WhyReadOnly.empty();
-  if (!Updatable()) def.WhyReadOnly = "the database was opened for reading only";
+  def.Updatable = def.WhyReadOnly.empty();
   return def;
 }
 
