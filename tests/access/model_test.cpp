@@ -228,7 +228,8 @@ class RandomRun {
     const bool ignored = index.IgnoreNulls && keys.front().IsNull();
     // Other programs store dates with more digits than a value of the interface has.
     if (!foreign_dates_) CHECK(set_->NoMatch() == ignored);
-    if (!set_->NoMatch() && !foreign_dates_ && index.Unique && !keys.front().IsNull()) CHECK(Shown() == row);
+    if (!set_->NoMatch() && !foreign_dates_ && index.Unique && !keys.front().IsNull())
+      CHECK(Shown() == row);
     REQUIRE(set_->SetIndex("").ok());
     ++done_;
   }
