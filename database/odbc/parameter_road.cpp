@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kWidestCell = 1024;
 
 // Below it the two statements around an array cost more than the array saves.
-constexpr std::size_t kLeastRecords = 64;
+constexpr std::size_t kLeastRecords = 256;
 
 SQLPOINTER Number(std::size_t value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);
