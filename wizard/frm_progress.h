@@ -29,6 +29,8 @@ class frmProgress final : public contract::Form, public contract::ProgressView {
   /// Runs the import and closes the form. A second activation does nothing.
   void Form_Activate() override;
   void Command1_Click();
+  /// Stops the run without a question: nobody is left to answer it.
+  void Stop() noexcept { cancelled_ = true; }
   void Timer1_Timer();
   /// Closing the window by any way asks like the button; the run goes on unless it is confirmed.
   void CloseRequested() override { Command1_Click(); }

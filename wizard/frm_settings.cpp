@@ -15,6 +15,9 @@ frmSettings::frmSettings(contract::Platform& platform, settings::IniFile ini)
   BtnCancel.on_click = [this] { BtnCancel_Click(); };
   BtnOpen.default_button = true;
   BtnCancel.cancel_button = true;
+  BtnOpen.shortcut = 'O';
+  BtnDelete.shortcut = 'D';
+  BtnCancel.shortcut = 'C';
 }
 
 void frmSettings::Form_Load() {

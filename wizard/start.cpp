@@ -68,6 +68,9 @@ void frmKelvorin::ConnectControls() {
   };
 
   c.BtnCancel.cancel_button = true;
+  c.BtnBrowseFiles.shortcut = 'R';
+  c.GrdMapping.shortcut = 'G';
+  c.CBoxSourceFields.shortcut = 'C';
   c.BtnNext.default_button = c.BtnFinish.default_button = true;
   c.BtnPrev.accessible_name = "Back";
   c.BtnNext.accessible_name = "Next";

@@ -101,6 +101,8 @@ class Control {
   /// Name for people who do not see the window; empty: the caption without marks.
   std::string accessible_name;
   std::string tool_tip;
+  /// Letter that presses the control together with Alt where its caption marks none; 0 for none.
+  char shortcut = 0;
   bool digits_only = false;
   bool password = false;
   bool default_button = false;
