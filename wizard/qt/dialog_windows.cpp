@@ -28,7 +28,8 @@ namespace {
 
 // A wide edit box for small numbers would promise more than it takes.
 void Narrow(QWidget* box) {
-  box->setMaximumWidth(box->fontMetrics().horizontalAdvance(u'0') * 10);
+  const bool button = box->inherits("QAbstractButton");
+  box->setMaximumWidth(box->fontMetrics().horizontalAdvance(u'0') * (button ? 5 : 10));
 }
 
 void Indent(QGridLayout* layout) {
@@ -155,6 +156,7 @@ class AdvancedWindow final : public FormWindow {
     page->addWidget(Label(f_.LblMaxErrors, f_.EdtMaxErrors), 2, 1);
     page->addWidget(Widget(f_.EdtMaxErrors), 2, 2);
     Narrow(Widget(f_.EdtMaxErrors));
+    Narrow(Widget(f_.BtnBrowseLog));
     auto* trace = new QHBoxLayout;
     for (Control* control : {&f_.LblTrace, &f_.RBtnTraceOn, &f_.RBtnTraceOff})
       trace->addWidget(Widget(*control));
@@ -274,6 +276,7 @@ class LogonWindow final : public FormWindow {
     box->addWidget(Label(f.lblLabels_1, f.EdtPassword), 3, 0);
     box->addWidget(Widget(f.EdtPassword), 3, 1, 1, 2);
     box->setColumnMinimumWidth(1, Pixels(*this, 3900));
+    Narrow(Widget(f.BtnBrowseDB));
     auto* all = new QVBoxLayout(this);
     all->addWidget(Widget(f.fraConnection));
     all->addLayout(ButtonRow({nullptr, &f.BtnOk, &f.cmdCancel}));

@@ -68,9 +68,10 @@ void MappingTable::StretchColumns() {
                        std::end(kGrownColumns);
     const QString heading =
         horizontalHeaderItem(column) != nullptr ? horizontalHeaderItem(column)->text() : QString();
-    const int least =
-        std::max(Pixels(*this, kWidths[column]),
-                 heading.isEmpty() ? 0 : fontMetrics().horizontalAdvance(heading) + 14);
+    // The marker of column 0 is as wide as its two signs.
+    const QString widest = column == 0 ? QStringLiteral("->") : heading;
+    const int text = widest.isEmpty() ? 0 : fontMetrics().horizontalAdvance(widest) + 14;
+    const int least = std::max(Pixels(*this, kWidths[column]), text);
     (grows ? grown : fixed) += least;
     if (!grows) setColumnWidth(column, least);
   }
