@@ -10,6 +10,11 @@
 #include <QDesignerFormWindowCursorInterface>
 #include <QDesignerFormWindowInterface>
 #include <QDesignerFormWindowManagerInterface>
+#include <QDesignerIntegration>
+#include <QDesignerActionEditorInterface>
+#include <QDesignerObjectInspectorInterface>
+#include <QDesignerPropertyEditorInterface>
+#include <QDesignerWidgetBoxInterface>
 #include <QExtensionManager>
 #include <QPluginLoader>
 #include <QUndoStack>
@@ -30,8 +35,14 @@ struct Designer {
   Designer() {
     QCoreApplication::setLibraryPaths(QCoreApplication::libraryPaths()
                                       << QStringLiteral(KELVORIN_PLUGINS "/.."));
-    editor = QDesignerComponents::createFormEditor(nullptr);
     QDesignerComponents::initializeResources();
+    editor = QDesignerComponents::createFormEditor(nullptr);
+    editor->setTopLevel(&top);
+    editor->setWidgetBox(QDesignerComponents::createWidgetBox(editor, &top));
+    editor->setPropertyEditor(QDesignerComponents::createPropertyEditor(editor, &top));
+    editor->setObjectInspector(QDesignerComponents::createObjectInspector(editor, &top));
+    editor->setActionEditor(QDesignerComponents::createActionEditor(editor, &top));
+    new QDesignerIntegration(editor, editor);
     designer::InstallPropertySheet(editor);
     KelvorinControl::SetDesignMode(true);
     form = editor->formWindowManager()->createFormWindow();
@@ -43,13 +54,17 @@ struct Designer {
     sheet = qt_extension<QDesignerPropertySheetExtension*>(editor->extensionManager(), widget);
     REQUIRE(sheet != nullptr);
   }
-  ~Designer() { delete editor; }
+  ~Designer() {
+    delete form;
+    delete editor;
+  }
   void Set(const char* name, const QVariant& value) {
     form->cursor()->setWidgetProperty(widget, QLatin1String(name), value);
     QTest::qWait(20);
   }
   QString Stored() { return form->contents(); }
 
+  QWidget top;
   QDesignerFormEditorInterface* editor;
   QDesignerFormWindowInterface* form;
   QWidget* widget;

@@ -175,7 +175,9 @@ TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
   drive.Click("frmKelvorin", "BtnNext");
   drive.Click("frmKelvorin", "BtnMapInOrder");
   drive.Click("frmKelvorin", "BtnFinish");
-  drive.Do("frmProgress", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Escape); });
+  drive.Do("frmProgress", [](QWidget& window) {
+    QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Escape); });
+  });
   drive.Do("QMessageBox", [&](QWidget& window) {
     const auto& box = dynamic_cast<QMessageBox&>(window);
     CHECK(box.text() == "Are you sure that you want to stop the import process?");
@@ -186,7 +188,7 @@ TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
     CHECK(Child<QLabel>(window, "LblRecords").text().contains(" out of "));
     CHECK(Child<QProgressBar>(window, "ProgressBar").maximum() > 100000);
     first = Child<QLabel>(window, "LblRecords").text().section(' ', 0, 0).toLongLong();
-    window.close();
+    QTimer::singleShot(0, &window, [&] { window.close(); });
   });
   drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
   drive.Run([&] { shop.control.Execute(); });

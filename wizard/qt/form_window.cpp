@@ -137,6 +137,8 @@ QWidget* FormWindow::Make(Control& control) {
     case ControlKind::kTabs: {
       auto* tabs = new QTabBar(this);
       tabs->setExpanding(false);
+      tabs->setUsesScrollButtons(false);
+      tabs->setElideMode(Qt::ElideNone);
       connect(tabs, &QTabBar::currentChanged, this,
               [this, at](int index) { ByUser([=] { at->UserSelect(index); }); });
       return tabs;
