@@ -12,7 +12,9 @@ QIcon DesignerPlugin::icon() const {
   return QIcon(control.grab());
 }
 
-QWidget* DesignerPlugin::createWidget(QWidget* parent) { return new KelvorinControl(parent); }
+QWidget* DesignerPlugin::createWidget(QWidget* parent) {
+  return new KelvorinControl(parent);
+}
 
 void DesignerPlugin::initialize(QDesignerFormEditorInterface* editor) {
   if (initialized_) return;
@@ -27,10 +29,11 @@ QString DesignerPlugin::domXml() const {
   QString texts;
   for (const char* name : {"DataBaseName", "DSN", "UserName", "Password", "IniFile", "ImportTable",
                            "ImportDBName", "TableName", "AutoLoadSettingName"})
-    texts += QStringLiteral("<stringpropertyspecification name=\"%1\" notr=\"true\"/>")
+    texts += QStringLiteral(
+                 "<stringpropertyspecification name=\"%1\" type=\"singleline\" notr=\"true\"/>")
                  .arg(QLatin1String(name));
   texts += QStringLiteral(
-      "<stringpropertyspecification name=\"LastError\" notr=\"true\" type=\"multiline\"/>");
+      "<stringpropertyspecification name=\"LastError\" type=\"multiline\" notr=\"true\"/>");
   return QStringLiteral(
              "<ui language=\"c++\"><widget class=\"KelvorinControl\" name=\"kelvorin\"/>"
              "<customwidgets><customwidget><class>KelvorinControl</class>"

@@ -22,7 +22,8 @@ QObject* SheetFactory::createExtension(QObject* object, const QString& iid, QObj
   auto* control = qobject_cast<KelvorinControl*>(object);
   if (control == nullptr || asking_) return nullptr;
   asking_ = true;
-  auto* inner = qobject_cast<QDesignerPropertySheetExtension*>(extensionManager()->extension(object, iid));
+  auto* inner =
+      qobject_cast<QDesignerPropertySheetExtension*>(extensionManager()->extension(object, iid));
   asking_ = false;
   return inner == nullptr ? nullptr : new PropertySheet(control, inner, parent);
 }

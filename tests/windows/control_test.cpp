@@ -16,7 +16,8 @@
 
 namespace kelvorin::tests {
 
-TEST_CASE("The control has the properties in their order, with their defaults, and tells of changes") {
+TEST_CASE(
+    "The control has the properties in their order, with their defaults, and tells of changes") {
   KelvorinControl control;
   const QMetaObject* meta = control.metaObject();
   const auto table = contract::PropertyTable();
@@ -98,8 +99,8 @@ TEST_CASE("Without a window system Execute answers and the process lives") {
     REQUIRE(program.waitForFinished(20000));
     CHECK(program.exitStatus() == QProcess::NormalExit);
     CHECK(program.exitCode() == 3);
-    CHECK(program.readAllStandardError().startsWith(
-        "kelvorin: The import wizard cannot be shown: "));
+    CHECK(
+        program.readAllStandardError().startsWith("kelvorin: The import wizard cannot be shown: "));
   }
 }
 

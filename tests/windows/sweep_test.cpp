@@ -67,7 +67,8 @@ void Look(QWidget& window) {
     if (const auto* tabs = qobject_cast<QTabBar*>(widget))
       for (int i = 0; i < tabs->count(); ++i)
         CHECK(tabs->tabRect(i).width() >= tabs->fontMetrics().horizontalAdvance(tabs->tabText(i)));
-    if (widget->isEnabled() && ((label != nullptr && label->buddy() != nullptr) || button != nullptr)) {
+    if (widget->isEnabled() &&
+        ((label != nullptr && label->buddy() != nullptr) || button != nullptr)) {
       const QString text = label != nullptr ? label->text() : button->text();
       const QKeySequence key = QKeySequence::mnemonic(text);
       if (!key.isEmpty()) {

@@ -1,8 +1,8 @@
 // The real windows, driven: what the user does reaches the form, what the form says is shown.
 
+#include "control/kelvorin.h"
 #include "database/api/engine.h"
 #include "database/drivers/register_drivers.h"
-#include "control/kelvorin.h"
 #include "tests/support/memory_database.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
@@ -228,12 +228,16 @@ TEST_CASE("Breaks by mouse and by keyboard") {
     int caret;
   };
   const Row kRows[] = {
-      {Qt::Key_Home, {}, "9", 1},          {Qt::Key_Right, {}, "9", 2},
-      {Qt::Key_Space, {}, "2, 9", 2},      {Qt::Key_PageDown, {}, "2, 9", 9},
+      {Qt::Key_Home, {}, "9", 1},
+      {Qt::Key_Right, {}, "9", 2},
+      {Qt::Key_Space, {}, "2, 9", 2},
+      {Qt::Key_PageDown, {}, "2, 9", 9},
       {Qt::Key_Left, Qt::ControlModifier, "2, 8", 8},
-      {Qt::Key_PageUp, {}, "2, 8", 2},     {Qt::Key_Delete, {}, "8", 2},
+      {Qt::Key_PageUp, {}, "2, 8", 2},
+      {Qt::Key_Delete, {}, "8", 2},
       {Qt::Key_Z, Qt::ControlModifier, "2, 8", 2},
-      {Qt::Key_End, {}, "2, 8", 26},       {Qt::Key_Space, {}, "2, 8, 26", 26},
+      {Qt::Key_End, {}, "2, 8", 26},
+      {Qt::Key_Space, {}, "2, 8, 26", 26},
       {Qt::Key_Space, {}, "2, 8", 26},
   };
   for (const Row& row : kRows) {
@@ -258,7 +262,8 @@ TEST_CASE("The options' window: tabs, pages, digits and Esc") {
     QTest::keyClick(&window, Qt::Key_PageDown, Qt::ControlModifier);
     CHECK(Child<QWidget>(window, "Frame1_1").isVisible());
     CHECK_FALSE(Child<QWidget>(window, "Frame1_0").isVisible());
-    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnUpdateRecords"), Qt::LeftButton, {}, {5, 8});
+    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnUpdateRecords"), Qt::LeftButton, {},
+                      {5, 8});
     CHECK_FALSE(Child<QRadioButton>(window, "RBtnAppendRecords").isChecked());
     CHECK(Child<QRadioButton>(window, "RBtnTableOrder").isChecked());  // another group
     CHECK(Child<QRadioButton>(window, "RBtnUseIndex").isEnabled());
@@ -359,7 +364,8 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
       QTest::keyClick(&window, row.key);
     });
     drive.Run([&] {
-      answer = platform.Ask({"value '<b>x</b>'\r\nnext", "Error", contract::Icon::kQuestion, row.buttons});
+      answer = platform.Ask(
+          {"value '<b>x</b>'\r\nnext", "Error", contract::Icon::kQuestion, row.buttons});
     });
     CHECK(answer == row.answer);
   }
