@@ -141,7 +141,11 @@ constexpr CaseRange kLower[] = {  // 1433 characters
 
 }  // namespace
 
-std::span<const CaseRange> UpperRanges() noexcept { return kUpper; }
-std::span<const CaseRange> LowerRanges() noexcept { return kLower; }
+std::span<const CaseRange> UpperRanges() noexcept {
+  return kUpper;
+}
+std::span<const CaseRange> LowerRanges() noexcept {
+  return kLower;
+}
 
 }  // namespace kelvorin::base

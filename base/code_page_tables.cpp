@@ -665,7 +665,11 @@ constexpr SimilarPair kSimilar[] = {
 
 }  // namespace
 
-std::span<const PageTable> PageTables() noexcept { return kPages; }
-std::span<const SimilarPair> SimilarPairs() noexcept { return kSimilar; }
+std::span<const PageTable> PageTables() noexcept {
+  return kPages;
+}
+std::span<const SimilarPair> SimilarPairs() noexcept {
+  return kSimilar;
+}
 
 }  // namespace kelvorin::base

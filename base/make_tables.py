@@ -4,6 +4,7 @@ from Unicode's own data file (package unicode-data). Run by hand when a page is 
     python3 base/make_tables.py [/usr/share/unicode/UnicodeData.txt]
 """
 import pathlib
+import subprocess
 import sys
 import unicodedata
 
@@ -179,3 +180,5 @@ def write_case():
 
 write_pages()
 write_case()
+for made in ("code_page_tables.cpp", "case_tables.cpp"):
+    subprocess.run(["clang-format", "-i", HERE / made], check=True)

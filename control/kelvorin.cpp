@@ -28,12 +28,18 @@ class Kelvorin::Surface final : public contract::Caller, public contract::EventS
   bool Listens(contract::Event event) const noexcept override {
     using contract::Event;
     switch (event) {
-      case Event::kBeforeFieldImport: return static_cast<bool>(control_.BeforeFieldImport);
-      case Event::kFilterTable: return static_cast<bool>(control_.FilterTable);
-      case Event::kFilterType: return static_cast<bool>(control_.FilterType);
-      case Event::kFilterField: return static_cast<bool>(control_.FilterField);
-      case Event::kValidateBeforePost: return static_cast<bool>(control_.ValidateBeforePost);
-      case Event::kValidateAfterPost: return static_cast<bool>(control_.ValidateAfterPost);
+      case Event::kBeforeFieldImport:
+        return static_cast<bool>(control_.BeforeFieldImport);
+      case Event::kFilterTable:
+        return static_cast<bool>(control_.FilterTable);
+      case Event::kFilterType:
+        return static_cast<bool>(control_.FilterType);
+      case Event::kFilterField:
+        return static_cast<bool>(control_.FilterField);
+      case Event::kValidateBeforePost:
+        return static_cast<bool>(control_.ValidateBeforePost);
+      case Event::kValidateAfterPost:
+        return static_cast<bool>(control_.ValidateAfterPost);
     }
     return false;
   }
@@ -68,8 +74,8 @@ class Kelvorin::Surface final : public contract::Caller, public contract::EventS
   void Raise(const char* event, const F& handler, Args&&... args) noexcept {
     if (!handler || !failure_.ok()) return;
     const auto fail = [&](const char* what) {
-      failure_ = Status(Code::kStopped, "The handler of the event " + std::string(event) +
-                                            " failed: " + what);
+      failure_ = Status(Code::kStopped,
+                        "The handler of the event " + std::string(event) + " failed: " + what);
     };
     try {
       handler(std::forward<Args>(args)...);
@@ -131,7 +137,9 @@ void Kelvorin::SetText(std::string Properties::*member, std::string_view value,
 void Kelvorin::DataBaseName(std::string_view value) noexcept {
   SetText(&Properties::DataBaseName, value, "DataBaseName");
 }
-void Kelvorin::DSN(std::string_view value) noexcept { SetText(&Properties::DSN, value, "DSN"); }
+void Kelvorin::DSN(std::string_view value) noexcept {
+  SetText(&Properties::DSN, value, "DSN");
+}
 void Kelvorin::UserName(std::string_view value) noexcept {
   SetText(&Properties::UserName, value, "UserName");
 }
@@ -157,7 +165,9 @@ void Kelvorin::ImportTable(std::string_view value) noexcept {
 void Kelvorin::ImportDBName(std::string_view value) noexcept {
   SetText(&Properties::ImportDBName, value, "ImportDBName");
 }
-void Kelvorin::HelpID(std::int16_t value) noexcept { Set(&Properties::HelpID, value, "HelpID"); }
+void Kelvorin::HelpID(std::int16_t value) noexcept {
+  Set(&Properties::HelpID, value, "HelpID");
+}
 void Kelvorin::ShowProgress(bool value) noexcept {
   Set(&Properties::ShowProgress, value, "ShowProgress");
 }
@@ -170,7 +180,9 @@ void Kelvorin::LastError(std::string_view value) noexcept {
 void Kelvorin::QuitAfterImport(bool value) noexcept {
   Set(&Properties::QuitAfterImport, value, "QuitAfterImport");
 }
-void Kelvorin::MultiTable(bool value) noexcept { Set(&Properties::MultiTable, value, "MultiTable"); }
+void Kelvorin::MultiTable(bool value) noexcept {
+  Set(&Properties::MultiTable, value, "MultiTable");
+}
 void Kelvorin::tableName(std::string_view value) noexcept {
   SetText(&Properties::tableName, value, "TableName");
 }
@@ -212,27 +224,19 @@ Status Kelvorin::SetPropertyText(std::string_view name, std::string_view text) n
 Status Kelvorin::ReadProperties(contract::PropertyStore& store) noexcept {
   Status outcome(Code::kInternal, "the properties could not be read");
   Safely([&] {
-    const Properties defaults;
-    for (const contract::PropertyInfo& info : contract::PropertyTable()) {
-      const Result<contract::PropertyValue> value =
-          store.Read(info.key, contract::GetProperty(defaults, info));
-      outcome = value.ok() ? contract::SetProperty(properties_, info, *value) : value.status();
-      if (!outcome.ok()) return;
-    }
-    DeriveConnectTypeName(properties_.DefaultSourceType);
+    outcome = contract::LoadProperties(store, properties_);
+    if (outcome.ok()) DeriveConnectTypeName(properties_.DefaultSourceType);
   });
   return outcome;
 }
 
 Status Kelvorin::WriteProperties(contract::PropertyStore& store) const noexcept {
   try {
-    const Properties defaults;
-    for (const contract::PropertyInfo& info : contract::PropertyTable())
-      KV_TRY(store.Write(info.key, contract::GetProperty(properties_, info),
-                         contract::GetProperty(defaults, info)));
-    return Status();
+    return contract::SaveProperties(store, properties_);
   } catch (const std::exception& error) {
     return Status(Code::kInternal, error.what());
+  } catch (...) {
+    return Status(Code::kInternal, "the properties could not be stored");
   }
 }
 
@@ -249,8 +253,8 @@ void Kelvorin::DeriveConnectTypeName(std::int16_t kind) {
 
 void Kelvorin::display() noexcept {
   Safely([&] {
-    platform_->Ask({"Display", "Property Check", contract::Icon::kExclamation,
-                    contract::Buttons::kOk});
+    platform_->Ask(
+        {"Display", "Property Check", contract::Icon::kExclamation, contract::Buttons::kOk});
   });
 }
 

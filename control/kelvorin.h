@@ -69,7 +69,9 @@ class Kelvorin {
   void MultiTable(bool value) noexcept;
   const std::string& tableName() const noexcept { return properties_.tableName; }
   void tableName(std::string_view value) noexcept;
-  const std::string& AutoLoadSettingName() const noexcept { return properties_.AutoLoadSettingName; }
+  const std::string& AutoLoadSettingName() const noexcept {
+    return properties_.AutoLoadSettingName;
+  }
   void AutoLoadSettingName(std::string_view value) noexcept;
   bool LoadLastSetting() const noexcept { return properties_.LoadLastSetting; }
   void LoadLastSetting(bool value) noexcept;
@@ -112,8 +114,8 @@ class Kelvorin {
 
   // --- Events. Connect a function; parameters taken by reference are read back. A handler that
   // throws ends the run, with its text in `LastError`.
-  std::function<void(std::string_view tableName, std::string_view FieldName,
-                     std::int16_t FieldType, std::int16_t FieldSize, std::string& bufField)>
+  std::function<void(std::string_view tableName, std::string_view FieldName, std::int16_t FieldType,
+                     std::int16_t FieldSize, std::string& bufField)>
       BeforeFieldImport;
   std::function<void(std::string_view tableName, bool& Hide)> FilterTable;
   std::function<void(contract::FileTypeFormat FileType, bool& Hide)> FilterType;

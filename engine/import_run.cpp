@@ -6,6 +6,8 @@
 #include "control/contract/enums.h"
 #include "engine/run.h"
 
+#include <utility>
+
 namespace kelvorin::engine {
 
 RunResult StartImport(const RunInputs& inputs) {
@@ -38,7 +40,17 @@ RunResult ImportRun::Run() {
   policy_.Begin();
   Status status = Prepare();
   for (bool more = true; status.ok() && more;) status = OneRecord(more);
-  if (writer_) writer_->Cancel();
+  if (writer_) {
+    writer_->Cancel();
+    // Records that the source gave before the run ended are stored, however it ended.
+    const Step at = step_;
+    Status flushed = FlushPosts();
+    if (status.ok()) {
+      status = std::move(flushed);
+    } else {
+      step_ = at;
+    }
+  }
   result_.stopped = stop_;
   if (status.ok()) status = Finish();
   if (!status.ok()) Fail(status);
@@ -59,7 +71,7 @@ Status ImportRun::OneRecord(bool& more) {
   KV_TRY(FillRecord());
   if (!stop_) KV_TRY(PostRecord());
   CountRecord();
-  if (!stop_ && setting_.MaxLines > 0 && processed_ == setting_.MaxLines) more = false;
+  if (setting_.MaxLines > 0 && processed_ == setting_.MaxLines) more = false;
   return Status();
 }
 
@@ -96,10 +108,14 @@ Status ImportRun::FillRecord() {
   if (!status.ok() && refused_value_.field == nullptr) return status;
   dropped_ = status.ok() && place_ == Place::kMissing;
   step_ = Step::kAssign;
+  if (status.ok() && !dropped_) status = DamagedField();
   if (status.ok() && !dropped_)
     status = assignment_->AssignAll(values_, place_, *writer_, refused_value_);
   if (!status.ok()) {
     KV_TRY(HostFailure());
+    KV_TRY(FlushPosts());
+    if (stop_) return Status();
+    step_ = Step::kAssign;
     KV_TRY(RecordError(status));
   }
   step_ = Step::kPost;
@@ -108,6 +124,19 @@ Status ImportRun::FillRecord() {
     if (!status.ok()) KV_TRY(RecordError(status));
   }
   progress_.Update(++processed_);
+  return Status();
+}
+
+// A value that its table cannot make sense of costs the record as one that cannot be assigned does.
+Status ImportRun::DamagedField() {
+  for (const DamagedValue& damaged : source_->damaged()) {
+    for (const AssignedField& field : plan_.fields) {
+      if (field.source_no != damaged.field_no) continue;
+      refused_value_.field = &field;
+      refused_value_.value = damaged.text;
+      return damaged.why;
+    }
+  }
   return Status();
 }
 
@@ -125,6 +154,7 @@ Status ImportRun::PostRecord() {
     return Status();
   }
   if (stop_) return Status();
+  if (writer_->Grouped()) return PostLater();
   Status status = writer_->Post(place_);
   if (!status.ok()) KV_TRY(RecordError(status));
   if (status.ok()) dropped_ = place_ == Place::kMissing;
@@ -139,6 +169,63 @@ Status ImportRun::PostRecord() {
   events_.ValidateAfterPost(process_canceled);
   stop_ = stop_ || process_canceled;
   return HostFailure();
+}
+
+// --- Records posted in groups
+
+Status ImportRun::PostLater() {
+  WaitingRecord& record = waiting_.emplace_back();
+  record.line_number = line_number_;
+  if (WantsRejects()) source_->Mark(record.mark);
+  record.read = result_.read;
+  record.skipped = result_.skipped;
+  record.processed = processed_;
+  const Status status = writer_->Post(place_);
+  KV_TRY(std::exchange(receiver_failure_, Status()));
+  if (status.ok() || stop_) return Status();
+  waiting_.pop_back();  // it was not taken
+  KV_TRY(FlushPosts());
+  return stop_ ? Status() : RecordError(status);
+}
+
+Status ImportRun::FlushPosts() {
+  if (waiting_.empty()) return Status();
+  const Status status = writer_->Flush();
+  KV_TRY(std::exchange(receiver_failure_, Status()));
+  if (status.ok() || stop_) return Status();
+  step_ = Step::kPost;
+  return status;
+}
+
+void ImportRun::Stored(std::int64_t) {
+  waiting_.pop_front();
+  ++result_.imported;
+}
+
+bool ImportRun::Refused(std::int64_t, const Status& why) {
+  const WaitingRecord record = std::move(waiting_.front());
+  waiting_.pop_front();
+  ++result_.rejected;
+  step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
+  Status told = policy_.Record(PostMessage(in_.engine, why), why, stop_);
+  if (told.ok()) {
+    RejectedRecord rejected;
+    rejected.line_number = record.line_number;
+    rejected.reason = why.message();
+    told = ReportRejected(rejected, record.mark);
+  }
+  if (!told.ok()) {
+    receiver_failure_ = std::move(told);
+    stop_ = true;
+  } else {
+    step_ = Step::kPost;
+  }
+  if (!stop_) return true;
+  result_.read = record.read;
+  result_.skipped = record.skipped;
+  processed_ = record.processed;
+  waiting_.clear();
+  return false;
 }
 
 void ImportRun::CountRecord() noexcept {
@@ -228,13 +315,6 @@ Status ImportRun::RecordError(const Status& why, bool rejects) {
   step_ = at;
   if (!rejects || rejected_) return Status();
   rejected_ = true;
-  return ReportRejected(why);
-}
-
-Status ImportRun::ReportRejected(const Status& why) {
-  if (reject_file_ == nullptr && in_.options.observer == nullptr) return Status();
-  const Status read = source_->Raw(raw_);
-  if (!read.ok()) return Refuse(std::string(read.message()));
   RejectedRecord record;
   record.line_number = line_number_;
   if (refused_value_.field != nullptr && step_ == Step::kAssign) {
@@ -242,6 +322,14 @@ Status ImportRun::ReportRejected(const Status& why) {
     record.value = refused_value_.value;
   }
   record.reason = why.message();
+  if (WantsRejects()) source_->Mark(mark_);
+  return ReportRejected(record, mark_);
+}
+
+Status ImportRun::ReportRejected(RejectedRecord record, const RecordMark& mark) {
+  if (!WantsRejects()) return Status();
+  const Status read = source_->Raw(mark, raw_);
+  if (!read.ok()) return Refuse(std::string(read.message()));
   record.raw = raw_;
   if (reject_file_) {
     if (!is_table()) reject_file_->SetPreface(in_.source.file_name, source_->preface_bytes());

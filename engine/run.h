@@ -4,6 +4,7 @@
 // knows from the step what to say.
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,7 +22,15 @@
 
 namespace kelvorin::engine {
 
-class ImportRun {
+/// A record that a server was given and has not answered for, with the counts up to it: when the
+/// run ends with its refusal, later records have not happened.
+struct WaitingRecord {
+  std::int64_t line_number = 0;
+  RecordMark mark;
+  std::int64_t read = 0, skipped = 0, processed = 0;
+};
+
+class ImportRun final : private database::BulkReceiver {
  public:
   ImportRun(const RunInputs& inputs, contract::ProgressView* view);
   RunResult Run();
@@ -42,9 +51,16 @@ class ImportRun {
   Status OneRecord(bool& more);
   Status ReadRecord(bool& taken, bool& more);
   Status FillRecord();
+  Status DamagedField();
   Status PostRecord();
   bool EndsBeforeRecord();
   void CountRecord() noexcept;
+
+  // --- Records posted in groups.
+  Status PostLater();
+  Status FlushPosts();
+  void Stored(std::int64_t record_no) override;
+  bool Refused(std::int64_t record_no, const Status& why) override;
 
   // --- The end.
   Status Finish();
@@ -58,7 +74,10 @@ class ImportRun {
   void Fail(const Status& why);
   /// Reports a failure of the current record and goes on. With `rejects` the record is lost by it.
   Status RecordError(const Status& why, bool rejects = true);
-  Status ReportRejected(const Status& why);
+  Status ReportRejected(RejectedRecord record, const RecordMark& mark);
+  bool WantsRejects() const noexcept {
+    return reject_file_ != nullptr || in_.options.observer != nullptr;
+  }
 
   bool is_table() const noexcept { return setting_.TypeFormat >= 3; }
   bool updates_in_order() const noexcept {
@@ -96,7 +115,10 @@ class ImportRun {
   bool dropped_ = false;
   bool rejected_ = false;  // dropped because of an error
   RefusedValue refused_value_;
+  RecordMark mark_;
   std::string raw_;
+  std::deque<WaitingRecord> waiting_;
+  Status receiver_failure_;  // what went wrong while an outcome was being reported
 };
 
 }  // namespace kelvorin::engine

@@ -133,8 +133,13 @@ Status ImportRun::MakeWriter() {
   const bool append_missing = setting_.AppendIfEof;
   const bool dry_run = in_.options.dry_run;
   if (in_.target.database->IsOdbc()) {
-    auto made =
-        MakeSqlTarget(in_.target, in_.engine, plan_, conversion_, mode_, append_missing, dry_run);
+    // A host that watches records must see each one stored before it sees the next.
+    using contract::Event;
+    const bool watched = events_.Listens(Event::kBeforeFieldImport) ||
+                         events_.Listens(Event::kValidateBeforePost) ||
+                         events_.Listens(Event::kValidateAfterPost);
+    auto made = MakeSqlTarget(in_.target, in_.engine, plan_, conversion_, mode_, append_missing,
+                              dry_run, watched ? nullptr : this);
     if (!made.ok()) return Refuse(std::string(made.status().message()));
     writer_ = *std::move(made);
   } else {

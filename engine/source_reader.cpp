@@ -74,8 +74,13 @@ Status TextSource::Split(FieldValues& fields) {
                 status.number());
 }
 
-Status TextSource::Raw(std::string& out) {
-  return reader_->ReadRaw(reader_->record_offset(), reader_->record_raw_bytes(), out);
+void TextSource::Mark(RecordMark& mark) {
+  mark.offset = reader_->record_offset();
+  mark.size = reader_->record_raw_bytes();
+}
+
+Status TextSource::Raw(const RecordMark& mark, std::string& out) {
+  return reader_->ReadRaw(mark.offset, mark.size, out);
 }
 
 Result<std::int64_t> TextSource::Estimate() {
@@ -114,13 +119,17 @@ Status TableSource::GoToStart() {
 
 Status TableSource::Read(bool& taken) {
   arena_.clear();
+  damaged_.clear();
   for (std::size_t i = 0; i < wanted_.size(); ++i) {
     if (wanted_[i]) {
       database::Field field = rows_->Fields(i);
       database::Value value;
-      KV_TRY(field.GetValue(value));
       const std::size_t begin = arena_.size();
-      if (value.kind == values::Kind::kText) {
+      if (Status read = field.GetValue(value); !read.ok()) {
+        if (read.code() != Code::kCorrupt && read.code() != Code::kConversion) return read;
+        const bool shown = value.kind == values::Kind::kText;
+        damaged_.push_back({i, std::string(shown ? value.text : std::string_view()), read});
+      } else if (value.kind == values::Kind::kText) {
         arena_ += value.text;
       } else {
         format_.Append(value, arena_);
@@ -152,7 +161,8 @@ Status TableSource::Advance() {
   return Status();
 }
 
-Status TableSource::Raw(std::string& out) {
+void TableSource::Mark(RecordMark& mark) {
+  std::string& out = mark.text;
   out.clear();
   std::size_t begin = 0;
   for (std::size_t i = 0; i < ends_.size(); ++i) {
@@ -161,6 +171,10 @@ Status TableSource::Raw(std::string& out) {
     begin = ends_[i];
   }
   out += base::kCrLf;
+}
+
+Status TableSource::Raw(const RecordMark& mark, std::string& out) {
+  out = mark.text;
   return Status();
 }
 

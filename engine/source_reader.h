@@ -25,6 +25,21 @@ textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting);
 textsource::SplitRules SplitRulesOf(const settings::ImportSetting& setting,
                                     const textsource::BreakList& breaks);
 
+/// Where a record stands in its source, to show it later: a place in a text file, or its text.
+struct RecordMark {
+  std::uint64_t offset = 0;
+  std::uint64_t size = 0;
+  std::string text;
+};
+
+/// A value of a source record that its table cannot make sense of. It costs the record only when
+/// the field is mapped.
+struct DamagedValue {
+  std::size_t field_no = 0;  // of the source record
+  std::string text;          // its bytes, where the table could show them
+  Status why;
+};
+
 class SourceReader {
  public:
   virtual ~SourceReader() = default;
@@ -38,8 +53,10 @@ class SourceReader {
   virtual Status Split(textsource::FieldValues& fields) = 0;
   /// Goes to the next record of a table; nothing for text.
   virtual Status Advance() = 0;
-  /// The record read, as a reject file takes it.
-  virtual Status Raw(std::string& out) = 0;
+  /// Remembers the record read.
+  virtual void Mark(RecordMark& mark) = 0;
+  /// A remembered record, as a reject file takes it.
+  virtual Status Raw(const RecordMark& mark, std::string& out) = 0;
   /// Bytes of a text file before its first line to import; known once that line was read.
   virtual std::uint64_t preface_bytes() const noexcept { return 0; }
   /// Records that a whole run reads, as far as can be told now.
@@ -48,11 +65,15 @@ class SourceReader {
   virtual Status GoToStart() { return Status(); }
   virtual Status Close() = 0;
 
+  /// Damaged values of the record read; their texts among the fields are empty.
+  const std::vector<DamagedValue>& damaged() const noexcept { return damaged_; }
+
   /// Lines read so far, or the current row, from 1.
   std::int64_t line_number() const noexcept { return line_number_; }
 
  protected:
   std::int64_t line_number_ = 0;
+  std::vector<DamagedValue> damaged_;
 };
 
 class TextSource final : public SourceReader {
@@ -66,7 +87,8 @@ class TextSource final : public SourceReader {
   Status Read(bool& taken) override;
   Status Split(textsource::FieldValues& fields) override;
   Status Advance() override { return Status(); }
-  Status Raw(std::string& out) override;
+  void Mark(RecordMark& mark) override;
+  Status Raw(const RecordMark& mark, std::string& out) override;
   std::uint64_t preface_bytes() const noexcept override { return preface_bytes_; }
   Result<std::int64_t> Estimate() override;
   Status Close() override;
@@ -95,7 +117,8 @@ class TableSource final : public SourceReader {
   Status Read(bool& taken) override;
   Status Split(textsource::FieldValues& fields) override;
   Status Advance() override;
-  Status Raw(std::string& out) override;
+  void Mark(RecordMark& mark) override;
+  Status Raw(const RecordMark& mark, std::string& out) override;
   Result<std::int64_t> Estimate() override;
   Status GoToStart() override;
   Status Close() override;

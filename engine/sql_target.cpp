@@ -27,6 +27,17 @@ class SqlTarget final : public TargetWriter {
         dry_run_(dry_run),
         cells_(plan.fields.size()) {}
 
+  Status PostInGroups(database::BulkReceiver& receiver) {
+    database::BulkDatabase* bulk = database::AsBulkDatabase(*target_.database);
+    if (bulk == nullptr || mode_ != WriteMode::kAppend || dry_run_) return Status();
+    std::vector<std::string> names;
+    for (const AssignedField& field : plan_.fields) names.emplace_back(field.name);
+    auto made = bulk->MakeBulkInserter(target_.table_name, names, receiver, {});
+    if (!made.ok()) return made.status();
+    inserter_ = *std::move(made);
+    return Status();
+  }
+
   // Writes the names of table and fields as the server wants them.
   Status QuoteNames() {
     KV_TRY(database::AppendIdentifier(target_.table_name, dialect_, table_, true));
@@ -73,7 +84,15 @@ class SqlTarget final : public TargetWriter {
     return database::AppendLiteral(value, field.type, dialect_, literal);
   }
 
+  bool Grouped() const noexcept override { return inserter_ != nullptr; }
+  Status Flush() override { return inserter_ ? inserter_->Flush() : Status(); }
+
   Status Post(Place& place) override {
+    if (inserter_) {
+      row_.Clear();
+      for (const Cell& cell : cells_) row_.AppendWritten(cell.literal);
+      return inserter_->Add(++posted_, row_);
+    }
     if (place == Place::kFound) {
       BuildUpdate();
       const Result<std::int64_t> changed = Execute();
@@ -170,6 +189,9 @@ class SqlTarget final : public TargetWriter {
   std::string table_;        // quoted
   std::string statement_;
   std::string digits_;
+  std::unique_ptr<database::BulkInserter> inserter_;
+  database::LiteralRow row_;
+  std::int64_t posted_ = 0;
 };
 
 }  // namespace
@@ -178,10 +200,12 @@ Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(catalog::Target& target,
                                                     const database::DBEngine& engine,
                                                     const FieldPlan& plan,
                                                     TextConversion& conversion, WriteMode mode,
-                                                    bool append_missing_keys, bool dry_run) {
+                                                    bool append_missing_keys, bool dry_run,
+                                                    database::BulkReceiver* receiver) {
   auto writer = std::make_unique<SqlTarget>(target, engine, plan, conversion, mode,
                                             append_missing_keys, dry_run);
   KV_TRY(writer->QuoteNames());
+  if (receiver != nullptr) KV_TRY(writer->PostInGroups(*receiver));
   return std::unique_ptr<TargetWriter>(std::move(writer));
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/status.h"
+#include "database/api/bulk_insert.h"
 #include "database/catalog/target.h"
 #include "engine/field_plan.h"
 #include "settings/import_setting.h"
@@ -45,8 +46,13 @@ class TargetWriter {
   /// What a field of the record being changed holds; Null in a new one.
   virtual Status Current(const AssignedField& field, std::string& out, bool& is_null) = 0;
   virtual Status Assign(const AssignedField& field, std::string_view value) = 0;
-  /// Stores the record. `place` tells of a server that only now found no such key.
+  /// Stores the record. `place` tells of a server that only now found no such key. A grouped
+  /// writer only takes the record: what becomes of it goes to the receiver, in the order of the
+  /// records, during this or a later call.
   virtual Status Post(Place& place) = 0;
+  virtual bool Grouped() const noexcept { return false; }
+  /// Stores the records that wait; harmless when none do.
+  virtual Status Flush() { return Status(); }
   /// In an update in order: goes to the next record.
   virtual Status MoveOn() = 0;
   /// Abandons a record begun.
@@ -61,11 +67,14 @@ std::unique_ptr<TargetWriter> MakeRecordsetTarget(database::Recordset& recordset
                                                   const FieldPlan& plan, TextConversion& conversion,
                                                   WriteMode mode, bool append_missing_keys,
                                                   bool dry_run);
-/// Fails with `kInvalidArgument` for a name that no statement can hold.
+/// With a `receiver` (which outlives the writer) records may be posted in groups where the database
+/// can do so and the mode only appends. Fails with `kInvalidArgument` for a name that no statement
+/// can hold.
 Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(catalog::Target& target,
                                                     const database::DBEngine& engine,
                                                     const FieldPlan& plan,
                                                     TextConversion& conversion, WriteMode mode,
-                                                    bool append_missing_keys, bool dry_run);
+                                                    bool append_missing_keys, bool dry_run,
+                                                    database::BulkReceiver* receiver);
 
 }  // namespace kelvorin::engine

@@ -25,8 +25,11 @@ struct FormStore : contract::PropertyStore {  // what a form designer would save
 int main(int argc, char** argv) {
   if (argc != 6) return std::fputs("batch_host INI SETTING TEXTFILE FOLDER TABLE\n", stderr), 2;
   FormStore form;
-  form.values = {{"IniFile", argv[1]}, {"ImportTable", argv[3]}, {"DataBaseName", argv[4]},
-                 {"TableName", argv[5]}, {"ConnectString", std::int16_t{12}}};  // FOXPRO26
+  form.values = {{"IniFile", argv[1]},
+                 {"ImportTable", argv[3]},
+                 {"DataBaseName", argv[4]},
+                 {"TableName", argv[5]},
+                 {"ConnectString", std::int16_t{12}}};  // FOXPRO26
 
   Kelvorin control;
   if (const Status read = control.ReadProperties(form); !read.ok())

@@ -139,9 +139,10 @@ Status ApplyRequest(const MapRequest& request, std::span<const catalog::TargetFi
   }
   std::vector<bool> named(fields.size());
   for (const auto& [target, source] : request.pairs) {
-    const auto field = std::find_if(fields.begin(), fields.end(), [&](const auto& candidate) {
-      return SameName(candidate.Name, target);
-    });
+    const auto field = std::find_if(fields.begin(), fields.end(),
+                                    [&, name = std::string_view(target)](const auto& candidate) {
+                                      return SameName(candidate.Name, name);
+                                    });
     if (field == fields.end())
       return Status(Code::kNotFound, "the target table has no field '" + target + "'");
     const auto entry = static_cast<std::size_t>(field - fields.begin());

@@ -12,7 +12,6 @@
 #include "base/status.h"
 #include "database/catalog/target.h"
 #include "settings/import_setting.h"
-#include "textsource/break_list.h"
 
 namespace kelvorin::mapping {
 

@@ -20,9 +20,11 @@ need() {
 }
 
 # What every build needs.
-build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev)
 # What the tests need: the framework, and other programs and real files to compare with.
-test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data)
+test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data
+               unixodbc odbcinst libsqliteodbc sqlite3 odbc-postgresql postgresql
+               odbc-mariadb mariadb-server)
 
 # configure_and_build PRESET [TARGET ...]: quiet when all is well, the whole log when not.
 configure_and_build() {

@@ -110,9 +110,18 @@ Status frmKelvorin::MapFields(const mapping::MapRequest& request) {
   return Status();
 }
 
+engine::RunInputs frmKelvorin::Inputs(const engine::RunOptions& options) {
+  return {state_.setting, state_.breaks, state_.target, state_.source,
+          engine_,        *caller_,      platform_,     options};
+}
+
 engine::RunResult frmKelvorin::StartImport(const engine::RunOptions& options) {
-  return engine::StartImport({state_.setting, state_.breaks, state_.target, state_.source, engine_,
-                              *caller_, platform_, options});
+  return engine::StartImport(Inputs(options));
+}
+
+engine::RunResult frmKelvorin::DoImport(contract::ProgressView* progress,
+                                        const engine::RunOptions& options) {
+  return engine::DoImport(Inputs(options), progress);
 }
 
 void frmKelvorin::SetLastError(std::string text) {

@@ -161,7 +161,10 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void EdtFileName_Change(std::string_view text);
   Status ListAccessTables();
   Status ListOdbcTables();
+  /// Runs the setting of the state, under the progress dialog when ShowProgress is set.
   engine::RunResult StartImport(const engine::RunOptions& options);
+  /// The run itself; `progress` is the dialog on the screen, or null.
+  engine::RunResult DoImport(contract::ProgressView* progress, const engine::RunOptions& options);
 
   /// Names of the source's fields in order: those of the table, or a text source's columns as its
   /// first records show them. Opens and closes the source.
@@ -173,6 +176,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   const std::vector<std::string>& source_tables() const noexcept { return source_tables_; }
 
  private:
+  engine::RunInputs Inputs(const engine::RunOptions& options);
   Status ApplyHabits(const Job& job, JobHabits& habits);
   Status OpenJob(const Job& job);
   Status LoadJobSetting(const Job& job);

@@ -17,7 +17,7 @@ enum ExitStatus : int {
   kAllImported = 0,
   kRecordsFailed = 1,  // the run ended, but records failed or it was cancelled
   kWrongUsage = 2,
-  kFatal = 3,          // the text stands on standard error
+  kFatal = 3,  // the text stands on standard error
 };
 
 void AddBatchCommand(CLI::App& app, int& exit_status);

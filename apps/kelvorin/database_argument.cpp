@@ -22,8 +22,9 @@ Result<DatabaseArgument> RequireDatabase(std::string_view text) {
   std::string kinds;
   for (std::int16_t kind = 3; kind <= 14; ++kind)
     kinds += (kinds.empty() ? "" : ", ") + std::string(contract::TypeConnectName(kind));
-  return Status(Code::kInvalidArgument,
-                "'" + std::string(text) + "' is not of the form KIND:DATABASE (kinds: " + kinds + ")");
+  return Status(
+      Code::kInvalidArgument,
+      "'" + std::string(text) + "' is not of the form KIND:DATABASE (kinds: " + kinds + ")");
 }
 
 catalog::TargetAddress DatabaseArgument::Address(std::string_view user,

@@ -20,9 +20,12 @@ struct DetectOptions {
 
 std::string_view RecordSeparatorName(std::int32_t code) {
   switch (code) {
-    case 0: return "CR LF";
-    case 1: return "CR";
-    default: return "LF";
+    case 0:
+      return "CR LF";
+    case 1:
+      return "CR";
+    default:
+      return "LF";
   }
 }
 
@@ -53,9 +56,9 @@ int Detect(const DetectOptions& options) {
   setting.SepTab = guess.SepTab;
   settings::RebuildSeparatorSet(setting);
   settings::RebuildDelimiter(setting);
-  const auto rules = guess.TypeFormat == 1
-                         ? textsource::SplitRules::Fixed(breaks)
-                         : textsource::SplitRules::Delimited(setting.SeparatorSet, setting.DelimiterChar);
+  const auto rules = guess.TypeFormat == 1 ? textsource::SplitRules::Fixed(breaks)
+                                           : textsource::SplitRules::Delimited(
+                                                 setting.SeparatorSet, setting.DelimiterChar);
   const textsource::DetectionReport report = textsource::Weigh(preview, format, rules);
 
   std::vector<std::string> lines;
@@ -77,7 +80,8 @@ int Detect(const DetectOptions& options) {
                                            {"fields", report.fields},
                                            {"certainty", report.certainty_percent},
                                            {"hint", report.hint}};
-    std::printf("%s\n", object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    std::printf("%s\n",
+                object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
     return kAllImported;
   }
   std::printf("layout            %s\n", guess.TypeFormat == 1 ? "fixed width" : "delimited");

@@ -52,8 +52,7 @@ class ReasonPrinter final : public engine::RunObserver {
     if (++count_ > kReasonsShown) return Status();
     std::string text = "line " + base::ToDecimal(record.line_number);
     if (!record.field.empty()) text += ", field " + std::string(record.field);
-    std::fprintf(stderr, "kelvorin: %s: %s\n", ToUtf8(text).c_str(),
-                 ToUtf8(record.reason).c_str());
+    std::fprintf(stderr, "kelvorin: %s: %s\n", ToUtf8(text).c_str(), ToUtf8(record.reason).c_str());
     return Status();
   }
   void Finish(bool has_reject_file) const {
@@ -73,7 +72,15 @@ Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
   return settings::SaveSetting(ini, setting, form.state().breaks);
 }
 
+// Names that a settings file could not list, or that would overwrite its list of names.
+bool IsSettingName(std::string_view name) {
+  return !base::EqualIgnoreCase(name, settings::kIndexSection) && name.front() != ';' &&
+         name.find_first_of("=[]\r\n") == std::string_view::npos;
+}
+
 int Import(const ImportOptions& options) {
+  if (!options.save_as.empty() && !IsSettingName(options.save_as))
+    return Report(kWrongUsage, "--save-as '" + options.save_as + "' cannot be a setting's name");
   const Result<DatabaseArgument> into = RequireDatabase(options.into);
   if (!into.ok()) return Report(kWrongUsage, into.status());
   ImportJob job;
@@ -89,10 +96,11 @@ int Import(const ImportOptions& options) {
   }
 
   if (job.map.empty()) {
-    const bool has_names = !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
-                           job.setting.StartingLine >= 2;
-    job.map.rest = has_names ? mapping::MapRequest::Rest::kByName
-                             : mapping::MapRequest::Rest::kInOrder;
+    const bool has_names =
+        !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
+        job.setting.StartingLine >= 2;
+    job.map.rest =
+        has_names ? mapping::MapRequest::Rest::kByName : mapping::MapRequest::Rest::kInOrder;
   }
 
   database::DBEngine engine(values::ValueFormat::FromLocale());
@@ -135,7 +143,8 @@ void AddImportCommand(CLI::App& app, int& exit_status) {
   CLI::App* command = app.add_subcommand("import", "Import a text file or a table into a table");
   AddImportOptions(*command, *options);
   command->footer(
-      "KIND is Access, Paradox3 ... Paradox5, DBase3 ... DBase5, FOXPRO20 ... FOXPRO30 or ODBC, in\n"
+      "KIND is Access, Paradox3 ... Paradox5, DBase3 ... DBase5, FOXPRO20 ... FOXPRO30 or ODBC, "
+      "in\n"
       "any case. For dBASE and FoxPro the database is a folder; for ODBC it is a DSN or\n"
       "\"DSN=...;UID=...;PWD=...\". Without a mapping option fields of equal names are mapped, or\n"
       "all in order when the source's fields have no names.");

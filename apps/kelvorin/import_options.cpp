@@ -116,16 +116,15 @@ textsource::DetectionReport Weigh(const textsource::PreviewLines& preview,
                                   const textsource::FileTypeGuess& guess,
                                   const textsource::BreakList& breaks) {
   return textsource::Weigh(preview, format,
-                           guess.TypeFormat == 1
-                               ? textsource::SplitRules::Fixed(breaks)
-                               : textsource::SplitRules::Delimited(guess.SepSemicolon ? ";" : ",", '"'));
+                           guess.TypeFormat == 1 ? textsource::SplitRules::Fixed(breaks)
+                                                 : textsource::SplitRules::Delimited(
+                                                       guess.SepSemicolon ? ";" : ",", '"'));
 }
 
 // The layout of a text file: what was given, the rest as detected.
 Status MakeTextLayout(const ImportOptions& options, const std::string& file, ImportJob& job) {
   settings::ImportSetting& setting = job.setting;
-  if (!base::FileExists(file))
-    return Status(Code::kNotFound, "there is no file '" + file + "'");
+  if (!base::FileExists(file)) return Status(Code::kNotFound, "there is no file '" + file + "'");
   textsource::PreviewLines preview;
   preview.file_present = true;
   textsource::RecordFormat format;
@@ -189,8 +188,8 @@ Status MakeTableSource(const ImportOptions& options, const DatabaseArgument& sou
     setting.SourceDBName = source.database;
   }
   if (source.kind == contract::kOdbc) {
-    setting.SourceConnectString = catalog::TargetConnectString(
-        source.Address(options.source_user, options.source_password));
+    setting.SourceConnectString =
+        catalog::TargetConnectString(source.Address(options.source_user, options.source_password));
   } else if (const auto word = contract::ConnectTypeName(source.kind)) {
     setting.SourceConnectString = *word;
   }
@@ -211,7 +210,8 @@ Status MakeSource(const ImportOptions& options, ImportJob& job) {
           options, DatabaseArgument{static_cast<std::int16_t>(kind), options.source}, job.setting);
     case catalog::FileNameChange::kIgnored:
     case catalog::FileNameChange::kMissing:
-    case catalog::FileNameChange::kTextFile: break;
+    case catalog::FileNameChange::kTextFile:
+      break;
   }
   job.setting.SourceDBName = options.source;
   return MakeTextLayout(options, options.source, job);
@@ -294,7 +294,9 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
   command.add_option("--format", o.format, "delimited, fixed or html")
       ->check(CLI::IsMember({"delimited", "fixed", "html"}))
       ->group(layout);
-  command.add_option("--separators", o.separators, "Field separators: characters (\\t is Tab), or words: comma,tab")
+  command
+      .add_option("--separators", o.separators,
+                  "Field separators: characters (\\t is Tab), or words: comma,tab")
       ->group(layout);
   command.add_option("--delimiter", o.delimiter, "Text delimiter: double, single or none")
       ->check(CLI::IsMember({"double", "single", "none"}))
@@ -302,9 +304,12 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
   command.add_option("--record-separator", o.record_separator, "crlf, cr, lf, text:T or length:N")
       ->group(layout);
   command.add_option("--breaks", o.breaks, "Ends of fixed-width columns, e.g. 3,7")->group(layout);
-  command.add_option("--start-line", o.start_line, "First line to import; from 2 on line 1 names the columns")
+  command
+      .add_option("--start-line", o.start_line,
+                  "First line to import; from 2 on line 1 names the columns")
       ->group(layout);
-  command.add_option("--max-lines", o.max_lines, "Number of lines to import (0: all)")->group(layout);
+  command.add_option("--max-lines", o.max_lines, "Number of lines to import (0: all)")
+      ->group(layout);
 
   const std::string values = "Values";
   command.add_flag("--oem", o.oem, "Convert from the OEM code page")->group(values);
@@ -325,25 +330,36 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
       ->group(mapping);
   command.add_flag("--map-by-name", o.map_by_name, "Map fields of equal names")->group(mapping);
   command.add_flag("--map-in-order", o.map_in_order, "Map fields in their order")->group(mapping);
-  command.add_flag("--create", o.create, "Make the target table from the source's fields if missing")
+  command
+      .add_flag("--create", o.create, "Make the target table from the source's fields if missing")
       ->group(mapping);
 
   const std::string modes = "Writing";
-  command.add_flag("--update", o.update, "Update the target's records in their order")->group(modes);
-  command.add_option("--index", o.index, "Index that orders the target (implies --update)")->group(modes);
-  command.add_flag("--key-lookup", o.key_lookup, "Update the record found by the index's key")->group(modes);
+  command.add_flag("--update", o.update, "Update the target's records in their order")
+      ->group(modes);
+  command.add_option("--index", o.index, "Index that orders the target (implies --update)")
+      ->group(modes);
+  command.add_flag("--key-lookup", o.key_lookup, "Update the record found by the index's key")
+      ->group(modes);
   command.add_flag("--append-if-eof", o.append_if_eof, "Append what the target does not have yet")
       ->group(modes);
-  command.add_flag("--append-fields", o.append_fields, "Append to the values that are there")->group(modes);
-  command.add_flag("--empty-target", o.empty_target, "Delete all records of the target first")->group(modes);
-  command.add_flag("--delete-import-file", o.delete_import_file, "Delete the source file after success")
+  command.add_flag("--append-fields", o.append_fields, "Append to the values that are there")
+      ->group(modes);
+  command.add_flag("--empty-target", o.empty_target, "Delete all records of the target first")
+      ->group(modes);
+  command
+      .add_flag("--delete-import-file", o.delete_import_file,
+                "Delete the source file after success")
       ->group(modes);
   command.add_flag("--dry-run", o.dry_run, "Do everything but the post")->group(modes);
 
   const std::string errors = "Errors";
-  command.add_flag("--no-show-errors", o.no_show_errors, "Stored in the setting; nothing is asked here anyway")
+  command
+      .add_flag("--no-show-errors", o.no_show_errors,
+                "Stored in the setting; nothing is asked here anyway")
       ->group(errors);
-  command.add_option("--limit-errors", o.limit_errors, "Stop after this many errors")->group(errors);
+  command.add_option("--limit-errors", o.limit_errors, "Stop after this many errors")
+      ->group(errors);
   command.add_option("--log", o.log, "Trace log")->group(errors);
   command.add_flag("--log-append", o.log_append, "Append to the log")->group(errors);
   command.add_option("--reject", o.reject, "File for rejected records; reasons go to FILE.reasons")

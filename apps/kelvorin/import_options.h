@@ -17,9 +17,9 @@ class App;
 namespace kelvorin::app {
 
 struct ImportOptions {
-  std::string source;        // text file, table file, or KIND:DATABASE
+  std::string source;  // text file, table file, or KIND:DATABASE
   std::string source_table;
-  std::string into;          // KIND:DATABASE
+  std::string into;  // KIND:DATABASE
   std::string table;
   std::string user, password, source_user, source_password;
 

@@ -13,7 +13,9 @@ int Report(ExitStatus status, std::string_view text) {
   return status;
 }
 
-int Report(ExitStatus status, const Status& failure) { return Report(status, failure.message()); }
+int Report(ExitStatus status, const Status& failure) {
+  return Report(status, failure.message());
+}
 
 }  // namespace kelvorin::app
 

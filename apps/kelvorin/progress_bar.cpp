@@ -54,7 +54,9 @@ void ProgressBar::Show() {
   started_ms_ = base::MonotonicMilliseconds();
 }
 
-bool ProgressBar::Cancelled() const noexcept { return cancelled != 0; }
+bool ProgressBar::Cancelled() const noexcept {
+  return cancelled != 0;
+}
 
 void ProgressBar::SetCountText(std::string_view text) {
   if (!draws_ || !shown_) return;
@@ -66,12 +68,14 @@ void ProgressBar::SetCountText(std::string_view text) {
 }
 
 void ProgressBar::Draw() {
-  const double seconds = static_cast<double>(std::max<std::int64_t>(drawn_ms_ - started_ms_, 1)) / 1000;
+  const double seconds =
+      static_cast<double>(std::max<std::int64_t>(drawn_ms_ - started_ms_, 1)) / 1000;
   const double rate = value_ / seconds;
   std::string line = "\r[";
-  const int filled = maximum_ > 0 ? static_cast<int>(std::int64_t{kBarCells} *
-                                                     std::min(value_, maximum_) / maximum_)
-                                  : 0;
+  const int filled =
+      maximum_ > 0
+          ? static_cast<int>(std::int64_t{kBarCells} * std::min(value_, maximum_) / maximum_)
+          : 0;
   line.append(static_cast<std::size_t>(filled), '#');
   line.append(static_cast<std::size_t>(kBarCells - filled), '.');
   line += "] " + count_text_ + ", " + base::ToDecimal(static_cast<std::int64_t>(rate)) + "/s";

@@ -10,18 +10,16 @@ namespace kelvorin::app {
 int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json) {
   const double seconds = static_cast<double>(milliseconds) / 1000;
   if (json) {
-    nlohmann::ordered_json object = {{"read", run.read},
-                                     {"imported", run.imported},
-                                     {"rejected", run.rejected},
-                                     {"skipped", run.skipped},
-                                     {"fatal", nullptr},
-                                     {"seconds", seconds}};
+    nlohmann::ordered_json object = {{"read", run.read},         {"imported", run.imported},
+                                     {"rejected", run.rejected}, {"skipped", run.skipped},
+                                     {"fatal", nullptr},         {"seconds", seconds}};
     if (run.fatal) object["fatal"] = ToUtf8(*run.fatal);
     if (run.stopped || run.cancelled) object["stopped"] = true;
     if (run.truncated_values) object["truncated_values"] = run.truncated_values;
     if (run.replaced_characters) object["replaced_characters"] = run.replaced_characters;
-    std::printf("%s\n", object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
-  } else {
+    std::printf("%s\n",
+                object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  } else if (run.read > 0 || !run.fatal) {
     std::printf("%lld read, %lld imported, %lld rejected, %lld skipped in %.2f s\n",
                 static_cast<long long>(run.read), static_cast<long long>(run.imported),
                 static_cast<long long>(run.rejected), static_cast<long long>(run.skipped), seconds);

@@ -95,7 +95,9 @@ void PrintTable(const TableDef& table) {
     for (const IndexDef& index : table.Indexes)
       indexes.Add({ToUtf8(index.Name),
                    ToUtf8(index.Columns.empty() ? index.Expression : index.Fields()),
-                   index.Primary ? "primary" : index.Unique ? "unique" : ""});
+                   index.Primary  ? "primary"
+                   : index.Unique ? "unique"
+                                  : ""});
     indexes.Print(stdout);
   }
   if (!table.Updatable) std::printf("\ncannot be written: %s\n", ToUtf8(table.WhyReadOnly).c_str());
@@ -142,7 +144,8 @@ int Fields(const TableOptions& options) {
   return kAllImported;
 }
 
-// One value as a CSV cell. A date field's value always shows its date, also where it is only a time.
+// One value as a CSV cell. A date field's value always shows its date, also where it is only a
+// time.
 void AppendCell(const values::Value& value, values::TypeCode type, std::string& out) {
   const bool only_time = value.kind == values::Kind::kDateTime && value.date_time.day == 0 &&
                          value.date_time.milliseconds != 0;
@@ -227,7 +230,8 @@ int Create(const TableOptions& options) {
     if (!index.ok()) return Failure(index.status());
     for (const database::IndexField& column : index->Columns)
       if (table.FindField(column.Name) < 0)
-        return Report(kWrongUsage, "index '" + index->Name + "': there is no field '" + column.Name + "'");
+        return Report(kWrongUsage,
+                      "index '" + index->Name + "': there is no field '" + column.Name + "'");
     table.Indexes.push_back(*std::move(index));
   }
   Result<OpenDatabase> open = OpenFor(options, Access::kCreate);
@@ -294,15 +298,19 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
   auto [dump, dump_options] = add("dump", "Write a table as CSV (UTF-8) to standard output", Dump);
   add_database(dump, *dump_options, true);
 
-  auto [create, create_options] = add("create", "Make a table, and its database if missing", Create);
+  auto [create, create_options] =
+      add("create", "Make a table, and its database if missing", Create);
   add_database(create, *create_options, true);
-  create->add_option("FIELD", create_options->fields, "NAME:TYPE[:SIZE[:DECIMALS]] ...")->required();
+  create->add_option("FIELD", create_options->fields, "NAME:TYPE[:SIZE[:DECIMALS]] ...")
+      ->required();
   create->add_option("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
       ->allow_extra_args(false);
   create->add_flag("--unique", create_options->unique, "The indexes are unique");
-  create->footer("Types: Text, Memo, Boolean, Byte, Integer, Long, Single, Double, Currency, Date, ...");
+  create->footer(
+      "Types: Text, Memo, Boolean, Byte, Integer, Long, Single, Double, Currency, Date, ...");
 
-  auto [sources, sources_options] = add("sources", "List kinds of databases and ODBC data sources", Sources);
+  auto [sources, sources_options] =
+      add("sources", "List kinds of databases and ODBC data sources", Sources);
   sources->add_flag("--json", sources_options->json, "Print JSON");
 }
 

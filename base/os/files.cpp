@@ -50,13 +50,6 @@ int Flags(OpenMode mode) noexcept {
   return O_RDONLY;
 }
 
-/// The folder of a path as the system takes it: "." for a bare name.
-std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 /// Gives a file the owner and mode of another. False when the mode could not be set; the owner
 /// changes only for a privileged user, and is left as it is where that is not allowed.
 bool SetAccess(const std::string& path, const struct stat& facts) noexcept {
@@ -83,7 +76,8 @@ std::string FollowLinks(std::string path, std::error_code& error) {
       return path;
     }
     target.resize(static_cast<std::size_t>(length));
-    path = target.starts_with('/') ? target : FolderOf(path) + "/" + target;
+    if (!target.starts_with('/')) target.insert(0, FolderOf(path).append("/"));
+    path = std::move(target);
   }
   error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
   return path;
@@ -251,6 +245,12 @@ void FileHandle::Unlock(std::uint64_t offset, std::uint64_t length,
   range.l_start = static_cast<off_t>(offset);
   range.l_len = static_cast<off_t>(length);
   if (Retry([&] { return ::fcntl(fd_, F_OFD_SETLK, &range); }) != 0) error = Last();
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 bool Exists(const std::string& path) noexcept {

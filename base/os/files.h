@@ -71,6 +71,8 @@ class FileHandle {
   int fd_ = -1;
 };
 
+/// The folder part of a path: "." for a bare name, "/" for what lies at the root.
+std::string FolderOf(const std::string& path);
 bool Exists(const std::string& path) noexcept;
 bool IsFolder(const std::string& path) noexcept;
 bool IsWritable(const std::string& path) noexcept;

@@ -44,12 +44,6 @@ std::int64_t Nanoseconds(clockid_t clock) noexcept {
   return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
 
-std::string WithoutName(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 /// The number behind "VmHWM:" in /proc/self/status, or 0.
 std::int64_t HighWaterMark() noexcept {
   std::error_code error;
@@ -154,7 +148,7 @@ std::string LibraryFolder() {
   }
   char resolved[PATH_MAX];
   if (::realpath(path.c_str(), resolved) != nullptr) path = resolved;
-  return WithoutName(path);
+  return FolderOf(path);
 }
 
 }  // namespace kelvorin::os

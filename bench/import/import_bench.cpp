@@ -57,14 +57,17 @@ void MakeText(const std::string& path, int records) {
   std::FILE* out = std::fopen(path.c_str(), "wb");
   if (out == nullptr) std::exit(1);
   for (int i = 0; i < records; ++i)
-    std::fprintf(out, "%d,C%07d,%sName of %d%s,2%03d-%02d-%02d,%d.%02d,%s,%d,City %d,%d.%03d,note %d\r\n",
-                 i, i, i % 100 == 0 ? "\"" : "", i, i % 100 == 0 ? "\"" : "", i % 60, i % 12 + 1,
-                 i % 28 + 1, i % 90000, i % 100, i % 3 ? "True" : "False", i % 1000, i % 500, i % 90,
-                 i % 1000, i % 7000);
+    std::fprintf(
+        out, "%d,C%07d,%sName of %d%s,2%03d-%02d-%02d,%d.%02d,%s,%d,City %d,%d.%03d,note %d\r\n", i,
+        i, i % 100 == 0 ? "\"" : "", i, i % 100 == 0 ? "\"" : "", i % 60, i % 12 + 1, i % 28 + 1,
+        i % 90000, i % 100, i % 3 ? "True" : "False", i % 1000, i % 500, i % 90, i % 1000,
+        i % 7000);
   std::fclose(out);
 }
 
-double CpuSeconds() { return static_cast<double>(base::CpuNanoseconds()) / 1e9; }
+double CpuSeconds() {
+  return static_cast<double>(base::CpuNanoseconds()) / 1e9;
+}
 
 template <typename F>
 double Cpu(F&& work) {
@@ -91,8 +94,8 @@ void BareTextToTable(const std::string& text, const std::string& table) {
     if (got == 0) break;
     const char* p = block.data();
     const char* end = block.data() + kept + got;
-    while (const char* lf = static_cast<const char*>(
-               std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) {
+    while (const char* lf =
+               static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) {
       std::memset(record.data(), ' ', width);
       char* to = record.data() + 1;
       const char* field = p;
@@ -229,7 +232,8 @@ int main(int argc, char** argv) {
   using contract::TypeConnect;
   const int records = argc > 1 ? std::atoi(argv[1]) : 1'000'000;
   const std::string folder =
-      (std::filesystem::temp_directory_path() / ("kelvorin-bench-" + std::to_string(getpid()))).string();
+      (std::filesystem::temp_directory_path() / ("kelvorin-bench-" + std::to_string(getpid())))
+          .string();
   std::filesystem::create_directories(folder);
   const std::string ini = folder + "/jobs.ini";
   const std::string text = folder + "/in.csv";
@@ -256,8 +260,8 @@ int main(int argc, char** argv) {
 
   std::size_t width = 1;
   for (const Column& column : kColumns) width += static_cast<std::size_t>(column.size);
-  const std::string source = std::filesystem::exists(folder + "/SRC.DBF") ? folder + "/SRC.DBF"
-                                                                          : folder + "/SRC.dbf";
+  const std::string source =
+      std::filesystem::exists(folder + "/SRC.DBF") ? folder + "/SRC.DBF" : folder + "/SRC.dbf";
   const auto run_table = [&](const std::string& table) {
     Run(ini, "table", TypeConnect::FOXPRO26, folder + "/fox", table, "", false, records);
   };
@@ -269,14 +273,17 @@ int main(int argc, char** argv) {
 
   const auto per_record = [&](double seconds) { return seconds / records * 1e9; };
   std::printf("%d records of ten fields\n", records);
-  std::printf("text to dBASE III        %7.0f ns a record, bare program %5.0f: ratio %.2f (at most 3)\n",
-              per_record(ours), per_record(bare), ours / bare);
+  std::printf(
+      "text to dBASE III        %7.0f ns a record, bare program %5.0f: ratio %.2f (at most 3)\n",
+      per_record(ours), per_record(bare), ours / bare);
   std::printf("  with all six events    %7.0f ns a record: ratio to without %.2f (at most 1.3)\n",
               per_record(events), events / ours);
   std::printf("dBASE III to FoxPro 2.6  %7.0f ns a record, bare copy %5.0f: ratio %.2f\n",
               per_record(copy), per_record(bare_copy), copy / bare_copy);
-  std::printf("peak memory: %ld KiB for a tenth, %ld KiB for all, %ld KiB table to table (at most "
-              "24576; growth at most 1024)\n", tenth, whole, copy_memory);
+  std::printf(
+      "peak memory: %ld KiB for a tenth, %ld KiB for all, %ld KiB table to table (at most "
+      "24576; growth at most 1024)\n",
+      tenth, whole, copy_memory);
   std::filesystem::remove_all(folder);
   return 0;
 }

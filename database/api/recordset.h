@@ -53,7 +53,8 @@ class Field {
   bool AllowZeroLength() const noexcept { return Def().AllowZeroLength; }
 
   /// The field of the record being edited or added, else of the current record. What `out.text`
-  /// points to lives until the record set moves, is edited or is closed.
+  /// points to lives until the record set moves, is edited or is closed. Fails with kCorrupt for a
+  /// value that the format makes no sense of; `out` may then hold its bytes as text.
   Status GetValue(Value& out) const noexcept;
   /// Assigns into the record begun by `AddNew` or `Edit`. The value is of the kind that `SetText`
   /// makes for the field's type, or a number of another kind that the field can hold. Fails with

@@ -1,5 +1,8 @@
 #include "database/drivers/register_drivers.h"
 
+#if defined(KELVORIN_WITH_ODBC)
+#include "database/odbc/odbc_driver.h"
+#endif
 #include "database/storage/open_files.h"
 #include "database/xbase/xbase_driver.h"
 
@@ -10,6 +13,9 @@ namespace kelvorin::database {
 void RegisterDrivers(DBEngine& engine, storage::FileSystem& fs) {
   const auto files = std::make_shared<storage::OpenFiles>();
   engine.Register(xbase::MakeXbaseDriver(fs, files));
+#if defined(KELVORIN_WITH_ODBC)
+  engine.Register(database_odbc::MakeOdbcDriver());
+#endif
 }
 
 }  // namespace kelvorin::database

@@ -141,6 +141,18 @@ std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry
   return columns;
 }
 
+// SQLite's driver tells a type's word without its length, and a length where none was declared.
+void TakeDeclaredTypes(const Session& session, const TableEntry& table,
+                       std::vector<ColumnFacts>& columns) {
+  const auto rows =
+      QueryRows(session.connection(),
+                "SELECT name, type FROM pragma_table_info(" + Literal(session, table.name) + ")",
+                "cannot read the fields of table '" + table.shown + "'");
+  for (const auto& row : rows)
+    for (ColumnFacts& column : columns)
+      if (column.name == row[0]) column.type_name = row[1];
+}
+
 bool SameColumns(const IndexDef& index, const std::vector<std::string>& columns) {
   return index.Columns.size() == columns.size() &&
          std::all_of(columns.begin(), columns.end(), [&](const std::string& column) {
@@ -284,9 +296,11 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   def.Attributes = table.attributes;
   Statement statement(session.connection());
   statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
-  for (const ColumnFacts& column : DescribeColumns(statement, what))
-    def.Fields.push_back(FieldOf(column, session.facts().server));
+  std::vector<ColumnFacts> columns = DescribeColumns(statement, what);
   statement.CloseCursor();
+  if (session.facts().server == Server::kSqlite) TakeDeclaredTypes(session, table, columns);
+  for (const ColumnFacts& column : columns)
+    def.Fields.push_back(FieldOf(column, session.facts().server));
   def.Indexes = ReadStatistics(session, table, def);
   MarkPrimary(session, table, def.Indexes);
   if (table.attributes == kReadOnlyTable) {

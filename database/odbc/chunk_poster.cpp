@@ -8,9 +8,14 @@ namespace kelvorin::database_odbc {
 namespace {
 
 constexpr std::size_t kFirstChunk = 64;
-constexpr std::size_t kShrink = 8;  // of the chunk after a failed one
+constexpr std::size_t kShrink = 4;  // of the chunk after a failed one
 constexpr std::int64_t kLongestWaitMilliseconds = 500;
 constexpr std::size_t kMostUncommittedBytes = 4 << 20;
+
+// After a good one. Half as much again: doubling meets the next bad record with too large a chunk.
+constexpr std::size_t Grown(std::size_t chunk) noexcept {
+  return chunk + chunk / 2 + 1;
+}
 
 }  // namespace
 
@@ -107,10 +112,11 @@ Status ChunkPoster::Flush() {
 bool ChunkPoster::SendWaiting() {
   while (!stopped_ && sent_ < batch_.size()) {
     const std::size_t end = std::min(batch_.size(), sent_ + chunk_records_);
-    chunk_failed_ = false;
+    const std::size_t failures_before = failures_;
     SendRange({sent_, end});
-    chunk_records_ = chunk_failed_ ? std::max<std::size_t>(chunk_records_ / kShrink, 1)
-                                   : std::min(chunk_records_ * 2, limits_.most_records);
+    chunk_records_ = failures_ != failures_before
+                         ? std::max<std::size_t>(chunk_records_ / kShrink, 1)
+                         : std::min(Grown(chunk_records_), limits_.most_records);
   }
   return !stopped_;
 }
@@ -128,7 +134,8 @@ bool ChunkPoster::RefuseRecord(std::size_t record, const PostFailure& failure) {
   return !stopped_;
 }
 
-bool ChunkPoster::SendRange(BatchRange range) {
+bool ChunkPoster::SendRange(BatchRange range, bool suspected) {
+  if (suspected && range.size() > 1) return SendHalves(range);
   if (limits_.commit_records != 0 && !in_transaction_) {
     const PostFailure begun = road_.Begin();
     in_transaction_ =
@@ -141,7 +148,7 @@ bool ChunkPoster::SendRange(BatchRange range) {
     if (!in_transaction_) Acknowledge(range.end);
     return true;
   }
-  chunk_failed_ = true;
+  ++failures_;
   if (failure.lost) return Resolve({acknowledged_, range.end}, failure);
   if (range.size() == 1) {
     // What stands before the bad record is made sure of first: whoever hears of the error may stop
@@ -154,8 +161,14 @@ bool ChunkPoster::SendRange(BatchRange range) {
   }
   // A lock held elsewhere says nothing about the records, so looking for the bad one is no use.
   if (failure.status.code() == Code::kLocked) return SendSingly(range);
+  return SendHalves(range);
+}
+
+bool ChunkPoster::SendHalves(BatchRange range) {
   const std::size_t middle = range.first + range.size() / 2;
-  return SendRange({range.first, middle}) && SendRange({middle, range.end});
+  const std::size_t failures_before = failures_;
+  if (!SendRange({range.first, middle})) return false;
+  return SendRange({middle, range.end}, failures_ == failures_before);
 }
 
 bool ChunkPoster::SendSingly(BatchRange range) {

@@ -106,7 +106,10 @@ class ChunkPoster {
 
  private:
   bool SendWaiting();
-  bool SendRange(BatchRange range);
+  /// Sends the records in order; false when the posting was ended. A range that is `suspected` to
+  /// hold a bad record, since its other half was good, is not tried whole.
+  bool SendRange(BatchRange range, bool suspected = false);
+  bool SendHalves(BatchRange range);
   bool SendSingly(BatchRange range);
   bool Resolve(BatchRange doubtful, const PostFailure& failure);
   bool CommitSent(std::size_t replay_to);
@@ -127,7 +130,7 @@ class ChunkPoster {
   std::size_t chunk_records_;
   std::int64_t waiting_since_ = 0;  // of the first record without outcome
   bool in_transaction_ = false;
-  bool chunk_failed_ = false;
+  std::size_t failures_ = 0;  // statements that failed
   bool stopped_ = false;
 };
 

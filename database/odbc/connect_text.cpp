@@ -23,10 +23,14 @@ constexpr Addition kAdditions[] = {
     {"MaxVarcharSize", "100000", false},  // PostgreSQL: tells varchar from varchar(255)
     {"CHARSET", "utf8mb4", false},        // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
-    {"NoCreat", "1", false},              // SQLite: a mistyped name makes no file
-    {"Timeout", "5000", false},           // SQLite: wait for a lock; milliseconds
-    {"UseDeclareFetch", "1", true},       // PostgreSQL: a window of the result instead of all
-    {"Fetch", "1000", true},              // rows of that window
+    {"OPTION", "2", false},               // MariaDB: an update counts the records it found
+    {"READ_TIMEOUT", "600", false},  // MariaDB: seconds for one answer, then the server is lost
+    {"KeepaliveTime", "60", false},  // PostgreSQL: seconds of silence until the network is tried
+    {"KeepaliveInterval", "10", false},
+    {"NoCreat", "1", false},         // SQLite: a mistyped name makes no file
+    {"Timeout", "5000", false},      // SQLite: wait for a lock; milliseconds
+    {"UseDeclareFetch", "1", true},  // PostgreSQL: a window of the result instead of all
+    {"Fetch", "1000", true},         // rows of that window
 };
 
 bool IsPlainPassword(std::string_view value) noexcept {

@@ -9,6 +9,9 @@ namespace {
 // Cells of a column are all as wide as its longest value; beyond this a list of VALUES is smaller.
 constexpr std::size_t kWidestCell = 1024;
 
+// Below it the two statements around an array cost more than the array saves.
+constexpr std::size_t kLeastRecords = 256;
+
 SQLPOINTER Number(std::size_t value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);
 }
@@ -106,7 +109,7 @@ PostFailure ParameterRoad::Abandon(PostFailure failure) {
 // Where the driver cannot send an array at once it sends record by record, so the array has a
 // transaction around it: a chunk is stored whole or not at all.
 PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
-  if (range.size() == 1 || session().lost() || !Fill(batch, range))
+  if (range.size() < kLeastRecords || session().lost() || !Fill(batch, range))
     return SqlRoad::Send(batch, range);
   try {
     Prepare();

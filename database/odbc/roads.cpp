@@ -2,12 +2,26 @@
 
 #include <algorithm>
 
-#include "base/M_STRING.h"
+#include "database/odbc/array_road.h"
 #include "database/odbc/parameter_road.h"
 #include "database/odbc/sql_road.h"
 #include "database/odbc/target_rules.h"
 
 namespace kelvorin::database_odbc {
+
+namespace {
+
+// The text of an amount of money is read by the server's locale, a plain number is not.
+std::vector<std::string> ElementTypes(std::vector<std::string> types, const RoadTarget& target) {
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    const int field = target.def.FindField(target.fields[i]);
+    if (target.def.Fields[static_cast<std::size_t>(field)].Type == database::TypeCode::kCurrency)
+      types[i] = "numeric";
+  }
+  return types;
+}
+
+}  // namespace
 
 std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one_by_one) {
   const bool refuses_doubles =
@@ -15,23 +29,24 @@ std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one
                   [](const database::IndexDef& index) { return index.Unique; });
   const TargetRules rules = LearnTargetRules(session, target.table, target.fields);
   const std::string into = InsertText(session, target.table, target.fields);
+  const bool escapes = session.facts().dialect.backslash_escapes;
   PostRoad::Limits limits;
   if (one_by_one || !rules.chunks)
     return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
   switch (session.facts().server) {
     case Server::kSqlite:
-      limits.most_records = 100;
+      limits.most_records = 500;
       limits.commit_records = 10000;
       return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
     case Server::kPostgres:
       limits.most_records = 2000;
-      if (rules.element_types.empty())
+      if (rules.element_types.empty() || escapes)
         return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
-      return std::make_unique<UnnestRoad>(session, into, refuses_doubles, limits,
-                                          rules.element_types);
+      return std::make_unique<ArrayRoad>(session, into, refuses_doubles, limits,
+                                         ElementTypes(rules.element_types, target));
     case Server::kMariaDb:
       limits.most_records = 2000;
-      if (rules.bound_arrays)
+      if (rules.bound_arrays && !escapes)
         return std::make_unique<ParameterRoad>(session, into, refuses_doubles, limits,
                                                target.fields.size());
       return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);

@@ -3,30 +3,6 @@
 #include "database/api/engine.h"
 
 namespace kelvorin::database_odbc {
-namespace {
-
-/// A literal as the element of an array that itself stands in a literal: quotes stay doubled.
-void AppendElement(std::string_view literal, std::string& out) {
-  if (literal.front() != '\'') {  // a number, or NULL
-    out += literal;
-    return;
-  }
-  literal = literal.substr(1, literal.size() - 2);
-  out += '"';
-  for (;;) {
-    const std::size_t stop = literal.find_first_of("\"\\");
-    if (stop == std::string_view::npos) break;
-    out += literal.substr(0, stop);
-    out += '\\';
-    out += literal[stop];
-    literal.remove_prefix(stop + 1);
-  }
-  out += literal;
-  out += '"';
-}
-
-}  // namespace
-
 std::string InsertText(const Session& session, const TableEntry& table,
                        const std::vector<std::string>& fields) {
   std::string sql = "INSERT INTO " + SqlName(session, table) + " (";
@@ -73,8 +49,7 @@ PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
       session_.RequireConnection();
     }
     if (!statement_) statement_ = Statement(session_.connection());
-    sql_.clear();
-    range.size() == 1 ? WriteValues(batch, range, sql_) : WriteStatement(batch, range, sql_);
+    WriteValues(batch, range);
     const SQLRETURN result = statement_.Send(sql_);
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
     PostFailure failure = FailureOf(statement_);
@@ -122,45 +97,15 @@ bool SqlRoad::Reconnect() {
   return session_.Reconnect();
 }
 
-void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range, std::string& sql) const {
-  sql += into_;
-  sql += "VALUES ";
+void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range) {
+  sql_ = into_;
+  sql_ += "VALUES ";
   for (std::size_t i = range.first; i < range.end; ++i) {
-    if (i != range.first) sql += ',';
-    sql += '(';
-    sql += batch.Text(i);
-    sql += ')';
+    if (i != range.first) sql_ += ',';
+    sql_ += '(';
+    sql_ += batch.Text(i);
+    sql_ += ')';
   }
-}
-
-void SqlRoad::WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) {
-  WriteValues(batch, range, sql);
-}
-
-UnnestRoad::UnnestRoad(Session& session, const std::string& into, bool refuses_doubles,
-                       Limits limits, const std::vector<std::string>& element_types)
-    : SqlRoad(session, into, refuses_doubles, limits) {
-  for (const std::string& type : element_types) element_types_.push_back(Utf8Name(type));
-}
-
-void UnnestRoad::WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) {
-  sql += into();
-  sql += "SELECT * FROM unnest(";
-  for (std::size_t field = 0; field < element_types_.size(); ++field) {
-    sql += field == 0 ? "'{" : ",'{";
-    bool numbers = true;  // nothing but numbers stands in the column
-    for (std::size_t i = range.first; i < range.end; ++i) {
-      if (i != range.first) sql += ',';
-      const std::string_view literal = batch.Literal(i, field);
-      numbers &= literal.front() != '\'';
-      AppendElement(literal, sql);
-    }
-    sql += "}'::";
-    // The text of an amount is read by the server's locale, a plain number is not.
-    sql += numbers && element_types_[field] == "money" ? "numeric" : element_types_[field];
-    sql += "[]";
-  }
-  sql += ")";
 }
 
 }  // namespace kelvorin::database_odbc

@@ -1,7 +1,6 @@
 #pragma once
-// Roads that write records as SQL text: one INSERT with a list of VALUES, and PostgreSQL's INSERT
-// from arrays, which costs the server one literal per field and chunk. Included by .cpp files of
-// this room only.
+// The road that writes records as SQL text, one INSERT with a list of VALUES, and what all roads
+// over a session share. Included by .cpp files of this room only.
 
 #include <string>
 #include <vector>
@@ -27,9 +26,6 @@ class SqlRoad : public PostRoad {
   bool RefusesDoubles() const noexcept override { return refuses_doubles_; }
 
  protected:
-  /// Writes the statement for the records into `sql`, which is empty.
-  virtual void WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql);
-  void WriteValues(const RecordBatch& batch, BatchRange range, std::string& sql) const;
   /// What the statement's diagnostics say, and what that means for the session.
   PostFailure FailureOf(const Statement& statement);
   static PostFailure FailureOf(const Error& error);
@@ -38,22 +34,14 @@ class SqlRoad : public PostRoad {
   void ForgetStatement() { statement_ = Statement(); }
 
  private:
+  void WriteValues(const RecordBatch& batch, BatchRange range);
+
   Session& session_;
   std::string into_;  // in UTF-8
   bool refuses_doubles_;
   Limits limits_;
   Statement statement_;
   std::string sql_;
-};
-
-class UnnestRoad final : public SqlRoad {
- public:
-  UnnestRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
-             const std::vector<std::string>& element_types);
-
- private:
-  void WriteStatement(const RecordBatch& batch, BatchRange range, std::string& sql) override;
-  std::vector<std::string> element_types_;  // in UTF-8
 };
 
 }  // namespace kelvorin::database_odbc

@@ -106,6 +106,10 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
       break;
     case SQL_BINARY:
     case SQL_VARBINARY:
+      if (server == Server::kSqlite && base::EqualIgnoreCase(column.type_name, "blob")) {
+        Set(field, TypeCode::kLongBinary, 0);
+        break;
+      }
       if (column.size >= 1 && column.size <= kLongestText) {
         Set(field, column.sql_type == SQL_BINARY ? TypeCode::kBinary : TypeCode::kVarBinary,
             column.size);

@@ -144,11 +144,8 @@ FileSystem& RealFileSystem() noexcept {
 }
 
 std::string FolderOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
+  return os::FolderOf(path);
 }
-
 std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }

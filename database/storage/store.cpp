@@ -259,7 +259,8 @@ Store::State::FrameNo Store::State::Load(FileNo no, StoredFile& f, std::uint64_t
                                std::to_string(bytes) + " bytes could be read at offset " +
                                std::to_string(start) + ": the file became shorter");
   std::memset(transfer.data(), 0, in_page);
-  std::memset(transfer.data() + in_page + bytes, 0, run * f.page_bytes - in_page - bytes);
+  std::memset(transfer.data() + in_page + bytes, 0,
+              std::size_t{run} * f.page_bytes - in_page - bytes);
   counts.pages_read += run;
 
   const FrameNo first = cache.Add(file_no, page, f.page_bytes, run > 1);

@@ -7,8 +7,7 @@
 namespace kelvorin::values {
 namespace {
 
-/// A date pattern of the system as the order of its letters: "dmy", and the sign between the first
-/// two.
+/// A date pattern of the system as the order of its letters, "dmy", and its first sign.
 struct DatePattern {
   std::string order;
   char separator = '-';
@@ -20,7 +19,7 @@ DatePattern ReadPattern(std::string_view format) {
   for (std::size_t at = 0; at < format.size(); ++at) {
     if (format[at] != '%') {
       const bool usable = std::string_view("/-. ").find(format[at]) != std::string_view::npos;
-      if (usable && !separated && pattern.order.size() == 1) {
+      if (usable && !separated) {
         pattern.separator = format[at];
         separated = true;
       }
@@ -58,10 +57,6 @@ DatePattern ReadPattern(std::string_view format) {
   return pattern;
 }
 
-bool IsPlainLocale(std::string_view name) noexcept {
-  return name.empty() || name == "C" || name == "POSIX" || name.starts_with("C.");
-}
-
 /// The thousands separator as one byte: the no-break blanks stand as a blank, the curved apostrophe
 /// as a straight one. Nothing when it is longer than a byte otherwise.
 char ThousandsOf(std::string_view separator) noexcept {
@@ -74,12 +69,13 @@ char ThousandsOf(std::string_view separator) noexcept {
 
 }  // namespace
 
-FormatOptions OptionsFrom(const base::LocaleFacts& facts, std::string_view time_locale) {
-  // What stands for an unknown locale. The few locales that really write so get ISO dates as well:
-  // better a refused date than one read in an order that nobody chose.
-  constexpr std::string_view kUnknown = "%m/%d/%y";
+FormatOptions OptionsFrom(const base::LocaleFacts& facts) {
+  // The C locale's, which also stands for one that the system does not know. The few languages that
+  // really write so get ISO dates as well: better a refused date than one read in an order that
+  // nobody chose.
+  constexpr std::string_view kNobodys = "%m/%d/%y";
   FormatOptions options;
-  if (!IsPlainLocale(time_locale) && facts.date_format != kUnknown) {
+  if (facts.date_format != kNobodys) {
     const DatePattern pattern = ReadPattern(facts.date_format);
     options.date_separator = pattern.separator;
     if (pattern.order == "dmy") {
@@ -96,7 +92,7 @@ FormatOptions OptionsFrom(const base::LocaleFacts& facts, std::string_view time_
 }
 
 FormatOptions LocaleOptions() {
-  return OptionsFrom(base::ReadLocaleFacts(), base::LocaleName("LC_TIME"));
+  return OptionsFrom(base::ReadLocaleFacts());
 }
 
 }  // namespace kelvorin::values

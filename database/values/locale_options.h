@@ -2,16 +2,13 @@
 // What the environment's locale says about dates, numbers and money, as format options. Used by
 // `ValueFormat::FromLocale` only.
 
-#include <string_view>
-
 #include "base/M_Misc.h"
 #include "database/values/value_format.h"
 
 namespace kelvorin::values {
 
-/// `time_locale` is the name of the LC_TIME locale. The C and POSIX locales, and locales that the
-/// system does not know, give ISO dates.
-FormatOptions OptionsFrom(const base::LocaleFacts& facts, std::string_view time_locale);
+/// The C and POSIX locales, and locales that the system does not know, give ISO dates.
+FormatOptions OptionsFrom(const base::LocaleFacts& facts);
 
 /// The same for the environment as it is now.
 FormatOptions LocaleOptions();

@@ -374,8 +374,7 @@ NumberFault ParseDouble(std::string_view text, const FormatOptions& options, Pre
                                                        : Nearest<double>(scratch, number);
     scratch.resize(size);
     // The digits of a decimal hold even what is too small for the binary number.
-    const bool vanished = number == 0 && precision != Precision::kDecimal;
-    if ((!found && !(precision == Precision::kDecimal && number == 0)) || vanished)
+    if (!found && !(precision == Precision::kDecimal && number == 0))
       return NumberFault::kOutOfRange;
   } else if (digits.negative) {
     number = -0.0;

@@ -141,12 +141,11 @@ bool FormatExact(const Parts& parts, unsigned decimals, std::span<char> field) n
   out += field.size() - width;
   if (parts.negative) *out++ = '-';
   if (zero_before) *out++ = '0';
-  std::memcpy(out, parts.whole.data(), parts.whole.size());
-  out += parts.whole.size();
+  out += parts.whole.copy(out, parts.whole.size());
   if (tail == 0) return true;
   *out++ = '.';
-  std::memcpy(out, parts.fraction.data(), parts.fraction.size());
-  std::memset(out + parts.fraction.size(), '0', decimals - parts.fraction.size());
+  out += parts.fraction.copy(out, parts.fraction.size());
+  std::memset(out, '0', decimals - parts.fraction.size());
   return true;
 }
 
@@ -168,8 +167,8 @@ bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> fie
   if (up) {
     // All kept digits in a row, one place in front for the carry.
     char* const digits = buffer.data() + 1;
-    std::memcpy(digits, parts.whole.data(), parts.whole.size());
-    std::memcpy(digits + parts.whole.size(), parts.fraction.data(), decimals);
+    std::copy_n(parts.fraction.begin(), decimals,
+                std::copy(parts.whole.begin(), parts.whole.end(), digits));
     std::size_t at = parts.whole.size() + decimals;
     char* const end = digits + at;
     while (at > 0 && digits[at - 1] == '9') digits[--at] = '0';

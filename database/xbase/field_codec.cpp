@@ -321,7 +321,7 @@ Status FieldCodec::EncodeText(const Column& column, std::string_view text,
     return Failure(Code::kTooLong, ErrorNumber::kFieldTooSmall, column,
                    "holds " + std::to_string(bytes.size()) + " bytes, the value has " +
                        std::to_string(stored.size()));
-  std::memcpy(bytes.data(), stored.data(), stored.size());
+  std::copy(stored.begin(), stored.end(), reinterpret_cast<char*>(bytes.data()));
   const bool varying = column.letter != 'C';
   Fill(bytes.subspan(stored.size()), varying ? '\0' : ' ');
   if (varying && stored.size() < bytes.size()) bytes.back() = static_cast<std::byte>(stored.size());

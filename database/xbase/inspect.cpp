@@ -36,7 +36,7 @@ class Inspection {
 
   void CheckHeader() {
     const TableLayout& layout = table_.layout();
-    if (layout.record_count > table_.RecordCount() && table_.store().read_only())  // invariant 1
+    if (layout.record_count > table_.RecordCount())  // invariant 1
       Add("its header claims " + std::to_string(layout.record_count) + " records, but it holds " +
           std::to_string(table_.RecordCount()));
     if (layout.fields_bytes != layout.record_bytes)  // invariant 2

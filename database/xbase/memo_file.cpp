@@ -23,7 +23,6 @@
 namespace kelvorin::database::xbase {
 namespace {
 
-constexpr std::uint32_t kHeaderBytes = 512;
 constexpr std::uint32_t kDefaultBlockBytes = 512;
 constexpr std::uint32_t kNewFptBlockBytes = 64;
 constexpr std::size_t kDbt4NameAt = 8;
@@ -73,7 +72,7 @@ MemoFile::MemoFile(storage::Store& store, storage::FileNo file, MemoKind kind)
 }
 
 std::uint32_t MemoFile::HeaderBlocks() const noexcept {
-  return static_cast<std::uint32_t>(BlocksFor(kHeaderBytes));
+  return static_cast<std::uint32_t>(BlocksFor(kMemoHeaderBytes));
 }
 
 std::uint64_t MemoFile::EndBlock() const noexcept {
@@ -242,7 +241,7 @@ std::optional<MemoFile::Run> MemoFile::ReadRun(std::uint32_t block) {
 }
 
 /// Many programs keep no chain, so what looks like one is walked to its end before it is used.
-MemoFile::Chain& MemoFile::WalkChain() {
+FreeChain& MemoFile::WalkChain() {
   if (chain_) return *chain_;
   chain_.emplace();
   const std::uint64_t end = EndBlock();
@@ -281,7 +280,7 @@ void MemoFile::SetLink(std::uint32_t holder, std::uint32_t to) {
 }
 
 std::uint32_t MemoFile::AllocateAtEnd(std::uint64_t blocks) {
-  Chain& chain = WalkChain();
+  FreeChain& chain = WalkChain();
   std::uint32_t holder = 0;
   std::uint32_t block = chain.runs != 0 ? NextFree() : 0;
   for (int tried = 0; chain.sound && chain.runs != 0 && tried < kRunsTried; ++tried) {
@@ -314,14 +313,14 @@ std::uint32_t MemoFile::AllocateAtEnd(std::uint64_t blocks) {
     last_link = chain.tail == 0 ? NextFree() : ReadRun(chain.tail).value_or(Run{}).next;
   block = CheckedEnd(last_link, blocks);
   SetLink(chain.tail, static_cast<std::uint32_t>(block + blocks));
-  if (!chain.sound) chain = Chain();  // the header now begins an empty one
+  if (!chain.sound) chain = FreeChain();  // the header now begins an empty one
   return block;
 }
 
 void MemoFile::Free(std::uint32_t block) {
   if (kind_ != MemoKind::kDbt4) return;
   const std::uint64_t blocks = Occupied(block);
-  Chain& chain = WalkChain();
+  FreeChain& chain = WalkChain();
   if (blocks == 0 || !chain.sound || block_bytes_ < kHeadBytes) return;
   std::array<std::byte, kHeadBytes> bytes;
   base::StoreLE32(bytes, 0, NextFree());
@@ -347,7 +346,7 @@ void MemoFile::Inspect(std::vector<std::string>& problems) {
 }
 
 std::string MemoFile::NewFile(MemoKind kind, std::string_view base_name) {
-  std::string file(kHeaderBytes, '\0');
+  std::string file(kMemoHeaderBytes, '\0');
   const auto bytes = std::as_writable_bytes(std::span<char>(file.data(), file.size()));
   switch (kind) {
     case MemoKind::kNone:
@@ -366,7 +365,7 @@ std::string MemoFile::NewFile(MemoKind kind, std::string_view base_name) {
       break;
     }
     case MemoKind::kFpt:
-      base::StoreBE32(bytes, 0, kHeaderBytes / kNewFptBlockBytes);
+      base::StoreBE32(bytes, 0, kMemoHeaderBytes / kNewFptBlockBytes);
       base::StoreBE16(bytes, kFptBlockBytesAt, kNewFptBlockBytes);
       break;
   }

@@ -14,6 +14,17 @@
 
 namespace kelvorin::database::xbase {
 
+/// Room for the header at the front of a memo file; texts begin behind it.
+inline constexpr std::uint32_t kMemoHeaderBytes = 512;
+
+/// The dBASE IV chain of free runs: the header names the first free block; a free block names the
+/// next one and the length of its run; the last link names the block behind the file's end.
+struct FreeChain {
+  bool sound = true;
+  std::uint32_t tail = 0;  // block that holds the last link, 0: the header
+  std::uint32_t runs = 0;
+};
+
 class MemoFile {
  public:
   /// Reads the header of a file attached to `store`, which must outlive this object. Throws
@@ -57,14 +68,6 @@ class MemoFile {
   static std::string NewFile(MemoKind kind, std::string_view base_name);
 
  private:
-  /// The dBASE IV chain of free runs: the header names the first free block; a free block names
-  /// the next one and the length of its run; the last link names the block behind the file's end.
-  struct Chain {
-    bool sound = true;
-    std::uint32_t tail = 0;  // block that holds the last link, 0: the header
-    std::uint32_t runs = 0;
-  };
-
   std::uint64_t Offset(std::uint32_t block) const noexcept {
     return std::uint64_t{block} * block_bytes_;
   }
@@ -80,7 +83,7 @@ class MemoFile {
   std::optional<std::uint64_t> HeadedBytes(std::uint32_t block);
   std::string ReadToMark(std::uint32_t block, std::string& out);
 
-  Chain& WalkChain();
+  FreeChain& WalkChain();
   std::optional<Run> ReadRun(std::uint32_t block);
   void SetLink(std::uint32_t holder, std::uint32_t to);
   std::uint32_t Allocate(std::uint64_t blocks);
@@ -91,7 +94,7 @@ class MemoFile {
   storage::FileNo file_;
   MemoKind kind_;
   std::uint32_t block_bytes_ = 512;
-  std::optional<Chain> chain_;
+  std::optional<FreeChain> chain_;
   std::vector<std::byte> scratch_;
   std::string image_;  // head, value and padding of the value being stored
 };

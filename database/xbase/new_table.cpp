@@ -31,6 +31,22 @@ constexpr std::string_view kNullFlagsName = "_NullFlags";
             " table: " + why);
 }
 
+/// The Windows page of the countries that use a DOS page.
+int WindowsPageBeside(int oem) noexcept {
+  switch (oem) {
+    case 852:
+      return 1250;
+    case 866:
+      return 1251;
+    case 737:
+      return 1253;
+    case 857:
+      return 1254;
+    default:
+      return 1252;
+  }
+}
+
 class Planner {
  public:
   Planner(const TableDef& table, Product product)
@@ -212,19 +228,19 @@ class Planner {
   }
 
   std::uint8_t CodePageMark() const {
-    constexpr int kWesternEurope = 1252;
+    const int oem = base::OemPage().number();
     switch (product_) {
       case Product::kDbase3:
         return 0;  // it knows no marks
       case Product::kDbase4:
       case Product::kDbase5:
       case Product::kFoxPro2:
-        return MarkOfCodePage(base::OemPage().number(), foxpro());
+        return MarkOfCodePage(oem, foxpro());
       case Product::kFoxPro3:
         break;
     }
     const std::uint8_t own = MarkOfCodePage(base::AnsiPage().number(), true);
-    return own != 0 ? own : MarkOfCodePage(kWesternEurope, true);
+    return own != 0 ? own : MarkOfCodePage(WindowsPageBeside(oem), true);
   }
 
   NewTable Build() const {

@@ -252,29 +252,36 @@ void Table::BeforeGroup(storage::Store& store) {
 
 std::shared_ptr<Table> OpenTables::Open(const std::string& path, bool write, bool exclusive) {
   std::string why = WhyNotWritable(*fs_, path);
-  storage::StoreOptions options;
-  options.exclusive = exclusive;
-  options.read_only = !write || !why.empty();
-  std::shared_ptr<storage::Store> store;
-  try {
-    store = files_->Open(*fs_, path, options);
-  } catch (const Error& error) {
-    if (options.read_only || error.status().code() != Code::kReadOnly) throw;
-    why = error.status().message();
-    options.read_only = true;
-    store = files_->Open(*fs_, path, options);
+  if (write && why.empty()) {
+    try {
+      return Share(path, false, exclusive, {});
+    } catch (const Error& error) {  // the table's or the memo file may not be written
+      if (error.status().code() != Code::kReadOnly) throw;
+      why = error.status().message();
+    }
   }
+  return Share(path, true, exclusive, std::move(why));
+}
+
+std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only, bool exclusive,
+                                         std::string why_read_only) {
+  storage::StoreOptions options;
+  options.read_only = read_only;
+  options.exclusive = exclusive;
+  std::shared_ptr<storage::Store> store = files_->Open(*fs_, path, options);
 
   std::erase_if(tables_, [](const std::weak_ptr<Table>& table) { return table.expired(); });
+  std::shared_ptr<Table> table;
   for (const std::weak_ptr<Table>& open : tables_) {
-    std::shared_ptr<Table> table = open.lock();
-    if (table == nullptr || &table->store() != store.get()) continue;
-    if (exclusive) table->LockForExclusiveUse();
-    return table;
+    table = open.lock();
+    if (table != nullptr && &table->store() == store.get()) break;
+    table = nullptr;
   }
-  auto table = std::make_shared<Table>(std::move(store), std::move(why));
+  if (table == nullptr) {
+    table = std::make_shared<Table>(std::move(store), std::move(why_read_only));
+    tables_.push_back(table);
+  }
   if (exclusive) table->LockForExclusiveUse();
-  tables_.push_back(table);
   return table;
 }
 

@@ -117,6 +117,9 @@ class OpenTables {
   storage::OpenFiles& files() const noexcept { return *files_; }
 
  private:
+  std::shared_ptr<Table> Share(const std::string& path, bool read_only, bool exclusive,
+                               std::string why_read_only);
+
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;
   std::vector<std::weak_ptr<Table>> tables_;

@@ -16,7 +16,6 @@ namespace kelvorin::database::xbase {
 namespace {
 
 constexpr std::string_view kCompanions[] = {"dbt", "fpt", "mdx", "cdx", "inf"};
-constexpr std::string_view kJournalSuffix = "-journal";
 
 /// A new table's file name: as given, its extension in the case of the name.
 std::string NewFileName(std::string_view name) {
@@ -25,6 +24,33 @@ std::string NewFileName(std::string_view name) {
       std::any_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; });
   return std::string(name) + (lower ? "." : ".") +
          (lower ? std::string(kTableExtension) : base::UpperAscii(kTableExtension));
+}
+
+void StampDate(std::string& header) {
+  const auto now = base::Now();
+  const int date[] = {now.year - 1900, now.month, now.day};
+  for (std::size_t i = 0; i < std::size(date); ++i)
+    header[kDateAt + i] = static_cast<char>(date[i]);
+}
+
+std::uint64_t SizeOf(storage::FileSystem& fs, const std::string& path) {
+  return fs.Open(path, os::OpenMode::kRead)->Size();
+}
+
+void WriteNewFile(storage::FileSystem& fs, const std::string& path, std::string_view contents) {
+  const std::unique_ptr<storage::File> file = fs.Open(path, os::OpenMode::kCreateOrTruncate);
+  file->Write(0, base::AsBytes(contents));
+  file->Sync();
+}
+
+/// False when the file is there and cannot be removed.
+bool RemoveQuietly(storage::FileSystem& fs, const std::string& path) noexcept {
+  try {
+    if (!path.empty() && fs.Exists(path)) fs.Remove(path);
+    return true;
+  } catch (const Error&) {
+    return false;
+  }
 }
 
 }  // namespace
@@ -62,8 +88,7 @@ TableDef XbaseDatabase::Describe(const Table& table) const {
     def.Fields.push_back(std::move(face));
   }
   def.WhyReadOnly = table.why_read_only();
-  def.Updatable = Updatable() && def.WhyReadOnly.empty();
-  if (!Updatable()) def.WhyReadOnly = "the database was opened for reading only";
+  def.Updatable = def.WhyReadOnly.empty();
   return def;
 }
 
@@ -100,36 +125,31 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
     Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
           "table '" + table.Name + "' exists already (file '" + existing + "')");
   const std::string path = base::JoinPath(folder_, NewFileName(table.Name));
-  const std::string_view extension = plan.memo == MemoKind::kFpt ? "fpt" : "dbt";
-  const std::string old_memo =
-      plan.memo == MemoKind::kNone ? std::string() : FindCompanion(fs, path, extension);
-  if (!old_memo.empty())
-    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
-          "table '" + table.Name + "' cannot be made: its memo file would be '" + old_memo +
-              "', which exists already");
-
-  const auto now = base::Now();
-  const auto stamp = [](int number) { return static_cast<char>(number); };
-  plan.header[1] = stamp(now.year - 1900);
-  plan.header[2] = stamp(now.month);
-  plan.header[3] = stamp(now.day);
-  plan.header += '\x1A';
-
-  // Both files appear together: a store takes back what it made when it cannot finish.
-  storage::StoreOptions options;
-  options.create = true;
-  const std::unique_ptr<storage::Store> store = storage::Store::Open(fs, path, options);
-  storage::FileNo memo{};
-  if (plan.memo != MemoKind::kNone)
-    memo = store->Attach(CompanionPath(path, extension), {.create = true});
-  {
-    storage::Bracket bracket = store->Begin();
-    store->Write(storage::kMainFile, 0, base::AsBytes(plan.header));
-    if (plan.memo != MemoKind::kNone)
-      store->Write(memo, 0, base::AsBytes(MemoFile::NewFile(plan.memo, bare)));
-    bracket.Commit();
+  std::string memo_path;
+  if (plan.memo != MemoKind::kNone) {
+    const std::string_view extension = plan.memo == MemoKind::kFpt ? "fpt" : "dbt";
+    memo_path = FindCompanion(fs, path, extension);
+    if (memo_path.empty()) memo_path = CompanionPath(path, extension);
+    if (fs.Exists(memo_path) && SizeOf(fs, memo_path) > kMemoHeaderBytes)
+      Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+            "table '" + table.Name + "' cannot be made: its memo file would be '" + memo_path +
+                "', which holds texts already");
   }
-  store->Flush();
+  StampDate(plan.header);
+  plan.header += '\x1A';
+  // The table file gets its name last and in one step. What a crash may leave before that is a memo
+  // file without texts, which the next attempt takes over.
+  const std::string unnamed = path + "-new";
+  try {
+    if (!memo_path.empty()) WriteNewFile(fs, memo_path, MemoFile::NewFile(plan.memo, bare));
+    WriteNewFile(fs, unnamed, plan.header);
+    fs.Rename(unnamed, path);
+    fs.SyncFolder(folder_);
+  } catch (...) {
+    for (const std::string& file : {unnamed, path, memo_path})
+      if (!RemoveQuietly(fs, file)) break;
+    throw;
+  }
 }
 
 void XbaseDatabase::DoDeleteTable(std::string_view name) {
@@ -157,9 +177,6 @@ void XbaseDatabase::InspectFile(const std::string& path, std::vector<std::string
   try {
     const std::shared_ptr<Table> table = tables_->Open(path, false, false);
     InspectTable(*table, problems);
-    const std::string journal = path + std::string(kJournalSuffix);  // invariant 10
-    if (table->store().read_only() && tables_->fs().Exists(journal))
-      problems.push_back("'" + journal + "' lies beside its table");
   } catch (const Error& error) {
     problems.emplace_back(error.status().message());
   }

@@ -141,8 +141,10 @@ void XbaseRecordset::DoReadField(std::size_t field, Value& out) {
     out = Value::Null();
     return;
   }
-  if (!table_->codec().Decode(*plan.column, row, texts_[field], out))
-    ThrowUnreadable(field, table_->codec().WhatIsWrong(*plan.column, row));
+  if (table_->codec().Decode(*plan.column, row, texts_[field], out)) return;
+  // The bytes are handed out with the failure, so that whoever reports it can show them.
+  out = Value::Text(base::AsText(row.subspan(plan.column->offset, plan.column->bytes)));
+  ThrowUnreadable(field, table_->codec().WhatIsWrong(*plan.column, row));
 }
 
 // --- Writing

@@ -20,6 +20,7 @@ struct TypeCase {
   std::vector<std::string> texts;                         // come back letter for letter
   std::vector<std::string> refused;                       // kConversion or kTooLong
   std::string null_text = "<null>";                       // what Null comes back as
+  std::int32_t decimals = 0;                              // declared
 };
 
 /// A type in its full range, nothing changed by storing: the case of a format made for the type.
@@ -45,7 +46,8 @@ struct Backend {
   bool required = true;                // Required, AllowZeroLength, DefaultValue are kept
   bool auto_increment = true;
   bool delete_table = true;
-  bool inspect = true;  // `Inspect` is supported
+  bool bookmarks = true;  // stay with their record while others come and go
+  bool inspect = true;    // `Inspect` is supported
   std::size_t many_records = 3000;
   std::size_t random_steps = 2000;
 

@@ -39,13 +39,17 @@ IndexDef PrimaryIndex(const Backend& backend) {
   return index;
 }
 
-Fixture::Fixture(const Backend& of) : backend(of), name_(of.make_database()) {
-  backend.enter_driver(engine);
-  OpenDatabase(false);
-}
-
 Fixture::~Fixture() {
   if (database_) CHECK(Fault(database_->Close()) == "");
+}
+
+Database& Fixture::database() {
+  if (!database_) {
+    name_ = backend.make_database();
+    backend.enter_driver(engine);
+    OpenDatabase(false);
+  }
+  return *database_;
 }
 
 void Fixture::OpenDatabase(bool read_only) {
@@ -55,14 +59,14 @@ void Fixture::OpenDatabase(bool read_only) {
 }
 
 void Fixture::Reopen(bool read_only) {
-  REQUIRE(Fault(database_->Close()) == "");
+  REQUIRE(Fault(database().Close()) == "");
   OpenDatabase(read_only);
 }
 
 std::string Fixture::Make(TableDef table) {
   if (table.Name.empty()) table.Name = "T" + std::to_string(++tables_);
-  REQUIRE(Fault(backend.SnapshotsOnly() ? backend.make_table(*database_, table)
-                                        : database_->CreateTable(table)) == "");
+  REQUIRE(Fault(backend.SnapshotsOnly() ? backend.make_table(database(), table)
+                                        : database().CreateTable(table)) == "");
   return table.Name;
 }
 
@@ -70,7 +74,7 @@ std::string Fixture::MakeFilled(TableDef table, const std::vector<Texts>& record
   table.Name = Make(table);
   if (backend.SnapshotsOnly()) {
     for (const Texts& record : records)
-      REQUIRE(Fault(backend.add_record(*database_, table, record)) == "");
+      REQUIRE(Fault(backend.add_record(database(), table, record)) == "");
     return table.Name;
   }
   const auto set = Open(table.Name);
@@ -93,7 +97,7 @@ std::unique_ptr<Recordset> Fixture::Open(std::string_view table) {
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType type) {
-  auto set = database_->OpenRecordset(table, type);
+  auto set = database().OpenRecordset(table, type);
   REQUIRE(Fault(set.status()) == "");
   return *std::move(set);
 }
@@ -154,7 +158,7 @@ std::string Fixture::SortedDump(std::string_view table) {
 
 void Fixture::CheckSound() {
   if (!backend.inspect) return;
-  const auto faults = database_->Inspect();
+  const auto faults = database().Inspect();
   REQUIRE(Fault(faults.status()) == "");
   std::string lines;
   for (const std::string& fault : *faults) lines += fault + "\n";

@@ -40,13 +40,14 @@ IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns);
 /// On ID, unique and without Null.
 IndexDef PrimaryIndex(const Backend& backend);
 
-/// One database of a backend, open for writing.
+/// One database of a backend, made and opened for writing when it is first used: a failure before
+/// the innermost subcase is entered would let doctest repeat the test case for ever.
 class Fixture {
  public:
-  explicit Fixture(const Backend& of);
+  explicit Fixture(const Backend& of) : backend(of) {}
   ~Fixture();
 
-  Database& database() { return *database_; }
+  Database& database();
   /// Closes the database and opens it again; fails the test when either fails.
   void Reopen(bool read_only = false);
 

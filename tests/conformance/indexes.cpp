@@ -41,10 +41,7 @@ std::string MakeCoded(Fixture& fixture, const std::vector<Texts>& records) {
   TableDef def = CodedTable();
   if (!fixture.backend.primary_index.empty()) def.Indexes.push_back(PrimaryIndex(fixture.backend));
   def.Indexes.push_back(IndexOn("CODE", {{"CODE", false}}));
-  const std::string table = fixture.Make(def);
-  const auto set = fixture.Open(table);
-  for (const Texts& record : records) REQUIRE(Fault(fixture.Add(*set, record)) == "");
-  return table;
+  return fixture.MakeFilled(def, records);
 }
 
 std::string IdsBy(Fixture& fixture, std::string_view table, std::string_view index) {

@@ -255,8 +255,10 @@ void CheckManyRecords(Fixture& fixture) {
   SUBCASE("many records") {
     CheckSize(fixture);
   }
-  SUBCASE("random operations against a map") {
-    RandomWalk(fixture, false).Play(fixture.backend.random_steps);
+  if (fixture.backend.bookmarks) {
+    SUBCASE("random operations against a map") {
+      RandomWalk(fixture, false).Play(fixture.backend.random_steps);
+    }
   }
   if (fixture.backend.indexes && !fixture.backend.primary_index.empty()) {
     SUBCASE("random operations under two indexes") {

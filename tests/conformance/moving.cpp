@@ -209,8 +209,10 @@ void CheckMoving(Fixture& fixture) {
   SUBCASE("an empty table takes its first record") {
     CheckFirstRecord(fixture);
   }
-  SUBCASE("bookmarks return to their records") {
-    CheckBookmarks(fixture);
+  if (fixture.backend.bookmarks) {
+    SUBCASE("bookmarks return to their records") {
+      CheckBookmarks(fixture);
+    }
   }
   SUBCASE("two sets on one table see each other's records") {
     CheckTwoSets(fixture);

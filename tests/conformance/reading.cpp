@@ -15,6 +15,7 @@ void CheckTypes(Fixture& fixture) {
     TableDef def;
     def.Fields = {NumberField("ID"), TextField("VALUE", type.size), TextField("BEHIND", 10)};
     def.Fields[1].Type = type.declared;
+    def.Fields[1].Decimals = type.decimals;
     std::vector<Texts> records = {{"0", "<null>", "behind"}};
     std::string expected = "0|" + type.null_text + "|behind\n";
     for (const std::string& text : type.texts) {

@@ -61,6 +61,7 @@ void CheckType(Fixture& fixture, const TypeCase& type) {
   TableDef def;
   def.Fields = {NumberField("ID"), TextField("VALUE", type.size), TextField("BEHIND", 10)};
   def.Fields[1].Type = type.declared;
+  def.Fields[1].Decimals = type.decimals;
   const std::string table = fixture.Make(def);
   std::string expected;
   {
@@ -302,7 +303,9 @@ TypeCase WholeRange(TypeCode type) {
     case TypeCode::kNumeric:
     case TypeCode::kDecimal:
       of.size = 16;
-      of.texts = {"0", "-1.5", "12345678901234567890.12"};
+      of.decimals = type == TypeCode::kDecimal ? 2 : 0;
+      of.texts = {"0", "-7", "12345678901234567890"};
+      if (of.decimals != 0) of.texts.insert(of.texts.end(), {"-1.5", "12345678901234567890.12"});
       break;
     case TypeCode::kDate:
     case TypeCode::kTimeStamp:

@@ -2,44 +2,13 @@
 
 #include <doctest/doctest.h>
 
+#include "base/M_STRING.h"
 #include "database/catalog/tables.h"
 
 namespace kelvorin::tests {
 
 using contract::Answer;
-using contract::Event;
 using values::TypeCode;
-
-void Trace::TakeOperations() {
-  const std::vector<std::string>& log = memory_.Log();
-  for (; operations_seen_ < log.size(); ++operations_seen_) text_ += log[operations_seen_] + "\n";
-}
-
-void Trace::Note(std::string line) {
-  TakeOperations();
-  text_ += line + "\n";
-}
-
-std::string Trace::Take() {
-  TakeOperations();
-  return std::move(text_);
-}
-
-bool TestHost::Listens(Event event) const noexcept {
-  switch (event) {
-    case Event::kBeforeFieldImport:
-      return static_cast<bool>(before_field);
-    case Event::kValidateBeforePost:
-      return static_cast<bool>(before_post);
-    case Event::kValidateAfterPost:
-      return static_cast<bool>(after_post);
-    case Event::kFilterTable:
-    case Event::kFilterType:
-    case Event::kFilterField:
-      return true;
-  }
-  return false;
-}
 
 Answer TestPlatform::Ask(const contract::MessageBox& box) {
   boxes.push_back(box);
@@ -50,76 +19,69 @@ Answer TestPlatform::Ask(const contract::MessageBox& box) {
   return answer;
 }
 
-void TestPlatform::Yield() {
-  if (++yields == cancel_at_yield) cancelled = true;
-  if (on_yield) on_yield();
-}
-
-database::FieldDef Field(std::string name, TypeCode type, std::int32_t size) {
-  database::FieldDef field;
-  field.Name = std::move(name);
-  field.Type = type;
+database::FieldDef Text(std::string name, std::int32_t size) {
+  database::FieldDef field = Typed(std::move(name), TypeCode::kText);
   field.Size = size;
   return field;
 }
 
-database::TableDef TableOf(std::vector<database::FieldDef> fields) {
+database::FieldDef Typed(std::string name, TypeCode type) {
+  database::FieldDef field;
+  field.Name = std::move(name);
+  field.Type = type;
+  return field;
+}
+
+database::TableDef TableOf(std::string name, std::vector<database::FieldDef> fields,
+                           std::size_t key_fields, bool unique) {
   database::TableDef table;
-  table.Name = "Goods";
+  table.Name = std::move(name);
   table.Fields = std::move(fields);
+  if (key_fields == 0) return table;
+  database::IndexDef& index = table.Indexes.emplace_back();
+  index.Name = "ByKey";
+  index.Unique = unique;
+  for (std::size_t i = 0; i < key_fields; ++i) index.Columns.push_back({table.Fields[i].Name});
   return table;
 }
 
 database::TableDef Goods() {
-  database::TableDef table =
-      TableOf({Field("Name", TypeCode::kText, 20), Field("Amount", TypeCode::kLong, 4),
-               Field("Day", TypeCode::kDate, 8), Field("Notes", TypeCode::kMemo),
-               Field("Picture", TypeCode::kLongBinary)});
-  database::IndexDef index;
-  index.Name = "ByName";
-  index.Columns = {{"Name"}};
-  index.Unique = true;
-  table.Indexes = {index};
-  return table;
+  return TableOf("Goods",
+                 {Text("Name"), Typed("Amount", TypeCode::kLong), Typed("Day", TypeCode::kDate),
+                  Typed("Notes", TypeCode::kMemo), Typed("Picture", TypeCode::kLongBinary)});
 }
 
-RunRig::RunRig(database::TableDef table, bool odbc)
-    : connect_(odbc ? "ODBC;DSN=shop;UID=;PWD=;" : ";pwd=;") {
+RunRig::RunRig(database::TableDef table, bool odbc) : odbc_(odbc) {
   memory.AddTable("shop", std::move(table));
   engine.Register(memory.Clone());
   options.now = [] { return base::LocalTime{2024, 5, 17, 13, 4, 5}; };
-  host.properties().ShowProgress = false;
-  host.properties().ShowSummary = false;
+  host.properties().ShowProgress = host.properties().ShowSummary = false;
   setting.ShowErrors = false;
-  OpenTarget();
+  Holds({});
 }
 
-void RunRig::OpenTarget() {
-  const settings::FieldMap map = setting.FieldMap;
+void RunRig::Holds(const std::vector<std::vector<std::string>>& rows) {
+  for (const auto& row : rows) memory.AddRow("shop", "Goods", row);
   REQUIRE(target.Close().ok());
-  auto opened = engine.OpenDatabase(connect_.front() == 'O' ? "" : "shop", true, false, connect_);
+  auto opened =
+      engine.OpenDatabase(odbc_ ? "" : "shop", true, false, odbc_ ? "ODBC;DSN=shop;" : ";pwd=;");
   REQUIRE(opened.ok());
   target.database = *std::move(opened);
   target.table_name = "Goods";
-  auto rows = catalog::OpenTableRecordset(*target.database, "Goods", 3, platform);
-  REQUIRE(rows.ok());
-  target.recordset = *std::move(rows);
+  auto records = catalog::OpenTableRecordset(*target.database, "Goods", 3, platform);
+  REQUIRE(records.ok());
+  target.recordset = *std::move(records);
   target.fields = catalog::InitTargetTable(*target.recordset, "Goods", host, setting.FieldMap);
-  for (std::size_t i = 0; i < map.size(); ++i) {
-    const std::string name = setting.FieldMap[i].Name;
-    setting.FieldMap[i] = map[i];
-    setting.FieldMap[i].Name = name;
-  }
 }
 
-void RunRig::Text(std::string_view contents) {
+void RunRig::FromText(std::string_view contents) {
   source.file_name = folder.File("import.txt");
   WriteWhole(source.file_name, contents);
 }
 
-void RunRig::Table(database::TableDef table, const std::vector<std::vector<std::string>>& rows) {
-  table.Name = "Import";
-  memory.AddTable("stock", std::move(table));
+void RunRig::FromTable(std::vector<database::FieldDef> fields,
+                       const std::vector<std::vector<std::string>>& rows) {
+  memory.AddTable("stock", TableOf("Import", std::move(fields)));
   for (const auto& row : rows) memory.AddRow("stock", "Import", row);
   setting.TypeFormat = 7;
   source.SourceDBName = "stock";
@@ -140,12 +102,39 @@ engine::RunResult RunRig::Run() {
 }
 
 std::string RunRig::Show(const engine::RunResult& result) {
-  std::string text = std::to_string(result.read) + " " + std::to_string(result.imported) + " " +
-                     std::to_string(result.rejected) + " " + std::to_string(result.skipped);
+  std::string text;
+  for (const std::int64_t count : {result.read, result.imported, result.rejected, result.skipped})
+    text += (text.empty() ? "" : " ") + std::to_string(count);
   if (result.stopped) text += " stopped";
   if (result.cancelled) text += " cancelled";
   if (result.fatal) text += " fatal";
   return text;
+}
+
+std::string RunRig::Rows() const {
+  std::string text;
+  for (const auto& row : memory.Rows("shop", "Goods")) {
+    std::string line;
+    for (const std::string& value : row) line += "," + (value == "<null>" ? "~" : value);
+    while (line.size() > 1 && line.substr(line.size() - 2) == ",~") line.resize(line.size() - 2);
+    text += (text.empty() ? "" : " | ") + (line.empty() ? line : line.substr(1));
+  }
+  return text;
+}
+
+void RunRig::Note(std::string line) {
+  for (; operations_seen_ < memory.Log().size(); ++operations_seen_)
+    trace_ += memory.Log()[operations_seen_] + "\n";
+  if (!line.empty()) trace_ += line + "\n";
+}
+
+std::string RunRig::Trace() {
+  Note({});
+  return std::move(trace_);
+}
+
+std::string RunRig::Plain(std::string_view text) const {
+  return base::Replace(text, folder.path() + "/", "");
 }
 
 }  // namespace kelvorin::tests

@@ -217,6 +217,48 @@ class WholeRoad(unittest.TestCase):
                                 self.fail(f"{other!r} became {one!r}")
                     self.assertEqual(outcome.get("replaced_characters", 0), replaced)
 
+    def test_odbc_target_tells_the_same_story_as_record_by_record(self):
+        if not any("SQLite3" in line for line in self.odbc_drivers()):
+            self.skipTest("libsqliteodbc is missing")
+        import sqlite3
+        path = self.folder / "t.db"
+        with sqlite3.connect(path) as connection:
+            connection.execute("create table t(id integer primary key, name varchar(30) not null, day date)")
+        chance = random.Random(5)
+        rows = [(chance.randrange(4000), f"it's {i}; --", "2020-02-30" if i % 700 == 3 else "2020-02-29")
+                for i in range(3000)]
+        source = self.write("in.csv", "".join(f"{i},{n},{d}\r\n" for i, n, d in rows))
+        stored, rejected = {}, []
+        for line, (key, name, day) in enumerate(rows, 1):
+            if key in stored or day == "2020-02-30":
+                rejected.append(line)
+            else:
+                stored[key] = name
+        target = f"odbc:DRIVER=SQLite3;Database={path}"
+        reject = self.folder / "bad.csv"
+        outcome = self.run_json(source, "--into", target, "--table", "t", "--map-in-order",
+                                "--reject", reject, check=1)
+        self.assertEqual([outcome[k] for k in ("read", "imported", "rejected")],
+                         [3000, len(stored), len(rejected)])
+        with open(f"{reject}.reasons", newline="") as file:
+            self.assertEqual([int(row[0]) for row in list(csv.reader(file))[1:]], rejected)
+        self.assertEqual({int(row[0]): row[1] for row in dump(target, "t")[1:]}, stored)
+        # The error limit ends the run at the very record, and nothing behind it is stored.
+        with sqlite3.connect(path) as connection:
+            connection.execute("delete from t")
+        outcome = self.run_json(source, "--into", target, "--table", "t", "--map-in-order",
+                                "--limit-errors", 3, check=1)
+        self.assertEqual(outcome["read"], rejected[2])
+        self.assertEqual(outcome["imported"], rejected[2] - 3)
+        self.assertEqual(len(dump(target, "t")) - 1, rejected[2] - 3)
+
+    def odbc_drivers(self):
+        try:
+            return subprocess.run(["odbcinst", "-q", "-d"], capture_output=True, text=True,
+                                  check=False).stdout.splitlines()
+        except FileNotFoundError:
+            return []
+
     def big_file(self, records):
         path = self.folder / "big.csv"
         with open(path, "w", newline="") as file:
@@ -241,7 +283,7 @@ class WholeRoad(unittest.TestCase):
 
     def test_interrupt_leaves_the_target_whole(self):
         target, process = self.start_big_import(self.big_file(400_000))
-        time.sleep(1.0)
+        time.sleep(0.3)
         process.send_signal(signal.SIGINT)
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, errors)

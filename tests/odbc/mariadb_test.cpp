@@ -1,20 +1,97 @@
 #include <doctest/doctest.h>
+#include <signal.h>
 
+#include <cstdlib>
+
+#include "base/os/system.h"
+#include "tests/odbc/driver_checks.h"
 #include "tests/odbc/open_source.h"
 #include "tests/odbc/posting_check.h"
 #include "tests/servers/test_server.h"
 
 namespace kelvorin::tests {
 
-TEST_CASE("MariaDB: grouped records tell the same story as single ones") {
+TEST_CASE("MariaDB") {
   TestServer server("mariadb");
   if (!server.running()) return;
   DataSourceFolder sources;
-  sources.AddServer("my", server, "mariadb");
-  OpenSource source("ODBC;DSN=my;UID=root;");
+  const std::string connect = "ODBC;DSN=" + sources.AddServer(server) + ";UID=root;";
+  OpenSource source(connect);
+
+  // one server for all: each part has tables of its own
+  CheckLiterals(*source, "MEDIUMTEXT");
+  CheckMoving(*source, 40);
+  CheckStatements(*source);
+
+  Execute(*source,
+          "CREATE TABLE types (a INT, i INT AUTO_INCREMENT, b BOOLEAN, t TINYINT UNSIGNED, s "
+          "SMALLINT, su SMALLINT UNSIGNED, l BIGINT, lu BIGINT UNSIGNED, d DOUBLE, f FLOAT, n "
+          "DECIMAL(10,2), c CHAR(5), v VARCHAR(40), w VARCHAR(300), m TEXT, da DATE, ti TIME, ts "
+          "DATETIME, bl BLOB, bi BIT(1), y YEAR, PRIMARY KEY (i, a), UNIQUE two (v, s))");
+  CHECK(ShowTable(*source, "types") ==
+        "a:Long:4\ni:Long:4*\nb:Integer:2\nt:Byte:1\ns:Integer:2\nsu:Long:4\nl:BigInt:8\n"
+        "lu:Decimal:20\nd:Double:8\nf:Single:4\nn:Decimal:10\nc:Text:5\nv:Text:40\nw:Memo:0\n"
+        "m:Memo:0\nda:Date:8\nti:Time:8\nts:Date:8\nbl:LongBinary:0\nbi:Boolean:1\ny:Long:4\n"
+        "PRIMARY(+i;+a)!#\ntwo(+v;+s)!\n");
+
+  // Columns that tell numbers from texts, and an engine that keeps a statement's first records.
+  const std::pair<const char*, const char*> kTables[] = {
+      {"years", "(id INT PRIMARY KEY, y YEAR, b BIT(1)) ENGINE=InnoDB"},
+      {"aria", "(id INT PRIMARY KEY, y TINYINT, b INT) ENGINE=Aria"},
+      {"plain", "(id INT PRIMARY KEY, y TINYINT, b INT) ENGINE=InnoDB"}};
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 150; ++i)
+    records.push_back(
+        {std::to_string(i == 90 ? 3 : i), std::to_string(i % 60), i % 2 == 0 ? "1" : "0"});
+  records[70][1] = "1000";
+  for (const auto& [table, definition] : kTables) {
+    CAPTURE(table);
+    const std::string make = "CREATE TABLE " + std::string(table) + " " + definition;
+    Execute(*source, make);
+    const std::string single = PostSingly(*source, table, {"id", "y", "b"}, records);
+    const std::string rows = DumpTable(*source, table);
+    Execute(*source, "DROP TABLE " + std::string(table));
+    Execute(*source, make);
+    CHECK(PostGrouped(*source, table, {"id", "y", "b"}, records) == single);
+    CHECK(DumpTable(*source, table) == rows);
+  }
+
   MakePostingTables(*source, "mariadb");
   const char* runs = std::getenv("KELVORIN_RANDOM_RUNS");
   CheckRandomPosting(*source, runs != nullptr ? std::atoi(runs) : 40, 1);
+}
+
+TEST_CASE("MariaDB: passwords of any kind, and a server that ends in the middle") {
+  TestServer server("mariadb");
+  if (!server.running()) return;
+  DataSourceFolder sources;
+  const std::string dsn = "ODBC;DSN=" + sources.AddServer(server) + ";";
+  {
+    OpenSource source(dsn + "UID=root;");
+    Execute(*source, "CREATE USER odd@'%' IDENTIFIED BY 'k;el}v %41=b'");
+    Execute(*source, "GRANT ALL ON imp.* TO odd@'%'");
+    OpenSource odd(dsn + "UID=odd;PWD={k;el}}v %41=b};pwd=;");
+  }
+  CheckLostServer(dsn + "UID=root;", server);
+}
+
+TEST_CASE("MariaDB: a server that stops answering is given up in time, and once") {
+  TestServer server("mariadb");
+  if (!server.running()) return;
+  DataSourceFolder sources;
+  OpenSource source("ODBC;DSN=" + sources.AddServer(server) +
+                    ";UID=root;READ_TIMEOUT=1;CONN_TIMEOUT=1;");
+  Execute(*source, "CREATE TABLE t (id INT PRIMARY KEY)");
+  REQUIRE(kill(server.pid(), SIGSTOP) == 0);
+  const std::int64_t before = os::MonotonicMilliseconds();
+  int failed = 0;
+  for (int i = 0; i < 50; ++i)
+    failed += source->Execute("INSERT INTO t VALUES (" + std::to_string(i) + ")", 64).ok() ? 0 : 1;
+  const std::int64_t waited = os::MonotonicMilliseconds() - before;
+  REQUIRE(kill(server.pid(), SIGCONT) == 0);
+  CHECK(failed == 50);
+  CHECK(waited < 20000);
+  CHECK(source.engine.Errors()[0].state == "08S01");
 }
 
 }  // namespace kelvorin::tests

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "database/api/engine.h"
+#include "tests/odbc/open_source.h"
 
 namespace kelvorin::tests {
 namespace {
@@ -230,6 +231,52 @@ std::string PostGrouped(Database& database, std::string_view table,
 std::string PostSingly(Database& database, std::string_view table,
                        const std::vector<std::string>& fields, const Records& records) {
   return Singly(database, table, fields, records, {});
+}
+
+void CheckLostServer(const std::string& connect, TestServer& server) {
+  for (const bool comes_back : {true, false}) {
+    CAPTURE(comes_back);
+    std::string story;
+    {
+      OpenSource source(connect);
+      Execute(*source, comes_back ? "CREATE TABLE lost (id INTEGER PRIMARY KEY, t VARCHAR(20))"
+                                  : "DELETE FROM lost");
+      Listener listener(*source, {});
+      auto inserter =
+          database::AsBulkDatabase(*source)->MakeBulkInserter("lost", {"id", "t"}, listener, {});
+      REQUIRE(inserter.ok());
+      LiteralRow row;
+      for (int i = 1; i <= 2000; ++i) {
+        if (i == 1000) {
+          server.Kill();
+          if (comes_back) server.StartAgain();
+        }
+        row.Clear();
+        row.AppendWritten(std::to_string(i));
+        row.AppendWritten("'text'");
+        REQUIRE((*inserter)->Add(i, row).ok());
+      }
+      REQUIRE((*inserter)->Flush().ok());
+      story = listener.story;
+    }
+    std::int64_t expected = 0, stored = 0;
+    for (std::size_t at = 0; at < story.size(); at = story.find('\n', at) + 1) {
+      const bool good = story[at] == '+';
+      if (!good && story[at] != '-') continue;  // a further line of an error's text
+      const std::int64_t number = std::stoll(story.substr(at + 1));
+      REQUIRE(number == ++expected);
+      stored += good ? 1 : 0;
+    }
+    CHECK(expected == 2000);
+    CHECK(stored >= 800);
+    if (comes_back) CHECK(stored >= 1900);
+    if (!comes_back) server.StartAgain();
+    OpenSource after(connect);
+    auto set = *after->OpenRecordset("lost", database::RecordsetType::kSnapshot);
+    const std::int64_t rows = *set->RecordCount();
+    CHECK(rows >= stored);        // nothing that was told stored is missing,
+    CHECK(rows <= stored + 500);  // and a doubtful chunk is at most what waited
+  }
 }
 
 }  // namespace kelvorin::tests

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "database/api/bulk_insert.h"
+#include "tests/servers/test_server.h"
 
 namespace kelvorin::tests {
 
@@ -29,5 +31,9 @@ std::string PostGrouped(database::Database& database, std::string_view table,
 std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
                        const std::vector<std::vector<std::string>>& records);
+
+/// Ends the server in the middle of a posting, once for good and once with a new start: every
+/// record has one outcome, what was told stored is stored, and what may be stored is named.
+void CheckLostServer(const std::string& connect, TestServer& server);
 
 }  // namespace kelvorin::tests

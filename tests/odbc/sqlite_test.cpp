@@ -1,16 +1,193 @@
 #include <doctest/doctest.h>
 
+#include <cstdlib>
+#include <filesystem>
+
+#include "base/code_page.h"
+#include "tests/odbc/driver_checks.h"
 #include "tests/odbc/open_source.h"
 #include "tests/odbc/posting_check.h"
 #include "tests/servers/test_server.h"
 
 namespace kelvorin::tests {
+namespace {
+
+struct SqliteFile {
+  SqliteFile() {
+    WriteWhole(sources.File("t.sqlite"), "");
+    connect =
+        "ODBC;DSN=" + sources.Add("files", "SQLite3", "Database=" + sources.File("t.sqlite")) +
+        ";SyncPragma=OFF;JournalMode=MEMORY;";
+  }
+  DataSourceFolder sources;
+  std::string connect;
+};
+
+}  // namespace
+
+TEST_CASE("data sources are the user's and the system's, each name once") {
+  DataSourceFolder sources;
+  database::DBEngine engine;
+  engine.Register(database_odbc::MakeOdbcDriver());
+  const std::string shared = sources.Add("shared", "SQLite3", "Database=/system");
+  const std::string broken = sources.Add("broken", "NoSuchDriver", "");
+  sources.AddForUser("own", "PGW");
+  sources.AddForUser(shared, "Maria");
+  std::string names;
+  for (const auto& source : *engine.DataSources())
+    if (source.Name == "own" || source.Name == shared || source.Name == broken)
+      names += source.Name + "=" + source.Description + " ";
+  CHECK(names == "own=PGW " + shared + "=Maria " + broken + "=NoSuchDriver ");
+}
+
+TEST_CASE("what cannot be opened fails at the opening and leaves no file") {
+  DataSourceFolder sources;
+  const std::string missing =
+      sources.Add("missing", "SQLite3", "Database=" + sources.File("missing.sqlite"));
+  const std::string text =
+      sources.Add("text", "SQLite3", "Database=" + sources.File("text.sqlite"));
+  WriteWhole(sources.File("text.sqlite"), std::string(4096, 'x'));
+  database::DBEngine engine;
+  engine.Register(database_odbc::MakeOdbcDriver());
+  const std::string kConnects[] = {"ODBC;DSN=" + missing + ";", "ODBC;DSN=" + text + ";",
+                                   "ODBC;DSN=unknown;", "ODBC;DSN=;UID=;PWD=;", "ODBC;"};
+  for (const std::string& connect : kConnects) {
+    CAPTURE(connect);
+    CHECK_FALSE(engine.OpenDatabase("", true, false, connect).ok());
+    CHECK_FALSE(engine.Errors().empty());
+  }
+  CHECK_FALSE(std::filesystem::exists(sources.File("missing.sqlite")));
+}
+
+TEST_CASE("SQLite: fields take their declared types, system tables are marked") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  Execute(*source,
+          "CREATE TABLE types (i INTEGER PRIMARY KEY, b BOOLEAN, s SMALLINT, l BIGINT, d DOUBLE, "
+          "dec DECIMAL(10,2), m MONEY, c CHAR(5), v VARCHAR(300), w VARCHAR(20), n, u UUID, "
+          "da DATE, ti TIMESTAMP, bl BLOB, x \"unsigned int\")");
+  Execute(*source, "CREATE UNIQUE INDEX \"by two\" ON types (w, c)");
+  Execute(*source, "CREATE INDEX expression ON types (lower(w))");
+  CHECK(ShowTable(*source, "types") ==
+        "i:Long:4\nb:Boolean:1\ns:Integer:2\nl:BigInt:8\nd:Double:8\ndec:Decimal:10\n"
+        "m:Currency:8\nc:Text:5\nv:Memo:0\nw:Text:20\nn:Memo:0\nu:GUID:16\nda:Date:8\nti:Date:8\n"
+        "bl:LongBinary:0\nx:Memo:0\nsqlite_autoindex_0(+i)!#\nby two(+w;+c)!\n");
+  Execute(*source, "CREATE VIRTUAL TABLE search USING fts5(word)");
+  Execute(*source, "CREATE VIEW seen AS SELECT i FROM types");
+  std::string tables;
+  for (const auto& table : *source->TableDefs())
+    tables += table.Name + (table.Attributes == 0 ? " " : "(system) ");
+  CHECK(tables.find("types ") != std::string::npos);
+  CHECK(tables.find("seen ") != std::string::npos);
+  CHECK(tables.find("search ") != std::string::npos);
+  CHECK(tables.find("search_data(system)") != std::string::npos);
+}
+
+TEST_CASE("SQLite: values, moving, statements") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  CheckLiterals(*source, "TEXT");
+  CheckMoving(*source, 40);
+  CheckStatements(*source);
+}
+
+TEST_CASE("SQLite: what is longer than declared or of another type still reads whole") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  Execute(*source, "CREATE TABLE loose (n INTEGER, v VARCHAR(3), d DATE)");
+  Execute(*source, "INSERT INTO loose VALUES (1,'abc','2024-01-31'),(2,'" + std::string(5000, 'y') +
+                       "','not a date'),('x','z',NULL)");
+  CHECK(DumpTable(*source, "loose") ==
+        "1|abc|2024-01-31\n2|" + std::string(5000, 'y') + "|not a date\nx|z|<null>\n");
+}
+
+TEST_CASE("SQLite: a reader of the target's own file does not stand in its way") {
+  SqliteFile file;
+  OpenSource source(file.connect), target(file.connect);
+  Execute(*source, "CREATE TABLE a (id INTEGER PRIMARY KEY, t TEXT)");
+  Execute(*source,
+          "INSERT INTO a SELECT value, 'x' FROM (WITH RECURSIVE c(value) AS (SELECT 1 "
+          "UNION ALL SELECT value+1 FROM c WHERE value<3000) SELECT value FROM c)");
+  auto set = *source->OpenRecordset("a", database::RecordsetType::kSnapshot);
+  int read = 0;
+  for (; !set->Eof(); Advance(*set))
+    if (++read % 500 == 0)
+      Execute(*target, "INSERT INTO a VALUES (" + std::to_string(100000 + read) + ",'new')");
+  CHECK(read == 3000);  // what was added meanwhile is not part of the set
+}
+
+TEST_CASE("SQLite: tables that can be told from chunks get single statements") {
+  SqliteFile file;
+  OpenSource source(file.connect + "FKSupport=1;");
+  struct Row {
+    const char* name;
+    const char* table;
+  };
+  const Row kRows[] = {
+      {"rollback", "CREATE TABLE r (id INTEGER UNIQUE ON CONFLICT ROLLBACK, up INTEGER)"},
+      {"fail", "CREATE TABLE f (id INTEGER UNIQUE ON CONFLICT FAIL, up INTEGER)"},
+      {"own parent", "CREATE TABLE p (id INTEGER PRIMARY KEY, up INTEGER REFERENCES p (id))"},
+      {"ordinary", "CREATE TABLE o (id INTEGER PRIMARY KEY, up INTEGER)"}};
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 60; ++i)  // each but the last names the record behind it
+    records.push_back({std::to_string(i == 30 ? 3 : i), i == 60 ? "NULL" : std::to_string(i + 1)});
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    const std::string table(1, row.table[13]);
+    Execute(*source, row.table);
+    const std::string single = PostSingly(*source, table, {"id", "up"}, records);
+    const std::string rows = DumpTable(*source, table);
+    Execute(*source, "DROP TABLE " + table);
+    Execute(*source, row.table);
+    CHECK(PostGrouped(*source, table, {"id", "up"}, records) == single);
+    CHECK(DumpTable(*source, table) == rows);
+  }
+}
+
+TEST_CASE("SQLite: text of an 8-bit page is stored as UTF-8 and comes back") {
+  SqliteFile file;
+  const int page = base::AnsiPage().number();
+  REQUIRE(base::SetAnsiPage(1252).ok());
+  {
+    OpenSource source(file.connect);
+    Execute(*source,
+            "CREATE TABLE \"Stra\xdf"
+            "e\" (id INTEGER PRIMARY KEY, \"Gr\xfc\xdf"
+            "e\" TEXT, w VARCHAR(9))");
+    CHECK(PostGrouped(*source,
+                      "Stra\xdf"
+                      "e",
+                      {"id",
+                       "Gr\xfc\xdf"
+                       "e",
+                       "w"},
+                      {{"1", "'\x80 \xe4'", "'\xd6l'"}, {"2", "'b'", "'c'"}}) == "+1\n+2\n");
+    CHECK(DumpTable(*source,
+                    "Stra\xdf"
+                    "e") == "1|\x80 \xe4|\xd6l\n2|b|c\n");
+  }
+  REQUIRE(base::SetAnsiPage(65001).ok());
+  {
+    OpenSource source(file.connect);
+    CHECK(DumpTable(*source, "Straße") == "1|€ ä|Öl\n2|b|c\n");
+  }
+  REQUIRE(base::SetAnsiPage(page).ok());
+}
+
+TEST_CASE("SQLite: a long table is read in little memory") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  Execute(*source, "CREATE TABLE big (id INTEGER PRIMARY KEY, a VARCHAR(100), b TEXT)");
+  Execute(*source,
+          "INSERT INTO big SELECT value, 'some text '||value, 'a longer remark of sixty "
+          "characters '||value FROM (WITH RECURSIVE c(value) AS (SELECT 1 UNION ALL SELECT value+1 "
+          "FROM c WHERE value<100000) SELECT value FROM c)");
+  CHECK(GrowthWhileReading(*source, "big", 100000) < 10);
+}
 
 TEST_CASE("SQLite: grouped records tell the same story as single ones") {
-  DataSourceFolder sources;
-  WriteWhole(sources.File("t.sqlite"), "");
-  sources.Add("files", "SQLite3", "Database=" + sources.File("t.sqlite"));
-  OpenSource source("ODBC;DSN=files;FKSupport=1;SyncPragma=OFF;JournalMode=MEMORY;");
+  SqliteFile file;
+  OpenSource source(file.connect + "FKSupport=1;");
   MakePostingTables(*source, "sqlite");
   const char* runs = std::getenv("KELVORIN_RANDOM_RUNS");
   CheckRandomPosting(*source, runs != nullptr ? std::atoi(runs) : 40, 1);

@@ -74,12 +74,7 @@ TEST_CASE("the library's folder is where this program lies") {
   CHECK(os::Exists(folder + "/os_test"));
 }
 
-TEST_CASE("memory is this program's own and clocks go forward") {
+TEST_CASE("peak memory is this program's own") {
   CHECK(os::PeakMemoryKiB() > 500);
-  CHECK(os::PeakMemoryKiB() < 4 * 1024 * 1024);
-  const std::int64_t before = os::MonotonicMilliseconds();
-  const std::int64_t cpu = os::CpuNanoseconds();
-  CHECK(os::MonotonicMilliseconds() >= before);
-  CHECK(os::CpuNanoseconds() >= cpu);
-  CHECK(os::Now().year >= 2024);
+  CHECK(os::PeakMemoryKiB() < 1024 * 1024);
 }

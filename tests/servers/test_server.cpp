@@ -78,25 +78,57 @@ void TestServer::Stop() {
   RunCommand(Script("stop"), exit_code);
 }
 
+namespace {
+
+struct Shared {
+  Shared() {
+    WriteWhole(folder.File("odbcinst.ini"),
+               "[SQLite3]\nDriver=libsqlite3odbc.so\n[PGW]\nDriver=psqlodbcw.so\n"
+               "[Maria]\nDriver=libmaodbc.so\n");
+    WriteWhole(folder.File("odbc.ini"), "");
+    WriteWhole(folder.File("user.ini"), "");
+    setenv("ODBCSYSINI", folder.path().c_str(), 1);
+    setenv("ODBCINI", folder.File("user.ini").c_str(), 1);
+  }
+  TempFolder folder;
+  std::string system_entries, user_entries;
+  int count = 0;
+};
+
+Shared& TheShared() {
+  static Shared shared;
+  return shared;
+}
+
+std::string Entry(std::string_view name, std::string_view driver, std::string_view lines) {
+  return "[" + std::string(name) + "]\nDriver=" + std::string(driver) + "\n" + std::string(lines) +
+         "\n";
+}
+
+}  // namespace
+
 DataSourceFolder::DataSourceFolder() {
-  WriteWhole(File("odbcinst.ini"),
-             "[SQLite3]\nDriver=libsqlite3odbc.so\n[PGW]\nDriver=psqlodbcw.so\n"
-             "[Maria]\nDriver=libmaodbc.so\n");
-  WriteWhole(File("odbc.ini"), "");
-  setenv("ODBCSYSINI", path().c_str(), 1);
-  setenv("ODBCINI", File("user.ini").c_str(), 1);
+  TheShared();
 }
 
-void DataSourceFolder::Add(std::string_view name, std::string_view driver, std::string_view lines) {
-  entries_ += "[" + std::string(name) + "]\nDriver=" + std::string(driver) + "\n" +
-              std::string(lines) + "\n";
-  WriteWhole(File("odbc.ini"), entries_);
+std::string DataSourceFolder::Add(std::string_view name, std::string_view driver,
+                                  std::string_view lines) {
+  Shared& shared = TheShared();
+  std::string own_name = std::string(name) + std::to_string(++shared.count);
+  shared.system_entries += Entry(own_name, driver, lines);
+  WriteWhole(shared.folder.File("odbc.ini"), shared.system_entries);
+  return own_name;
 }
 
-void DataSourceFolder::AddServer(std::string_view name, const TestServer& server,
-                                 std::string_view kind) {
-  Add(name, kind == "postgres" ? "PGW" : "Maria",
-      "Servername=127.0.0.1\nServer=127.0.0.1\nPort=" + server.port() + "\nDatabase=imp\n");
+std::string DataSourceFolder::AddServer(const TestServer& server) {
+  return Add(server.kind(), server.kind() == "postgres" ? "PGW" : "Maria",
+             "Servername=127.0.0.1\nServer=127.0.0.1\nPort=" + server.port() + "\nDatabase=imp\n");
+}
+
+void DataSourceFolder::AddForUser(std::string_view name, std::string_view driver) {
+  Shared& shared = TheShared();
+  shared.user_entries += Entry(name, driver, "");
+  WriteWhole(shared.folder.File("user.ini"), shared.user_entries);
 }
 
 }  // namespace kelvorin::tests

@@ -20,6 +20,7 @@ class TestServer {
 
   bool running() const noexcept { return !port_.empty(); }
   const std::string& port() const noexcept { return port_; }
+  const std::string& kind() const noexcept { return kind_; }
   /// The process that accepts connections.
   int pid() const;
   /// Ends the server without letting it finish anything, as a failing machine does.
@@ -37,19 +38,21 @@ class TestServer {
 /// Output of a shell command; `exit_code` becomes its answer.
 std::string RunCommand(const std::string& command, int& exit_code);
 
-/// Names for the driver manager, in force from its making until the process ends.
+/// Data sources that only this process sees. The driver manager reads the place of its files once
+/// and keeps what it read, so all objects share one place and every name is a new one.
 class DataSourceFolder {
  public:
   DataSourceFolder();
-  /// Adds a data source for the drivers "SQLite3", "PGW" and "Maria".
-  void Add(std::string_view name, std::string_view driver, std::string_view lines);
-  void AddServer(std::string_view name, const TestServer& server, std::string_view kind);
-  const std::string& path() const noexcept { return folder_.path(); }
+  /// Adds a system data source for the drivers "SQLite3", "PGW" and "Maria"; returns its name,
+  /// which begins with `name`.
+  std::string Add(std::string_view name, std::string_view driver, std::string_view lines);
+  std::string AddServer(const TestServer& server);
+  /// Adds one of the user's own under exactly this name.
+  void AddForUser(std::string_view name, std::string_view driver);
   std::string File(std::string_view name) const { return folder_.File(name); }
 
  private:
-  TempFolder folder_;
-  std::string entries_;
+  TempFolder folder_;  // for database files
 };
 
 }  // namespace kelvorin::tests

@@ -18,17 +18,6 @@ std::string Join(const IniDocument& document, std::string_view section) {
 
 }  // namespace
 
-TEST_CASE("lines that nobody changes stay as they were") {
-  const std::string texts[] = {
-      "",
-      "no section\nkey=outside\n[a]\nx = 1 \n",
-      "\xEF\xBB\xBF; comment\r\n\r\n  [ A ]  ; note\r\n\tx\t=\t\"1\"\r\n",
-      "[a]\rx=1\rlast line without end",
-      std::string("[a]\nx=\0\xFF\n[\n]\n[]\n=\n=1\n==\n\n", 25),
-  };
-  for (const std::string& text : texts) CHECK(IniDocument(text).Text() == text);
-}
-
 TEST_CASE("what a line says") {
   struct Row {
     const char* name;
@@ -37,7 +26,8 @@ TEST_CASE("what a line says") {
     std::string entries;
   };
   const Row kRows[] = {
-      {"sections and keys in any case and between blanks", " [ Job ] \n X = 1 ", "job", "X=1|"},
+      {"sections and keys in any case and between blanks", " [ J\xC3\x96 ] \n X = 1 ", "j\xC3\xB6",
+       "X=1|"},
       {"one pair of quotes is taken off", "[a]\nx=\" 1 \"\ny='q'\nz=\"\"w\"\"\nv=\"\n", "a",
        "x= 1 |y=q|z=\"w\"|v=\"|"},
       {"values may hold the sign and semicolons", "[a]\nx=1=2;3\n", "a", "x=1=2;3|"},
@@ -52,10 +42,7 @@ TEST_CASE("what a line says") {
     CAPTURE(row.name);
     CHECK(Join(IniDocument(row.text), row.section) == row.entries);
   }
-  const IniDocument doubles("[a]\nx=1\nX=2\n");
-  CHECK(doubles.Value("A", " x ") == "1");
-  CHECK_FALSE(doubles.Value("a", "y").has_value());
-  CHECK_FALSE(doubles.Value("", "x").has_value());
+  CHECK(IniDocument("[a]\nx=1\nX=2\n").Value("A", " x ") == "1");
 }
 
 TEST_CASE("changes touch only their line") {
@@ -95,7 +82,13 @@ TEST_CASE("changes touch only their line") {
     row.change(document);
     CHECK(document.Text() == expected);
   }
-  IniDocument twice("[a]\nx=1\n[b]\n[A]\nx=2\njunk\n; c\n");
-  twice.ReplaceSection("a", std::vector<IniEntry>{{"x", "3"}});
-  CHECK(twice.Text() == "[a]\nx=3\n[b]\n; c\n");
+  const std::pair<const char*, const char*> kReplaced[] = {
+      {"[a]\nx=1\n[b]\n[A]\nx=2\njunk\n; c\n", "[a]\nx=3\n[b]\n; c\n"},
+      {"[a]\n; c\n\n[b]\n", "[a]\nx=3\n; c\n\n[b]\n"},
+      {"[a]", "[a]\nx=3\n"}};
+  for (const auto& [before, after] : kReplaced) {
+    IniDocument document(before);
+    document.ReplaceSection("a", std::vector<IniEntry>{{"x", "3"}});
+    CHECK(document.Text() == std::string(after));
+  }
 }

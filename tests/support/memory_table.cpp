@@ -333,7 +333,7 @@ Status MemoryTable::AddIndex(const IndexDef& index) {
   const std::size_t index_no = keys_.size() - 1;
   for (std::size_t row_no = 0; row_no < rows_.size(); ++row_no) {
     if (rows_[row_no].deleted || !Belongs(index_no, rows_[row_no])) continue;
-    const Status checked = CheckIndexes(rows_[row_no], &rows_[row_no]);
+    Status checked = CheckIndexes(rows_[row_no], &rows_[row_no]);
     if (!checked.ok()) {
       def_.Indexes.pop_back();
       keys_.pop_back();

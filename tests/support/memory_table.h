@@ -86,7 +86,7 @@ class MemoryTable {
   std::vector<Row> rows_;
   std::vector<Key> keys_;                         // one for each index of def_
   std::vector<std::vector<std::size_t>> orders_;  // the same
-  std::int64_t last_number_ = 0;  // automatic number given out last
+  std::int64_t last_number_ = 0;                  // automatic number given out last
 };
 
 }  // namespace kelvorin::tests

@@ -22,7 +22,9 @@ TempFolder::~TempFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::string TempFolder::File(std::string_view name) const { return path_ + "/" + std::string(name); }
+std::string TempFolder::File(std::string_view name) const {
+  return path_ + "/" + std::string(name);
+}
 
 std::string ReadWhole(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

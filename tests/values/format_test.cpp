@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <random>
@@ -77,6 +78,7 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
     CAPTURE(row.text);
     CHECK(Show(format, row.text, row.type) == row.expected);
   }
+  CHECK(Show(ValueFormat({.null_text = " - "}), "-", kLong) == "Null");
   // Long texts are cut in messages, between characters.
   std::string text(79, 'x');
   for (int i = 0; i < 40; ++i) text += "\xC3\xA4";
@@ -94,9 +96,8 @@ Value RandomValue(TypeCode type, std::mt19937_64& random, std::string& room) {
     case kByte:
       return Value::Integer(any & 255);
     case kInteger:
-      return Value::Integer(static_cast<std::int16_t>(any));
     case kLong:
-      return Value::Integer(static_cast<std::int32_t>(any));
+      return Value::Integer(static_cast<std::int16_t>(any) * (type == kLong ? 65536 : 1));
     case kBigInt:
       return Value::Integer(any);
     case kCurrency:
@@ -119,11 +120,9 @@ Value RandomValue(TypeCode type, std::mt19937_64& random, std::string& room) {
                           random() % 2 == 0 ? 0 : static_cast<std::int32_t>(random() % 86400000)});
     case kTime:
       return Value::Date({0, static_cast<std::int32_t>(random() % 86400000)});
-    case kGuid: {
-      Guid guid;
-      for (std::uint8_t& byte : guid.bytes) byte = static_cast<std::uint8_t>(random());
-      return Value::OfGuid(guid);
-    }
+    case kGuid:
+      return Value::OfGuid({std::bit_cast<std::array<std::uint8_t, 16>>(
+          std::array<std::uint64_t, 2>{random(), random()})});
     case kBinary:
     case kLongBinary:
     case kVarBinary:

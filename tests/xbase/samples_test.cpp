@@ -1,14 +1,16 @@
 // Tables that other programs wrote, read and compared cell by cell with what independent readers
 // found in them. The samples are no part of this repository; without them these cases are skipped.
 
+#include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "tests/support/temp_folder.h"
 #include "tests/xbase/xbase_support.h"
 
 #include <doctest/doctest.h>
 
-#include <charconv>
-#include <cstdio>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 
 namespace kelvorin::tests {
 namespace {
@@ -40,43 +42,17 @@ const Sample kSamples[] = {
     {"vfpgen", "vfpgen.cdx"},
 };
 
-/// The value as the expected files write it; `expected` only settles how a number is compared.
-std::string CellOf(Recordset& set, std::size_t field, const std::string& expected) {
+/// The value as the expected files write it.
+std::string CellOf(Recordset& set, std::size_t field) {
   values::Value value;
   const Status read = set.Fields(field).GetValue(value);
   if (!read.ok()) return "<" + std::string(read.message()) + ">";
-  double number = value.number;
-  switch (value.kind) {
-    case values::Kind::kNull:
-      return {};
-    case values::Kind::kText:
-      return std::string(value.text);
-    case values::Kind::kBoolean:
-      return value.boolean ? "T" : "F";
-    case values::Kind::kDateTime: {
-      const auto day = values::FromDay(value.date_time.day);
-      const int second = value.date_time.milliseconds / 1000;
-      char text[40];
-      std::snprintf(text, sizeof text, "%04d-%02d-%02d", day.year, day.month, day.day);
-      if (expected.size() <= 10) return text;
-      char time[40];
-      std::snprintf(time, sizeof time, " %02d:%02d:%02d", second / 3600, second / 60 % 60,
-                    second % 60);
-      return std::string(text) + time;
-    }
-    case values::Kind::kInteger:
-      number = static_cast<double>(value.integer);
-      break;
-    case values::Kind::kCurrency:
-      number = static_cast<double>(value.integer) / 10000;
-      break;
-    default:
-      break;
-  }
-  double wanted = 0;
-  const char* end = expected.data() + expected.size();
-  if (std::from_chars(expected.data(), end, wanted).ptr == end && wanted == number) return expected;
-  return std::to_string(number);
+  if (value.kind == values::Kind::kBoolean) return value.boolean ? "T" : "F";
+  value.text = value.kind == values::Kind::kDouble ? std::string_view() : value.text;
+  std::string text;
+  if (value.kind == values::Kind::kDateTime && value.date_time.day == 0) text = "1899-12-30 ";
+  values::ValueFormat::Neutral().Append(value, text);
+  return text;
 }
 
 struct Pages {
@@ -104,13 +80,11 @@ TEST_CASE("sample tables read as independent readers saw them") {
     CHECK_MESSAGE(set->Def().WhyReadOnly.find(sample.why_read_only) != std::string::npos,
                   set->Def().WhyReadOnly);
     CHECK(set->RecordCount().value_or(-1) == static_cast<std::int64_t>(expected.size()) - 1);
-    for (std::size_t row = 1; row < expected.size(); ++row) {
+    for (std::size_t row = 1; row < expected.size() && !set->Eof(); ++row) {
       CAPTURE(row);
-      REQUIRE_FALSE(set->Eof());
       Row found;
-      for (std::size_t i = 0; i < set->FieldCount(); ++i)
-        found.push_back(CellOf(*set, i, expected[row][i]));
-      CHECK(Show(found) == Show(expected[row]));
+      for (std::size_t i = 0; i < set->FieldCount(); ++i) found.push_back(CellOf(*set, i));
+      CHECK(Show(found) == base::Replace(Show(expected[row]), " 00:00:00", ""));
       CHECK(set->MoveNext().ok());
     }
     CHECK(set->Eof());
@@ -119,17 +93,124 @@ TEST_CASE("sample tables read as independent readers saw them") {
     REQUIRE(problems.ok());
     CHECK_MESSAGE(problems->empty(), Show(*problems));
   }
-}
-
-TEST_CASE("sample tables that cannot be read say why") {
-  const std::string folder = SampleFolder("xbase");
-  if (folder.empty()) return;
-  Folder samples(folder);
   const auto dbase7 = samples->OpenRecordset("dbase_8c", RecordsetType::kTable);
   CHECK(dbase7.status().message().find("dBASE 7") != std::string_view::npos);
   auto nothing = samples.Open("nofields");
   CHECK(nothing->FieldCount() == 0);
   CHECK(nothing->RecordCount().value_or(-1) == 1);
+}
+
+namespace {
+
+/// All of a table; Null and empty text look the same, since not every table tells them apart.
+std::string Plain(Folder& folder, std::string_view table) {
+  std::vector<Row> rows = folder.ReadAll(table);
+  for (Row& row : rows) std::replace(row.begin(), row.end(), std::string("<null>"), std::string());
+  return Show(rows);
+}
+
+/// Copies everything into a new table and returns the number of characters it had to replace.
+std::int64_t Copy(Recordset& from, Folder& copies, std::string_view name) {
+  TableDef def = from.Def();
+  def.Name = name;
+  copies.Make(def);
+  auto to = copies.Open(name);
+  for (; !from.Eof(); (void)from.MoveNext()) {
+    REQUIRE(to->AddNew().ok());
+    for (std::size_t i = 0; i < from.FieldCount(); ++i) {
+      values::Value value;
+      REQUIRE(from.Fields(i).GetValue(value).ok());
+      const Status set = to->Fields(i).SetValue(value);
+      CHECK_MESSAGE(set.ok(), set.message());
+    }
+    REQUIRE(to->Update().ok());
+  }
+  REQUIRE(to->Close().ok());
+  return to->ReplacedCharacters();
+}
+
+}  // namespace
+
+TEST_CASE("sample tables can be copied record by record, and written to") {
+  const std::string folder = SampleFolder("xbase");
+  if (folder.empty()) return;
+  const Pages pages;
+  const TempFolder temp;
+  Folder samples(folder, "FoxPro 3.0", storage::RealFileSystem(), true);
+  Folder copies(temp.path(), "FoxPro 3.0");
+  for (const Sample& sample : kSamples) {
+    CAPTURE(std::string(sample.name));
+    const std::string copy = "of_" + std::string(sample.name);
+    const std::int64_t replaced = Copy(*samples.Open(sample.name), copies, copy);
+    CHECK(copies->Inspect(copy)->empty());
+    // A western code page cannot hold Cyrillic, and says so.
+    const bool cyrillic = std::string(sample.name) == "cp1251";
+    CHECK((replaced != 0) == cyrillic);
+    CHECK((Plain(samples, sample.name) == Plain(copies, copy)) == !cyrillic);
+  }
+
+  // The same files, written to where they lie: nothing else in them changes.
+  for (const Sample& sample : kSamples) {
+    if (*sample.why_read_only != '\0') continue;
+    CAPTURE(std::string(sample.name));
+    for (const char* extension : {".dbf", ".dbt"}) {
+      const std::string file = std::string(sample.name) + extension;
+      if (std::filesystem::exists(folder + "/" + file))
+        WriteWhole(temp.File(file), ReadWhole(folder + "/" + file));
+    }
+    std::vector<Row> expected = copies.ReadAll(sample.name);
+    auto set = copies.Open(sample.name);
+    Row added(set->FieldCount(), "<null>");
+    for (std::size_t i = 0; i < added.size(); ++i) {
+      const TypeCode type = set->Fields(i).Type();
+      if (type == TypeCode::kCurrency) added[i] = "0";  // it has no Null
+      if (values::IsText(type)) added[i] = "n";
+      if (type != TypeCode::kMemo) continue;
+      expected[0][i] = std::string(1000, 'g');
+      REQUIRE(copies.Change(*set, i, expected[0][i]).ok());
+    }
+    expected.push_back(added);
+    REQUIRE(copies.Append(*set, added).ok());
+    REQUIRE(set->Close().ok());
+    CHECK(Show(copies.ReadAll(sample.name)) == Show(expected));
+    CHECK(copies->Inspect(sample.name)->empty());
+  }
+}
+
+TEST_CASE("other programs read what is written here") {
+  const std::string python = "/usr/bin/python3";
+  if (std::system((python + " -c 'import dbf, dbfread' 2>/dev/null").c_str()) != 0) {
+    MESSAGE("skipped: python3-dbf and python3-dbfread are not installed");
+    return;
+  }
+  REQUIRE(base::SetAnsiPage(65001).ok());
+  REQUIRE(base::SetOemPage(850).ok());
+  const TableDef def = MakeTable(
+      "T", {MakeField("NAME", TypeCode::kText, 20), MakeField("AMT", TypeCode::kNumeric, 12, 2),
+            MakeField("NUM", TypeCode::kLong), MakeField("BORN", TypeCode::kDate),
+            MakeField("OK", TypeCode::kBoolean), MakeField("NOTE", TypeCode::kMemo)});
+  for (const char* connect : {"dBASE III", "dBASE IV", "FoxPro 2.6", "FoxPro 3.0"}) {
+    CAPTURE(std::string(connect));
+    const TempFolder temp;
+    Folder folder(temp.path(), connect);
+    folder.Make(def);
+    std::vector<Row> rows;
+    for (int i = 0; i < 60; ++i) {
+      const std::string n = std::to_string(i + 10);
+      const std::string note(static_cast<std::size_t>(i * 30), 'n');
+      rows.push_back({"\u00E9 " + n, n + ".25", "-" + n, "20" + n + "-02-28", "True", note});
+    }
+    folder.Fill("T", rows);
+    auto set = folder.Open("T");
+    REQUIRE(set->MoveFirst().ok());
+    REQUIRE(set->Delete().ok());
+    REQUIRE(set->MoveNext().ok());
+    REQUIRE(folder.Change(*set, 5, "a longer note " + std::string(2000, 'e')).ok());
+    REQUIRE(set->Close().ok());
+    WriteWhole(temp.File("expected"), Plain(folder, "T"));
+    const std::string script = std::string(KELVORIN_SOURCE_DIR) + "/tests/xbase/foreign_readers.py";
+    CHECK(std::system((python + " " + script + " " + temp.path()).c_str()) == 0);
+  }
 }
 
 }  // namespace kelvorin::tests

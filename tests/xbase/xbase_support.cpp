@@ -25,6 +25,20 @@ std::unique_ptr<Recordset> Folder::Open(std::string_view table, RecordsetType ty
   return *std::move(opened);
 }
 
+void Folder::Make(const TableDef& table) {
+  const Status made = database_->CreateTable(table);
+  REQUIRE_MESSAGE(made.ok(), made.message());
+}
+
+void Folder::Fill(std::string_view table, const std::vector<Row>& rows) {
+  auto set = Open(table);
+  for (const Row& row : rows) {
+    const Status added = Append(*set, row);
+    REQUIRE_MESSAGE(added.ok(), added.message());
+  }
+  REQUIRE(set->Close().ok());
+}
+
 Status Folder::Append(Recordset& set, const Row& texts) {
   KV_TRY(set.AddNew());
   for (std::size_t i = 0; i < texts.size(); ++i)

@@ -33,6 +33,9 @@ class Folder {
 
   std::unique_ptr<Recordset> Open(std::string_view table,
                                   RecordsetType type = RecordsetType::kTable);
+  void Make(const TableDef& table);
+  /// Appends these records and closes the table.
+  void Fill(std::string_view table, const std::vector<Row>& rows);
   /// Appends one record; "<null>" leaves its field unassigned.
   Status Append(Recordset& set, const Row& texts);
   /// Sets one field of the current record.

@@ -1,0 +1,233 @@
+#include <sql.h>
+#include <sqlext.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "bench/odbc/records.h"
+#include "bench/odbc/roads_to_try.h"
+
+namespace kelvorin::bench {
+namespace {
+
+SQLCHAR* Chars(const std::string& text) {
+  return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
+}
+SQLPOINTER Number(std::size_t value) {
+  return reinterpret_cast<SQLPOINTER>(value);
+}
+
+class Bare {
+ public:
+  explicit Bare(const std::string& connect) {
+    SQLAllocHandle(SQL_HANDLE_ENV, nullptr, &environment_);
+    SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
+    SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_);
+    Require(SQLDriverConnect(connection_, nullptr, Chars(connect), SQL_NTS, nullptr, 0, nullptr,
+                             SQL_DRIVER_NOPROMPT),
+            SQL_HANDLE_DBC, connection_);
+    SQLAllocHandle(SQL_HANDLE_STMT, connection_, &statement_);
+  }
+  ~Bare() {
+    SQLFreeHandle(SQL_HANDLE_STMT, statement_);
+    SQLDisconnect(connection_);
+    SQLFreeHandle(SQL_HANDLE_DBC, connection_);
+    SQLFreeHandle(SQL_HANDLE_ENV, environment_);
+  }
+  void Autocommit(bool on) {
+    SQLSetConnectAttr(connection_, SQL_ATTR_AUTOCOMMIT, Number(on ? 1 : 0), 0);
+  }
+  void Commit() { SQLEndTran(SQL_HANDLE_DBC, connection_, SQL_COMMIT); }
+  void Send(const std::string& sql) {
+    SQLFreeStmt(statement_, SQL_CLOSE);
+    Require(SQLExecDirect(statement_, Chars(sql), static_cast<SQLINTEGER>(sql.size())),
+            SQL_HANDLE_STMT, statement_);
+  }
+  void Require(SQLRETURN result, SQLSMALLINT type, SQLHANDLE handle) {
+    if (result == SQL_SUCCESS || result == SQL_SUCCESS_WITH_INFO || result == SQL_NO_DATA) return;
+    SQLCHAR state[6], text[1000];
+    SQLINTEGER number = 0;
+    SQLSMALLINT size = 0;
+    SQLGetDiagRec(type, handle, 1, state, &number, text, sizeof text, &size);
+    std::fprintf(stderr, "bare road: %s %s\n", reinterpret_cast<char*>(state),
+                 reinterpret_cast<char*>(text));
+    std::exit(1);
+  }
+  SQLHSTMT statement() { return statement_; }
+  void RequireStatement(SQLRETURN result) { Require(result, SQL_HANDLE_STMT, statement_); }
+
+ private:
+  SQLHENV environment_ = nullptr;
+  SQLHDBC connection_ = nullptr;
+  SQLHSTMT statement_ = nullptr;
+};
+
+std::string Columns() {
+  std::string columns = "(";
+  for (const char* name : kFieldNames) columns += std::string(columns == "(" ? "" : ",") + name;
+  return columns + ")";
+}
+
+void SendValues(Bare& bare, const std::string& records, std::size_t chunk, bool group) {
+  const std::string into = "INSERT INTO people " + Columns() + " VALUES ";
+  std::string sql = into;
+  std::size_t count = 0, total = 0;
+  if (group) bare.Autocommit(false);
+  const auto send = [&] {
+    if (count == 0) return;
+    bare.Send(sql);
+    sql = into;
+    count = 0;
+    if (group && total % 10000 == 0) bare.Commit();
+  };
+  ForEachRecord(records, [&](const Fields& fields) {
+    if (count != 0) sql += ',';
+    sql += '(';
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (i != 0) sql += ',';
+      AppendSql(fields[i], kIsNumber[i], sql);
+    }
+    sql += ')';
+    ++total;
+    if (++count == chunk) send();
+  });
+  send();
+  if (group) bare.Commit();
+}
+
+constexpr const char* kElementTypes[kFieldCount] = {"int4",    "varchar", "varchar", "varchar",
+                                                    "int4",    "numeric", "date",    "varchar",
+                                                    "varchar", "int4"};
+
+void AppendElement(std::string_view value, bool is_number, bool doubled, std::string& out) {
+  if (is_number) {
+    out += value;
+    return;
+  }
+  out += '"';
+  for (char c : value) {
+    if (c == '"' || c == '\\') out += '\\';
+    if (c == '\'' && doubled) out += c;
+    out += c;
+  }
+  out += '"';
+}
+
+void SendUnnest(Bare& bare, const std::string& records, std::size_t chunk) {
+  std::vector<std::string> arrays(kFieldCount);
+  std::string sql;
+  std::size_t count = 0;
+  const auto send = [&] {
+    if (count == 0) return;
+    sql = "INSERT INTO people " + Columns() + " SELECT * FROM unnest(";
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (i != 0) sql += ',';
+      sql += "'{" + arrays[i] + "}'::" + kElementTypes[i] + "[]";
+      arrays[i].clear();
+    }
+    bare.Send(sql + ")");
+    count = 0;
+  };
+  ForEachRecord(records, [&](const Fields& fields) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (count != 0) arrays[i] += ',';
+      AppendElement(fields[i], kIsNumber[i], true, arrays[i]);
+    }
+    if (++count == chunk) send();
+  });
+  send();
+}
+
+// The same with one bound text per column: the server's parser never sees the values.
+void SendArrayParameters(Bare& bare, const std::string& records, std::size_t chunk) {
+  std::vector<std::string> arrays(kFieldCount, "{");
+  std::vector<SQLLEN> sizes(kFieldCount);
+  std::string sql = "INSERT INTO people " + Columns() + " SELECT * FROM unnest(";
+  for (std::size_t i = 0; i < kFieldCount; ++i)
+    sql += std::string(i == 0 ? "" : ",") + "?::" + kElementTypes[i] + "[]";
+  sql += ")";
+  bare.RequireStatement(SQLPrepare(bare.statement(), Chars(sql), SQL_NTS));
+  std::size_t count = 0;
+  const auto send = [&] {
+    if (count == 0) return;
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      arrays[i] += '}';
+      sizes[i] = static_cast<SQLLEN>(arrays[i].size());
+      bare.RequireStatement(SQLBindParameter(
+          bare.statement(), static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT, SQL_C_CHAR,
+          SQL_LONGVARCHAR, arrays[i].size(), 0, arrays[i].data(), sizes[i], &sizes[i]));
+    }
+    bare.RequireStatement(SQLExecute(bare.statement()));
+    for (std::string& array : arrays) array = "{";
+    count = 0;
+  };
+  ForEachRecord(records, [&](const Fields& fields) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (count != 0) arrays[i] += ',';
+      AppendElement(fields[i], kIsNumber[i], false, arrays[i]);
+    }
+    if (++count == chunk) send();
+  });
+  send();
+}
+
+void SendBoundArrays(Bare& bare, const std::string& records, std::size_t chunk) {
+  constexpr std::size_t kCell = 64;
+  std::vector<std::vector<char>> cells(kFieldCount, std::vector<char>(kCell * chunk));
+  std::vector<std::vector<SQLLEN>> sizes(kFieldCount, std::vector<SQLLEN>(chunk));
+  const std::string sql = "INSERT INTO people " + Columns() + " VALUES (?,?,?,?,?,?,?,?,?,?)";
+  bare.RequireStatement(SQLPrepare(bare.statement(), Chars(sql), SQL_NTS));
+  for (std::size_t i = 0; i < kFieldCount; ++i)
+    bare.RequireStatement(SQLBindParameter(bare.statement(), static_cast<SQLUSMALLINT>(i + 1),
+                                           SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, kCell, 0,
+                                           cells[i].data(), kCell, sizes[i].data()));
+  std::size_t count = 0;
+  const auto send = [&] {
+    if (count == 0) return;
+    SQLSetStmtAttr(bare.statement(), SQL_ATTR_PARAMSET_SIZE, Number(count), 0);
+    bare.RequireStatement(SQLExecute(bare.statement()));
+    count = 0;
+  };
+  ForEachRecord(records, [&](const Fields& fields) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      std::memcpy(cells[i].data() + count * kCell, fields[i].data(), fields[i].size());
+      sizes[i][count] = static_cast<SQLLEN>(fields[i].size());
+    }
+    if (++count == chunk) send();
+  });
+  send();
+}
+
+}  // namespace
+
+void SendBarely(const Place& place, const std::string& records, const std::string& road,
+                std::size_t chunk) {
+  Bare bare(place.connect);
+  if (road == "values") {
+    SendValues(bare, records, chunk, place.kind == "sqlite");
+  } else if (road == "unnest") {
+    SendUnnest(bare, records, chunk);
+  } else if (road == "array parameters") {
+    SendArrayParameters(bare, records, chunk);
+  } else {
+    SendBoundArrays(bare, records, chunk);
+  }
+}
+
+void RunSql(const Place& place, const std::string& sql) {
+  Bare(place.connect).Send(sql);
+}
+
+long CountRows(const Place& place) {
+  Bare bare(place.connect);
+  bare.Send("SELECT COUNT(*) FROM people");
+  SQLFetch(bare.statement());
+  SQLBIGINT count = 0;
+  SQLGetData(bare.statement(), 1, SQL_C_SBIGINT, &count, 0, nullptr);
+  return static_cast<long>(count);
+}
+
+}  // namespace kelvorin::bench

@@ -1,0 +1,254 @@
+#include "database/access/index_page.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace kelvorin::database::access {
+namespace {
+
+void PutBit(base::MutableByteSpan bits, std::uint32_t at, bool on) noexcept {
+  const auto mask = static_cast<std::byte>(1u << (at % 8));
+  if (on) {
+    bits[at / 8] |= mask;
+  } else {
+    bits[at / 8] &= ~mask;
+  }
+}
+
+/// Last set bit at or before `at`, or 0 (the start of the first entry) when there is none.
+std::uint32_t LastBit(base::ByteSpan bits, std::uint32_t at) noexcept {
+  for (std::uint32_t byte = at / 8 + 1; byte-- > 0;) {
+    auto value = static_cast<unsigned>(bits[byte]);
+    if (byte == at / 8) value &= (2u << (at % 8)) - 1;
+    if (value != 0) return byte * 8 + 31 - static_cast<std::uint32_t>(std::countl_zero(value));
+  }
+  return 0;
+}
+
+/// First set bit behind `at`, or the number of bits when there is none.
+std::uint32_t NextBit(base::ByteSpan bits, std::uint32_t at) noexcept {
+  ++at;
+  for (std::uint32_t byte = at / 8; byte < bits.size(); ++byte) {
+    auto value = static_cast<unsigned>(bits[byte]);
+    if (byte == at / 8) value &= 0xFFu << (at % 8);
+    if (value != 0) return byte * 8 + static_cast<std::uint32_t>(std::countr_zero(value));
+  }
+  return static_cast<std::uint32_t>(bits.size()) * 8;
+}
+
+}  // namespace
+
+base::ByteSpan IndexPage::Bitmap() const noexcept {
+  return page_.bytes().subspan(layout_.bitmap_at,
+                               std::size_t{layout_.entries_at} - layout_.bitmap_at);
+}
+
+IndexPage::IndexPage(const PageChannel& channel, Page& page)
+    : channel_(channel), layout_(channel.layout()), page_(page) {
+  const base::ByteSpan bits = Bitmap();
+  used_ = LastBit(bits, static_cast<std::uint32_t>(bits.size()) * 8 - 1);
+  prefix_ = layout_.wide ? base::LoadLE16(page_.bytes(), layout_.prefix_at)
+                         : base::Load8(page_.bytes(), layout_.prefix_at);
+  if (used_ > layout_.entry_area())
+    channel_.Corrupt(page_.number(), "its index entries leave the page");
+  if (used_ == 0) {
+    prefix_ = 0;
+  } else if (prefix_ > EndOf(0)) {
+    channel_.Corrupt(page_.number(), "its index entries share more bytes than the first one has");
+  }
+}
+
+std::uint32_t IndexPage::EndOf(std::uint32_t at) const {
+  const std::uint32_t end = NextBit(Bitmap(), at);
+  const std::size_t bytes = end - at + (at == 0 ? 0 : prefix_);
+  if (end > used_ || bytes < kPositionBytes + (leaf() ? 0 : kChildBytes))
+    channel_.Corrupt(page_.number(), "the index entry at " + std::to_string(at) + " is too short");
+  return end;
+}
+
+std::uint32_t IndexPage::Before(std::uint32_t at) const noexcept {
+  return at <= 1 ? 0 : LastBit(Bitmap(), at - 1);
+}
+
+void IndexPage::Read(std::uint32_t at, std::string& out) const {
+  const std::uint32_t end = EndOf(at);
+  const std::string_view area = base::AsText(Area());
+  out.clear();
+  if (at != 0) out.append(area.substr(0, prefix_));
+  out.append(area.substr(at, end - at));
+}
+
+std::uint32_t IndexPage::Child(std::uint32_t at) const {
+  const std::uint32_t end = EndOf(at);
+  if (end - at >= kChildBytes) return base::LoadBE32(Area(), end - kChildBytes);
+  std::string entry;
+  Read(at, entry);
+  return base::LoadBE32(base::AsBytes(entry), entry.size() - kChildBytes);
+}
+
+int IndexPage::Compare(std::uint32_t at, std::uint32_t end, std::string_view key) const noexcept {
+  const std::string_view area = base::AsText(Area());
+  std::size_t count = end - at + (at == 0 ? 0 : prefix_);
+  if (!leaf()) count = count > kChildBytes ? count - kChildBytes : 0;
+  std::size_t done = 0;
+  if (at != 0) {
+    const std::size_t shared = std::min({prefix_, count, key.size()});
+    if (const int order = area.substr(0, shared).compare(key.substr(0, shared)); order != 0)
+      return order;
+    done = shared;
+    if (done < prefix_) return count < key.size() ? -1 : count > key.size() ? 1 : 0;
+  }
+  const std::size_t rest = std::min(count, key.size()) - done;
+  const int order = rest == 0 ? 0 : std::memcmp(area.data() + at, key.data() + done, rest);
+  if (order != 0) return order;
+  return count < key.size() ? -1 : count > key.size() ? 1 : 0;
+}
+
+std::uint32_t IndexPage::LowerBound(std::string_view key) const {
+  const base::ByteSpan bits = Bitmap();
+  std::uint32_t low = 0;
+  std::uint32_t high = used_;  // entries from here on are not less
+  while (low < high) {
+    std::uint32_t middle = LastBit(bits, low + (high - low) / 2);
+    if (middle < low) middle = low;
+    const std::uint32_t end = EndOf(middle);
+    if (Compare(middle, end, key) < 0) {
+      low = end;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
+void IndexPage::SetUsed(std::uint32_t used) {
+  used_ = used;
+  base::StoreLE16(page_.Change(2, 2), 2, static_cast<std::uint16_t>(layout_.entry_area() - used));
+}
+
+/// Makes or closes a gap of `by` bytes at `from`, and moves the bits of the ends behind it.
+void IndexPage::Shift(std::uint32_t from, std::uint32_t by, bool up) {
+  const std::uint32_t used = up ? used_ + by : used_ - by;
+  const std::uint32_t high = std::max(used, used_);
+  const base::MutableByteSpan area =
+      page_.Change(layout_.entries_at + from, high - from).subspan(layout_.entries_at);
+  const std::uint32_t bits_from = from / 8;
+  const std::uint32_t bits_to = high / 8 + 1;
+  const base::MutableByteSpan bits =
+      page_.Change(layout_.bitmap_at + bits_from, bits_to - bits_from).subspan(layout_.bitmap_at);
+  if (up) {
+    std::memmove(area.data() + from + by, area.data() + from, used_ - from);
+    for (std::uint32_t end = used_; end > from; end = LastBit(bits.first(bits_to), end - 1)) {
+      PutBit(bits, end, false);
+      PutBit(bits, end + by, true);
+    }
+  } else {
+    std::memmove(area.data() + from, area.data() + from + by, used_ - from - by);
+    // The end at `from + by` goes with the bytes; the first end behind stays an end.
+    PutBit(bits, from + by, false);
+    for (std::uint32_t end = NextBit(bits.first(bits_to), from + by); end <= used_;
+         end = NextBit(bits.first(bits_to), end)) {
+      PutBit(bits, end, false);
+      PutBit(bits, end - by, true);
+    }
+  }
+  SetUsed(used);
+}
+
+bool IndexPage::Insert(std::uint32_t at, std::string_view entry) {
+  std::string_view rest = entry;
+  std::uint32_t from = at;
+  if (prefix_ != 0) {
+    const std::string_view shared = base::AsText(Area()).substr(0, prefix_);
+    if (entry.substr(0, prefix_) != shared || entry.size() <= prefix_ + (leaf() ? 0 : kChildBytes))
+      return false;
+    rest.remove_prefix(prefix_);
+    if (at == 0) from = static_cast<std::uint32_t>(prefix_);
+  }
+  const auto bytes = static_cast<std::uint32_t>(rest.size());
+  if (used_ + bytes > layout_.entry_area()) return false;
+  Shift(from, bytes, true);
+  std::memcpy(page_.Change(layout_.entries_at + from, bytes).data() + layout_.entries_at + from,
+              rest.data(), bytes);
+  const std::uint32_t end = from + bytes;
+  PutBit(page_.Change(layout_.bitmap_at + end / 8, 1).subspan(layout_.bitmap_at), end, true);
+  return true;
+}
+
+void IndexPage::Remove(std::uint32_t at) {
+  const std::uint32_t end = EndOf(at);
+  // The first entry leaves the bytes that the others share with it to its follower.
+  const bool hand_on = at == 0 && end != used_;
+  const auto from = hand_on ? static_cast<std::uint32_t>(prefix_) : at;
+  Shift(from, end - from, false);
+  if (used_ != 0) return;
+  prefix_ = 0;
+  base::Store8(page_.Change(layout_.prefix_at, 1), layout_.prefix_at, 0);
+  if (layout_.wide)
+    base::Store8(page_.Change(layout_.prefix_at + 1u, 1), layout_.prefix_at + 1u, 0);
+}
+
+void IndexPage::SetChild(std::uint32_t at, std::uint32_t child) {
+  const std::uint32_t end = EndOf(at);
+  if (end - at < kChildBytes)
+    channel_.Corrupt(page_.number(), "a child page is half in the shared bytes");
+  const std::size_t place = layout_.entries_at + std::size_t{end} - kChildBytes;
+  base::StoreBE32(page_.Change(place, kChildBytes), place, child);
+}
+
+void IndexPage::ReadAll(std::vector<std::string>& out) const {
+  out.clear();
+  for (std::uint32_t at = 0; at < used_; at = EndOf(at)) {
+    out.emplace_back();
+    Read(at, out.back());
+  }
+}
+
+bool IndexPage::WriteAll(const std::vector<std::string>& entries) {
+  // The prefix stops before the slot of the position, so that no entry becomes empty.
+  const std::size_t kept = leaf() ? 1 : 1 + kChildBytes;
+  std::size_t prefix = 0;
+  if (entries.size() > 1) {
+    const std::string& first = entries.front();
+    prefix = first.size() - kept;
+    for (const std::string& entry : entries) {
+      prefix = std::min(prefix, entry.size() - kept);
+      std::size_t same = 0;
+      while (same < prefix && entry[same] == first[same]) ++same;
+      prefix = same;
+    }
+    if (!layout_.wide) prefix = std::min<std::size_t>(prefix, 255);
+  }
+  std::size_t bytes = prefix;
+  for (const std::string& entry : entries) bytes += entry.size() - prefix;
+  if (bytes > layout_.entry_area()) return false;
+  const base::MutableByteSpan page = page_.Change(0, layout_.page_bytes);
+  const base::MutableByteSpan bits = page.subspan(layout_.bitmap_at);
+  std::fill_n(bits.begin(), layout_.entries_at - layout_.bitmap_at, std::byte{0});
+  std::size_t at = 0;
+  for (const std::string& entry : entries) {
+    const std::size_t skip = at == 0 ? 0 : prefix;
+    std::memcpy(page.data() + layout_.entries_at + at, entry.data() + skip, entry.size() - skip);
+    at += entry.size() - skip;
+    PutBit(bits, static_cast<std::uint32_t>(at), true);
+  }
+  prefix_ = prefix;
+  base::Store8(page, layout_.prefix_at, static_cast<std::uint8_t>(prefix));
+  if (layout_.wide) base::StoreLE16(page, layout_.prefix_at, static_cast<std::uint16_t>(prefix));
+  SetUsed(static_cast<std::uint32_t>(at));
+  return true;
+}
+
+void IndexPage::Format(const Layout& layout, Page& page, std::uint8_t type, std::uint8_t level,
+                       std::uint32_t table) {
+  const base::MutableByteSpan bytes = page.Change(0, layout.page_bytes);
+  std::fill(bytes.begin(), bytes.end(), std::byte{0});
+  base::Store8(bytes, 0, type);
+  base::Store8(bytes, 1, 1);
+  base::StoreLE16(bytes, 2, static_cast<std::uint16_t>(layout.entry_area()));
+  base::StoreLE32(bytes, 4, table);
+  base::Store8(bytes, layout.level_at, level);
+}
+
+}  // namespace kelvorin::database::access

@@ -1,0 +1,105 @@
+#include "database/odbc/array_road.h"
+
+#include <array>
+
+namespace kelvorin::database_odbc {
+namespace {
+
+constexpr auto kSpecial = [] {
+  std::array<bool, 256> table{};
+  for (unsigned char c : {'"', '\\', '\''}) table[c] = true;
+  return table;
+}();
+
+/// A literal as the element of an array: text in double quotes with those and backslashes escaped.
+void AppendElement(std::string_view literal, std::string& out) {
+  if (literal.front() != '\'') {  // a number, or NULL
+    out += literal;
+    return;
+  }
+  literal = literal.substr(1, literal.size() - 2);
+  out += '"';
+  const char* from = literal.data();
+  const char* const end = from + literal.size();
+  for (const char* at = from; at < end; ++at) {
+    if (!kSpecial[static_cast<unsigned char>(*at)]) continue;
+    out.append(from, at);
+    if (*at == '\'') {
+      ++at;  // quotes stand doubled
+    } else {
+      out += '\\';
+    }
+    from = at;
+  }
+  out.append(from, end);
+  out += '"';
+}
+
+}  // namespace
+
+ArrayRoad::ArrayRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
+                     const std::vector<std::string>& element_types)
+    : SqlRoad(session, into, refuses_doubles, limits), columns_(element_types.size()) {
+  sql_ = this->into() + "SELECT * FROM unnest(";
+  for (std::size_t i = 0; i < element_types.size(); ++i)
+    sql_ += (i == 0 ? "?::" : ",?::") + Utf8Name(element_types[i]) + "[]";
+  sql_ += ')';
+}
+
+void ArrayRoad::Fill(const RecordBatch& batch, BatchRange range) {
+  for (std::size_t field = 0; field < columns_.size(); ++field) {
+    std::string& array = columns_[field].array;
+    array = "{";
+    for (std::size_t i = range.first; i < range.end; ++i) {
+      if (i != range.first) array += ',';
+      AppendElement(batch.Literal(i, field), array);
+    }
+    array += '}';
+    columns_[field].size = static_cast<SQLLEN>(array.size());
+  }
+}
+
+void ArrayRoad::PrepareAndBind() {
+  const std::string what = "the records cannot be posted";
+  if (!prepared_) {
+    prepared_ = Statement(session().connection());
+    SQLSetStmtAttr(prepared_.get(), SQL_ATTR_NOSCAN,
+                   reinterpret_cast<SQLPOINTER>(SQLULEN{SQL_NOSCAN_OFF}), 0);
+    prepared_.Check(SQLPrepare(prepared_.get(), Chars(sql_), static_cast<SQLINTEGER>(sql_.size())),
+                    what);
+  }
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    Column& column = columns_[i];
+    prepared_.Check(
+        SQLBindParameter(prepared_.get(), static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT,
+                         SQL_C_CHAR, SQL_LONGVARCHAR, column.array.size(), 0, column.array.data(),
+                         column.size, &column.size),
+        what);
+  }
+}
+
+PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
+  if (range.size() == 1 || session().lost()) return SqlRoad::Send(batch, range);
+  try {
+    Fill(batch, range);
+    PrepareAndBind();
+    const SQLRETURN result = SQLExecute(prepared_.get());
+    if (Succeeded(result) || result == SQL_NO_DATA) return {};
+    PostFailure failure = FailureOf(prepared_);
+    if (failure.lost) prepared_ = Statement();
+    return failure;
+  } catch (const Error& error) {
+    PostFailure failure = FailureOf(error);
+    session().Note(Diagnosis{failure.errors});
+    failure.lost = session().lost();
+    prepared_ = Statement();
+    return failure;
+  }
+}
+
+bool ArrayRoad::Reconnect() {
+  prepared_ = Statement();
+  return SqlRoad::Reconnect();
+}
+
+}  // namespace kelvorin::database_odbc

@@ -1,0 +1,126 @@
+#include "tests/access/access_support.h"
+
+#include "database/access/access_driver.h"
+#include "tests/support/temp_folder.h"
+
+#include <doctest/doctest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace kelvorin::tests {
+
+void EnterAccess(DBEngine& engine, storage::FileSystem& fs) {
+  engine.Register(database::access::MakeAccessDriver(fs, std::make_shared<storage::OpenFiles>()));
+}
+
+AccessFile::AccessFile(const std::string& path, storage::FileSystem& fs, bool read_only,
+                       std::string_view connect) {
+  EnterAccess(engine_, fs);
+  auto opened = engine_.OpenDatabase(path, false, read_only, connect);
+  REQUIRE_MESSAGE(opened.ok(), opened.status().message());
+  database_ = *std::move(opened);
+}
+
+AccessFile::~AccessFile() {
+  (void)database_->Close();
+}
+
+std::unique_ptr<Recordset> AccessFile::Open(std::string_view table, RecordsetType type) {
+  auto opened = database_->OpenRecordset(table, type);
+  REQUIRE_MESSAGE(opened.ok(), opened.status().message());
+  return *std::move(opened);
+}
+
+Status Append(Recordset& set, const Row& texts) {
+  KV_TRY(set.AddNew());
+  for (std::size_t i = 0; i < texts.size(); ++i)
+    if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
+  return set.Update();
+}
+
+Status Change(Recordset& set, std::size_t field, std::string_view text) {
+  KV_TRY(set.Edit());
+  KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
+                          : set.Fields(field).SetText(text));
+  return set.Update();
+}
+
+std::string TextOf(Recordset& set) {
+  std::string line;
+  std::string text;
+  for (std::size_t i = 0; i < set.FieldCount(); ++i) {
+    bool null = false;
+    const Status read = set.Fields(i).GetText(text, null);
+    if (i != 0) line += '|';
+    line += !read.ok() ? "<" + std::string(read.message()) + ">" : null ? "<null>" : text;
+  }
+  return line;
+}
+
+std::string Walk(Recordset& set) {
+  std::string lines;
+  (void)set.MoveFirst();
+  while (!set.Eof()) {
+    lines += TextOf(set) + "\n";
+    const Status moved = set.MoveNext();
+    REQUIRE_MESSAGE(moved.ok(), moved.message());
+  }
+  return lines;
+}
+
+void MakeDatabase(const std::string& path, std::string_view connect, storage::FileSystem& fs) {
+  DBEngine engine;
+  EnterAccess(engine, fs);
+  const Status made = engine.CreateDatabase(path, connect);
+  REQUIRE_MESSAGE(made.ok(), made.message());
+}
+
+FieldDef MakeField(std::string name, TypeCode type, std::int32_t size) {
+  FieldDef field;
+  field.Name = std::move(name);
+  field.Type = type;
+  field.Size = size;
+  return field;
+}
+
+IndexDef MakeIndex(std::string name, std::string_view columns, bool unique, bool primary) {
+  IndexDef index;
+  index.Name = std::move(name);
+  index.Columns = database::ParseIndexFields(columns);
+  index.Unique = unique || primary;
+  index.Primary = index.Required = primary;
+  return index;
+}
+
+const std::string& Checker() {
+  static const std::string path = [] {
+    const std::string tool = std::string(KELVORIN_SAMPLES) + "/../tools/jetcheck.py";
+    if (std::filesystem::exists(tool) && std::system("python3 -c 0 >/dev/null 2>&1") == 0)
+      return tool;
+    MESSAGE("left out: the independent checker, which needs python3 and " << tool);
+    return std::string();
+  }();
+  return path;
+}
+
+void CheckSound(Database& database) {
+  const auto problems = database.Inspect();
+  REQUIRE_MESSAGE(problems.ok(), problems.status().message());
+  std::string found;
+  for (const std::string& problem : *problems) found += problem + "\n";
+  CHECK(found == "");
+}
+
+void CheckSoundFile(const std::string& path) {
+  if (Checker().empty()) return;
+  const std::string report = path + ".report";
+  const std::string command = "python3 '" + Checker() + "' check '" + path + "' --keys '" +
+                              KELVORIN_SAMPLES + "/../formats/jet-text-keys.tsv' >'" + report +
+                              "' 2>&1";
+  const int result = std::system(command.c_str());
+  CHECK_MESSAGE(result == 0, ReadWhole(report));
+  std::filesystem::remove(report);
+}
+
+}  // namespace kelvorin::tests

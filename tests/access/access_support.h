@@ -1,0 +1,70 @@
+#pragma once
+// What the tests of this room share: an engine with the driver in it, files opened as databases,
+// and tables as lists of texts. Everything fails the test case when it cannot be done.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "database/api/engine.h"
+#include "database/storage/file.h"
+
+namespace kelvorin::tests {
+
+using database::Database;
+using database::DBEngine;
+using database::FieldDef;
+using database::IndexDef;
+using database::Recordset;
+using database::RecordsetType;
+using database::SeekComparison;
+using database::TableDef;
+using database::TypeCode;
+using Row = std::vector<std::string>;
+
+/// An engine with only the Access driver.
+void EnterAccess(DBEngine& engine, storage::FileSystem& fs = storage::RealFileSystem());
+
+/// A database opened through an engine of its own; closed when it goes.
+class AccessFile {
+ public:
+  explicit AccessFile(const std::string& path, storage::FileSystem& fs = storage::RealFileSystem(),
+                      bool read_only = false, std::string_view connect = ";pwd=;");
+  ~AccessFile();
+  Database& operator*() { return *database_; }
+  Database* operator->() { return database_.get(); }
+  DBEngine& engine() { return engine_; }
+
+  std::unique_ptr<Recordset> Open(std::string_view table,
+                                  RecordsetType type = RecordsetType::kTable);
+
+ private:
+  DBEngine engine_;
+  std::unique_ptr<Database> database_;
+};
+
+/// Appends one record; "<null>" leaves its field unassigned.
+Status Append(Recordset& set, const Row& texts);
+/// Sets one field of the current record; "<null>" makes it Null.
+Status Change(Recordset& set, std::size_t field, std::string_view text);
+/// The current record as neutral texts, Null as "<null>", joined by "|".
+std::string TextOf(Recordset& set);
+/// All records from the first on, one a line.
+std::string Walk(Recordset& set);
+
+/// Makes an empty database; `connect` chooses the version.
+void MakeDatabase(const std::string& path, std::string_view connect,
+                  storage::FileSystem& fs = storage::RealFileSystem());
+FieldDef MakeField(std::string name, TypeCode type, std::int32_t size = 0);
+/// `columns` as "+A;-B".
+IndexDef MakeIndex(std::string name, std::string_view columns, bool unique = false,
+                   bool primary = false);
+
+/// Our own check and, where Python and the checker are at hand, an independent one find nothing.
+void CheckSound(Database& database);
+void CheckSoundFile(const std::string& path);
+/// Path of the independent checker, or empty (it is then said once that it is left out).
+const std::string& Checker();
+
+}  // namespace kelvorin::tests

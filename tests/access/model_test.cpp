@@ -1,0 +1,339 @@
+// Random work on tables compared with a plain list of what they should hold, and the files checked
+// by us and by others.
+
+#include "base/code_page.h"
+#include "tests/access/access_support.h"
+#include "tests/storage/support/memory_files.h"
+#include "tests/support/temp_folder.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <set>
+
+namespace kelvorin::tests {
+namespace {
+
+/// Steps of one run; KELVORIN_MODEL_STEPS asks for longer ones.
+int Steps(int usual) {
+  const char* asked = std::getenv("KELVORIN_MODEL_STEPS");
+  return asked != nullptr ? std::atoi(asked) : usual;
+}
+
+class RandomRun {
+ public:
+  RandomRun(AccessFile& file, const std::string& table, unsigned seed, bool wide)
+      : set_(file.Open(table)), random_(seed), wide_(wide) {
+    for (const FieldDef& field : set_->Def().Fields) skip_.push_back(field.AutoIncrement);
+    Collect();
+    for (const FieldDef& field : set_->Def().Fields)
+      foreign_dates_ = foreign_dates_ || (field.Type == TypeCode::kDate && !places_.empty());
+    model_.clear();
+    for (const std::string& bookmark : places_) {
+      REQUIRE(set_->SetBookmark({bookmark}).ok());
+      model_.insert(Shown());
+    }
+  }
+
+  void Step() {
+    const unsigned kind = Below(100);
+    if (places_.empty() || kind < 45) return Add();
+    if (!Land()) return;
+    if (kind < 70) return Edit();
+    if (kind < 88) return Delete();
+    Seek();
+  }
+  /// What the table should hold stands in it, in every order.
+  void Compare() {
+    Collect();
+    std::multiset<std::string> found;
+    for (const std::string& bookmark : places_) {
+      REQUIRE(set_->SetBookmark({bookmark}).ok());
+      found.insert(Shown());
+    }
+    CHECK(found == model_);
+    CHECK(set_->RecordCount().value_or(-1) == static_cast<std::int64_t>(model_.size()));
+    for (const IndexDef& index : set_->Def().Indexes) {
+      REQUIRE(set_->SetIndex(index.Name).ok());
+      std::size_t count = 0;
+      for (; !set_->Eof(); ++count) REQUIRE(set_->MoveNext().ok());
+      if (!index.IgnoreNulls) CHECK(count == model_.size());
+      std::size_t back = 0;
+      (void)set_->MoveLast();
+      for (; !set_->Bof(); ++back) REQUIRE(set_->MovePrevious().ok());
+      CHECK(back == count);
+    }
+    REQUIRE(set_->SetIndex("").ok());
+  }
+  int done() const { return done_; }
+
+ private:
+  unsigned Below(unsigned end) { return static_cast<unsigned>(random_() % end); }
+
+  std::string Shown() {
+    std::string line, text;
+    for (std::size_t i = 0; i < set_->FieldCount(); ++i) {
+      bool null = false;
+      REQUIRE(set_->Fields(i).GetText(text, null).ok());
+      line += skip_[i] ? "*|" : null ? "<null>|" : text + "|";
+    }
+    return line;
+  }
+
+  void Collect() {
+    places_.clear();
+    database::Bookmark bookmark;
+    (void)set_->MoveFirst();
+    for (; !set_->Eof();) {
+      REQUIRE(set_->GetBookmark(bookmark).ok());
+      places_.push_back(bookmark.bytes);
+      REQUIRE(set_->MoveNext().ok());
+    }
+  }
+
+  bool Land() {
+    const std::size_t at = Below(static_cast<unsigned>(places_.size()));
+    at_ = at;
+    if (set_->SetBookmark({places_[at]}).ok()) return true;
+    places_.erase(places_.begin() + static_cast<std::ptrdiff_t>(at));
+    return false;
+  }
+
+  std::string Text(std::size_t most) {
+    static const char* const kWords[] = {"Alpha",  "beta",  "co-op",  "O'Brien", "été",
+                                         "Zoë",    "naïve", "Straße", "x  ",     " lead",
+                                         "résumé", "1001",  "a-b-c",  "MŒUF"};
+    static const char* const kWide[] = {"ツール", "日本語", "Привет", "Ωmega", "smile😀"};
+    std::string text;
+    for (unsigned n = Below(4); text.size() < most && n != 0; n -= n > 1 && most > 300 ? 0 : 1) {
+      text += wide_ && Below(4) == 0 ? kWide[Below(5)] : kWords[Below(14)];
+      if (Below(3) == 0) text += ' ';
+      if (Below(900) == 0) break;
+    }
+    return std::string(base::CutToCharacters(text, most / 2));
+  }
+
+  std::string Value(const FieldDef& field) {
+    switch (field.Type) {
+      case TypeCode::kBoolean:
+        return Below(2) == 0 ? "True" : "False";
+      case TypeCode::kByte:
+        return std::to_string(Below(256));
+      case TypeCode::kInteger:
+        return std::to_string(static_cast<int>(Below(65536)) - 32768);
+      case TypeCode::kLong:
+        return std::to_string(static_cast<int>(Below(20000)) - 5000);
+      case TypeCode::kCurrency:
+      case TypeCode::kSingle:
+      case TypeCode::kDouble:
+        return std::to_string(static_cast<int>(Below(2000000)) - 1000000) + "." +
+               std::to_string(Below(100));
+      case TypeCode::kDecimal:
+        return std::to_string(static_cast<int>(Below(2000000)) - 1000000);
+      case TypeCode::kDate:
+        return std::to_string(1800 + Below(400)) + "-0" + std::to_string(1 + Below(9)) + "-1" +
+               std::to_string(Below(9)) + " 0" + std::to_string(Below(9)) + ":12:34";
+      case TypeCode::kGuid: {
+        char text[40];
+        std::snprintf(text, sizeof text, "{%08X-0000-4000-8000-%012X}", Below(0xFFFFFFFF),
+                      Below(9));
+        return text;
+      }
+      default:
+        return Text(static_cast<std::size_t>(field.Size));
+    }
+  }
+
+  /// Assigns a field something new; false when it was refused.
+  bool Assign(std::size_t i) {
+    const FieldDef& field = set_->Def().Fields[i];
+    if (field.Type == TypeCode::kBinary || field.Type == TypeCode::kLongBinary) {
+      static const std::size_t kSizes[] = {0, 7, 60, 64, 65, 300, 2031, 4076, 4077, 15000};
+      const std::size_t size = field.Type == TypeCode::kBinary
+                                   ? Below(static_cast<unsigned>(field.Size) + 1)
+                                   : kSizes[Below(10)];
+      bytes_.resize(size);
+      for (char& c : bytes_) c = static_cast<char>(Below(256));
+      return set_->Fields(i).SetValue(values::Value::Bytes(bytes_)).ok();
+    }
+    if (Below(8) == 0 && field.Type != TypeCode::kBoolean)
+      return set_->Fields(i).SetValue(values::Value::Null()).ok();
+    if (field.Type == TypeCode::kMemo)
+      return set_->Fields(i).SetText(Text(Below(9) == 0 ? 12000 : 90)).ok();
+    return set_->Fields(i).SetText(Value(field)).ok();
+  }
+
+  void Add() {
+    REQUIRE(set_->AddNew().ok());
+    for (std::size_t i = 0; i < set_->FieldCount(); ++i)
+      if (!skip_[i] && !Assign(i)) return (void)set_->CancelUpdate();
+    const std::string row = Shown();
+    const Status stored = set_->Update();
+    if (!stored.ok()) return Refused(stored);
+    model_.insert(row);
+    ++done_;
+    if (++added_ % 64 == 0) Collect();
+  }
+
+  void Edit() {
+    const std::string before = Shown();
+    REQUIRE(set_->Edit().ok());
+    for (unsigned n = 1 + Below(3); n > 0; --n) {
+      const std::size_t i = Below(static_cast<unsigned>(set_->FieldCount()));
+      if (!skip_[i] && !Assign(i)) return (void)set_->CancelUpdate();
+    }
+    const std::string after = Shown();
+    const Status stored = set_->Update();
+    if (!stored.ok()) {
+      CHECK(Shown() == before);
+      return Refused(stored);
+    }
+    CHECK(Shown() == after);
+    model_.erase(model_.find(before));
+    model_.insert(after);
+    ++done_;
+  }
+
+  void Delete() {
+    const std::string before = Shown();
+    const Status deleted = set_->Delete();
+    if (!deleted.ok()) return Refused(deleted);
+    model_.erase(model_.find(before));
+    places_.erase(places_.begin() + static_cast<std::ptrdiff_t>(at_));
+    ++done_;
+  }
+
+  /// A record's own key leads to a record of that key.
+  void Seek() {
+    if (set_->Def().Indexes.empty()) return;
+    const IndexDef& index =
+        set_->Def().Indexes[Below(static_cast<unsigned>(set_->Def().Indexes.size()))];
+    std::vector<values::Value> keys;
+    std::vector<std::string> texts;
+    texts.reserve(index.Columns.size());
+    for (const database::IndexField& column : index.Columns) {
+      keys.emplace_back();
+      REQUIRE(set_->Fields(static_cast<std::size_t>(set_->Def().FindField(column.Name)))
+                  .GetValue(keys.back())
+                  .ok());
+      texts.emplace_back(keys.back().text);
+      keys.back().text = texts.back();
+    }
+    const std::string row = Shown();
+    REQUIRE(set_->SetIndex(index.Name).ok());
+    REQUIRE(set_->Seek(SeekComparison::kEqual, keys).ok());
+    const bool ignored = index.IgnoreNulls && keys.front().IsNull();
+    // Other programs store dates with more digits than a value of the interface has.
+    if (!foreign_dates_) CHECK(set_->NoMatch() == ignored);
+    if (!set_->NoMatch() && !foreign_dates_ && index.Unique && !keys.front().IsNull())
+      CHECK(Shown() == row);
+    REQUIRE(set_->SetIndex("").ok());
+    ++done_;
+  }
+
+  void Refused(const Status& status) {
+    const Code code = status.code();
+    CHECK_MESSAGE((code == Code::kDuplicateKey || code == Code::kRequired ||
+                   code == Code::kIntegrity || code == Code::kTooLong),
+                  status.message());
+  }
+
+  std::unique_ptr<Recordset> set_;
+  std::mt19937 random_;
+  bool wide_;
+  bool foreign_dates_ = false;
+  std::vector<bool> skip_;
+  std::multiset<std::string> model_;
+  std::vector<std::string> places_;
+  std::string bytes_;
+  std::size_t at_ = 0;
+  int added_ = 0;
+  int done_ = 0;
+};
+
+TableDef EveryKind() {
+  TableDef def;
+  def.Name = "Every Kind";
+  def.Fields = {MakeField("Id", TypeCode::kLong),      MakeField("Name", TypeCode::kText, 60),
+                MakeField("Code", TypeCode::kLong),    MakeField("Amount", TypeCode::kCurrency),
+                MakeField("Ratio", TypeCode::kDouble), MakeField("Single", TypeCode::kSingle),
+                MakeField("When", TypeCode::kDate),    MakeField("Flag", TypeCode::kBoolean),
+                MakeField("Tiny", TypeCode::kByte),    MakeField("Small", TypeCode::kInteger),
+                MakeField("Guid", TypeCode::kGuid),    MakeField("Bin", TypeCode::kBinary, 40),
+                MakeField("Memo", TypeCode::kMemo),    MakeField("Ole", TypeCode::kLongBinary),
+                MakeField("Dec", TypeCode::kDecimal)};
+  def.Fields[0].AutoIncrement = true;
+  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true),
+                 MakeIndex("Names", "+Name;-Small"),
+                 MakeIndex("Codes", "-Code", true),
+                 MakeIndex("Whens", "-When"),
+                 MakeIndex("Mixed", "+Flag;-Tiny;+Amount"),
+                 MakeIndex("Guids", "-Guid"),
+                 MakeIndex("Bins", "-Bin"),
+                 MakeIndex("Memos", "+Memo"),
+                 MakeIndex("Down", "-Name")};
+  def.Indexes[3].IgnoreNulls = true;
+  return def;
+}
+
+}  // namespace
+
+TEST_CASE("random work on a new file stays what it should be") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  for (const char* connect : {"", ";version=97;"}) {
+    CAPTURE(std::string(connect));
+    TempFolder folder;
+    MemoryFileSystem disk;
+    const std::string path = "/new.mdb";
+    MakeDatabase(path, connect, disk);
+    {
+      AccessFile file(path, disk);
+      const Status made = file->CreateTable(EveryKind());
+      REQUIRE_MESSAGE(made.ok(), made.message());
+      RandomRun run(file, "Every Kind", 1, *connect == '\0');
+      const int steps = Steps(1500);
+      for (int i = 0; i < steps; ++i) run.Step();
+      run.Compare();
+      CHECK(run.done() > steps / 2);
+      CheckSound(*file);
+    }
+    WriteWhole(folder.File("new.mdb"), disk.Contents(path));
+    CheckSoundFile(folder.File("new.mdb"));
+  }
+}
+
+TEST_CASE("random work on copies of other programs' files leaves them sound") {
+  const std::string samples = SampleFolder("access");
+  if (samples.empty()) return;
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  TempFolder folder;
+  unsigned seed = 1;
+  for (const auto& entry : std::filesystem::directory_iterator(samples)) {
+    const std::string name = entry.path().filename().string();
+    if (entry.path().extension() != ".mdb" && entry.path().extension() != ".accdb") continue;
+    CAPTURE(name);
+    MemoryFileSystem disk;
+    disk.Put("/" + name, ReadWhole(entry.path().string()));
+    {
+      AccessFile file("/" + name, disk, false,
+                      name == "j4-password.mdb" ? ";pwd=password;" : ";pwd=;");
+      const auto tables = file->TableDefs();
+      REQUIRE(tables.ok());
+      for (const database::TableInfo& table : *tables) {
+        if (table.Attributes != 0 || !file->FindTableDef(table.Name)->Updatable) continue;
+        CAPTURE(table.Name);
+        RandomRun run(file, table.Name, ++seed, !name.starts_with("j3"));
+        for (int i = Steps(120); i > 0; --i) run.Step();
+        run.Compare();
+      }
+      CheckSound(*file);
+    }
+    WriteWhole(folder.File(name), disk.Contents("/" + name));
+    CheckSoundFile(folder.File(name));
+  }
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,298 @@
+// What is peculiar to writing Access files: refusals that leave no trace, links, locks, passwords,
+// big page sets, indexes made later.
+
+#include "base/code_page.h"
+#include "database/access/sort_keys.h"
+#include "tests/access/access_support.h"
+#include "tests/storage/support/memory_files.h"
+#include "tests/support/temp_folder.h"
+
+#include <doctest/doctest.h>
+
+#include <filesystem>
+
+namespace kelvorin::tests {
+namespace {
+
+using database::ErrorNumber;
+
+int Number(const Status& status) {
+  return status.number();
+}
+constexpr int Number(ErrorNumber number) {
+  return static_cast<int>(number);
+}
+
+TableDef People() {
+  TableDef def;
+  def.Name = "People";
+  def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Name", TypeCode::kText, 50),
+                MakeField("Note", TypeCode::kMemo)};
+  def.Fields[1].AllowZeroLength = false;
+  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Names", "-Name")};
+  return def;
+}
+
+/// Runs something that must be refused, and sees that the file's bytes are what they were.
+template <typename F>
+void Refused(MemoryFileSystem& disk, const std::string& path, Recordset& set, ErrorNumber number,
+             F&& attempt) {
+  REQUIRE(set.Flush().ok());
+  const std::string before = disk.Contents(path);
+  const Status status = attempt();
+  CHECK_MESSAGE(Number(status) == Number(number), status.message());
+  REQUIRE(set.Flush().ok());
+  CHECK((disk.Contents(path) == before));
+}
+
+}  // namespace
+
+TEST_CASE("a record that is refused leaves the file byte for byte") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  SUBCASE("own table") {
+    MakeDatabase("/a.mdb", "", disk);
+    AccessFile file("/a.mdb", disk);
+    REQUIRE(file->CreateTable(People()).ok());
+    auto set = file.Open("People");
+    const std::string memo(9000, 'm');
+    for (const char* id : {"1", "2", "3"}) REQUIRE(Append(*set, {id, "Ann", memo}).ok());
+    using enum ErrorNumber;
+    Refused(disk, "/a.mdb", *set, kDuplicateKey, [&] { return Append(*set, {"2", "Bob", memo}); });
+    Refused(disk, "/a.mdb", *set, kRequired, [&] { return Append(*set, {"<null>", "Bob", memo}); });
+    Refused(disk, "/a.mdb", *set, kFieldTooSmall, [&] {
+      return Append(*set, {"4", std::string(51, 'x'), memo});
+    });
+    REQUIRE(set->MoveFirst().ok());
+    Refused(disk, "/a.mdb", *set, kDuplicateKey, [&] { return Change(*set, 0, "3"); });
+    CheckSound(*file);
+  }
+  SUBCASE("relations") {
+    const std::string samples = SampleFolder("access");
+    if (samples.empty()) return;
+    disk.Put("/r.mdb", ReadWhole(samples + "/j4-relations.mdb"));
+    AccessFile file("/r.mdb", disk);
+    auto child = file.Open("Table1");
+    auto parent = file.Open("Table2");
+    using enum ErrorNumber;
+    Refused(disk, "/r.mdb", *child, kRelated, [&] {
+      return Append(*child, {"9", "77", "10", "no parent", "0"});
+    });
+    Refused(disk, "/r.mdb", *child, kRelated, [&] { return Change(*child, 1, "77"); });
+    Refused(disk, "/r.mdb", *parent, kRelated, [&] { return parent->Delete(); });
+    Refused(disk, "/r.mdb", *parent, kRelated, [&] { return Change(*parent, 0, "5"); });
+    CHECK(Append(*child, {"9", "2", "10", "has both", "0"}).ok());
+    REQUIRE(child->AddNew().ok());
+    REQUIRE(child->Fields(0).SetText("10").ok());
+    for (std::size_t parents : {1, 2})  // Null refers to nothing
+      REQUIRE(child->Fields(parents).SetValue(values::Value::Null()).ok());
+    CHECK(child->Update().ok());
+    CheckSound(*file);
+  }
+}
+
+TEST_CASE("passwords, locks and files that are something else are told apart") {
+  const std::string samples = SampleFolder("access");
+  MemoryFileSystem disk;
+  DBEngine engine;
+  EnterAccess(engine, disk);
+  const auto open = [&](const char* path, const char* connect) {
+    auto opened = engine.OpenDatabase(path, false, false, connect);
+    const Status status = opened.ok() ? Status() : opened.status();
+    return Number(status);
+  };
+  using enum ErrorNumber;
+  if (!samples.empty()) {
+    disk.Put("/p.mdb", ReadWhole(samples + "/j4-password.mdb"));
+    CHECK(open("/p.mdb", ";pwd=password;") == 0);
+    CHECK(open("/p.mdb", ";pwd=Password;") == Number(kWrongPassword));
+    CHECK(open("/p.mdb", "") == Number(kWrongPassword));
+  }
+  MakeDatabase("/a.mdb", "", disk);
+  const std::string whole = disk.Contents("/a.mdb");
+  disk.Put("/text.mdb", "id,name\n1,Ann\n");
+  CHECK(open("/text.mdb", "") == Number(kUnrecognizedFormat));
+  disk.Put("/half.mdb", whole.substr(0, 9000));
+  CHECK(open("/half.mdb", "") != 0);
+  CHECK(open("/none.mdb", "") != 0);
+  disk.Put("/a.ldb", std::string(64, '\0'));
+  CHECK(open("/a.mdb", "") == 0);
+  const auto lock = disk.Open("/a.ldb", os::OpenMode::kReadWrite);
+  REQUIRE(lock->TryLock(0x10000003, 1, os::LockKind::kExclusive));
+  CHECK(open("/a.mdb", "") == Number(kSharingViolation));
+}
+
+TEST_CASE("linked tables are read and written where they live") {
+  const std::string samples = SampleFolder("access");
+  if (samples.empty()) return;
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  disk.Put("/d/main.accdb", ReadWhole(samples + "/ace12-linked.accdb"));
+  {
+    AccessFile alone("/d/main.accdb", disk);
+    const auto missing = alone->OpenRecordset("Table2", RecordsetType::kDynaset);
+    CHECK(missing.status().code() == Code::kNotFound);
+  }
+  disk.Put("/d/LinkeeTest.accdb", ReadWhole(samples + "/linkeeTest.accdb"));
+  std::string expected;
+  {
+    AccessFile other("/d/LinkeeTest.accdb", disk, true);
+    expected = Walk(*other.Open("Table1"));
+  }
+  AccessFile file("/d/main.accdb", disk);
+  const auto def = file->FindTableDef("table2");
+  REQUIRE_MESSAGE(def.ok(), def.status().message());
+  CHECK(def->Attributes == database::kAttrLinkedJet);
+  CHECK(def->SourceTableName == "Table1");
+  CHECK(def->Connect == ";DATABASE=Z:\\jackcess_test\\linkeeTest.accdb");
+  auto set = file.Open("Table2", RecordsetType::kDynaset);
+  CHECK(Walk(*set) == expected);
+  CHECK(set->Updatable());
+}
+
+TEST_CASE("tables whose texts are sorted in an unknown order are read only") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  {
+    AccessFile file("/a.mdb", disk);
+    REQUIRE(file->CreateTable(People()).ok());
+    REQUIRE(Append(*file.Open("People"), {"1", "Ann", "note"}).ok());
+  }
+  // The column of names becomes German: its entry in the definition is its type, a fixed mark, its
+  // numbers, its order.
+  std::string bytes = disk.Contents("/a.mdb");
+  const std::string entry("\x0A\x59\x06\0\0\1\0\0\0\1\0\x09\x04", 13);
+  const std::size_t at = bytes.find(entry);
+  REQUIRE(at != std::string::npos);
+  bytes[at + 11] = 0x07;
+  disk.Put("/a.mdb", bytes);
+  AccessFile file("/a.mdb", disk);
+  auto set = file.Open("People");
+  CHECK(!set->Updatable());
+  CHECK(set->Def().WhyReadOnly.find("'Names'") != std::string::npos);
+  CHECK(set->AddNew().code() == Code::kReadOnly);
+  CHECK(TextOf(*set) == "1|Ann|note");
+  REQUIRE(set->SetIndex("Names").ok());
+  CHECK(TextOf(*set) == "1|Ann|note");
+  const std::string_view key[] = {"Ann"};
+  CHECK(set->SeekText(SeekComparison::kEqual, key).code() == Code::kNotSupported);
+}
+
+TEST_CASE("page sets outgrow their rows, and what is given up is used again") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  for (const char* connect : {"", ";version=97;"}) {
+    CAPTURE(std::string(connect));
+    MemoryFileSystem disk;
+    MakeDatabase("/a.mdb", connect, disk);
+    {
+      AccessFile file("/a.mdb", disk);
+      REQUIRE(file->CreateTable(People()).ok());
+      auto set = file.Open("People");
+      const auto fill = [&](int from) {
+        for (int i = from; i < from + 40; ++i)
+          REQUIRE(Append(*set, {std::to_string(i), "name " + std::to_string(i),
+                                std::string(70000, static_cast<char>('a' + i % 26))})
+                      .ok());
+      };
+      fill(0);
+      REQUIRE(set->Flush().ok());
+      const std::size_t full = disk.Contents("/a.mdb").size();
+      for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext()) REQUIRE(set->Delete().ok());
+      CHECK(set->RecordCount().value_or(-1) == 0);
+      CheckSound(*file);
+      fill(100);
+      REQUIRE(set->Flush().ok());
+      CHECK(disk.Contents("/a.mdb").size() <= full + 16 * 4096);
+      CheckSound(*file);
+      REQUIRE(set->Close().ok());
+      set.reset();
+      // Dropped and made again, a table takes the room of the old one.
+      const std::size_t before = disk.Contents("/a.mdb").size();
+      REQUIRE(file->DeleteTable("People").ok());
+      CHECK(file->FindTableDef("People").status().code() == Code::kNotFound);
+      REQUIRE(file->CreateTable(People()).ok());
+      set = file.Open("People");
+      fill(0);
+      REQUIRE(set->Flush().ok());
+      CHECK(disk.Contents("/a.mdb").size() <= before);
+    }
+    const TempFolder folder;
+    WriteWhole(folder.File("a.mdb"), disk.Contents("/a.mdb"));
+    CheckSoundFile(folder.File("a.mdb"));
+  }
+}
+
+TEST_CASE("an index made on a filled table holds its rows, or is not made at all") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def = People();
+  def.Indexes.clear();
+  REQUIRE(file->CreateTable(def).ok());
+  {
+    auto set = file.Open("People");
+    for (int i = 0; i < 500; ++i)
+      REQUIRE(Append(*set, {std::to_string(i % 250), "name " + std::to_string(i), "<null>"}).ok());
+    CHECK(file->CreateIndex("People", MakeIndex("Late", "+Id")).code() == Code::kLocked);
+  }
+  const std::string before = disk.Contents("/a.mdb");
+  CHECK(file->CreateIndex("People", MakeIndex("Twice", "+Id", true)).code() == Code::kDuplicateKey);
+  CHECK((disk.Contents("/a.mdb") == before));
+  CHECK(file->CreateIndex("People", MakeIndex("Ole", "+Nobody")).code() == Code::kNotFound);
+  REQUIRE(file->CreateIndex("People", MakeIndex("Late", "-Id;+Name")).ok());
+  REQUIRE(file->CreateIndex("People", MakeIndex("Names", "+Name", true)).ok());
+  CheckSound(*file);
+  auto set = file.Open("People");
+  REQUIRE(set->SetIndex("Late").ok());
+  const std::string_view key[] = {"7", "name 257"};
+  REQUIRE(set->SeekText(SeekComparison::kEqual, key).ok());
+  CHECK(TextOf(*set) == "7|name 257|<null>");
+}
+
+TEST_CASE("texts have the keys that the format's own engine gives them") {
+  using database::access::AppendTextKey;
+  using database::access::TextOrder;
+  struct Case {
+    const char16_t* text;
+    const char* old_key;     // General 97
+    const char* legacy_key;  // General legacy
+    const char* key;         // General
+  };
+  const Case cases[] = {
+      {u"A", "7f6000", "7f4a0100", "7f0e020100"},
+      {u"abc 1", "7f606162115700", "7f4a4c4d07380100", "7f0e020e090e0a07020d190100"},
+      {u"Zoë", "7f7e72660260", "7f7864510102021300", "7f0ea90e7c0e210102021300"},
+      {u"co-op", "7f62721e727300", "7f4d6464660101010180 0f068200",
+       "7f0e0a0e7c0e7c0e7e01010101800f068200"},
+      {u"résumé", "7f756676786f66042240", "7f69516b6f605101020e020202 0e00",
+       "7f0e8a0e210e910e9f0e510e2101020e0202020e00"},
+      {u"x  ", "7f7c00", "7f750100", "7f0ea60100"},
+      {u"ツール", "", "7f7f1c4a7f44010101ff0280ff8000", "7f7f1c0e027f44010101ff0280ff8000"},
+      {u"\U0001F600", "", "7fb03fb6fc013f3f00", "7fb03fb6fc013f3f00"},
+  };
+  const auto hex = [](TextOrder order, bool ascending, std::u16string_view text) {
+    std::string key, out;
+    AppendTextKey(order, ascending, text, key);
+    for (char c : key) {
+      char pair[3];
+      std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(c));
+      out += pair;
+    }
+    return out;
+  };
+  const auto packed = [](std::string text) {
+    std::erase(text, ' ');
+    return text;
+  };
+  for (const Case& c : cases) {
+    CAPTURE(std::string(c.key));
+    if (*c.old_key != '\0') CHECK(hex(TextOrder::kGeneral97, true, c.text) == packed(c.old_key));
+    CHECK(hex(TextOrder::kGeneralLegacy, true, c.text) == packed(c.legacy_key));
+    CHECK(hex(TextOrder::kGeneral, true, c.text) == packed(c.key));
+  }
+  CHECK(hex(TextOrder::kGeneralLegacy, false, u"A") == "80b5feff00");
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,217 @@
+#include "database/odbc/chunk_poster.h"
+
+#include <doctest/doctest.h>
+
+#include <set>
+
+namespace kelvorin::tests {
+namespace {
+
+using database_odbc::BatchRange;
+using database_odbc::ChunkPoster;
+using database_odbc::PostFailure;
+using database_odbc::PostRoad;
+using database_odbc::RecordBatch;
+
+// A server that stores numbers and refuses some of them; every statement is all or nothing.
+class FakeRoad final : public PostRoad {
+ public:
+  explicit FakeRoad(Limits limits) : limits_(limits) {}
+  Limits limits() const noexcept override { return limits_; }
+  PostFailure Send(const RecordBatch& batch, BatchRange range) override {
+    ++statements;
+    PostFailure failure;
+    if (lost_at == statements) down = true;
+    if (down || (conflict_at == statements)) {
+      failure.status = Status(Code::kIo, down ? "lost" : "conflict");
+      failure.lost = down;
+      failure.try_again = !down;
+      return failure;
+    }
+    for (std::size_t i = range.first; i < range.end; ++i) {
+      const std::int64_t number = batch.RecordNo(i);
+      if (bad.count(number) != 0 || (refuses_doubles && stored.count(number) != 0))
+        failure.status = Status(Code::kDuplicateKey, "bad");
+    }
+    if (failure.failed()) return failure;
+    for (std::size_t i = range.first; i < range.end; ++i)
+      (in_transaction ? open : stored).insert(batch.RecordNo(i));
+    return {};
+  }
+  PostFailure Begin() override {
+    in_transaction = true;
+    return {};
+  }
+  PostFailure Commit() override {
+    ++commits;
+    in_transaction = false;
+    PostFailure failure;
+    if (commits == failing_commit) {
+      failure.status = Status(Code::kIo, "disk full");
+    } else {
+      stored.insert(open.begin(), open.end());
+    }
+    open.clear();
+    return failure;
+  }
+  bool Reconnect() override {
+    down = !comes_back;
+    return comes_back;
+  }
+  bool RefusesDoubles() const noexcept override { return refuses_doubles; }
+
+  std::set<std::int64_t> bad, stored, open;
+  int statements = 0, commits = 0;
+  int lost_at = 0, conflict_at = 0, failing_commit = 0;
+  bool down = false, comes_back = false, refuses_doubles = false, in_transaction = false;
+
+ private:
+  Limits limits_;
+};
+
+struct Posting {
+  explicit Posting(FakeRoad& road_of, int stop_at_error = 1 << 30)
+      : road(road_of),
+        poster(
+            road, [this](std::int64_t n) { Heard("+", n); },
+            [this, stop_at_error](std::int64_t n, const PostFailure& failure) {
+              // Whatever came before a bad record is safe when its error is told.
+              for (std::int64_t earlier : good) CHECK(road.stored.count(earlier) == 1);
+              Heard("-", n);
+              last_error = failure.status.message();
+              return ++errors < stop_at_error;
+            },
+            [this] { return now; }) {}
+
+  void Heard(const char* sign, std::int64_t n) {
+    CHECK(n == ++last);  // in order, none twice, none left out
+    if (*sign == '+') good.insert(n);
+    story += sign;
+  }
+  Status Add(std::int64_t n) {
+    row.Clear();
+    row.AppendWritten(std::to_string(n));
+    return poster.Add(n, row);
+  }
+  bool AddAll(int count) {
+    for (std::int64_t n = 1; n <= count; ++n)
+      if (!Add(n).ok()) return false;
+    return poster.Flush().ok();
+  }
+
+  FakeRoad& road;
+  std::int64_t now = 0, last = 0;
+  std::set<std::int64_t> good;
+  std::string story, last_error;
+  int errors = 0;
+  database::LiteralRow row;
+  ChunkPoster poster;
+};
+
+constexpr PostRoad::Limits kAutocommit{.most_records = 100, .most_bytes = 1 << 20};
+constexpr PostRoad::Limits kGrouped{
+    .most_records = 100, .most_bytes = 1 << 20, .commit_records = 250};
+
+}  // namespace
+
+TEST_CASE("every record has its outcome, in order, whichever are bad") {
+  for (const PostRoad::Limits limits : {kAutocommit, kGrouped}) {
+    for (const std::set<std::int64_t>& bad :
+         {std::set<std::int64_t>{}, {1}, {999}, {64, 65}, {10, 11, 12, 500, 501, 700, 999}}) {
+      FakeRoad road(limits);
+      road.bad = bad;
+      Posting posting(road);
+      CHECK(posting.AddAll(999));
+      CHECK(posting.last == 999);
+      CHECK(posting.errors == static_cast<int>(bad.size()));
+      CHECK(road.stored == posting.good);
+      CHECK(road.statements < 100);  // and not one for each record
+    }
+  }
+}
+
+TEST_CASE("nothing is stored behind the record that ends the posting") {
+  for (const PostRoad::Limits limits : {kAutocommit, kGrouped}) {
+    FakeRoad road(limits);
+    road.bad = {70, 90, 95};
+    Posting posting(road, 2);
+    CHECK_FALSE(posting.AddAll(400));
+    CHECK(posting.last == 90);
+    CHECK(*road.stored.rbegin() == 89);
+    CHECK(road.stored.size() == 88);
+    CHECK(posting.Add(401).code() == Code::kStopped);
+  }
+}
+
+TEST_CASE("records wait half a second at most") {
+  FakeRoad road(kGrouped);
+  Posting posting(road);
+  CHECK(posting.Add(1).ok());
+  posting.now = 499;
+  CHECK(posting.Add(2).ok());
+  CHECK(posting.story.empty());
+  posting.now = 501;
+  CHECK(posting.Add(3).ok());
+  CHECK(posting.story == "+++");
+  CHECK(road.stored.size() == 3);
+}
+
+TEST_CASE("a commit that fails sends its records again, each alone") {
+  FakeRoad road(kGrouped);
+  road.failing_commit = 1;
+  road.bad = {30};
+  Posting posting(road);
+  CHECK(posting.AddAll(300));
+  CHECK(posting.errors == 1);
+  CHECK(posting.last_error == "bad");
+  CHECK(road.stored.size() == 299);
+}
+
+TEST_CASE("a server that goes away leaves no record without an outcome") {
+  struct Row {
+    const char* name;
+    bool comes_back, refuses_doubles;
+    std::size_t stored;
+  };
+  // The fifth statement never arrives; what it held is refused unless it can safely be sent again.
+  const Row kRows[] = {{"it stays away", false, true, 300},
+                       {"it returns and has a key", true, true, 1000},
+                       {"it returns without a key", true, false, 900}};
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    FakeRoad road(kAutocommit);
+    road.lost_at = 4;
+    road.comes_back = row.comes_back;
+    road.refuses_doubles = row.refuses_doubles;
+    Posting posting(road);
+    CHECK(posting.AddAll(1000));
+    CHECK(posting.last == 1000);
+    CHECK(posting.good == road.stored);
+    CHECK(road.stored.size() + static_cast<std::size_t>(posting.errors) == 1000);
+    CHECK(road.stored.size() >= row.stored - 100);
+    CHECK(road.stored.size() <= row.stored);
+  }
+}
+
+TEST_CASE("a chunk undone for another writer's sake is sent again as it is") {
+  FakeRoad road(kAutocommit);
+  road.conflict_at = 2;
+  Posting posting(road);
+  CHECK(posting.AddAll(500));
+  CHECK(posting.errors == 0);
+  CHECK(road.stored.size() == 500);
+}
+
+TEST_CASE("text that is none is refused in its place") {
+  FakeRoad road(kGrouped);
+  Posting posting(road);
+  for (std::int64_t n = 1; n <= 5; ++n) {
+    posting.row.Clear();
+    posting.row.AppendWritten(n == 3 ? "'\xff'" : "'\xc3\xa4'");
+    CHECK(posting.poster.Add(n, posting.row).ok());
+  }
+  CHECK(posting.poster.Flush().ok());
+  CHECK(posting.story == "++-++");
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,197 @@
+#include "tests/odbc/driver_checks.h"
+
+#include <doctest/doctest.h>
+#include <malloc.h>
+
+#include <fstream>
+#include <vector>
+
+#include "database/values/field_types.h"
+#include "tests/odbc/posting_check.h"
+
+#if defined(KELVORIN_CHECKED)
+// The sanitizer keeps freed memory back by default, which would count as growth here.
+extern "C" const char* __asan_default_options() {
+  return "quarantine_size_mb=1:thread_local_quarantine_size_kb=64";
+}
+#endif
+
+namespace kelvorin::tests {
+namespace {
+
+using database::Database;
+using database::Recordset;
+using database::RecordsetType;
+using values::TypeCode;
+using values::Value;
+
+std::unique_ptr<Recordset> Open(Database& database, std::string_view table) {
+  auto opened = database.OpenRecordset(table, RecordsetType::kSnapshot);
+  REQUIRE_MESSAGE(opened.ok(), std::string(opened.status().message()));
+  return *std::move(opened);
+}
+
+std::string Text(Recordset& set, std::size_t field) {
+  std::string text;
+  bool is_null = false;
+  REQUIRE(set.Fields(field).GetText(text, is_null).ok());
+  return is_null ? "<null>" : text;
+}
+
+double ResidentMiB() {
+  std::ifstream file("/proc/self/statm");
+  double total = 0, resident = 0;
+  file >> total >> resident;
+  return resident * 4096 / (1 << 20);
+}
+
+}  // namespace
+
+void Advance(Recordset& set) {
+  const Status moved = set.MoveNext();
+  REQUIRE_MESSAGE(moved.ok(), std::string(moved.message()));
+}
+
+void CheckLiterals(Database& database, std::string_view type) {
+  Execute(database, "CREATE TABLE texts (id INTEGER PRIMARY KEY, t " + std::string(type) + ")");
+  std::vector<std::string> texts = {"",
+                                    "O'Neil",
+                                    "''",
+                                    "'); DELETE FROM texts; --",
+                                    R"(a\b)",
+                                    R"(tail\)",
+                                    R"(\' OR 1=1 --)",
+                                    "?",
+                                    "{fn now()}",
+                                    "{d '2020-01-01'}",
+                                    "a /* b */ # c",
+                                    "$1 :x @y %z",
+                                    "line 1\r\nline 2\t",
+                                    "\xc3\xa4\xc3\x96 \xe2\x82\xac \xf0\x9f\x98\x80",
+                                    " blanks ",
+                                    std::string(70000, 'x') + "'",
+                                    std::string(300000, '\\')};
+  std::int64_t id = 0;
+  for (const std::string& text : texts) {
+    std::string sql = "INSERT INTO texts (id,t) VALUES (" + std::to_string(++id) + ",";
+    REQUIRE(
+        database::AppendLiteral(Value::Text(text), TypeCode::kMemo, database.Dialect(), sql).ok());
+    Execute(database, sql + ")");
+  }
+  const auto set = Open(database, "texts");
+  std::size_t found = 0;
+  for (; !set->Eof(); Advance(*set)) {
+    const std::size_t at = static_cast<std::size_t>(std::stoi(Text(*set, 0))) - 1;
+    REQUIRE(at < texts.size());
+    CAPTURE(texts[at].substr(0, 40));
+    CHECK((Text(*set, 1) == texts[at]));
+    ++found;
+  }
+  CHECK(found == texts.size());
+  CHECK(database.Execute(std::string("SELECT '\0'", 10), 64).status().code() ==
+        Code::kInvalidArgument);
+}
+
+void CheckMoving(Database& database, int rows) {
+  Execute(database, "CREATE TABLE moving (id INTEGER PRIMARY KEY, name VARCHAR(40), memo TEXT)");
+  for (int i = 1; i <= rows; ++i)
+    Execute(database, "INSERT INTO moving VALUES (" + std::to_string(i) + ",'name " +
+                          std::to_string(i) + "'," + (i % 3 == 0 ? "NULL" : "'memo'") + ")");
+  const auto set = Open(database, "moving");
+  std::string seen;
+  const auto note = [&](const char* what, const Status& status) {
+    seen += std::string(what) + "=" +
+            (!status.ok() ? "failed"
+             : set->Bof() ? "bof"
+             : set->Eof() ? "eof"
+                          : Text(*set, 1)) +
+            " ";
+  };
+  const std::string last = "name " + std::to_string(rows);
+  note("open", Status());
+  note("previous", set->MovePrevious());
+  note("previous", set->MovePrevious());
+  note("next", set->MoveNext());
+  note("last", set->MoveLast());
+  note("next", set->MoveNext());
+  note("next", set->MoveNext());
+  note("previous", set->MovePrevious());
+  note("first", set->MoveFirst());
+  note("move 5", set->Move(5));
+  note("move -2", set->Move(-2));
+  database::Bookmark mark;
+  REQUIRE(set->GetBookmark(mark).ok());
+  note("move -9", set->Move(-9));
+  note("mark", set->SetBookmark(mark));
+  note("move 9999", set->Move(9999));
+  note("last", set->MoveLast());
+  CHECK(seen == "open=name 1 previous=bof previous=failed next=name 1 last=" + last +
+                    " next=eof next=failed previous=" + last +
+                    " first=name 1 move 5=name 6 move -2=name 4 move -9=bof mark=name 4 "
+                    "move 9999=eof last=" +
+                    last + " ");
+  CHECK(*set->RecordCount() == rows);
+  CHECK(Text(*set, 2) == (rows % 3 == 0 ? "<null>" : "memo"));
+  CHECK_FALSE(set->Updatable());
+  CHECK(set->AddNew().code() == Code::kReadOnly);
+
+  Execute(database, "DELETE FROM moving");
+  const auto none = Open(database, "moving");
+  CHECK((none->Bof() && none->Eof()));
+  CHECK(*none->RecordCount() == 0);
+  CHECK(none->MoveFirst().code() == Code::kNoCurrentRecord);
+}
+
+void CheckStatements(Database& database) {
+  Execute(database, "CREATE TABLE counted (id INTEGER PRIMARY KEY, n INTEGER)");
+  Execute(database, "INSERT INTO counted VALUES (1,10),(2,20),(3,20)");
+  CHECK(*database.Execute("UPDATE counted SET n=30 WHERE n=20", 64) == 2);
+  // A record that is found counts as changed although it held the value before.
+  CHECK(*database.Execute("UPDATE counted SET n=30 WHERE id=2", 64) == 1);
+  CHECK(*database.Execute("UPDATE counted SET n=30 WHERE id=9", 64) == 0);
+  CHECK(*database.Execute("DELETE FROM counted WHERE id=9", 64) == 0);
+  const auto refused = database.Execute("INSERT INTO counted VALUES (1,0)", 64);
+  CHECK(refused.status().code() == Code::kDuplicateKey);
+  REQUIRE(database.engine().Errors().size() == 1);
+  CHECK(database.engine().Errors()[0].state.size() == 5);
+  CHECK(database.FindTableDef("COUNTED")->Name == "counted");
+  CHECK(database.FindTableDef("no such table").status().number() ==
+        static_cast<int>(database::ErrorNumber::kTableNotFound));
+  // The names' wild cards are letters like any other.
+  Execute(database, "CREATE TABLE a_b (x INTEGER)");
+  Execute(database, "CREATE TABLE axb (y INTEGER)");
+  CHECK(database.FindTableDef("a_b")->Fields[0].Name == "x");
+  CHECK(database.FindTableDef("axb")->Fields[0].Name == "y");
+}
+
+std::string ShowTable(Database& database, std::string_view table) {
+  const auto def = database.FindTableDef(table);
+  REQUIRE_MESSAGE(def.ok(), std::string(def.status().message()));
+  std::string text;
+  for (const auto& field : def->Fields)
+    text += field.Name + ":" +
+            std::string(values::FieldType(static_cast<std::int16_t>(field.Type))) + ":" +
+            std::to_string(field.Size) + (field.AutoIncrement ? "*" : "") + "\n";
+  for (const auto& index : def->Indexes)
+    text += index.Name + "(" + index.Fields() + ")" + (index.Unique ? "!" : "") +
+            (index.Primary ? "#" : "") + "\n";
+  return text;
+}
+
+double GrowthWhileReading(Database& database, std::string_view table, std::int64_t rows) {
+  malloc_trim(0);
+  const double before = ResidentMiB();
+  double most = 0;
+  const auto set = Open(database, table);
+  std::int64_t count = 0;
+  for (; !set->Eof(); Advance(*set)) {
+    Value value;
+    for (std::size_t i = 0; i < set->FieldCount(); ++i)
+      REQUIRE(set->Fields(i).GetValue(value).ok());
+    if (++count % 5000 == 0) most = std::max(most, ResidentMiB() - before);
+  }
+  CHECK(count == rows);
+  return most;
+}
+
+}  // namespace kelvorin::tests

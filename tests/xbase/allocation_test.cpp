@@ -1,0 +1,61 @@
+// Counts what appending and reading allocate: pages of the cache, and nothing per record or field.
+
+#include <doctest/doctest.h>
+
+#include <cstdlib>
+#include <new>
+
+#include "base/code_page.h"
+#include "tests/support/temp_folder.h"
+#include "tests/xbase/xbase_support.h"
+
+namespace {
+long allocations = 0;
+}
+
+void* operator new(std::size_t size) {
+  ++allocations;
+  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+namespace kelvorin::tests {
+
+TEST_CASE("appending and reading allocate nothing per record") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  constexpr int kRecords = 10'000, kWarm = 100;
+  const TempFolder temp;
+  Folder folder(temp.path(), "FoxPro 2.6");
+  const TableDef def = MakeTable(
+      "T", {MakeField("NAME", TypeCode::kText, 40), MakeField("AMT", TypeCode::kNumeric, 12, 2),
+            MakeField("BORN", TypeCode::kDate), MakeField("NOTE", TypeCode::kMemo)});
+  folder.Make(def);
+  const Row row = {"a name longer than fifteen, \u00E9", "-1234.5", "2000-02-29",
+                   "a note longer than fifteen letters, \u00E9"};
+  auto set = folder.Open("T");
+  long before = 0;
+  for (int i = 0; i < kRecords; ++i) {
+    if (i == kWarm) before = allocations;
+    REQUIRE(folder.Append(*set, row).ok());
+  }
+  CHECK(allocations - before < kRecords / 10);  // pages of the cache
+  REQUIRE(set->MoveFirst().ok());
+  std::string text;
+  bool null = false;
+  for (int i = 0; !set->Eof(); ++i) {
+    if (i == kWarm) before = allocations;
+    for (std::size_t field = 0; field < row.size(); ++field)
+      REQUIRE(set->Fields(field).GetText(text, null).ok());
+    REQUIRE(set->MoveNext().ok());
+  }
+  CHECK(text == row.back());
+  CHECK(allocations - before == 0);
+}
+
+}  // namespace kelvorin::tests

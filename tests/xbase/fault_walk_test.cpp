@@ -1,0 +1,147 @@
+// Every operation of a scenario fails once, and once the program dies there: afterwards the table
+// opens, is sound, and holds what it held at the end of some finished change.
+
+#include "database/drivers/register_drivers.h"
+#include "tests/storage/support/fault_files.h"
+#include "tests/storage/support/memory_files.h"
+#include "tests/xbase/xbase_support.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+namespace kelvorin::tests {
+namespace {
+
+using enum TypeCode;
+
+struct Scenario {
+  const char* connect;
+  bool memo;
+};
+const Scenario kScenarios[] = {
+    {"dBASE III", false}, {"dBASE III", true}, {"dBASE IV", true}, {"FoxPro 3.0", true}};
+
+TableDef Definition(const Scenario& scenario) {
+  TableDef table = MakeTable("T", {MakeField("ID", kLong), MakeField("NAME", kText, 30)});
+  if (scenario.memo) table.Fields.push_back(MakeField("NOTE", kMemo));
+  return table;
+}
+
+Row Record(const Scenario& scenario, int id, std::size_t note) {
+  Row row = {std::to_string(id), "name " + std::to_string(id)};
+  if (scenario.memo) row.push_back(std::string(note, static_cast<char>('a' + id % 26)));
+  return row;
+}
+
+/// Everything in the table, or "none" where there is no table.
+std::string Contents(storage::FileSystem& fs, const char* connect) {
+  Folder folder("/d", connect, fs, true);
+  if (folder->TableDefs()->empty()) return "none";
+  const auto problems = folder->Inspect();
+  REQUIRE(problems.ok());
+  CHECK_MESSAGE(problems->empty(), Show(*problems));
+  return Show(folder.ReadAll("T"));
+}
+
+/// How far a run came, in finished changes.
+struct Progress {
+  int done = 0;
+  int flushed = 0;  // of these, on the disk for good
+  int stop_after = 0;
+};
+struct Stopped {};
+
+/// Makes the table, fills and changes it.
+Status Play(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
+  const auto after = [&] {
+    if (++progress.done == progress.stop_after) throw Stopped{};
+  };
+  DBEngine engine;
+  database::RegisterDrivers(engine, fs);
+  auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
+  if (!opened.ok()) return opened.status();
+  Database& database = **opened;
+  KV_TRY(database.CreateTable(Definition(scenario)));
+  after();
+  progress.flushed = progress.done;
+  auto set = database.OpenRecordset("T", RecordsetType::kTable);
+  if (!set.ok()) return set.status();
+  Recordset& records = **set;
+  const auto store = [&](const Row& row) -> Status {
+    for (std::size_t i = 0; i < row.size(); ++i) KV_TRY(records.Fields(i).SetText(row[i]));
+    KV_TRY(records.Update());
+    after();
+    return Status();
+  };
+  const auto flush = [&]() -> Status {
+    KV_TRY(records.Flush());
+    progress.flushed = progress.done;
+    return Status();
+  };
+  for (int id = 1; id <= 4; ++id) {
+    KV_TRY(records.AddNew());
+    KV_TRY(store(Record(scenario, id, static_cast<std::size_t>(id) * 300)));
+    if (id == 2) KV_TRY(flush());
+  }
+  KV_TRY(flush());
+  KV_TRY(records.MoveFirst());
+  KV_TRY(records.Edit());  // the note grows and moves
+  KV_TRY(store(Record(scenario, 11, 1500)));
+  KV_TRY(records.MoveNext());
+  KV_TRY(records.Edit());  // the note shrinks and stays
+  KV_TRY(store(Record(scenario, 12, 20)));
+  KV_TRY(records.MoveNext());
+  KV_TRY(records.Delete());
+  after();
+  KV_TRY(flush());
+  KV_TRY(records.AddNew());
+  KV_TRY(store(Record(scenario, 5, 300)));
+  KV_TRY(records.Close());
+  return database.Close();
+}
+
+}  // namespace
+
+TEST_CASE("a failure at any step leaves the end of a finished change") {
+  for (const Scenario& scenario : kScenarios) {
+    CAPTURE(std::string(scenario.connect));
+    std::vector<std::string> states = {"none"};
+    Progress all;
+    MemoryFileSystem whole;
+    REQUIRE(Play(whole, scenario, all).ok());
+    for (int stop = 1; stop <= all.done; ++stop) {
+      MemoryFileSystem part;
+      Progress progress{.stop_after = stop};
+      try {
+        (void)Play(part, scenario, progress);
+      } catch (const Stopped&) {
+      }
+      states.push_back(Contents(part, scenario.connect));
+    }
+    for (const Fault fault : {Fault::kIoError, Fault::kNoSpace, Fault::kDie}) {
+      for (const Tail tail : {Tail::kAll, Tail::kNone, Tail::kSome}) {
+        if (fault != Fault::kDie && tail != Tail::kAll) continue;
+        for (int n = 1;; ++n) {
+          CAPTURE(static_cast<int>(fault));
+          CAPTURE(n);
+          MemoryFileSystem disk;
+          FaultFileSystem faults(disk, fault, n);
+          Progress progress;
+          const Status played = Play(faults, scenario, progress);
+          if (!faults.fired()) {
+            CHECK(played.ok());
+            break;
+          }
+          if (fault == Fault::kDie) disk.Crash(tail, static_cast<std::uint32_t>(n));
+          const std::string found = Contents(disk, scenario.connect);
+          const auto state = std::find(states.begin(), states.end(), found);
+          REQUIRE_MESSAGE(state != states.end(), found);
+          CHECK(state - states.begin() >= progress.flushed);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace kelvorin::tests
