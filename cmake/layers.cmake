@@ -4,7 +4,7 @@
 set(KELVORIN_ROOM_ORDER
     base/os base control/contract textsource settings database/values database/storage
     database/api database/access database/xbase database/odbc database/drivers database/catalog
-    mapping engine wizard control)
+    mapping engine wizard wizard/qt control control/qt control/designer)
 
 set(KELVORIN_LAYERS_base_os            "")
 set(KELVORIN_LAYERS_base               base/os)
@@ -26,6 +26,11 @@ set(KELVORIN_LAYERS_engine
 set(KELVORIN_LAYERS_wizard
     engine mapping database/catalog database/api database/values textsource settings
     control/contract base)
+# The windows, where Qt is: views over the form objects, the control for Qt hosts, the plug-in for
+# its form designer.
+set(KELVORIN_LAYERS_wizard_qt          wizard control/contract base)
+set(KELVORIN_LAYERS_control_qt         wizard/qt control control/contract base)
+set(KELVORIN_LAYERS_control_designer   control/qt control/contract base)
 set(KELVORIN_LAYERS_control
     wizard database/drivers database/api database/values settings control/contract base)
 set(KELVORIN_LAYERS_apps_kelvorin

@@ -259,10 +259,16 @@ void Kelvorin::display() noexcept {
 }
 
 void Kelvorin::Execute() noexcept {
+  last_run_ = contract::RunResult();
   Safely([&] {
+    surface_->ForgetFailure();
     DeriveConnectTypeName(properties_.ConnectString);
-    properties_.LastError = "The import wizard cannot be shown: this build has no windows";
-    Notify("LastError");
+    database::DBEngine engine(values::ValueFormat::FromLocale());
+    database::RegisterDrivers(engine);
+    wizard::frmKelvorin form(engine, *platform_);
+    form.SetCaller(*surface_);
+    form.Execute();
+    last_run_ = form.result();
   });
 }
 

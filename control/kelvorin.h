@@ -103,13 +103,13 @@ class Kelvorin {
   /// Shows a message box with the text "Display", the title "Property Check" and the exclamation
   /// icon.
   void display() noexcept;
-  /// Opens the import wizard and returns when the user closes it. This build has no windows: it
-  /// says so in `LastError` and returns.
+  /// Opens the import wizard and returns when the user closes it. Where the platform has no
+  /// windows, it says so in `LastError` and returns.
   void Execute() noexcept;
   /// Runs the saved setting `Setting` without dialogs. 0 when the run ended without a fatal error,
   /// else -1 with the reason in `LastError`.
   std::int16_t BatchImport(std::string& Setting) noexcept;
-  /// Counts of the last `BatchImport`.
+  /// Counts of the last import, by `BatchImport` or in the wizard.
   const contract::RunResult& LastRun() const noexcept { return last_run_; }
 
   // --- Events. Connect a function; parameters taken by reference are read back. A handler that

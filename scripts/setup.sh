@@ -21,6 +21,8 @@ need() {
 
 # What every build needs.
 build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev)
+# What the windows need; a build without them has everything else.
+window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools libqt6opengl6-dev fonts-dejavu-core)
 # What the tests need: the framework, and other programs and real files to compare with.
 test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data
                unixodbc odbcinst libsqliteodbc sqlite3 odbc-postgresql postgresql

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "control/contract/form.h"
 #include "control/contract/platform.h"
 #include "database/api/engine.h"
 #include "database/catalog/connections.h"
@@ -20,6 +21,11 @@
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 #include "textsource/preview_lines.h"
+#include "wizard/break_editor.h"
+#include "wizard/frm_rejected.h"
+#include "wizard/frm_settings.h"
+#include "wizard/source_preview.h"
+#include "wizard/wizard_controls.h"
 
 namespace kelvorin::wizard {
 
@@ -61,14 +67,20 @@ enum class BatchStep : std::int16_t {
   kRun = -5,
 };
 
-class frmKelvorin {
+/// Where the wizard stands and what its buttons depend on.
+struct StepState {
+  int current = 0;        // index of the visible frame
+  int first = 0;          // 1 when the host fixed the target table
+  bool loaded = false;    // the preview holds the source's data
+  bool starting = false;  // the start handler is under way
+};
+
+class frmKelvorin final : public contract::Form, private SettingsCaller {
  public:
   /// Both outlive the form. The engine has its drivers; its value format is changed for the time of
   /// a job that brings its own.
   frmKelvorin(database::DBEngine& engine, contract::Platform& platform)
-      : engine_(engine), platform_(platform) {}
-  frmKelvorin(const frmKelvorin&) = delete;
-  frmKelvorin& operator=(const frmKelvorin&) = delete;
+      : Form("frmKelvorin"), engine_(engine), platform_(platform) {}
 
   /// Property record and event sink of the control; to be called before anything else.
   void SetCaller(contract::Caller& caller) noexcept { caller_ = &caller; }
@@ -87,6 +99,52 @@ class frmKelvorin {
   const engine::RunResult& result() const noexcept { return result_; }
   /// How far the last job came.
   BatchStep batch_step() const noexcept { return batch_step_; }
+
+  /// Opens the wizard and returns when it has closed. A failure at the start is shown and left in
+  /// `LastError`, and no window appears.
+  void Execute();
+
+  // --- Named procedures of the window.
+  /// The start handler: opens the target, fills the lists, loads a setting, applies the source.
+  Status Form_Load();
+  void Form_Unload();
+  void CloseRequested() override { BtnCancel_Click(); }
+  void BtnCancel_Click();
+  void BtnNext_Click();
+  void BtnPrev_Click();
+  void ShowCurrentStep();
+  void UpdateControls();
+  void EmptyAllGrid();
+  void EmptyVisibleGrid();
+  void EmptyFixedVisibleGrid();
+  void CBoxTables_Click();
+  void CBoxTypeFormat_Click();
+  void BtnBrowseFiles_Click();
+  void BtnDetect_Click();
+  void lstTables_Click();
+  void CBoxComma_Click();
+  void CBoxOtherChar_Click();
+  void CBoxDelimiter_Click();
+  void UpdateVarPreview();
+  void UpdateSrcTablePreview();
+  void UpdateFixedPreview();
+  void DisplayFieldNames();
+  void FillSourceFields();
+  void CBoxSourceFields_Click();
+  void GrdMapping_RowChange(int old_row);
+  void BtnMapEqualNames_Click();
+  void BtnMapInOrder_Click();
+  void BtnAdvanced_Click();
+  void BtnSettings_Click();
+  void BtnSaveSetting_Click();
+  void BtnFinish_Click();
+  void BtnRejected_Click();
+
+  WizardControls controls{*this};
+  BreakEditor& break_editor() noexcept { return break_editor_; }
+  const StepState& steps() const noexcept { return steps_; }
+  bool running() const noexcept { return running_; }
+  const RejectedRecords& rejected() const noexcept { return rejected_; }
 
   // --- Named procedures of the form.
   /// Opens a target database and keeps it.
@@ -126,10 +184,54 @@ class frmKelvorin {
   void SetLastError(std::string text);
   void ReportFailure(const Job& job, const Status& status);
 
+  // --- Of the window (start.cpp, steps.cpp, source_controls.cpp, previews.cpp, mapping_grid.cpp,
+  // settings_controls.cpp, finish.cpp).
+  void ConnectControls();
+  Status StartTarget();
+  void OfferSourceKinds();
+  bool LoadStartSetting();
+  void ApplySource(bool setting_loaded);
+  void GoTo(int step);
+  void FileNameBox_Change();
+  void ShowSourceControls();
+  void ShowFileName();
+  void ShowTableList();
+  void BrowseDatabase();
+  void TakeSample();
+  void RefreshPreview();
+  void ShowSeparators();
+  void ShowStatus(const PreviewTable& table);
+  void EdtBreaks_Change();
+  void PlaceChooser();
+  void SelectPreviewColumnOf(std::size_t row);
+  void ShowMappedCount();
+  void MapAll(bool by_name);
+  bool AnyRowMapped() const;
+  void DoImport(contract::ProgressView* progress);
+  void SaveLastSetting();
+  std::string Preface() const;
+  void ReportError(std::string_view message, const Status& why);
+  void ShowSettingCaption();
+  bool IsText() const noexcept;
+  bool SourceHasFileBox() const noexcept;
+
+  void SetChosenSetting(std::string name) override { chosen_setting_ = std::move(name); }
+  const std::string& CurrentSettingName() const override { return state_.setting.SettingName; }
+  const std::string& WizardCaption() const override { return caption(); }
+  void ResetCaption() override { SetCaption(caller_->properties().ImportCaption); }
+
   database::DBEngine& engine_;
   contract::Platform& platform_;
   contract::Caller* caller_ = nullptr;
   WizardState state_;
+  StepState steps_;
+  TextSample sample_;
+  BreakEditor break_editor_{state_.breaks};
+  RejectedRecords rejected_;
+  std::string preface_;
+  std::string chosen_setting_;
+  bool running_ = false;
+  bool close_after_run_ = false;
   std::vector<std::string> source_tables_;
   engine::RunResult result_;
   BatchStep batch_step_ = BatchStep::kOpenDatabase;

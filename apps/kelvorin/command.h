@@ -26,6 +26,8 @@ void AddSettingsCommand(CLI::App& app, int& exit_status);
 void AddDetectCommand(CLI::App& app, int& exit_status);
 void AddTableCommands(CLI::App& app, int& exit_status);  // tables, fields, dump, create, sources
 
+void AddWizardCommand(CLI::App& app, int& exit_status);
+
 /// Writes "kelvorin: " and the text to standard error and answers the status.
 int Report(ExitStatus status, std::string_view text);
 int Report(ExitStatus status, const Status& failure);

@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
   AddDetectCommand(app, exit_status);
   AddSettingsCommand(app, exit_status);
   AddTableCommands(app, exit_status);
+  AddWizardCommand(app, exit_status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -2,6 +2,15 @@
 
 namespace kelvorin::contract {
 
+Status Platform::CanShowForms() const {
+  return Status(Code::kNotSupported,
+                "The import wizard cannot be shown: there are no windows here");
+}
+
+void Platform::ShowModal(Form& form) {
+  form.Close();
+}
+
 Answer SilentPlatform::Ask(const MessageBox& box) {
   asked_.push_back(box);
   switch (box.buttons) {

@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/status.h"
 #include "control/contract/events.h"
+#include "control/contract/form.h"
 #include "control/contract/properties.h"
 
 namespace kelvorin::contract {
@@ -23,6 +25,15 @@ struct MessageBox {
   Icon icon = Icon::kNone;
   Buttons buttons = Buttons::kOk;
   bool operator==(const MessageBox&) const = default;
+};
+
+/// A dialog that asks for the name of a file.
+struct FileDialog {
+  std::string filter;     // "label|pattern|label|pattern", patterns separated by ";"
+  int filter_index = 1;   // entry of the filter, from 1
+  std::string file_name;  // to begin with; empty for none
+  bool save = false;      // asks where to save; else the file must exist
+  bool operator==(const FileDialog&) const = default;
 };
 
 /// The run's side of the progress dialog. Shown before the first record is read; its cancel flag
@@ -49,6 +60,20 @@ class Platform {
   /// The progress dialog, or null where there is none. Asked once per run, when ShowProgress is
   /// set.
   virtual ProgressView* Progress() = 0;
+
+  // --- Forms. A platform without windows keeps these as they are.
+  /// Ok where forms can be shown, else why not.
+  virtual Status CanShowForms() const;
+  /// Shows a form, activates it once, and returns when it has closed. Where nothing can be shown,
+  /// the form closes at once.
+  virtual void ShowModal(Form& form);
+  /// The chosen file's path, empty when the dialog was cancelled.
+  virtual std::string ChooseFile(const FileDialog&) { return {}; }
+  /// What was typed, empty also when the box was cancelled.
+  virtual std::string InputBox(std::string_view /*title*/, std::string_view /*prompt*/,
+                               std::string_view /*text*/) {
+    return {};
+  }
 };
 
 /// A platform that shows nothing. Whatever is asked of it all the same is answered with the button

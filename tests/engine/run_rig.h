@@ -37,7 +37,9 @@ class TestHost final : public contract::Caller, public contract::EventSink {
   void FilterTable(std::string_view table, bool& hide) override {
     hide = hidden.count(std::string(table)) > 0;
   }
-  void FilterType(std::int16_t, bool&) override {}
+  void FilterType(std::int16_t type, bool& hide) override {
+    hide = hidden.count("type " + std::to_string(type)) > 0;
+  }
   void FilterField(std::string_view, std::string_view field, bool& hide) override {
     hide = hidden.count(std::string(field)) > 0;
   }

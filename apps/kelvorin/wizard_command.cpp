@@ -1,0 +1,44 @@
+#include <CLI/CLI.hpp>
+
+#include "apps/kelvorin/command.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace kelvorin::app {
+namespace {
+
+// The program with the windows lies beside this one.
+int StartWizard(const std::vector<std::string>& properties) {
+  std::error_code failure;
+  const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", failure);
+  const std::string program = (own.parent_path() / "kelvorin-wizard").string();
+  if (failure || !std::filesystem::exists(program, failure))
+    return Report(kFatal, "the wizard cannot be shown: '" + program +
+                              "' is missing, this build has no windows");
+  std::vector<char*> arguments{const_cast<char*>(program.c_str())};
+  for (const std::string& property : properties)
+    arguments.push_back(const_cast<char*>(property.c_str()));
+  arguments.push_back(nullptr);
+  execv(program.c_str(), arguments.data());
+  return Report(kFatal, "'" + program + "' cannot be started: " + std::strerror(errno));
+}
+
+}  // namespace
+
+void AddWizardCommand(CLI::App& app, int& exit_status) {
+  auto properties = std::make_shared<std::vector<std::string>>();
+  CLI::App* wizard = app.add_subcommand("wizard", "Opens the import wizard");
+  wizard
+      ->add_option("PROPERTY=VALUE", *properties,
+                   "Properties of the control, e.g. DataBaseName=shop DefaultSourceType=TFOXPRO26")
+      ->type_name("");
+  wizard->callback([properties, &exit_status] { exit_status = StartWizard(*properties); });
+}
+
+}  // namespace kelvorin::app

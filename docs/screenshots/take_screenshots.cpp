@@ -1,0 +1,233 @@
+// Walks through the real windows and saves a picture of each, in light and dark colours.
+
+#include "control/kelvorin.h"
+#include "database/api/engine.h"
+#include "wizard/frm_odbc_logon.h"
+#include "wizard/qt/qt_platform.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDir>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QStyleFactory>
+#include <QTabBar>
+#include <QTimer>
+
+#include <cstdio>
+#include <deque>
+#include <functional>
+
+namespace {
+
+using Step = std::function<void(QWidget&)>;
+
+// Runs one step each time the windows have come to rest, on the innermost modal window.
+class Tour {
+ public:
+  Tour(QString folder, QString suffix) : folder_(std::move(folder)), suffix_(std::move(suffix)) {
+    timer_.setInterval(120);
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Next(); });
+  }
+  void Do(Step step) { steps_.push_back(std::move(step)); }
+  void Press(const char* name) {
+    Do([name](QWidget& window) {
+      if (auto* button = window.findChild<QAbstractButton*>(QLatin1String(name))) {
+        QTimer::singleShot(0, button, [button] { button->click(); });
+      } else {
+        std::fprintf(stderr, "no button %s in %s\n", name, qPrintable(window.objectName()));
+      }
+    });
+  }
+  void Take(const char* name) {
+    Do([this, name](QWidget& window) {
+      const QString path = folder_ + u'/' + QLatin1String(name) + suffix_ + QStringLiteral(".png");
+      if (!window.grab().save(path)) std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+    });
+  }
+  void Run(const std::function<void()>& open) {
+    timer_.start();
+    open();
+    timer_.stop();
+  }
+
+ private:
+  void Next() {
+    QWidget* window = QApplication::activeModalWidget();
+    if (window == nullptr || steps_.empty()) return;
+    const Step step = std::move(steps_.front());
+    steps_.pop_front();
+    step(*window);
+  }
+  QString folder_;
+  QString suffix_;
+  QTimer timer_;
+  std::deque<Step> steps_;
+};
+
+template <typename T>
+T& Child(QWidget& window, const char* name) {
+  return *window.findChild<T*>(QLatin1String(name));
+}
+
+void Pick(QWidget& window, const char* name, const QString& entry) {
+  auto& list = Child<QComboBox>(window, name);
+  list.setCurrentText(entry);
+  emit list.activated(list.currentIndex());
+}
+
+void Type(QWidget& window, const char* name, const QString& text) {
+  auto& edit = Child<QLineEdit>(window, name);
+  edit.setText(text);
+  emit edit.textEdited(text);
+}
+
+void SetDark(bool dark) {
+  QPalette palette = QStyleFactory::create(QStringLiteral("Fusion"))->standardPalette();
+  if (dark) {
+    palette = QPalette(QColor(53, 53, 53));
+    palette.setColor(QPalette::Base, QColor(35, 35, 35));
+    palette.setColor(QPalette::AlternateBase, QColor(53, 53, 53));
+    palette.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+  }
+  QApplication::setPalette(palette);
+}
+
+void Visit(const QString& folder, const QString& samples, bool dark) {
+  SetDark(dark);
+  kelvorin::wizard::qt::QtPlatform platform;
+  const QString demo = QDir::tempPath() + QStringLiteral("/kelvorin-pictures");
+  const QString ini = demo + QStringLiteral("/pictures.ini");
+  const QString suffix = dark ? QStringLiteral("-dark") : QString();
+  QFile::remove(ini);
+  const auto prepare = [&](kelvorin::Kelvorin& control, const QString& source) {
+    control.DataBaseName(demo.toStdString());
+    control.ConnectString(kelvorin::contract::TypeConnect::FOXPRO26);
+    control.IniFile(ini.toStdString());
+    control.MultiTable(true);
+    control.tableName("CUSTOMERS");
+    control.ImportDBName(source.toStdString());
+  };
+
+  kelvorin::Kelvorin control(&platform);
+  prepare(control, samples + QStringLiteral("/customers.csv"));
+  Tour tour(folder, suffix);
+  tour.Take("target");
+  tour.Press("BtnNext");
+  tour.Take("source-text");
+  tour.Press("BtnAdvanced");
+  tour.Do([](QWidget& window) { Type(window, "EdtStartLine", QStringLiteral("2")); });
+  tour.Take("advanced-general");
+  for (const auto& [page, name] : {std::pair{1, "advanced-mode"}, {2, "advanced-errors"}, {3, "advanced-cleanup"}}) {
+    tour.Do([page = page](QWidget& window) {
+      if (page == 1) Child<QAbstractButton>(window, "RBtnUpdateRecords").click();
+      if (page == 2) Child<QAbstractButton>(window, "RBtnTraceOn").click();
+      Child<QTabBar>(window, "TabStrip1").setCurrentIndex(page);
+    });
+    tour.Take(name);
+    if (page == 1) tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnAppendRecords").click(); });
+    if (page == 2) tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnTraceOff").click(); });
+  }
+  tour.Press("bntOK");
+  tour.Press("BtnNext");
+  tour.Take("separators");
+  tour.Press("BtnNext");
+  tour.Press("BtnMapEqualNames");
+  tour.Take("mapping");
+  tour.Press("BtnSaveSetting");
+  tour.Do([](QWidget& window) { window.findChild<QLineEdit*>()->setText(QStringLiteral("weekly customers")); });
+  tour.Take("save-setting");
+  tour.Do([](QWidget& window) { static_cast<QDialog&>(window).accept(); });
+  tour.Press("BtnSettings");
+  tour.Take("settings");
+  tour.Press("BtnCancel");
+  tour.Press("BtnFinish");
+  tour.Take("summary");
+  tour.Do([](QWidget& window) { window.close(); });
+  tour.Press("BtnCancel");
+  tour.Run([&] { control.Execute(); });
+
+  // A table as the source, then its logon.
+  kelvorin::Kelvorin table(&platform);
+  prepare(table, demo + QStringLiteral("/CUSTOMERS.DBF"));
+  Tour second(folder, suffix);
+  second.Press("BtnNext");
+  second.Take("source-table");
+  second.Do([](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Access")); });
+  second.Take("source-database");
+  second.Press("BtnBrowseFiles");
+  second.Take("logon-access");
+  second.Press("cmdCancel");
+  second.Do([](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("ODBC")); });
+  second.Press("BtnBrowseFiles");
+  second.Take("logon-odbc");
+  second.Press("cmdCancel");
+  second.Press("BtnCancel");
+  second.Run([&] { table.Execute(); });
+
+  // Columns, and a run with errors.
+  const QString stock = demo + QStringLiteral("/stock.txt");
+  QFile file(stock);
+  if (!file.open(QIODevice::WriteOnly)) std::fprintf(stderr, "cannot write %s\n", qPrintable(stock));
+  for (int i = 0; i < 400000; ++i)
+    file.write(QStringLiteral("%1 %2 %3 %4\r\n")
+                   .arg(10001 + i % 80000)
+                   .arg(i % 3 == 0 ? QStringLiteral("Hammer 300 g") : QStringLiteral("Saw, fine"), -20)
+                   .arg(i % 17 == 5 ? QStringLiteral("none") : QString::number(i % 90), 6)
+                   .arg(QStringLiteral("2026-01-%1").arg(i % 28 + 1, 2, 10, QLatin1Char('0')))
+                   .toUtf8());
+  file.close();
+  kelvorin::Kelvorin columns(&platform);
+  prepare(columns, stock);
+  columns.tableName("STOCK");
+  Tour third(folder, suffix);
+  third.Press("BtnNext");
+  third.Do([](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Fixed-width text")); });
+  third.Press("BtnAdvanced");
+  third.Do([](QWidget& window) { Child<QAbstractButton>(window, "CBoxErrors").click(); });
+  third.Press("bntOK");
+  third.Press("BtnNext");
+  third.Do([](QWidget& window) { Type(window, "EdtBreaks", QStringLiteral("6, 27, 34, 44")); });
+  third.Do([](QWidget& window) { Child<QWidget>(window, "PreviewFixed").setFocus(); });
+  third.Take("columns");
+  third.Press("BtnNext");
+  third.Press("BtnMapInOrder");
+  third.Press("BtnFinish");
+  for (int i = 0; i < 11; ++i) third.Do([](QWidget&) {});
+  third.Take("progress");
+  third.Press("Command1");
+  third.Take("progress-question");
+  third.Do([](QWidget& window) { static_cast<QDialog&>(window).findChildren<QPushButton*>().first()->click(); });
+  third.Do([](QWidget& window) { window.close(); });
+  third.Press("BtnRejected");
+  third.Take("rejected");
+  third.Press("BtnClose");
+  third.Press("BtnCancel");
+  third.Run([&] { columns.Execute(); });
+
+  kelvorin::wizard::frmDBPWD password;
+  Tour fourth(folder, suffix);
+  fourth.Do([](QWidget& window) { Type(window, "txtPassword", QStringLiteral("secret")); });
+  fourth.Take("password");
+  fourth.Press("cmdCancel");
+  fourth.Run([&] { platform.ShowModal(password); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: kelvorin-screenshots FOLDER SAMPLE_FOLDER\n");
+    return 2;
+  }
+  QApplication application(argc, argv);
+  QApplication::setStyle(QStringLiteral("Fusion"));
+  QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+  QDir().mkpath(QString::fromLocal8Bit(argv[1]));
+  for (const bool dark : {false, true})
+    Visit(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[2]), dark);
+  return 0;
+}

@@ -1,0 +1,251 @@
+// One look over all windows: names for people who do not see them, mnemonics, tab order, texts that
+// fit, in English and in a language half again as long.
+
+#include "database/api/engine.h"
+#include "tests/support/memory_database.h"
+#include "tests/windows/driver.h"
+#include "wizard/frm_advanced.h"
+#include "wizard/frm_kelvorin.h"
+#include "wizard/frm_odbc_logon.h"
+#include "wizard/frm_progress.h"
+#include "wizard/frm_rejected.h"
+#include "wizard/frm_settings.h"
+#include "wizard/qt/form_window.h"
+#include "wizard/qt/qt_platform.h"
+
+#include <QAccessible>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSet>
+#include <QShortcut>
+#include <QTabBar>
+#include <QTranslator>
+
+namespace kelvorin::tests {
+
+namespace {
+
+// Every text half again as long.
+class LongLanguage final : public QTranslator {
+ public:
+  bool isEmpty() const override { return false; }
+  QString translate(const char* context, const char* text, const char*, int) const override {
+    if (qstrcmp(context, "kelvorin") != 0) return {};
+    const QString source = QString::fromUtf8(text);
+    return source + QString(source.size() / 2, u'm');
+  }
+};
+
+bool TakesFocus(const QWidget* widget) {
+  return widget->isVisible() && widget->isEnabled() && widget->focusPolicy() != Qt::NoFocus &&
+         (widget->focusPolicy() & Qt::TabFocus) != 0;
+}
+
+void Look(QWidget& window) {
+  QCoreApplication::processEvents();
+  CAPTURE(window.objectName().toStdString());
+  QSet<QString> letters;
+  QSet<QWidget*> wanted;
+  for (QWidget* widget : window.findChildren<QWidget*>()) {
+    if (!widget->isVisible()) continue;
+    CAPTURE(widget->objectName().toStdString());
+    CAPTURE(widget->metaObject()->className());
+    const auto* label = qobject_cast<QLabel*>(widget);
+    const auto* button = qobject_cast<QAbstractButton*>(widget);
+    const bool has_text = (label != nullptr && !label->wordWrap()) || button != nullptr ||
+                          qobject_cast<QGroupBox*>(widget) != nullptr;
+    if (has_text && !widget->objectName().startsWith("qt_")) {
+      const bool narrow = button != nullptr && widget->maximumWidth() < 1000;  // "..."
+      CHECK(widget->width() >= (narrow ? widget->fontMetrics().horizontalAdvance(button->text()) + 8
+                                       : widget->minimumSizeHint().width()));
+      if (button != nullptr && widget->maximumWidth() > 1000)
+        CHECK(widget->width() >= widget->sizeHint().width());
+    }
+    if (const auto* tabs = qobject_cast<QTabBar*>(widget))
+      for (int i = 0; i < tabs->count(); ++i)
+        CHECK(tabs->tabRect(i).width() >= tabs->fontMetrics().horizontalAdvance(tabs->tabText(i)));
+    if (widget->isEnabled() &&
+        ((label != nullptr && label->buddy() != nullptr) || button != nullptr)) {
+      const QString text = label != nullptr ? label->text() : button->text();
+      const QKeySequence key = QKeySequence::mnemonic(text);
+      if (!key.isEmpty()) {
+        CAPTURE(key.toString().toStdString());
+        CHECK_FALSE(letters.contains(key.toString()));
+        letters += key.toString();
+      }
+    }
+    const bool ours = !widget->objectName().startsWith("qt_");
+    if (TakesFocus(widget) && ours && qobject_cast<QComboBox*>(widget->parentWidget()) == nullptr) {
+      QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(widget);
+      REQUIRE(seen != nullptr);
+      CHECK_FALSE(seen->text(QAccessible::Name).isEmpty());
+      wanted += widget;
+    }
+  }
+  for (const QShortcut* shortcut : window.findChildren<QShortcut*>()) {
+    const auto* target = qobject_cast<QWidget*>(shortcut->parent());
+    CHECK(target == &window);
+    CHECK_FALSE(shortcut->key().isEmpty());
+  }
+  // Tab leads to every one of them; option buttons of a group share one stop.
+  QSet<QWidget*> reached;
+  window.activateWindow();
+  for (int i = 0; i < 80; ++i) {
+    QWidget* focus = window.focusWidget();
+    if (focus != nullptr) reached += focus;
+    QTest::keyClick(focus != nullptr ? focus : &window, Qt::Key_Tab);
+  }
+  for (QWidget* widget : wanted) {
+    if (widget->inherits("QRadioButton")) continue;
+    CAPTURE(widget->objectName().toStdString());
+    CHECK(reached.contains(widget));
+  }
+}
+
+// Object names equal the names of the form's controls.
+void NamesAgree(QWidget& window, const contract::Form& form) {
+  CHECK(window.objectName().toStdString() == form.name());
+  for (const contract::Control* control : form.controls()) {
+    CAPTURE(control->name());
+    CHECK(window.findChild<QWidget*>(QString::fromStdString(control->name())) != nullptr);
+  }
+}
+
+void LookAtDialogs(wizard::qt::QtPlatform& platform) {
+  const auto look = [&](contract::Form& form) {
+    Driver drive;
+    drive.Do(QString::fromStdString(form.name()), [&](QWidget& window) {
+      NamesAgree(window, form);
+      if (auto* tabs = window.findChild<QTabBar*>("TabStrip1")) {
+        for (int i = 0; i < tabs->count(); ++i) {
+          tabs->setCurrentIndex(i);
+          Look(window);
+        }
+      } else {
+        Look(window);
+      }
+      form.Close();
+    });
+    drive.Run([&] { platform.ShowModal(form); });
+  };
+  wizard::frmAdvanced options(platform);
+  settings::ImportSetting setting;
+  setting.AppendRecords = false;
+  setting.Trace = setting.LimitErrors = true;
+  setting.AllLines = false;
+  options.Fill(setting, {"ByName"}, {});
+  look(options);
+  struct Nobody final : wizard::SettingsCaller {
+    void SetChosenSetting(std::string) override {}
+    const std::string& CurrentSettingName() const override { return text; }
+    const std::string& WizardCaption() const override { return text; }
+    void ResetCaption() override {}
+    std::string text;
+  } nobody;
+  wizard::frmSettings list(platform, settings::IniFile("/no/such.ini"));
+  list.SetCaller(nobody);
+  list.LBoxSettings.AddItem("weekly");
+  look(list);
+  MemoryDriver memory;
+  memory.AddDatabase("Sales");
+  database::DBEngine engine;
+  engine.Register(memory.Clone());
+  for (const bool odbc : {false, true}) {
+    wizard::frmODBCLogon logon(platform, engine, odbc);
+    logon.EdtDBName.SetText("x.mdb");
+    logon.Form_Load();
+    look(logon);
+  }
+  wizard::frmDBPWD password;
+  look(password);
+  wizard::RejectedRecords rejected;
+  CHECK(rejected.OnReject({1, "Amount", "x", "no number", "x\r\n"}).ok());
+  wizard::frmRejected records(platform, rejected, {});
+  look(records);
+  wizard::frmProgress progress(platform);
+  progress.LblRecords.SetCaption("1200 out of 5000");
+  progress.SetCaller([&] {
+    QWidget* window = QApplication::activeModalWidget();
+    REQUIRE(window != nullptr);
+    NamesAgree(*window, progress);
+    Look(*window);
+  });
+  platform.ShowModal(progress);
+}
+
+class Host final : public contract::Caller, public contract::EventSink {
+ public:
+  contract::Properties& properties() noexcept override { return record; }
+  contract::EventSink& events() noexcept override { return *this; }
+  const std::string& connect_type_name() const noexcept override { return type; }
+  void PropertyChanged(std::string_view) override {}
+  bool Listens(contract::Event) const noexcept override { return false; }
+  void BeforeFieldImport(std::string_view, std::string_view, std::int16_t, std::int16_t,
+                         std::string&) override {}
+  void FilterTable(std::string_view, bool&) override {}
+  void FilterType(std::int16_t, bool&) override {}
+  void FilterField(std::string_view, std::string_view, bool&) override {}
+  void ValidateBeforePost(bool&, bool&) override {}
+  void ValidateAfterPost(bool&) override {}
+  contract::Properties record;
+  std::string type;
+};
+
+void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
+  MemoryDriver memory;
+  database::TableDef table;
+  table.Name = "Goods";
+  database::FieldDef field;
+  field.Name = "Name";
+  field.Size = 20;
+  table.Fields = {field, field};
+  table.Fields[1].Name = "Amount";
+  memory.AddTable("shop", table);
+  database::DBEngine engine;
+  engine.Register(memory.Clone());
+  Host host;
+  host.record.DataBaseName = "shop";
+  host.record.MultiTable = true;
+  host.record.IniFile = "/no/such.ini";
+  host.record.ImportDBName = KELVORIN_SOURCE_DIR "/examples/data/customers.csv";
+  wizard::frmKelvorin form(engine, platform);
+  form.SetCaller(host);
+  Driver drive;
+  drive.Do("frmKelvorin", [&](QWidget& window) {
+    NamesAgree(window, form);
+    Look(window);
+    form.controls.BtnNext.UserClick();
+    form.controls.CBoxTypeFormat.UserSelect(kind);
+    for (int i = 0; i < 3; ++i) {
+      form.controls.BtnRejected.SetVisible(true);
+      QCoreApplication::processEvents();
+      Look(window);
+      if (!form.controls.BtnNext.enabled()) break;
+      form.controls.BtnNext.UserClick();
+    }
+    form.Close();
+  });
+  drive.Run([&] { form.Execute(); });
+}
+
+}  // namespace
+
+TEST_CASE("Every window has names, letters of its own, a tab order, and texts that fit") {
+  wizard::qt::QtPlatform platform;
+  for (const bool long_texts : {false, true}) {
+    CAPTURE(long_texts);
+    LongLanguage language;
+    if (long_texts) QCoreApplication::installTranslator(&language);
+    LookAtDialogs(platform);
+    for (const int kind : {0, 1, 3}) {
+      CAPTURE(kind);
+      LookAtWizard(platform, kind);
+    }
+    QCoreApplication::removeTranslator(&language);
+  }
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,374 @@
+// The real windows, driven: what the user does reaches the form, what the form says is shown.
+
+#include "control/kelvorin.h"
+#include "database/api/engine.h"
+#include "database/drivers/register_drivers.h"
+#include "tests/support/memory_database.h"
+#include "tests/support/temp_folder.h"
+#include "tests/windows/driver.h"
+#include "wizard/break_editor.h"
+#include "wizard/frm_advanced.h"
+#include "wizard/frm_odbc_logon.h"
+#include "wizard/frm_progress.h"
+#include "wizard/frm_settings.h"
+#include "wizard/qt/break_view.h"
+#include "wizard/qt/form_window.h"
+#include "wizard/qt/qt_platform.h"
+
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialog>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QTabBar>
+#include <QTableWidget>
+
+namespace kelvorin::tests {
+
+using wizard::qt::QtPlatform;
+
+namespace {
+
+// A FoxPro table GOODS in a folder of its own.
+struct Shop {
+  Shop() {
+    database::RegisterDrivers(engine);
+    auto opened = engine.OpenDatabase(folder.path(), true, false, "FoxPro 2.6;");
+    REQUIRE(opened.ok());
+    database::TableDef table;
+    table.Name = "GOODS";
+    database::FieldDef name, amount;
+    name.Name = "NAME";
+    name.Type = values::TypeCode::kText;
+    name.Size = 20;
+    amount.Name = "AMOUNT";
+    amount.Type = values::TypeCode::kLong;
+    table.Fields = {name, amount};
+    const Status made = (*opened)->CreateTable(table);
+    REQUIRE_MESSAGE(made.ok(), std::string(made.message()));
+    REQUIRE((*opened)->Close().ok());
+    control.DataBaseName(folder.path());
+    control.ConnectString(contract::TypeConnect::FOXPRO26);
+    control.tableName("GOODS");
+    control.IniFile(folder.File("k.ini"));
+  }
+  std::int64_t Count() {
+    auto opened = engine.OpenDatabase(folder.path(), false, true, "FoxPro 2.6;");
+    REQUIRE(opened.ok());
+    auto rows = (*opened)->OpenRecordset("GOODS", database::RecordsetType::kTable);
+    REQUIRE(rows.ok());
+    const std::int64_t count = *(*rows)->RecordCount();
+    CHECK((*rows)->Close().ok());
+    return count;
+  }
+  TempFolder folder;
+  database::DBEngine engine;
+  QtPlatform platform;
+  Kelvorin control{&platform};
+};
+
+std::string Lines(int count, const char* format) {
+  std::string text;
+  char line[64];
+  for (int i = 0; i < count; ++i) {
+    std::snprintf(line, sizeof line, format, i, i % 100);
+    text += line;
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST_CASE("A whole import through the real windows, from the first click to the summary") {
+  Shop shop;
+  shop.control.MultiTable(true);
+  const std::string file = shop.folder.File("in.csv");
+  WriteWhole(file, "Name;Amount\r\n" + Lines(500, "article %d;%d\r\n"));
+  Driver drive;
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Do("frmKelvorin", [&](QWidget& window) {
+    auto& box = Child<QLineEdit>(window, "EdtFileName");
+    CHECK(box.hasFocus());
+    QTest::keyClicks(&box, QString::fromStdString(file));
+    QTest::keyClick(&box, Qt::Key_Return);  // takes the name and goes nowhere
+    CHECK(box.isVisible());
+    CHECK(Child<QPlainTextEdit>(window, "PreviewText").toPlainText().startsWith("Name;Amount\n"));
+    CHECK(Child<QLabel>(window, "LblDetected").text().contains("semicolon"));
+  });
+  drive.Click("frmKelvorin", "BtnAdvanced");
+  drive.Do("frmAdvanced", [](QWidget& window) {
+    auto& box = Child<QLineEdit>(window, "EdtStartLine");
+    box.selectAll();
+    QTest::keyClicks(&box, "x2");
+    CHECK(box.text() == "2");
+  });
+  drive.Click("frmAdvanced", "bntOK");
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Do("frmKelvorin", [](QWidget& window) {
+    auto& grid = Child<QTableWidget>(window, "PreviewGrid");
+    CHECK(grid.columnCount() == 2);
+    CHECK(grid.horizontalHeaderItem(1)->text() == "Amount");
+    QTest::mouseClick(&Child<QAbstractButton>(window, "CBoxSemiColon"), Qt::LeftButton, {}, {5, 8});
+    CHECK(grid.columnCount() == 1);
+    QTest::mouseClick(&Child<QAbstractButton>(window, "CBoxSemiColon"), Qt::LeftButton, {}, {5, 8});
+    CHECK(grid.columnCount() == 2);
+  });
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Do("frmKelvorin", [](QWidget& window) {
+    auto& grid = Child<QTableWidget>(window, "GrdMapping");
+    auto& chooser = Child<QComboBox>(window, "CBoxSourceFields");
+    CHECK(chooser.isVisible());
+    CHECK(chooser.geometry() == grid.visualRect(grid.model()->index(0, 5)));
+    QTest::keyClicks(&chooser, "n");
+    QTest::keyClick(&chooser, Qt::Key_Down, Qt::ControlModifier);
+    CHECK(grid.item(1, 0)->text() == "->");
+    CHECK(grid.item(0, 0)->text().isEmpty());
+    CHECK(chooser.geometry() == grid.visualRect(grid.model()->index(1, 5)));
+    window.resize(window.width() + 200, window.height());
+    QCoreApplication::processEvents();
+    CHECK(chooser.geometry() == grid.visualRect(grid.model()->index(1, 5)));
+    QWheelEvent wheel({5, 5}, chooser.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton, {},
+                      Qt::NoScrollPhase, false);
+    const int before = chooser.currentIndex();
+    QCoreApplication::sendEvent(&chooser, &wheel);
+    CHECK(chooser.currentIndex() == before);
+  });
+  drive.Click("frmKelvorin", "BtnMapEqualNames");
+  drive.Do("frmKelvorin", [](QWidget& window) {
+    auto& grid = Child<QTableWidget>(window, "GrdMapping");
+    CHECK(grid.item(0, 5)->text() == "Name");
+    CHECK(grid.item(1, 5)->text() == "Amount");
+    CHECK(Child<QLabel>(window, "LblMapped").text() == "2 of 2 fields mapped");
+  });
+  drive.Click("frmKelvorin", "BtnFinish");
+  drive.Do("QMessageBox", [](QWidget& window) {
+    const auto& box = dynamic_cast<QMessageBox&>(window);
+    CHECK(box.windowTitle() == "Information");
+    CHECK(box.text() == "End of import\nNumber of imported records : 500");
+    CHECK(box.textFormat() == Qt::PlainText);
+    QTest::keyClick(&window, Qt::Key_Return);
+  });
+  drive.Do("frmKelvorin", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Escape); });
+  drive.Run([&] { shop.control.Execute(); });
+  CHECK(shop.control.LastError().empty());
+  CHECK(shop.control.LastRun().imported == 500);
+  CHECK(shop.Count() == 500);
+}
+
+TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
+  Shop shop;
+  const std::string file = shop.folder.File("in.csv");
+  WriteWhole(file, Lines(200000, "article %d,%d\r\n"));
+  shop.control.ImportDBName(file);
+  shop.control.ShowSummary(false);
+  shop.control.QuitAfterImport(true);
+  std::int64_t first = 0;
+  Driver drive;
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnMapInOrder");
+  drive.Click("frmKelvorin", "BtnFinish");
+  drive.Do("frmProgress", [](QWidget& window) {
+    QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Escape); });
+  });
+  drive.Do("QMessageBox", [&](QWidget& window) {
+    const auto& box = dynamic_cast<QMessageBox&>(window);
+    CHECK(box.text() == "Are you sure that you want to stop the import process?");
+    CHECK(box.windowTitle() == "Confirmation");
+    QTest::keyClick(&window, Qt::Key_Escape);
+  });
+  drive.Do("frmProgress", [&](QWidget& window) {
+    CHECK(Child<QLabel>(window, "LblRecords").text().contains(" out of "));
+    CHECK(Child<QProgressBar>(window, "ProgressBar").maximum() > 100000);
+    first = Child<QLabel>(window, "LblRecords").text().section(' ', 0, 0).toLongLong();
+    QTimer::singleShot(0, &window, [&] { window.close(); });
+  });
+  drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
+  drive.Run([&] { shop.control.Execute(); });
+  CHECK(shop.control.LastRun().cancelled);
+  CHECK(shop.control.LastRun().read >= first);
+  CHECK(shop.control.LastRun().read < 200000);
+  CHECK(shop.Count() == shop.control.LastRun().imported);
+}
+
+TEST_CASE("Breaks by mouse and by keyboard") {
+  textsource::BreakList breaks;
+  wizard::BreakEditor editor(breaks);
+  editor.SetLines({"abcdefghijklmnopqrstuvwxyz", "0123456789"});
+  wizard::qt::BreakView view(nullptr, editor);
+  view.resize(700, 200);
+  view.show();
+  REQUIRE(QTest::qWaitForWindowExposed(&view));
+  QWidget* port = view.viewport();
+  QTest::mouseClick(port, Qt::LeftButton, {}, view.PointOf(7));
+  QTest::mouseClick(port, Qt::LeftButton, {}, view.PointOf(12));
+  CHECK(editor.Text() == "7, 12");
+  const auto drag = [&](int from, int to) {
+    QTest::mousePress(port, Qt::LeftButton, {}, view.PointOf(from));
+    QTest::mouseMove(port, view.PointOf(to));
+    QTest::mouseRelease(port, Qt::LeftButton, {}, view.PointOf(to));
+  };
+  drag(7, 9);
+  CHECK(editor.Text() == "9, 12");
+  drag(9, 12);  // never onto another
+  CHECK(editor.Text() == "9, 12");
+  QTest::mouseDClick(port, Qt::LeftButton, {}, view.PointOf(12));
+  CHECK(editor.Text() == "9");
+  struct Row {
+    Qt::Key key;
+    Qt::KeyboardModifiers with;
+    const char* breaks;
+    int caret;
+  };
+  const Row kRows[] = {
+      {Qt::Key_Home, {}, "9", 1},
+      {Qt::Key_Right, {}, "9", 2},
+      {Qt::Key_Space, {}, "2, 9", 2},
+      {Qt::Key_PageDown, {}, "2, 9", 9},
+      {Qt::Key_Left, Qt::ControlModifier, "2, 8", 8},
+      {Qt::Key_PageUp, {}, "2, 8", 2},
+      {Qt::Key_Delete, {}, "8", 2},
+      {Qt::Key_Z, Qt::ControlModifier, "2, 8", 2},
+      {Qt::Key_End, {}, "2, 8", 26},
+      {Qt::Key_Space, {}, "2, 8, 26", 26},
+      {Qt::Key_Space, {}, "2, 8", 26},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(static_cast<int>(row.key));
+    QTest::keyClick(&view, row.key, row.with);
+    CHECK(editor.Text() == row.breaks);
+    CHECK(view.caret() == row.caret);
+  }
+}
+
+TEST_CASE("The options' window: tabs, pages, digits and Esc") {
+  QtPlatform platform;
+  wizard::frmAdvanced form(platform);
+  contract::Properties properties;
+  properties.ShowErrorsOption = false;
+  form.Fill({}, {"ByName"}, properties);
+  Driver drive;
+  drive.Do("frmAdvanced", [&](QWidget& window) {
+    auto& tabs = Child<QTabBar>(window, "TabStrip1");
+    CHECK(tabs.count() == 3);
+    CHECK(Child<QWidget>(window, "Frame1_0").isVisible());
+    QTest::keyClick(&window, Qt::Key_PageDown, Qt::ControlModifier);
+    CHECK(Child<QWidget>(window, "Frame1_1").isVisible());
+    CHECK_FALSE(Child<QWidget>(window, "Frame1_0").isVisible());
+    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnUpdateRecords"), Qt::LeftButton, {},
+                      {5, 8});
+    CHECK_FALSE(Child<QRadioButton>(window, "RBtnAppendRecords").isChecked());
+    CHECK(Child<QRadioButton>(window, "RBtnTableOrder").isChecked());  // another group
+    CHECK(Child<QRadioButton>(window, "RBtnUseIndex").isEnabled());
+    tabs.setCurrentIndex(0);
+    auto& all = Child<QAbstractButton>(window, "CBoxAllImport");
+    QTest::mouseClick(&all, Qt::LeftButton, {}, {5, 8});
+    auto& box = Child<QLineEdit>(window, "EdtNbLineMax");
+    CHECK(box.hasFocus());
+    box.selectAll();
+    QApplication::clipboard()->setText("1a 2");
+    box.paste();
+    emit box.textEdited(box.text());
+    CHECK(box.text() == "12");
+    QTest::keyClick(&window, Qt::Key_Escape);
+  });
+  drive.Run([&] { platform.ShowModal(form); });
+  CHECK_FALSE(form.Confirmed());
+  CHECK(form.EdtNbLineMax.text() == "12");
+}
+
+TEST_CASE("Settings, logon and password windows") {
+  QtPlatform platform;
+  TempFolder folder;
+  WriteWhole(folder.File("k.ini"), "[settings]\na=\nb=\n[a]\n[b]\n");
+  struct Caller final : wizard::SettingsCaller {
+    void SetChosenSetting(std::string name) override { chosen = std::move(name); }
+    const std::string& CurrentSettingName() const override { return chosen; }
+    const std::string& WizardCaption() const override { return chosen; }
+    void ResetCaption() override {}
+    std::string chosen;
+  } caller;
+  wizard::frmSettings list(platform, settings::IniFile(folder.File("k.ini")));
+  list.SetCaller(caller);
+  list.Form_Load();
+  Driver drive;
+  drive.Do("frmSettings", [](QWidget& window) {
+    auto& box = Child<QListWidget>(window, "LBoxSettings");
+    REQUIRE(box.count() == 2);
+    QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Delete); });
+  });
+  drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
+  drive.Do("frmSettings", [](QWidget& window) {
+    auto& box = Child<QListWidget>(window, "LBoxSettings");
+    REQUIRE(box.count() == 1);
+    const QPoint at = box.visualItemRect(box.item(0)).center();
+    QTest::mouseClick(box.viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(box.viewport(), Qt::LeftButton, {}, at);
+  });
+  drive.Run([&] { platform.ShowModal(list); });
+  CHECK(caller.chosen == "b");
+
+  database::DBEngine engine;
+  wizard::frmODBCLogon logon(platform, engine, false);
+  logon.Form_Load();
+  Driver second;
+  second.Do("frmODBCLogon", [](QWidget& window) {
+    CHECK_FALSE(Child<QComboBox>(window, "CBoxDataSources").isVisible());
+    CHECK_FALSE(Child<QAbstractButton>(window, "BtnOk").isEnabled());
+    QTest::keyClicks(&Child<QLineEdit>(window, "EdtDBName"), "shop.mdb");
+    CHECK(Child<QLineEdit>(window, "EdtPassword").echoMode() == QLineEdit::Password);
+    QTest::keyClick(&window, Qt::Key_Return);
+  });
+  second.Run([&] { platform.ShowModal(logon); });
+  CHECK(logon.Confirmed());
+
+  wizard::frmDBPWD password;
+  password.txtPassword.SetText("old");
+  Driver third;
+  third.Do("frmDBPWD", [](QWidget& window) {
+    auto& box = Child<QLineEdit>(window, "txtPassword");
+    CHECK(box.selectedText().size() == 3);
+    QTest::keyClicks(&box, "new");
+    QTest::keyClick(&box, Qt::Key_Return);
+  });
+  third.Run([&] { platform.ShowModal(password); });
+  CHECK(password.password() == "new");
+}
+
+TEST_CASE("Questions are answered by their keys and never taken for rich text") {
+  using contract::Answer;
+  using contract::Buttons;
+  struct Row {
+    Buttons buttons;
+    Qt::Key key;
+    Answer answer;
+  };
+  const Row kRows[] = {{Buttons::kOk, Qt::Key_Return, Answer::kOk},
+                       {Buttons::kOkCancel, Qt::Key_Return, Answer::kOk},
+                       {Buttons::kOkCancel, Qt::Key_Escape, Answer::kCancel},
+                       {Buttons::kYesNo, Qt::Key_Return, Answer::kYes},
+                       {Buttons::kYesNo, Qt::Key_Escape, Answer::kNo}};
+  QtPlatform platform;
+  for (const Row& row : kRows) {
+    Driver drive;
+    Answer answer{};
+    drive.Do("QMessageBox", [&](QWidget& window) {
+      CHECK(dynamic_cast<QMessageBox&>(window).text() == "value '<b>x</b>'\nnext");
+      QTest::keyClick(&window, row.key);
+    });
+    drive.Run([&] {
+      answer = platform.Ask(
+          {"value '<b>x</b>'\r\nnext", "Error", contract::Icon::kQuestion, row.buttons});
+    });
+    CHECK(answer == row.answer);
+  }
+}
+
+}  // namespace kelvorin::tests

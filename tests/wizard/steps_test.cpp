@@ -1,0 +1,461 @@
+// The wizard from its start to Finish without a window: paths, buttons, sources, mapping, settings.
+
+#include <doctest/doctest.h>
+
+#include "tests/wizard/wizard_rig.h"
+
+namespace kelvorin::tests {
+
+using contract::Answer;
+
+namespace {
+
+const char kCsv[] = "axe,3\r\nsaw,4\r\npin,5\r\n";
+const char kColumns[] = "axe   3\r\nsaw   4\r\npin   5\r\n";
+
+}  // namespace
+
+TEST_CASE("Every kind of source has its path, there and back") {
+  struct Row {
+    const char* kind;
+    bool fixed;
+    const char* there;
+    const char* back;
+  };
+  const Row kRows[] = {
+      {"Delimited text", false, "0124", "4210"},
+      {"Delimited text", true, "124", "421"},
+      {"Fixed-width text", false, "0134", "4310"},
+      {"Fixed-width text", true, "134", "431"},
+      {"HTML tags", false, "014", "410"},
+      {"HTML tags", true, "14", "41"},
+      {"Access", false, "014", "410"},
+      {"Access", true, "14", "41"},
+      {"ODBC", false, "014", "410"},
+      {"ODBC", true, "14", "41"},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.kind);
+    CAPTURE(row.fixed);
+    WizardRig rig;
+    rig.memory.AddTable("source", TableOf({Field("a", values::TypeCode::kText, 9)}));
+    rig.host.properties().MultiTable = !row.fixed;
+    rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
+    if (row.kind == std::string("Access") || row.kind == std::string("ODBC"))
+      rig.host.properties().ImportDBName.clear();
+    rig.Start();
+    REQUIRE(rig.started.ok());
+    if (!row.fixed) rig.c->BtnNext.UserClick();
+    CHECK(rig.Shown()[0] == '1');
+    CHECK(rig.c->BtnPrev.enabled() == !row.fixed);
+    rig.Choose(rig.c->CBoxTypeFormat, row.kind);
+    if (rig.c->lstTables.visible()) {
+      CHECK_FALSE(rig.c->BtnNext.enabled());
+      CHECK_FALSE(rig.c->lstTables.enabled());
+      rig.screen.In<wizard::frmODBCLogon>("frmODBCLogon", [](wizard::frmODBCLogon& logon) {
+        logon.EdtDBName.UserText("source");
+        for (std::size_t i = 0; i < logon.CBoxDataSources.items().size(); ++i)
+          if (logon.CBoxDataSources.items()[i] == "source")
+            logon.CBoxDataSources.UserSelect(static_cast<int>(i));
+        logon.BtnOk.UserClick();
+      });
+      rig.c->BtnBrowseFiles.UserClick();
+      CHECK(rig.c->lstTables.text() == "Goods");
+    }
+    if (!row.fixed) rig.c->BtnPrev.UserClick();
+    CHECK(rig.Walk(rig.c->BtnNext) == row.there);
+    CHECK_FALSE(rig.c->BtnFinish.enabled());
+    CHECK_FALSE(rig.c->BtnSaveSetting.enabled());
+    CHECK(rig.Walk(rig.c->BtnPrev) == row.back);
+    CHECK(rig.screen.boxes.empty());
+    CHECK(rig.screen.wait_cursors == 0);
+    rig.form->Form_Unload();
+  }
+}
+
+TEST_CASE("A job from the first click to the summary, with its setting kept") {
+  WizardRig rig;
+  rig.host.properties().MultiTable = true;
+  rig.Start();
+  CHECK(rig.Shown() == "0 -N--");
+  CHECK_FALSE(rig.c->PreviewText.visible());
+  rig.c->BtnNext.UserClick();
+  CHECK(rig.Shown() == "1 B---");
+  rig.c->EdtFileName.UserText(rig.folder.File("missing.csv"));
+  CHECK(rig.Shown() == "1 B---");
+  rig.c->EdtFileName.UserText(rig.File("in.csv", kCsv));
+  CHECK(rig.Shown() == "1 BN--");
+  CHECK(rig.c->PreviewText.items() == std::vector<std::string>{"axe,3", "saw,4", "pin,5"});
+  CHECK(rig.c->LblDetected.caption() ==
+        "Delimited text, comma, CR LF: 3 of 3 lines have 2 fields.");
+  rig.c->BtnNext.UserClick();
+  CHECK(rig.c->PreviewGrid.headings() == std::vector<std::string>{"Field 1", "Field 2"});
+  CHECK(rig.c->CBoxComma.value());
+  rig.c->CBoxComma.UserClick();
+  CHECK(rig.c->PreviewGrid.headings().size() == 1);
+  rig.c->CBoxComma.UserClick();
+  rig.c->BtnNext.UserClick();
+  CHECK(rig.Shown() == "4 B---");
+  CHECK(rig.MapColumn(2) == "Name|Amount|Day|Notes|Picture");
+  CHECK(rig.MapColumn(0) == "->||||");
+  rig.c->BtnMapInOrder.UserClick();
+  CHECK(rig.MapColumn(5) == "Field 1|Field 2|(Ignored)|(Ignored)|(Ignored)");
+  CHECK(rig.c->LblMapped.caption() == "2 of 5 fields mapped");
+  CHECK(rig.Shown() == "4 B-FS");
+
+  rig.c->BtnFinish.UserClick();
+  REQUIRE(rig.screen.boxes.size() == 1);
+  CHECK(rig.screen.boxes[0] ==
+        contract::MessageBox{"End of import\r\nNumber of imported records : 3", "Information",
+                             contract::Icon::kInformation, contract::Buttons::kOk});
+  CHECK(rig.screen.shown == std::vector<std::string>{"frmProgress"});
+  CHECK(rig.memory.Rows("shop", "Goods").size() == 3);
+  const settings::ImportSetting last = rig.Stored("__LastSetting__");
+  CHECK(last.SourceDBName + last.SourceTableName == rig.folder.File("in.csv"));
+  CHECK(last.FieldMap[1].Field == 1);
+  CHECK(rig.form->state().setting.SettingName.empty());
+  rig.form->Form_Unload();
+
+  // The next opening begins where this one ended, and its layout is not guessed anew.
+  rig.host.properties().LoadLastSetting = true;
+  rig.host.properties().MultiTable = false;
+  rig.Start();
+  CHECK(rig.Shown() == "1 -NFS");
+  CHECK(rig.c->EdtFileName.text() == rig.folder.File("in.csv"));
+  CHECK(rig.form->caption() == "Import Data");
+}
+
+TEST_CASE("The start handler reports what it could not open") {
+  struct Row {
+    const char* name;
+    void (*make)(WizardRig&);
+    const char* text;
+  };
+  const Row kRows[] = {
+      {"database", [](WizardRig& rig) { rig.host.properties().DataBaseName = "none"; },
+       "The following Error Occured:\r\n\r\nError in opening DataBase none\r\n"},
+      {"table", [](WizardRig& rig) { rig.host.properties().tableName = "None"; },
+       "The following Error Occured:\r\n\r\nError in opening Table None\r\n"},
+      {"windows",
+       [](WizardRig& rig) { rig.screen.windows = Status(Code::kNotSupported, "no display"); }, ""},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    WizardRig rig;
+    row.make(rig);
+    rig.form.emplace(rig.engine, rig.screen);
+    rig.form->SetCaller(rig.host);
+    rig.form->Execute();
+    CHECK(rig.screen.shown.empty());
+    CHECK_FALSE(rig.LastError().empty());
+    CHECK(rig.screen.boxes.size() == (*row.text ? 1 : 0));
+    if (*row.text) {
+      CHECK(rig.screen.boxes[0].text.rfind(row.text, 0) == 0);
+      CHECK(rig.screen.boxes[0].title == "Error");
+    }
+  }
+}
+
+TEST_CASE("The host hides kinds of source and tables") {
+  WizardRig rig;
+  rig.memory.AddTable("shop", [] {
+    database::TableDef other = Goods();
+    other.Name = "Other";
+    return other;
+  }());
+  rig.host.properties().MultiTable = true;
+  rig.host.properties().tableName = "GOODS";
+  rig.host.hidden = {{"type 1", true}, {"type 3", true}, {"type 14", true}, {"Other", true}};
+  rig.Start();
+  CHECK(rig.c->CBoxTables.items() == std::vector<std::string>{"Goods"});
+  const std::vector<std::string>& kinds = rig.c->CBoxTypeFormat.items();
+  CHECK(kinds.size() == 12);
+  CHECK(kinds[0] == "Delimited text");
+  CHECK(kinds[1] == "HTML tags");
+  CHECK(rig.c->CBoxTypeFormat.item_data(2) == 4);
+  CHECK(kinds.back() == "FoxPro 3.0");
+}
+
+TEST_CASE("Separators and delimiter redraw the preview") {
+  struct Row {
+    const char* text;
+    std::function<void(wizard::WizardControls&)> act;
+    const char* first_row;
+    const char* set;
+  };
+  const Row kRows[] = {
+      {"a;b c,d\te|f", [](wizard::WizardControls& c) { c.CBoxTab.UserClick(); }, "a;b c|d|e|f",
+       ",\t"},
+      {"a;b c,d", [](wizard::WizardControls& c) { c.CBoxSemiColon.UserClick(); }, "a|b c|d", ",;"},
+      {"a;b c,d", [](wizard::WizardControls& c) { c.CBoxSpace.UserClick(); }, "a;b|c|d", ", "},
+      {"a#b,c",
+       [](wizard::WizardControls& c) {
+         c.CBoxOtherChar.UserClick();
+         c.EdtSpecialSeparator.UserText("#!");
+       },
+       "a|b|c", ",#"},
+      {"a#b,c", [](wizard::WizardControls& c) { c.CBoxOtherChar.UserClick(); }, "a#b|c", ","},
+      {"'a,b',\"c,d\"", [](wizard::WizardControls& c) { c.CBoxDelimiter.UserSelect(1); },
+       "a,b|\"c|d\"", ","},
+      {"\"c,d\"", [](wizard::WizardControls& c) { c.CBoxDelimiter.UserSelect(2); }, "\"c|d\"", ","},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.text);
+    WizardRig rig;
+    rig.host.properties().ImportDBName = rig.File("in.csv", std::string(row.text) + "\r\n");
+    rig.Start();
+    rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+    rig.c->BtnNext.UserClick();
+    REQUIRE(rig.Shown()[0] == '2');
+    if (!rig.c->CBoxComma.value()) rig.c->CBoxComma.UserClick();  // taken for columns
+    row.act(*rig.c);
+    std::string first;
+    for (const auto& cell : rig.c->PreviewGrid.rows().at(0))
+      first += (first.empty() ? "" : "|") + cell.text;
+    CHECK(first == row.first_row);
+    CHECK(rig.form->state().setting.SeparatorSet == row.set);
+  }
+}
+
+TEST_CASE("Ragged and unclosed records are marked") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\nc\r\n\"d,e\r\nf,g\r\nh,i\r\n");
+  rig.Start();
+  rig.c->BtnNext.UserClick();
+  CHECK(rig.c->LblStatus.caption() ==
+        "2 records with another number of fields than most (in bold). "
+        "1 record with a text delimiter that is not closed.");
+  CHECK(rig.c->PreviewGrid.rows()[1][0].bold);
+  CHECK_FALSE(rig.c->PreviewGrid.rows()[0][0].bold);
+}
+
+TEST_CASE("Picking, ignoring and losing source fields") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b,a\r\n1,2,3\r\n4,5,6\r\n");
+  rig.Start();
+  rig.form->state().setting.StartingLine = 2;
+  rig.form->state().setting.FieldMap[4] = {"Picture", 0, 0, -1, true, 5};
+  rig.form->BtnDetect_Click();
+  rig.Walk(rig.c->BtnNext);
+  using Names = std::vector<std::string>;
+  CHECK(rig.c->CBoxSourceFields.items() == Names{"a", "b", "Field 3", "(Ignored)", "(Ignore all)"});
+  CHECK(rig.MapColumn(5) == "(Ignored)|(Ignored)|(Ignored)|(Ignored)|(Ignored)*");
+  CHECK(rig.form->state().setting.FieldMap[4].Field == 5);  // kept until it is picked again
+  CHECK(rig.c->CBoxSourceFields.text() == "(Ignored)");
+
+  rig.Choose(rig.c->CBoxSourceFields, "b");
+  CHECK(rig.form->state().setting.FieldMap[0].Field == 1);
+  CHECK(rig.c->PreviewGrid.selected_column() == 1);
+  rig.c->GrdMapping.UserRow(2);
+  CHECK(rig.MapColumn(0) == "||->||");
+  CHECK(rig.c->CBoxSourceFields.text() == "(Ignored)");
+  CHECK(rig.c->PreviewGrid.selected_column() == -1);
+  rig.Choose(rig.c->CBoxSourceFields, "a");
+  rig.c->GrdMapping.UserRow(0);
+  CHECK(rig.c->CBoxSourceFields.text() == "b");
+
+  for (const bool ok : {false, true}) {
+    rig.screen.answers = {ok ? Answer::kOk : Answer::kCancel};
+    rig.Choose(rig.c->CBoxSourceFields, "(Ignore all)");
+    CHECK(rig.screen.boxes.back() ==
+          contract::MessageBox{"This action will reset all the mapping, continue ?", "Confirmation",
+                               contract::Icon::kQuestion, contract::Buttons::kOkCancel});
+    CHECK(rig.c->CBoxSourceFields.text() == (ok ? "(Ignored)" : "b"));
+    CHECK(rig.c->BtnFinish.enabled() == !ok);
+    CHECK(settings::HasMapping(rig.form->state().setting.FieldMap) == !ok);
+  }
+  CHECK(rig.MapColumn(5) == "(Ignored)|(Ignored)|(Ignored)|(Ignored)|(Ignored)");
+
+  // A source with fewer fields: the row that lost its field says so.
+  rig.Choose(rig.c->CBoxSourceFields, "Field 3");
+  rig.Walk(rig.c->BtnPrev);
+  rig.c->EdtFileName.UserText(rig.File("less.csv", "x,y\r\n1,2\r\n"));
+  rig.Walk(rig.c->BtnNext);
+  CHECK(rig.MapColumn(5) == "(Ignored)*|(Ignored)|(Ignored)|(Ignored)|(Ignored)");
+  CHECK(rig.form->state().setting.FieldMap[0].Field == 2);
+}
+
+TEST_CASE("Fixed columns carry their position into the mapping") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
+  rig.Start();
+  CHECK(rig.form->state().setting.TypeFormat == 1);
+  rig.c->BtnNext.UserClick();
+  REQUIRE(rig.Shown()[0] == '3');
+  rig.c->EdtBreaks.UserText("7, 3,3 x 0");
+  CHECK(rig.form->break_editor().Text() == "3, 7");
+  CHECK(rig.c->PreviewGrid.widths() == std::vector<int>{360, 480});
+  CHECK(rig.c->PreviewFixed.tool_tip == "Breaks at 3, 7");
+  rig.c->BtnNext.UserClick();
+  rig.c->GrdMapping.UserRow(1);
+  rig.Choose(rig.c->CBoxSourceFields, "Field 2");
+  const settings::FieldMapEntry& entry = rig.form->state().setting.FieldMap[1];
+  CHECK(entry.Offset == 3);
+  CHECK(entry.Length == 4);
+  CHECK(rig.c->PreviewGrid.rows()[2][1].text == "   5");
+}
+
+TEST_CASE("Breaks: adding, dragging, removing and taking back") {
+  textsource::BreakList breaks;
+  wizard::BreakEditor editor(breaks);
+  editor.SetLines({"abcdefghij"});
+  struct Row {
+    std::function<bool()> act;
+    bool changes;
+    const char* breaks;
+  };
+  const Row kRows[] = {
+      {[&] { return editor.Add(4); }, true, "4"},
+      {[&] { return editor.Add(4); }, false, "4"},
+      {[&] { return editor.Add(0); }, true, "1, 4"},
+      {[&] { return editor.Move(1, 4); }, false, "1, 4"},
+      {[&] { return editor.Move(1, 9); }, true, "4, 9"},
+      {[&] { return editor.Move(7, 2); }, false, "4, 9"},
+      {[&] { return editor.Remove(4); }, true, "9"},
+      {[&] { return editor.Remove(4); }, false, "9"},
+      {[&] { return editor.Undo(); }, true, "4, 9"},
+      {[&] { return editor.Undo(); }, true, "1, 4"},
+      {[&] { return editor.Clear(); }, true, ""},
+      {[&] { return editor.Undo(); }, true, "1, 4"},
+      {[&] { return editor.Undo(); }, true, "4"},
+      {[&] { return editor.Undo(); }, true, ""},
+      {[&] { return editor.Undo(); }, false, ""},
+  };
+  int told = 0;
+  int changes = 0;
+  editor.on_change = [&] { ++told; };
+  for (const Row& row : kRows) {
+    CHECK(row.act() == row.changes);
+    changes += row.changes ? 1 : 0;
+    CHECK(editor.Text() == row.breaks);
+    CHECK(told == changes);
+  }
+  editor.UpdateBreaksFromColWidths({480, 0, 1200});
+  CHECK(editor.Text() == "4, 5, 15");
+  for (int i = 1; i <= 300; ++i) editor.Add(i);
+  CHECK(editor.Positions().size() == 251);
+  editor.SetLines({"a\xC3\xB6z"});
+  editor.Clear();
+  editor.Add(2);  // inside the second character
+  CHECK(editor.Text() == "1");
+}
+
+TEST_CASE("Settings are saved, listed, opened and deleted") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
+  rig.Start();
+  rig.Walk(rig.c->BtnNext);
+  rig.c->BtnMapInOrder.UserClick();
+  rig.c->BtnSaveSetting.UserClick();  // cancelled
+  CHECK(rig.screen.boxes.back() ==
+        contract::MessageBox{"Type in the name of the setting:|", "Save Setting"});
+  CHECK(settings::IniFile(rig.host.properties().IniFile).FillSettingsList().empty());
+  for (const char* name : {"weekly", "daily"}) {
+    rig.screen.input = name;
+    rig.c->BtnSaveSetting.UserClick();
+    CHECK(rig.form->caption() == std::string("Import Data - ") + name);
+  }
+
+  rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
+    CHECK(list.LBoxSettings.items() == std::vector<std::string>{"weekly", "daily"});
+    CHECK(list.LBoxSettings.text() == "weekly");
+    list.LBoxSettings.UserSelect(-1);
+    list.LBoxSettings.UserDoubleClick();
+    CHECK(list.shown());
+    list.LBoxSettings.UserSelect(0);
+    list.LBoxSettings.UserDoubleClick();
+    CHECK_FALSE(list.shown());
+  });
+  rig.form->state().setting.Upper = true;
+  rig.c->BtnSettings.UserClick();
+  CHECK(rig.form->caption() == "Import Data - weekly");
+  CHECK_FALSE(rig.form->state().setting.Upper);
+  CHECK(rig.MapColumn(5).rfind("Field 1|Field 2|(Ignored)", 0) == 0);
+
+  rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
+    list.BtnDelete.UserClick();
+    CHECK(rig.screen.boxes.back() ==
+          contract::MessageBox{"Are you sure that you want to delete the setting 'weekly' ?",
+                               "Confirmation", contract::Icon::kQuestion,
+                               contract::Buttons::kOkCancel});
+    CHECK(list.LBoxSettings.items().size() == 2);
+    rig.screen.answers = {Answer::kOk, Answer::kOk};
+    list.BtnDelete.UserClick();
+    CHECK(rig.form->caption() == "Import Data");
+    CHECK(list.LBoxSettings.text() == "daily");
+    list.BtnDelete.UserClick();
+    CHECK_FALSE(list.BtnOpen.enabled());
+    CHECK_FALSE(list.BtnDelete.enabled());
+    list.CloseRequested();
+  });
+  rig.c->BtnSettings.UserClick();
+  CHECK(rig.form->state().setting.SettingName == "weekly");
+  CHECK(settings::IniFile(rig.host.properties().IniFile).FillSettingsList().empty());
+}
+
+TEST_CASE("Progress: cancelling asks, Finish runs once, rejected records stay") {
+  struct Row {
+    Answer answer;
+    const char* outcome;
+  };
+  const Row kRows[] = {{Answer::kCancel, "4 3 1 0"}, {Answer::kOk, "2 1 1 0"}};
+  for (const Row& row : kRows) {
+    WizardRig rig;
+    rig.host.properties().ImportDBName = rig.File("in.csv", "pen,x\r\naxe,3\r\nsaw,4\r\npin,5\r\n");
+    rig.host.properties().ShowSummary = false;
+    rig.Start();
+    rig.form->state().setting.ShowErrors = false;
+    rig.Walk(rig.c->BtnNext);
+    rig.c->BtnMapInOrder.UserClick();
+    wizard::frmProgress* progress = nullptr;
+    rig.screen.In<wizard::frmProgress>("frmProgress",
+                                       [&](wizard::frmProgress& form) { progress = &form; });
+    std::string text;
+    rig.screen.on_yield = [&] {
+      rig.c->BtnFinish.UserClick();
+      rig.form->BtnFinish_Click();
+      if (progress->LblRecords.caption().rfind("2 out of", 0) == 0 && rig.screen.boxes.empty()) {
+        rig.screen.answers = {row.answer};
+        progress->CloseRequested();
+        text = rig.screen.boxes.at(0).title + ": " + rig.screen.boxes.at(0).text;
+      }
+    };
+    rig.c->BtnFinish.UserClick();
+    CHECK(text == "Confirmation: Are you sure that you want to stop the import process?");
+    CHECK(RunRig::Show(rig.form->result()).rfind(row.outcome, 0) == 0);
+    CHECK(rig.form->result().cancelled == (row.answer == Answer::kOk));
+    CHECK(rig.screen.shown == std::vector<std::string>{"frmProgress"});
+
+    REQUIRE(rig.c->BtnRejected.visible());
+    rig.screen.file = rig.folder.File("rejected.csv");
+    rig.screen.In<wizard::frmRejected>("frmRejected", [&](wizard::frmRejected& list) {
+      CHECK(list.LblRejected.caption() == "1 record was not imported.");
+      CHECK(list.GrdRejected.cell(0, 0) + list.GrdRejected.cell(0, 1) +
+                list.GrdRejected.cell(0, 2) ==
+            "1Amountx");
+      list.BtnSaveRejected.UserClick();
+    });
+    rig.c->BtnRejected.UserClick();
+    CHECK(ReadWhole(rig.screen.file) == "pen,x\r\n");
+  }
+}
+
+TEST_CASE("The animation goes round, and the second label tells the rate") {
+  ScriptedPlatform platform;
+  wizard::frmProgress form(platform);
+  std::string frames;
+  for (int i = 0; i < 14; ++i) {
+    form.Timer1_Timer();
+    frames += std::to_string(form.shown_frame()) + " ";
+  }
+  CHECK(frames == "1 2 3 4 5 6 7 8 9 10 11 12 1 2 ");
+  form.SetMaximum(100000);
+  form.SetCountText("25000 out of 100000");
+  form.UpdateRate(2000);
+  CHECK(form.LblRate.caption() == "12,500 records per second, about 6 s left");
+  form.SetCountText("100001");
+  form.UpdateRate(2000);
+  CHECK(form.LblRate.caption() == "50,000 records per second");
+}
+
+}  // namespace kelvorin::tests

@@ -1,0 +1,277 @@
+#include "wizard/frm_advanced.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "base/M_STRING.h"
+#include "control/contract/enums.h"
+
+namespace kelvorin::wizard {
+
+using contract::Buttons;
+using contract::Control;
+using contract::Icon;
+
+namespace {
+
+// Groups of option buttons that exclude each other.
+enum Group : int { kSeparator = 1, kMode, kWay, kTrace };
+
+void Enable(bool enabled, std::initializer_list<Control*> controls) {
+  for (Control* control : controls) control->SetEnabled(enabled);
+}
+
+Status ReadNumber(const Control& box, const char* what, std::int32_t& out) {
+  const std::int64_t number = base::ParseInteger(box.text());
+  if (number > std::numeric_limits<std::int16_t>::max())
+    return Status(Code::kOutOfRange, std::string(what) + " " + box.text() +
+                                         " is too large: settings hold numbers up to 32767");
+  out = static_cast<std::int32_t>(number);
+  return Status();
+}
+
+}  // namespace
+
+frmAdvanced::frmAdvanced(contract::Platform& platform)
+    : Form("frmAdvanced", "Advanced options"), platform_(platform) {
+  for (Control* option : {&RBtnCRLF, &RBtnCR, &RBtnLF, &RBtnOther, &RBtnNoSeparator})
+    option->group = kSeparator;
+  RBtnAppendRecords.group = RBtnUpdateRecords.group = kMode;
+  RBtnUseIndex.group = RBtnTableOrder.group = kWay;
+  RBtnTraceOn.group = RBtnTraceOff.group = kTrace;
+  for (Control* box : {&EdtStartLine, &EdtNbLineMax, &EdtRecLength, &EdtMaxErrors})
+    box->digits_only = true;
+
+  // As the form stands before anything is filled in.
+  for (Control* control :
+       {&RBtnCRLF, &RBtnAppendRecords, &RBtnTableOrder, &RBtnTraceOff, &CBoxAllImport, &CBoxErrors})
+    control->SetValue(true);
+
+  TabStrip1.accessible_name = "Groups of options";
+  EdtOtherChar.accessible_name = "Other record separator";
+  EdtRecLength.accessible_name = "Record length";
+  EdtStartLine.accessible_name = "First line";
+  EdtNbLineMax.accessible_name = "Lines to import";
+  CBoxIndexes.accessible_name = "Index";
+  EdtMaxErrors.accessible_name = "Number of errors";
+  EdtLogFile.accessible_name = "Log file";
+  BtnBrowseLog.accessible_name = BtnBrowseLog.tool_tip = "Browse for the log file";
+  RBtnTraceOn.accessible_name = "Trace on";
+  RBtnTraceOff.accessible_name = "Trace off";
+  RBtnCRLF.accessible_name = "CRLF, carriage return and line feed";
+  RBtnCR.accessible_name = "CR, carriage return";
+  RBtnLF.accessible_name = "LF, line feed";
+  bntOK.default_button = true;
+  bntCancel.cancel_button = true;
+  Connect();
+  Form_Load();
+}
+
+void frmAdvanced::Connect() {
+  TabStrip1.on_click = [this] { TabStrip1_Click(); };
+  RBtnAppendRecords.on_click = [this] { RBtnAppendRecords_Click(); };
+  RBtnUpdateRecords.on_click = [this] { RBtnUpdateRecords_Click(); };
+  RBtnUseIndex.on_click = [this] { RBtnUseIndex_Click(); };
+  RBtnTableOrder.on_click = [this] { RBtnTableOrder_Click(); };
+  CBoxKeyLookUp.on_click = [this] { CBoxKeyLookUp_Click(); };
+  CBoxUpper.on_click = [this] {
+    if (CBoxUpper.value()) CBoxLower.SetValue(false);
+  };
+  CBoxLower.on_click = [this] {
+    if (CBoxLower.value()) CBoxUpper.SetValue(false);
+  };
+  CBoxAllImport.on_click = [this] { CBoxAllImport_Click(); };
+  CBoxStopIfErrors.on_click = [this] { CBoxStopIfErrors_Click(); };
+  RBtnTraceOn.on_click = RBtnTraceOff.on_click = [this] { RBtnTrace_Click(); };
+  RBtnOther.on_click = [this] { EdtOtherChar.SetFocus(); };
+  RBtnNoSeparator.on_click = [this] { EdtRecLength.SetFocus(); };
+  BtnBrowseLog.on_click = [this] { BtnBrowseLog_Click(); };
+  bntOK.on_click = [this] { bntOK_Click(); };
+  bntCancel.on_click = [this] { bntCancel_Click(); };
+}
+
+void frmAdvanced::Form_Load() {
+  TabStrip1.Clear();
+  const char* const kTabs[] = {"General", "Import Mode", "Errors/Trace", "Advanced"};
+  for (int page = 0; page < 4; ++page) TabStrip1.AddItem(kTabs[page], page);
+  TabStrip1.SelectItem(0);
+  TabStrip1_Click();
+  RBtnAppendRecords_Click();
+  RBtnTrace_Click();
+  CBoxStopIfErrors_Click();
+}
+
+void frmAdvanced::Fill(const settings::ImportSetting& setting,
+                       const std::vector<std::string>& indexes,
+                       const contract::Properties& properties) {
+  Control* const separators[] = {&RBtnCRLF, &RBtnCR, &RBtnLF, &RBtnOther, &RBtnNoSeparator};
+  if (setting.RecSeparator >= 0 && setting.RecSeparator <= 4)
+    separators[setting.RecSeparator]->SetValue(true);
+  if (RBtnOther.value()) EdtOtherChar.SetText(setting.RecSepOther);
+  if (RBtnNoSeparator.value()) EdtRecLength.SetText(base::ToDecimal(setting.RecLength));
+
+  CBoxOem2Ansi.SetValue(setting.OemConvert);
+  CBoxUpper.SetValue(setting.Upper);
+  CBoxLower.SetValue(setting.Lower);
+  CBoxAllImport.SetValue(setting.AllLines);
+  Enable(!setting.AllLines, {&EdtNbLineMax, &LblNbLinesToImport});
+  EdtNbLineMax.SetText(base::ToDecimal(setting.MaxLines));
+  EdtStartLine.SetText(base::ToDecimal(setting.StartingLine));
+  if (setting.TypeFormat > 2) {
+    FrameRecSep.SetEnabled(false);
+    for (Control* separator : separators) separator->SetEnabled(false);
+    EdtRecLength.SetEnabled(false);
+  }
+
+  FillIndexes(setting, indexes);
+  RBtnAppendRecords.SetValue(setting.AppendRecords);
+  RBtnUpdateRecords.SetValue(!setting.AppendRecords);
+  RBtnUseIndex.SetValue(setting.UpdateIndex);
+  RBtnTableOrder.SetValue(!RBtnUseIndex.value());
+  CBoxKeyLookUp.SetValue(setting.KeyLookUp);
+  CBoxAppendFields.SetValue(setting.AppendFields);
+  CBoxAppendIfEof.SetValue(setting.AppendIfEof);
+
+  RBtnTraceOn.SetValue(setting.Trace);
+  RBtnTraceOff.SetValue(!setting.Trace);
+  EdtLogFile.SetText(setting.LogFileName);
+  CBoxLogAppend.SetValue(setting.LogAppend);
+  CBoxEmptyTarget.SetValue(setting.EmptyTarget);
+  CBoxDeleteImportFile.SetValue(setting.DeleteImportFile);
+  CBoxErrors.SetValue(setting.ShowErrors);
+  CBoxStopIfErrors.SetValue(setting.LimitErrors);
+  EdtMaxErrors.SetText(base::ToDecimal(setting.nErrorStop));
+  Enable(setting.LimitErrors, {&EdtMaxErrors, &LblMaxErrors});
+
+  std::size_t removed = 0;
+  if (!properties.ShowUpdateOption) TabStrip1.RemoveItem(1 - removed++);
+  if (!properties.ShowErrorsOption) TabStrip1.RemoveItem(2 - removed++);
+  if (!properties.ShowAdvancedOption) TabStrip1.RemoveItem(3 - removed++);
+}
+
+void frmAdvanced::FillIndexes(const settings::ImportSetting& setting,
+                              const std::vector<std::string>& indexes) {
+  has_index_ = !indexes.empty();
+  CBoxIndexes.SetItems(indexes);
+  if (!has_index_) {
+    CBoxIndexes.AddItem("No index");
+    CBoxIndexes.SetEnabled(false);
+  }
+  CBoxIndexes.SelectItem(0);
+  if (!setting.UpdateIndex) return;
+  const auto found = std::find(indexes.begin(), indexes.end(), setting.IndexName);
+  if (found != indexes.end()) CBoxIndexes.SelectItem(static_cast<int>(found - indexes.begin()));
+}
+
+Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
+  settings::ImportSetting taken = setting;
+  const Control* const separators[] = {&RBtnCRLF, &RBtnCR, &RBtnLF, &RBtnOther, &RBtnNoSeparator};
+  for (std::int32_t i = 0; i < 5; ++i)
+    if (separators[i]->value()) taken.RecSeparator = i;
+  if (taken.RecSeparator == 3) taken.RecSepOther = EdtOtherChar.text();
+  if (taken.RecSeparator == 4)
+    KV_TRY(ReadNumber(EdtRecLength, "The record length", taken.RecLength));
+  taken.OemConvert = CBoxOem2Ansi.value();
+  taken.Upper = CBoxUpper.value();
+  taken.Lower = CBoxLower.value();
+  taken.AllLines = CBoxAllImport.value();
+  taken.MaxLines = 0;
+  if (!taken.AllLines) KV_TRY(ReadNumber(EdtNbLineMax, "The number of lines", taken.MaxLines));
+  KV_TRY(ReadNumber(EdtStartLine, "The first line", taken.StartingLine));
+
+  taken.AppendRecords = RBtnAppendRecords.value();
+  const bool update = !taken.AppendRecords;
+  taken.UpdateIndex = RBtnUseIndex.value() && update;
+  taken.KeyLookUp = CBoxKeyLookUp.value() && update;
+  taken.AppendFields = CBoxAppendFields.value() && update;
+  taken.AppendIfEof = CBoxAppendIfEof.value() && update;
+  if (taken.UpdateIndex) taken.IndexName = CBoxIndexes.text();
+
+  taken.Trace = !RBtnTraceOff.value();
+  taken.LogFileName = EdtLogFile.text();
+  taken.LogAppend = CBoxLogAppend.value();
+  taken.EmptyTarget = CBoxEmptyTarget.value();
+  taken.DeleteImportFile = CBoxDeleteImportFile.value();
+  taken.ShowErrors = CBoxErrors.value();
+  taken.LimitErrors = CBoxStopIfErrors.value();
+  KV_TRY(ReadNumber(EdtMaxErrors, "The number of errors", taken.nErrorStop));
+  setting = std::move(taken);
+  return Status();
+}
+
+// --- Enabling
+
+void frmAdvanced::TabStrip1_Click() {
+  if (TabStrip1.list_index() < 0) return;
+  const int page = TabStrip1.item_data(static_cast<std::size_t>(TabStrip1.list_index()));
+  Control* const pages[] = {&Frame1_0, &Frame1_1, &Frame1_2, &Frame1_3};
+  for (int i = 0; i < 4; ++i) pages[i]->SetVisible(i == page);
+}
+
+void frmAdvanced::RBtnAppendRecords_Click() {
+  RBtnUpdateRecords.SetValue(false);
+  Enable(false, {&RBtnUseIndex, &RBtnTableOrder, &CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp,
+                 &CBoxAppendFields, &CBoxAppendIfEof});
+}
+
+void frmAdvanced::RBtnUpdateRecords_Click() {
+  RBtnAppendRecords.SetValue(false);
+  Enable(true, {&RBtnUseIndex, &RBtnTableOrder, &CBoxAppendFields, &CBoxAppendIfEof});
+  Enable(!RBtnTableOrder.value(), {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+}
+
+void frmAdvanced::RBtnUseIndex_Click() {
+  if (has_index_) {
+    Enable(true, {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+    return;
+  }
+  platform_.Ask({"The table has no index", "Warning", Icon::kExclamation, Buttons::kOk});
+  RBtnTableOrder.SetValue(true);
+}
+
+void frmAdvanced::RBtnTableOrder_Click() {
+  Enable(false, {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+}
+
+void frmAdvanced::CBoxKeyLookUp_Click() {
+  if (CBoxKeyLookUp.value()) CBoxAppendIfEof.SetValue(false);
+  CBoxAppendIfEof.SetEnabled(!CBoxKeyLookUp.value());
+}
+
+void frmAdvanced::CBoxAllImport_Click() {
+  const bool all = CBoxAllImport.value();
+  Enable(!all, {&EdtNbLineMax, &LblNbLinesToImport});
+  if (!all) EdtNbLineMax.SetFocus();
+}
+
+void frmAdvanced::CBoxStopIfErrors_Click() {
+  const bool limited = CBoxStopIfErrors.value();
+  Enable(limited, {&EdtMaxErrors, &LblMaxErrors});
+  if (limited) EdtMaxErrors.SetFocus();
+}
+
+void frmAdvanced::RBtnTrace_Click() {
+  Enable(RBtnTraceOn.value(), {&EdtLogFile, &BtnBrowseLog, &CBoxLogAppend, &LblFilePath});
+}
+
+void frmAdvanced::BtnBrowseLog_Click() {
+  contract::FileDialog dialog;
+  dialog.filter = "All Files (*.*)|*.*|Text Files(*.txt;*.log)|*.txt;*.log";
+  dialog.file_name = EdtLogFile.text();
+  dialog.save = true;
+  const std::string chosen = platform_.ChooseFile(dialog);
+  if (!chosen.empty()) EdtLogFile.SetText(chosen);
+}
+
+void frmAdvanced::bntOK_Click() {
+  if (RBtnUseIndex.value() && has_index_ && CBoxIndexes.text().empty()) {
+    platform_.Ask({"You must choose an index", "Error", Icon::kCritical, Buttons::kOkCancel});
+    return;
+  }
+  if (EdtStartLine.text().empty()) EdtStartLine.SetText("1");
+  if (!CBoxAllImport.value() && EdtNbLineMax.text().empty()) CBoxAllImport.SetValue(true);
+  confirmed_ = true;
+  Close();
+}
+
+}  // namespace kelvorin::wizard

@@ -1,0 +1,119 @@
+#pragma once
+// The options that the wizard's pages do not show: record separator and conversions, range of
+// lines, write mode, error policy, log and clean-up. The wizard fills the form from a setting,
+// shows it, and copies it back when it was confirmed. It reads and writes no file.
+
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "control/contract/form.h"
+#include "control/contract/platform.h"
+#include "control/contract/properties.h"
+#include "settings/import_setting.h"
+
+namespace kelvorin::wizard {
+
+class frmAdvanced final : public contract::Form {
+  using Kind = contract::ControlKind;
+
+ public:
+  explicit frmAdvanced(contract::Platform& platform);
+
+  /// Fills the controls. `indexes` are the names of the target table's indexes in their order.
+  void Fill(const settings::ImportSetting& setting, const std::vector<std::string>& indexes,
+            const contract::Properties& properties);
+  /// Takes the controls over into the setting. Fails with kOutOfRange when a number of the boxes
+  /// does not fit; the setting is then as it was.
+  Status CopyBack(settings::ImportSetting& setting) const;
+
+  bool HasIndex() const noexcept { return has_index_; }
+  bool Confirmed() const noexcept { return confirmed_; }
+
+  // --- Named procedures.
+  void Form_Load();
+  void TabStrip1_Click();
+  void RBtnAppendRecords_Click();
+  void RBtnUpdateRecords_Click();
+  void RBtnUseIndex_Click();
+  void RBtnTableOrder_Click();
+  void CBoxKeyLookUp_Click();
+  void CBoxAllImport_Click();
+  void CBoxStopIfErrors_Click();
+  void RBtnTrace_Click();
+  void BtnBrowseLog_Click();
+  void bntOK_Click();
+  void bntCancel_Click() { Close(); }
+
+  contract::Control TabStrip1{*this, "TabStrip1", Kind::kTabs};
+  contract::Control Frame1_0{*this, "Frame1_0", Kind::kFrame};
+  contract::Control Frame1_1{*this, "Frame1_1", Kind::kFrame};
+  contract::Control Frame1_2{*this, "Frame1_2", Kind::kFrame};
+  contract::Control Frame1_3{*this, "Frame1_3", Kind::kFrame};
+
+  // General
+  contract::Control FrameRecSep{*this, "FrameRecSep", Kind::kFrame, "Record separator"};
+  contract::Control RBtnCRLF{*this, "RBtnCRLF", Kind::kOption, "CRLF"};
+  contract::Control RBtnCR{*this, "RBtnCR", Kind::kOption, "CR"};
+  contract::Control RBtnLF{*this, "RBtnLF", Kind::kOption, "LF"};
+  contract::Control RBtnOther{*this, "RBtnOther", Kind::kOption, "Othe&r:"};
+  contract::Control EdtOtherChar{*this, "EdtOtherChar", Kind::kEdit};
+  contract::Control RBtnNoSeparator{*this, "RBtnNoSeparator", Kind::kOption,
+                                    "&No separator, record length:"};
+  contract::Control EdtRecLength{*this, "EdtRecLength", Kind::kEdit};
+  contract::Control CBoxOem2Ansi{*this, "CBoxOem2Ansi", Kind::kCheck, "Do&s to Windows"};
+  contract::Control CBoxUpper{*this, "CBoxUpper", Kind::kCheck, "&Upper case"};
+  contract::Control CBoxLower{*this, "CBoxLower", Kind::kCheck, "&Lower case"};
+  contract::Control LblStartLine{*this, "LblStartLine", Kind::kLabel, "&First line:"};
+  contract::Control EdtStartLine{*this, "EdtStartLine", Kind::kEdit};
+  contract::Control CBoxAllImport{*this, "CBoxAllImport", Kind::kCheck, "Import &all lines"};
+  contract::Control LblNbLinesToImport{*this, "LblNbLinesToImport", Kind::kLabel,
+                                       "Lines &to import:"};
+  contract::Control EdtNbLineMax{*this, "EdtNbLineMax", Kind::kEdit};
+
+  // Import Mode
+  contract::Control RBtnAppendRecords{*this, "RBtnAppendRecords", Kind::kOption, "A&ppend records"};
+  contract::Control RBtnUpdateRecords{*this, "RBtnUpdateRecords", Kind::kOption, "&Update records"};
+  contract::Control RBtnUseIndex{*this, "RBtnUseIndex", Kind::kOption, "U&se the index"};
+  contract::Control RBtnTableOrder{*this, "RBtnTableOrder", Kind::kOption, "In table &order"};
+  contract::Control LblIndexDescr{*this, "LblIndexDescr", Kind::kLabel, "&Index:"};
+  contract::Control CBoxIndexes{*this, "CBoxIndexes", Kind::kCombo};
+  contract::Control CBoxKeyLookUp{*this, "CBoxKeyLookUp", Kind::kCheck, "&Key lookup"};
+  contract::Control CBoxAppendFields{*this, "CBoxAppendFields", Kind::kCheck,
+                                     "Append to &field contents"};
+  contract::Control CBoxAppendIfEof{*this, "CBoxAppendIfEof", Kind::kCheck,
+                                    "Append when the &end is reached"};
+
+  // Errors/Trace
+  contract::Control CBoxErrors{*this, "CBoxErrors", Kind::kCheck, "&Show errors"};
+  contract::Control CBoxStopIfErrors{*this, "CBoxStopIfErrors", Kind::kCheck,
+                                     "Stop after too &many errors"};
+  contract::Control LblMaxErrors{*this, "LblMaxErrors", Kind::kLabel, "&Number of errors:"};
+  contract::Control EdtMaxErrors{*this, "EdtMaxErrors", Kind::kEdit};
+  contract::Control LblTrace{*this, "LblTrace", Kind::kLabel, "Trace:"};
+  contract::Control RBtnTraceOn{*this, "RBtnTraceOn", Kind::kOption, "&On"};
+  contract::Control RBtnTraceOff{*this, "RBtnTraceOff", Kind::kOption, "O&ff"};
+  contract::Control LblFilePath{*this, "LblFilePath", Kind::kLabel, "&Log file:"};
+  contract::Control EdtLogFile{*this, "EdtLogFile", Kind::kEdit};
+  contract::Control BtnBrowseLog{*this, "BtnBrowseLog", Kind::kButton, "..."};
+  contract::Control CBoxLogAppend{*this, "CBoxLogAppend", Kind::kCheck, "&Append to the log"};
+
+  // Advanced
+  contract::Control CBoxEmptyTarget{*this, "CBoxEmptyTarget", Kind::kCheck,
+                                    "&Empty the target table first"};
+  contract::Control CBoxDeleteImportFile{*this, "CBoxDeleteImportFile", Kind::kCheck,
+                                         "&Delete the file after the import"};
+
+  contract::Control bntOK{*this, "bntOK", Kind::kButton, "OK"};
+  contract::Control bntCancel{*this, "bntCancel", Kind::kButton, "Cancel"};
+
+ private:
+  void Connect();
+  void FillIndexes(const settings::ImportSetting& setting, const std::vector<std::string>& indexes);
+
+  contract::Platform& platform_;
+  bool has_index_ = false;
+  bool confirmed_ = false;
+};
+
+}  // namespace kelvorin::wizard

@@ -1,0 +1,70 @@
+#include "wizard/frm_rejected.h"
+
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
+
+namespace kelvorin::wizard {
+namespace {
+
+constexpr std::size_t kRowsShown = 1000;
+
+}  // namespace
+
+Status RejectedRecords::OnReject(const engine::RejectedRecord& record) {
+  ++count_;
+  if (records_.size() < kMost)
+    records_.push_back({record.line_number, std::string(record.field), std::string(record.value),
+                        std::string(record.reason), std::string(record.raw)});
+  return Status();
+}
+
+void RejectedRecords::Clear() {
+  records_.clear();
+  count_ = 0;
+}
+
+frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& rejected,
+                         std::string preface)
+    : Form("frmRejected", "Rejected records"),
+      platform_(platform),
+      rejected_(rejected),
+      preface_(std::move(preface)) {
+  std::vector<contract::Grid::Row> rows;
+  for (const RejectedRecords::Record& record : rejected.records()) {
+    if (rows.size() == kRowsShown) break;
+    rows.push_back({{base::ToDecimal(record.line), false},
+                    {record.field, false},
+                    {record.value, false},
+                    {base::Replace(record.reason, "\r\n", " "), false}});
+  }
+  std::string text = base::ToDecimal(rejected.count()) +
+                     (rejected.count() == 1 ? " record was" : " records were") + " not imported.";
+  if (static_cast<std::size_t>(rejected.count()) > rows.size())
+    text += " The first " + base::ToDecimal(static_cast<std::int64_t>(rows.size())) + " are shown.";
+  if (static_cast<std::size_t>(rejected.count()) > RejectedRecords::kMost)
+    text += " The first " + base::ToDecimal(static_cast<std::int64_t>(RejectedRecords::kMost)) +
+            " can be saved.";
+  LblRejected.SetCaption(text);
+  GrdRejected.Fill({"Line", "Field", "Value", "Reason"}, std::move(rows), {720, 1500, 2100, 5400});
+  GrdRejected.accessible_name = "Rejected records";
+  BtnSaveRejected.on_click = [this] { BtnSaveRejected_Click(); };
+  BtnClose.on_click = [this] { Close(); };
+  BtnClose.cancel_button = BtnClose.default_button = true;
+}
+
+void frmRejected::BtnSaveRejected_Click() {
+  contract::FileDialog dialog;
+  dialog.filter = "All Files (*.*)|*.*|Text Files(*.txt;*.csv)|*.txt;*.csv";
+  dialog.filter_index = 2;
+  dialog.save = true;
+  const std::string path = platform_.ChooseFile(dialog);
+  if (path.empty()) return;
+  std::string contents = preface_;
+  for (const RejectedRecords::Record& record : rejected_.records()) contents += record.raw;
+  const Status saved = base::WriteFileAtomically(path, contents);
+  if (!saved.ok())
+    platform_.Ask(
+        {std::string(saved.message()), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
+}
+
+}  // namespace kelvorin::wizard

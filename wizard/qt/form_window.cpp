@@ -1,0 +1,434 @@
+#include "wizard/qt/form_window.h"
+
+#include "wizard/qt/text.h"
+
+#include <QAccessible>
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFontDatabase>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QShortcut>
+#include <QTabBar>
+#include <QTableWidget>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace kelvorin::wizard::qt {
+
+using contract::Control;
+using contract::ControlKind;
+
+FormWindow::FormWindow(contract::Form& form) : form_(form) {
+  setObjectName(ToText(form.name()));
+  setWindowTitle(ToText(form.caption()));
+  setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+  form.SetView(this);
+}
+
+FormWindow::~FormWindow() {
+  if (form_.view() == this) form_.SetView(nullptr);
+}
+
+void FormWindow::Run() {
+  form_.SetShown(true);
+  Flush();
+  setModal(true);
+  exec();
+  form_.SetShown(false);
+}
+
+// --- Widgets
+
+QWidget* FormWindow::Widget(Control& control) {
+  QWidget*& widget = widgets_[&control];
+  if (widget != nullptr) return widget;
+  QWidget* made = MakeSpecial(control);
+  if (made == nullptr) made = Make(control);
+  made->setObjectName(ToText(control.name()));
+  made->setAccessibleName(control.accessible_name.empty() ? PlainCaption(control.caption())
+                                                          : Caption(control.accessible_name));
+  if (control.shortcut != 0) {
+    auto* shortcut = new QShortcut(
+        QKeySequence(QStringLiteral("Alt+") + QChar::fromLatin1(control.shortcut)), this);
+    connect(shortcut, &QShortcut::activated, made, [made] {
+      if (!made->isEnabled() || !made->isVisible()) return;
+      if (auto* button = qobject_cast<QAbstractButton*>(made)) {
+        button->click();
+      } else {
+        made->setFocus(Qt::ShortcutFocusReason);
+      }
+    });
+  }
+  widgets_[&control] = made;
+  Copy(control, made);
+  return made;
+}
+
+QWidget* FormWindow::Make(Control& control) {
+  Control* const at = &control;
+  switch (control.kind()) {
+    case ControlKind::kLabel: {
+      auto* label = new QLabel(this);
+      label->setTextFormat(Qt::PlainText);
+      return label;
+    }
+    case ControlKind::kButton: {
+      auto* button = new QPushButton(this);
+      button->setAutoDefault(false);
+      connect(button, &QPushButton::clicked, this,
+              [this, at] { ByUser([at] { at->UserClick(); }); });
+      return button;
+    }
+    case ControlKind::kEdit: {
+      auto* edit = new QLineEdit(this);
+      if (control.password) edit->setEchoMode(QLineEdit::Password);
+      edit->installEventFilter(this);
+      connect(edit, &QLineEdit::textEdited, this,
+              [this, at](const QString& text) { ByUser([&] { at->UserText(FromText(text)); }); });
+      return edit;
+    }
+    case ControlKind::kCheck: {
+      auto* box = new QCheckBox(this);
+      connect(box, &QCheckBox::clicked, this, [this, at] { ByUser([at] { at->UserClick(); }); });
+      return box;
+    }
+    case ControlKind::kOption: {
+      auto* option = new QRadioButton(this);
+      QButtonGroup*& group = groups_[control.group];
+      if (group == nullptr) group = new QButtonGroup(this);
+      group->addButton(option);
+      connect(option, &QRadioButton::clicked, this,
+              [this, at] { ByUser([at] { at->UserClick(); }); });
+      return option;
+    }
+    case ControlKind::kCombo: {
+      auto* combo = new QComboBox(this);
+      combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+      combo->setMinimumContentsLength(12);
+      combo->installEventFilter(this);
+      connect(combo, &QComboBox::activated, this,
+              [this, at](int index) { ByUser([=] { at->UserSelect(index); }); });
+      return combo;
+    }
+    case ControlKind::kList: {
+      auto* list = new QListWidget(this);
+      connect(list, &QListWidget::currentRowChanged, this,
+              [this, at](int row) { ByUser([=] { at->UserSelect(row); }); });
+      connect(list, &QListWidget::itemDoubleClicked, this,
+              [this, at] { ByUser([at] { at->UserDoubleClick(); }); });
+      return list;
+    }
+    case ControlKind::kFrame: {
+      if (control.caption().empty()) return new QWidget(this);
+      return new QGroupBox(this);
+    }
+    case ControlKind::kTabs: {
+      auto* tabs = new QTabBar(this);
+      tabs->setExpanding(false);
+      tabs->setUsesScrollButtons(false);
+      tabs->setElideMode(Qt::ElideNone);
+      connect(tabs, &QTabBar::currentChanged, this,
+              [this, at](int index) { ByUser([=] { at->UserSelect(index); }); });
+      return tabs;
+    }
+    case ControlKind::kProgress: {
+      auto* bar = new QProgressBar(this);
+      bar->setTextVisible(false);
+      return bar;
+    }
+    case ControlKind::kGrid: {
+      auto* table = new QTableWidget(this);
+      table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+      table->setTabKeyNavigation(false);
+      table->setSelectionMode(QAbstractItemView::ContiguousSelection);
+      table->setWordWrap(false);
+      table->verticalHeader()->hide();
+      table->horizontalHeader()->setMinimumSectionSize(Pixels(*this, 150));
+      table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+      table->horizontalHeader()->setHighlightSections(false);
+      return table;
+    }
+    case ControlKind::kLines:
+    case ControlKind::kBreaks: {
+      auto* lines = new QPlainTextEdit(this);
+      lines->setReadOnly(true);
+      lines->setTabChangesFocus(true);
+      lines->setLineWrapMode(QPlainTextEdit::NoWrap);
+      lines->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+      return lines;
+    }
+  }
+  return nullptr;
+}
+
+QWidget* FormWindow::Label(Control& label, Control& buddy) {
+  auto* widget = qobject_cast<QLabel*>(Widget(label));
+  widget->setBuddy(Widget(buddy));
+  return widget;
+}
+
+QBoxLayout* FormWindow::ButtonRow(std::initializer_list<Control*> buttons) {
+  auto* row = new QHBoxLayout;
+  for (Control* button : buttons) {
+    if (button == nullptr) {
+      row->addStretch(1);
+    } else {
+      row->addWidget(Widget(*button));
+    }
+  }
+  return row;
+}
+
+void FormWindow::SetOrder(std::initializer_list<Control*> order) {
+  QWidget* before = nullptr;
+  for (Control* control : order) {
+    QWidget* widget = Widget(*control);
+    if (before != nullptr) setTabOrder(before, widget);
+    before = widget;
+  }
+}
+
+// --- From records to widgets
+
+void FormWindow::ControlChanged(Control& control) {
+  changed_.insert(&control);
+  if (flush_posted_) return;
+  flush_posted_ = true;
+  QMetaObject::invokeMethod(
+      this, [this] { Flush(); }, Qt::QueuedConnection);
+}
+
+void FormWindow::Flush() {
+  flush_posted_ = false;
+  if (changed_.isEmpty()) return;
+  const QSet<Control*> changed = std::exchange(changed_, {});
+  for (Control* control : changed) {
+    const auto found = widgets_.constFind(control);
+    if (found != widgets_.constEnd()) Copy(*control, *found);
+  }
+  UpdateDefaultButton();
+  Copied();
+}
+
+void FormWindow::ByUser(const std::function<void()>& act) {
+  act();
+  if (!closed_) Flush();
+}
+
+void FormWindow::CopyButton(Control& control, QWidget* widget) {
+  auto* button = qobject_cast<QAbstractButton*>(widget);
+  if (button == nullptr) return;
+  const QString caption = Caption(control.caption());
+  if (button->text() != caption) button->setText(caption);
+  if (control.kind() == ControlKind::kCheck || control.value()) button->setChecked(control.value());
+}
+
+void FormWindow::Copy(Control& control, QWidget* widget) {
+  widget->setEnabled(control.enabled());
+  if (widget->isVisibleTo(widget->parentWidget()) != control.visible())
+    widget->setVisible(control.visible());
+  if (!control.tool_tip.empty()) {
+    widget->setToolTip(Caption(control.tool_tip));
+    widget->setAccessibleDescription(Caption(control.tool_tip));
+  }
+  const QSignalBlocker quiet(widget);
+  if (CopySpecial(control, widget)) return;
+  switch (control.kind()) {
+    case ControlKind::kLabel: {
+      auto* label = qobject_cast<QLabel*>(widget);
+      label->setText(Caption(control.caption()));
+      return;
+    }
+    case ControlKind::kButton:
+    case ControlKind::kCheck:
+    case ControlKind::kOption:
+      CopyButton(control, widget);
+      return;
+    case ControlKind::kEdit: {
+      auto* edit = qobject_cast<QLineEdit*>(widget);
+      const QString text = ToText(control.text());
+      if (edit->text() != text) edit->setText(text);
+      return;
+    }
+    case ControlKind::kCombo: {
+      auto* combo = qobject_cast<QComboBox*>(widget);
+      QStringList items;
+      for (const std::string& item : control.items()) items += ToText(item);
+      bool same = combo->count() == items.size();
+      for (int i = 0; same && i < combo->count(); ++i) same = combo->itemText(i) == items[i];
+      if (!same) {
+        combo->clear();
+        combo->addItems(items);
+      }
+      combo->setCurrentIndex(control.list_index());
+      return;
+    }
+    case ControlKind::kList: {
+      auto* list = qobject_cast<QListWidget*>(widget);
+      list->clear();
+      for (const std::string& item : control.items()) list->addItem(ToText(item));
+      list->setCurrentRow(control.list_index());
+      return;
+    }
+    case ControlKind::kFrame:
+      if (auto* box = qobject_cast<QGroupBox*>(widget)) box->setTitle(Caption(control.caption()));
+      return;
+    case ControlKind::kTabs: {
+      auto* tabs = qobject_cast<QTabBar*>(widget);
+      while (tabs->count() > 0) tabs->removeTab(0);
+      for (const std::string& item : control.items()) tabs->addTab(Caption(item));
+      tabs->setCurrentIndex(control.list_index());
+      return;
+    }
+    case ControlKind::kProgress: {
+      auto* bar = qobject_cast<QProgressBar*>(widget);
+      // The records keep exact numbers; a bar takes only sensible ones.
+      bar->setMaximum(std::max(control.maximum(), 0));
+      bar->setValue(std::clamp(control.number(), 0, std::max(control.maximum(), 0)));
+      return;
+    }
+    case ControlKind::kGrid:
+      CopyGrid(dynamic_cast<contract::Grid&>(control), qobject_cast<QTableWidget*>(widget));
+      return;
+    case ControlKind::kLines: {
+      QString text;
+      for (const std::string& item : control.items()) text += ToText(item) + u'\n';
+      text.chop(1);
+      auto* lines = qobject_cast<QPlainTextEdit*>(widget);
+      if (lines->toPlainText() != text) lines->setPlainText(text);
+      return;
+    }
+    case ControlKind::kBreaks:
+      return;
+  }
+}
+
+void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
+  const int columns = static_cast<int>(grid.headings().size());
+  const int rows = static_cast<int>(grid.rows().size());
+  table->setUpdatesEnabled(false);
+  const bool new_shape = table->columnCount() != columns || table->rowCount() != rows;
+  table->setColumnCount(columns);
+  table->setRowCount(rows);
+  QStringList headings;
+  for (const std::string& heading : grid.headings()) headings += ToText(heading);
+  table->setHorizontalHeaderLabels(headings);
+  for (int r = 0; r < rows; ++r)
+    for (int c = 0; c < columns; ++c) {
+      const contract::Grid::Cell& cell =
+          grid.rows()[static_cast<std::size_t>(r)][static_cast<std::size_t>(c)];
+      QTableWidgetItem* item = table->item(r, c);
+      if (item == nullptr) table->setItem(r, c, item = new QTableWidgetItem);
+      const QString text = ToText(cell.text);
+      if (item->text() != text) {
+        item->setText(text);
+        item->setToolTip(text.size() > 20 ? text : QString());
+      }
+      if (item->font().bold() != cell.bold) {
+        QFont font = item->font();
+        font.setBold(cell.bold);
+        item->setFont(font);
+      }
+    }
+  if (new_shape) {
+    for (int c = 0; c < columns; ++c) {
+      const int heading = table->fontMetrics().horizontalAdvance(headings[c]) + Pixels(*this, 240);
+      table->setColumnWidth(
+          c, std::max(Pixels(*this, grid.widths()[static_cast<std::size_t>(c)]), heading));
+    }
+    table->verticalHeader()->setDefaultSectionSize(
+        std::max(Pixels(*this, 300), table->fontMetrics().height() + 4));
+  }
+  if (grid.selected_column() >= 0 && rows > 0) {
+    table->clearSelection();
+    table->setRangeSelected({0, grid.selected_column(), rows - 1, grid.selected_column()}, true);
+    table->scrollToItem(table->item(0, grid.selected_column()));
+  } else {
+    table->clearSelection();
+  }
+  table->setUpdatesEnabled(true);
+}
+
+void FormWindow::UpdateDefaultButton() {
+  bool given = false;
+  for (Control* control : form_.controls()) {
+    if (!control->default_button) continue;
+    auto* button = qobject_cast<QPushButton*>(widgets_.value(control));
+    if (button == nullptr) continue;
+    const bool take = !given && control->enabled() && control->visible();
+    button->setDefault(take);
+    given = given || take;
+  }
+}
+
+// --- The window
+
+void FormWindow::CaptionChanged() {
+  setWindowTitle(ToText(form_.caption()));
+}
+
+void FormWindow::FocusMoved(Control& control) {
+  Flush();
+  if (QWidget* widget = widgets_.value(&control)) widget->setFocus(Qt::OtherFocusReason);
+}
+
+void FormWindow::Closed() {
+  closed_ = true;
+  QDialog::done(0);
+}
+
+void FormWindow::reject() {
+  form_.CloseRequested();
+  if (!closed_) Flush();
+}
+
+void FormWindow::closeEvent(QCloseEvent* event) {
+  event->ignore();
+  reject();
+}
+
+void FormWindow::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  if (activated_) return;
+  activated_ = true;
+  UpdateDefaultButton();
+  QTimer::singleShot(0, this, [this] {
+    repaint();
+    form_.Form_Activate();
+  });
+}
+
+bool FormWindow::eventFilter(QObject* object, QEvent* event) {
+  // A turn of the wheel over a closed list would change its entry unseen.
+  if (event->type() == QEvent::Wheel) {
+    const auto* combo = qobject_cast<QComboBox*>(object);
+    if (combo != nullptr && !combo->view()->isVisible()) {
+      event->ignore();
+      return true;
+    }
+  }
+  if (event->type() == QEvent::FocusIn) {
+    auto* edit = qobject_cast<QLineEdit*>(object);
+    if (edit != nullptr && edit->echoMode() == QLineEdit::Password) edit->selectAll();
+  }
+  if (event->type() == QEvent::KeyPress && qobject_cast<QLineEdit*>(object) != nullptr &&
+      form_.name() == "frmKelvorin") {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Return || key == Qt::Key_Enter) return true;  // takes the text, goes nowhere
+  }
+  return QDialog::eventFilter(object, event);
+}
+
+}  // namespace kelvorin::wizard::qt

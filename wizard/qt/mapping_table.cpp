@@ -1,0 +1,136 @@
+#include "wizard/qt/mapping_table.h"
+
+#include "wizard/qt/text.h"
+
+#include <QAbstractItemView>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QScrollBar>
+
+namespace kelvorin::wizard::qt {
+namespace {
+
+constexpr int kSourceColumn = 5;
+constexpr int kGrownColumns[] = {2, 5, 6};
+constexpr int kWidths[] = {210, 300, 1230, 765, 480, 1230, 570};  // in twips
+
+}  // namespace
+
+MappingTable::MappingTable(QWidget* parent) : QTableWidget(parent) {
+  setEditTriggers(NoEditTriggers);
+  setTabKeyNavigation(false);
+  setSelectionBehavior(SelectRows);
+  setSelectionMode(SingleSelection);
+  setWordWrap(false);
+  verticalHeader()->hide();
+  horizontalHeader()->setMinimumSectionSize(Pixels(*this, 150));
+  horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  horizontalHeader()->setHighlightSections(false);
+  connect(this, &QTableWidget::currentCellChanged, this, [this](int row, int, int before, int) {
+    if (row != before && row >= 0 && !showing_ && on_row) on_row(row);
+  });
+  connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { PlaceChooser(); });
+  connect(horizontalScrollBar(), &QScrollBar::valueChanged, this, [this] { PlaceChooser(); });
+  connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this] { PlaceChooser(); });
+}
+
+void MappingTable::SetChooser(QComboBox* chooser) {
+  if (chooser_ == chooser) return;
+  chooser_ = chooser;
+  chooser_->setParent(viewport());
+  chooser_->installEventFilter(this);
+}
+
+void MappingTable::ShowRow(int row, bool chooser_visible) {
+  chooser_wanted_ = chooser_visible && row >= 0;
+  showing_ = true;
+  if (row >= 0 && row != currentRow()) setCurrentCell(row, kSourceColumn);
+  showing_ = false;
+  StretchColumns();
+  PlaceChooser();
+}
+
+void MappingTable::PlaceChooser() {
+  if (chooser_ == nullptr) return;
+  const QRect cell =
+      currentRow() < 0 ? QRect() : visualRect(model()->index(currentRow(), kSourceColumn));
+  const bool on_screen = cell.isValid() && viewport()->rect().intersects(cell);
+  chooser_->setVisible(chooser_wanted_ && on_screen);
+  if (on_screen) chooser_->setGeometry(cell);
+}
+
+void MappingTable::StretchColumns() {
+  int fixed = 0;
+  int grown = 0;
+  for (int column = 0; column < columnCount() && column < 7; ++column) {
+    const bool grows = std::find(std::begin(kGrownColumns), std::end(kGrownColumns), column) !=
+                       std::end(kGrownColumns);
+    const QString heading =
+        horizontalHeaderItem(column) != nullptr ? horizontalHeaderItem(column)->text() : QString();
+    // The marker of column 0 is as wide as its two signs.
+    const QString widest = column == 0 ? QStringLiteral("->") : heading;
+    const int text = widest.isEmpty() ? 0 : fontMetrics().horizontalAdvance(widest) + 14;
+    const int least = std::max(Pixels(*this, kWidths[column]), text);
+    (grows ? grown : fixed) += least;
+    if (!grows) setColumnWidth(column, least);
+  }
+  if (grown == 0) return;
+  const int room = std::max(viewport()->width() - fixed, grown);
+  for (const int column : kGrownColumns)
+    setColumnWidth(column, room * kWidths[column] / (1230 + 1230 + 570));
+}
+
+void MappingTable::keyPressEvent(QKeyEvent* event) {
+  const bool opens = event->key() == Qt::Key_F4 || event->key() == Qt::Key_F2 ||
+                     event->key() == Qt::Key_Space ||
+                     (event->key() == Qt::Key_Down && (event->modifiers() & Qt::AltModifier) != 0);
+  if (opens && chooser_ != nullptr && chooser_->isVisible()) {
+    chooser_->setFocus();
+    chooser_->showPopup();
+  } else if (event->key() == Qt::Key_Delete && on_ignore) {
+    on_ignore();
+  } else {
+    QTableWidget::keyPressEvent(event);
+  }
+}
+
+bool MappingTable::eventFilter(QObject* object, QEvent* event) {
+  if (object == chooser_ && event->type() == QEvent::KeyPress && !chooser_->view()->isVisible()) {
+    const auto* key = static_cast<QKeyEvent*>(event);
+    const bool control = (key->modifiers() & Qt::ControlModifier) != 0;
+    switch (key->key()) {
+      case Qt::Key_Up:
+      case Qt::Key_Down:
+        if (!control) break;
+        if (const int row = currentRow() + (key->key() == Qt::Key_Up ? -1 : 1);
+            row >= 0 && row < rowCount())
+          setCurrentCell(row, kSourceColumn);
+        return true;
+      case Qt::Key_Return:
+      case Qt::Key_Enter:
+      case Qt::Key_Escape:
+        setFocus();
+        return true;
+      case Qt::Key_Delete:
+        if (on_ignore) on_ignore();
+        return true;
+      default:
+        break;
+    }
+  }
+  return QTableWidget::eventFilter(object, event);
+}
+
+void MappingTable::resizeEvent(QResizeEvent* event) {
+  QTableWidget::resizeEvent(event);
+  StretchColumns();
+  PlaceChooser();
+}
+
+void MappingTable::updateGeometries() {
+  QTableWidget::updateGeometries();
+  PlaceChooser();
+}
+
+}  // namespace kelvorin::wizard::qt

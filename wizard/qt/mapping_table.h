@@ -1,0 +1,38 @@
+#pragma once
+// The mapping grid with the chooser laid over the current row's source field. The wizard's window
+// makes one and fills it like every other grid.
+
+#include <QTableWidget>
+
+#include <functional>
+
+class QComboBox;
+
+namespace kelvorin::wizard::qt {
+
+class MappingTable final : public QTableWidget {
+ public:
+  explicit MappingTable(QWidget* parent);
+
+  /// The chooser becomes a child of the grid.
+  void SetChooser(QComboBox* chooser);
+  /// Makes a row the current one and places the chooser on it.
+  void ShowRow(int row, bool chooser_visible);
+
+  std::function<void(int)> on_row;
+  std::function<void()> on_ignore;
+
+ private:
+  void PlaceChooser();
+  void StretchColumns();
+  void keyPressEvent(QKeyEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+  void updateGeometries() override;
+  bool eventFilter(QObject* object, QEvent* event) override;
+
+  QComboBox* chooser_ = nullptr;
+  bool chooser_wanted_ = false;
+  bool showing_ = false;
+};
+
+}  // namespace kelvorin::wizard::qt

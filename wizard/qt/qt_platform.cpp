@@ -1,0 +1,203 @@
+#include "wizard/qt/qt_platform.h"
+
+#include "wizard/frm_progress.h"
+#include "wizard/qt/display.h"
+#include "wizard/qt/form_window.h"
+#include "wizard/qt/text.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QShortcut>
+#include <QThread>
+
+#include <vector>
+
+namespace kelvorin::wizard::qt {
+
+using contract::Answer;
+using contract::Buttons;
+using contract::Icon;
+
+namespace {
+
+constexpr qint64 kServeMilliseconds = 10;
+constexpr qint64 kShowMilliseconds = 40;
+
+// "All Files (*.*)|*.*" as the name filter "All Files (*.*) (*)". The label's own parentheses are
+// shown, the added ones are hidden by the dialog.
+QStringList NameFilters(std::string_view filter) {
+  const QStringList parts = ToText(filter).split(u'|');
+  QStringList filters;
+  for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+    QStringList patterns = parts[i + 1].split(u';');
+    for (QString& pattern : patterns)
+      if (pattern == u"*.*") pattern = QStringLiteral("*");  // files without a point, too
+    filters += parts[i] + QStringLiteral(" (") + patterns.join(u' ') + u')';
+  }
+  return filters;
+}
+
+}  // namespace
+
+struct QtPlatform::State {
+  std::vector<FormWindow*> open;  // the innermost one is the last
+  QElapsedTimer served;
+  QElapsedTimer shown;
+  int wait_depth = 0;
+  bool abandoned = false;
+
+  QWidget* parent() const { return open.empty() ? QApplication::activeWindow() : open.back(); }
+  frmProgress* progress() const {
+    return open.empty() ? nullptr : dynamic_cast<frmProgress*>(&open.back()->form());
+  }
+};
+
+QtPlatform::QtPlatform() : state_(std::make_unique<State>()) {}
+QtPlatform::~QtPlatform() = default;
+
+Status QtPlatform::CanShowForms() const {
+  const auto refuse = [](const std::string& why) {
+    return Status(Code::kNotSupported, "The import wizard cannot be shown: " + why);
+  };
+  if (const QCoreApplication* application = QCoreApplication::instance()) {
+    if (qobject_cast<const QApplication*>(application) == nullptr)
+      return refuse("the process has an application object without windows");
+    if (application->thread() != QThread::currentThread())
+      return refuse("it must be opened from the thread of the windows");
+    return Status();
+  }
+  const std::string missing = MissingDisplay();
+  if (!missing.empty()) return refuse(missing);
+  static int argc = 1;
+  static char name[] = "kelvorin";
+  static char* argv[] = {name, nullptr};
+  new QApplication(argc, argv);  // for the rest of the process
+  return Status();
+}
+
+Answer QtPlatform::Ask(const contract::MessageBox& box) {
+  const Answer cancelled = box.buttons == Buttons::kOk         ? Answer::kOk
+                           : box.buttons == Buttons::kOkCancel ? Answer::kCancel
+                                                               : Answer::kNo;
+  if (state_->abandoned || !CanShowForms().ok()) return cancelled;
+  QMessageBox window(state_->parent());
+  window.setWindowTitle(Caption(box.title));
+  window.setTextFormat(Qt::PlainText);  // messages carry data
+  window.setText(ToText(box.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+  window.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  const QMessageBox::Icon icons[] = {QMessageBox::NoIcon, QMessageBox::Information,
+                                     QMessageBox::Warning, QMessageBox::Question,
+                                     QMessageBox::Critical};
+  window.setIcon(icons[static_cast<int>(box.icon)]);
+  switch (box.buttons) {
+    case Buttons::kOk:
+      window.setStandardButtons(QMessageBox::Ok);
+      break;
+    case Buttons::kOkCancel:
+      window.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
+      window.setDefaultButton(QMessageBox::Ok);
+      break;
+    case Buttons::kYesNo:
+      window.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+      window.setDefaultButton(QMessageBox::Yes);
+      window.setEscapeButton(QMessageBox::No);
+      break;
+  }
+  QShortcut copy(QKeySequence::Copy, &window);
+  QObject::connect(&copy, &QShortcut::activated, &window,
+                   [&window] { QApplication::clipboard()->setText(window.text()); });
+  const int wait = std::exchange(state_->wait_depth, 0);
+  if (wait > 0) QApplication::restoreOverrideCursor();
+  const int pressed = window.exec();
+  if (wait > 0) QApplication::setOverrideCursor(Qt::WaitCursor);
+  state_->wait_depth = wait;
+  switch (pressed) {
+    case QMessageBox::Ok:
+      return Answer::kOk;
+    case QMessageBox::Yes:
+      return Answer::kYes;
+    default:
+      return cancelled;
+  }
+}
+
+void QtPlatform::SetWaitCursor(bool on) {
+  if (qobject_cast<QApplication*>(QCoreApplication::instance()) == nullptr) return;
+  state_->wait_depth += on ? 1 : -1;
+  if (on && state_->wait_depth == 1) QApplication::setOverrideCursor(Qt::WaitCursor);
+  if (!on && state_->wait_depth == 0) QApplication::restoreOverrideCursor();
+}
+
+void QtPlatform::Yield() {
+  if (QCoreApplication::instance() == nullptr) return;
+  if (state_->served.isValid() && state_->served.elapsed() < kServeMilliseconds) return;
+  frmProgress* const progress = state_->progress();
+  if (progress != nullptr &&
+      (!state_->shown.isValid() || state_->shown.elapsed() >= kShowMilliseconds)) {
+    progress->UpdateRate(progress->Elapsed());
+    state_->open.back()->Flush();
+    state_->shown.restart();
+  }
+  // Without the dialog over it, nothing may be pressed in the wizard while it imports.
+  QCoreApplication::processEvents(progress != nullptr ? QEventLoop::AllEvents
+                                                      : QEventLoop::ExcludeUserInputEvents);
+  state_->served.restart();
+}
+
+void QtPlatform::ShowModal(contract::Form& form) {
+  if (state_->abandoned || !CanShowForms().ok()) {
+    form.Close();
+    return;
+  }
+  const std::unique_ptr<FormWindow> window = MakeWindow(form);
+  if (!state_->open.empty()) {
+    // No child of the other window: that one must not take this one along.
+    window->winId();
+    window->setWindowModality(Qt::ApplicationModal);
+  }
+  state_->open.push_back(window.get());
+  window->Run();
+  state_->open.pop_back();
+}
+
+std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {
+  QFileDialog window(state_->parent());
+  window.setAcceptMode(dialog.save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
+  window.setFileMode(dialog.save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+  window.setOption(QFileDialog::HideNameFilterDetails);
+  const QStringList filters = NameFilters(dialog.filter);
+  window.setNameFilters(filters);
+  if (dialog.filter_index >= 1 && dialog.filter_index <= filters.size())
+    window.selectNameFilter(filters[dialog.filter_index - 1]);
+  if (!dialog.file_name.empty()) window.selectFile(ToText(dialog.file_name));
+  if (window.exec() != QDialog::Accepted || window.selectedFiles().isEmpty()) return {};
+  return FromText(QDir::toNativeSeparators(window.selectedFiles().constFirst()));
+}
+
+std::string QtPlatform::InputBox(std::string_view title, std::string_view prompt,
+                                 std::string_view text) {
+  bool ok = false;
+  const QString answer = QInputDialog::getText(state_->parent(), Caption(title), Caption(prompt),
+                                               QLineEdit::Normal, ToText(text), &ok);
+  return ok ? FromText(answer) : std::string();
+}
+
+void QtPlatform::Abandon() {
+  state_->abandoned = true;
+  if (QWidget* box = QApplication::activeModalWidget())
+    if (qobject_cast<QMessageBox*>(box) != nullptr) box->close();
+  for (FormWindow* window : std::vector<FormWindow*>(state_->open.rbegin(), state_->open.rend())) {
+    if (auto* progress = dynamic_cast<frmProgress*>(&window->form())) {
+      progress->Stop();
+    } else {
+      window->form().CloseRequested();
+    }
+  }
+}
+
+}  // namespace kelvorin::wizard::qt

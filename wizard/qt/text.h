@@ -1,0 +1,24 @@
+#pragma once
+// Texts between the product (bytes of the ANSI page) and the windows, and measures between twips
+// and pixels. Used by every window.
+
+#include <QString>
+
+#include <string>
+#include <string_view>
+
+class QWidget;
+
+namespace kelvorin::wizard::qt {
+
+QString ToText(std::string_view bytes);
+/// Characters that the ANSI page does not have become "?".
+std::string FromText(const QString& text);
+/// A caption in the language of the installed translations; the text itself where there are none.
+QString Caption(std::string_view caption);
+/// The caption without its mnemonic mark and the colon at its end.
+QString PlainCaption(std::string_view caption);
+/// 15 twips are one pixel at 96 dpi.
+int Pixels(const QWidget& widget, int twips);
+
+}  // namespace kelvorin::wizard::qt

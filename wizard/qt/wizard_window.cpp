@@ -1,0 +1,228 @@
+#include "wizard/qt/wizard_window.h"
+
+#include "wizard/qt/break_view.h"
+#include "wizard/qt/mapping_table.h"
+#include "wizard/qt/text.h"
+
+#include <QComboBox>
+#include <QDragEnterEvent>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMimeData>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+namespace kelvorin::wizard::qt {
+
+using contract::Control;
+
+namespace {
+
+class WizardWindow final : public FormWindow {
+ public:
+  explicit WizardWindow(frmKelvorin& form) : FormWindow(form), form_(form), c_(form.controls) {
+    auto* all = new QVBoxLayout(this);
+    splitter_ = new QSplitter(Qt::Vertical, this);
+    splitter_->setChildrenCollapsible(false);
+    splitter_->addWidget(Steps());
+    splitter_->addWidget(Previews());
+    splitter_->setStretchFactor(0, 0);
+    splitter_->setStretchFactor(1, 1);
+    all->addWidget(splitter_, 1);
+    all->addLayout(ButtonRow({&c_.BtnSettings, &c_.BtnSaveSetting, &c_.BtnAdvanced, &c_.BtnRejected,
+                              nullptr, &c_.BtnCancel, &c_.BtnPrev, &c_.BtnNext, &c_.BtnFinish}));
+    SetOrder(
+        {&c_.CBoxTables,     &c_.CBoxTypeFormat,   &c_.EdtFileName,      &c_.lstTables,
+         &c_.BtnBrowseFiles, &c_.BtnDetect,        &c_.CBoxComma,        &c_.CBoxSemiColon,
+         &c_.CBoxSpace,      &c_.CBoxTab,          &c_.CBoxOtherChar,    &c_.EdtSpecialSeparator,
+         &c_.CBoxDelimiter,  &c_.EdtBreaks,        &c_.BtnUndoBreak,     &c_.BtnClearBreaks,
+         &c_.GrdMapping,     &c_.CBoxSourceFields, &c_.BtnMapEqualNames, &c_.BtnMapInOrder,
+         &c_.PreviewText,    &c_.PreviewGrid,      &c_.PreviewFixed,     &c_.BtnSettings,
+         &c_.BtnSaveSetting, &c_.BtnAdvanced,      &c_.BtnRejected,      &c_.BtnCancel,
+         &c_.BtnPrev,        &c_.BtnNext,          &c_.BtnFinish});
+    setAcceptDrops(true);
+    resize(Pixels(*this, 9600), Pixels(*this, 7200));
+    ShowPanes();
+  }
+
+ private:
+  QWidget* Steps() {
+    auto* pane = new QWidget;
+    auto* steps = new QVBoxLayout(pane);
+    steps->setContentsMargins(0, 0, 0, 0);
+    TargetStep();
+    SourceStep();
+    SeparatorStep();
+    BreakStep();
+    MappingStep();
+    for (int step = 0; step < 4; ++step) steps->addWidget(Widget(c_.frame(step)));
+    steps->addWidget(Widget(c_.frameSteps_4), 1);
+    steps->addStretch(0);
+    return pane;
+  }
+
+  void TargetStep() {
+    auto* grid = new QGridLayout(Widget(c_.frameSteps_0));
+    grid->addWidget(Label(c_.LblTables, c_.CBoxTables), 0, 0);
+    grid->addWidget(Widget(c_.CBoxTables), 0, 1);
+    grid->addWidget(Wrapped(c_.LblTableNote), 1, 1);
+    grid->setColumnStretch(1, 1);
+  }
+
+  void SourceStep() {
+    auto* grid = new QGridLayout(Widget(c_.frameSteps_1));
+    grid->addWidget(Label(c_.LblTypeFormat, c_.CBoxTypeFormat), 0, 0);
+    grid->addWidget(Widget(c_.CBoxTypeFormat), 0, 1, 1, 2);
+    grid->addWidget(Label(c_.LblSelectFile, c_.EdtFileName), 1, 0);
+    grid->addWidget(Label(c_.LblLstTables, c_.lstTables), 1, 0);
+    grid->addWidget(Widget(c_.EdtFileName), 1, 1);
+    grid->addWidget(Widget(c_.lstTables), 1, 1);
+    grid->addWidget(Widget(c_.BtnBrowseFiles), 1, 2);
+    grid->addWidget(Wrapped(c_.LblDetected), 2, 1);
+    grid->addWidget(Widget(c_.BtnDetect), 2, 2, Qt::AlignTop);
+    grid->setColumnStretch(1, 1);
+  }
+
+  void SeparatorStep() {
+    auto* grid = new QGridLayout(Widget(c_.frameSteps_2));
+    int column = 0;
+    for (Control* box : {&c_.CBoxComma, &c_.CBoxSemiColon, &c_.CBoxSpace, &c_.CBoxTab})
+      grid->addWidget(Widget(*box), 0, column++);
+    auto* other = new QHBoxLayout;
+    other->addWidget(Widget(c_.CBoxOtherChar));
+    other->addWidget(Widget(c_.EdtSpecialSeparator));
+    Widget(c_.EdtSpecialSeparator)->setMaximumWidth(fontMetrics().horizontalAdvance(u'0') * 6);
+    grid->addLayout(other, 0, column++);
+    auto* delimiter = new QHBoxLayout;
+    delimiter->addWidget(Label(c_.LblDelimiter, c_.CBoxDelimiter));
+    auto* list = qobject_cast<QComboBox*>(Widget(c_.CBoxDelimiter));
+    list->setMinimumContentsLength(7);
+    delimiter->addWidget(list);
+    delimiter->addStretch(1);
+    grid->addLayout(delimiter, 1, 0, 1, column);
+    grid->setColumnStretch(column, 1);
+  }
+
+  void BreakStep() {
+    auto* grid = new QGridLayout(Widget(c_.frameSteps_3));
+    grid->addWidget(Label(c_.LblBreaks, c_.EdtBreaks), 0, 0);
+    grid->addWidget(Widget(c_.EdtBreaks), 0, 1);
+    grid->addWidget(Widget(c_.BtnUndoBreak), 0, 2);
+    grid->addWidget(Widget(c_.BtnClearBreaks), 0, 3);
+    grid->setColumnStretch(1, 1);
+  }
+
+  void MappingStep() {
+    auto* box = new QVBoxLayout(Widget(c_.frameSteps_4));
+    box->addWidget(Widget(c_.GrdMapping), 1);
+    auto* row = new QHBoxLayout;
+    row->addWidget(Widget(c_.BtnMapEqualNames));
+    row->addWidget(Widget(c_.BtnMapInOrder));
+    row->addStretch(1);
+    row->addWidget(Widget(c_.LblMapped));
+    box->addLayout(row);
+  }
+
+  QWidget* Previews() {
+    previews_ = new QWidget;
+    auto* box = new QVBoxLayout(previews_);
+    box->setContentsMargins(0, 0, 0, 0);
+    box->addWidget(Label(c_.LblFilePreview, c_.PreviewText));
+    box->addWidget(Label(c_.LblTablePreview, c_.PreviewGrid));
+    for (Control* preview :
+         {&c_.PreviewText, static_cast<Control*>(&c_.PreviewGrid), &c_.PreviewFixed}) {
+      box->addWidget(Widget(*preview), 1);
+      Widget(*preview)->setMinimumHeight(Pixels(*this, 1500));
+    }
+    box->addWidget(Wrapped(c_.LblStatus));
+    return previews_;
+  }
+
+  QWidget* Wrapped(Control& label) {
+    auto* widget = qobject_cast<QLabel*>(Widget(label));
+    widget->setWordWrap(true);
+    return widget;
+  }
+
+  QWidget* MakeSpecial(Control& control) override {
+    if (&control == &c_.GrdMapping) {
+      table_ = new MappingTable(this);
+      table_->on_row = [this](int row) { ByUser([&] { c_.GrdMapping.UserRow(row); }); };
+      table_->on_ignore = [this] {
+        ByUser([&] {
+          c_.CBoxSourceFields.UserSelect(static_cast<int>(c_.CBoxSourceFields.items().size()) - 2);
+        });
+      };
+      return table_;
+    }
+    if (&control == &c_.PreviewFixed) {
+      auto* view = new BreakView(this, form_.break_editor());
+      view->by_user = [this](const std::function<void()>& act) { ByUser(act); };
+      return view;
+    }
+    return nullptr;
+  }
+
+  bool CopySpecial(Control& control, QWidget* widget) override {
+    if (&control == &c_.CBoxSourceFields && table_ != nullptr) {
+      table_->SetChooser(qobject_cast<QComboBox*>(widget));
+      return false;
+    }
+    if (&control == &c_.PreviewFixed) {
+      static_cast<BreakView*>(widget)->Refresh();
+      return true;
+    }
+    return false;
+  }
+
+  void Copied() override {
+    if (table_ != nullptr) table_->ShowRow(c_.GrdMapping.row(), c_.CBoxSourceFields.visible());
+    ShowPanes();
+  }
+
+  // The mapping shares the window with the preview; the other steps leave it nearly all.
+  void ShowPanes() {
+    const int step = form_.steps().current;
+    if (step == shown_step_) return;
+    shown_step_ = step;
+    previews_->setVisible(step != 0);
+    const int all = splitter_->height();
+    if (step == 4) {
+      splitter_->setSizes({all * 6 / 10, all * 4 / 10});
+    } else {
+      splitter_->setSizes({1, all});
+    }
+    for (Control* first : {&c_.CBoxTables, &c_.EdtFileName, &c_.CBoxComma, &c_.PreviewFixed,
+                           static_cast<Control*>(&c_.GrdMapping)})
+      if (Widget(*first)->isVisibleTo(this) && c_.frame(step).visible()) Widget(*first)->setFocus();
+  }
+
+  // --- A file dropped on the source step counts as typed.
+  static QString LocalFile(const QMimeData& data) {
+    return data.urls().size() == 1 ? data.urls().constFirst().toLocalFile() : QString();
+  }
+  void dragEnterEvent(QDragEnterEvent* event) override {
+    if (form_.steps().current == 1 && !LocalFile(*event->mimeData()).isEmpty())
+      event->acceptProposedAction();
+  }
+  void dropEvent(QDropEvent* event) override {
+    const QString file = LocalFile(*event->mimeData());
+    ByUser([&] { c_.EdtFileName.UserText(FromText(file)); });
+  }
+
+  frmKelvorin& form_;
+  WizardControls& c_;
+  QSplitter* splitter_ = nullptr;
+  QWidget* previews_ = nullptr;
+  MappingTable* table_ = nullptr;
+  int shown_step_ = -1;
+};
+
+}  // namespace
+
+std::unique_ptr<FormWindow> MakeWizardWindow(frmKelvorin& form) {
+  return std::make_unique<WizardWindow>(form);
+}
+
+}  // namespace kelvorin::wizard::qt

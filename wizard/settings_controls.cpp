@@ -1,0 +1,85 @@
+#include "database/catalog/source.h"
+#include "settings/setting_store.h"
+#include "wizard/frm_advanced.h"
+#include "wizard/frm_kelvorin.h"
+
+namespace kelvorin::wizard {
+
+void frmKelvorin::BtnAdvanced_Click() {
+  std::vector<std::string> indexes;
+  const Result<database::TableDef> def =
+      state_.target.database->FindTableDef(state_.target.table_name);
+  if (def.ok()) {
+    for (const database::IndexDef& index : def->Indexes) indexes.push_back(index.Name);
+  } else {
+    ReportError({}, def.status());
+  }
+  frmAdvanced options(platform_);
+  options.Fill(state_.setting, indexes, caller_->properties());
+  platform_.ShowModal(options);
+  if (!options.Confirmed()) return;
+  const Status taken = options.CopyBack(state_.setting);
+  if (!taken.ok()) ReportError({}, taken);
+  if (IsText() && state_.source.exists) {
+    // Lines may end elsewhere now.
+    applying_setting_ = true;
+    EdtFileName_Change(state_.source.file_name);
+    applying_setting_ = false;
+    TakeSample();
+  }
+  ShowCurrentStep();
+}
+
+void frmKelvorin::BtnSettings_Click() {
+  chosen_setting_.clear();
+  frmSettings list(platform_, settings::IniFile(caller_->properties().IniFile));
+  list.SetCaller(*this);
+  list.Form_Load();
+  platform_.ShowModal(list);
+  if (chosen_setting_.empty()) return;
+  const std::string before = state_.setting.SettingName;
+  state_.setting.SettingName = chosen_setting_;
+  Status status = ReadSetting(caller_->properties().IniFile);
+  if (!status.ok()) {
+    state_.setting.SettingName = before;
+    ReportError("Error in reading the setting " + chosen_setting_, status);
+    return;
+  }
+  state_.source.exists = false;
+  applying_setting_ = true;
+  status = ConnectToSourceTable();
+  applying_setting_ = false;
+  if (!status.ok()) ReportError({}, status);
+  if (!caption().empty()) ShowSettingCaption();
+  ShowSourceControls();
+  ShowFileName();
+  ShowTableList();
+  ShowSeparators();
+  TakeSample();
+  ShowCurrentStep();
+}
+
+void frmKelvorin::BtnSaveSetting_Click() {
+  settings::ImportSetting& setting = state_.setting;
+  const std::string name =
+      platform_.InputBox("Save Setting", "Type in the name of the setting:", setting.SettingName);
+  if (name.empty()) return;
+  setting.SettingName = name;
+  if (!caption().empty()) ShowSettingCaption();
+  catalog::StoreSource(state_.source, setting);
+  settings::IniFile ini(caller_->properties().IniFile);
+  const Status saved = settings::SaveSetting(ini, setting, state_.breaks);
+  if (!saved.ok()) ReportError({}, saved);
+}
+
+void frmKelvorin::SaveLastSetting() {
+  settings::ImportSetting& setting = state_.setting;
+  const std::string name = std::exchange(setting.SettingName, std::string(settings::kLastSetting));
+  catalog::StoreSource(state_.source, setting);
+  settings::IniFile ini(caller_->properties().IniFile);
+  // A file that cannot be written keeps its contents, quietly.
+  static_cast<void>(settings::SaveSetting(ini, setting, state_.breaks).ok());
+  setting.SettingName = name;
+}
+
+}  // namespace kelvorin::wizard

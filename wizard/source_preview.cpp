@@ -1,0 +1,173 @@
+#include "wizard/source_preview.h"
+
+#include <algorithm>
+#include <map>
+#include <span>
+
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "engine/source_reader.h"
+#include "mapping/field_mapping.h"
+#include "textsource/field_splitter.h"
+#include "textsource/format_detection.h"
+
+namespace kelvorin::wizard {
+namespace {
+
+constexpr std::int32_t kLongestRecord = 32 * 1024;
+constexpr std::size_t kLongestCell = 200;  // characters
+
+std::string CellText(std::string_view value) {
+  std::string text(base::CutToCharacters(value, kLongestCell));
+  if (text.size() < value.size()) text += "...";
+  for (char& c : text)
+    if (static_cast<unsigned char>(c) < ' ') c = ' ';
+  return text;
+}
+
+std::string Count(std::int64_t number, const char* one, const char* many) {
+  return base::ToDecimal(number) + " " + (number == 1 ? one : many);
+}
+
+std::string SeparatorNames(const settings::ImportSetting& setting) {
+  std::string names;
+  const auto add = [&](bool set, std::string_view name) {
+    if (!set) return;
+    if (!names.empty()) names += " and ";
+    names += name;
+  };
+  add(setting.SepComma, "comma");
+  add(setting.SepSemicolon, "semicolon");
+  add(setting.SepSpace, "space");
+  add(setting.SepTab, "tab");
+  if (setting.SepOther && !setting.SepOtherText.empty())
+    add(true, "'" + setting.SepOtherText.substr(0, 1) + "'");
+  return names.empty() ? "no separator" : names;
+}
+
+}  // namespace
+
+Status ReadSample(const std::string& path, const settings::ImportSetting& setting,
+                  TextSample& sample) {
+  sample = {};
+  textsource::RecordFormat format = engine::RecordFormatOf(setting);
+  if (format.length == 0 && format.code != textsource::separator_code::kLength)
+    format.length = kLongestRecord;
+  auto reader = textsource::RecordReader::Open(path, std::move(format));
+  if (!reader.ok()) return reader.status();
+  for (std::int64_t line = 1; !reader->AtEnd() && sample.records.size() < base::kPreviewLines;
+       ++line) {
+    std::span<char> record;
+    KV_TRY(reader->ReadRecord(record));
+    if (line == 1 && setting.StartingLine >= 2)
+      sample.heading_line.assign(record.begin(), record.end());
+    if (line < setting.StartingLine || record.empty()) continue;
+    sample.records.emplace_back(record.begin(), record.end());
+  }
+  return Status();
+}
+
+PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& setting,
+                       const textsource::BreakList& breaks) {
+  PreviewTable table;
+  const textsource::SplitRules rules = engine::SplitRulesOf(setting, breaks);
+  textsource::FieldValues values;
+  std::map<std::size_t, int> how_often;
+  std::size_t columns = 0;
+  std::vector<bool> unclosed;
+  for (const std::string& record : sample.records) {
+    std::string copy = record;
+    unclosed.push_back(rules.LeavesDelimiterOpen(record));
+    // A record with too many fields still shows its first ones.
+    static_cast<void>(rules.Split(copy, values).ok());
+    contract::Grid::Row row;
+    for (std::size_t i = 0; i < values.count(); ++i) row.push_back({CellText(values[i]), false});
+    columns = std::max(columns, row.size());
+    ++how_often[row.size()];
+    table.rows.push_back(std::move(row));
+  }
+  std::size_t usual = 0;
+  int most = 0;
+  for (const auto& [fields, count] : how_often)
+    if (count > most) {
+      most = count;
+      usual = fields;
+    }
+  for (std::size_t i = 0; i < table.rows.size(); ++i) {
+    contract::Grid::Row& row = table.rows[i];
+    const bool ragged = row.size() != usual;
+    table.ragged += ragged ? 1 : 0;
+    table.unclosed += unclosed[i] ? 1 : 0;
+    if (ragged || unclosed[i])
+      for (contract::Grid::Cell& cell : row) cell.bold = true;
+  }
+
+  std::string heading = sample.heading_line;
+  values.Clear();
+  if (!heading.empty()) static_cast<void>(rules.Split(heading, values).ok());
+  std::vector<std::string_view> names;
+  for (std::size_t i = 0; i < values.count(); ++i) names.push_back(values[i]);
+  table.headings = mapping::TextHeadings(names, setting.StartingLine, columns);
+  return table;
+}
+
+Result<PreviewTable> ReadTable(database::Database& database, std::string_view table,
+                               database::RecordsetType type, std::int32_t starting_line) {
+  auto opened = database.OpenRecordset(table, type);
+  if (!opened.ok()) return opened.status();
+  database::Recordset& rows = **opened;
+  PreviewTable preview;
+  const std::size_t columns = std::min(rows.FieldCount(), base::kMaxFields);
+  for (std::size_t i = 0; i < columns; ++i) preview.headings.push_back(rows.Fields(i).Name());
+  if (starting_line > 1 && !rows.Eof()) KV_TRY(rows.Move(starting_line - 1));
+  std::string text;
+  for (std::size_t taken = 0; taken < base::kPreviewLines && !rows.Eof(); ++taken) {
+    contract::Grid::Row row;
+    for (std::size_t i = 0; i < columns; ++i) {
+      bool is_null = false;
+      const database::Field field = rows.Fields(i);
+      text.clear();
+      if (values::IsBinary(field.Type())) {
+        text = "(binary)";
+      } else if (!field.GetText(text, is_null).ok()) {
+        text = "(unreadable)";  // one damaged value does not hide the others
+      }
+      row.push_back({CellText(text), false});
+    }
+    preview.rows.push_back(std::move(row));
+    KV_TRY(rows.MoveNext());
+  }
+  KV_TRY(rows.Close());
+  return preview;
+}
+
+std::string DetectionText(const settings::ImportSetting& setting,
+                          const textsource::BreakList& breaks, const TextSample& sample) {
+  if (sample.records.empty()) return "The file has no records to show.";
+  textsource::PreviewLines lines;
+  lines.file_present = lines.valid = true;
+  for (std::size_t i = 0; i < sample.records.size(); ++i)
+    lines.Line(static_cast<int>(i) + 1) = sample.records[i];
+  const textsource::DetectionReport report = textsource::Weigh(
+      lines, engine::RecordFormatOf(setting), engine::SplitRulesOf(setting, breaks));
+  const char* const kEnds[] = {"CR LF", "CR", "LF", "other record separator", "fixed length"};
+  std::string text;
+  if (setting.TypeFormat == 0) {
+    text = "Delimited text, " + SeparatorNames(setting);
+  } else {
+    text = setting.TypeFormat == 1 ? "Fixed-width text" : "HTML tags";
+  }
+  if (setting.RecSeparator >= 0 && setting.RecSeparator <= 4)
+    text += std::string(", ") + kEnds[setting.RecSeparator];
+  text += ": " + base::ToDecimal(report.lines_agreeing) + " of " +
+          Count(report.lines, "line", "lines") + " have " +
+          Count(report.fields, "field", "fields") + ".";
+  if (report.unclosed_lines > 0)
+    text +=
+        " " + Count(report.unclosed_lines, "line ends", "lines end") + " inside a text delimiter.";
+  if (!report.hint.empty()) text += " " + report.hint;
+  return text;
+}
+
+}  // namespace kelvorin::wizard

@@ -1,0 +1,242 @@
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+#include "control/contract/enums.h"
+#include "database/catalog/tables.h"
+#include "engine/messages.h"
+#include "settings/setting_store.h"
+#include "wizard/frm_kelvorin.h"
+
+namespace kelvorin::wizard {
+
+using contract::Control;
+
+namespace {
+
+// The kinds of source in the words of the list.
+constexpr const char* kKindNames[] = {
+    "Delimited text", "Fixed-width text", "HTML tags",  "Access",     "Paradox 3.x",
+    "Paradox 4.x",    "Paradox 5.x",      "dBASE III",  "dBASE IV",   "dBASE 5.0",
+    "FoxPro 2.0",     "FoxPro 2.5",       "FoxPro 2.6", "FoxPro 3.0", "ODBC"};
+
+}  // namespace
+
+void frmKelvorin::Execute() {
+  SetLastError({});
+  const Status windows = platform_.CanShowForms();
+  if (!windows.ok()) {
+    SetLastError(std::string(windows.message()));
+    return;
+  }
+  if (Form_Load().ok()) platform_.ShowModal(*this);
+  Form_Unload();
+}
+
+void frmKelvorin::ConnectControls() {
+  WizardControls& c = controls;
+  const auto click = [this](Control& control, void (frmKelvorin::*procedure)()) {
+    control.on_click = [this, procedure] { (this->*procedure)(); };
+  };
+  click(c.BtnNext, &frmKelvorin::BtnNext_Click);
+  click(c.BtnPrev, &frmKelvorin::BtnPrev_Click);
+  click(c.BtnCancel, &frmKelvorin::BtnCancel_Click);
+  click(c.BtnFinish, &frmKelvorin::BtnFinish_Click);
+  click(c.BtnSettings, &frmKelvorin::BtnSettings_Click);
+  click(c.BtnSaveSetting, &frmKelvorin::BtnSaveSetting_Click);
+  click(c.BtnAdvanced, &frmKelvorin::BtnAdvanced_Click);
+  click(c.BtnRejected, &frmKelvorin::BtnRejected_Click);
+  click(c.CBoxTables, &frmKelvorin::CBoxTables_Click);
+  click(c.CBoxTypeFormat, &frmKelvorin::CBoxTypeFormat_Click);
+  click(c.BtnBrowseFiles, &frmKelvorin::BtnBrowseFiles_Click);
+  click(c.BtnDetect, &frmKelvorin::BtnDetect_Click);
+  click(c.lstTables, &frmKelvorin::lstTables_Click);
+  for (Control* box : {&c.CBoxComma, &c.CBoxSemiColon, &c.CBoxSpace, &c.CBoxTab})
+    click(*box, &frmKelvorin::CBoxComma_Click);
+  click(c.CBoxOtherChar, &frmKelvorin::CBoxOtherChar_Click);
+  click(c.CBoxDelimiter, &frmKelvorin::CBoxDelimiter_Click);
+  click(c.CBoxSourceFields, &frmKelvorin::CBoxSourceFields_Click);
+  click(c.BtnMapEqualNames, &frmKelvorin::BtnMapEqualNames_Click);
+  click(c.BtnMapInOrder, &frmKelvorin::BtnMapInOrder_Click);
+  c.EdtFileName.on_change = [this] { FileNameBox_Change(); };
+  c.EdtSpecialSeparator.on_change = [this] { CBoxComma_Click(); };
+  c.EdtBreaks.on_change = [this] { EdtBreaks_Change(); };
+  c.BtnUndoBreak.on_click = [this] { break_editor_.Undo(); };
+  c.BtnClearBreaks.on_click = [this] { break_editor_.Clear(); };
+  c.GrdMapping.on_row_change = [this](int old_row) { GrdMapping_RowChange(old_row); };
+  break_editor_.on_change = [this] {
+    UpdateFixedPreview();
+    UpdateControls();
+  };
+
+  c.BtnCancel.cancel_button = true;
+  c.BtnBrowseFiles.shortcut = 'R';
+  c.GrdMapping.shortcut = 'G';
+  c.CBoxSourceFields.shortcut = 'C';
+  c.BtnNext.default_button = c.BtnFinish.default_button = true;
+  c.BtnPrev.accessible_name = "Back";
+  c.BtnNext.accessible_name = "Next";
+  c.CBoxTables.accessible_name = "Target table";
+  c.CBoxTypeFormat.accessible_name = "Source type";
+  c.EdtFileName.accessible_name = "File name";
+  c.lstTables.accessible_name = "Table";
+  c.EdtSpecialSeparator.accessible_name = "Other separator";
+  c.CBoxDelimiter.accessible_name = "Text delimiter";
+  c.EdtBreaks.accessible_name = "Breaks";
+  c.GrdMapping.accessible_name = "Mapping of fields";
+  c.CBoxSourceFields.accessible_name = "Source field";
+  c.PreviewText.accessible_name = "File preview";
+  c.PreviewGrid.accessible_name = "Preview of the records";
+  c.PreviewFixed.accessible_name = "Column breaks";
+
+  c.CBoxDelimiter.SetItems({"\"", "'", "(none)"});
+  c.CBoxTypeFormat.Clear();
+  for (int kind = 0; kind < 15; ++kind) c.CBoxTypeFormat.AddItem(kKindNames[kind], kind);
+  c.GrdMapping.Fill({"", "", "Target field", "Type", "Size", "Source field", "More"}, {},
+                    {210, 300, 1230, 765, 480, 1230, 570});
+  c.PreviewGrid.Fill({}, {});
+  for (int step = 0; step < 5; ++step) c.frame(step).SetVisible(false);
+  for (Control* button : {&c.BtnPrev, &c.BtnNext, &c.BtnFinish, &c.BtnSaveSetting, &c.BtnAdvanced})
+    button->SetEnabled(false);
+  for (Control* control : {&c.CBoxSourceFields, &c.BtnRejected}) control->SetVisible(false);
+}
+
+Status frmKelvorin::Form_Load() {
+  contract::Properties& properties = caller_->properties();
+  steps_ = {};
+  steps_.starting = true;
+  ConnectControls();
+  if (properties.IniFile.empty()) {
+    properties.IniFile = settings::DefaultIniFile();
+    caller_->PropertyChanged("IniFile");
+  }
+  SetCaption(properties.ImportCaption);
+  KV_TRY(StartTarget());
+  steps_.current = steps_.first;
+  controls.frame(steps_.current).SetVisible(true);
+  OfferSourceKinds();
+  ApplySource(LoadStartSetting());
+  steps_.starting = false;
+  UpdateControls();
+  ShowCurrentStep();
+  return Status();
+}
+
+Status frmKelvorin::StartTarget() {
+  contract::Properties& properties = caller_->properties();
+  const std::int16_t kind = properties.DefaultSourceType;
+  platform_.SetWaitCursor(true);
+  Status status =
+      OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
+  platform_.SetWaitCursor(false);
+  if (!status.ok()) {
+    ReportError("Error in opening DataBase " + properties.DataBaseName, status);
+    return status;
+  }
+  auto tables = catalog::FillTargetTables(*state_.target.database, properties, caller_->events());
+  if (!tables.ok()) {
+    ReportError("Error in opening DataBase " + properties.DataBaseName, tables.status());
+    return tables.status();
+  }
+  steps_.first = tables->fixed ? 1 : 0;
+  controls.CBoxTables.SetItems(tables->names);
+  controls.CBoxTables.SelectItem(tables->selected);
+  if (tables->table_name.empty()) {
+    controls.LblTableNote.SetCaption(
+        "The database has no table that records can be imported into.");
+    return Status();
+  }
+  status = OpenTargetTable(tables->table_name,
+                           state_.target.database->IsOdbc() ? contract::kOdbc : kind);
+  if (!status.ok()) {
+    ReportError("Error in opening Table " + tables->table_name, status);
+    return status;
+  }
+  if (!tables->fixed && !properties.tableName.empty() &&
+      !base::EqualIgnoreCase(tables->table_name, properties.tableName))
+    controls.LblTableNote.SetCaption("There is no table '" + properties.tableName +
+                                     "' in the database.");
+  return Status();
+}
+
+void frmKelvorin::OfferSourceKinds() {
+  std::size_t removed = 0;
+  for (std::int16_t kind = 1; kind <= contract::kOdbc; ++kind) {
+    bool hide = false;
+    caller_->events().FilterType(kind, hide);
+    if (hide) controls.CBoxTypeFormat.RemoveItem(static_cast<std::size_t>(kind) - removed++);
+  }
+}
+
+bool frmKelvorin::LoadStartSetting() {
+  const contract::Properties& properties = caller_->properties();
+  const settings::IniFile ini(properties.IniFile);
+  settings::ImportSetting& setting = state_.setting;
+  const std::string& wanted = properties.AutoLoadSettingName;
+  const bool named = !wanted.empty();
+  SetDefaultSetting();
+  if (!named && !properties.LoadLastSetting) return false;
+  const std::string name = named ? wanted : std::string(settings::kLastSetting);
+  bool loaded = false;
+  if (ini.SettingExists(settings::kIndexSection, name)) {
+    setting.SettingName = name;
+    const Status read = ReadSetting(properties.IniFile);
+    if (!read.ok()) {
+      ReportError("Error in reading the setting " + name, read);
+      setting.SettingName.clear();
+    } else {
+      loaded = true;
+      if (named) ShowSettingCaption();
+    }
+  }
+  // The reserved name is never offered for a later save.
+  if (!named) setting.SettingName.clear();
+  return loaded;
+}
+
+void frmKelvorin::ApplySource(bool setting_loaded) {
+  state_.source.password = caller_->properties().Password;
+  applying_setting_ = setting_loaded;
+  const Status connected = ConnectToSourceTable();
+  applying_setting_ = false;
+  if (!connected.ok()) ReportError({}, connected);
+  ShowSourceControls();
+  ShowFileName();
+  ShowTableList();
+  ShowSeparators();
+  TakeSample();
+}
+
+void frmKelvorin::ShowSettingCaption() {
+  SetCaption(caller_->properties().ImportCaption + " - " + state_.setting.SettingName);
+}
+
+void frmKelvorin::BtnCancel_Click() {
+  if (running_) {
+    close_after_run_ = true;
+    return;
+  }
+  Close();
+}
+
+void frmKelvorin::Form_Unload() {
+  const Status closed = state_.target.Close();
+  if (!closed.ok()) ReportError({}, closed);
+  if (state_.source.kept) {
+    const Status source_closed = state_.source.kept->Close();
+    if (!source_closed.ok()) ReportError({}, source_closed);
+    state_.source.kept.reset();
+  }
+}
+
+void frmKelvorin::ReportError(std::string_view message, const Status& why) {
+  std::string text(message);
+  if (!text.empty()) text += base::kCrLf;
+  std::string shown = "The following Error Occured:";
+  for (int i = 0; i < 2; ++i) shown += base::kCrLf;
+  shown += text + engine::PendingErrors(engine_, why);
+  engine_.ClearErrors();
+  text += why.message();
+  SetLastError(std::move(text));
+  platform_.Ask({std::move(shown), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
+}
+
+}  // namespace kelvorin::wizard

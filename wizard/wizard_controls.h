@@ -1,0 +1,78 @@
+#pragma once
+// The control records of the wizard's form, by name. The form sets them, windows bind to them;
+// nothing here has a rule.
+
+#include "control/contract/form.h"
+
+namespace kelvorin::wizard {
+
+struct WizardControls {
+  using Kind = contract::ControlKind;
+  using Control = contract::Control;
+
+  explicit WizardControls(contract::Form& owner) : form(owner) {}
+  contract::Form& form;
+
+  Control frameSteps_0{form, "frameSteps_0", Kind::kFrame, "Target table"};
+  Control frameSteps_1{form, "frameSteps_1", Kind::kFrame, "Source"};
+  Control frameSteps_2{form, "frameSteps_2", Kind::kFrame, "Separators"};
+  Control frameSteps_3{form, "frameSteps_3", Kind::kFrame, "Columns"};
+  Control frameSteps_4{form, "frameSteps_4", Kind::kFrame, "Fields"};
+  Control& frame(int step) {
+    Control* const frames[] = {&frameSteps_0, &frameSteps_1, &frameSteps_2, &frameSteps_3,
+                               &frameSteps_4};
+    return *frames[step];
+  }
+
+  Control LblTables{form, "LblTables", Kind::kLabel, "&Target table:"};
+  Control CBoxTables{form, "CBoxTables", Kind::kCombo};
+  Control LblTableNote{form, "LblTableNote", Kind::kLabel};
+
+  Control LblTypeFormat{form, "LblTypeFormat", Kind::kLabel, "Source &type:"};
+  Control CBoxTypeFormat{form, "CBoxTypeFormat", Kind::kCombo};
+  Control LblSelectFile{form, "LblSelectFile", Kind::kLabel, "Fi&le name:"};
+  Control EdtFileName{form, "EdtFileName", Kind::kEdit};
+  Control LblLstTables{form, "LblLstTables", Kind::kLabel, "Tabl&e:"};
+  Control lstTables{form, "lstTables", Kind::kCombo};
+  Control BtnBrowseFiles{form, "BtnBrowseFiles", Kind::kButton, "Browse..."};
+  Control LblDetected{form, "LblDetected", Kind::kLabel};
+  Control BtnDetect{form, "BtnDetect", Kind::kButton, "Detect a&gain"};
+
+  Control CBoxComma{form, "CBoxComma", Kind::kCheck, "&Comma"};
+  Control CBoxSemiColon{form, "CBoxSemiColon", Kind::kCheck, "Se&micolon"};
+  Control CBoxSpace{form, "CBoxSpace", Kind::kCheck, "S&pace"};
+  Control CBoxTab{form, "CBoxTab", Kind::kCheck, "&Tab"};
+  Control CBoxOtherChar{form, "CBoxOtherChar", Kind::kCheck, "&Other:"};
+  Control EdtSpecialSeparator{form, "EdtSpecialSeparator", Kind::kEdit};
+  Control LblDelimiter{form, "LblDelimiter", Kind::kLabel, "Text &delimiter:"};
+  Control CBoxDelimiter{form, "CBoxDelimiter", Kind::kCombo};
+
+  Control LblBreaks{form, "LblBreaks", Kind::kLabel, "Brea&ks:"};
+  Control EdtBreaks{form, "EdtBreaks", Kind::kEdit};
+  Control BtnUndoBreak{form, "BtnUndoBreak", Kind::kButton, "&Undo"};
+  Control BtnClearBreaks{form, "BtnClearBreaks", Kind::kButton, "&Remove all"};
+
+  contract::Grid GrdMapping{form, "GrdMapping"};
+  Control CBoxSourceFields{form, "CBoxSourceFields", Kind::kCombo};
+  Control BtnMapEqualNames{form, "BtnMapEqualNames", Kind::kButton, "&Map equal names"};
+  Control BtnMapInOrder{form, "BtnMapInOrder", Kind::kButton, "Map in &order"};
+  Control LblMapped{form, "LblMapped", Kind::kLabel};
+
+  Control LblFilePreview{form, "LblFilePreview", Kind::kLabel, "File preview:"};
+  Control LblTablePreview{form, "LblTablePreview", Kind::kLabel, "Table preview:"};
+  Control PreviewText{form, "PreviewText", Kind::kLines};
+  contract::Grid PreviewGrid{form, "PreviewGrid"};
+  Control PreviewFixed{form, "PreviewFixed", Kind::kBreaks};
+  Control LblStatus{form, "LblStatus", Kind::kLabel};
+
+  Control BtnSettings{form, "BtnSettings", Kind::kButton, "&Settings..."};
+  Control BtnSaveSetting{form, "BtnSaveSetting", Kind::kButton, "Sa&ve setting..."};
+  Control BtnAdvanced{form, "BtnAdvanced", Kind::kButton, "&Advanced..."};
+  Control BtnRejected{form, "BtnRejected", Kind::kButton, "Re&jected records..."};
+  Control BtnCancel{form, "BtnCancel", Kind::kButton, "Cancel"};
+  Control BtnPrev{form, "BtnPrev", Kind::kButton, "< &Back"};
+  Control BtnNext{form, "BtnNext", Kind::kButton, "&Next >"};
+  Control BtnFinish{form, "BtnFinish", Kind::kButton, "&Finish"};
+};
+
+}  // namespace kelvorin::wizard
