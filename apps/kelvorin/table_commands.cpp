@@ -242,6 +242,22 @@ int Create(const TableOptions& options) {
   return closed.ok() ? kAllImported : Report(kFatal, closed);
 }
 
+int Check(const TableOptions& options) {
+  Result<OpenDatabase> open = OpenFor(options, Access::kRead);
+  if (!open.ok()) return Failure(open.status());
+  const Result<std::vector<std::string>> findings = open->database->Inspect(options.table);
+  if (!findings.ok()) return Report(kFatal, findings.status());
+  if (options.json) {
+    ordered_json array = ordered_json::array();
+    for (const std::string& finding : *findings) array.push_back(ToUtf8(finding));
+    PrintJson(array);
+  } else {
+    for (const std::string& finding : *findings) std::printf("%s\n", ToUtf8(finding).c_str());
+    if (findings->empty()) std::printf("no fault found\n");
+  }
+  return findings->empty() ? kAllImported : kRecordsFailed;
+}
+
 int Sources(const TableOptions& options) {
   database::DBEngine engine;
   database::RegisterDrivers(engine);
@@ -297,6 +313,12 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
 
   auto [dump, dump_options] = add("dump", "Write a table as CSV (UTF-8) to standard output", Dump);
   add_database(dump, *dump_options, true);
+
+  auto [check, check_options] =
+      add("check", "Verify a database's structure and say what is wrong", Check);
+  add_database(check, *check_options, false);
+  check->add_option("TABLE", check_options->table, "One table only");
+  check->add_flag("--json", check_options->json, "Print JSON");
 
   auto [create, create_options] =
       add("create", "Make a table, and its database if missing", Create);
