@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +27,8 @@
 using namespace kelvorin;
 
 namespace {
+
+constexpr int kRounds = 5;
 
 // Ten typed fields and their widths in the table.
 struct Column {
@@ -76,8 +79,26 @@ double Cpu(F&& work) {
   return CpuSeconds() - before;
 }
 
-// The yardstick: reads blocks, finds line ends with memchr, cuts at commas, pads every field into
-// a record and writes records through a buffer. No type is checked, no quote doubled.
+// Cuts a line at its commas with a class table, quotes or not: the bare splitter.
+std::size_t BareSplit(const char* p, const char* end,
+                      std::array<std::pair<const char*, const char*>, 16>& fields) {
+  static const std::array<bool, 256> kEndsField = [] {
+    std::array<bool, 256> table{};
+    table[','] = true;
+    return table;
+  }();
+  std::size_t count = 0;
+  for (;;) {
+    const char* start = p;
+    while (p != end && !kEndsField[static_cast<unsigned char>(*p)]) ++p;
+    fields[count++] = {start, p};
+    if (p == end || count == fields.size()) return count;
+    ++p;
+  }
+}
+
+// The yardstick: the bare splitter over blocks, line ends found with memchr, and the bare writer,
+// which pads every field into a record and writes records through a buffer. No type is checked.
 void BareTextToTable(const std::string& text, const std::string& table) {
   std::FILE* in = std::fopen(text.c_str(), "rb");
   std::FILE* out = std::fopen(table.c_str(), "wb");
@@ -98,27 +119,25 @@ void BareTextToTable(const std::string& text, const std::string& table) {
                static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(end - p)))) {
       std::memset(record.data(), ' ', width);
       char* to = record.data() + 1;
-      const char* field = p;
-      for (const Column& column : kColumns) {
-        const bool quoted = *field == '"';
-        const char* stop = quoted ? static_cast<const char*>(std::memchr(
-                                        field + 1, '"', static_cast<std::size_t>(lf - field)))
-                                  : field;
-        const char* from = quoted ? field + 1 : field;
-        const char* close = stop;
-        while (*stop != ',' && *stop != '\r') ++stop;
-        if (!quoted) close = stop;
+      std::array<std::pair<const char*, const char*>, 16> fields;
+      const std::size_t count = BareSplit(p, lf - 1, fields);
+      for (std::size_t i = 0; i < count && i < std::size(kColumns); ++i) {
+        const Column& column = kColumns[i];
+        auto [from, end_of_field] = fields[i];
+        if (from != end_of_field && *from == '"') {
+          ++from;
+          --end_of_field;
+        }
         if (column.type == database::TypeCode::kDate) {
           std::memcpy(to, from, 4);
           std::memcpy(to + 4, from + 5, 2);
           std::memcpy(to + 6, from + 8, 2);
         } else {
-          const auto size = std::min<std::size_t>(static_cast<std::size_t>(close - from),
-                                                  static_cast<std::size_t>(column.size));
+          const auto size = std::min(static_cast<std::size_t>(end_of_field - from),
+                                     static_cast<std::size_t>(column.size));
           std::memcpy(column.right ? to + column.size - size : to, from, size);
         }
         to += column.size;
-        field = stop + 1;
       }
       std::fwrite(record.data(), 1, width, out);
       p = lf + 1;
@@ -254,9 +273,14 @@ int main(int argc, char** argv) {
   const long tenth = PeakKiB([&] { run_text(short_text, "M1", false, records / 10); });
   const long whole = PeakKiB([&] { run_text(text, "M2", false, records); });
 
-  const double bare = Cpu([&] { BareTextToTable(text, folder + "/bare.dbf"); });
-  const double ours = Cpu([&] { run_text(text, "SRC", false, records); });
-  const double events = Cpu([&] { run_text(text, "EVENTS", true, records); });
+  // The machine is shared, so each is measured several times in turn and the best counts.
+  double bare = 1e9, ours = 1e9, events = 1e9;
+  for (int round = 0; round < kRounds; ++round) {
+    bare = std::min(bare, Cpu([&] { BareTextToTable(text, folder + "/bare.dbf"); }));
+    for (const char* table : {"SRC", "EVENTS"}) MakeTable("dBASE III;", folder, table);
+    ours = std::min(ours, Cpu([&] { run_text(text, "SRC", false, records); }));
+    events = std::min(events, Cpu([&] { run_text(text, "EVENTS", true, records); }));
+  }
 
   std::size_t width = 1;
   for (const Column& column : kColumns) width += static_cast<std::size_t>(column.size);
@@ -265,11 +289,16 @@ int main(int argc, char** argv) {
   const auto run_table = [&](const std::string& table) {
     Run(ini, "table", TypeConnect::FOXPRO26, folder + "/fox", table, "", false, records);
   };
-  const double bare_copy = Cpu([&] {
-    BareTableToTable(source, folder + "/bare-copy.dbf", 32 + 32 * std::size(kColumns) + 1, width);
-  });
   const long copy_memory = PeakKiB([&] { run_table("M3"); });
-  const double copy = Cpu([&] { run_table("COPY"); });
+  double bare_copy = 1e9, copy = 1e9;
+  for (int round = 0; round < kRounds; ++round) {
+    bare_copy = std::min(bare_copy, Cpu([&] {
+                           BareTableToTable(source, folder + "/bare-copy.dbf",
+                                            32 + 32 * std::size(kColumns) + 1, width);
+                         }));
+    MakeTable("FoxPro 2.6;", folder + "/fox", "COPY");
+    copy = std::min(copy, Cpu([&] { run_table("COPY"); }));
+  }
 
   const auto per_record = [&](double seconds) { return seconds / records * 1e9; };
   std::printf("%d records of ten fields\n", records);

@@ -16,25 +16,40 @@ void PutBit(base::MutableByteSpan bits, std::uint32_t at, bool on) noexcept {
   }
 }
 
+constexpr std::uint32_t kWordBits = 64;
+
+/// Word `index` of a bitmap whose last word may be cut off.
+std::uint64_t Word(base::ByteSpan bits, std::uint32_t index) noexcept {
+  const std::size_t at = std::size_t{8} * index;
+  if (at + 8 <= bits.size()) return base::LoadLE64(bits, at);
+  std::uint64_t word = 0;
+  for (std::size_t i = at; i < bits.size(); ++i)
+    word |= static_cast<std::uint64_t>(bits[i]) << (8 * (i - at));
+  return word;
+}
+
 /// Last set bit at or before `at`, or 0 (the start of the first entry) when there is none.
 std::uint32_t LastBit(base::ByteSpan bits, std::uint32_t at) noexcept {
-  for (std::uint32_t byte = at / 8 + 1; byte-- > 0;) {
-    auto value = static_cast<unsigned>(bits[byte]);
-    if (byte == at / 8) value &= (2u << (at % 8)) - 1;
-    if (value != 0) return byte * 8 + 31 - static_cast<std::uint32_t>(std::countl_zero(value));
+  std::uint32_t index = at / kWordBits;
+  std::uint64_t word = Word(bits, index) & (~std::uint64_t{0} >> (kWordBits - 1 - at % kWordBits));
+  while (word == 0) {
+    if (index == 0) return 0;
+    word = Word(bits, --index);
   }
-  return 0;
+  return index * kWordBits + kWordBits - 1 - static_cast<std::uint32_t>(std::countl_zero(word));
 }
 
 /// First set bit behind `at`, or the number of bits when there is none.
 std::uint32_t NextBit(base::ByteSpan bits, std::uint32_t at) noexcept {
-  ++at;
-  for (std::uint32_t byte = at / 8; byte < bits.size(); ++byte) {
-    auto value = static_cast<unsigned>(bits[byte]);
-    if (byte == at / 8) value &= 0xFFu << (at % 8);
-    if (value != 0) return byte * 8 + static_cast<std::uint32_t>(std::countr_zero(value));
+  const auto count = static_cast<std::uint32_t>(bits.size()) * 8;
+  if (++at >= count) return count;
+  std::uint32_t index = at / kWordBits;
+  std::uint64_t word = Word(bits, index) & (~std::uint64_t{0} << (at % kWordBits));
+  while (word == 0) {
+    if (++index * kWordBits >= count) return count;
+    word = Word(bits, index);
   }
-  return static_cast<std::uint32_t>(bits.size()) * 8;
+  return index * kWordBits + static_cast<std::uint32_t>(std::countr_zero(word));
 }
 
 }  // namespace
@@ -120,6 +135,20 @@ std::uint32_t IndexPage::LowerBound(std::string_view key) const {
     }
   }
   return low;
+}
+
+bool IndexPage::SharesKey(std::uint32_t at, std::string_view entry) const {
+  const std::string_view key = entry.substr(0, entry.size() - kPositionBytes);
+  const std::string_view area = base::AsText(Area());
+  const auto same = [&](std::uint32_t from) {
+    const std::uint32_t end = EndOf(from);
+    const std::size_t shared = from == 0 ? 0 : prefix_;
+    if (end - from + shared != entry.size()) return false;
+    const std::size_t front = std::min(shared, key.size());
+    return area.substr(0, front) == key.substr(0, front) &&
+           area.substr(from, key.size() - front) == key.substr(front);
+  };
+  return (at != used_ && same(at)) || (at != 0 && same(Before(at)));
 }
 
 void IndexPage::SetUsed(std::uint32_t used) {

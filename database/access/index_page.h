@@ -49,6 +49,8 @@ class IndexPage {
   std::uint32_t Child(std::uint32_t at) const;
   /// First entry that is not less than `key` (key and position), or `used()`.
   std::uint32_t LowerBound(std::string_view key) const;
+  /// Whether the entry at `at` or the one before it has the key of `entry` (of a leaf).
+  bool SharesKey(std::uint32_t at, std::string_view entry) const;
 
   // --- Changes, inside a bracket.
   /// False when the page has no room for the entry in its present form.

@@ -181,30 +181,33 @@ std::uint32_t IndexTree::NewPage(std::uint8_t type, std::uint8_t level) {
   return number;
 }
 
-void IndexTree::Insert(std::string_view entry) {
+bool IndexTree::Insert(std::string_view entry) {
   std::vector<Step> path;
   const std::uint32_t leaf = Descend(entry, &path);
   for (const Step& step : path)
     if (step.beyond)
       channel_.Corrupt(step.page, "an entry lies behind the last child of an index node");
-  InsertAt(path, leaf, entry);
+  return InsertAt(path, leaf, entry);
 }
 
-void IndexTree::InsertAt(std::vector<Step>& path, std::uint32_t number, std::string_view entry) {
+bool IndexTree::InsertAt(std::vector<Step>& path, std::uint32_t number, std::string_view entry) {
   std::vector<std::string> entries;
   std::size_t position = 0;
+  bool fresh = false;
   {
     Page page = PinIndex(number);
     IndexPage target(channel_, page);
     const std::string_view key = entry.substr(0, target.KeyBytes(entry.size()));
     const std::uint32_t at = target.LowerBound(key);
-    if (target.Insert(at, entry)) return;
+    if (target.leaf()) fresh = !target.SharesKey(at, entry);
+    if (target.Insert(at, entry)) return fresh;
     for (std::uint32_t before = 0; before < at; before = target.EndOf(before)) ++position;
     target.ReadAll(entries);
     entries.emplace(entries.begin() + static_cast<std::ptrdiff_t>(position), entry);
-    if (target.WriteAll(entries)) return;
+    if (target.WriteAll(entries)) return fresh;
   }
   Split(path, number, entries, position);
+  return fresh;
 }
 
 /// The root keeps its page: what it holds moves to a new one below it.

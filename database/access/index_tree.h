@@ -37,8 +37,9 @@ class IndexTree {
   /// Whether any entry has exactly this key; `row` becomes that of the first one.
   bool HasKey(std::string_view key, RowId& row) const;
 
-  /// Enters an entry, inside a bracket.
-  void Insert(std::string_view entry);
+  /// Enters an entry, inside a bracket. Returns whether its key is a new one, as far as the
+  /// neighbours on its page tell.
+  bool Insert(std::string_view entry);
   /// Removes an entry; `kCorrupt` when it is not there. Inside a bracket.
   void Remove(std::string_view entry);
 
@@ -65,7 +66,7 @@ class IndexTree {
   std::uint32_t ChildAt(const IndexPage& node, std::uint32_t number, std::uint32_t at) const;
   Page PinIndex(std::uint32_t number) const;
   std::uint32_t NewPage(std::uint8_t type, std::uint8_t level);
-  void InsertAt(std::vector<Step>& path, std::uint32_t page, std::string_view entry);
+  bool InsertAt(std::vector<Step>& path, std::uint32_t page, std::string_view entry);
   void Split(std::vector<Step>& path, std::uint32_t page, std::vector<std::string>& entries,
              std::size_t inserted);
   void RaiseRoot(std::vector<Step>& path, std::uint32_t& page);

@@ -250,14 +250,12 @@ void Table::Enter(std::size_t index, const Key& key, RowId row) {
   const PhysicalIndex& physical = definition_.indexes[index];
   if (physical.ignore_nulls() && key.all_null) return;
   IndexTree tree = Tree(physical);
-  RowId other;
   // The count of distinct keys is a hint for other programs' planning and only ever rises. It lies
   // on the first page unless a table has an extreme number of indexes.
   const std::size_t at = DistinctCountAt(file_.layout(), index);
-  const bool fresh = physical.unique() || !tree.HasKey(key.bytes, other);
   entry_ = key.bytes;
   AppendPosition(row, entry_);
-  tree.Insert(entry_);
+  const bool fresh = tree.Insert(entry_);
   if (fresh && at + 4 <= file_.layout().page_bytes) {
     Page page = file_.channel().Pin(definition_.page(), kDefinitionPage);
     base::StoreLE32(page.Change(at, 4), at, base::LoadLE32(page.bytes(), at) + 1);

@@ -322,7 +322,7 @@ Status Recordset::AddNew() noexcept {
   KV_TRY(CheckWritable("AddNew"));
   KV_TRY(CancelUpdate());
   return Guarded([&] {
-    assigned_.assign(assigned_.size(), false);
+    assigned_.assign(assigned_.size(), 0);
     DoAddNew();
     edit_ = EditState::kAdd;
   });
@@ -333,7 +333,7 @@ Status Recordset::Edit() noexcept {
   KV_TRY(CheckCurrent());
   KV_TRY(CancelUpdate());
   return Guarded([&] {
-    assigned_.assign(assigned_.size(), false);
+    assigned_.assign(assigned_.size(), 0);
     DoEdit();
     edit_ = EditState::kEdit;
   });
@@ -344,9 +344,10 @@ Status Recordset::Edit() noexcept {
 Status Recordset::CheckRequired() const {
   for (std::size_t field : required_) {
     const FieldDef& field_def = def_.Fields[field];
-    const bool filled = assigned_[field] ? !assigned_null_[field]
-                                         : edit_ == EditState::kEdit || field_def.AutoIncrement ||
-                                               !field_def.DefaultValue.empty();
+    const bool filled = assigned_[field] != 0
+                            ? assigned_null_[field] == 0
+                            : edit_ == EditState::kEdit || field_def.AutoIncrement ||
+                                  !field_def.DefaultValue.empty();
     if (!filled)
       return MakeStatus(
           Code::kRequired, ErrorNumber::kRequired,
@@ -422,7 +423,7 @@ void Recordset::DoDelete() {
 // --- Fields
 
 Status Recordset::ReadField(std::size_t field, Value& out) noexcept {
-  if (edit_ == EditState::kAdd && !assigned_[field]) {
+  if (edit_ == EditState::kAdd && assigned_[field] == 0) {
     out = Value::Null();
     return Status();
   }
@@ -430,43 +431,62 @@ Status Recordset::ReadField(std::size_t field, Value& out) noexcept {
   return Guarded([&] { DoReadField(field, out); });
 }
 
-Status Recordset::WriteField(std::size_t field, const Value& value) noexcept {
+Status Recordset::CheckEditing(std::size_t field) noexcept {
+  if (open_ && edit_ != EditState::kNone) return Status();
   KV_TRY(CheckOpen());
+  return Fail(
+      MakeStatus(Code::kNoCurrentEdit, ErrorNumber::kNoCurrentEdit,
+                 "assigning to field '" + def_.Fields[field].Name + "' without AddNew or Edit"));
+}
+
+// What WriteField and WriteText share, inside the wall.
+Status Recordset::Assign(std::size_t field, const Value& value) {
   const FieldDef& field_def = def_.Fields[field];
-  if (edit_ == EditState::kNone)
-    return Fail(MakeStatus(Code::kNoCurrentEdit, ErrorNumber::kNoCurrentEdit,
-                           "assigning to field '" + field_def.Name + "' without AddNew or Edit"));
-  if (value.IsNull() && field_def.AutoIncrement && edit_ == EditState::kAdd) {
-    assigned_[field] = false;
-    return Status();
-  }
-  return Guarded([&]() -> Status {
-    if (value.kind == values::Kind::kText && value.text.empty() && !field_def.AllowZeroLength)
-      return MakeStatus(Code::kRequired, ErrorNumber::kZeroLength,
-                        "field '" + field_def.Name + "' of table '" + def_.Name +
-                            "' takes no text of length zero");
-    Status status = DoWriteField(field, value);
-    if (status.ok()) {
-      assigned_[field] = true;
-      assigned_null_[field] = value.IsNull();
+  if (value.IsNull()) {
+    if (field_def.AutoIncrement && edit_ == EditState::kAdd) {
+      assigned_[field] = 0;
+      return Status();
     }
-    return status;
-  });
+  } else if (value.kind == values::Kind::kText && value.text.empty() &&
+             !field_def.AllowZeroLength) {
+    return MakeStatus(
+        Code::kRequired, ErrorNumber::kZeroLength,
+        "field '" + field_def.Name + "' of table '" + def_.Name + "' takes no text of length zero");
+  }
+  Status status = DoWriteField(field, value);
+  if (status.ok()) {
+    assigned_[field] = 1;
+    assigned_null_[field] = value.IsNull() ? 1 : 0;
+  }
+  return status;
+}
+
+Status Recordset::WriteField(std::size_t field, const Value& value) noexcept {
+  KV_TRY(CheckEditing(field));
+  return Guarded([&] { return Assign(field, value); });
 }
 
 Status Recordset::ParseText(std::string_view text, const FieldDef& field, Value& out,
                             std::string& scratch) const {
-  KV_TRY(database_->engine().Format().Parse(text, field.Type, out, scratch));
+  const values::ValueFormat& format = database_->engine().Format();
+  if (values::IsText(field.Type) && format.options().null_text.empty()) {
+    // The way of most fields: nothing to parse.
+    out.kind = values::Kind::kText;
+    out.text = text;
+  } else {
+    KV_TRY(format.Parse(text, field.Type, out, scratch));
+  }
   if (out.kind == values::Kind::kText && out.text.empty() && !field.AllowZeroLength)
     out = Value::Null();
   return Status();
 }
 
 Status Recordset::WriteText(std::size_t field, std::string_view text) noexcept {
-  Value value;
-  Status parsed = ParseText(text, def_.Fields[field], value, scratch_);
-  if (!parsed.ok()) return Fail(std::move(parsed));
-  return WriteField(field, value);
+  KV_TRY(CheckEditing(field));
+  return Guarded([&]() -> Status {
+    KV_TRY(ParseText(text, def_.Fields[field], parsed_, scratch_));
+    return Assign(field, parsed_);
+  });
 }
 
 }  // namespace kelvorin::database

@@ -166,7 +166,7 @@ class Recordset {
   Database& database() noexcept { return *database_; }
   const Database& database() const noexcept { return *database_; }
   /// Whether a field was assigned since AddNew or Edit; for defaults and automatic numbers.
-  bool Assigned(std::size_t field) const noexcept { return assigned_[field]; }
+  bool Assigned(std::size_t field) const noexcept { return assigned_[field] != 0; }
   void CountReplacedCharacters(std::size_t count) noexcept {
     replaced_characters_ += static_cast<std::int64_t>(count);
   }
@@ -213,6 +213,8 @@ class Recordset {
   Status CheckCurrent() noexcept;
   Status CheckWritable(const char* what) noexcept;
   Status ReadField(std::size_t field, Value& out) noexcept;
+  Status CheckEditing(std::size_t field) noexcept;
+  Status Assign(std::size_t field, const Value& value);
   Status WriteField(std::size_t field, const Value& value) noexcept;
   Status WriteText(std::size_t field, std::string_view text) noexcept;
   Status ParseText(std::string_view text, const FieldDef& field, Value& out,
@@ -226,8 +228,9 @@ class Recordset {
   RecordsetType type_;
   TableDef def_;
   std::string index_name_;
-  std::vector<bool> assigned_;
-  std::vector<bool> assigned_null_;       // of the assigned ones: that they became Null
+  std::vector<std::uint8_t> assigned_;       // 1 for each field assigned since AddNew or Edit
+  std::vector<std::uint8_t> assigned_null_;  // of the assigned ones: 1 when they became Null
+  Value parsed_;                          // by WriteText, kept so that it is not cleared each time
   std::vector<std::size_t> required_;     // fields to check at Update, resolved once
   std::string scratch_;                   // digits of the number being assigned
   std::vector<std::string> key_scratch_;  // the same for each key of SeekText

@@ -1,5 +1,6 @@
 #include "database/drivers/register_drivers.h"
 
+#include "database/access/access_driver.h"
 #if defined(KELVORIN_WITH_ODBC)
 #include "database/odbc/odbc_driver.h"
 #endif
@@ -12,6 +13,7 @@ namespace kelvorin::database {
 
 void RegisterDrivers(DBEngine& engine, storage::FileSystem& fs) {
   const auto files = std::make_shared<storage::OpenFiles>();
+  engine.Register(access::MakeAccessDriver(fs, files));
   engine.Register(xbase::MakeXbaseDriver(fs, files));
 #if defined(KELVORIN_WITH_ODBC)
   engine.Register(database_odbc::MakeOdbcDriver());

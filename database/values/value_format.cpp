@@ -103,7 +103,10 @@ Status ParseMoney(std::string_view text, const FormatOptions& options, Value& ou
 
 Status ParseReal(std::string_view text, TypeCode type, Precision precision,
                  const FormatOptions& options, Value& out, std::string& scratch) {
-  return NumberStatus(ParseDouble(text, options, precision, out, scratch), text, type);
+  const NumberFault fault = ParseDouble(text, options, precision, out, scratch);
+  if (fault == NumberFault::kNone) [[likely]]
+    return Status();
+  return NumberStatus(fault, text, type);
 }
 
 Status ParseBoolean(std::string_view text, const FormatOptions& options, Value& out,

@@ -123,10 +123,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t page_bytes = old ? 2048 : 4096;
   const std::size_t pages = bytes.size() / page_bytes;
   for (std::size_t at = 1; at + 4 <= size; at += 4) {
-    const std::size_t offset = (data[at + 1] | data[at + 2] << 8) % page_bytes;
-    bytes[data[at] % pages * page_bytes + offset] = static_cast<char>(data[at + 3]);
+    const std::size_t offset = (data[at + 1] + 256u * data[at + 2]) % page_bytes;
+    bytes[(data[at] % pages) * page_bytes + offset] = static_cast<char>(data[at + 3]);
   }
-  bytes.resize(bytes.size() - std::min<std::size_t>(bytes.size(), (data[0] >> 1) * 1024u));
+  bytes.resize(bytes.size() -
+               std::min<std::size_t>(bytes.size(), (data[0] >> 1u) * std::size_t{1024}));
 
   tests::MemoryFileSystem disk;
   disk.Put(kPath, bytes);
