@@ -219,11 +219,11 @@ TEST_CASE("Browsing for the log") {
 
 TEST_CASE("Options through the wizard: confirmed or not") {
   for (const bool ok : {false, true}) {
-    WizardRig rig;
+    WizardRig rig(TableOf("Goods", {Text("Name")}, 1));
     rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\nc,d\r\n");
     rig.Start();
     rig.screen.In<frmAdvanced>("frmAdvanced", [&](frmAdvanced& form) {
-      CHECK(form.CBoxIndexes.items() == std::vector<std::string>{"ByName"});
+      CHECK(form.CBoxIndexes.items() == std::vector<std::string>{"ByKey"});
       form.EdtStartLine.UserText("2");
       (ok ? form.bntOK : form.bntCancel).UserClick();
     });

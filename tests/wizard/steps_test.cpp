@@ -38,7 +38,7 @@ TEST_CASE("Every kind of source has its path, there and back") {
     CAPTURE(row.kind);
     CAPTURE(row.fixed);
     WizardRig rig;
-    rig.memory.AddTable("source", TableOf({Field("a", values::TypeCode::kText, 9)}));
+    rig.memory.AddTable("source", TableOf("Goods", {Text("a")}));
     rig.host.properties().MultiTable = !row.fixed;
     rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
     if (row.kind == std::string("Access") || row.kind == std::string("ODBC"))
@@ -165,7 +165,7 @@ TEST_CASE("The host hides kinds of source and tables") {
   }());
   rig.host.properties().MultiTable = true;
   rig.host.properties().tableName = "GOODS";
-  rig.host.hidden = {{"type 1", true}, {"type 3", true}, {"type 14", true}, {"Other", true}};
+  rig.host.hidden = {"type 1", "type 3", "type 14", "Other"};
   rig.Start();
   CHECK(rig.c->CBoxTables.items() == std::vector<std::string>{"Goods"});
   const std::vector<std::string>& kinds = rig.c->CBoxTypeFormat.items();
