@@ -1,6 +1,7 @@
 #include "database/access/index_page.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -17,11 +18,25 @@ void PutBit(base::MutableByteSpan bits, std::uint32_t at, bool on) noexcept {
 }
 
 constexpr std::uint32_t kWordBits = 64;
+constexpr std::uint32_t kBlock = 8;       // words looked at together
+constexpr std::size_t kBitmapWords = 58;  // of the longest bitmap, one more for what moves up
+
+/// As LoadLE64; compilers here do not make one instruction of its loop inside other loops, and
+/// these loads are what most of a search consists of.
+std::uint64_t LoadWord(base::ByteSpan bits, std::size_t at) noexcept {
+  if constexpr (std::endian::native == std::endian::little) {
+    std::uint64_t word;
+    std::memcpy(&word, bits.data() + at, sizeof word);
+    return word;
+  } else {
+    return base::LoadLE64(bits, at);
+  }
+}
 
 /// Word `index` of a bitmap whose last word may be cut off.
 std::uint64_t Word(base::ByteSpan bits, std::uint32_t index) noexcept {
   const std::size_t at = std::size_t{8} * index;
-  if (at + 8 <= bits.size()) return base::LoadLE64(bits, at);
+  if (at + 8 <= bits.size()) return LoadWord(bits, at);
   std::uint64_t word = 0;
   for (std::size_t i = at; i < bits.size(); ++i)
     word |= static_cast<std::uint64_t>(bits[i]) << (8 * (i - at));
@@ -34,6 +49,14 @@ std::uint32_t LastBit(base::ByteSpan bits, std::uint32_t at) noexcept {
   std::uint64_t word = Word(bits, index) & (~std::uint64_t{0} >> (kWordBits - 1 - at % kWordBits));
   while (word == 0) {
     if (index == 0) return 0;
+    if (index >= kBlock) {  // most of a page's last bits are clear
+      std::uint64_t any = 0;
+      for (std::uint32_t i = 1; i <= kBlock; ++i) any |= LoadWord(bits, 8 * std::size_t{index - i});
+      if (any == 0) {
+        index -= kBlock;
+        continue;
+      }
+    }
     word = Word(bits, --index);
   }
   return index * kWordBits + kWordBits - 1 - static_cast<std::uint32_t>(std::countl_zero(word));
@@ -50,6 +73,41 @@ std::uint32_t NextBit(base::ByteSpan bits, std::uint32_t at) noexcept {
     word = Word(bits, index);
   }
   return index * kWordBits + static_cast<std::uint32_t>(std::countr_zero(word));
+}
+
+/// Moves the bits behind `from` by `by` places; bits that would land at or before `from` go.
+void MoveBits(base::MutableByteSpan bits, std::uint32_t from, std::uint32_t by, bool up) noexcept {
+  std::array<std::uint64_t, kBitmapWords> words{};
+  const auto count = static_cast<std::uint32_t>((bits.size() + 7) / 8);
+  const std::uint32_t first = from / kWordBits;
+  for (std::uint32_t i = first; i < count; ++i) words[i] = Word(bits, i);
+  const std::uint64_t low = ~std::uint64_t{0} >> (kWordBits - 1 - from % kWordBits);
+  const std::uint64_t kept = words[first] & low;
+  words[first] &= ~low;
+  const std::uint32_t far = by / kWordBits;
+  const std::uint32_t near = by % kWordBits;
+  const auto at = [&](std::uint32_t i) { return i >= first && i < count ? words[i] : 0; };
+  const auto moved = [&](std::uint32_t i) {
+    if (up) {
+      if (i < far) return std::uint64_t{0};
+      const std::uint64_t high = at(i - far) << near;
+      return near == 0 || i == far ? high : high | at(i - far - 1) >> (kWordBits - near);
+    }
+    const std::uint64_t rest = at(i + far) >> near;
+    return near == 0 ? rest : rest | at(i + far + 1) << (kWordBits - near);
+  };
+  std::array<std::uint64_t, kBitmapWords> result{};
+  for (std::uint32_t i = first; i < count; ++i) result[i] = moved(i);
+  result[first] = (result[first] & ~low) | kept;
+  for (std::uint32_t i = first; i < count; ++i) {
+    const std::size_t start = std::size_t{8} * i;
+    if (start + 8 <= bits.size()) {
+      base::StoreLE64(bits, start, result[i]);
+    } else {
+      for (std::size_t k = start; k < bits.size(); ++k)
+        bits[k] = static_cast<std::byte>(result[i] >> (8 * (k - start)) & 0xFF);
+    }
+  }
 }
 
 }  // namespace
@@ -162,26 +220,19 @@ void IndexPage::Shift(std::uint32_t from, std::uint32_t by, bool up) {
   const std::uint32_t high = std::max(used, used_);
   const base::MutableByteSpan area =
       page_.Change(layout_.entries_at + from, high - from).subspan(layout_.entries_at);
-  const std::uint32_t bits_from = from / 8;
-  const std::uint32_t bits_to = high / 8 + 1;
+  // Whole words, so that the bits can be moved by words.
+  const std::uint32_t bits_from = from / kWordBits * 8;
+  const auto bits_to =
+      static_cast<std::uint32_t>(std::min<std::size_t>(high / kWordBits * 8 + 8, Bitmap().size()));
   const base::MutableByteSpan bits =
       page_.Change(layout_.bitmap_at + bits_from, bits_to - bits_from).subspan(layout_.bitmap_at);
   if (up) {
     std::memmove(area.data() + from + by, area.data() + from, used_ - from);
-    for (std::uint32_t end = used_; end > from; end = LastBit(bits.first(bits_to), end - 1)) {
-      PutBit(bits, end, false);
-      PutBit(bits, end + by, true);
-    }
   } else {
     std::memmove(area.data() + from, area.data() + from + by, used_ - from - by);
-    // The end at `from + by` goes with the bytes; the first end behind stays an end.
-    PutBit(bits, from + by, false);
-    for (std::uint32_t end = NextBit(bits.first(bits_to), from + by); end <= used_;
-         end = NextBit(bits.first(bits_to), end)) {
-      PutBit(bits, end, false);
-      PutBit(bits, end - by, true);
-    }
+    PutBit(bits, from + by, false);  // this end goes with the bytes
   }
+  MoveBits(bits.first(bits_to), from, by, up);
   SetUsed(used);
 }
 
