@@ -168,6 +168,10 @@ int main(int argc, char** argv) {
         return true;
       },
       [&] { control.Execute(); });
+  if (!answered.isValid()) {
+    std::puts("the run ended before it could be stopped: give more records");
+    return 1;
+  }
   std::printf("stopped %lld ms after the answer, %ld of %ld records read\n",
               static_cast<long long>(answered.elapsed()), static_cast<long>(control.LastRun().read),
               records);
