@@ -62,7 +62,8 @@ class Host final : public QWidget {
     panes->addWidget(&log_);
     all->addWidget(panes, 1);
     ShowProperties();
-    QObject::connect(&sheet_, &QTableWidget::cellChanged, this, [this](int row, int) { Take(row); });
+    QObject::connect(&sheet_, &QTableWidget::cellChanged, this,
+                     [this](int row, int) { Take(row); });
     Listen();
     resize(900, 560);
   }
@@ -110,10 +111,11 @@ class Host final : public QWidget {
 
   void Listen() {
     const auto note = [this](const QString& line) { log_.appendPlainText(line); };
-    QObject::connect(&control, &KelvorinControl::PropertyChanged, this, [=, this](const QString& key) {
-      note(QStringLiteral("changed: ") + key);
-      ShowProperties();
-    });
+    QObject::connect(&control, &KelvorinControl::PropertyChanged, this,
+                     [=, this](const QString& key) {
+                       note(QStringLiteral("changed: ") + key);
+                       ShowProperties();
+                     });
     QObject::connect(&control, &KelvorinControl::FilterTable, this,
                      [=](const QString& table, bool&) { note("FilterTable: " + table); });
     QObject::connect(&control, &KelvorinControl::FilterField, this,

@@ -24,7 +24,8 @@ void AddBatchCommand(CLI::App& app, int& exit_status);
 void AddImportCommand(CLI::App& app, int& exit_status);
 void AddSettingsCommand(CLI::App& app, int& exit_status);
 void AddDetectCommand(CLI::App& app, int& exit_status);
-void AddTableCommands(CLI::App& app, int& exit_status);  // tables, fields, dump, check, create, sources
+void AddTableCommands(CLI::App& app,
+                      int& exit_status);  // tables, fields, dump, check, create, sources
 
 void AddWizardCommand(CLI::App& app, int& exit_status);
 

@@ -18,39 +18,82 @@ class Kelvorin;
 class KelvorinControl : public QWidget {
   Q_OBJECT
   // In the order in which a form stores them.
-  Q_PROPERTY(QString DataBaseName READ DataBaseName WRITE setDataBaseName RESET resetDataBaseName NOTIFY PropertyChanged)
+  Q_PROPERTY(QString DataBaseName READ DataBaseName WRITE setDataBaseName RESET resetDataBaseName
+                 NOTIFY PropertyChanged)
   Q_PROPERTY(QString DSN READ DSN WRITE setDSN RESET resetDSN NOTIFY PropertyChanged)
-  Q_PROPERTY(QString UserName READ UserName WRITE setUserName RESET resetUserName NOTIFY PropertyChanged)
-  Q_PROPERTY(QString Password READ Password WRITE setPassword RESET resetPassword NOTIFY PropertyChanged)
-  Q_PROPERTY(TypeConnect ConnectString READ ConnectString WRITE setConnectString RESET resetConnectString NOTIFY PropertyChanged)
-  Q_PROPERTY(FileTypeFormat DefaultSourceType READ DefaultSourceType WRITE setDefaultSourceType RESET resetDefaultSourceType NOTIFY PropertyChanged)
-  Q_PROPERTY(QString ImportCaption READ ImportCaption WRITE setImportCaption RESET resetImportCaption NOTIFY PropertyChanged)
-  Q_PROPERTY(QString IniFile READ IniFile WRITE setIniFile RESET resetIniFile NOTIFY PropertyChanged)
-  Q_PROPERTY(QString ImportTable READ ImportTable WRITE setImportTable RESET resetImportTable NOTIFY PropertyChanged)
-  Q_PROPERTY(QString ImportDBName READ ImportDBName WRITE setImportDBName RESET resetImportDBName NOTIFY PropertyChanged)
+  Q_PROPERTY(
+      QString UserName READ UserName WRITE setUserName RESET resetUserName NOTIFY PropertyChanged)
+  Q_PROPERTY(
+      QString Password READ Password WRITE setPassword RESET resetPassword NOTIFY PropertyChanged)
+  Q_PROPERTY(TypeConnect ConnectString READ ConnectString WRITE setConnectString RESET
+                 resetConnectString NOTIFY PropertyChanged)
+  Q_PROPERTY(FileTypeFormat DefaultSourceType READ DefaultSourceType WRITE setDefaultSourceType
+                 RESET resetDefaultSourceType NOTIFY PropertyChanged)
+  Q_PROPERTY(QString ImportCaption READ ImportCaption WRITE setImportCaption RESET
+                 resetImportCaption NOTIFY PropertyChanged)
+  Q_PROPERTY(
+      QString IniFile READ IniFile WRITE setIniFile RESET resetIniFile NOTIFY PropertyChanged)
+  Q_PROPERTY(QString ImportTable READ ImportTable WRITE setImportTable RESET resetImportTable NOTIFY
+                 PropertyChanged)
+  Q_PROPERTY(QString ImportDBName READ ImportDBName WRITE setImportDBName RESET resetImportDBName
+                 NOTIFY PropertyChanged)
   Q_PROPERTY(int HelpID READ HelpID WRITE setHelpID RESET resetHelpID NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowProgress READ ShowProgress WRITE setShowProgress RESET resetShowProgress NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowSummary READ ShowSummary WRITE setShowSummary RESET resetShowSummary NOTIFY PropertyChanged)
-  Q_PROPERTY(QString LastError READ LastError WRITE setLastError RESET resetLastError NOTIFY PropertyChanged)
-  Q_PROPERTY(bool QuitAfterImport READ QuitAfterImport WRITE setQuitAfterImport RESET resetQuitAfterImport NOTIFY PropertyChanged)
-  Q_PROPERTY(bool MultiTable READ MultiTable WRITE setMultiTable RESET resetMultiTable NOTIFY PropertyChanged)
-  Q_PROPERTY(QString TableName READ tableName WRITE setTableName RESET resetTableName NOTIFY PropertyChanged)
-  Q_PROPERTY(QString AutoLoadSettingName READ AutoLoadSettingName WRITE setAutoLoadSettingName RESET resetAutoLoadSettingName NOTIFY PropertyChanged)
-  Q_PROPERTY(bool LoadLastSetting READ LoadLastSetting WRITE setLoadLastSetting RESET resetLoadLastSetting NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowUpdateOption READ ShowUpdateOption WRITE setShowUpdateOption RESET resetShowUpdateOption NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowErrorsOption READ ShowErrorsOption WRITE setShowErrorsOption RESET resetShowErrorsOption NOTIFY PropertyChanged)
+  Q_PROPERTY(bool ShowProgress READ ShowProgress WRITE setShowProgress RESET resetShowProgress
+                 NOTIFY PropertyChanged)
+  Q_PROPERTY(bool ShowSummary READ ShowSummary WRITE setShowSummary RESET resetShowSummary NOTIFY
+                 PropertyChanged)
+  Q_PROPERTY(QString LastError READ LastError WRITE setLastError RESET resetLastError NOTIFY
+                 PropertyChanged)
+  Q_PROPERTY(bool QuitAfterImport READ QuitAfterImport WRITE setQuitAfterImport RESET
+                 resetQuitAfterImport NOTIFY PropertyChanged)
+  Q_PROPERTY(bool MultiTable READ MultiTable WRITE setMultiTable RESET resetMultiTable NOTIFY
+                 PropertyChanged)
+  Q_PROPERTY(QString TableName READ tableName WRITE setTableName RESET resetTableName NOTIFY
+                 PropertyChanged)
+  Q_PROPERTY(QString AutoLoadSettingName READ AutoLoadSettingName WRITE setAutoLoadSettingName RESET
+                 resetAutoLoadSettingName NOTIFY PropertyChanged)
+  Q_PROPERTY(bool LoadLastSetting READ LoadLastSetting WRITE setLoadLastSetting RESET
+                 resetLoadLastSetting NOTIFY PropertyChanged)
+  Q_PROPERTY(bool ShowUpdateOption READ ShowUpdateOption WRITE setShowUpdateOption RESET
+                 resetShowUpdateOption NOTIFY PropertyChanged)
+  Q_PROPERTY(bool ShowErrorsOption READ ShowErrorsOption WRITE setShowErrorsOption RESET
+                 resetShowErrorsOption NOTIFY PropertyChanged)
   // Stored without telling the container: kept as it is.
-  Q_PROPERTY(bool ShowAdvancedOption READ ShowAdvancedOption WRITE setShowAdvancedOption RESET resetShowAdvancedOption)
+  Q_PROPERTY(bool ShowAdvancedOption READ ShowAdvancedOption WRITE setShowAdvancedOption RESET
+                 resetShowAdvancedOption)
 
  public:
   enum TypeConnect {
-    Access = 3, Paradox3, Paradox4, Paradox5, DBase3, DBase4, DBase5,
-    FOXPRO20, FOXPRO25, FOXPRO26, FOXPRO30, ODBC
+    Access = 3,
+    Paradox3,
+    Paradox4,
+    Paradox5,
+    DBase3,
+    DBase4,
+    DBase5,
+    FOXPRO20,
+    FOXPRO25,
+    FOXPRO26,
+    FOXPRO30,
+    ODBC
   };
   Q_ENUM(TypeConnect)
   enum FileTypeFormat {
-    TVariable = 0, TFixed, THtmlTags, TAccess, TParadox3, TParadox4, TParadox5, TDBASE3, TDBASE4,
-    TDBASE5, TFOXPRO20, TFOXPRO25, TFOXPRO26, TFOXPRO30, TODBC
+    TVariable = 0,
+    TFixed,
+    THtmlTags,
+    TAccess,
+    TParadox3,
+    TParadox4,
+    TParadox5,
+    TDBASE3,
+    TDBASE4,
+    TDBASE5,
+    TFOXPRO20,
+    TFOXPRO25,
+    TFOXPRO26,
+    TFOXPRO30,
+    TODBC
   };
   Q_ENUM(FileTypeFormat)
 

@@ -121,15 +121,18 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   tour.Press("BtnAdvanced");
   tour.Do([](QWidget& window) { Type(window, "EdtStartLine", QStringLiteral("2")); });
   tour.Take("advanced-general");
-  for (const auto& [page, name] : {std::pair{1, "advanced-mode"}, {2, "advanced-errors"}, {3, "advanced-cleanup"}}) {
+  for (const auto& [page, name] :
+       {std::pair{1, "advanced-mode"}, {2, "advanced-errors"}, {3, "advanced-cleanup"}}) {
     tour.Do([page = page](QWidget& window) {
       if (page == 1) Child<QAbstractButton>(window, "RBtnUpdateRecords").click();
       if (page == 2) Child<QAbstractButton>(window, "RBtnTraceOn").click();
       Child<QTabBar>(window, "TabStrip1").setCurrentIndex(page);
     });
     tour.Take(name);
-    if (page == 1) tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnAppendRecords").click(); });
-    if (page == 2) tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnTraceOff").click(); });
+    if (page == 1)
+      tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnAppendRecords").click(); });
+    if (page == 2)
+      tour.Do([](QWidget& window) { Child<QAbstractButton>(window, "RBtnTraceOff").click(); });
   }
   tour.Press("bntOK");
   tour.Press("BtnNext");
@@ -138,7 +141,9 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   tour.Press("BtnMapEqualNames");
   tour.Take("mapping");
   tour.Press("BtnSaveSetting");
-  tour.Do([](QWidget& window) { window.findChild<QLineEdit*>()->setText(QStringLiteral("weekly customers")); });
+  tour.Do([](QWidget& window) {
+    window.findChild<QLineEdit*>()->setText(QStringLiteral("weekly customers"));
+  });
   tour.Take("save-setting");
   tour.Do([](QWidget& window) { static_cast<QDialog&>(window).accept(); });
   tour.Press("BtnSettings");
@@ -171,21 +176,24 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   // Columns, and a run with errors.
   const QString stock = demo + QStringLiteral("/stock.txt");
   QFile file(stock);
-  if (!file.open(QIODevice::WriteOnly)) std::fprintf(stderr, "cannot write %s\n", qPrintable(stock));
+  if (!file.open(QIODevice::WriteOnly))
+    std::fprintf(stderr, "cannot write %s\n", qPrintable(stock));
   for (int i = 0; i < 400000; ++i)
-    file.write(QStringLiteral("%1 %2 %3 %4\r\n")
-                   .arg(10001 + i % 80000)
-                   .arg(i % 3 == 0 ? QStringLiteral("Hammer 300 g") : QStringLiteral("Saw, fine"), -20)
-                   .arg(i % 17 == 5 ? QStringLiteral("none") : QString::number(i % 90), 6)
-                   .arg(QStringLiteral("2026-01-%1").arg(i % 28 + 1, 2, 10, QLatin1Char('0')))
-                   .toUtf8());
+    file.write(
+        QStringLiteral("%1 %2 %3 %4\r\n")
+            .arg(10001 + i % 80000)
+            .arg(i % 3 == 0 ? QStringLiteral("Hammer 300 g") : QStringLiteral("Saw, fine"), -20)
+            .arg(i % 17 == 5 ? QStringLiteral("none") : QString::number(i % 90), 6)
+            .arg(QStringLiteral("2026-01-%1").arg(i % 28 + 1, 2, 10, QLatin1Char('0')))
+            .toUtf8());
   file.close();
   kelvorin::Kelvorin columns(&platform);
   prepare(columns, stock);
   columns.tableName("STOCK");
   Tour third(folder, suffix);
   third.Press("BtnNext");
-  third.Do([](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Fixed-width text")); });
+  third.Do(
+      [](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Fixed-width text")); });
   third.Press("BtnAdvanced");
   third.Do([](QWidget& window) { Child<QAbstractButton>(window, "CBoxErrors").click(); });
   third.Press("bntOK");
@@ -200,7 +208,9 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   third.Take("progress");
   third.Press("Command1");
   third.Take("progress-question");
-  third.Do([](QWidget& window) { static_cast<QDialog&>(window).findChildren<QPushButton*>().first()->click(); });
+  third.Do([](QWidget& window) {
+    static_cast<QDialog&>(window).findChildren<QPushButton*>().first()->click();
+  });
   third.Do([](QWidget& window) { window.close(); });
   third.Press("BtnRejected");
   third.Take("rejected");
