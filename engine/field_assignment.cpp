@@ -34,11 +34,12 @@ Status FieldAssignment::Prepare(const AssignedField& field, std::string_view val
     KV_TRY(target.Current(field, current_, is_null));
     if (!is_null) value_.insert(0, current_);
   }
-  value_.resize(Cut(field, value_).size());
-  if (!host_listens_) return Status();
-  events_.BeforeFieldImport(table_name_, field.name, static_cast<std::int16_t>(field.type),
-                            field.size, value_);
-  return events_.Failure();
+  const std::size_t kept = Cut(field, value_).size();
+  if (kept != value_.size()) value_.resize(kept);
+  if (host_listens_)
+    events_.BeforeFieldImport(table_name_, field.name, static_cast<std::int16_t>(field.type),
+                              field.size, value_);
+  return Status();
 }
 
 Status FieldAssignment::AssignAll(const textsource::FieldValues& values, Place place,
@@ -59,7 +60,8 @@ Status FieldAssignment::AssignAll(const textsource::FieldValues& values, Place p
     refused.value = value;
     return status;
   }
-  return Status();
+  // A handler that failed is not asked again; the record is refused before it is posted.
+  return host_listens_ ? events_.Failure() : Status();
 }
 
 }  // namespace kelvorin::engine
