@@ -13,6 +13,7 @@
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
 #include "control/contract/enums.h"
+#include "control/contract/no_host.h"
 #include "database/drivers/register_drivers.h"
 #include "database/values/value_format.h"
 #include "settings/setting_store.h"
@@ -22,27 +23,6 @@ namespace kelvorin::app {
 namespace {
 
 constexpr int kReasonsShown = 10;
-
-/// Stands where a control would: properties with nobody to tell, events that nobody hears.
-class NoHost final : public contract::Caller, public contract::EventSink {
- public:
-  contract::Properties& properties() noexcept override { return properties_; }
-  contract::EventSink& events() noexcept override { return *this; }
-  const std::string& connect_type_name() const noexcept override { return connect_type_name_; }
-  void PropertyChanged(std::string_view) override {}
-  bool Listens(contract::Event) const noexcept override { return false; }
-  void BeforeFieldImport(std::string_view, std::string_view, std::int16_t, std::int16_t,
-                         std::string&) override {}
-  void FilterTable(std::string_view, bool&) override {}
-  void FilterType(std::int16_t, bool&) override {}
-  void FilterField(std::string_view, std::string_view, bool&) override {}
-  void ValidateBeforePost(bool&, bool&) override {}
-  void ValidateAfterPost(bool&) override {}
-
- private:
-  contract::Properties properties_;
-  std::string connect_type_name_;
-};
 
 /// Tells the first few rejected records on standard error, so that nobody has to look for a log to
 /// learn what is wrong.
@@ -106,7 +86,7 @@ int Import(const ImportOptions& options) {
   database::DBEngine engine(values::ValueFormat::FromLocale());
   database::RegisterDrivers(engine);
   TerminalPlatform platform(options.json);
-  NoHost host;
+  contract::NoHost host;
   ReasonPrinter reasons;
   wizard::frmKelvorin form(engine, platform);
   form.SetCaller(host);

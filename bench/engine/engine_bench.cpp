@@ -11,6 +11,7 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
+#include "control/contract/no_host.h"
 #include "database/api/database.h"
 #include "engine/import_run.h"
 #include "engine/source_reader.h"
@@ -54,28 +55,6 @@ class NullDatabase final : public database::Database {
     return nullptr;
   }
   void DoClose() override {}
-};
-
-class Host final : public contract::Caller, public contract::EventSink {
- public:
-  explicit Host(bool listens) : listens_(listens) {}
-  contract::Properties& properties() noexcept override { return properties_; }
-  contract::EventSink& events() noexcept override { return *this; }
-  const std::string& connect_type_name() const noexcept override { return name_; }
-  void PropertyChanged(std::string_view) override {}
-  bool Listens(contract::Event) const noexcept override { return listens_; }
-  void BeforeFieldImport(std::string_view, std::string_view, std::int16_t, std::int16_t,
-                         std::string&) override {}
-  void FilterTable(std::string_view, bool&) override {}
-  void FilterType(std::int16_t, bool&) override {}
-  void FilterField(std::string_view, std::string_view, bool&) override {}
-  void ValidateBeforePost(bool&, bool&) override {}
-  void ValidateAfterPost(bool&) override {}
-
- private:
-  bool listens_;
-  contract::Properties properties_;
-  std::string name_;
 };
 
 std::string MakeFile(int records) {
@@ -136,7 +115,7 @@ double Run(const std::string& path, settings::ImportSetting setting, bool typed,
   target.database = std::make_unique<NullDatabase>(engine);
   target.recordset = std::make_unique<NullRecordset>(*target.database, Table(typed));
   target.table_name = "Null";
-  Host host(listens);
+  contract::NoHost host(listens);
   host.properties().ShowSummary = false;
   target.fields = catalog::InitTargetTable(*target.recordset, "Null", host, setting.FieldMap);
   for (std::size_t i = 0; i < target.fields.size(); ++i) {

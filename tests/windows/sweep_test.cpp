@@ -1,6 +1,7 @@
 // One look over all windows: names for people who do not see them, mnemonics, tab order, texts that
 // fit, in English and in a language half again as long.
 
+#include "control/contract/no_host.h"
 #include "database/api/engine.h"
 #include "tests/support/memory_database.h"
 #include "tests/windows/driver.h"
@@ -176,24 +177,6 @@ void LookAtDialogs(wizard::qt::QtPlatform& platform) {
   platform.ShowModal(progress);
 }
 
-class Host final : public contract::Caller, public contract::EventSink {
- public:
-  contract::Properties& properties() noexcept override { return record; }
-  contract::EventSink& events() noexcept override { return *this; }
-  const std::string& connect_type_name() const noexcept override { return type; }
-  void PropertyChanged(std::string_view) override {}
-  bool Listens(contract::Event) const noexcept override { return false; }
-  void BeforeFieldImport(std::string_view, std::string_view, std::int16_t, std::int16_t,
-                         std::string&) override {}
-  void FilterTable(std::string_view, bool&) override {}
-  void FilterType(std::int16_t, bool&) override {}
-  void FilterField(std::string_view, std::string_view, bool&) override {}
-  void ValidateBeforePost(bool&, bool&) override {}
-  void ValidateAfterPost(bool&) override {}
-  contract::Properties record;
-  std::string type;
-};
-
 void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
   MemoryDriver memory;
   database::TableDef table;
@@ -206,11 +189,11 @@ void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
   memory.AddTable("shop", table);
   database::DBEngine engine;
   engine.Register(memory.Clone());
-  Host host;
-  host.record.DataBaseName = "shop";
-  host.record.MultiTable = true;
-  host.record.IniFile = "/no/such.ini";
-  host.record.ImportDBName = KELVORIN_SOURCE_DIR "/examples/data/customers.csv";
+  contract::NoHost host;
+  host.properties().DataBaseName = "shop";
+  host.properties().MultiTable = true;
+  host.properties().IniFile = "/no/such.ini";
+  host.properties().ImportDBName = KELVORIN_SOURCE_DIR "/examples/data/customers.csv";
   wizard::frmKelvorin form(engine, platform);
   form.SetCaller(host);
   Driver drive;
