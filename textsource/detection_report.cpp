@@ -97,7 +97,9 @@ std::string_view RecordCodeName(std::int32_t code) {
 
 void AppendHint(DetectionReport& report, const Cut& better) {
   std::string& hint = report.hint;
-  if (report.better_record_code >= 0) {
+  if (report.utf16) {
+    hint = "The file is UTF-16 text, which is not read: convert it to UTF-8 first.";
+  } else if (report.better_record_code >= 0) {
     hint.append("The records seem to end with ")
         .append(RecordCodeName(report.better_record_code))
         .append(".");
@@ -139,6 +141,7 @@ DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
   report.certainty_percent = Certainty(cut, sample_size, some_cut_off);
   if (lines.empty()) return report;
 
+  report.utf16 = lines[0].starts_with("\xFF\xFE") || lines[0].starts_with("\xFE\xFF");
   report.better_record_code = BetterRecordCode(lines, format.code);
   report.html_rows = rules.rule() != CutRule::kHtmlTags && All(lines, 0, [](std::string_view line) {
                        return base::TrimLeft(line, base::kBlankOrTab).starts_with('<');

@@ -53,68 +53,78 @@ Status RecordReader::ReadRecord(std::span<char>& record) {
                   "The record length is negative: " + base::ToDecimal(format_.length));
   }
 
-  std::size_t size = 0;  // of the record in the block, without its separator
-  std::size_t next = 0;  // where the next record starts
+  End end;
   std::size_t scanned = begin_;
+  counted_to_ = begin_;
+  quote_open_ = false;
+  first_end_ = {};
   Ending ending = Ending::kNone;
   at_end_ = false;
-  while ((ending = FindEnding(scanned, size, next)) == Ending::kNone) {
+  while ((ending = FindEnding(scanned, end)) == Ending::kNone) {
     scanned = end_;
-    KV_TRY(Fill(scanned, at_end_));
-    if (at_end_) {
-      size = end_ - begin_;
-      next = end_;
-      break;
+    const bool too_far = first_end_.next != 0 && end_ - begin_ > limits_.max_quoted_bytes;
+    if (!too_far) KV_TRY(Fill(scanned, at_end_));
+    if (!too_far && !at_end_) continue;
+    if (first_end_.next != 0) CountQuotes(end_);
+    if (quote_open_ && first_end_.next != 0) {
+      end = first_end_;
+      at_end_ = false;
+    } else {
+      end = {end_ - begin_, end_};
     }
+    break;
   }
-  const std::size_t start = std::exchange(begin_, next);
+  const std::size_t start = std::exchange(begin_, end.next);
   if (ending == Ending::kBrokenSeparator) {
     return Status(Code::kInvalidArgument,
                   "A record starts inside its separator" + AtByte(record_offset_, path()));
   }
   const auto length = static_cast<std::size_t>(format_.length);
-  if (length != 0 && size > length) size = length;
-  record = std::span<char>(block_.data() + start, size);
+  if (length != 0 && end.size > length) end.size = length;
+  record = std::span<char>(block_.data() + start, end.size);
   return {};
 }
 
 // Looks for the end of the record that starts at begin_, in the block from `scan_from` on. The
 // search is for the separator's last character, then a look back that never leaves the record.
-RecordReader::Ending RecordReader::FindEnding(std::size_t scan_from, std::size_t& size,
-                                              std::size_t& next) const noexcept {
+RecordReader::Ending RecordReader::FindEnding(std::size_t scan_from, End& end) noexcept {
   const char* const block = block_.data();
   const char* const start = block + begin_;
-  const char* const end = block + end_;
+  const char* const stop = block + end_;
   const auto found = [&](const char* at, std::size_t separator_bytes_before) {
-    size = static_cast<std::size_t>(at - start) - separator_bytes_before;
-    next = static_cast<std::size_t>(at - block) + 1;
-    return Ending::kFound;
+    end.size = static_cast<std::size_t>(at - start) - separator_bytes_before;
+    end.next = static_cast<std::size_t>(at - block) + 1;
+    return format_.quote == 0 || !InQuotes(at, end);
   };
 
   const char* at = block + scan_from;
   switch (format_.code) {
     case separator_code::kCrLf:
-      for (; (at = Find(at, end, '\n')) != nullptr; ++at) {
-        if (at > start && at[-1] == '\r') return found(at, 1);
+      for (; (at = Find(at, stop, '\n')) != nullptr; ++at) {
+        if (at > start && at[-1] == '\r' && found(at, 1)) return Ending::kFound;
       }
       return Ending::kNone;
     case separator_code::kCr:
     case separator_code::kLf:
-      at = Find(at, end, format_.code == separator_code::kCr ? '\r' : '\n');
-      return at ? found(at, 0) : Ending::kNone;
+      for (; (at = Find(at, stop, format_.code == separator_code::kCr ? '\r' : '\n')) != nullptr;
+           ++at) {
+        if (found(at, 0)) return Ending::kFound;
+      }
+      return Ending::kNone;
     case separator_code::kOther: {
       const std::string& separator = format_.other;
       const std::size_t before = separator.size() - 1;
-      for (; (at = Find(at, end, separator.back())) != nullptr; ++at) {
+      for (; (at = Find(at, stop, separator.back())) != nullptr; ++at) {
         std::size_t matched = 0;
         while (matched < before && at - matched > start &&
                at[-1 - static_cast<std::ptrdiff_t>(matched)] == separator[before - 1 - matched]) {
           ++matched;
         }
-        if (matched == before) return found(at, before);
-        if (at - matched == start) {
+        if (matched == before) {
+          if (found(at, before)) return Ending::kFound;
+        } else if (at - matched == start) {
           // Kept as it is: the comparison would need characters before the record's first one.
-          found(at, 0);
+          end = {static_cast<std::size_t>(at - start), static_cast<std::size_t>(at - block) + 1};
           return Ending::kBrokenSeparator;
         }
       }
@@ -123,11 +133,27 @@ RecordReader::Ending RecordReader::FindEnding(std::size_t scan_from, std::size_t
     case separator_code::kLength: {
       // The byte behind the record is passed over with it.
       const auto length = static_cast<std::size_t>(format_.length);
-      return end_ - begin_ > length ? found(start + length, 0) : Ending::kNone;
+      if (end_ - begin_ <= length) return Ending::kNone;
+      end = {length, begin_ + length + 1};
+      return Ending::kFound;
     }
     default:
       return Ending::kNone;
   }
+}
+
+// Whether the line end at `at` stands inside quotes; the first one that does is remembered.
+bool RecordReader::InQuotes(const char* at, const End& here) noexcept {
+  CountQuotes(static_cast<std::size_t>(at - block_.data()));
+  if (quote_open_ && first_end_.next == 0) first_end_ = here;
+  return quote_open_;
+}
+
+void RecordReader::CountQuotes(std::size_t to) noexcept {
+  const char* at = block_.data() + counted_to_;
+  const char* const end = block_.data() + to;
+  for (; (at = Find(at, end, format_.quote)) != nullptr; ++at) quote_open_ = !quote_open_;
+  counted_to_ = to;
 }
 
 // Reads more of the file behind end_. `scanned` moves with the contents of the block.
@@ -148,21 +174,24 @@ Status RecordReader::MakeRoom(std::size_t& scanned) {
     block_offset_ += begin_;
     scanned -= begin_;
     end_ -= begin_;
+    counted_to_ -= begin_;
+    if (first_end_.next != 0) first_end_.next -= begin_;
     begin_ = 0;
     return {};
   }
   if (end_ < block_.size()) return {};
 
   const auto length = static_cast<std::size_t>(format_.length);
-  if (length != 0 && format_.code != separator_code::kLength) {
+  if (length != 0 && format_.code != separator_code::kLength && first_end_.next == 0) {
     // The record will be cut: hold its front and what a look back may need, forget the middle.
     const std::size_t look_back = format_.code == separator_code::kOther ? format_.other.size() : 1;
     if (end_ > length + look_back) {
+      if (format_.quote != 0) CountQuotes(end_);
       std::memmove(block_.data() + length, block_.data() + end_ - look_back, look_back);
       const std::size_t forgotten = end_ - (length + look_back);
       block_offset_ += forgotten;
       end_ -= forgotten;
-      scanned = end_;
+      scanned = counted_to_ = end_;
       return {};
     }
   }

@@ -32,6 +32,8 @@ struct RecordFormat {
   /// Record length of code 4; with every code records are cut to this many characters. 0 cuts
   /// nothing (and makes every record of code 4 empty). In bytes, whatever the code page.
   std::int32_t length = 0;
+  /// A text delimiter inside which line ends (codes 0 to 3) are data, or the character 0 for none.
+  char quote = 0;
 
   bool operator==(const RecordFormat&) const = default;
 };
@@ -41,6 +43,8 @@ struct ReaderLimits {
   std::size_t block_bytes = std::size_t{256} * 1024;
   /// A longer record is refused, unless `RecordFormat::length` cuts it before it is held.
   std::size_t max_record_bytes = std::size_t{1} << 30;
+  /// How far a text that a delimiter opened is followed; beyond it the delimiter opened nothing.
+  std::size_t max_quoted_bytes = std::size_t{1} << 24;
 };
 
 /// Reads records one after the other.
@@ -50,6 +54,10 @@ struct ReaderLimits {
 /// have a character there. A file that ends with a separator yields a last, empty record, because
 /// the end is known only after a read that found nothing. NUL is data. A UTF-8 byte-order mark at
 /// the very start is passed over when the ANSI page is UTF-8.
+///
+/// With `RecordFormat::quote` a record goes on while it holds an odd number of delimiters: that is
+/// where the splitter stands inside quotes. A delimiter that is never followed by another one opens
+/// nothing: its record ends at the first line end, as without the option.
 class RecordReader {
  public:
   static Result<RecordReader> Open(const std::string& path, RecordFormat format,
@@ -83,9 +91,16 @@ class RecordReader {
 
  private:
   enum class Ending : std::uint8_t { kNone, kFound, kBrokenSeparator };
+  /// A place where a record may end.
+  struct End {
+    std::size_t size = 0;  // of the record, without its separator
+    std::size_t next = 0;  // where the next record starts in block_
+  };
 
   RecordReader(base::InputFile file, RecordFormat format, ReaderLimits limits);
-  Ending FindEnding(std::size_t scan_from, std::size_t& size, std::size_t& next) const noexcept;
+  Ending FindEnding(std::size_t scan_from, End& end) noexcept;
+  bool InQuotes(const char* at, const End& here) noexcept;
+  void CountQuotes(std::size_t to) noexcept;
   Status Fill(std::size_t& scanned, bool& found_none);
   Status MakeRoom(std::size_t& scanned);
 
@@ -98,6 +113,10 @@ class RecordReader {
   std::uint64_t block_offset_ = 0;  // position() - begin_
   std::uint64_t record_offset_ = 0;
   bool at_end_ = false;
+  // Of the record being read, for RecordFormat::quote.
+  std::size_t counted_to_ = 0;  // delimiters are counted up to here in block_
+  bool quote_open_ = false;     // their number so far is odd
+  End first_end_;               // the first line end inside quotes; next is 0 for none
 };
 
 }  // namespace kelvorin::textsource

@@ -39,6 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   textsource::RecordFormat format;
   format.code = data[0] % 6;
   format.length = data[1] % 16;
+  format.quote = data[1] >= 128 ? '"' : '\0';
   const textsource::ReaderLimits limits{.block_bytes = data[2] % 32u + 1};
   const std::size_t separator_bytes = std::min<std::size_t>(data[3] % 8, size - 4);
   format.other = input.substr(4, separator_bytes);

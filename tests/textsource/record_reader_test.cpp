@@ -94,6 +94,11 @@ TEST_CASE("records of every separator code") {
        {0, "", 2},
        {"ab", "gh", ""}},
       {"negative length", "abc", {2, "", -1}, {"!", "!", "!"}},
+      {"line ends in quotes", "a,\"b\nc\"\"\nd\"\ne", {2, "", 0, '"'}, {"a,\"b\nc\"\"\nd\"", "e"}},
+      {"up to the end of the file", "\"a\r\nb\"", {0, "", 0, '"'}, {"\"a\r\nb\""}},
+      {"a delimiter that never closes", "a\"\nb\nc", {2, "", 0, '"'}, {"a\"", "b", "c"}},
+      {"separators in quotes, cut", "'a##b'c##d", {3, "##", 4, '\''}, {"'a##", "d"}},
+      {"fixed length knows no quotes", "\"abX\"deY", {4, "", 3, '"'}, {"\"ab", "\"de", ""}},
       {"NUL is data", "a" + nul + "b\n" + nul, {2, "", 0}, {"a" + nul + "b", nul}},
   };
   TempFolder folder;
@@ -122,7 +127,7 @@ TEST_CASE("the block reader agrees with reading byte by byte") {
     std::string file(pick(40), ' ');
     for (char& c : file) c = kAlphabet[pick(round % 2 == 0 ? 6 : 4)];
     const RecordFormat format{static_cast<std::int32_t>(pick(6)), kSeparators[pick(8)],
-                              static_cast<std::int32_t>(pick(7))};
+                              static_cast<std::int32_t>(pick(7)), pick(2) == 0 ? 'b' : '\0'};
     const ReaderLimits limits{.block_bytes = 1 + pick(9)};
     WriteWhole(path, file);
     CAPTURE(Show({file, format.other}));
@@ -158,6 +163,12 @@ TEST_CASE("long records") {
     REQUIRE(reader->ReadRecord(record).ok());
     CHECK(std::string(record.data(), record.size()) == "short");
     CHECK(reader->record_offset() == 5001);
+  }
+  SUBCASE("a delimiter that closes too far away opens nothing") {
+    WriteWhole(path, "\"a\n" + std::string(500, 'x') + "\"\nb");
+    const Fields plain = ReadAll(path, {2, "", 0}, limits);
+    CHECK(Show(ReadAll(path, {2, "", 0, '"'}, {.block_bytes = 64, .max_quoted_bytes = 100})) ==
+          Show(plain));
   }
 }
 

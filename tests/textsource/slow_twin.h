@@ -2,6 +2,7 @@
 // The record reader and the three cutting rules byte by byte, as slow and plain as can be: what the
 // fast ones are compared with, here and by the fuzzers.
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -18,6 +19,24 @@ struct SlowReader {
 
   /// False where the real reader fails with an invalid argument.
   bool ReadRecord(const textsource::RecordFormat& format, std::string& record) {
+    const std::size_t from = at;
+    bool ok = ReadTo(format, record);
+    if (at_end && Open(format, record)) {  // the delimiter was never closed: it opened nothing
+      textsource::RecordFormat plain = format;
+      plain.quote = 0;
+      at = from;
+      ok = ReadTo(plain, record);
+    }
+    const auto length = static_cast<std::size_t>(format.length);
+    if (length != 0 && record.size() > length) record.resize(length);
+    return ok;
+  }
+
+ private:
+  static bool Open(const textsource::RecordFormat& format, const std::string& record) {
+    return format.quote != 0 && std::count(record.begin(), record.end(), format.quote) % 2 != 0;
+  }
+  bool ReadTo(const textsource::RecordFormat& format, std::string& record) {
     const std::string& separator = format.other;
     record.clear();
     at_end = false;
@@ -28,19 +47,20 @@ struct SlowReader {
         break;
       }
       const char c = file[at++];
-      if (format.code == 0 && c == '\n' && !record.empty() && record.back() == '\r') {
+      if (format.code == 0 && c == '\n' && !record.empty() && record.back() == '\r' &&
+          !Open(format, record)) {
         record.pop_back();
         break;
       }
-      if (format.code == 1 && c == '\r') break;
-      if (format.code == 2 && c == '\n') break;
+      if (format.code == 1 && c == '\r' && !Open(format, record)) break;
+      if (format.code == 2 && c == '\n' && !Open(format, record)) break;
       if (format.code == 3 && c == separator.back()) {
         std::size_t k = 1;
         for (; k < separator.size(); ++k) {
           if (k > record.size()) return false;
           if (record[record.size() - k] != separator[separator.size() - 1 - k]) break;
         }
-        if (k == separator.size()) {
+        if (k == separator.size() && !Open(format, record)) {
           record.resize(record.size() - (k - 1));
           break;
         }
@@ -48,8 +68,6 @@ struct SlowReader {
       if (format.code == 4 && counter == format.length) break;
       record += c;
     }
-    const auto length = static_cast<std::size_t>(format.length);
-    if (length != 0 && record.size() > length) record.resize(length);
     return true;
   }
 };
