@@ -13,7 +13,12 @@ using textsource::RecordReader;
 using textsource::SplitRules;
 
 textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) {
-  return {setting.RecSeparator, setting.RecSepOther, setting.RecLength};
+  textsource::RecordFormat format{setting.RecSeparator, setting.RecSepOther, setting.RecLength};
+  // A delimiter that is a separator too quotes nothing.
+  const bool quotes = setting.QuotedLineEnds != 0 && setting.TypeFormat == 0 &&
+                      setting.SeparatorSet.find(setting.DelimiterChar) == std::string::npos;
+  if (quotes) format.quote = setting.DelimiterChar;
+  return format;
 }
 
 SplitRules SplitRulesOf(const settings::ImportSetting& setting,

@@ -44,7 +44,7 @@ void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
   setting.LogAppend = false;
   breaks.ClearBreakList();
 
-  setting.AnsiPage = setting.OemPage = 0;
+  setting.AnsiPage = setting.OemPage = setting.QuotedLineEnds = 0;
   for (std::string* text :
        {&setting.DateOrder, &setting.Decimal, &setting.NullText, &setting.RejectFile})
     text->clear();

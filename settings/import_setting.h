@@ -86,10 +86,11 @@ struct ImportSetting {
   // Additional keys, written behind the others and only when set: 0 and empty are "not set".
   std::int32_t AnsiPage = 0;  // code page numbers
   std::int32_t OemPage = 0;
-  std::string DateOrder;   // "dmy", "mdy" or "ymd"
-  std::string Decimal;     // the decimal sign
-  std::string NullText;    // text that stands for Null
-  std::string RejectFile;  // file that takes the rejected records
+  std::int32_t QuotedLineEnds = 0;  // 1: line ends between text delimiters are data
+  std::string DateOrder;            // "dmy", "mdy" or "ymd"
+  std::string Decimal;              // the decimal sign
+  std::string NullText;             // text that stands for Null
+  std::string RejectFile;           // file that takes the rejected records
 
   bool operator==(const ImportSetting&) const = default;
 };

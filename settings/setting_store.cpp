@@ -20,8 +20,10 @@ constexpr auto kFixedWidth = static_cast<std::int16_t>(contract::FileTypeFormat:
 constexpr std::int32_t kOtherSeparatorText = 3;
 constexpr std::int32_t kFixedLength = 4;
 
-constexpr std::array<std::pair<std::string_view, std::int32_t ImportSetting::*>, 2> kExtraNumbers{
-    {{"AnsiPage", &ImportSetting::AnsiPage}, {"OemPage", &ImportSetting::OemPage}}};
+constexpr std::array<std::pair<std::string_view, std::int32_t ImportSetting::*>, 3> kExtraNumbers{
+    {{"AnsiPage", &ImportSetting::AnsiPage},
+     {"OemPage", &ImportSetting::OemPage},
+     {"QuotedLineEnds", &ImportSetting::QuotedLineEnds}}};
 constexpr std::array<std::pair<std::string_view, std::string ImportSetting::*>, 4> kExtraTexts{
     {{"DateOrder", &ImportSetting::DateOrder},
      {"Decimal", &ImportSetting::Decimal},
