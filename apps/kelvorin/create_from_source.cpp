@@ -8,9 +8,8 @@
 #include "base/code_page.h"
 #include "control/contract/enums.h"
 #include "database/catalog/source.h"
-#include "database/drivers/register_drivers.h"
+#include "engine/source_reader.h"
 #include "mapping/field_mapping.h"
-#include "textsource/field_splitter.h"
 #include "textsource/record_reader.h"
 
 namespace kelvorin::app {
@@ -23,19 +22,13 @@ using database::TypeCode;
 // Longest text of a Text field that every kind of target can hold.
 constexpr std::size_t kMaxTextCharacters = 254;
 
-textsource::SplitRules RulesOf(const ImportJob& job) {
-  if (job.setting.TypeFormat == 1) return textsource::SplitRules::Fixed(job.breaks);
-  if (job.setting.TypeFormat == 2) return textsource::SplitRules::HtmlTags();
-  return textsource::SplitRules::Delimited(job.setting.SeparatorSet, job.setting.DelimiterChar);
-}
-
 // Names and widths of the columns of a text file, found by reading it once.
 Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   const settings::ImportSetting& setting = job.setting;
-  Result<textsource::RecordReader> reader = textsource::RecordReader::Open(
-      setting.SourceDBName, {setting.RecSeparator, setting.RecSepOther, setting.RecLength});
+  Result<textsource::RecordReader> reader =
+      textsource::RecordReader::Open(setting.SourceDBName, engine::RecordFormatOf(setting));
   if (!reader.ok()) return reader.status();
-  const textsource::SplitRules rules = RulesOf(job);
+  const textsource::SplitRules rules = engine::SplitRulesOf(setting, job.breaks);
   textsource::FieldValues values;
   std::vector<std::size_t> widths;
   std::vector<std::string> first_line;
@@ -73,10 +66,10 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   return Status();
 }
 
+// In the engine of the open target: source and target may be one file, which only one engine
+// shares.
 Status ReadTableFields(const ImportJob& job, const std::string& password,
-                       std::vector<FieldDef>& fields) {
-  database::DBEngine engine;
-  database::RegisterDrivers(engine);
+                       database::DBEngine& engine, std::vector<FieldDef>& fields) {
   catalog::Source source;
   catalog::LoadSource(job.setting, source);
   source.password = password;
@@ -100,7 +93,7 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   std::vector<FieldDef> fields;
   KV_TRY(contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat))
              ? MeasureText(job, fields)
-             : ReadTableFields(job, source_password, fields));
+             : ReadTableFields(job, source_password, *open->engine, fields));
   TableDef wanted;
   wanted.Name = table;
   std::vector<std::size_t> source_numbers;

@@ -47,7 +47,8 @@ catalog::TargetAddress DatabaseArgument::Address(std::string_view user,
   return address;
 }
 
-Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access) {
+Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access,
+                          std::string_view for_new) {
   OpenDatabase open;
   open.engine = std::make_unique<database::DBEngine>(values::ValueFormat::FromLocale());
   database::RegisterDrivers(*open.engine);
@@ -58,7 +59,7 @@ Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access) 
   };
   Result<std::unique_ptr<database::Database>> database = try_open();
   if (!database.ok() && database.status().code() == Code::kNotFound && access == Access::kCreate) {
-    KV_TRY(open.engine->CreateDatabase(address.DataBaseName, connect));
+    KV_TRY(open.engine->CreateDatabase(address.DataBaseName, connect + std::string(for_new)));
     database = try_open();
   }
   if (!database.ok()) return database.status();

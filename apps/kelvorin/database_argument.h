@@ -34,7 +34,8 @@ struct OpenDatabase {
 };
 enum class Access { kRead, kWrite, kCreate };
 /// Opens for reading (shared) or writing (exclusive); `kCreate` makes the database when it does not
-/// exist.
-Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access);
+/// exist, with `for_new` ("version=97;") added to its connect string.
+Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access,
+                          std::string_view for_new = {});
 
 }  // namespace kelvorin::app

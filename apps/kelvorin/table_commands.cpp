@@ -29,6 +29,7 @@ struct TableOptions {
   std::vector<std::string> fields;   // NAME:TYPE[:SIZE[:DECIMALS]]
   std::vector<std::string> indexes;  // NAME=FIELD,...
   bool unique = false;
+  bool access97 = false;
 };
 
 std::string TypeName(database::TypeCode type) {
@@ -49,7 +50,8 @@ std::string_view AttributeWord(std::uint32_t attributes) {
 Result<OpenDatabase> OpenFor(const TableOptions& options, Access access) {
   Result<DatabaseArgument> argument = RequireDatabase(options.database);
   if (!argument.ok()) return argument.status();
-  return Open(argument->Address(options.user, options.password), access);
+  return Open(argument->Address(options.user, options.password), access,
+              options.access97 ? "version=97;" : "");
 }
 
 int Failure(const Status& status) {
@@ -328,6 +330,8 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
   create->add_option("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
       ->allow_extra_args(false);
   create->add_flag("--unique", create_options->unique, "The indexes are unique");
+  create->add_flag("--access97", create_options->access97,
+                   "A new Access database gets the format of Access 97");
   create->footer(
       "Types: Text, Memo, Boolean, Byte, Integer, Long, Single, Double, Currency, Date, ...");
 
