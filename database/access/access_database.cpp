@@ -84,11 +84,10 @@ std::string AccessDatabase::LinkedFile(const CatalogEntry& entry) const {
   storage::FileSystem& fs = file_->channel().store().file_system();
   if (fs.Exists(entry.database)) return entry.database;
   const std::string name = entry.database.substr(entry.database.find_last_of("/\\") + 1);
-  const std::string folder = storage::FolderOf(file_->path());
-  const std::string beside = folder + "/" + name;
+  const std::string beside = storage::Beside(file_->path(), name);
   if (name.empty() || fs.Exists(beside)) return beside;
-  for (const std::string& other : fs.List(folder))
-    if (base::EqualIgnoreCase(other, name)) return folder + "/" + other;
+  for (const std::string& other : fs.List(storage::FolderOf(file_->path())))
+    if (base::EqualIgnoreCase(other, name)) return storage::Beside(file_->path(), other);
   Throw(Code::kNotFound, ErrorNumber::kFileNotFound,
         "table '" + entry.name + "' is linked to '" + entry.database +
             "', which is neither there nor beside '" + Name() + "'");

@@ -77,5 +77,7 @@ FileSystem& RealFileSystem() noexcept;
 /// The folder part of a path ("." for a bare name) and the name part.
 std::string FolderOf(const std::string& path);
 std::string NameOf(const std::string& path);
+/// The path of the file `name` in the folder of `path`, the root folder included.
+std::string Beside(const std::string& path, const std::string& name);
 
 }  // namespace kelvorin::storage

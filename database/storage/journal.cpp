@@ -169,7 +169,7 @@ std::vector<Target> ReadEntries(BodyReader& body, const Head& head, const std::s
     const base::ByteSpan name = body.Take(static_cast<std::size_t>(Padded(name_bytes)));
     if (name.empty()) Contradicts(journal, "its list of files is cut off");
     target.entry.name = base::AsText(name.first(name_bytes));
-    target.path = FolderOf(main_path) + "/" + target.entry.name;
+    target.path = Beside(main_path, target.entry.name);
     targets.push_back(std::move(target));
   }
   // A journal that was renamed or copied with another file would overwrite the wrong one.

@@ -149,5 +149,9 @@ std::string FolderOf(const std::string& path) {
 std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
+std::string Beside(const std::string& path, const std::string& name) {
+  const std::string folder = FolderOf(path);
+  return (folder == "/" ? std::string() : folder) + "/" + name;
+}
 
 }  // namespace kelvorin::storage

@@ -13,7 +13,7 @@
 namespace kelvorin::tests {
 namespace {
 
-constexpr const char* kPath = "/t/walk.mdb";
+constexpr const char* kPath = "/walk.mdb";  // right under the root, which ends its path itself
 
 std::string LongName(int i) {
   return "name " + std::to_string(i * 37 % 100) + std::string(90, 'n');
