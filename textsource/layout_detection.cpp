@@ -15,7 +15,8 @@ SplitRules RulesOf(const DetectedLayout& layout, char delimiter, const BreakList
 
 void Guess(const PreviewLines& preview, char delimiter, BreakList& breaks, DetectedLayout& layout) {
   const FileTypeGuess guess = GuessFileType(preview, breaks);
-  layout.rule = guess.TypeFormat == 1 ? CutRule::kFixed : CutRule::kDelimited;
+  const bool fixed = guess.TypeFormat == 1 && layout.format.quote == 0;
+  layout.rule = fixed ? CutRule::kFixed : CutRule::kDelimited;
   layout.separators = guess.SepSemicolon ? ";" : ",";
   layout.report = Weigh(preview, layout.format, RulesOf(layout, delimiter, breaks));
   if (layout.report.html_rows) {
@@ -27,6 +28,18 @@ void Guess(const PreviewLines& preview, char delimiter, BreakList& breaks, Detec
     return;
   }
   layout.report = Weigh(preview, layout.format, RulesOf(layout, delimiter, breaks));
+}
+
+// Reads the preview by the layout's record format and guesses the rest, twice when the first look
+// finds a better record separator and may take it.
+Status ReadAndGuess(const std::string& file_name, bool may_change, char delimiter,
+                    PreviewLines& preview, BreakList& breaks, DetectedLayout& layout) {
+  preview.file_present = true;
+  KV_TRY(preview.ReadFileRecords(file_name, layout.format, 1));
+  Guess(preview, delimiter, breaks, layout);
+  if (!may_change || layout.report.better_record_code < 0) return Status();
+  layout.format.code = layout.report.better_record_code;
+  return ReadAndGuess(file_name, false, delimiter, preview, breaks, layout);
 }
 
 bool AnyOpen(const PreviewLines& preview, char delimiter) {
@@ -47,17 +60,10 @@ Result<DetectedLayout> DetectLayout(const std::string& file_name, const RecordFo
   } else {
     layout.format = *given;
   }
-  preview.file_present = true;
-  KV_TRY(preview.ReadFileRecords(file_name, layout.format, 1));
-  Guess(preview, delimiter, breaks, layout);
+  KV_TRY(ReadAndGuess(file_name, given == nullptr, delimiter, preview, breaks, layout));
   if (layout.report.utf16)
     return Status(Code::kNotSupported, "'" + file_name + "' is UTF-16 text, which is not read; " +
                                            "convert it first: iconv -f UTF-16 -t UTF-8");
-  if (given == nullptr && layout.report.better_record_code >= 0) {
-    layout.format.code = layout.report.better_record_code;
-    KV_TRY(preview.ReadFileRecords(file_name, layout.format, 1));
-    Guess(preview, delimiter, breaks, layout);
-  }
   if (delimiter == 0 || !AnyOpen(preview, delimiter)) return layout;
 
   DetectedLayout joined;
@@ -65,13 +71,11 @@ Result<DetectedLayout> DetectLayout(const std::string& file_name, const RecordFo
   joined.format.quote = delimiter;
   PreviewLines lines;
   BreakList columns;
-  KV_TRY(lines.ReadFileRecords(file_name, joined.format, 1));
-  Guess(lines, delimiter, columns, joined);
+  KV_TRY(ReadAndGuess(file_name, given == nullptr, delimiter, lines, columns, joined));
   const bool better = joined.rule == CutRule::kDelimited && joined.report.fields >= 2 &&
                       joined.report.unclosed_lines == 0 &&
                       joined.report.certainty_percent > layout.report.certainty_percent;
   if (!better) return layout;
-  lines.file_present = true;
   preview = std::move(lines);
   breaks = columns;
   return joined;

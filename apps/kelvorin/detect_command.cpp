@@ -4,11 +4,10 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/kelvorin/command.h"
+#include "apps/kelvorin/layout_words.h"
 #include "apps/kelvorin/output.h"
 #include "base/M_Const.h"
 #include "base/M_FILE.h"
-#include "settings/import_setting.h"
-#include "textsource/format_detection.h"
 
 namespace kelvorin::app {
 namespace {
@@ -18,63 +17,33 @@ struct DetectOptions {
   bool json = false;
 };
 
-std::string_view RecordSeparatorName(std::int32_t code) {
-  switch (code) {
-    case 0:
-      return "CR LF";
-    case 1:
-      return "CR";
-    default:
-      return "LF";
-  }
-}
-
-std::string SeparatorNames(std::string_view set) {
-  std::string names;
-  for (char c : set) {
-    if (!names.empty()) names += ", ";
-    names += c == ',' ? "comma" : c == ';' ? "semicolon" : c == ' ' ? "space" : "tab";
-  }
-  return names;
-}
-
 int Detect(const DetectOptions& options) {
+  if (!base::FileExists(options.file))
+    return Report(kFatal, "there is no file '" + options.file + "'");
   textsource::PreviewLines preview;
-  preview.file_present = base::FileExists(options.file);
-  if (!preview.file_present) return Report(kFatal, "there is no file '" + options.file + "'");
-  textsource::RecordFormat format;
-  textsource::FileTypeGuess guess;
   textsource::BreakList breaks;
-  textsource::LoadNewFile(options.file, true, preview, format, guess, breaks);
-  if (!preview.file_present) return Report(kFatal, "cannot read '" + options.file + "'");
-
-  settings::ImportSetting setting;
-  setting.TypeFormat = guess.TypeFormat;
-  setting.SepComma = guess.SepComma;
-  setting.SepSemicolon = guess.SepSemicolon;
-  setting.SepSpace = guess.SepSpace;
-  setting.SepTab = guess.SepTab;
-  settings::RebuildSeparatorSet(setting);
-  settings::RebuildDelimiter(setting);
-  const auto rules = guess.TypeFormat == 1 ? textsource::SplitRules::Fixed(breaks)
-                                           : textsource::SplitRules::Delimited(
-                                                 setting.SeparatorSet, setting.DelimiterChar);
-  const textsource::DetectionReport report = textsource::Weigh(preview, format, rules);
+  const Result<textsource::DetectedLayout> detected =
+      textsource::DetectLayout(options.file, nullptr, '"', preview, breaks);
+  if (!detected.ok()) return Report(kFatal, detected.status());
+  const textsource::DetectionReport& report = detected->report;
+  const bool fixed = detected->rule == textsource::CutRule::kFixed;
+  const bool delimited = detected->rule == textsource::CutRule::kDelimited;
 
   std::vector<std::string> lines;
   for (int i = 1; i <= static_cast<int>(base::kPreviewLines); ++i)
     lines.push_back(ToUtf8(preview.Line(i)));
   while (!lines.empty() && lines.back().empty()) lines.pop_back();
   std::vector<int> positions;
-  if (guess.TypeFormat == 1) {
+  if (fixed) {
     breaks.CompactAndSort();
     for (std::size_t slot = 0; slot < breaks.count(); ++slot) positions.push_back(breaks[slot]);
   }
 
   if (options.json) {
-    const nlohmann::ordered_json object = {{"TypeFormat", guess.TypeFormat},
-                                           {"RecSeparator", format.code},
-                                           {"separators", ToUtf8(setting.SeparatorSet)},
+    const nlohmann::ordered_json object = {{"TypeFormat", static_cast<int>(detected->rule)},
+                                           {"RecSeparator", detected->format.code},
+                                           {"separators", delimited ? detected->separators : ""},
+                                           {"QuotedLineEnds", detected->format.quote != 0},
                                            {"breaks", positions},
                                            {"lines", lines},
                                            {"fields", report.fields},
@@ -84,14 +53,11 @@ int Detect(const DetectOptions& options) {
                 object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
     return kAllImported;
   }
-  std::printf("layout            %s\n", guess.TypeFormat == 1 ? "fixed width" : "delimited");
-  std::printf("record separator  %s\n", std::string(RecordSeparatorName(format.code)).c_str());
-  if (guess.TypeFormat == 1) {
+  std::printf("layout            %s\n", LayoutWords(*detected).c_str());
+  if (fixed) {
     std::string list;
     for (int position : positions) list += (list.empty() ? "" : ", ") + std::to_string(position);
     std::printf("breaks            %s\n", list.c_str());
-  } else {
-    std::printf("separators        %s\n", SeparatorNames(setting.SeparatorSet).c_str());
   }
   std::printf("certainty         %d %% (%d of %d lines have %d fields)\n", report.certainty_percent,
               report.lines_agreeing, report.lines, report.fields);

@@ -6,12 +6,12 @@
 #include <limits>
 
 #include "apps/kelvorin/database_argument.h"
+#include "apps/kelvorin/layout_words.h"
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "control/contract/enums.h"
 #include "database/catalog/source.h"
-#include "textsource/format_detection.h"
 
 namespace kelvorin::app {
 namespace {
@@ -111,39 +111,31 @@ std::int32_t FormatNumber(const std::string& word) {
   return word == "fixed" ? 1 : word == "html" ? 2 : 0;
 }
 
-textsource::DetectionReport Weigh(const textsource::PreviewLines& preview,
-                                  const textsource::RecordFormat& format,
-                                  const textsource::FileTypeGuess& guess,
-                                  const textsource::BreakList& breaks) {
-  return textsource::Weigh(preview, format,
-                           guess.TypeFormat == 1 ? textsource::SplitRules::Fixed(breaks)
-                                                 : textsource::SplitRules::Delimited(
-                                                       guess.SepSemicolon ? ";" : ",", '"'));
+// What was detected where nobody said it, for a note to the user.
+std::string LayoutNote(const textsource::DetectedLayout& layout) {
+  const textsource::DetectionReport& report = layout.report;
+  return "detected: " + LayoutWords(layout) + " (" + std::to_string(report.certainty_percent) +
+         " % certain: " + std::to_string(report.lines_agreeing) + " of " +
+         std::to_string(report.lines) + " lines have " + std::to_string(report.fields) +
+         " fields)" + (report.hint.empty() ? "" : "; " + report.hint);
 }
 
 // The layout of a text file: what was given, the rest as detected.
 Status MakeTextLayout(const ImportOptions& options, const std::string& file, ImportJob& job) {
   settings::ImportSetting& setting = job.setting;
   if (!base::FileExists(file)) return Status(Code::kNotFound, "there is no file '" + file + "'");
+  setting.Delimiter = options.delimiter == "single" ? 1 : options.delimiter == "none" ? 2 : 0;
+  settings::RebuildDelimiter(setting);
+  textsource::RecordFormat given;
+  if (!options.record_separator.empty())
+    KV_TRY(ParseRecordSeparator(options.record_separator, given));
   textsource::PreviewLines preview;
-  preview.file_present = true;
-  textsource::RecordFormat format;
-  if (options.record_separator.empty()) {
-    KV_TRY(textsource::GuessRecordSeparator(file, format));
-  } else {
-    KV_TRY(ParseRecordSeparator(options.record_separator, format));
-  }
-  KV_TRY(preview.ReadFileRecords(file, format, 1));
-  textsource::FileTypeGuess guess = textsource::GuessFileType(preview, job.breaks);
-  textsource::DetectionReport report = Weigh(preview, format, guess, job.breaks);
-  if (options.record_separator.empty() && report.better_record_code >= 0) {
-    format.code = report.better_record_code;
-    KV_TRY(preview.ReadFileRecords(file, format, 1));
-    guess = textsource::GuessFileType(preview, job.breaks);
-    report = Weigh(preview, format, guess, job.breaks);
-  }
+  const Result<textsource::DetectedLayout> detected =
+      textsource::DetectLayout(file, options.record_separator.empty() ? nullptr : &given,
+                               setting.DelimiterChar, preview, job.breaks);
+  if (!detected.ok()) return detected.status();
 
-  setting.TypeFormat = guess.TypeFormat;
+  setting.TypeFormat = static_cast<std::int32_t>(detected->rule);
   if (!options.format.empty()) {
     setting.TypeFormat = FormatNumber(options.format);
   } else if (!options.breaks.empty()) {
@@ -151,23 +143,25 @@ Status MakeTextLayout(const ImportOptions& options, const std::string& file, Imp
   } else if (!options.separators.empty() || !options.delimiter.empty()) {
     setting.TypeFormat = 0;
   }
-  if (options.separators.empty()) {
-    settings::SetSeparators(setting, guess.SepSemicolon ? ";" : ",");
-  } else {
-    std::string characters;
-    KV_TRY(ParseSeparators(options.separators, characters));
-    settings::SetSeparators(setting, characters);
-  }
+  std::string separators = detected->separators;
+  if (!options.separators.empty()) KV_TRY(ParseSeparators(options.separators, separators));
+  settings::SetSeparators(setting, separators);
   if (!options.breaks.empty()) KV_TRY(ParseBreaks(options.breaks, job.breaks));
-  setting.Delimiter = options.delimiter == "single" ? 1 : options.delimiter == "none" ? 2 : 0;
+  const textsource::RecordFormat& format = detected->format;
   setting.RecSeparator = format.code;
   if (format.code == textsource::separator_code::kOther) setting.RecSepOther = format.other;
   setting.RecLength = format.length;
   settings::RebuildDelimiter(setting);
+  const bool asked = !options.quoted_line_ends.empty();
+  setting.QuotedLineEnds = (asked ? options.quoted_line_ends == "yes" : format.quote != 0) ? 1 : 0;
 
-  const bool detected = options.format.empty() && options.separators.empty() &&
-                        options.breaks.empty() && options.delimiter.empty();
-  if (detected) job.hint = report.hint;
+  const bool all_detected = options.format.empty() && options.separators.empty() &&
+                            options.breaks.empty() && options.delimiter.empty();
+  constexpr int kSure = 75;
+  const bool worth_saying = detected->report.certainty_percent < kSure || format.quote != 0 ||
+                            detected->rule != textsource::CutRule::kDelimited ||
+                            !detected->report.hint.empty();
+  if (all_detected && worth_saying) job.hint = LayoutNote(*detected);
   return Status();
 }
 
@@ -302,6 +296,11 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
       ->check(CLI::IsMember({"double", "single", "none"}))
       ->group(layout);
   command.add_option("--record-separator", o.record_separator, "crlf, cr, lf, text:T or length:N")
+      ->group(layout);
+  command
+      .add_option("--quoted-line-ends", o.quoted_line_ends,
+                  "Whether line ends between text delimiters are data: yes or no")
+      ->check(CLI::IsMember({"yes", "no"}))
       ->group(layout);
   command.add_option("--breaks", o.breaks, "Ends of fixed-width columns, e.g. 3,7")->group(layout);
   command

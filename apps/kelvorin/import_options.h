@@ -28,6 +28,7 @@ struct ImportOptions {
   std::string separators;
   std::string delimiter;
   std::string record_separator;
+  std::string quoted_line_ends;  // "yes" or "no"
   std::string breaks;
 
   std::int64_t start_line = 1;

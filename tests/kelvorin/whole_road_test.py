@@ -69,6 +69,24 @@ class WholeRoad(unittest.TestCase):
                 self.assertEqual(stored[1:], expected)
                 self.assertEqual(stored[0], [name.upper() for name in rows[0]])
 
+    def test_line_ends_in_quotes_come_through_and_can_be_refused(self):
+        rows = [["name", "note"], ["a", "two\nlines; and \"quotes\""], ["b", ""]]
+        text = io.StringIO(newline="")
+        csv.writer(text, delimiter=";").writerows(rows)
+        source = self.write("q.csv", text.getvalue().replace("two\n", "two\r\n"))
+        target = f"Access:{self.folder}/q.mdb"
+        self.run_json(source, "--into", target, "--table", "Q", "--create", "--start-line", 2,
+                      "--save-as", "Q", "--ini", self.folder / "q.ini")
+        self.assertEqual(dump(target, "Q"), rows)
+        kelvorin("batch", "Q", f"IniFile={self.folder}/q.ini", f"DataBaseName={self.folder}/q.mdb",
+                 "ConnectString=Access", "MultiTable=1", "tableName=Q", check=0)
+        self.assertEqual(dump(target, "Q"), rows + rows[1:])
+        outcome = self.run_json(source, "--into", target, "--table", "P", "--create",
+                                "--start-line", 2, "--separators", ";", "--quoted-line-ends", "no")
+        self.assertEqual(outcome["read"], 3)
+        refused = kelvorin("detect", self.write("u.txt", "a,b\r\n".encode("utf-16")), check=3)
+        self.assertIn("UTF-16", refused.stderr)
+
     def test_typed_fields_and_rejected_records(self):
         target = f"DBase3:{self.folder}"
         kelvorin("create", target, "AMOUNTS", "ID:Long", "AMT:Double:12:2", "DAY:Date", "OK:Boolean",

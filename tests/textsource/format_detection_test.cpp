@@ -188,6 +188,7 @@ TEST_CASE("a layout that nobody confirms follows what weighs better") {
       {"HTML", Times(3, "<tr><td>a</td></tr>\r\n"), "2 0 , "},
       {"LF found behind CR LF", Times(4, "a,b\n") + "\r\r\r\r", "0 2 , "},
       {"line ends in quotes", "id;note\r\n1;\"a\r\n\r\nb;c\"\r\n2;d\r\n", "0 0 ; q"},
+      {"LF in quotes, CR LF behind records", "a;\"b\nc\"\r\nd;e\r\n", "0 0 ; q"},
       {"a lone delimiter", "size;5\"\r\nsize;6\r\n", "0 0 ; "},
   };
   TempFolder folder;
