@@ -2,27 +2,9 @@
 
 #include <doctest/doctest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "database/api/database.h"
 #include "tests/engine/run_rig.h"
-
-namespace {
-std::size_t allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
+#include "tests/support/allocations.h"
 
 namespace kelvorin::tests {
 
@@ -63,7 +45,7 @@ std::string Lines(int count) {
 TEST_CASE("No allocation per record, with and without a host that listens") {
   for (const bool listening : {false, true}) {
     CAPTURE(listening);
-    std::size_t counts[2] = {};
+    long counts[2] = {};
     for (const bool more : {true, false, true}) {  // the first run fills what is made once
       RunRig rig;
       rig.FromText(Lines(more ? 3000 : 1000));
@@ -76,9 +58,9 @@ TEST_CASE("No allocation per record, with and without a host that listens") {
         rig.setting.OemConvert = rig.setting.Upper = true;
         rig.host.properties().ShowProgress = true;
       }
-      const std::size_t before = allocations;
+      const long before = Allocations();
       const engine::RunResult result = rig.Run();
-      counts[more ? 1 : 0] = allocations - before;
+      counts[more ? 1 : 0] = Allocations() - before;
       CHECK(result.imported == (more ? 3000 : 1000));
       CHECK(result.truncated_values == result.imported);
     }

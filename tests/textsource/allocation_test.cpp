@@ -2,29 +2,10 @@
 
 #include <doctest/doctest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
+#include "tests/support/allocations.h"
 #include "tests/support/temp_folder.h"
 #include "textsource/field_splitter.h"
 #include "textsource/record_reader.h"
-
-namespace {
-std::atomic<long> allocations{0};
-}
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace kelvorin::textsource {
 
@@ -47,14 +28,14 @@ TEST_CASE("reading and cutting allocate nothing per record") {
     REQUIRE(reader.ok());
     std::size_t bytes = 0;
     std::size_t records = 0;
-    const long before = allocations;
+    const long before = tests::Allocations();
     while (!reader->AtEnd()) {
       std::span<char> record;
       if (!reader->ReadRecord(record).ok() || !rules.Split(record, fields).ok()) break;
       ++records;
       for (std::size_t i = 0; i < fields.count(); ++i) bytes += fields[i].size();
     }
-    const long after = allocations;
+    const long after = tests::Allocations();
     CHECK(after - before == 0);
     CHECK(records == 20001);
     CHECK(bytes > 20000);

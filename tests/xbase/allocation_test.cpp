@@ -2,28 +2,10 @@
 
 #include <doctest/doctest.h>
 
-#include <cstdlib>
-#include <new>
-
 #include "base/code_page.h"
+#include "tests/support/allocations.h"
 #include "tests/support/temp_folder.h"
 #include "tests/xbase/xbase_support.h"
-
-namespace {
-long allocations = 0;
-}
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 
 namespace kelvorin::tests {
 
@@ -41,21 +23,21 @@ TEST_CASE("appending and reading allocate nothing per record") {
   auto set = folder.Open("T");
   long before = 0;
   for (int i = 0; i < kRecords; ++i) {
-    if (i == kWarm) before = allocations;
+    if (i == kWarm) before = Allocations();
     REQUIRE(folder.Append(*set, row).ok());
   }
-  CHECK(allocations - before < kRecords / 10);  // pages of the cache
+  CHECK(Allocations() - before < kRecords / 10);  // pages of the cache
   REQUIRE(set->MoveFirst().ok());
   std::string text;
   bool null = false;
   for (int i = 0; !set->Eof(); ++i) {
-    if (i == kWarm) before = allocations;
+    if (i == kWarm) before = Allocations();
     for (std::size_t field = 0; field < row.size(); ++field)
       REQUIRE(set->Fields(field).GetText(text, null).ok());
     REQUIRE(set->MoveNext().ok());
   }
   CHECK(text == row.back());
-  CHECK(allocations - before == 0);
+  CHECK(Allocations() - before == 0);
 }
 
 }  // namespace kelvorin::tests
