@@ -26,7 +26,9 @@ window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools libqt6opengl6-de
 # What the tests need: the framework, and other programs and real files to compare with.
 test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data
                unixodbc odbcinst libsqliteodbc sqlite3 odbc-postgresql postgresql
-               odbc-mariadb mariadb-server)
+               odbc-mariadb mariadb-server mdbtools)
+# npm fetches a reader of Access files that the tests compare with; any npm will do.
+command -v npm >/dev/null || test_packages+=(nodejs npm)
 
 # configure_and_build PRESET [TARGET ...]: quiet when all is well, the whole log when not.
 configure_and_build() {
