@@ -23,7 +23,9 @@ class Kelvorin::Surface final : public contract::Caller, public contract::EventS
   const std::string& connect_type_name() const noexcept override {
     return control_.connect_type_name_;
   }
-  void PropertyChanged(std::string_view key) override { control_.Notify(key); }
+  void PropertyChanged(std::string_view key) override {
+    if (const contract::PropertyInfo* info = contract::FindProperty(key)) control_.Stored(*info);
+  }
 
   bool Listens(contract::Event event) const noexcept override {
     using contract::Event;
@@ -113,93 +115,28 @@ bool Kelvorin::Safely(F&& call) noexcept {
 
 // --- Properties
 
-void Kelvorin::Notify(std::string_view key) {
-  const contract::PropertyInfo* info = contract::FindProperty(key);
-  if (PropertyChanged && info != nullptr && info->notifies_container) PropertyChanged(info->key);
+void Kelvorin::Stored(const contract::PropertyInfo& info) {
+  if (info.key == "DefaultSourceType") DeriveConnectTypeName(properties_.DefaultSourceType);
+  if (info.notifies_container && PropertyChanged) PropertyChanged(info.key);
 }
 
-template <typename T>
-void Kelvorin::Set(T Properties::*member, const T& value, std::string_view key) noexcept {
+template <typename T, typename V>
+void Kelvorin::Store(T Properties::*member, V value) noexcept {
   Safely([&] {
     properties_.*member = value;
-    Notify(key);
+    for (const contract::PropertyInfo& info : contract::PropertyTable())
+      if (info.member == decltype(info.member)(member)) Stored(info);
   });
 }
 
-void Kelvorin::SetText(std::string Properties::*member, std::string_view value,
-                       std::string_view key) noexcept {
-  Safely([&] {
-    properties_.*member = value;
-    Notify(key);
-  });
+void Kelvorin::Set(std::string Properties::*member, std::string_view value) noexcept {
+  Store(member, value);
 }
-
-void Kelvorin::DataBaseName(std::string_view value) noexcept {
-  SetText(&Properties::DataBaseName, value, "DataBaseName");
+void Kelvorin::Set(std::int16_t Properties::*member, std::int16_t value) noexcept {
+  Store(member, value);
 }
-void Kelvorin::DSN(std::string_view value) noexcept {
-  SetText(&Properties::DSN, value, "DSN");
-}
-void Kelvorin::UserName(std::string_view value) noexcept {
-  SetText(&Properties::UserName, value, "UserName");
-}
-void Kelvorin::Password(std::string_view value) noexcept {
-  SetText(&Properties::Password, value, "Password");
-}
-void Kelvorin::ConnectString(contract::TypeConnect value) noexcept {
-  Set(&Properties::ConnectString, static_cast<std::int16_t>(value), "ConnectString");
-}
-void Kelvorin::DefaultSourceType(contract::FileTypeFormat value) noexcept {
-  Set(&Properties::DefaultSourceType, static_cast<std::int16_t>(value), "DefaultSourceType");
-  Safely([&] { DeriveConnectTypeName(properties_.DefaultSourceType); });
-}
-void Kelvorin::ImportCaption(std::string_view value) noexcept {
-  SetText(&Properties::ImportCaption, value, "ImportCaption");
-}
-void Kelvorin::IniFile(std::string_view value) noexcept {
-  SetText(&Properties::IniFile, value, "IniFile");
-}
-void Kelvorin::ImportTable(std::string_view value) noexcept {
-  SetText(&Properties::ImportTable, value, "ImportTable");
-}
-void Kelvorin::ImportDBName(std::string_view value) noexcept {
-  SetText(&Properties::ImportDBName, value, "ImportDBName");
-}
-void Kelvorin::HelpID(std::int16_t value) noexcept {
-  Set(&Properties::HelpID, value, "HelpID");
-}
-void Kelvorin::ShowProgress(bool value) noexcept {
-  Set(&Properties::ShowProgress, value, "ShowProgress");
-}
-void Kelvorin::ShowSummary(bool value) noexcept {
-  Set(&Properties::ShowSummary, value, "ShowSummary");
-}
-void Kelvorin::LastError(std::string_view value) noexcept {
-  SetText(&Properties::LastError, value, "LastError");
-}
-void Kelvorin::QuitAfterImport(bool value) noexcept {
-  Set(&Properties::QuitAfterImport, value, "QuitAfterImport");
-}
-void Kelvorin::MultiTable(bool value) noexcept {
-  Set(&Properties::MultiTable, value, "MultiTable");
-}
-void Kelvorin::tableName(std::string_view value) noexcept {
-  SetText(&Properties::tableName, value, "TableName");
-}
-void Kelvorin::AutoLoadSettingName(std::string_view value) noexcept {
-  SetText(&Properties::AutoLoadSettingName, value, "AutoLoadSettingName");
-}
-void Kelvorin::LoadLastSetting(bool value) noexcept {
-  Set(&Properties::LoadLastSetting, value, "LoadLastSetting");
-}
-void Kelvorin::ShowUpdateOption(bool value) noexcept {
-  Set(&Properties::ShowUpdateOption, value, "ShowUpdateOption");
-}
-void Kelvorin::ShowErrorsOption(bool value) noexcept {
-  Set(&Properties::ShowErrorsOption, value, "ShowErrorsOption");
-}
-void Kelvorin::ShowAdvancedOption(bool value) noexcept {
-  Set(&Properties::ShowAdvancedOption, value, "ShowAdvancedOption");
+void Kelvorin::Set(bool Properties::*member, bool value) noexcept {
+  Store(member, value);
 }
 
 Status Kelvorin::SetPropertyText(std::string_view name, std::string_view text) noexcept {
@@ -212,9 +149,7 @@ Status Kelvorin::SetPropertyText(std::string_view name, std::string_view text) n
     }
     const Result<contract::PropertyValue> value = contract::ParsePropertyText(*info, text);
     outcome = value.ok() ? contract::SetProperty(properties_, *info, *value) : value.status();
-    if (!outcome.ok()) return;
-    if (info->key == "DefaultSourceType") DeriveConnectTypeName(properties_.DefaultSourceType);
-    Notify(info->key);
+    if (outcome.ok()) Stored(*info);
   });
   return outcome;
 }

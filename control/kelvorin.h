@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 #include "base/status.h"
 #include "control/contract/platform.h"
@@ -21,6 +23,15 @@ inline constexpr int kControlWidthTwips = 340;
 inline constexpr int kControlHeightTwips = 300;
 
 class Kelvorin {
+  template <typename T>
+  static constexpr bool kIsText = std::is_same_v<T, std::string>;
+  template <typename T>
+  using Read = std::conditional_t<kIsText<T>, const std::string&, T>;
+  template <typename T>
+  using Given = std::conditional_t<kIsText<T>, std::string_view, T>;
+  template <auto kMember>
+  using TypeOf = std::remove_cvref_t<decltype(std::declval<contract::Properties>().*kMember)>;
+
  public:
   /// `platform` shows message boxes and the progress dialog; without one nothing is shown. It must
   /// outlive the control.
@@ -29,58 +40,51 @@ class Kelvorin {
   Kelvorin(const Kelvorin&) = delete;
   Kelvorin& operator=(const Kelvorin&) = delete;
 
-  // --- The 22 properties. Setting one stores it and tells the container (`PropertyChanged`);
-  // ShowAdvancedOption alone is stored without telling: kept as it is.
-  const std::string& DataBaseName() const noexcept { return properties_.DataBaseName; }
-  void DataBaseName(std::string_view value) noexcept;
-  const std::string& DSN() const noexcept { return properties_.DSN; }
-  void DSN(std::string_view value) noexcept;
-  const std::string& UserName() const noexcept { return properties_.UserName; }
-  void UserName(std::string_view value) noexcept;
-  const std::string& Password() const noexcept { return properties_.Password; }
-  void Password(std::string_view value) noexcept;
-  contract::TypeConnect ConnectString() const noexcept {
-    return static_cast<contract::TypeConnect>(properties_.ConnectString);
-  }
-  void ConnectString(contract::TypeConnect value) noexcept;
-  contract::FileTypeFormat DefaultSourceType() const noexcept {
-    return static_cast<contract::FileTypeFormat>(properties_.DefaultSourceType);
-  }
-  void DefaultSourceType(contract::FileTypeFormat value) noexcept;
-  const std::string& ImportCaption() const noexcept { return properties_.ImportCaption; }
-  void ImportCaption(std::string_view value) noexcept;
-  const std::string& IniFile() const noexcept { return properties_.IniFile; }
-  void IniFile(std::string_view value) noexcept;
-  const std::string& ImportTable() const noexcept { return properties_.ImportTable; }
-  void ImportTable(std::string_view value) noexcept;
-  const std::string& ImportDBName() const noexcept { return properties_.ImportDBName; }
-  void ImportDBName(std::string_view value) noexcept;
-  std::int16_t HelpID() const noexcept { return properties_.HelpID; }
-  void HelpID(std::int16_t value) noexcept;
-  bool ShowProgress() const noexcept { return properties_.ShowProgress; }
-  void ShowProgress(bool value) noexcept;
-  bool ShowSummary() const noexcept { return properties_.ShowSummary; }
-  void ShowSummary(bool value) noexcept;
-  const std::string& LastError() const noexcept { return properties_.LastError; }
-  void LastError(std::string_view value) noexcept;
-  bool QuitAfterImport() const noexcept { return properties_.QuitAfterImport; }
-  void QuitAfterImport(bool value) noexcept;
-  bool MultiTable() const noexcept { return properties_.MultiTable; }
-  void MultiTable(bool value) noexcept;
-  const std::string& tableName() const noexcept { return properties_.tableName; }
-  void tableName(std::string_view value) noexcept;
-  const std::string& AutoLoadSettingName() const noexcept {
-    return properties_.AutoLoadSettingName;
-  }
-  void AutoLoadSettingName(std::string_view value) noexcept;
-  bool LoadLastSetting() const noexcept { return properties_.LoadLastSetting; }
-  void LoadLastSetting(bool value) noexcept;
-  bool ShowUpdateOption() const noexcept { return properties_.ShowUpdateOption; }
-  void ShowUpdateOption(bool value) noexcept;
-  bool ShowErrorsOption() const noexcept { return properties_.ShowErrorsOption; }
-  void ShowErrorsOption(bool value) noexcept;
-  bool ShowAdvancedOption() const noexcept { return properties_.ShowAdvancedOption; }
-  void ShowAdvancedOption(bool value) noexcept;
+  /// One property. Called without an argument it reads, with one it stores the value and tells the
+  /// container (`PropertyChanged`): `control.DSN("Sales")`, `if (control.MultiTable())`.
+  template <auto kMember, typename Value = TypeOf<kMember>>
+  class Property {
+   public:
+    explicit Property(Kelvorin* control) noexcept : control_(*control) {}
+    Property(const Property&) = delete;
+    Property& operator=(const Property&) = delete;
+
+    /// Texts by reference, all others by value.
+    Read<Value> operator()() const noexcept {
+      return static_cast<Read<Value>>(control_.properties_.*kMember);
+    }
+    void operator()(Given<Value> value) noexcept {
+      control_.Set(kMember, static_cast<Given<TypeOf<kMember>>>(value));
+    }
+
+   private:
+    Kelvorin& control_;
+  };
+
+  // The 22 properties. ShowAdvancedOption alone is stored without telling: kept as it is.
+  Property<&contract::Properties::DataBaseName> DataBaseName{this};
+  Property<&contract::Properties::DSN> DSN{this};
+  Property<&contract::Properties::UserName> UserName{this};
+  Property<&contract::Properties::Password> Password{this};
+  Property<&contract::Properties::ConnectString, contract::TypeConnect> ConnectString{this};
+  Property<&contract::Properties::DefaultSourceType, contract::FileTypeFormat> DefaultSourceType{
+      this};
+  Property<&contract::Properties::ImportCaption> ImportCaption{this};
+  Property<&contract::Properties::IniFile> IniFile{this};
+  Property<&contract::Properties::ImportTable> ImportTable{this};
+  Property<&contract::Properties::ImportDBName> ImportDBName{this};
+  Property<&contract::Properties::HelpID> HelpID{this};
+  Property<&contract::Properties::ShowProgress> ShowProgress{this};
+  Property<&contract::Properties::ShowSummary> ShowSummary{this};
+  Property<&contract::Properties::LastError> LastError{this};
+  Property<&contract::Properties::QuitAfterImport> QuitAfterImport{this};
+  Property<&contract::Properties::MultiTable> MultiTable{this};
+  Property<&contract::Properties::tableName> tableName{this};
+  Property<&contract::Properties::AutoLoadSettingName> AutoLoadSettingName{this};
+  Property<&contract::Properties::LoadLastSetting> LoadLastSetting{this};
+  Property<&contract::Properties::ShowUpdateOption> ShowUpdateOption{this};
+  Property<&contract::Properties::ShowErrorsOption> ShowErrorsOption{this};
+  Property<&contract::Properties::ShowAdvancedOption> ShowAdvancedOption{this};
 
   /// Sets a property by its name in any case from text, enumerations by member name or number.
   /// Fails with kNotFound or kConversion naming property and text.
@@ -128,11 +132,13 @@ class Kelvorin {
   class Surface;  // the control as its forms see it
   friend class Surface;
 
-  template <typename T>
-  void Set(T contract::Properties::*member, const T& value, std::string_view key) noexcept;
-  void SetText(std::string contract::Properties::*member, std::string_view value,
-               std::string_view key) noexcept;
-  void Notify(std::string_view key);
+  void Set(std::string contract::Properties::*member, std::string_view value) noexcept;
+  void Set(std::int16_t contract::Properties::*member, std::int16_t value) noexcept;
+  void Set(bool contract::Properties::*member, bool value) noexcept;
+  template <typename T, typename V>
+  void Store(T contract::Properties::*member, V value) noexcept;
+  /// What follows when a property has got a value.
+  void Stored(const contract::PropertyInfo& info);
   /// Runs `call`; whatever it throws becomes `LastError`. False when it threw.
   template <typename F>
   bool Safely(F&& call) noexcept;

@@ -9,7 +9,6 @@
 #include <QPainter>
 #include <QPointer>
 #include <QResizeEvent>
-#include <QVariant>
 
 using kelvorin::contract::FindProperty;
 using kelvorin::contract::PropertyInfo;
@@ -89,10 +88,9 @@ void KelvorinControl::paintEvent(QPaintEvent*) {
 
 // --- Properties
 
-template <typename T>
-T KelvorinControl::Get(const char* key) const {
-  return ToVariant(kelvorin::contract::GetProperty(core_->control.properties(), *FindProperty(key)))
-      .value<T>();
+QVariant KelvorinControl::Get(const char* key) const {
+  return ToVariant(
+      kelvorin::contract::GetProperty(core_->control.properties(), *FindProperty(key)));
 }
 
 void KelvorinControl::Set(const char* key, const QVariant& value) {
@@ -112,57 +110,6 @@ void KelvorinControl::Reset(const char* key) {
   const kelvorin::contract::Properties defaults;
   Set(key, ToVariant(kelvorin::contract::GetProperty(defaults, *FindProperty(key))));
 }
-
-#define KELVORIN_PROPERTY(TYPE, KEY, NAME, SETTER, RESETTER) \
-  TYPE KelvorinControl::NAME() const {                       \
-    return Get<TYPE>(KEY);                                   \
-  }                                                          \
-  void KelvorinControl::SETTER(const TYPE& value) {          \
-    Set(KEY, QVariant::fromValue(value));                    \
-  }                                                          \
-  void KelvorinControl::RESETTER() {                         \
-    Reset(KEY);                                              \
-  }
-#define KELVORIN_ENUM(TYPE, KEY, SETTER, RESETTER)     \
-  KelvorinControl::TYPE KelvorinControl::KEY() const { \
-    return static_cast<TYPE>(Get<int>(#KEY));          \
-  }                                                    \
-  void KelvorinControl::SETTER(const TYPE& value) {    \
-    Set(#KEY, QVariant(static_cast<int>(value)));      \
-  }                                                    \
-  void KelvorinControl::RESETTER() {                   \
-    Reset(#KEY);                                       \
-  }
-KELVORIN_PROPERTY(QString, "DataBaseName", DataBaseName, setDataBaseName, resetDataBaseName)
-KELVORIN_PROPERTY(QString, "DSN", DSN, setDSN, resetDSN)
-KELVORIN_PROPERTY(QString, "UserName", UserName, setUserName, resetUserName)
-KELVORIN_PROPERTY(QString, "Password", Password, setPassword, resetPassword)
-KELVORIN_ENUM(TypeConnect, ConnectString, setConnectString, resetConnectString)
-KELVORIN_ENUM(FileTypeFormat, DefaultSourceType, setDefaultSourceType, resetDefaultSourceType)
-KELVORIN_PROPERTY(QString, "ImportCaption", ImportCaption, setImportCaption, resetImportCaption)
-KELVORIN_PROPERTY(QString, "IniFile", IniFile, setIniFile, resetIniFile)
-KELVORIN_PROPERTY(QString, "ImportTable", ImportTable, setImportTable, resetImportTable)
-KELVORIN_PROPERTY(QString, "ImportDBName", ImportDBName, setImportDBName, resetImportDBName)
-KELVORIN_PROPERTY(int, "HelpID", HelpID, setHelpID, resetHelpID)
-KELVORIN_PROPERTY(bool, "ShowProgress", ShowProgress, setShowProgress, resetShowProgress)
-KELVORIN_PROPERTY(bool, "ShowSummary", ShowSummary, setShowSummary, resetShowSummary)
-KELVORIN_PROPERTY(QString, "LastError", LastError, setLastError, resetLastError)
-KELVORIN_PROPERTY(bool, "QuitAfterImport", QuitAfterImport, setQuitAfterImport,
-                  resetQuitAfterImport)
-KELVORIN_PROPERTY(bool, "MultiTable", MultiTable, setMultiTable, resetMultiTable)
-KELVORIN_PROPERTY(QString, "TableName", tableName, setTableName, resetTableName)
-KELVORIN_PROPERTY(QString, "AutoLoadSettingName", AutoLoadSettingName, setAutoLoadSettingName,
-                  resetAutoLoadSettingName)
-KELVORIN_PROPERTY(bool, "LoadLastSetting", LoadLastSetting, setLoadLastSetting,
-                  resetLoadLastSetting)
-KELVORIN_PROPERTY(bool, "ShowUpdateOption", ShowUpdateOption, setShowUpdateOption,
-                  resetShowUpdateOption)
-KELVORIN_PROPERTY(bool, "ShowErrorsOption", ShowErrorsOption, setShowErrorsOption,
-                  resetShowErrorsOption)
-KELVORIN_PROPERTY(bool, "ShowAdvancedOption", ShowAdvancedOption, setShowAdvancedOption,
-                  resetShowAdvancedOption)
-#undef KELVORIN_PROPERTY
-#undef KELVORIN_ENUM
 
 // --- Events. Only those that somebody is connected to are raised: making texts for nobody would
 // cost more than the call.

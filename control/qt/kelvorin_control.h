@@ -7,9 +7,11 @@
 // receivers in the thread of the control.
 
 #include <QString>
+#include <QVariant>
 #include <QWidget>
 
 #include <memory>
+#include <type_traits>
 
 namespace kelvorin {
 class Kelvorin;
@@ -17,51 +19,6 @@ class Kelvorin;
 
 class KelvorinControl : public QWidget {
   Q_OBJECT
-  // In the order in which a form stores them.
-  Q_PROPERTY(QString DataBaseName READ DataBaseName WRITE setDataBaseName RESET resetDataBaseName
-                 NOTIFY PropertyChanged)
-  Q_PROPERTY(QString DSN READ DSN WRITE setDSN RESET resetDSN NOTIFY PropertyChanged)
-  Q_PROPERTY(
-      QString UserName READ UserName WRITE setUserName RESET resetUserName NOTIFY PropertyChanged)
-  Q_PROPERTY(
-      QString Password READ Password WRITE setPassword RESET resetPassword NOTIFY PropertyChanged)
-  Q_PROPERTY(TypeConnect ConnectString READ ConnectString WRITE setConnectString RESET
-                 resetConnectString NOTIFY PropertyChanged)
-  Q_PROPERTY(FileTypeFormat DefaultSourceType READ DefaultSourceType WRITE setDefaultSourceType
-                 RESET resetDefaultSourceType NOTIFY PropertyChanged)
-  Q_PROPERTY(QString ImportCaption READ ImportCaption WRITE setImportCaption RESET
-                 resetImportCaption NOTIFY PropertyChanged)
-  Q_PROPERTY(
-      QString IniFile READ IniFile WRITE setIniFile RESET resetIniFile NOTIFY PropertyChanged)
-  Q_PROPERTY(QString ImportTable READ ImportTable WRITE setImportTable RESET resetImportTable NOTIFY
-                 PropertyChanged)
-  Q_PROPERTY(QString ImportDBName READ ImportDBName WRITE setImportDBName RESET resetImportDBName
-                 NOTIFY PropertyChanged)
-  Q_PROPERTY(int HelpID READ HelpID WRITE setHelpID RESET resetHelpID NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowProgress READ ShowProgress WRITE setShowProgress RESET resetShowProgress
-                 NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowSummary READ ShowSummary WRITE setShowSummary RESET resetShowSummary NOTIFY
-                 PropertyChanged)
-  Q_PROPERTY(QString LastError READ LastError WRITE setLastError RESET resetLastError NOTIFY
-                 PropertyChanged)
-  Q_PROPERTY(bool QuitAfterImport READ QuitAfterImport WRITE setQuitAfterImport RESET
-                 resetQuitAfterImport NOTIFY PropertyChanged)
-  Q_PROPERTY(bool MultiTable READ MultiTable WRITE setMultiTable RESET resetMultiTable NOTIFY
-                 PropertyChanged)
-  Q_PROPERTY(QString TableName READ tableName WRITE setTableName RESET resetTableName NOTIFY
-                 PropertyChanged)
-  Q_PROPERTY(QString AutoLoadSettingName READ AutoLoadSettingName WRITE setAutoLoadSettingName RESET
-                 resetAutoLoadSettingName NOTIFY PropertyChanged)
-  Q_PROPERTY(bool LoadLastSetting READ LoadLastSetting WRITE setLoadLastSetting RESET
-                 resetLoadLastSetting NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowUpdateOption READ ShowUpdateOption WRITE setShowUpdateOption RESET
-                 resetShowUpdateOption NOTIFY PropertyChanged)
-  Q_PROPERTY(bool ShowErrorsOption READ ShowErrorsOption WRITE setShowErrorsOption RESET
-                 resetShowErrorsOption NOTIFY PropertyChanged)
-  // Stored without telling the container: kept as it is.
-  Q_PROPERTY(bool ShowAdvancedOption READ ShowAdvancedOption WRITE setShowAdvancedOption RESET
-                 resetShowAdvancedOption)
-
  public:
   enum TypeConnect {
     Access = 3,
@@ -104,33 +61,47 @@ class KelvorinControl : public QWidget {
   static void SetDesignMode(bool on) noexcept;
   QSize sizeHint() const override;
 
-#define KELVORIN_PROPERTY(TYPE, NAME, SETTER, RESETTER) \
-  TYPE NAME() const;                                    \
-  void SETTER(const TYPE& value);                       \
-  void RESETTER();
-  KELVORIN_PROPERTY(QString, DataBaseName, setDataBaseName, resetDataBaseName)
-  KELVORIN_PROPERTY(QString, DSN, setDSN, resetDSN)
-  KELVORIN_PROPERTY(QString, UserName, setUserName, resetUserName)
-  KELVORIN_PROPERTY(QString, Password, setPassword, resetPassword)
-  KELVORIN_PROPERTY(TypeConnect, ConnectString, setConnectString, resetConnectString)
-  KELVORIN_PROPERTY(FileTypeFormat, DefaultSourceType, setDefaultSourceType, resetDefaultSourceType)
-  KELVORIN_PROPERTY(QString, ImportCaption, setImportCaption, resetImportCaption)
-  KELVORIN_PROPERTY(QString, IniFile, setIniFile, resetIniFile)
-  KELVORIN_PROPERTY(QString, ImportTable, setImportTable, resetImportTable)
-  KELVORIN_PROPERTY(QString, ImportDBName, setImportDBName, resetImportDBName)
-  KELVORIN_PROPERTY(int, HelpID, setHelpID, resetHelpID)
-  KELVORIN_PROPERTY(bool, ShowProgress, setShowProgress, resetShowProgress)
-  KELVORIN_PROPERTY(bool, ShowSummary, setShowSummary, resetShowSummary)
-  KELVORIN_PROPERTY(QString, LastError, setLastError, resetLastError)
-  KELVORIN_PROPERTY(bool, QuitAfterImport, setQuitAfterImport, resetQuitAfterImport)
-  KELVORIN_PROPERTY(bool, MultiTable, setMultiTable, resetMultiTable)
-  KELVORIN_PROPERTY(QString, tableName, setTableName, resetTableName)
-  KELVORIN_PROPERTY(QString, AutoLoadSettingName, setAutoLoadSettingName, resetAutoLoadSettingName)
-  KELVORIN_PROPERTY(bool, LoadLastSetting, setLoadLastSetting, resetLoadLastSetting)
-  KELVORIN_PROPERTY(bool, ShowUpdateOption, setShowUpdateOption, resetShowUpdateOption)
-  KELVORIN_PROPERTY(bool, ShowErrorsOption, setShowErrorsOption, resetShowErrorsOption)
-  KELVORIN_PROPERTY(bool, ShowAdvancedOption, setShowAdvancedOption, resetShowAdvancedOption)
+// A property `NAME` with the functions NAME, setNAME and resetNAME; TELLS is its signal.
+#define KELVORIN_PROPERTY(TYPE, NAME, TELLS)                              \
+  Q_PROPERTY(TYPE NAME READ NAME WRITE set##NAME RESET reset##NAME TELLS) \
+ public:                                                                  \
+  TYPE NAME() const {                                                     \
+    return Get<TYPE>(#NAME);                                              \
+  }                                                                       \
+  void set##NAME(const TYPE& value) {                                     \
+    Set(#NAME, QVariant::fromValue(value));                               \
+  }                                                                       \
+  void reset##NAME() {                                                    \
+    Reset(#NAME);                                                         \
+  }
+  // In the order in which a form stores them.
+  KELVORIN_PROPERTY(QString, DataBaseName, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, DSN, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, UserName, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, Password, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(TypeConnect, ConnectString, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(FileTypeFormat, DefaultSourceType, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, ImportCaption, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, IniFile, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, ImportTable, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, ImportDBName, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(int, HelpID, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, ShowProgress, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, ShowSummary, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, LastError, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, QuitAfterImport, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, MultiTable, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, TableName, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(QString, AutoLoadSettingName, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, LoadLastSetting, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, ShowUpdateOption, NOTIFY PropertyChanged)
+  KELVORIN_PROPERTY(bool, ShowErrorsOption, NOTIFY PropertyChanged)
+  // Stored without telling the container: kept as it is.
+  KELVORIN_PROPERTY(bool, ShowAdvancedOption, )
 #undef KELVORIN_PROPERTY
+  QString tableName() const {
+    return TableName();
+  }
 
  public slots:
   void display();
@@ -158,8 +129,14 @@ class KelvorinControl : public QWidget {
  private:
   struct Core;
   void Listen();
+  QVariant Get(const char* key) const;
   template <typename T>
-  T Get(const char* key) const;
+  T Get(const char* key) const {
+    if constexpr (std::is_enum_v<T>)
+      return static_cast<T>(Get(key).toInt());
+    else
+      return Get(key).value<T>();
+  }
   void Set(const char* key, const QVariant& value);
   void Reset(const char* key);
   QSize FixedSize() const;
