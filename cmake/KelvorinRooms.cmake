@@ -52,6 +52,7 @@ function(kv_room name)
 
   add_library(kv_${name} STATIC ${ROOM_SOURCES})
   add_library(Kelvorin::${name} ALIAS kv_${name})
+  set_property(GLOBAL APPEND PROPERTY KELVORIN_ROOMS ${name})
   set_target_properties(kv_${name} PROPERTIES
     KELVORIN_FOLDER "${folder}"
     POSITION_INDEPENDENT_CODE ON
