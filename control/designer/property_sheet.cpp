@@ -5,8 +5,9 @@
 
 #include <QDesignerFormEditorInterface>
 #include <QDesignerFormWindowInterface>
-#include <QDesignerFormWindowManagerInterface>
+#include <QDesignerPropertyEditorInterface>
 #include <QExtensionManager>
+#include <QPointer>
 #include <QTimer>
 #include <QUndoStack>
 
@@ -56,13 +57,33 @@ bool PropertySheet::isChanged(int index) const {
 
 void PropertySheet::setProperty(int index, const QVariant& value) {
   inner_->setProperty(index, value);
-  if (inner_->propertyName(index) != u"ShowAdvancedOption") return;
-  // A change of this one property alone does not mark the form as changed.
+  AfterChange(index);
+}
+
+bool PropertySheet::reset(int index) {
+  const bool done = inner_->reset(index);
+  AfterChange(index);
+  return done;
+}
+
+void PropertySheet::AfterChange(int index) {
   auto* form = QDesignerFormWindowInterface::findFormWindow(control_);
-  if (form == nullptr || form->isDirty()) return;
-  QTimer::singleShot(0, form, [form] {
-    form->commandHistory()->setClean();
-    form->setDirty(false);
+  if (form == nullptr) return;
+  // A change of this one property alone does not mark the form as changed.
+  const bool stays_clean = inner_->propertyName(index) == u"ShowAdvancedOption" && !form->isDirty();
+  // Later, when the command of which this is a part has ended.
+  QTimer::singleShot(0, this, [this, index, stays_clean, form = QPointer(form)] {
+    if (!form) return;
+    if (stays_clean) {
+      QUndoStack* done = form->commandHistory();
+      done->setClean();
+      form->setDirty(false);
+      emit done->indexChanged(done->index());  // on which the window's title follows
+    }
+    // The editor takes every property that was set for one that is not at its default.
+    auto* editor = form->core()->propertyEditor();
+    if (editor != nullptr && editor->object() == control_)
+      editor->setPropertyValue(propertyName(index), property(index), isChanged(index));
   });
 }
 

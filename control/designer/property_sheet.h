@@ -40,7 +40,7 @@ class PropertySheet final : public QObject, public QDesignerPropertySheetExtensi
     inner_->setPropertyGroup(index, group);
   }
   bool hasReset(int index) const override { return inner_->hasReset(index); }
-  bool reset(int index) override { return inner_->reset(index); }
+  bool reset(int index) override;
   bool isVisible(int index) const override;
   void setVisible(int index, bool visible) override { inner_->setVisible(index, visible); }
   bool isAttribute(int index) const override { return inner_->isAttribute(index); }
@@ -53,6 +53,7 @@ class PropertySheet final : public QObject, public QDesignerPropertySheetExtensi
 
  private:
   bool IsOurs(int index) const;
+  void AfterChange(int index);
   QObject* control_;
   QDesignerPropertySheetExtension* inner_;
 };

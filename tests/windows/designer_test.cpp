@@ -1,7 +1,10 @@
-// The form designer in this process: what a form stores of the control, and when it counts as
-// changed.
+// The control on forms: what the form designer, run in this process, stores of it and when a form
+// counts as changed; what generated code and the run-time loader make of such a form.
 
+#include "control/contract/properties.h"
+#include "control/qt/kelvorin_control.h"
 #include "tests/windows/driver.h"
+#include "ui_import_form.h"
 
 #include <QDesignerActionEditorInterface>
 #include <QDesignerComponents>
@@ -16,9 +19,13 @@
 #include <QDesignerWidgetBoxInterface>
 #include <QDir>
 #include <QExtensionManager>
+#include <QFile>
 #include <QPluginLoader>
+#include <QUiLoader>
 #include <QUndoStack>
 #include <QtUiPlugin/QDesignerCustomWidgetInterface>
+
+#include <memory>
 
 namespace kelvorin::tests {
 
@@ -51,13 +58,13 @@ QDesignerFormEditorInterface* Editor() {
 }
 
 struct Designer {
-  Designer() {
+  explicit Designer(const QString& contents = QString::fromLatin1(kForm)) {
     editor = Editor();
     form = editor->formWindowManager()->createFormWindow();
-    form->setContents(QString::fromLatin1(kForm));
+    form->setContents(contents);
     form->setDirty(false);
     editor->formWindowManager()->setActiveFormWindow(form);
-    widget = form->findChild<QWidget*>(QStringLiteral("kelvorin"));
+    widget = form->findChild<KelvorinControl*>();
     REQUIRE(widget != nullptr);
     sheet = qt_extension<QDesignerPropertySheetExtension*>(editor->extensionManager(), widget);
     REQUIRE(sheet != nullptr);
@@ -67,55 +74,120 @@ struct Designer {
     form->cursor()->setWidgetProperty(widget, QLatin1String(name), value);
     QTest::qWait(20);
   }
+  void Reset(const char* name) {
+    sheet->reset(sheet->indexOf(QLatin1String(name)));
+    QTest::qWait(20);
+  }
   QString Stored() { return form->contents(); }
 
   QDesignerFormEditorInterface* editor;
   QDesignerFormWindowInterface* form;
-  QWidget* widget;
+  KelvorinControl* widget;
   QDesignerPropertySheetExtension* sheet;
 };
 
 }  // namespace
 
-TEST_CASE("The plug-in is loaded and describes the control") {
+TEST_CASE("Generated code and the run-time loader give the control what its form stores") {
+  KelvorinControl::SetDesignMode(false);
+  QWidget generated;
+  Ui::ImportForm code;
+  code.setupUi(&generated);
+  QUiLoader loader;
+  loader.addPluginPath(QStringLiteral(KELVORIN_PLUGINS));
+  QFile file(QStringLiteral(KELVORIN_SOURCE_DIR "/tests/windows/import_form.ui"));
+  REQUIRE(file.open(QIODevice::ReadOnly));
+  const std::unique_ptr<QWidget> loaded(loader.load(&file));
+  REQUIRE_MESSAGE(loaded != nullptr, loader.errorString().toStdString());
+
+  for (QWidget* form : {&generated, loaded.get()}) {
+    CAPTURE(form == &generated);
+    auto* control = form->findChild<KelvorinControl*>();
+    REQUIRE(control != nullptr);
+    CHECK(control->DataBaseName() == "shop");
+    CHECK(control->ConnectString() == KelvorinControl::ODBC);
+    CHECK(control->DefaultSourceType() == KelvorinControl::THtmlTags);
+    CHECK(control->ImportCaption() == "Customers");
+    CHECK(control->HelpID() == 12);
+    CHECK(control->tableName() == "CUST");
+    CHECK_FALSE(control->ShowAdvancedOption());
+    CHECK(control->ShowProgress());
+    form->show();
+    CHECK_FALSE(control->isVisible());
+    CHECK(control->size() == control->sizeHint());
+  }
+  // A change of language leaves alone what the host has set.
+  code.kelvorin->setTableName(QStringLiteral("ORDERS"));
+  code.retranslateUi(&generated);
+  CHECK(code.kelvorin->tableName() == "ORDERS");
+}
+
+TEST_CASE("All texts but the caption are marked as not for translation") {
   QPluginLoader loader(QStringLiteral(KELVORIN_PLUGINS "/libkelvorin-designer.so"));
   auto* plugin = qobject_cast<QDesignerCustomWidgetInterface*>(loader.instance());
   REQUIRE_MESSAGE(plugin != nullptr, loader.errorString().toStdString());
-  CHECK(plugin->name() == "KelvorinControl");
-  CHECK(plugin->domXml().contains("name=\"TableName\" type=\"singleline\" notr=\"true\""));
+  CHECK(plugin->domXml().count("notr=\"true\"") == 10);
   CHECK_FALSE(plugin->domXml().contains("ImportCaption"));
-  const std::unique_ptr<QWidget> made(plugin->createWidget(nullptr));
-  CHECK(made != nullptr);
 }
 
 TEST_CASE("A form stores what differs from its default, in the control's order") {
   Designer designer;
-  // The plug-in has a copy of the class of its own.
-  CHECK(designer.widget->metaObject()->className() == std::string("KelvorinControl"));
-  CHECK_FALSE(designer.Stored().contains("DataBaseName"));
+  CHECK(designer.widget->isVisibleTo(designer.widget->parentWidget()));
+  const auto table = contract::PropertyTable();
+  QStringList shown;
   for (int i = 0; i < designer.sheet->count(); ++i)
-    if (designer.sheet->propertyName(i) == "enabled") CHECK_FALSE(designer.sheet->isVisible(i));
+    if (designer.sheet->isVisible(i)) shown += designer.sheet->propertyName(i);
+  CHECK(shown.size() == static_cast<int>(table.size()) + 2);  // and the name and the place
 
-  designer.Set("MultiTable", true);
-  designer.Set("DataBaseName", QStringLiteral("shop"));
+  for (auto row = table.rbegin(); row != table.rend(); ++row) {
+    const QByteArray key(row->key.data(), static_cast<qsizetype>(row->key.size()));
+    const QVariant now = designer.widget->property(key);
+    QVariant other = 9;
+    if (now.typeId() == QMetaType::QString) other = QStringLiteral("x < é");
+    if (now.typeId() == QMetaType::Bool) other = !now.toBool();
+    CHECK_FALSE(designer.Stored().contains(QLatin1String(key)));
+    designer.Set(key, other);
+  }
   CHECK(designer.form->isDirty());
   const QString stored = designer.Stored();
-  CHECK(stored.contains("shop"));
-  CHECK(stored.indexOf("DataBaseName") < stored.indexOf("MultiTable"));
-  CHECK_FALSE(stored.contains("ImportCaption"));
-  designer.Set("MultiTable", false);
-  designer.Set("DataBaseName", QString());
-  CHECK_FALSE(designer.Stored().contains("MultiTable"));
-  CHECK_FALSE(designer.Stored().contains("DataBaseName"));
+  qsizetype at = 0;
+  for (const contract::PropertyInfo& info : table) {
+    CAPTURE(info.key);
+    const auto key = QString::fromLatin1(info.key.data(), static_cast<qsizetype>(info.key.size()));
+    const qsizetype next = stored.indexOf("name=\"" + key + "\"", at);
+    CHECK(next > at);
+    at = next;
+  }
+  CHECK(stored.contains("<enum>KelvorinControl::DBase5</enum>"));
+
+  Designer again(stored);
+  CHECK(again.Stored() == stored);
+  for (const contract::PropertyInfo& info : table) {
+    CAPTURE(info.key);
+    again.Reset(info.key.data());
+    CHECK_FALSE(again.Stored().contains(QLatin1String(info.key.data())));
+  }
+  CHECK(again.widget->ImportCaption() == "Import Data");
+  again.Set("DataBaseName", QStringLiteral("shop"));
+  again.Set("DataBaseName", QString());
+  CHECK_FALSE(again.Stored().contains("DataBaseName"));
 }
 
 TEST_CASE("A change of ShowAdvancedOption alone does not mark the form") {
   Designer designer;
-  REQUIRE_FALSE(designer.form->isDirty());
+  bool title_marked = false;
+  QObject::connect(designer.form->commandHistory(), &QUndoStack::indexChanged, designer.form,
+                   [&] { title_marked = designer.form->isDirty(); });
+  const auto is_clean = [&] { return !designer.form->isDirty() && !title_marked; };
   designer.Set("ShowAdvancedOption", false);
-  CHECK_FALSE(designer.form->isDirty());
+  CHECK(is_clean());
   CHECK(designer.Stored().contains("ShowAdvancedOption"));
+  designer.form->commandHistory()->undo();
+  QTest::qWait(20);
+  CHECK(is_clean());
+  CHECK_FALSE(designer.Stored().contains("ShowAdvancedOption"));
   designer.Set("ShowErrorsOption", false);
+  designer.Set("ShowAdvancedOption", false);
   CHECK(designer.form->isDirty());
 }
 
