@@ -13,6 +13,7 @@ import os
 import pathlib
 import shutil
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
@@ -91,8 +92,10 @@ def plain(value, kind):
         return int(value)
     if kind in ("Currency", "Decimal"):
         return decimal.Decimal(str(value)).normalize()
-    if kind in ("Single", "Double"):
-        return float(f"{float(value):.{6 if kind == 'Single' else 14}g}")
+    if kind == "Single":
+        return struct.unpack("<f", struct.pack("<f", float(value)))[0]
+    if kind == "Double":
+        return float(f"{float(value):.14g}")
     if kind == "Date":
         text = str(value).replace("T", " ").rstrip("Z")
         if len(text) == 10:
@@ -130,6 +133,8 @@ KNOWN_FAULTS = [
     ("mdb-export", "Date", lambda got, own: own < "1900", "dates before 1900-01-01 become day 0 of 1900"),
     ("mdb-reader", "Date", lambda got, own: own < "1899-12-30 00:00:00" and not own.endswith("00:00:00"),
      "times of day before 1899-12-30 are counted backwards"),
+    ("mdb-reader", "Memo LongBinary", lambda got, own: len(own) > 2000 and own.startswith(got),
+     "it takes a row behind a deleted one for too long, and a value whose chain ends in such a row is cut"),
     ("mdb-export", "Binary", ends_at_zero, "a Binary value ends at its first zero byte"),
 ]
 
