@@ -3,6 +3,7 @@
 
 #include "control/contract/properties.h"
 #include "control/qt/kelvorin_control.h"
+#include "examples/host_window.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 
@@ -76,6 +77,52 @@ TEST_CASE("Signals write back, and the host may delete its form while the wizard
   });
   drive.Run([&] { control->Execute(); });
   CHECK(control == nullptr);
+}
+
+TEST_CASE("The sample host shows every event and answers as its boxes say") {
+  TempFolder folder;
+  const QString shop = QString::fromStdString(folder.path());
+  const QString csv = QStringLiteral(KELVORIN_SOURCE_DIR "/examples/data/customers.csv");
+  REQUIRE(QProcess::execute(KELVORIN_BIN "/kelvorin",
+                            {"import", csv, "--into", "FOXPRO26:" + shop, "--table", "CUST",
+                             "--create", "--start-line", "2", "--map-by-name", "--save-as",
+                             "Customers", "--ini", shop + "/jobs.ini"}) == 0);
+  HostWindow host;
+  for (const auto& [name, text] : {std::pair<const char*, QString>{"DataBaseName", shop},
+                                   {"ConnectString", "FOXPRO26"},
+                                   {"TableName", "CUST"},
+                                   {"IniFile", shop + "/jobs.ini"},
+                                   {"AutoLoadSettingName", "Customers"}})
+    CHECK(host.SetProperty(name, text));
+  CHECK_FALSE(host.SetProperty("width", "9"));
+  host.show();
+  auto& log = Child<QPlainTextEdit>(host, "Log");
+  const auto count = [&](const char* line) { return log.toPlainText().count(QLatin1String(line)); };
+  for (QCheckBox* box : host.findChildren<QCheckBox*>())
+    if (box->text().contains("skip every") || box->text().contains("REMARKS")) box->click();
+
+  Child<QAbstractButton>(host, "BatchImport").click();
+  CHECK(count("BeforeFieldImport   NAME = ") == 8);
+  CHECK(count("REMARKS") == 1);
+  CHECK(count("REMARKS  (hidden)") == 1);
+  CHECK(count("ValidateBeforePost  skipped") == 2);
+  CHECK(count("ValidateAfterPost   written") == 6);
+  CHECK(log.toPlainText().endsWith("BatchImport has returned 0 "));
+
+  log.clear();
+  auto& sheet = Child<QTableWidget>(host, "Sheet");
+  sheet.item(sheet.findItems("ImportCaption", Qt::MatchExactly).first()->row(), 1)->setText("Cust");
+  CHECK(host.control.ImportCaption() == "Cust");
+  Driver drive;
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnFinish");
+  drive.Do("QMessageBox", [](QWidget& window) { window.close(); });
+  drive.Click("frmKelvorin", "BtnCancel");
+  drive.Run([&] { Child<QAbstractButton>(host, "Execute").click(); });
+  CHECK(count("FilterType") == 14);
+  CHECK(count("ValidateAfterPost   written") == 6);
+  CHECK(log.toPlainText().endsWith("Execute has returned "));
 }
 
 TEST_CASE("Without a window system Execute answers and the process lives") {
