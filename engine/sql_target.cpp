@@ -40,7 +40,9 @@ class SqlTarget final : public TargetWriter {
 
   // Writes the names of table and fields as the server wants them.
   Status QuoteNames() {
-    KV_TRY(database::AppendIdentifier(target_.table_name, dialect_, table_, true));
+    table_ = target_.recordset->Def().StatementName;  // as the server spells it
+    if (table_.empty())
+      KV_TRY(database::AppendIdentifier(target_.table_name, dialect_, table_, true));
     for (std::size_t i = 0; i < cells_.size(); ++i)
       KV_TRY(database::AppendIdentifier(plan_.fields[i].name, dialect_, cells_[i].name));
     return Status();
@@ -79,6 +81,9 @@ class SqlTarget final : public TargetWriter {
   Status Assign(const AssignedField& field, std::string_view text) override {
     values::Value value;
     KV_TRY(format_.Parse(text, field.type, value, digits_));
+    if (value.kind == values::Kind::kText && value.text.empty() &&
+        !target_.recordset->Def().Fields[field.position].AllowZeroLength)
+      value = values::Value::Null();
     std::string& literal = cells_[static_cast<std::size_t>(&field - plan_.fields.data())].literal;
     literal.clear();
     return database::AppendLiteral(value, field.type, dialect_, literal);

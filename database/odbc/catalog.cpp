@@ -294,6 +294,7 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   database::TableDef def;
   def.Name = table.shown;
   def.Attributes = table.attributes;
+  def.StatementName = SqlName(session, table);
   Statement statement(session.connection());
   statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
   std::vector<ColumnFacts> columns = DescribeColumns(statement, what);

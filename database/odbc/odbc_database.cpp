@@ -2,8 +2,10 @@
 
 #include <chrono>
 
+#include "base/M_STRING.h"
 #include "database/api/wall.h"
 #include "database/odbc/catalog.h"
+#include "database/odbc/new_table.h"
 #include "database/odbc/roads.h"
 #include "database/odbc/snapshot.h"
 
@@ -110,6 +112,10 @@ std::int64_t OdbcDatabase::DoExecute(std::string_view sql, std::int32_t) {
   std::string utf8;
   const Status status = AppendUtf8Text(sql, utf8);
   if (!status.ok()) throw Error(status);
+  return Run(utf8);
+}
+
+std::int64_t OdbcDatabase::Run(std::string_view utf8) {
   session_.RequireConnection();
   try {
     Statement statement(session_.connection());
@@ -127,6 +133,34 @@ std::int64_t OdbcDatabase::DoExecute(std::string_view sql, std::int32_t) {
     session_.Note(Diagnosis{error.details()});
     throw;
   }
+}
+
+void OdbcDatabase::DoCreateTable(const database::TableDef& table) {
+  session_.RequireConnection();
+  for (const TableEntry& entry : ListTables(session_))
+    if (base::EqualIgnoreCase(entry.shown, table.Name))
+      database::Throw(
+          Code::kAlreadyExists, database::ErrorNumber::kTableExists,
+          "the data source '" + session_.name() + "' has a table '" + entry.shown + "' already");
+  const std::vector<std::string> statements = CreateStatements(session_, table);
+  Run(Utf8Name(statements.front()));
+  try {
+    for (std::size_t i = 1; i < statements.size(); ++i) Run(Utf8Name(statements[i]));
+  } catch (const Error&) {
+    Run(Utf8Name("DROP TABLE " + NewTableName(session_, table.Name)));  // all or nothing
+    throw;
+  }
+}
+
+void OdbcDatabase::DoCreateIndex(std::string_view table, const database::IndexDef& index) {
+  session_.RequireConnection();
+  const TableEntry entry = ResolveTable(session_, table);
+  Run(Utf8Name(CreateIndexStatement(session_, SqlName(session_, entry), index)));
+}
+
+void OdbcDatabase::DoDeleteTable(std::string_view name) {
+  session_.RequireConnection();
+  Run(Utf8Name("DROP TABLE " + SqlName(session_, ResolveTable(session_, name))));
 }
 
 Result<std::unique_ptr<database::BulkInserter>> OdbcDatabase::MakeBulkInserter(

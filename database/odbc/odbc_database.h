@@ -27,9 +27,14 @@ class OdbcDatabase final : public database::Database, public database::BulkDatab
   std::unique_ptr<database::Recordset> DoOpenRecordset(std::string_view table,
                                                        database::RecordsetType type) override;
   std::int64_t DoExecute(std::string_view sql, std::int32_t options) override;
+  void DoCreateTable(const database::TableDef& table) override;
+  void DoCreateIndex(std::string_view table, const database::IndexDef& index) override;
+  void DoDeleteTable(std::string_view name) override;
   void DoClose() override;
 
   void RequireUpdatable() const;
+  /// Runs a statement in UTF-8; returns the number of records it changed, -1 when unknown.
+  std::int64_t Run(std::string_view utf8);
 
   Session session_;
 };

@@ -4,6 +4,7 @@
 #include <sqlext.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "base/M_STRING.h"
 
@@ -57,6 +58,17 @@ bool SetBySqliteWord(FieldDef& field, const ColumnFacts& column) {
   return true;
 }
 
+// PostgreSQL's driver tells most types as texts. Those whose input must not be empty.
+bool RefusesEmptyText(const std::string& type_name) {
+  static constexpr std::string_view kTypes[] = {
+      "bool",     "json",      "jsonb",    "inet",      "cidr",  "macaddr",   "macaddr8",
+      "bit",      "varbit",    "interval", "timetz",    "point", "line",      "lseg",
+      "box",      "path",      "polygon",  "circle",    "oid",   "int4range", "int8range",
+      "numrange", "daterange", "tsrange",  "tstzrange", "pg_lsn"};
+  return type_name.starts_with('_') ||  // arrays
+         std::find(std::begin(kTypes), std::end(kTypes), type_name) != std::end(kTypes);
+}
+
 }  // namespace
 
 FieldDef FieldOf(const ColumnFacts& column, Server server) {
@@ -103,6 +115,7 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
     case SQL_WVARCHAR:
       if (server == Server::kSqlite && SetBySqliteWord(field, column)) break;
       SetText(field, column.size);
+      field.AllowZeroLength = server != Server::kPostgres || !RefusesEmptyText(column.type_name);
       break;
     case SQL_BINARY:
     case SQL_VARBINARY:
