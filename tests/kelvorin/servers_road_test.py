@@ -175,6 +175,8 @@ class ServersRoad(unittest.TestCase):
 place = Place()
 try:
     missing = [str(p) for p in (OUI, UNICODE_DATA) if not p.exists()]
+    reader = {"sqlite": "sqlite3", "postgres": "psql", "mariadb": "mariadb"}[SERVER]
+    missing += [] if shutil.which(reader) else [reader]
     missing += [place.why_not] if place.why_not else []
     if missing:
         print("skipped: not here: " + ", ".join(missing), file=sys.stderr)
