@@ -3,7 +3,6 @@
 // user cancelled. Does nothing where no dialog is on the screen.
 
 #include <cstdint>
-#include <string>
 
 #include "control/contract/platform.h"
 
@@ -20,16 +19,13 @@ class Progress {
   bool cancelled() const noexcept { return shown() && view_->Cancelled(); }
   /// Sets the bar's maximum, once, before the first record.
   void SetTotal(std::int64_t records);
-  /// Shows a count; beyond the total the bar stays and the total is no longer told. Then yields.
+  /// Tells the count, then yields.
   void Update(std::int64_t records_processed);
 
  private:
   contract::ProgressView* view_;
   contract::Platform& platform_;
   const contract::Properties& properties_;
-  std::int64_t total_ = 0;
-  std::string out_of_;  // " out of 20"
-  std::string text_;
 };
 
 }  // namespace kelvorin::engine

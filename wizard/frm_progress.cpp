@@ -58,6 +58,7 @@ void frmProgress::Form_Activate() {
 void frmProgress::Command1_Click() {
   if (asking_ || cancelled_) return;
   asking_ = true;
+  Refresh();
   const contract::Answer answer =
       platform_.Ask({"Are you sure that you want to stop the import process?", "Confirmation",
                      contract::Icon::kQuestion, contract::Buttons::kOkCancel});
@@ -70,13 +71,11 @@ void frmProgress::Timer1_Timer() {
   frame_ = frame_ == kFrames ? 1 : frame_ + 1;
 }
 
-void frmProgress::SetValue(std::int32_t records) {
-  ProgressBar.SetNumber(records);
-}
-
-void frmProgress::SetCountText(std::string_view text) {
-  count_ = base::ParseInteger(text);
-  LblRecords.SetCaption(text);
+void frmProgress::Refresh() {
+  const std::int32_t total = ProgressBar.maximum();
+  if (count_ <= total) ProgressBar.SetNumber(static_cast<std::int32_t>(count_));
+  if (count_ > 0) LblRecords.SetCaption(contract::CountText(count_, total));
+  UpdateRate(Elapsed());
 }
 
 std::int64_t frmProgress::Elapsed() const {

@@ -1,7 +1,7 @@
 #pragma once
 // The dialog over a running import: bar, count, animation and the question behind Cancel. The run
-// writes into its records for every record; the window copies them when it has time. The import
-// runs inside the form's activation.
+// tells its count for every record; bar and labels follow when they are about to be drawn. The
+// import runs inside the form's activation.
 
 #include <cstdint>
 #include <functional>
@@ -35,8 +35,11 @@ class frmProgress final : public contract::Form, public contract::ProgressView {
   /// Closing the window by any way asks like the button; the run goes on unless it is confirmed.
   void CloseRequested() override { Command1_Click(); }
 
-  /// Brings the second label up to date: records per second and the time left, this many
-  /// milliseconds after the run began.
+  /// Brings the bar and both labels up to what the run told: before they are drawn, some times a
+  /// second.
+  void Refresh();
+  /// The second label alone: records per second and the time left, this many milliseconds after
+  /// the run began.
   void UpdateRate(std::int64_t milliseconds);
   /// Milliseconds since the run began.
   std::int64_t Elapsed() const;
@@ -47,8 +50,7 @@ class frmProgress final : public contract::Form, public contract::ProgressView {
   // --- The run's side.
   void Show() override {}
   void SetMaximum(std::int32_t records) override { ProgressBar.SetMaximum(records); }
-  void SetValue(std::int32_t records) override;
-  void SetCountText(std::string_view text) override;
+  void SetCount(std::int64_t records) noexcept override { count_ = records; }
   bool Cancelled() const noexcept override { return cancelled_; }
   void Unload() override { Close(); }
 

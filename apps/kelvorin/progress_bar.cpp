@@ -13,7 +13,7 @@ namespace kelvorin::app {
 namespace {
 
 constexpr std::int64_t kRedrawMilliseconds = 100;
-constexpr int kBarCells = 30;
+constexpr std::size_t kBarCells = 30;
 
 volatile sig_atomic_t cancelled = 0;
 
@@ -58,29 +58,31 @@ bool ProgressBar::Cancelled() const noexcept {
   return cancelled != 0;
 }
 
-void ProgressBar::SetCountText(std::string_view text) {
+void ProgressBar::SetCount(std::int64_t records) {
+  count_ = records;
   if (!draws_ || !shown_) return;
   const std::int64_t now = base::MonotonicMilliseconds();
   if (now - drawn_ms_ < kRedrawMilliseconds) return;
   drawn_ms_ = now;
-  count_text_ = text;
   Draw();
 }
 
 void ProgressBar::Draw() {
   const double seconds =
       static_cast<double>(std::max<std::int64_t>(drawn_ms_ - started_ms_, 1)) / 1000;
-  const double rate = value_ / seconds;
+  const double rate = static_cast<double>(count_) / seconds;
   std::string line = "\r[";
-  const int filled =
-      maximum_ > 0
-          ? static_cast<int>(std::int64_t{kBarCells} * std::min(value_, maximum_) / maximum_)
-          : 0;
-  line.append(static_cast<std::size_t>(filled), '#');
-  line.append(static_cast<std::size_t>(kBarCells - filled), '.');
-  line += "] " + count_text_ + ", " + base::ToDecimal(static_cast<std::int64_t>(rate)) + "/s";
-  if (maximum_ > value_ && rate > 0)
-    line += ", " + Clock(static_cast<std::int64_t>((maximum_ - value_) / rate)) + " left";
+  const auto of_bar = [](std::int64_t number) { return static_cast<std::size_t>(number); };
+  const std::size_t filled =
+      maximum_ > 0 ? kBarCells * of_bar(std::min<std::int64_t>(count_, maximum_)) / of_bar(maximum_)
+                   : 0;
+  line.append(filled, '#');
+  line.append(kBarCells - filled, '.');
+  line += "] " + contract::CountText(count_, maximum_) + ", " +
+          base::ToDecimal(static_cast<std::int64_t>(rate)) + "/s";
+  if (maximum_ > count_ && rate > 0)
+    line += ", " + Clock(static_cast<std::int64_t>(static_cast<double>(maximum_ - count_) / rate)) +
+            " left";
   std::fprintf(stderr, "%s\x1b[K", line.c_str());
 }
 

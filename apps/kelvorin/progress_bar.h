@@ -3,8 +3,6 @@
 // Ctrl-C as its Cancel button without the question.
 
 #include <cstdint>
-#include <string>
-#include <string_view>
 
 #include "control/contract/platform.h"
 
@@ -22,8 +20,7 @@ class ProgressBar : public contract::ProgressView {
 
   void Show() override;
   void SetMaximum(std::int32_t records) override { maximum_ = records; }
-  void SetValue(std::int32_t records) override { value_ = records; }
-  void SetCountText(std::string_view text) override;
+  void SetCount(std::int64_t records) override;
   bool Cancelled() const noexcept override;
   void Unload() override;
 
@@ -33,8 +30,7 @@ class ProgressBar : public contract::ProgressView {
   bool draws_;
   bool shown_ = false;
   std::int32_t maximum_ = 0;
-  std::int32_t value_ = 0;
-  std::string count_text_;
+  std::int64_t count_ = 0;
   std::int64_t started_ms_ = 0;
   std::int64_t drawn_ms_ = 0;
 };

@@ -1,6 +1,14 @@
 #include "control/contract/platform.h"
 
+#include "base/M_STRING.h"
+
 namespace kelvorin::contract {
+
+std::string CountText(std::int64_t records, std::int64_t total) {
+  std::string text = base::ToDecimal(records);
+  if (records <= total) text += " out of " + base::ToDecimal(total);
+  return text;
+}
 
 Status Platform::CanShowForms() const {
   return Status(Code::kNotSupported,

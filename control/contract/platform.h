@@ -36,6 +36,10 @@ struct FileDialog {
   bool operator==(const FileDialog&) const = default;
 };
 
+/// The text beside a progress bar: "5 out of 20", and the bare count when the total was too low
+/// (the bar then stays where it is).
+std::string CountText(std::int64_t records, std::int64_t total);
+
 /// The run's side of the progress dialog. Shown before the first record is read; its cancel flag
 /// only ever goes from false to true.
 class ProgressView {
@@ -43,9 +47,9 @@ class ProgressView {
   virtual ~ProgressView() = default;
   virtual void Show() = 0;
   virtual void SetMaximum(std::int32_t records) = 0;
-  virtual void SetValue(std::int32_t records) = 0;
-  /// The record count text, e.g. "5 out of 20".
-  virtual void SetCountText(std::string_view text) = 0;
+  /// Records processed so far; told after every record, so that it must cost nearly nothing. Bar
+  /// and text follow when they are drawn.
+  virtual void SetCount(std::int64_t records) = 0;
   virtual bool Cancelled() const noexcept = 0;
   virtual void Unload() = 0;
 };

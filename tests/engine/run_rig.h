@@ -71,9 +71,10 @@ class TestPlatform final : public contract::Platform, public contract::ProgressV
   }
   contract::ProgressView* Progress() override { return has_progress ? this : nullptr; }
   void Show() override { Note("show"); }
-  void SetMaximum(std::int32_t records) override { Note("maximum " + std::to_string(records)); }
-  void SetValue(std::int32_t records) override { Note("value " + std::to_string(records)); }
-  void SetCountText(std::string_view text) override { Note("text " + std::string(text)); }
+  void SetMaximum(std::int32_t records) override {
+    Note("maximum " + std::to_string(maximum_ = records));
+  }
+  void SetCount(std::int64_t records) override { Note(contract::CountText(records, maximum_)); }
   bool Cancelled() const noexcept override { return cancelled_; }
   void Unload() override { Note("unload"); }
 
@@ -86,6 +87,7 @@ class TestPlatform final : public contract::Platform, public contract::ProgressV
 
  private:
   void Note(const std::string& line) { progress += (progress.empty() ? "" : "; ") + line; }
+  std::int32_t maximum_ = 0;
   bool cancelled_ = false;
   int yields_ = 0;
 };

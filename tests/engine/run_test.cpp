@@ -151,16 +151,15 @@ TEST_CASE("Progress shows the estimate and counts up to it") {
   };
   const Row kRows[] = {
       {"as estimated", "aa\r\nbb\r\n", true, 1, 0,
-       "show; maximum 2; value 1; text 1 out of 2; value 2; text 2 out of 2; unload"},
+       "show; maximum 2; 1 out of 2; 2 out of 2; unload"},
       {"more than estimated", "aaaaaaaa\r\nb\r\n", true, 1, 0,
-       "show; maximum 1; value 1; text 1 out of 1; text 2; unload"},
+       "show; maximum 1; 1 out of 1; 2; unload"},
       {"less StartingLine, at most MaxLines", "aa\r\nbb\r\ncc\r\n", true, 2, 1,
-       "show; maximum 1; value 1; text 1 out of 1; unload"},
+       "show; maximum 1; 1 out of 1; unload"},
       {"never below none", "aaaaaa\r\nb\r\n", true, 9, 0, "show; maximum 0; unload"},
       {"an update is as long as its target", "aa\r\nbb\r\ncc\r\n", false, 1, 0,
-       "show; maximum 1; value 1; text 1 out of 1; unload"},
-      {"empty first line", "\r\naa\r\n", true, 1, 0,
-       "show; maximum 3; value 1; text 1 out of 3; unload"},
+       "show; maximum 1; 1 out of 1; unload"},
+      {"empty first line", "\r\naa\r\n", true, 1, 0, "show; maximum 3; 1 out of 3; unload"},
   };
   for (const Row& row : kRows) {
     CAPTURE(row.name);

@@ -414,6 +414,7 @@ TEST_CASE("Progress: cancelling asks, Finish runs once, rejected records stay") 
     rig.screen.on_yield = [&] {
       rig.c->BtnFinish.UserClick();
       rig.form->BtnFinish_Click();
+      progress->Refresh();
       if (progress->LblRecords.caption().rfind("2 out of", 0) == 0 && rig.screen.boxes.empty()) {
         rig.screen.answers = {row.answer};
         progress->CloseRequested();
@@ -450,10 +451,15 @@ TEST_CASE("The animation goes round, and the second label tells the rate") {
   }
   CHECK(frames == "1 2 3 4 5 6 7 8 9 10 11 12 1 2 ");
   form.SetMaximum(100000);
-  form.SetCountText("25000 out of 100000");
+  form.SetCount(25000);
   form.UpdateRate(2000);
   CHECK(form.LblRate.caption() == "12,500 records per second, about 6 s left");
-  form.SetCountText("100001");
+  form.Refresh();
+  CHECK(form.LblRecords.caption() == "25000 out of 100000");
+  form.SetCount(100001);
+  form.Refresh();
+  CHECK(form.LblRecords.caption() == "100001");
+  CHECK(form.ProgressBar.number() == 25000);
   form.UpdateRate(2000);
   CHECK(form.LblRate.caption() == "50,000 records per second");
 }

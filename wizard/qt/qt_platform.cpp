@@ -1,5 +1,6 @@
 #include "wizard/qt/qt_platform.h"
 
+#include "base/M_Misc.h"
 #include "wizard/frm_progress.h"
 #include "wizard/qt/display.h"
 #include "wizard/qt/form_window.h"
@@ -7,7 +8,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
@@ -15,6 +15,8 @@
 #include <QShortcut>
 #include <QThread>
 
+#include <ctime>
+#include <utility>
 #include <vector>
 
 namespace kelvorin::wizard::qt {
@@ -27,6 +29,18 @@ namespace {
 
 constexpr qint64 kServeMilliseconds = 10;
 constexpr qint64 kShowMilliseconds = 40;
+
+// Looked at for every record: the system's coarse clock moves every few milliseconds and costs a
+// fifth of the exact one.
+qint64 TickMilliseconds() {
+#if defined(CLOCK_MONOTONIC_COARSE)
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return qint64{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+#else
+  return base::MonotonicMilliseconds();
+#endif
+}
 
 // "All Files (*.*)|*.*" as the name filter "All Files (*.*) (*)". The label's own parentheses are
 // shown, the added ones are hidden by the dialog.
@@ -46,14 +60,17 @@ QStringList NameFilters(std::string_view filter) {
 
 struct QtPlatform::State {
   std::vector<FormWindow*> open;  // the innermost one is the last
-  QElapsedTimer served;
-  QElapsedTimer shown;
+  qint64 served = 0;
+  qint64 shown = 0;
+  frmProgress* progress = nullptr;  // the dialog over the run under way
+  bool looked = false;              // at the clock, by the last yield
   int wait_depth = 0;
   bool abandoned = false;
 
   QWidget* parent() const { return open.empty() ? QApplication::activeWindow() : open.back(); }
-  frmProgress* progress() const {
-    return open.empty() ? nullptr : dynamic_cast<frmProgress*>(&open.back()->form());
+  void DrawProgress() {
+    progress->Refresh();
+    open.back()->Flush();
   }
 };
 
@@ -85,6 +102,7 @@ Answer QtPlatform::Ask(const contract::MessageBox& box) {
                            : box.buttons == Buttons::kOkCancel ? Answer::kCancel
                                                                : Answer::kNo;
   if (state_->abandoned || !CanShowForms().ok()) return cancelled;
+  if (state_->progress != nullptr) state_->DrawProgress();
   QMessageBox window(state_->parent());
   window.setWindowTitle(Caption(box.title));
   window.setTextFormat(Qt::PlainText);  // messages carry data
@@ -134,19 +152,23 @@ void QtPlatform::SetWaitCursor(bool on) {
 }
 
 void QtPlatform::Yield() {
+  // Under the dialog two yields come with each record: one look at the clock is enough for both.
+  if (state_->progress != nullptr && (state_->looked = !state_->looked)) return;
+  const qint64 now = TickMilliseconds();
+  if (now - state_->served < kServeMilliseconds) return;
+  Serve(now);
+}
+
+void QtPlatform::Serve(std::int64_t now) {
   if (QCoreApplication::instance() == nullptr) return;
-  if (state_->served.isValid() && state_->served.elapsed() < kServeMilliseconds) return;
-  frmProgress* const progress = state_->progress();
-  if (progress != nullptr &&
-      (!state_->shown.isValid() || state_->shown.elapsed() >= kShowMilliseconds)) {
-    progress->UpdateRate(progress->Elapsed());
-    state_->open.back()->Flush();
-    state_->shown.restart();
+  if (state_->progress != nullptr && now - state_->shown >= kShowMilliseconds) {
+    state_->DrawProgress();
+    state_->shown = now;
   }
   // Without the dialog over it, nothing may be pressed in the wizard while it imports.
-  QCoreApplication::processEvents(progress != nullptr ? QEventLoop::AllEvents
-                                                      : QEventLoop::ExcludeUserInputEvents);
-  state_->served.restart();
+  QCoreApplication::processEvents(state_->progress != nullptr ? QEventLoop::AllEvents
+                                                              : QEventLoop::ExcludeUserInputEvents);
+  state_->served = TickMilliseconds();
 }
 
 void QtPlatform::ShowModal(contract::Form& form) {
@@ -161,7 +183,9 @@ void QtPlatform::ShowModal(contract::Form& form) {
     window->setWindowModality(Qt::ApplicationModal);
   }
   state_->open.push_back(window.get());
+  frmProgress* const before = std::exchange(state_->progress, dynamic_cast<frmProgress*>(&form));
   window->Run();
+  state_->progress = before;
   state_->open.pop_back();
 }
 

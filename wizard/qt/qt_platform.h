@@ -3,6 +3,7 @@
 // them alive during a run. A host gives one to its control; without a window system it says so and
 // never ends the process.
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -39,6 +40,8 @@ class QtPlatform final : public contract::Platform {
   void Abandon();
 
  private:
+  void Serve(std::int64_t now);
+
   struct State;
   std::unique_ptr<State> state_;
 };
