@@ -49,7 +49,7 @@ Words WordsOf(TypeCode type) {
     case TypeCode::kCurrency:
       return {"DECIMAL(19,4)", "NUMERIC(19,4)", "DECIMAL(19,4)"};
     case TypeCode::kSingle:
-      return {"REAL", "REAL", "FLOAT"};
+      return {"REAL", "REAL", "DOUBLE"};  // MariaDB refuses the largest of them
     case TypeCode::kDouble:
     case TypeCode::kFloat:
       return {"DOUBLE", "DOUBLE PRECISION", "DOUBLE"};

@@ -33,6 +33,35 @@ std::size_t CellBytes(const database::FieldDef& field) {
   }
 }
 
+bool IsNumber(TypeCode type) {
+  switch (type) {
+    case TypeCode::kByte:
+    case TypeCode::kInteger:
+    case TypeCode::kLong:
+    case TypeCode::kCurrency:
+    case TypeCode::kSingle:
+    case TypeCode::kDouble:
+    case TypeCode::kBigInt:
+    case TypeCode::kNumeric:
+    case TypeCode::kDecimal:
+    case TypeCode::kFloat:
+      return true;
+    case TypeCode::kBoolean:
+    case TypeCode::kDate:
+    case TypeCode::kBinary:
+    case TypeCode::kText:
+    case TypeCode::kLongBinary:
+    case TypeCode::kMemo:
+    case TypeCode::kGuid:
+    case TypeCode::kVarBinary:
+    case TypeCode::kChar:
+    case TypeCode::kTime:
+    case TypeCode::kTimeStamp:
+      break;
+  }
+  return false;
+}
+
 SQLPOINTER Number(std::size_t value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);
 }
@@ -88,15 +117,35 @@ void RowStream::LearnPaging() {
   }
 }
 
+// A column as it is asked for. Some servers write a number's text with fewer digits than the number
+// has, and MariaDB's bit comes as a raw byte.
+void RowStream::AppendColumn(const database::FieldDef& field, std::string& sql) const {
+  const Server server = session_.facts().server;
+  std::string name;
+  AppendName(field.Name, session_.facts().dialect, name);
+  if (server == Server::kSqlite && IsNumber(field.Type)) {
+    // as few digits as bring the same number back: 15 by itself, else 16 or 17
+    sql += "CASE WHEN typeof(" + name + ")<>'real' OR CAST(CAST(" + name +
+           " AS TEXT) AS REAL)=" + name + " THEN " + name + " WHEN CAST(printf('%!.16g'," + name +
+           ") AS REAL)=" + name + " THEN printf('%!.16g'," + name + ") ELSE printf('%!.17g'," +
+           name + ") END";
+  } else if (server == Server::kMariaDb && field.Type == TypeCode::kBoolean) {
+    sql += name + "+0";
+  } else if (server == Server::kMariaDb && field.Type == TypeCode::kSingle) {
+    sql += name + "+0e0";
+  } else {
+    sql += name;
+  }
+}
+
 std::string RowStream::SelectText() const {
-  const database::SqlDialect& dialect = session_.facts().dialect;
   std::string sql = "SELECT ";
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (i != 0) sql += ',';
     if (columns_[i].skipped) {
       sql += "NULL";
     } else {
-      AppendName(fields_[i].Name, dialect, sql);
+      AppendColumn(fields_[i], sql);
     }
   }
   if (!row_number_name_.empty()) sql += "," + row_number_name_;

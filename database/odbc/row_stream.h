@@ -47,6 +47,7 @@ class RowStream {
   void PlanColumns(bool bind);
   void Bind(Column& column, SQLUSMALLINT place);
   void LearnPaging();
+  void AppendColumn(const database::FieldDef& field, std::string& sql) const;
   std::string SelectText() const;
   void Send();
   bool FetchBlock();

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <vector>
 
+#include "base/M_STRING.h"
 #include "database/values/field_types.h"
 #include "tests/odbc/posting_check.h"
 
@@ -92,56 +93,6 @@ void CheckLiterals(Database& database, std::string_view type) {
         Code::kInvalidArgument);
 }
 
-void CheckMoving(Database& database, int rows) {
-  Execute(database, "CREATE TABLE moving (id INTEGER PRIMARY KEY, name VARCHAR(40), memo TEXT)");
-  for (int i = 1; i <= rows; ++i)
-    Execute(database, "INSERT INTO moving VALUES (" + std::to_string(i) + ",'name " +
-                          std::to_string(i) + "'," + (i % 3 == 0 ? "NULL" : "'memo'") + ")");
-  const auto set = Open(database, "moving");
-  std::string seen;
-  const auto note = [&](const char* what, const Status& status) {
-    seen += std::string(what) + "=" +
-            (!status.ok() ? "failed"
-             : set->Bof() ? "bof"
-             : set->Eof() ? "eof"
-                          : Text(*set, 1)) +
-            " ";
-  };
-  const std::string last = "name " + std::to_string(rows);
-  note("open", Status());
-  note("previous", set->MovePrevious());
-  note("previous", set->MovePrevious());
-  note("next", set->MoveNext());
-  note("last", set->MoveLast());
-  note("next", set->MoveNext());
-  note("next", set->MoveNext());
-  note("previous", set->MovePrevious());
-  note("first", set->MoveFirst());
-  note("move 5", set->Move(5));
-  note("move -2", set->Move(-2));
-  database::Bookmark mark;
-  REQUIRE(set->GetBookmark(mark).ok());
-  note("move -9", set->Move(-9));
-  note("mark", set->SetBookmark(mark));
-  note("move 9999", set->Move(9999));
-  note("last", set->MoveLast());
-  CHECK(seen == "open=name 1 previous=bof previous=failed next=name 1 last=" + last +
-                    " next=eof next=failed previous=" + last +
-                    " first=name 1 move 5=name 6 move -2=name 4 move -9=bof mark=name 4 "
-                    "move 9999=eof last=" +
-                    last + " ");
-  CHECK(*set->RecordCount() == rows);
-  CHECK(Text(*set, 2) == (rows % 3 == 0 ? "<null>" : "memo"));
-  CHECK_FALSE(set->Updatable());
-  CHECK(set->AddNew().code() == Code::kReadOnly);
-
-  Execute(database, "DELETE FROM moving");
-  const auto none = Open(database, "moving");
-  CHECK((none->Bof() && none->Eof()));
-  CHECK(*none->RecordCount() == 0);
-  CHECK(none->MoveFirst().code() == Code::kNoCurrentRecord);
-}
-
 void CheckStatements(Database& database) {
   Execute(database, "CREATE TABLE counted (id INTEGER PRIMARY KEY, n INTEGER)");
   Execute(database, "INSERT INTO counted VALUES (1,10),(2,20),(3,20)");
@@ -154,14 +105,39 @@ void CheckStatements(Database& database) {
   CHECK(refused.status().code() == Code::kDuplicateKey);
   REQUIRE(database.engine().Errors().size() == 1);
   CHECK(database.engine().Errors()[0].state.size() == 5);
-  CHECK(database.FindTableDef("COUNTED")->Name == "counted");
-  CHECK(database.FindTableDef("no such table").status().number() ==
-        static_cast<int>(database::ErrorNumber::kTableNotFound));
   // The names' wild cards are letters like any other.
   Execute(database, "CREATE TABLE a_b (x INTEGER)");
   Execute(database, "CREATE TABLE axb (y INTEGER)");
   CHECK(database.FindTableDef("a_b")->Fields[0].Name == "x");
   CHECK(database.FindTableDef("axb")->Fields[0].Name == "y");
+
+  database::TableDef odd;
+  odd.Name =
+      "Gr\xc3\xb6\xc3\x9f"
+      "e \"of\" the `king's` Table";
+  std::vector<std::string> names = {"Id",
+                                    "a b",
+                                    "x\"y",
+                                    "Gr\xc3\xb6\xc3\x9f"
+                                    "e",
+                                    "select",
+                                    "it's",
+                                    "t`k"};
+  for (const std::string& name : names) odd.Fields.emplace_back().Name = name;
+  odd.Fields[0].Type = TypeCode::kLong;
+  odd.Indexes.resize(1);
+  odd.Indexes[0].Columns = {{"Id", false}};
+  odd.Indexes[0].Primary = true;
+  REQUIRE(database.CreateTable(odd).ok());
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 100; ++i)
+    records.push_back({std::to_string(i == 90 ? 3 : i), "'1'", "'2'", "'3'", "'4'", "''", "NULL"});
+  CHECK(PostGrouped(database, odd.Name, names, records).find("-90[") != std::string::npos);
+  const auto def = database.FindTableDef(base::UpperAscii(odd.Name));
+  REQUIRE(def.ok());
+  CHECK(def->FindIndex(def->Indexes[0].Name)->Fields() == "+Id");
+  CHECK(*database.Execute("DELETE FROM " + def->StatementName, 64) == 99);
+  CHECK(database.DeleteTable(odd.Name).ok());
 }
 
 std::string ShowTable(Database& database, std::string_view table) {

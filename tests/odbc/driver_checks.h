@@ -1,6 +1,6 @@
 #pragma once
-// What every data source must do alike, whatever its server: values that keep their bytes, record
-// sets that know their place, statements that tell how many records they changed.
+// What every data source must do alike beyond what all drivers promise: values that keep their
+// bytes in statements, statements that tell how many records they changed, names of any kind.
 
 #include <string>
 #include <string_view>
@@ -14,9 +14,7 @@ void Advance(database::Recordset& set);
 /// Texts that would mean something to some server come back byte for byte, and none breaks out of
 /// its literal. `type` is the server's word for long texts.
 void CheckLiterals(database::Database& database, std::string_view type);
-/// Moving, counting and bookmarks on a table of `rows` records with short and long texts.
-void CheckMoving(database::Database& database, int rows);
-/// Counts of changed records, refused statements, catalogue look-ups by name.
+/// Counts of changed records, refused statements, names with every odd character.
 void CheckStatements(database::Database& database);
 /// Fields as "name:type:size", "*" behind automatic numbers; indexes as "name(+a;-b)" with "!" for
 /// unique and "#" for primary.

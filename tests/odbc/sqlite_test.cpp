@@ -5,6 +5,7 @@
 
 #include "base/code_page.h"
 #include "tests/odbc/driver_checks.h"
+#include "tests/odbc/odbc_backend.h"
 #include "tests/odbc/open_source.h"
 #include "tests/odbc/posting_check.h"
 #include "tests/servers/test_server.h"
@@ -24,6 +25,11 @@ struct SqliteFile {
 };
 
 }  // namespace
+
+TEST_CASE("SQLite: what every driver promises about snapshots") {
+  SqliteFile file;
+  RunConformance(OdbcBackend("sqlite", file.connect));
+}
 
 TEST_CASE("data sources are the user's and the system's, each name once") {
   DataSourceFolder sources;
@@ -83,11 +89,10 @@ TEST_CASE("SQLite: fields take their declared types, system tables are marked") 
   CHECK(tables.find("search_data(system)") != std::string::npos);
 }
 
-TEST_CASE("SQLite: values, moving, statements") {
+TEST_CASE("SQLite: values, statements, names") {
   SqliteFile file;
   OpenSource source(file.connect);
   CheckLiterals(*source, "TEXT");
-  CheckMoving(*source, 40);
   CheckStatements(*source);
 }
 

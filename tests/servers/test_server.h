@@ -35,6 +35,9 @@ class TestServer {
   std::string port_;
 };
 
+/// One server for all test cases of this program that may share it.
+TestServer& SharedServer(std::string_view kind);
+
 /// Output of a shell command; `exit_code` becomes its answer.
 std::string RunCommand(const std::string& command, int& exit_code);
 
