@@ -1,7 +1,6 @@
 #include "database/access/index_page.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 
@@ -18,8 +17,7 @@ void PutBit(base::MutableByteSpan bits, std::uint32_t at, bool on) noexcept {
 }
 
 constexpr std::uint32_t kWordBits = 64;
-constexpr std::uint32_t kBlock = 8;       // words looked at together
-constexpr std::size_t kBitmapWords = 58;  // of the longest bitmap, one more for what moves up
+constexpr std::uint32_t kBlock = 8;  // words looked at together
 
 /// As LoadLE64; compilers here do not make one instruction of its loop inside other loops, and
 /// these loads are what most of a search consists of.
@@ -31,6 +29,14 @@ std::uint64_t LoadWord(base::ByteSpan bits, std::size_t at) noexcept {
   } else {
     return base::LoadLE64(bits, at);
   }
+}
+
+/// The same with the first byte as the highest.
+std::uint64_t LoadOrdered(const char* bytes) noexcept {
+  std::uint64_t w = LoadWord(base::AsBytes(std::string_view(bytes, sizeof w)), 0);
+  w = (w & 0x00FF00FF00FF00FFu) << 8 | (w >> 8 & 0x00FF00FF00FF00FFu);
+  w = (w & 0x0000FFFF0000FFFFu) << 16 | (w >> 16 & 0x0000FFFF0000FFFFu);
+  return w << 32 | w >> 32;
 }
 
 /// Word `index` of a bitmap whose last word may be cut off.
@@ -75,42 +81,67 @@ std::uint32_t NextBit(base::ByteSpan bits, std::uint32_t at) noexcept {
   return index * kWordBits + static_cast<std::uint32_t>(std::countr_zero(word));
 }
 
+void PutWord(base::MutableByteSpan bits, std::uint32_t index, std::uint64_t word) noexcept {
+  const std::size_t at = std::size_t{8} * index;
+  if (at + 8 <= bits.size()) return base::StoreLE64(bits, at, word);
+  for (std::size_t i = at; i < bits.size(); ++i)
+    bits[i] = static_cast<std::byte>(word >> (8 * (i - at)) & 0xFF);
+}
+
 /// Moves the bits behind `from` by `by` places; bits that would land at or before `from` go.
 void MoveBits(base::MutableByteSpan bits, std::uint32_t from, std::uint32_t by, bool up) noexcept {
-  std::array<std::uint64_t, kBitmapWords> words{};
   const auto count = static_cast<std::uint32_t>((bits.size() + 7) / 8);
   const std::uint32_t first = from / kWordBits;
-  for (std::uint32_t i = first; i < count; ++i) words[i] = Word(bits, i);
   const std::uint64_t low = ~std::uint64_t{0} >> (kWordBits - 1 - from % kWordBits);
-  const std::uint64_t kept = words[first] & low;
-  words[first] &= ~low;
+  const std::uint64_t first_word = Word(bits, first);
+  const std::uint64_t kept = first_word & low;
   const std::uint32_t far = by / kWordBits;
   const std::uint32_t near = by % kWordBits;
-  const auto at = [&](std::uint32_t i) { return i >= first && i < count ? words[i] : 0; };
-  const auto moved = [&](std::uint32_t i) {
-    if (up) {
-      if (i < far) return std::uint64_t{0};
-      const std::uint64_t high = at(i - far) << near;
-      return near == 0 || i == far ? high : high | at(i - far - 1) >> (kWordBits - near);
-    }
-    const std::uint64_t rest = at(i + far) >> near;
-    return near == 0 ? rest : rest | at(i + far + 1) << (kWordBits - near);
+  const auto old = [&](std::uint32_t i) {
+    return i >= count ? 0 : i == first ? first_word & ~low : Word(bits, i);
   };
-  std::array<std::uint64_t, kBitmapWords> result{};
-  for (std::uint32_t i = first; i < count; ++i) result[i] = moved(i);
-  result[first] = (result[first] & ~low) | kept;
-  for (std::uint32_t i = first; i < count; ++i) {
-    const std::size_t start = std::size_t{8} * i;
-    if (start + 8 <= bits.size()) {
-      base::StoreLE64(bits, start, result[i]);
-    } else {
-      for (std::size_t k = start; k < bits.size(); ++k)
-        bits[k] = static_cast<std::byte>(result[i] >> (8 * (k - start)) & 0xFF);
+  if (up) {  // from the end, so that every word is read before it is written
+    for (std::uint32_t i = count; i-- > first + far;) {
+      std::uint64_t word = old(i - far) << near;
+      if (near != 0 && i > first + far) word |= old(i - far - 1) >> (kWordBits - near);
+      PutWord(bits, i, i == first ? (word & ~low) | kept : word);
     }
+    for (std::uint32_t i = first; i < std::min(first + far, count); ++i)
+      PutWord(bits, i, i == first ? kept : 0);
+    return;
+  }
+  for (std::uint32_t i = first; i < count; ++i) {
+    std::uint64_t word = old(i + far) >> near;
+    if (near != 0) word |= old(i + far + 1) << (kWordBits - near);
+    PutWord(bits, i, i == first ? (word & ~low) | kept : word);
   }
 }
 
 }  // namespace
+
+void Entries::Clear() noexcept {
+  bytes_.clear();
+  ends_.clear();
+}
+
+void Entries::Add(std::string_view front, std::string_view rest) {
+  bytes_.append(front).append(rest);
+  ends_.push_back(bytes_.size());
+}
+
+void Entries::Insert(std::size_t i, std::string_view entry) {
+  const std::size_t at = i == 0 ? 0 : ends_[i - 1];
+  bytes_.insert(at, entry);
+  ends_.insert(ends_.begin() + static_cast<std::ptrdiff_t>(i), at);
+  for (std::size_t k = i; k < ends_.size(); ++k) ends_[k] += entry.size();
+}
+
+void Entries::Replace(std::size_t i, std::string_view entry) {
+  const std::size_t at = i == 0 ? 0 : ends_[i - 1];
+  const std::size_t old = ends_[i] - at;
+  bytes_.replace(at, old, entry);
+  for (std::size_t k = i; k < ends_.size(); ++k) ends_[k] = ends_[k] - old + entry.size();
+}
 
 base::ByteSpan IndexPage::Bitmap() const noexcept {
   return page_.bytes().subspan(layout_.bitmap_at,
@@ -160,33 +191,40 @@ std::uint32_t IndexPage::Child(std::uint32_t at) const {
   return base::LoadBE32(base::AsBytes(entry), entry.size() - kChildBytes);
 }
 
+/// How an entry's bytes from `at` to `end`, or a part of them, compare with `key`.
 int IndexPage::Compare(std::uint32_t at, std::uint32_t end, std::string_view key) const noexcept {
-  const std::string_view area = base::AsText(Area());
-  std::size_t count = end - at + (at == 0 ? 0 : prefix_);
+  std::size_t count = end - at;
   if (!leaf()) count = count > kChildBytes ? count - kChildBytes : 0;
-  std::size_t done = 0;
-  if (at != 0) {
-    const std::size_t shared = std::min({prefix_, count, key.size()});
-    if (const int order = area.substr(0, shared).compare(key.substr(0, shared)); order != 0)
-      return order;
-    done = shared;
-    if (done < prefix_) return count < key.size() ? -1 : count > key.size() ? 1 : 0;
+  const char* const bytes = base::AsText(page_.bytes()).data() + layout_.entries_at + at;
+  const std::size_t both = std::min(count, key.size());
+  // Keys differ early; a call for every comparison would cost more than it compares.
+  if (both >= sizeof(std::uint64_t)) {
+    const std::uint64_t here = LoadOrdered(bytes);
+    const std::uint64_t wanted = LoadOrdered(key.data());
+    if (here != wanted) return here < wanted ? -1 : 1;
   }
-  const std::size_t rest = std::min(count, key.size()) - done;
-  const int order = rest == 0 ? 0 : std::memcmp(area.data() + at, key.data() + done, rest);
+  const int order = both == 0 ? 0 : std::memcmp(bytes, key.data(), both);
   if (order != 0) return order;
   return count < key.size() ? -1 : count > key.size() ? 1 : 0;
 }
 
 std::uint32_t IndexPage::LowerBound(std::string_view key) const {
+  if (used_ == 0) return 0;
+  // The first entry alone is whole. The others begin with what all share: where the key differs
+  // there, it lies before or behind all of them.
+  const std::uint32_t second = EndOf(0);
+  if (Compare(0, second, key) >= 0) return 0;
+  const std::string_view shared = base::AsText(Area()).substr(0, prefix_);
+  if (const int order = shared.compare(key.substr(0, prefix_)); order != 0)
+    return order < 0 ? used_ : second;
+  const std::string_view rest = key.substr(prefix_);
   const base::ByteSpan bits = Bitmap();
-  std::uint32_t low = 0;
+  std::uint32_t low = second;
   std::uint32_t high = used_;  // entries from here on are not less
   while (low < high) {
-    std::uint32_t middle = LastBit(bits, low + (high - low) / 2);
-    if (middle < low) middle = low;
+    const std::uint32_t middle = std::max(LastBit(bits, low + (high - low) / 2), low);
     const std::uint32_t end = EndOf(middle);
-    if (Compare(middle, end, key) < 0) {
+    if (Compare(middle, end, rest) < 0) {
       low = end;
     } else {
       high = middle;
@@ -215,7 +253,7 @@ void IndexPage::SetUsed(std::uint32_t used) {
 }
 
 /// Makes or closes a gap of `by` bytes at `from`, and moves the bits of the ends behind it.
-void IndexPage::Shift(std::uint32_t from, std::uint32_t by, bool up) {
+IndexPage::Opened IndexPage::Shift(std::uint32_t from, std::uint32_t by, bool up) {
   const std::uint32_t used = up ? used_ + by : used_ - by;
   const std::uint32_t high = std::max(used, used_);
   const base::MutableByteSpan area =
@@ -234,6 +272,7 @@ void IndexPage::Shift(std::uint32_t from, std::uint32_t by, bool up) {
   }
   MoveBits(bits.first(bits_to), from, by, up);
   SetUsed(used);
+  return {area, bits};
 }
 
 bool IndexPage::Insert(std::uint32_t at, std::string_view entry) {
@@ -248,11 +287,9 @@ bool IndexPage::Insert(std::uint32_t at, std::string_view entry) {
   }
   const auto bytes = static_cast<std::uint32_t>(rest.size());
   if (used_ + bytes > layout_.entry_area()) return false;
-  Shift(from, bytes, true);
-  std::memcpy(page_.Change(layout_.entries_at + from, bytes).data() + layout_.entries_at + from,
-              rest.data(), bytes);
-  const std::uint32_t end = from + bytes;
-  PutBit(page_.Change(layout_.bitmap_at + end / 8, 1).subspan(layout_.bitmap_at), end, true);
+  const Opened opened = Shift(from, bytes, true);
+  std::memcpy(opened.area.data() + from, rest.data(), bytes);
+  PutBit(opened.bits, from + bytes, true);
   return true;
 }
 
@@ -277,22 +314,24 @@ void IndexPage::SetChild(std::uint32_t at, std::uint32_t child) {
   base::StoreBE32(page_.Change(place, kChildBytes), place, child);
 }
 
-void IndexPage::ReadAll(std::vector<std::string>& out) const {
-  out.clear();
-  for (std::uint32_t at = 0; at < used_; at = EndOf(at)) {
-    out.emplace_back();
-    Read(at, out.back());
+void IndexPage::ReadAll(Entries& out) const {
+  out.Clear();
+  const std::string_view area = base::AsText(Area());
+  for (std::uint32_t at = 0, end = 0; at < used_; at = end) {
+    end = EndOf(at);
+    out.Add(area.substr(0, at == 0 ? 0 : prefix_), area.substr(at, end - at));
   }
 }
 
-bool IndexPage::WriteAll(const std::vector<std::string>& entries) {
+bool IndexPage::WriteAll(const Entries& entries, std::size_t from, std::size_t to) {
   // The prefix stops before the slot of the position, so that no entry becomes empty.
   const std::size_t kept = leaf() ? 1 : 1 + kChildBytes;
   std::size_t prefix = 0;
-  if (entries.size() > 1) {
-    const std::string& first = entries.front();
+  if (to - from > 1) {
+    const std::string_view first = entries[from];
     prefix = first.size() - kept;
-    for (const std::string& entry : entries) {
+    for (std::size_t i = from; i < to; ++i) {
+      const std::string_view entry = entries[i];
       prefix = std::min(prefix, entry.size() - kept);
       std::size_t same = 0;
       while (same < prefix && entry[same] == first[same]) ++same;
@@ -301,16 +340,16 @@ bool IndexPage::WriteAll(const std::vector<std::string>& entries) {
     if (!layout_.wide) prefix = std::min<std::size_t>(prefix, 255);
   }
   std::size_t bytes = prefix;
-  for (const std::string& entry : entries) bytes += entry.size() - prefix;
+  for (std::size_t i = from; i < to; ++i) bytes += entries[i].size() - prefix;
   if (bytes > layout_.entry_area()) return false;
   const base::MutableByteSpan page = page_.Change(0, layout_.page_bytes);
   const base::MutableByteSpan bits = page.subspan(layout_.bitmap_at);
   std::fill_n(bits.begin(), layout_.entries_at - layout_.bitmap_at, std::byte{0});
   std::size_t at = 0;
-  for (const std::string& entry : entries) {
-    const std::size_t skip = at == 0 ? 0 : prefix;
-    std::memcpy(page.data() + layout_.entries_at + at, entry.data() + skip, entry.size() - skip);
-    at += entry.size() - skip;
+  for (std::size_t i = from; i < to; ++i) {
+    const std::string_view rest = entries[i].substr(at == 0 ? 0 : prefix);
+    std::memcpy(page.data() + layout_.entries_at + at, rest.data(), rest.size());
+    at += rest.size();
     PutBit(bits, static_cast<std::uint32_t>(at), true);
   }
   prefix_ = prefix;

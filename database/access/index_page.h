@@ -18,6 +18,30 @@ namespace kelvorin::database::access {
 inline constexpr std::size_t kPositionBytes = 4;
 inline constexpr std::size_t kChildBytes = 4;
 
+/// Whole entries in one buffer; made for a page's worth of them.
+class Entries {
+ public:
+  std::size_t size() const noexcept { return ends_.size(); }
+  bool empty() const noexcept { return ends_.empty(); }
+  std::string_view operator[](std::size_t i) const noexcept {
+    const std::size_t from = i == 0 ? 0 : ends_[i - 1];
+    return std::string_view(bytes_).substr(from, ends_[i] - from);
+  }
+  std::string_view back() const noexcept { return (*this)[size() - 1]; }
+  std::size_t bytes() const noexcept { return bytes_.size(); }
+
+  void Clear() noexcept;
+  /// Adds an entry made of two parts.
+  void Add(std::string_view front, std::string_view rest);
+  /// Puts an entry in front of entry `i`, or at the end; in place of entry `i`.
+  void Insert(std::size_t i, std::string_view entry);
+  void Replace(std::size_t i, std::string_view entry);
+
+ private:
+  std::string bytes_;
+  std::vector<std::size_t> ends_;
+};
+
 /// A view of a pinned index page. Throws `kCorrupt` for bytes that make no sense.
 class IndexPage {
  public:
@@ -60,10 +84,10 @@ class IndexPage {
   void SetPrevious(std::uint32_t page) { SetLink(layout_.index_previous_at, page); }
   void SetNext(std::uint32_t page) { SetLink(layout_.index_next_at(), page); }
   void SetTail(std::uint32_t page) { SetLink(layout_.index_tail_at(), page); }
-  void ReadAll(std::vector<std::string>& out) const;
-  /// Replaces all entries, with the longest prefix that serves. False, and nothing is changed,
-  /// when they do not fit.
-  bool WriteAll(const std::vector<std::string>& entries);
+  void ReadAll(Entries& out) const;
+  /// Replaces all entries by those from `from` to before `to`, with the longest prefix that serves.
+  /// False, and nothing is changed, when they do not fit.
+  bool WriteAll(const Entries& entries, std::size_t from, std::size_t to);
 
   /// Makes any page an empty index page.
   static void Format(const Layout& layout, Page& page, std::uint8_t type, std::uint8_t level,
@@ -76,7 +100,12 @@ class IndexPage {
   }
   base::ByteSpan Bitmap() const noexcept;
   base::ByteSpan Area() const noexcept { return page_.bytes().subspan(layout_.entries_at, used_); }
-  void Shift(std::uint32_t from, std::uint32_t by, bool up);
+  /// What `Shift` opened for changing: the entry area and the bitmap.
+  struct Opened {
+    base::MutableByteSpan area;
+    base::MutableByteSpan bits;
+  };
+  Opened Shift(std::uint32_t from, std::uint32_t by, bool up);
   void SetUsed(std::uint32_t used);
   int Compare(std::uint32_t at, std::uint32_t end, std::string_view key) const noexcept;
 

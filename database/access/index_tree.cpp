@@ -5,14 +5,19 @@
 namespace kelvorin::database::access {
 namespace {
 
-constexpr std::size_t kMaxDepth = 16;  // five levels hold more than a file can
-
-std::string_view KeyOf(const std::string& node_entry) noexcept {
-  return std::string_view(node_entry).substr(0, node_entry.size() - kChildBytes);
+std::string_view KeyOf(std::string_view node_entry) noexcept {
+  return node_entry.substr(0, node_entry.size() - kChildBytes);
 }
 
-std::uint32_t ChildOf(const std::string& node_entry) noexcept {
+std::uint32_t ChildOf(std::string_view node_entry) noexcept {
   return base::LoadBE32(base::AsBytes(node_entry), node_entry.size() - kChildBytes);
+}
+
+/// A search jumps about in a leaf that is rarely in the processor's cache: all its lines are asked
+/// for at once, so that it waits once and not at every step.
+void Prefetch(base::ByteSpan page) noexcept {
+  constexpr std::size_t kLineBytes = 64;
+  for (std::size_t at = 0; at < page.size(); at += kLineBytes) __builtin_prefetch(&page[at]);
 }
 
 std::string NodeEntry(std::string_view key, std::uint32_t child) {
@@ -33,8 +38,11 @@ void AppendPosition(RowId row, std::string& key) {
 
 // --- Finding
 
-Page IndexTree::PinIndex(std::uint32_t number) const {
-  Page page = channel_.Pin(number, kIndexLeaf, kIndexNode);
+Page IndexTree::PinIndex(std::uint32_t number, bool searched) const {
+  Page page = channel_.Pin(number);
+  if (searched) Prefetch(page.bytes());
+  if (page.type() != kIndexLeaf && page.type() != kIndexNode)
+    channel_.Corrupt(number, "is of type " + std::to_string(page.type()) + ", no index page");
   if (base::LoadLE32(page.bytes(), 4) != table_)
     channel_.Corrupt(number, "belongs to the index of another table");
   return page;
@@ -47,13 +55,19 @@ std::uint32_t IndexTree::ChildAt(const IndexPage& node, std::uint32_t number,
   return child;
 }
 
-std::uint32_t IndexTree::Descend(std::string_view key, std::vector<Step>* path) const {
-  std::uint32_t number = index_.root;
+void IndexTree::Path::PushFront(const Step& step) noexcept {
+  std::copy_backward(steps_.begin(), steps_.begin() + static_cast<std::ptrdiff_t>(size_),
+                     steps_.begin() + static_cast<std::ptrdiff_t>(size_) + 1);
+  steps_.front() = step;
+  ++size_;
+}
+
+Page IndexTree::Descend(std::string_view key, Path* path) const {
+  Page page = PinIndex(index_.root);
   for (std::size_t depth = 0;; ++depth) {
     if (depth == kMaxDepth) channel_.Corrupt(index_.root, "an index is too deep");
-    Page page = PinIndex(number);
     const IndexPage node(channel_, page);
-    if (node.leaf()) return number;
+    if (node.leaf()) return page;
     std::uint32_t at = node.LowerBound(key);
     bool beyond = false;
     if (at == node.used()) {
@@ -61,13 +75,14 @@ std::uint32_t IndexTree::Descend(std::string_view key, std::vector<Step>* path) 
       beyond = node.tail() == 0;
       at = !beyond || node.empty() ? kTail : node.Before(at);
     }
-    if (path != nullptr) path->push_back({number, at, beyond});
-    number = ChildAt(node, number, at);
+    if (path != nullptr) path->Push({page.number(), at, beyond});
+    const bool above_leaves = node.level() == 1;
+    page = PinIndex(ChildAt(node, page.number(), at), above_leaves);
   }
 }
 
 bool IndexTree::Find(std::string_view from, bool behind, Place& place, std::string& out) const {
-  place.page = PinIndex(Descend(from, nullptr));
+  place.page = Descend(from, nullptr);
   place.changes = channel_.changes();
   IndexPage leaf(channel_, place.page);
   place.at = leaf.LowerBound(from);
@@ -108,22 +123,20 @@ bool IndexTree::FindFrom(std::string_view from, bool behind, std::string& out) c
 }
 
 bool IndexTree::FindBefore(std::string_view from, std::string& out) const {
-  std::uint32_t number = Descend(from, nullptr);
-  bool first = true;
-  for (std::uint64_t steps = 0; number != 0; ++steps) {
-    if (steps > channel_.page_count())
-      channel_.Corrupt(number, "the leaves of an index run in a circle");
-    Page page = PinIndex(number);
+  Page page = Descend(from, nullptr);
+  std::uint32_t at = IndexPage(channel_, page).LowerBound(from);
+  for (std::uint64_t steps = 0;; ++steps) {
     const IndexPage leaf(channel_, page);
-    const std::uint32_t at = first ? leaf.LowerBound(from) : leaf.used();
     if (at != 0) {
       leaf.Read(leaf.Before(at), out);
       return true;
     }
-    number = leaf.previous();
-    first = false;
+    if (leaf.previous() == 0) return false;
+    if (steps > channel_.page_count())
+      channel_.Corrupt(page.number(), "the leaves of an index run in a circle");
+    page = PinIndex(leaf.previous());
+    at = IndexPage(channel_, page).used();
   }
-  return false;
 }
 
 bool IndexTree::First(std::string& out) const {
@@ -182,20 +195,19 @@ std::uint32_t IndexTree::NewPage(std::uint8_t type, std::uint8_t level) {
 }
 
 bool IndexTree::Insert(std::string_view entry) {
-  std::vector<Step> path;
-  const std::uint32_t leaf = Descend(entry, &path);
-  for (const Step& step : path)
-    if (step.beyond)
-      channel_.Corrupt(step.page, "an entry lies behind the last child of an index node");
-  return InsertAt(path, leaf, entry);
+  Path path;
+  Page leaf = Descend(entry, &path);
+  for (std::size_t i = 0; i < path.size(); ++i)
+    if (path[i].beyond)
+      channel_.Corrupt(path[i].page, "an entry lies behind the last child of an index node");
+  return InsertAt(path, std::move(leaf), entry);
 }
 
-bool IndexTree::InsertAt(std::vector<Step>& path, std::uint32_t number, std::string_view entry) {
-  std::vector<std::string> entries;
-  std::size_t position = 0;
+bool IndexTree::InsertAt(Path& path, Page page, std::string_view entry) {
   bool fresh = false;
+  Entries entries;
+  std::size_t position = 0;
   {
-    Page page = PinIndex(number);
     IndexPage target(channel_, page);
     const std::string_view key = entry.substr(0, target.KeyBytes(entry.size()));
     const std::uint32_t at = target.LowerBound(key);
@@ -203,15 +215,17 @@ bool IndexTree::InsertAt(std::vector<Step>& path, std::uint32_t number, std::str
     if (target.Insert(at, entry)) return fresh;
     for (std::uint32_t before = 0; before < at; before = target.EndOf(before)) ++position;
     target.ReadAll(entries);
-    entries.emplace(entries.begin() + static_cast<std::ptrdiff_t>(position), entry);
-    if (target.WriteAll(entries)) return fresh;
+    entries.Insert(position, entry);
+    if (target.WriteAll(entries, 0, entries.size())) return fresh;
   }
+  const std::uint32_t number = page.number();
+  page = Page();
   Split(path, number, entries, position);
   return fresh;
 }
 
 /// The root keeps its page: what it holds moves to a new one below it.
-void IndexTree::RaiseRoot(std::vector<Step>& path, std::uint32_t& number) {
+void IndexTree::RaiseRoot(Path& path, std::uint32_t& number) {
   const std::uint32_t moved = NewPage(kIndexLeaf, 0);
   Page root = PinIndex(number);
   Page below = PinIndex(moved);
@@ -222,13 +236,13 @@ void IndexTree::RaiseRoot(std::vector<Step>& path, std::uint32_t& number) {
   IndexPage::Format(channel_.layout(), root, kIndexNode, static_cast<std::uint8_t>(level + 1),
                     table_);
   IndexPage(channel_, root).SetTail(moved);
-  path.insert(path.begin(), {number, kTail, false});
+  path.PushFront({number, kTail, false});
   number = moved;
 }
 
 /// `entries` are those of the page with a new one among them, too many for one page.
-void IndexTree::Split(std::vector<Step>& path, std::uint32_t number,
-                      std::vector<std::string>& entries, std::size_t inserted) {
+void IndexTree::Split(Path& path, std::uint32_t number, const Entries& entries,
+                      std::size_t inserted) {
   if (path.empty()) RaiseRoot(path, number);
   bool leaf = false;
   std::uint8_t level = 0;
@@ -246,23 +260,15 @@ void IndexTree::Split(std::vector<Step>& path, std::uint32_t number,
   const bool at_end = leaf && next == 0 && inserted + 1 == entries.size();
   std::size_t cut = entries.size() - 1;
   if (!at_end) {
-    std::size_t total = 0;
-    for (const std::string& entry : entries) total += entry.size();
     std::size_t bytes = 0;
-    for (cut = 0; cut + 1 < entries.size() && bytes < total / 2; ++cut)
+    for (cut = 0; cut + 1 < entries.size() && bytes < entries.bytes() / 2; ++cut)
       bytes += entries[cut].size();
     cut = std::max<std::size_t>(cut, 1);
   }
-  const auto middle = entries.begin() + static_cast<std::ptrdiff_t>(cut);
-  std::vector<std::string> lower(entries.begin(), middle);
-  std::vector<std::string> upper(middle, entries.end());
   // A node gives its left half's last child away as a tail; the key goes to the parent.
-  const std::string separator(leaf ? std::string_view(lower.back()) : KeyOf(lower.back()));
-  std::uint32_t lower_tail = 0;
-  if (!leaf) {
-    lower_tail = ChildOf(lower.back());
-    lower.pop_back();
-  }
+  const std::string_view last = entries[cut - 1];
+  const std::string_view separator = leaf ? last : KeyOf(last);
+  const std::uint32_t lower_tail = leaf ? 0 : ChildOf(last);
 
   const std::uint32_t right_number = NewPage(leaf ? kIndexLeaf : kIndexNode, level);
   {
@@ -270,7 +276,8 @@ void IndexTree::Split(std::vector<Step>& path, std::uint32_t number,
     Page right_page = PinIndex(right_number);
     IndexPage left(channel_, page);
     IndexPage right(channel_, right_page);
-    if (!left.WriteAll(lower) || !right.WriteAll(upper))
+    if (!left.WriteAll(entries, 0, leaf ? cut : cut - 1) ||
+        !right.WriteAll(entries, cut, entries.size()))
       Throw(Code::kInternal, ErrorNumber::kInternal, "half an index page does not fit a page");
     left.SetTail(lower_tail);
     right.SetTail(tail);
@@ -284,28 +291,25 @@ void IndexTree::Split(std::vector<Step>& path, std::uint32_t number,
   }
 
   const Step parent = path.back();
-  path.pop_back();
-  {
-    Page page = PinIndex(parent.page);
-    IndexPage node(channel_, page);
-    if (parent.at == kTail) {
-      node.SetTail(right_number);
-    } else {
-      node.SetChild(parent.at, right_number);
-    }
+  path.Pop();
+  Page page = PinIndex(parent.page);
+  if (parent.at == kTail) {
+    IndexPage(channel_, page).SetTail(right_number);
+  } else {
+    IndexPage(channel_, page).SetChild(parent.at, right_number);
   }
-  InsertAt(path, parent.page, NodeEntry(separator, number));
+  InsertAt(path, std::move(page), NodeEntry(separator, number));
 }
 
 // --- Removing
 
 void IndexTree::Remove(std::string_view entry) {
-  std::vector<Step> path;
-  const std::uint32_t number = Descend(entry, &path);
+  Path path;
+  Page page = Descend(entry, &path);
+  const std::uint32_t number = page.number();
   bool empty = false;
   std::string last;
   {
-    Page page = PinIndex(number);
     IndexPage leaf(channel_, page);
     const std::uint32_t at = leaf.LowerBound(entry);
     std::string found;
@@ -320,25 +324,25 @@ void IndexTree::Remove(std::string_view entry) {
     if (!was_last) return;
     if (!empty) leaf.Read(leaf.Before(leaf.used()), last);
   }
+  page = Page();
   if (!empty) return ReplaceKey(path, path.size(), last);
   if (!path.empty()) RemoveChild(path, number);
 }
 
 /// The page below `path[0..depth)` ends with another entry now: the separator that names its old
 /// end follows, where it fits.
-void IndexTree::ReplaceKey(const std::vector<Step>& path, std::size_t depth,
-                           std::string_view last) {
+void IndexTree::ReplaceKey(const Path& path, std::size_t depth, std::string_view last) {
   while (depth-- > 0) {
     const Step& step = path[depth];
     if (step.at == kTail) continue;
     Page page = PinIndex(step.page);
     IndexPage node(channel_, page);
-    std::vector<std::string> entries;
+    Entries entries;
     node.ReadAll(entries);
     std::size_t position = 0;
     for (std::uint32_t at = 0; at < step.at; at = node.EndOf(at)) ++position;
-    entries[position] = NodeEntry(last, ChildOf(entries[position]));
-    node.WriteAll(entries);  // a separator that is too great still separates
+    entries.Replace(position, NodeEntry(last, ChildOf(entries[position])));
+    node.WriteAll(entries, 0, entries.size());  // a separator that is too great still separates
     return;
   }
 }
@@ -366,10 +370,10 @@ void IndexTree::GiveUp(std::uint32_t number) {
 }
 
 /// `number` is empty and hangs at the end of `path`.
-void IndexTree::RemoveChild(std::vector<Step>& path, std::uint32_t number) {
+void IndexTree::RemoveChild(Path& path, std::uint32_t number) {
   GiveUp(number);
   const Step step = path.back();
-  path.pop_back();
+  path.Pop();
   std::string last;
   bool node_empty = false;
   {

@@ -6,6 +6,7 @@
 // that order; (3) an entry of a node is the last entry below its child, or greater; (4) the
 // right-most child of a node is its tail; (5) every page of the tree is in the index's page set.
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -58,20 +59,37 @@ class IndexTree {
   static constexpr std::uint32_t kTail = 0xFFFFFFFF;
   /// One step down: the page and which child was taken (offset of its entry, or the tail).
   struct Step {
-    std::uint32_t page;
-    std::uint32_t at;
-    bool beyond;  // the key lies behind the node's last entry, and there is no tail
+    std::uint32_t page = 0;
+    std::uint32_t at = 0;
+    bool beyond = false;  // the key lies behind the node's last entry, and there is no tail
   };
-  std::uint32_t Descend(std::string_view key, std::vector<Step>* path) const;
+  static constexpr std::size_t kMaxDepth = 16;  // five levels hold more than a file can
+  /// The steps from the root to a leaf.
+  class Path {
+   public:
+    std::size_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    const Step& operator[](std::size_t i) const noexcept { return steps_[i]; }
+    const Step& back() const noexcept { return steps_[size_ - 1]; }
+    void Push(const Step& step) noexcept { steps_[size_++] = step; }
+    void Pop() noexcept { --size_; }
+    void PushFront(const Step& step) noexcept;
+
+   private:
+    std::array<Step, kMaxDepth + 1> steps_;  // one more for a root that is raised
+    std::size_t size_ = 0;
+  };
+  /// The leaf for a key; `path` takes the steps unless it is null.
+  Page Descend(std::string_view key, Path* path) const;
   std::uint32_t ChildAt(const IndexPage& node, std::uint32_t number, std::uint32_t at) const;
-  Page PinIndex(std::uint32_t number) const;
+  /// An index page of this table; `searched` for a leaf that is going to be looked through.
+  Page PinIndex(std::uint32_t number, bool searched = false) const;
   std::uint32_t NewPage(std::uint8_t type, std::uint8_t level);
-  bool InsertAt(std::vector<Step>& path, std::uint32_t page, std::string_view entry);
-  void Split(std::vector<Step>& path, std::uint32_t page, std::vector<std::string>& entries,
-             std::size_t inserted);
-  void RaiseRoot(std::vector<Step>& path, std::uint32_t& page);
-  void ReplaceKey(const std::vector<Step>& path, std::size_t depth, std::string_view last);
-  void RemoveChild(std::vector<Step>& path, std::uint32_t page);
+  bool InsertAt(Path& path, Page page, std::string_view entry);
+  void Split(Path& path, std::uint32_t page, const Entries& entries, std::size_t inserted);
+  void RaiseRoot(Path& path, std::uint32_t& page);
+  void ReplaceKey(const Path& path, std::size_t depth, std::string_view last);
+  void RemoveChild(Path& path, std::uint32_t page);
   void GiveUp(std::uint32_t page);
   void Unlink(const IndexPage& page);
 

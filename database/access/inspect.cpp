@@ -83,7 +83,7 @@ class TreeWalk {
   }
   void Walk(std::uint32_t number, std::size_t depth, std::string& last);
   void Leaf(const IndexPage& leaf, std::uint32_t number);
-  void Entry(const std::string& entry, std::uint32_t number);
+  void Entry(std::string_view entry, std::uint32_t number);
 
   Table& table_;
   const PhysicalIndex& index_;
@@ -107,7 +107,7 @@ void TreeWalk::Walk(std::uint32_t number, std::size_t depth, std::string& last) 
     channel.Corrupt(number, "an index runs in a circle");
   if (!std::binary_search(pages_.begin(), pages_.end(), number))
     Say(number, "is not in the index's page set (8)");
-  std::vector<std::string> entries;
+  Entries entries;
   std::uint32_t tail = 0;
   {
     Page page = channel.Pin(number, kIndexLeaf, kIndexNode);
@@ -126,7 +126,7 @@ void TreeWalk::Walk(std::uint32_t number, std::size_t depth, std::string& last) 
   }
   std::string below;
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    const std::string_view entry(entries[i]);
+    const std::string_view entry = entries[i];
     const std::string_view key = entry.substr(0, entry.size() - kChildBytes);
     Walk(base::LoadBE32(base::AsBytes(entry), key.size()), depth + 1, below);
     if (below > key) Say(number, "a separator is less than an entry below it (8)");
@@ -140,14 +140,14 @@ void TreeWalk::Leaf(const IndexPage& leaf, std::uint32_t number) {
     Say(number, "its neighbours are not those of the tree (8)");
   last_leaf_ = number;
   last_next_ = leaf.next();
-  std::vector<std::string> entries;
+  Entries entries;
   leaf.ReadAll(entries);
-  for (const std::string& entry : entries) Entry(entry, number);
+  for (std::size_t i = 0; i < entries.size(); ++i) Entry(entries[i], number);
 }
 
-void TreeWalk::Entry(const std::string& entry, std::uint32_t number) {
+void TreeWalk::Entry(std::string_view entry, std::uint32_t number) {
   ++entries_;
-  const std::string_view key = std::string_view(entry).substr(0, entry.size() - kPositionBytes);
+  const std::string_view key = entry.substr(0, entry.size() - kPositionBytes);
   if (entries_ > 1 && entry <= last_entry_) Say(number, "entries do not ascend (8)");
   const RowId row = RowOf(entry);
   const std::string place =
