@@ -104,8 +104,8 @@ const std::string& Checker() {
   return path;
 }
 
-void CheckSound(Database& database) {
-  const auto problems = database.Inspect();
+void CheckSound(Database& database, std::string_view table) {
+  const auto problems = database.Inspect(table);
   REQUIRE_MESSAGE(problems.ok(), problems.status().message());
   std::string found;
   for (const std::string& problem : *problems) found += problem + "\n";

@@ -62,7 +62,7 @@ IndexDef MakeIndex(std::string name, std::string_view columns, bool unique = fal
                    bool primary = false);
 
 /// Our own check and, where Python and the checker are at hand, an independent one find nothing.
-void CheckSound(Database& database);
+void CheckSound(Database& database, std::string_view table = {});
 void CheckSoundFile(const std::string& path);
 /// Path of the independent checker, or empty (it is then said once that it is left out).
 const std::string& Checker();

@@ -1,5 +1,6 @@
 // Random work on tables compared with a plain list of what they should hold, and the files checked
-// by us and by others.
+// by us and by others. KELVORIN_MODEL_STEPS=10000 asks for the long form: that many steps on each
+// file, our inspection after every one of them.
 
 #include "base/code_page.h"
 #include "tests/access/access_support.h"
@@ -17,10 +18,19 @@
 namespace kelvorin::tests {
 namespace {
 
-/// Steps of one run; KELVORIN_MODEL_STEPS asks for longer ones.
-int Steps(int usual) {
+/// Steps on one file, and how many of them go by between two inspections of the table. The long
+/// form (KELVORIN_MODEL_STEPS=10000) inspects after every step and has the file checked by others
+/// twenty times on the way.
+struct Length {
+  int steps;
+  int inspect_every = 40;
+  int check_every = 1 << 30;
+};
+Length LengthOf(int usual) {
   const char* asked = std::getenv("KELVORIN_MODEL_STEPS");
-  return asked != nullptr ? std::atoi(asked) : usual;
+  if (asked == nullptr) return {usual};
+  const int steps = std::max(std::atoi(asked), 20);
+  return {steps, 1, steps / 20};
 }
 
 /// Where a file goes that other programs read: a folder that KELVORIN_KEEP_FILES names keeps it.
@@ -31,6 +41,19 @@ std::string Kept(const TempFolder& folder, const std::string& name) {
 
 class RandomRun {
  public:
+  /// Takes that many steps; `check` has the flushed file checked by others.
+  template <typename F>
+  void Play(AccessFile& file, const std::string& table, int steps, const Length& length,
+            F&& check) {
+    for (int i = 1; i <= steps; ++i) {
+      CAPTURE(i);
+      Step();
+      if (i % length.inspect_every == 0) CheckSound(*file, table);
+      if (i % length.check_every != 0) continue;
+      REQUIRE(set_->Flush().ok());
+      check();
+    }
+  }
   RandomRun(AccessFile& file, const std::string& table, unsigned seed, bool wide)
       : set_(file.Open(table)), random_(seed), wide_(wide) {
     for (const FieldDef& field : set_->Def().Fields) skip_.push_back(field.AutoIncrement);
@@ -294,21 +317,24 @@ TEST_CASE("random work on a new file stays what it should be") {
     TempFolder folder;
     MemoryFileSystem disk;
     const std::string path = "/new.mdb";
+    const auto check = [&] {
+      const std::string kept = Kept(folder, *connect == '\0' ? "new4.mdb" : "new3.mdb");
+      WriteWhole(kept, disk.Contents(path));
+      CheckSoundFile(kept);
+    };
     MakeDatabase(path, connect, disk);
     {
       AccessFile file(path, disk);
       const Status made = file->CreateTable(EveryKind());
       REQUIRE_MESSAGE(made.ok(), made.message());
       RandomRun run(file, "Every Kind", 1, *connect == '\0');
-      const int steps = Steps(1500);
-      for (int i = 0; i < steps; ++i) run.Step();
+      const Length length = LengthOf(1500);
+      run.Play(file, "Every Kind", length.steps, length, check);
       run.Compare();
-      CHECK(run.done() > steps / 2);
+      CHECK(run.done() > length.steps / 2);
       CheckSound(*file);
     }
-    const std::string kept = Kept(folder, *connect == '\0' ? "new4.mdb" : "new3.mdb");
-    WriteWhole(kept, disk.Contents(path));
-    CheckSoundFile(kept);
+    check();
   }
 }
 
@@ -324,23 +350,31 @@ TEST_CASE("random work on copies of other programs' files leaves them sound") {
     CAPTURE(name);
     MemoryFileSystem disk;
     disk.Put("/" + name, ReadWhole(entry.path().string()));
+    const auto check = [&] {
+      const std::string kept = Kept(folder, name);
+      WriteWhole(kept, disk.Contents("/" + name));
+      CheckSoundFile(kept);
+    };
     {
       AccessFile file("/" + name, disk, false,
                       name == "j4-password.mdb" ? ";pwd=password;" : ";pwd=;");
       const auto tables = file->TableDefs();
       REQUIRE(tables.ok());
-      for (const database::TableInfo& table : *tables) {
-        if (table.Attributes != 0 || !file->FindTableDef(table.Name)->Updatable) continue;
-        CAPTURE(table.Name);
-        RandomRun run(file, table.Name, ++seed, !name.starts_with("j3"));
-        for (int i = Steps(120); i > 0; --i) run.Step();
+      std::vector<std::string> names;
+      for (const database::TableInfo& table : *tables)
+        if (table.Attributes == 0 && file->FindTableDef(table.Name)->Updatable)
+          names.push_back(table.Name);
+      const int count = static_cast<int>(names.size());
+      const Length length = LengthOf(120 * count);
+      for (const std::string& table : names) {
+        CAPTURE(table);
+        RandomRun run(file, table, ++seed, !name.starts_with("j3"));
+        run.Play(file, table, length.steps / count, length, check);
         run.Compare();
       }
       CheckSound(*file);
     }
-    const std::string kept = Kept(folder, name);
-    WriteWhole(kept, disk.Contents("/" + name));
-    CheckSoundFile(kept);
+    check();
   }
 }
 
