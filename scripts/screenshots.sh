@@ -1,25 +1,54 @@
 #!/usr/bin/env bash
-# Takes the pictures of docs/manual.md anew, into docs/images. Needs no display.
-#   scripts/screenshots.sh [BUILD_FOLDER]   a configured build with Qt; default build/release
+# Takes the pictures of docs/manual.md anew, into docs/images, from the windows as a screen shows them:
+# on a virtual display of its own, so it can run anywhere.
+#   scripts/screenshots.sh [BUILD_FOLDER]   default build/release, configured when it is not there
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+. "$root/scripts/setup.sh"
+need "${build_packages[@]}" "${window_packages[@]}" "${picture_packages[@]}"
 build=${1:-$root/build/release}
-cmake --build "$build" --target kelvorin kelvorin-screenshots >/dev/null
+[ -e "$build/build.ninja" ] || (cd "$root" && cmake --preset release -B "$build") >/dev/null
+cmake --build "$build" --target kelvorin kelvorin-screenshots kelvorin-designer >/dev/null
 
-export TMPDIR=${TMPDIR:-/tmp}
-demo=$TMPDIR/kelvorin-pictures
+demo=/tmp/shop  # is read in the pictures
+if [ -e "$demo" ]; then echo "$demo is in the way" >&2; exit 1; fi
 home=$(mktemp -d)
-trap 'rm -rf "$home" "$demo"' EXIT
-rm -rf "$demo"
-mkdir -p "$demo"
-"$build/bin/kelvorin" import "$root/examples/data/customers.csv" --into "FOXPRO26:$demo" \
-  --table CUSTOMERS --create --start-line 2 --map-by-name >/dev/null
-"$build/bin/kelvorin" create "FOXPRO26:$demo" STOCK NUMBER:Long ARTICLE:Text:20 PIECES:Integer \
-  COUNTED:Date >/dev/null
+started=()
+clean_up() {
+  [ ${#started[@]} -eq 0 ] || kill "${started[@]}" 2>/dev/null || true
+  rm -rf "$home" "$demo"
+}
+trap clean_up EXIT
+
+mkdir "$demo"
 mkdir -p "$home/run"
 chmod 700 "$home/run"
-HOME=$home XDG_CONFIG_HOME=$home XDG_RUNTIME_DIR=$home/run QT_QPA_PLATFORM=offscreen \
-  QT_QPA_PLATFORMTHEME= LC_ALL=C.UTF-8 \
-  timeout 300 "$build/bin/kelvorin-screenshots" "$root/docs/images" "$root/examples/data" 2>&1 |
-  grep -v 'This plugin does not support' || true
-ls "$root/docs/images" | wc -l
+cp "$root/examples/data/customers.csv" "$demo"
+"$build/bin/kelvorin" create "FOXPRO26:$demo" CUSTOMERS NUMBER:Long NAME:Text:30 CITY:Text:20 \
+  COUNTRY:Text:2 SINCE:Date CREDIT:Double ACTIVE:Boolean REMARKS:Memo >/dev/null
+"$build/bin/kelvorin" create "FOXPRO26:$demo" STOCK NUMBER:Long ARTICLE:Text:20 PIECES:Integer \
+  COUNTED:Date >/dev/null
+
+# The display, 96 dots to the inch, with a window manager that gives windows their focus.
+exec 9<>"$home/display"
+Xvfb -displayfd 9 -screen 0 1400x900x24 -dpi 96 >/dev/null 2>&1 &
+started+=($!)
+for _ in $(seq 100); do [ -s "$home/display" ] && break; sleep 0.1; done
+export DISPLAY=:$(head -n 1 "$home/display")
+export HOME=$home XDG_CONFIG_HOME=$home XDG_RUNTIME_DIR=$home/run QT_QPA_PLATFORM=xcb \
+  QT_QPA_PLATFORMTHEME= LC_ALL=C.UTF-8
+openbox >/dev/null 2>&1 &
+started+=($!)
+timeout 120 "$build/bin/kelvorin-screenshots" "$root/docs/images" "$demo"
+
+# The form designer, with the control on a form and its properties: the other panes are closed first.
+cp "$root/tests/windows/import_form.ui" "$home/form.ui"
+QT_PLUGIN_PATH=$build/plugins /usr/lib/qt6/bin/designer "$home/form.ui" >/dev/null 2>&1 &
+started+=($!)
+timeout 60 xdotool search --sync --onlyvisible --name 'Qt Designer' >/dev/null
+sleep 5
+for place in '1391 620' '1391 86' '1391 495' '1391 495' '367 242'; do
+  xdotool mousemove $place click 1
+  sleep 1
+done
+import -window root "$root/docs/images/designer.png"

@@ -23,6 +23,8 @@ need() {
 build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev)
 # What the windows need; a build without them has everything else.
 window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools libqt6opengl6-dev fonts-dejavu-core)
+# What taking pictures of the windows needs.
+picture_packages=(xvfb openbox xdotool imagemagick designer-qt6)
 # What the tests need: the framework, and other programs and real files to compare with.
 test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-data unicode-data
                unixodbc odbcinst libsqliteodbc sqlite3 odbc-postgresql postgresql

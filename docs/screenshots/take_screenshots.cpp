@@ -2,6 +2,7 @@
 
 #include "control/kelvorin.h"
 #include "database/api/engine.h"
+#include "examples/host_window.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/qt/qt_platform.h"
 
@@ -10,8 +11,12 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDir>
+#include <QEventLoop>
+#include <QImage>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QStyleFactory>
 #include <QTabBar>
 #include <QTimer>
@@ -42,10 +47,21 @@ class Tour {
     });
   }
   void Take(const char* name) {
-    Do([this, name](QWidget& window) {
-      const QString path = folder_ + u'/' + QLatin1String(name) + suffix_ + QStringLiteral(".png");
-      if (!window.grab().save(path)) std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
-    });
+    Do([this, name](QWidget& window) { Save(window, name); });
+  }
+  // What the screen shows of a window, once that is what the window means to show.
+  void Save(QWidget& window, const char* name) const {
+    QImage shown;
+    for (int tries = 0; tries < 25; ++tries) {
+      QEventLoop pause;
+      QTimer::singleShot(20, &pause, &QEventLoop::quit);
+      pause.exec();
+      shown = window.screen()->grabWindow(window.winId()).toImage();
+      shown = shown.convertToFormat(QImage::Format_RGB32);
+      if (shown == window.grab().toImage().convertToFormat(QImage::Format_RGB32)) break;
+    }
+    const QString path = folder_ + u'/' + QLatin1String(name) + suffix_ + QStringLiteral(".png");
+    if (!shown.save(path)) std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
   }
   void Run(const std::function<void()>& open) {
     timer_.start();
@@ -59,7 +75,9 @@ class Tour {
     if (window == nullptr || steps_.empty()) return;
     const Step step = std::move(steps_.front());
     steps_.pop_front();
+    timer_.stop();
     step(*window);
+    timer_.start();
   }
   QString folder_;
   QString suffix_;
@@ -87,19 +105,20 @@ void Type(QWidget& window, const char* name, const QString& text) {
 void SetDark(bool dark) {
   QPalette palette = QStyleFactory::create(QStringLiteral("Fusion"))->standardPalette();
   if (dark) {
-    palette = QPalette(QColor(53, 53, 53));
-    palette.setColor(QPalette::Base, QColor(35, 35, 35));
-    palette.setColor(QPalette::AlternateBase, QColor(53, 53, 53));
+    palette = QPalette(QColor(76, 80, 83), QColor(58, 61, 64));
+    palette.setColor(QPalette::Base, QColor(27, 29, 31));
+    palette.setColor(QPalette::AlternateBase, QColor(58, 61, 64));
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+      palette.setColor(QPalette::Disabled, role, QColor(140, 143, 146));
     palette.setColor(QPalette::Highlight, QColor(42, 130, 218));
     palette.setColor(QPalette::HighlightedText, Qt::white);
   }
   QApplication::setPalette(palette);
 }
 
-void Visit(const QString& folder, const QString& samples, bool dark) {
+void Visit(const QString& folder, const QString& demo, bool dark) {
   SetDark(dark);
   kelvorin::wizard::qt::QtPlatform platform;
-  const QString demo = QDir::tempPath() + QStringLiteral("/kelvorin-pictures");
   const QString ini = demo + QStringLiteral("/pictures.ini");
   const QString suffix = dark ? QStringLiteral("-dark") : QString();
   QFile::remove(ini);
@@ -113,7 +132,7 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   };
 
   kelvorin::Kelvorin control(&platform);
-  prepare(control, samples + QStringLiteral("/customers.csv"));
+  prepare(control, demo + QStringLiteral("/customers.csv"));
   Tour tour(folder, suffix);
   tour.Take("target");
   tour.Press("BtnNext");
@@ -140,6 +159,13 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   tour.Press("BtnNext");
   tour.Press("BtnMapEqualNames");
   tour.Take("mapping");
+  tour.Do([](QWidget& window) {  // opens a question: must not keep the tour waiting
+    QTimer::singleShot(0, &window, [&window] {
+      Pick(window, "CBoxSourceFields", QStringLiteral("(Ignore all)"));
+    });
+  });
+  tour.Take("ignore-all");
+  tour.Do([](QWidget& window) { window.close(); });
   tour.Press("BtnSaveSetting");
   tour.Do([](QWidget& window) {
     window.findChild<QLineEdit*>()->setText(QStringLiteral("weekly customers"));
@@ -194,9 +220,6 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   third.Press("BtnNext");
   third.Do(
       [](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Fixed-width text")); });
-  third.Press("BtnAdvanced");
-  third.Do([](QWidget& window) { Child<QAbstractButton>(window, "CBoxErrors").click(); });
-  third.Press("bntOK");
   third.Press("BtnNext");
   third.Do([](QWidget& window) { Type(window, "EdtBreaks", QStringLiteral("6, 27, 34, 44")); });
   third.Do([](QWidget& window) { Child<QWidget>(window, "PreviewFixed").setFocus(); });
@@ -204,6 +227,13 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   third.Press("BtnNext");
   third.Press("BtnMapInOrder");
   third.Press("BtnFinish");
+  for (const char* question : {"error", "error-quiet"}) {
+    third.Take(question);
+    third.Do([](QWidget& window) {
+      QAbstractButton* yes = static_cast<QMessageBox&>(window).button(QMessageBox::Yes);
+      QTimer::singleShot(0, yes, [yes] { yes->click(); });
+    });
+  }
   for (int i = 0; i < 11; ++i) third.Do([](QWidget&) {});
   third.Take("progress");
   third.Press("Command1");
@@ -224,18 +254,31 @@ void Visit(const QString& folder, const QString& samples, bool dark) {
   fourth.Take("password");
   fourth.Press("cmdCancel");
   fourth.Run([&] { platform.ShowModal(password); });
+
+  HostWindow host;
+  for (const auto& [name, text] : {std::pair<const char*, QString>{"DataBaseName", demo},
+                                   {"ConnectString", QStringLiteral("FOXPRO26")},
+                                   {"TableName", QStringLiteral("CUSTOMERS")},
+                                   {"IniFile", ini},
+                                   {"AutoLoadSettingName", QStringLiteral("weekly customers")}})
+    host.SetProperty(name, text);
+  host.show();
+  Child<QLineEdit>(host, "Setting").setText(QStringLiteral("weekly customers"));
+  Child<QAbstractButton>(host, "BatchImport").click();
+  tour.Save(host, "host");
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: kelvorin-screenshots FOLDER SAMPLE_FOLDER\n");
+    std::fprintf(stderr, "usage: kelvorin-screenshots FOLDER DEMO_FOLDER\n");
     return 2;
   }
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+  QApplication::setCursorFlashTime(0);
   QDir().mkpath(QString::fromLocal8Bit(argv[1]));
   for (const bool dark : {false, true})
     Visit(QString::fromLocal8Bit(argv[1]), QString::fromLocal8Bit(argv[2]), dark);
