@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "base/M_STRING.h"
 #include "database/access/catalog.h"
 #include "database/access/data_page.h"
 #include "database/access/new_table.h"
@@ -82,18 +83,36 @@ struct SystemIndex {
   bool primary;
 };
 
+/// As the engines lay out their own tables: values of varying length in the order of the columns,
+/// long ones too; index names, and columns from Jet 4 on, by name, without ordinal positions.
 TableDefinition SystemTable(const Layout& layout, std::uint32_t page,
                             const std::vector<std::pair<std::string_view, ColumnType>>& columns,
                             const std::vector<SystemIndex>& indexes) {
   TableDefinition table;
   table.chain = {page};
   table.kind = kSystemTable;
-  for (const auto& [name, type] : columns)
-    table.columns.push_back(SystemColumn(layout, name, type));
-  PlaceColumns(table);
+  std::uint16_t fixed_at = 0;
+  for (const auto& [name, type] : columns) {
+    Column column = SystemColumn(layout, name, type);
+    column.number = static_cast<std::uint16_t>(table.columns.size());
+    column.variable_slot = table.variable_ever;
+    if (!column.fixed()) {
+      ++table.variable_ever;
+    } else if (!column.is_bit()) {
+      column.fixed_at = fixed_at;
+      fixed_at = static_cast<std::uint16_t>(fixed_at + column.length);
+    }
+    table.columns.push_back(std::move(column));
+  }
+  table.columns_ever = static_cast<std::uint16_t>(table.columns.size());
+  const auto by_name = [](const auto& a, const auto& b) {
+    return base::UpperAscii(a.name) < base::UpperAscii(b.name);
+  };
+  if (layout.wide) std::sort(table.columns.begin(), table.columns.end(), by_name);
   for (const SystemIndex& asked : indexes) {
     PhysicalIndex index;
-    for (std::size_t column : asked.columns) index.columns.push_back({column, true});
+    for (std::size_t number : asked.columns)
+      index.columns.push_back({*table.FindColumn(columns[number].first), true});
     index.flags = static_cast<std::uint8_t>(asked.flags | (layout.wide ? kIndexAlways : 0));
     LogicalIndex name;
     name.name = asked.name;
@@ -103,6 +122,7 @@ TableDefinition SystemTable(const Layout& layout, std::uint32_t page,
     table.indexes.push_back(std::move(index));
     table.names.push_back(std::move(name));
   }
+  std::sort(table.names.begin(), table.names.end(), by_name);
   return table;
 }
 
@@ -217,10 +237,13 @@ void FillPermissions(DatabaseFile& file, const Accounts& accounts) {
   const std::shared_ptr<Table> aces = file.OpenTable(kAcesTable, "MSysACEs");
   for (const Permission& permission : permissions) {
     std::vector<ColumnValue> entry(4);
-    entry[0] = StoredNumber(permission.object, 4);
-    entry[1] = StoredBytes(permission.account);
-    entry[2] = StoredNumber(permission.mask, 4);
-    entry[3] = StoredNumber(permission.inherited ? 1 : 0, 1);
+    const auto set = [&](std::string_view column, ColumnValue value) {
+      entry[*aces->definition().FindColumn(column)] = std::move(value);
+    };
+    set("ObjectId", StoredNumber(permission.object, 4));
+    set("SID", StoredBytes(permission.account));
+    set("ACM", StoredNumber(permission.mask, 4));
+    set("FInheritable", StoredNumber(permission.inherited ? 1 : 0, 1));
     PutRecord(*aces, entry);
   }
 }

@@ -182,8 +182,8 @@ void AddIndex(const Layout& layout, TableDefinition& table, const IndexDef& aske
   table.names.push_back(std::move(name));
 }
 
-}  // namespace
-
+/// Numbers and places columns in their order: fixed ones one behind the other, long values behind
+/// all others of varying length.
 void PlaceColumns(TableDefinition& table) {
   std::uint16_t fixed_at = 0;
   std::uint16_t slot = 0;
@@ -204,6 +204,8 @@ void PlaceColumns(TableDefinition& table) {
   table.columns_ever = static_cast<std::uint16_t>(table.columns.size());
   table.variable_ever = slot;
 }
+
+}  // namespace
 
 TableDefinition PlanTable(const DatabaseFile& file, const TableDef& asked) {
   CheckName(asked.Name, "table");
@@ -297,15 +299,25 @@ void PlaceTable(PageChannel& channel, PageAllocator& allocator, TextCodec& text,
   if (table.chain.empty()) table.chain.push_back(allocator.Allocate().number());
   table.owned_map = maps.Add();
   table.free_map = maps.Add();
-  for (PhysicalIndex& index : table.indexes) {
-    index.root = NewRoot(channel, allocator, table.page());
-    index.map = maps.Add(index.root);
+  const auto add_indexes = [&] {
+    for (PhysicalIndex& index : table.indexes) {
+      index.root = NewRoot(channel, allocator, table.page());
+      index.map = maps.Add(index.root);
+    }
+  };
+  // The engines' own tables have the sets of their long values in front of those of their indexes.
+  const bool system = table.kind == kSystemTable;
+  if (!system) add_indexes();
+  std::vector<Column*> in_order;
+  for (Column& column : table.columns)
+    if (IsLongValue(column.type)) in_order.push_back(&column);
+  std::sort(in_order.begin(), in_order.end(),
+            [](const Column* a, const Column* b) { return a->number < b->number; });
+  for (Column* column : in_order) {
+    column->owned_map = maps.Add();
+    column->free_map = maps.Add();
   }
-  for (Column& column : table.columns) {
-    if (!IsLongValue(column.type)) continue;
-    column.owned_map = maps.Add();
-    column.free_map = maps.Add();
-  }
+  if (system) add_indexes();
   WriteDefinition(channel, allocator, table.chain,
                   SerializeDefinition(channel.layout(), text, code_page, table));
 }

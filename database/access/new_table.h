@@ -32,9 +32,6 @@ class MapRows {
 TableDefinition PlanTable(const DatabaseFile& file, const TableDef& asked);
 /// An index of a planned or an existing table.
 PhysicalIndex PlanIndex(const Layout& layout, const TableDefinition& table, const IndexDef& asked);
-/// Numbers and places columns in their order: fixed ones one behind the other, long values behind
-/// all others of varying length.
-void PlaceColumns(TableDefinition& table);
 
 /// Gives a planned table its pages. Its definition goes to `chain[0]` when that is set already.
 void PlaceTable(PageChannel& channel, PageAllocator& allocator, TextCodec& text, int code_page,
