@@ -1,5 +1,5 @@
-// What is peculiar to writing Access files: refusals that leave no trace, links, locks, passwords,
-// big page sets, indexes made later.
+// What is peculiar to writing Access files: refusals that leave no trace, locks, passwords, big
+// page sets, indexes made later.
 
 #include "base/code_page.h"
 #include "database/access/sort_keys.h"
@@ -8,8 +8,6 @@
 #include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
-
-#include <cstdlib>
 
 namespace kelvorin::tests {
 namespace {
@@ -144,34 +142,6 @@ TEST_CASE("two openings of one file in one engine see each other's records") {
   CHECK((*again)->Close().ok());
 }
 
-TEST_CASE("linked tables are read and written where they live") {
-  const std::string samples = SampleFolder("access");
-  if (samples.empty()) return;
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  disk.Put("/d/main.accdb", ReadWhole(samples + "/ace12-linked.accdb"));
-  {
-    AccessFile alone("/d/main.accdb", disk);
-    const auto missing = alone->OpenRecordset("Table2", RecordsetType::kDynaset);
-    CHECK(missing.status().code() == Code::kNotFound);
-  }
-  disk.Put("/d/LinkeeTest.accdb", ReadWhole(samples + "/linkeeTest.accdb"));
-  std::string expected;
-  {
-    AccessFile other("/d/LinkeeTest.accdb", disk, true);
-    expected = Walk(*other.Open("Table1"));
-  }
-  AccessFile file("/d/main.accdb", disk);
-  const auto def = file->FindTableDef("table2");
-  REQUIRE_MESSAGE(def.ok(), def.status().message());
-  CHECK(def->Attributes == database::kAttrLinkedJet);
-  CHECK(def->SourceTableName == "Table1");
-  CHECK(def->Connect.starts_with(";DATABASE=Z:\\"));
-  auto set = file.Open("Table2", RecordsetType::kDynaset);
-  CHECK(Walk(*set) == expected);
-  CHECK(set->Updatable());
-}
-
 TEST_CASE("tables whose texts are sorted in an unknown order are read only") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   MemoryFileSystem disk;
@@ -271,39 +241,6 @@ TEST_CASE("an index made on a filled table holds its rows, or is not made at all
   const std::string_view key[] = {"7", "name 257"};
   REQUIRE(set->SeekText(SeekComparison::kEqual, key).ok());
   CHECK(TextOf(*set) == "7|name 257|<null>");
-}
-
-TEST_CASE("mdb-export shows what was written") {
-  if (std::system("command -v mdb-export >/dev/null 2>&1") != 0) {
-    MESSAGE("skipped: mdb-export (Debian: mdbtools) is not installed");
-    return;
-  }
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  for (const char* connect : {"", ";version=97;"}) {
-    CAPTURE(std::string(connect));
-    MemoryFileSystem disk;
-    const TempFolder folder;
-    MakeDatabase("/a.mdb", connect, disk);
-    std::string expected = "Id,Name,Note\n";
-    {
-      AccessFile file("/a.mdb", disk);
-      REQUIRE(file->CreateTable(People()).ok());
-      auto set = file.Open("People");
-      for (int i = 0; i < 60; ++i) {
-        const std::string id = std::to_string(i);
-        const std::string name = "Zoë " + id;
-        const std::string note(static_cast<std::size_t>(i * i * 5 + 1),
-                               static_cast<char>('a' + i % 26));
-        REQUIRE(Append(*set, {id, name, note}).ok());
-        expected += id + ",\"" + name + "\",\"" + note + "\"\n";
-      }
-    }
-    WriteWhole(folder.File("a.mdb"), disk.Contents("/a.mdb"));
-    const std::string command = "LC_ALL=C.UTF-8 mdb-export '" + folder.File("a.mdb") +
-                                "' People >'" + folder.File("out.csv") + "' 2>&1";
-    CHECK(std::system(command.c_str()) == 0);
-    CHECK(ReadWhole(folder.File("out.csv")) == expected);
-  }
 }
 
 TEST_CASE("texts have the keys that the format's own engine gives them") {
