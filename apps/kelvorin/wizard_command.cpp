@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 
 #include "apps/kelvorin/command.h"
+#include "control/contract/properties.h"
 
 #include <cerrno>
 #include <cstring>
@@ -29,6 +30,31 @@ int StartWizard(const std::vector<std::string>& properties) {
   return Report(kFatal, "'" + program + "' cannot be started: " + std::strerror(errno));
 }
 
+// The properties in their order, with the values that each takes.
+std::string PropertyList() {
+  std::string list = "Properties:\n";
+  for (const contract::PropertyInfo& info : contract::PropertyTable()) {
+    std::string values = "text";
+    if (std::holds_alternative<bool contract::Properties::*>(info.member)) values = "0 or 1";
+    if (std::holds_alternative<std::int16_t contract::Properties::*>(info.member))
+      values = "a number";
+    if (info.key == "ConnectString" || info.key == "DefaultSourceType") {
+      const auto name =
+          info.key == "ConnectString" ? contract::TypeConnectName : contract::FileTypeFormatName;
+      values.clear();
+      int names = 0;
+      for (std::int16_t kind = 0; contract::IsKnownKind(kind); ++kind) {
+        if (name(kind).empty()) continue;
+        if (names > 0) values += names % 8 == 0 ? ",\n" + std::string(23, ' ') : ", ";
+        values += name(kind);
+        ++names;
+      }
+    }
+    list += "  " + std::string(info.key) + std::string(21 - info.key.size(), ' ') + values + '\n';
+  }
+  return list;
+}
+
 }  // namespace
 
 void AddWizardCommand(CLI::App& app, int& exit_status) {
@@ -38,6 +64,7 @@ void AddWizardCommand(CLI::App& app, int& exit_status) {
       ->add_option("PROPERTY=VALUE", *properties,
                    "Properties of the control, e.g. DataBaseName=shop DefaultSourceType=TFOXPRO26")
       ->type_name("");
+  wizard->footer(PropertyList());
   wizard->callback([properties, &exit_status] { exit_status = StartWizard(*properties); });
 }
 
