@@ -45,7 +45,7 @@ KelvorinControl::KelvorinControl(QWidget* parent)
   setFixedSize(FixedSize());
   setToolTip(QStringLiteral("Kelvorin"));
   setAccessibleName(QStringLiteral("Kelvorin"));
-  if (!in_designer) hide();
+  if (!in_designer) hide();  // explicitly: a form that is shown does not show it
 }
 
 KelvorinControl::~KelvorinControl() {
@@ -65,6 +65,10 @@ QSize KelvorinControl::FixedSize() const {
 
 QSize KelvorinControl::sizeHint() const {
   return FixedSize();
+}
+
+void KelvorinControl::setVisible(bool visible) {
+  QWidget::setVisible(visible && in_designer);
 }
 
 void KelvorinControl::resizeEvent(QResizeEvent* event) {
@@ -174,9 +178,14 @@ void KelvorinControl::display() {
   core_->control.display();
 }
 
+bool KelvorinControl::IsFree() {
+  if (core_->calls > 0) core_->control.LastError("An import of this control is open already");
+  return core_->calls == 0;
+}
+
 void KelvorinControl::Execute() {
   const std::shared_ptr<Core> core = core_;
-  if (core->calls > 0) return;  // the wizard is open already
+  if (!IsFree()) return;
   Listen();
   ++core->calls;
   core->control.Execute();
@@ -185,7 +194,7 @@ void KelvorinControl::Execute() {
 
 int KelvorinControl::BatchImport(const QString& Setting) {
   const std::shared_ptr<Core> core = core_;
-  if (core->calls > 0) return -1;
+  if (!IsFree()) return -1;
   Listen();
   ++core->calls;
   std::string name = FromText(Setting);

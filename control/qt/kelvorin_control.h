@@ -60,6 +60,7 @@ class KelvorinControl : public QWidget {
   /// The form designer shows the control; everywhere else it hides itself.
   static void SetDesignMode(bool on) noexcept;
   QSize sizeHint() const override;
+  void setVisible(bool visible) override;
 
 // A property `NAME` with the functions NAME, setNAME and resetNAME; TELLS is its signal.
 #define KELVORIN_PROPERTY(TYPE, NAME, TELLS)                              \
@@ -106,6 +107,7 @@ class KelvorinControl : public QWidget {
  public slots:
   void display();
   /// Opens the wizard and returns when it is closed, also when the control is destroyed meanwhile.
+  /// While a call is under way, another one says so in LastError and does nothing.
   void Execute();
   /// 0 when the run ended without a fatal error, else -1 with the reason in LastError.
   int BatchImport(const QString& Setting);
@@ -129,6 +131,7 @@ class KelvorinControl : public QWidget {
  private:
   struct Core;
   void Listen();
+  bool IsFree();
   QVariant Get(const char* key) const;
   template <typename T>
   T Get(const char* key) const {

@@ -54,6 +54,7 @@ TEST_CASE("The control keeps its size and is not seen at run time") {
   control.setGeometry(0, 0, 200, 200);
   CHECK(control.size() == size);
   form.show();
+  control.show();
   CHECK_FALSE(control.isVisible());
 }
 
@@ -73,6 +74,8 @@ TEST_CASE("Signals write back, and the host may delete its form while the wizard
   drive.Do("frmKelvorin", [&](QWidget& window) {
     CHECK(offered.size() == 14);
     CHECK(Child<QComboBox>(window, "CBoxTypeFormat").count() == 3);
+    control->Execute();  // a second one at the same time
+    CHECK(control->LastError() == "An import of this control is open already");
     control.reset();
   });
   drive.Run([&] { control->Execute(); });
