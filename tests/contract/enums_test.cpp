@@ -2,7 +2,7 @@
 
 #include <doctest/doctest.h>
 
-#include "control/contract/platform.h"
+#include <string>
 
 using namespace kelvorin::contract;
 
@@ -37,14 +37,4 @@ TEST_CASE("kinds, their type words and their names") {
     CAPTURE(text);
     CHECK_FALSE(ParseTypeConnect(text).has_value());
   }
-}
-
-TEST_CASE("a silent platform answers with what changes least and keeps the question") {
-  SilentPlatform platform;
-  CHECK(platform.Ask({"a", "Error", Icon::kCritical, Buttons::kOk}) == Answer::kOk);
-  CHECK(platform.Ask({"b", "Confirmation", Icon::kQuestion, Buttons::kOkCancel}) ==
-        Answer::kCancel);
-  CHECK(platform.Ask({"c", "Confirmation", Icon::kQuestion, Buttons::kYesNo}) == Answer::kNo);
-  REQUIRE(platform.asked().size() == 3);
-  CHECK(platform.asked()[1].text == "b");
 }
