@@ -213,7 +213,7 @@ class Recordset {
   Status CheckCurrent() noexcept;
   Status CheckWritable(const char* what) noexcept;
   Status ReadField(std::size_t field, Value& out) noexcept;
-  Status CheckEditing(std::size_t field) noexcept;
+  [[gnu::cold]] Status NotEditing(std::size_t field) noexcept;
   Status Assign(std::size_t field, const Value& value);
   Status WriteField(std::size_t field, const Value& value) noexcept;
   Status WriteText(std::size_t field, std::string_view text) noexcept;

@@ -47,15 +47,17 @@ class FieldCodec {
                   values::Value& out) const;
   bool Bit(base::ByteSpan row, int bit) const noexcept;
   void SetBit(base::MutableByteSpan row, int bit, bool on) const noexcept;
-  Status EncodeNull(const Column& column, base::MutableByteSpan row) const;
-  Status EncodeText(const Column& column, std::string_view text, base::MutableByteSpan row,
-                    std::string& scratch, std::size_t& replaced) const;
-  Status EncodeNumber(const Column& column, const values::Value& value,
-                      base::MutableByteSpan row) const;
-  Status EncodeDate(const Column& column, const values::Value& value,
-                    base::MutableByteSpan row) const;
-  Status EncodeBinary(const Column& column, const values::Value& value,
-                      base::MutableByteSpan row) const;
+  // One call each from Encode: inlined, they would make it save what few fields need saved.
+  [[gnu::noinline]] Status EncodeNull(const Column& column, base::MutableByteSpan row) const;
+  [[gnu::noinline]] Status EncodeText(const Column& column, std::string_view text,
+                                      base::MutableByteSpan row, std::string& scratch,
+                                      std::size_t& replaced) const;
+  [[gnu::noinline]] Status EncodeNumber(const Column& column, const values::Value& value,
+                                        base::MutableByteSpan row) const;
+  [[gnu::noinline]] Status EncodeDate(const Column& column, const values::Value& value,
+                                      base::MutableByteSpan row) const;
+  [[gnu::noinline]] Status EncodeBinary(const Column& column, const values::Value& value,
+                                        base::MutableByteSpan row) const;
 
   const TableLayout* layout_;
   const TextPage* page_;

@@ -178,6 +178,7 @@ XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept
   FieldPlan plan;
   plan.column = &column;
   plan.in_memo_file = InMemoFile(column);
+  if (column.auto_increment()) return plan;  // takes no value at all
   plan.natural = bit(Kind::kNull);
   switch (column.letter) {
     case 'N':
@@ -212,10 +213,6 @@ Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
   if ((plan.natural >> static_cast<unsigned>(value.kind) & 1) == 0)
     return WriteConverted(field, value);
   if (plan.in_memo_file) return WriteMemo(field, value);
-  if (plan.column->auto_increment())
-    return MakeStatus(
-        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
-        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
   std::size_t replaced = 0;
   Status encoded = table_->codec().Encode(*plan.column, value, edit_row_, texts_[field], replaced);
   if (replaced != 0 && encoded.ok()) CountReplacedCharacters(replaced);
@@ -224,6 +221,10 @@ Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
 
 /// A value of another kind goes the way of its text, as everywhere in the engine.
 Status XbaseRecordset::WriteConverted(std::size_t field, const Value& value) {
+  if (plans_[field].column->auto_increment())
+    return MakeStatus(
+        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
+        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
   const values::ValueFormat& format = database().engine().Format();
   text_.clear();
   format.Append(value, text_);
