@@ -28,7 +28,8 @@ struct TableOptions {
   bool json = false;
   std::vector<std::string> fields;   // NAME:TYPE[:SIZE[:DECIMALS]]
   std::vector<std::string> indexes;  // NAME=FIELD,...
-  bool unique = false;
+  std::string primary;               // FIELD,...
+  bool unique = false;               // the indexes
   bool access97 = false;
 };
 
@@ -146,12 +147,14 @@ int Fields(const TableOptions& options) {
   return kAllImported;
 }
 
-// One value as a CSV cell. A date field's value always shows its date, also where it is only a
-// time.
+// One value as a CSV cell. A date field's value always shows its date, also that of day zero.
 void AppendCell(const values::Value& value, values::TypeCode type, std::string& out) {
-  const bool only_time = value.kind == values::Kind::kDateTime && value.date_time.day == 0 &&
-                         value.date_time.milliseconds != 0;
-  if (only_time && type != values::TypeCode::kTime) out += "1899-12-30 ";
+  if (value.kind == values::Kind::kDateTime && value.date_time.day == 0 &&
+      type != values::TypeCode::kTime) {
+    out += "1899-12-30";
+    if (value.date_time.milliseconds == 0) return;
+    out += ' ';
+  }
   values::ValueFormat::Neutral().Append(value, out);
 }
 
@@ -196,7 +199,9 @@ Result<FieldDef> ParseField(const std::string& text) {
   if (parts.size() < 2 || parts.size() > 4 || parts[0].empty()) return wrong("wrong form");
   FieldDef field;
   field.Name = parts[0];
-  const std::optional<values::TypeCode> type = values::TypeFromName(parts[1]);
+  field.AutoIncrement = base::EqualIgnoreCase(parts[1], "AutoNumber");
+  const std::optional<values::TypeCode> type =
+      field.AutoIncrement ? values::TypeCode::kLong : values::TypeFromName(parts[1]);
   if (!type) return wrong("there is no type '" + std::string(parts[1]) + "'");
   field.Type = *type;
   for (std::size_t i = 2; i < parts.size(); ++i) {
@@ -208,15 +213,33 @@ Result<FieldDef> ParseField(const std::string& text) {
   return field;
 }
 
-Result<IndexDef> ParseIndex(const std::string& text, bool unique) {
-  const std::size_t equals = text.find('=');
-  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size())
-    return Status(Code::kInvalidArgument, "index '" + text + "': expected NAME=FIELD,...");
-  IndexDef index;
-  index.Name = text.substr(0, equals);
-  index.Unique = unique;
-  index.Columns = database::ParseIndexFields(base::Replace(text.substr(equals + 1), ",", ";"));
-  return index;
+std::vector<database::IndexField> ParseColumns(const std::string& list) {
+  return database::ParseIndexFields(base::Replace(list, ",", ";"));
+}
+
+// All indexes asked for, the primary one first.
+Status ParseIndexes(const TableOptions& options, TableDef& table) {
+  if (!options.primary.empty()) {
+    IndexDef& index = table.Indexes.emplace_back();
+    index.Name = "PrimaryKey";
+    index.Primary = index.Unique = index.Required = true;
+    index.Columns = ParseColumns(options.primary);
+  }
+  for (const std::string& text : options.indexes) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos || equals == 0 || equals + 1 == text.size())
+      return Status(Code::kInvalidArgument, "index '" + text + "': expected NAME=FIELD,...");
+    IndexDef& index = table.Indexes.emplace_back();
+    index.Name = text.substr(0, equals);
+    index.Unique = options.unique;
+    index.Columns = ParseColumns(text.substr(equals + 1));
+  }
+  for (const IndexDef& index : table.Indexes)
+    for (const database::IndexField& column : index.Columns)
+      if (table.FindField(column.Name) < 0)
+        return Status(Code::kInvalidArgument,
+                      "index '" + index.Name + "': there is no field '" + column.Name + "'");
+  return Status();
 }
 
 int Create(const TableOptions& options) {
@@ -227,15 +250,7 @@ int Create(const TableOptions& options) {
     if (!field.ok()) return Failure(field.status());
     table.Fields.push_back(*std::move(field));
   }
-  for (const std::string& text : options.indexes) {
-    Result<IndexDef> index = ParseIndex(text, options.unique);
-    if (!index.ok()) return Failure(index.status());
-    for (const database::IndexField& column : index->Columns)
-      if (table.FindField(column.Name) < 0)
-        return Report(kWrongUsage,
-                      "index '" + index->Name + "': there is no field '" + column.Name + "'");
-    table.Indexes.push_back(*std::move(index));
-  }
+  if (const Status indexes = ParseIndexes(options, table); !indexes.ok()) return Failure(indexes);
   Result<OpenDatabase> open = OpenFor(options, Access::kCreate);
   if (!open.ok()) return Failure(open.status());
   const Status created = open->database->CreateTable(table);
@@ -329,11 +344,15 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
       ->required();
   create->add_option("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
       ->allow_extra_args(false);
-  create->add_flag("--unique", create_options->unique, "The indexes are unique");
+  create->add_flag("--unique", create_options->unique, "These indexes are unique");
+  create->add_option("--primary", create_options->primary, "FIELD,... of the primary key");
   create->add_flag("--access97", create_options->access97,
                    "A new Access database gets the format of Access 97");
-  create->footer(
-      "Types: Text, Memo, Boolean, Byte, Integer, Long, Single, Double, Currency, Date, ...");
+  std::string types = "Types: AutoNumber";
+  for (std::int16_t code = 1; code <= 23; ++code)
+    if (const std::string_view type = values::FieldType(code); !type.empty())
+      types.append(", ").append(type);
+  create->footer(types);
 
   auto [sources, sources_options] =
       add("sources", "List kinds of databases and ODBC data sources", Sources);
