@@ -3,7 +3,6 @@
 #include "engine/source_reader.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_progress.h"
-#include "wizard/job_habits.h"
 
 namespace kelvorin::wizard {
 namespace {
@@ -18,8 +17,7 @@ void frmKelvorin::BtnFinish_Click() {
   UpdateControls();
   rejected_.Clear();
   preface_ = Preface();
-  JobHabits habits(engine_);
-  const Status applied = habits.Apply(state_.setting);
+  const Status applied = habits_->Apply(state_.setting);
   if (!applied.ok()) {
     ReportError({}, applied);
   } else if (caller_->properties().ShowProgress) {

@@ -41,6 +41,7 @@ frmAdvanced::frmAdvanced(contract::Platform& platform)
   RBtnTraceOn.group = RBtnTraceOff.group = kTrace;
   for (Control* box : {&EdtStartLine, &EdtNbLineMax, &EdtRecLength, &EdtMaxErrors})
     box->digits_only = true;
+  EdtLogFile.file_name = true;
 
   // As the form stands before anything is filled in.
   for (Control* control :

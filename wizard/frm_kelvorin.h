@@ -24,12 +24,11 @@
 #include "wizard/break_editor.h"
 #include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
+#include "wizard/job_habits.h"
 #include "wizard/source_preview.h"
 #include "wizard/wizard_controls.h"
 
 namespace kelvorin::wizard {
-
-class JobHabits;
 
 /// All that one wizard instance knows; one member per room.
 struct WizardState {
@@ -190,6 +189,8 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   Status StartTarget();
   void OfferSourceKinds();
   bool LoadStartSetting();
+  void ApplyStartHabits();
+  void TakeHabits();
   void ApplySource(bool setting_loaded);
   void GoTo(int step);
   void FileNameBox_Change();
@@ -223,6 +224,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   database::DBEngine& engine_;
   contract::Platform& platform_;
   contract::Caller* caller_ = nullptr;
+  std::optional<JobHabits> habits_;  // of the setting at hand, while the window lives
   WizardState state_;
   StepState steps_;
   TextSample sample_;

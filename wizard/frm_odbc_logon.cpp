@@ -10,6 +10,7 @@ frmODBCLogon::frmODBCLogon(contract::Platform& platform, database::DBEngine& eng
       engine_(engine),
       odbc_mode_(odbc_mode) {
   EdtPassword.password = true;
+  EdtDBName.file_name = true;
   EdtDBName.accessible_name = "Database";
   BtnBrowseDB.accessible_name = BtnBrowseDB.tool_tip = "Browse for the database";
   CBoxDataSources.accessible_name = "Datasource";

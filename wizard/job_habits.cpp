@@ -46,8 +46,8 @@ Status JobHabits::Apply(const settings::ImportSetting& setting) {
       options.thousands = options.decimal == ',' ? '.' : ',';
   }
   if (!setting.NullText.empty()) options.null_text = setting.NullText;
-  if (setting.AnsiPage != 0) KV_TRY(base::SetAnsiPage(setting.AnsiPage));
-  if (setting.OemPage != 0) KV_TRY(base::SetOemPage(setting.OemPage));
+  KV_TRY(base::SetAnsiPage(setting.AnsiPage != 0 ? setting.AnsiPage : ansi_page_));
+  KV_TRY(base::SetOemPage(setting.OemPage != 0 ? setting.OemPage : oem_page_));
   engine_.set_format(values::ValueFormat(std::move(options)));
   return Status();
 }

@@ -19,7 +19,7 @@ void frmKelvorin::TakeSample() {
     steps_.loaded = read.ok() && state_.preview.valid;
     const textsource::PreviewLines& preview = state_.preview;
     for (int i = 1; i <= static_cast<int>(base::kPreviewLines); ++i)
-      lines.push_back(preview.Line(i));
+      lines.push_back(ShownLine(preview.Line(i), state_.setting));
     while (!lines.empty() && lines.back().empty()) lines.pop_back();
     if (!read.ok()) controls.LblDetected.SetCaption(read.message());
   } else {

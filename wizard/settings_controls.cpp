@@ -45,6 +45,7 @@ void frmKelvorin::BtnSettings_Click() {
     ReportError("Error in reading the setting " + chosen_setting_, status);
     return;
   }
+  TakeHabits();
   state_.source.exists = false;
   applying_setting_ = true;
   status = ConnectToSourceTable();

@@ -7,6 +7,7 @@
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "engine/field_plan.h"
 #include "engine/source_reader.h"
 #include "mapping/field_mapping.h"
 #include "textsource/field_splitter.h"
@@ -48,6 +49,13 @@ std::string SeparatorNames(const settings::ImportSetting& setting) {
 
 }  // namespace
 
+std::string ShownLine(const std::string& line, const settings::ImportSetting& setting) {
+  if (!setting.OemConvert) return line;
+  std::string shown;
+  static_cast<void>(base::OemToAnsiText(line, shown));  // what the page lacks shows as such
+  return shown;
+}
+
 Status ReadSample(const std::string& path, const settings::ImportSetting& setting,
                   TextSample& sample) {
   sample = {};
@@ -76,13 +84,18 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
   std::map<std::size_t, int> how_often;
   std::size_t columns = 0;
   std::vector<bool> unclosed;
+  engine::TextConversion conversion(setting);
+  std::string converted;
   for (const std::string& record : sample.records) {
     std::string copy = record;
     unclosed.push_back(rules.LeavesDelimiterOpen(record));
     // A record with too many fields still shows its first ones.
     static_cast<void>(rules.Split(copy, values).ok());
     contract::Grid::Row row;
-    for (std::size_t i = 0; i < values.count(); ++i) row.push_back({CellText(values[i]), false});
+    for (std::size_t i = 0; i < values.count(); ++i) {
+      if (conversion.active()) conversion.Convert(values[i], converted);
+      row.push_back({CellText(conversion.active() ? converted : values[i]), false});
+    }
     columns = std::max(columns, row.size());
     ++how_often[row.size()];
     table.rows.push_back(std::move(row));
@@ -103,7 +116,7 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
       for (contract::Grid::Cell& cell : row) cell.bold = true;
   }
 
-  std::string heading = sample.heading_line;
+  std::string heading = ShownLine(sample.heading_line, setting);
   values.Clear();
   if (!heading.empty()) static_cast<void>(rules.Split(heading, values).ok());
   std::vector<std::string_view> names;

@@ -25,6 +25,10 @@ struct TextSample {
 Status ReadSample(const std::string& path, const settings::ImportSetting& setting,
                   TextSample& sample);
 
+/// A line of the file as it is shown: in the ANSI page, where the setting says that it is in the
+/// OEM page.
+std::string ShownLine(const std::string& line, const settings::ImportSetting& setting);
+
 struct PreviewTable {
   std::vector<std::string> headings;
   std::vector<contract::Grid::Row> rows;
@@ -32,7 +36,8 @@ struct PreviewTable {
   int unclosed = 0;  // records that end inside quotes
 };
 
-/// Cuts a sample by the setting's rules. Ragged and unclosed records are drawn bold.
+/// Cuts a sample by the setting's rules; values are converted as the run converts them. Ragged and
+/// unclosed records are drawn bold.
 PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& setting,
                        const textsource::BreakList& breaks);
 

@@ -1,5 +1,6 @@
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "control/contract/enums.h"
 #include "database/catalog/tables.h"
 #include "engine/messages.h"
@@ -87,6 +88,8 @@ void frmKelvorin::ConnectControls() {
   c.PreviewGrid.accessible_name = "Preview of the records";
   c.PreviewFixed.accessible_name = "Column breaks";
 
+  c.EdtFileName.file_name = true;
+
   c.CBoxDelimiter.SetItems({"\"", "'", "(none)"});
   c.CBoxTypeFormat.Clear();
   for (int kind = 0; kind < 15; ++kind) c.CBoxTypeFormat.AddItem(kKindNames[kind], kind);
@@ -109,6 +112,7 @@ Status frmKelvorin::Form_Load() {
     caller_->PropertyChanged("IniFile");
   }
   SetCaption(properties.ImportCaption);
+  ApplyStartHabits();
   KV_TRY(StartTarget());
   steps_.current = steps_.first;
   controls.frame(steps_.current).SetVisible(true);
@@ -118,6 +122,43 @@ Status frmKelvorin::Form_Load() {
   UpdateControls();
   ShowCurrentStep();
   return Status();
+}
+
+// The habits count before the target is opened, though the setting is loaded only after it.
+void frmKelvorin::ApplyStartHabits() {
+  habits_.emplace(engine_);
+  const contract::Properties& properties = caller_->properties();
+  settings::ImportSetting ahead;
+  textsource::BreakList breaks;
+  ahead.SettingName = properties.AutoLoadSettingName;
+  if (ahead.SettingName.empty() && properties.LoadLastSetting)
+    ahead.SettingName = settings::kLastSetting;
+  if (ahead.SettingName.empty()) return;
+  // What cannot be read or applied is reported when the setting's turn comes.
+  if (settings::ReadSetting(settings::IniFile(properties.IniFile), ahead, breaks).ok())
+    static_cast<void>(habits_->Apply(ahead).ok());
+}
+
+// Another setting is at hand: its code pages and formats count at once. The target is opened anew
+// where its texts are encoded otherwise now.
+void frmKelvorin::TakeHabits() {
+  const int page = base::AnsiPage().number();
+  const Status applied = habits_->Apply(state_.setting);
+  if (!applied.ok()) ReportError({}, applied);
+  catalog::Target& target = state_.target;
+  if (base::AnsiPage().number() == page || !target.recordset) return;
+  const contract::Properties& properties = caller_->properties();
+  const std::int16_t kind = properties.DefaultSourceType;
+  const std::string table = target.table_name;
+  const settings::FieldMap map = state_.setting.FieldMap;
+  Status opened = target.Close();
+  if (opened.ok())
+    opened =
+        OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
+  if (opened.ok())
+    opened = OpenTargetTable(table, target.database->IsOdbc() ? contract::kOdbc : kind);
+  if (!opened.ok()) ReportError("Error in opening Table " + table, opened);
+  state_.setting.FieldMap = map;
 }
 
 Status frmKelvorin::StartTarget() {
@@ -184,6 +225,7 @@ bool frmKelvorin::LoadStartSetting() {
       setting.SettingName.clear();
     } else {
       loaded = true;
+      TakeHabits();
       if (named) ShowSettingCaption();
     }
   }
@@ -225,6 +267,7 @@ void frmKelvorin::Form_Unload() {
     if (!source_closed.ok()) ReportError({}, source_closed);
     state_.source.kept.reset();
   }
+  habits_.reset();
 }
 
 void frmKelvorin::ReportError(std::string_view message, const Status& why) {

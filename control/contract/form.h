@@ -104,6 +104,7 @@ class Control {
   /// Letter that presses the control together with Alt where its caption marks none; 0 for none.
   char shortcut = 0;
   bool digits_only = false;
+  bool file_name = false;  // an edit box for one: its bytes are the file system's, in no code page
   bool password = false;
   bool default_button = false;
   bool cancel_button = false;

@@ -95,8 +95,9 @@ QWidget* FormWindow::Make(Control& control) {
       auto* edit = new QLineEdit(this);
       if (control.password) edit->setEchoMode(QLineEdit::Password);
       edit->installEventFilter(this);
-      connect(edit, &QLineEdit::textEdited, this,
-              [this, at](const QString& text) { ByUser([&] { at->UserText(FromText(text)); }); });
+      connect(edit, &QLineEdit::textEdited, this, [this, at](const QString& text) {
+        ByUser([&] { at->UserText(at->file_name ? FromFileName(text) : FromText(text)); });
+      });
       return edit;
     }
     case ControlKind::kCheck: {
@@ -258,7 +259,7 @@ void FormWindow::Copy(Control& control, QWidget* widget) {
       return;
     case ControlKind::kEdit: {
       auto* edit = qobject_cast<QLineEdit*>(widget);
-      const QString text = ToText(control.text());
+      const QString text = control.file_name ? ToFileName(control.text()) : ToText(control.text());
       if (edit->text() != text) edit->setText(text);
       return;
     }

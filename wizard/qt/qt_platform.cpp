@@ -198,9 +198,9 @@ std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {
   window.setNameFilters(filters);
   if (dialog.filter_index >= 1 && dialog.filter_index <= filters.size())
     window.selectNameFilter(filters[dialog.filter_index - 1]);
-  if (!dialog.file_name.empty()) window.selectFile(ToText(dialog.file_name));
+  if (!dialog.file_name.empty()) window.selectFile(ToFileName(dialog.file_name));
   if (window.exec() != QDialog::Accepted || window.selectedFiles().isEmpty()) return {};
-  return FromText(QDir::toNativeSeparators(window.selectedFiles().constFirst()));
+  return FromFileName(QDir::toNativeSeparators(window.selectedFiles().constFirst()));
 }
 
 std::string QtPlatform::InputBox(std::string_view title, std::string_view prompt,

@@ -3,6 +3,7 @@
 #include "base/code_page.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QWidget>
 
 namespace kelvorin::wizard::qt {
@@ -31,6 +32,14 @@ std::string FromText(const QString& text) {
     bytes += byte ? static_cast<char>(*byte) : '?';
   }
   return bytes;
+}
+
+QString ToFileName(std::string_view bytes) {
+  return QFile::decodeName(QByteArray(bytes.data(), static_cast<qsizetype>(bytes.size())));
+}
+
+std::string FromFileName(const QString& name) {
+  return QFile::encodeName(name).toStdString();
 }
 
 QString Caption(std::string_view caption) {

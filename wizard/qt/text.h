@@ -14,6 +14,9 @@ namespace kelvorin::wizard::qt {
 QString ToText(std::string_view bytes);
 /// Characters that the ANSI page does not have become "?".
 std::string FromText(const QString& text);
+/// File names are bytes of the file system, whatever the ANSI page is.
+QString ToFileName(std::string_view bytes);
+std::string FromFileName(const QString& name);
 /// A caption in the language of the installed translations; the text itself where there are none.
 QString Caption(std::string_view caption);
 /// The caption without its mnemonic mark and the colon at its end.

@@ -208,7 +208,7 @@ class WizardWindow final : public FormWindow {
   }
   void dropEvent(QDropEvent* event) override {
     const QString file = LocalFile(*event->mimeData());
-    ByUser([&] { c_.EdtFileName.UserText(FromText(file)); });
+    ByUser([&] { c_.EdtFileName.UserText(FromFileName(file)); });
   }
 
   frmKelvorin& form_;

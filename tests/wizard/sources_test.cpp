@@ -1,0 +1,269 @@
+// The wizard over the real drivers: ODBC data sources and Access files, as target and as source;
+// and what a setting's own code page does to the previews.
+
+#include <doctest/doctest.h>
+
+#include "control/kelvorin.h"
+#include "database/drivers/register_drivers.h"
+#include "tests/servers/test_server.h"
+#include "tests/wizard/wizard_rig.h"
+
+namespace kelvorin::tests {
+
+using wizard::frmKelvorin;
+using wizard::frmODBCLogon;
+using Names = std::vector<std::string>;
+
+namespace {
+
+constexpr char kDos[] =
+    "Stra\xE1"
+    "e,1\r\nK\x94ln,2\r\n";
+
+void Pick(contract::Control& list, std::string_view text) {
+  for (std::size_t i = 0; i < list.items().size(); ++i)
+    if (list.items()[i] == text) return list.UserSelect(static_cast<int>(i));
+  FAIL("no entry " << text);
+}
+
+// The control of a host, its wizard driven without windows.
+struct RealRig {
+  RealRig() {
+    database::RegisterDrivers(engine);
+    control.IniFile(folder.File("k.ini"));
+    control.tableName("goods");
+    control.ShowSummary(false);
+  }
+  std::unique_ptr<database::Database> Open(const std::string& name, const std::string& connect) {
+    auto opened = engine.OpenDatabase(name, false, false, connect);
+    REQUIRE_MESSAGE(opened.ok(), std::string(opened.status().message()));
+    return *std::move(opened);
+  }
+  std::string Rows(const std::string& name, const std::string& connect, const char* table) {
+    auto database = Open(name, connect);
+    auto rows = database->OpenRecordset(table, database::RecordsetType::kSnapshot);
+    REQUIRE(rows.ok());
+    std::string text;
+    while (!(*rows)->Eof()) {
+      bool is_null = false;
+      for (std::size_t i = 0; i < (*rows)->FieldCount(); ++i) {
+        std::string value;
+        CHECK((*rows)->Fields(i).GetText(value, is_null).ok());
+        text += (i == 0 ? text.empty() ? "" : "|" : ",") + value;
+      }
+      REQUIRE((*rows)->MoveNext().ok());
+    }
+    CHECK((*rows)->Close().ok());
+    return text;
+  }
+  void InWizard(const std::function<void(frmKelvorin&)>& act) {
+    screen.In<frmKelvorin>("frmKelvorin", act);
+    control.Execute();
+    CHECK(control.LastError() == "");
+  }
+  // From the source's list of tables to the end of the import.
+  static void Import(frmKelvorin& form, const char* table, const Names& headings) {
+    wizard::WizardControls& c = form.controls;
+    Pick(c.lstTables, table);
+    CHECK(c.PreviewGrid.headings() == headings);
+    REQUIRE(c.BtnNext.enabled());
+    c.BtnNext.UserClick();
+    c.BtnMapInOrder.UserClick();
+    REQUIRE(c.BtnFinish.enabled());
+    c.BtnFinish.UserClick();
+  }
+  TempFolder folder;
+  database::DBEngine engine;
+  ScriptedPlatform screen;
+  Kelvorin control{&screen};
+};
+
+database::TableDef Two(const char* name) {
+  return TableOf(name, {Text("name"), Typed("amount", values::TypeCode::kLong)});
+}
+
+}  // namespace
+
+TEST_CASE("From one data source into another, chosen from the logon's list") {
+  DataSourceFolder sources;
+  RealRig rig;
+  std::string names[2];
+  for (int i = 0; i < 2; ++i) {
+    const std::string file = sources.File(i == 0 ? "shop.sqlite" : "old.sqlite");
+    WriteWhole(file, "");
+    names[i] = sources.Add(i == 0 ? "shop" : "old", "SQLite3", "Database=" + file);
+    auto made = rig.Open({}, "ODBC;DSN=" + names[i] + ";");
+    for (const char* sql :
+         {"CREATE TABLE goods(name VARCHAR(20), amount INTEGER)",
+          "CREATE TABLE stock(name VARCHAR(20), amount INTEGER)",
+          "INSERT INTO stock VALUES('axe', 3)", "INSERT INTO stock VALUES('it''s', 4)"})
+      REQUIRE(made->Execute(sql, database::kSqlPassThrough).ok());
+    REQUIRE(made->Close().ok());
+  }
+  rig.control.ConnectString(contract::TypeConnect::ODBC);
+  rig.control.DefaultSourceType(contract::FileTypeFormat::TODBC);
+  rig.control.DSN(names[0]);
+  rig.screen.In<frmODBCLogon>("frmODBCLogon", [&](frmODBCLogon& logon) {
+    CHECK(logon.CBoxDataSources.list_index() == 0);
+    Names own;
+    for (const std::string& name : logon.CBoxDataSources.items())
+      if (name == names[0] || name == names[1]) own.push_back(name);
+    CHECK(own == Names{names[0], names[1]});
+    Pick(logon.CBoxDataSources, names[1]);
+    logon.BtnOk.UserClick();
+  });
+  rig.InWizard([&](frmKelvorin& form) {
+    CHECK(form.controls.BtnBrowseFiles.caption() == "Datasource...");
+    CHECK_FALSE(form.controls.BtnNext.enabled());
+    form.controls.BtnBrowseFiles.UserClick();
+    CHECK(form.controls.lstTables.items() == Names{"goods", "stock"});
+    RealRig::Import(form, "stock", {"name", "amount"});
+  });
+  CHECK(rig.Rows({}, "ODBC;DSN=" + names[0] + ";", "goods") == "axe,3|it's,4");
+
+  // What was imported last is there at the next opening.
+  rig.control.LoadLastSetting(true);
+  rig.InWizard([&](frmKelvorin& form) {
+    CHECK(form.controls.lstTables.text() == "stock");
+    CHECK(form.controls.BtnFinish.enabled());
+  });
+}
+
+TEST_CASE("Access: one file as source and target, and a file behind a password") {
+  RealRig rig;
+  const std::string shop = rig.folder.File("shop.mdb");
+  REQUIRE(rig.engine.CreateDatabase(shop, {}).ok());
+  {
+    auto made = rig.Open(shop, {});
+    REQUIRE(made->CreateTable(Two("goods")).ok());
+    REQUIRE(made->CreateTable(Two("stock")).ok());
+    auto rows = made->OpenRecordset("stock", database::RecordsetType::kTable);
+    REQUIRE(rows.ok());
+    CHECK((*rows)->AddNew().ok());
+    CHECK((*rows)->Fields(0).SetText("axe").ok());
+    CHECK((*rows)->Fields(1).SetText("3").ok());
+    CHECK((*rows)->Update().ok());
+    CHECK((*rows)->Close().ok());
+    REQUIRE(made->Close().ok());
+  }
+  rig.control.DataBaseName(shop);
+  rig.control.DefaultSourceType(contract::FileTypeFormat::TAccess);
+  std::string asked = shop;
+  std::string password;
+  rig.screen.In<frmODBCLogon>("frmODBCLogon", [&](frmODBCLogon& logon) {
+    logon.EdtDBName.UserText(asked);
+    logon.EdtPassword.UserText(password);
+    logon.BtnOk.UserClick();
+  });
+  rig.InWizard([&](frmKelvorin& form) {
+    form.controls.BtnBrowseFiles.UserClick();
+    CHECK(form.controls.lstTables.items() == Names{"goods", "stock"});
+    RealRig::Import(form, "stock", {"name", "amount"});
+  });
+  CHECK(rig.Rows(shop, {}, "goods") == "axe,3");
+
+  const std::string samples = SampleFolder("access");
+  if (samples.empty()) {
+    MESSAGE("skipped: no sample files");
+    return;
+  }
+  asked = rig.folder.File("locked.mdb");
+  WriteWhole(asked, ReadWhole(samples + "/j4-password.mdb"));
+  rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
+    password = "wrong";
+    form.controls.BtnBrowseFiles.UserClick();
+    CHECK(rig.screen.boxes.size() == 1);
+    CHECK_FALSE(form.controls.BtnNext.enabled());
+    password = "password";
+    form.controls.BtnBrowseFiles.UserClick();
+    CHECK(rig.screen.boxes.size() == 1);
+    CHECK_FALSE(form.controls.lstTables.items().empty());
+    CHECK(form.controls.BtnNext.enabled());
+  });
+  rig.control.Execute();
+}
+
+TEST_CASE("A setting's own code pages count in the previews at once, and only for it") {
+  const int before = base::AnsiPage().number();
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", kDos);
+  rig.Start();
+  settings::ImportSetting& setting = rig.form->state().setting;
+  rig.screen.input = "plain";
+  rig.form->BtnSaveSetting_Click();
+  setting.AnsiPage = 1252;
+  setting.OemPage = 850;
+  setting.OemConvert = true;
+  rig.screen.input = "dos";
+  rig.form->BtnSaveSetting_Click();
+  for (const char* name : {"plain", "dos", "plain"}) {
+    rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
+      Pick(list.LBoxSettings, name);
+      list.BtnOpen.UserClick();
+    });
+    rig.c->BtnSettings.UserClick();
+    const bool dos = name == std::string("dos");
+    CHECK(base::AnsiPage().number() == (dos ? 1252 : before));
+    CHECK(rig.c->PreviewText.items()[0] == (dos ? "Stra\xDF"
+                                                  "e,1"
+                                                : "Stra\xE1"
+                                                  "e,1"));
+    rig.c->BtnNext.UserClick();
+    CHECK(rig.c->PreviewGrid.cell(1, 0) == (dos ? "K\xF6ln" : "K\x94ln"));
+    rig.c->BtnPrev.UserClick();
+    CHECK(rig.screen.boxes.size() == 2);  // the two names
+  }
+  rig.form->state().setting.AnsiPage = 1252;
+  rig.form->Form_Unload();
+  CHECK(base::AnsiPage().number() == before);
+}
+
+TEST_CASE("Options redraw the preview when they are confirmed") {
+  struct Row {
+    const char* file;
+    std::function<void(wizard::frmAdvanced&)> act;
+    const char* first;  // cells of the first row
+    const char* status;
+  };
+  const Row kRows[] = {
+      {"a,b\r\nc,d\r\n", [](wizard::frmAdvanced& f) { f.EdtStartLine.UserText("2"); }, "c|d",
+       "All records shown have 2 fields."},
+      {"a,b\r\nc,d\r\n", [](wizard::frmAdvanced& f) { f.CBoxUpper.UserClick(); }, "A|B",
+       "All records shown have 2 fields."},
+      {"a,b#c,d#e",
+       [](wizard::frmAdvanced& f) {
+         f.RBtnOther.UserClick();
+         f.EdtOtherChar.UserText("#");
+       },
+       "a|b", "1 record with another number of fields than most (in bold)."},
+      {"a,b\rc,d\r", [](wizard::frmAdvanced& f) { f.RBtnCR.UserClick(); }, "a|b",
+       "All records shown have 2 fields."},
+      {"ab,cd,ef,",
+       [](wizard::frmAdvanced& f) {
+         f.RBtnNoSeparator.UserClick();
+         f.EdtRecLength.UserText("3");
+       },
+       "ab|", "All records shown have 2 fields."},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.file);
+    WizardRig rig;
+    rig.host.properties().ImportDBName = rig.File("in.csv", row.file);
+    rig.Start();
+    rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+    rig.c->BtnNext.UserClick();
+    if (!rig.c->CBoxComma.value()) rig.c->CBoxComma.UserClick();
+    rig.screen.In<wizard::frmAdvanced>("frmAdvanced", [&](wizard::frmAdvanced& options) {
+      row.act(options);
+      options.bntOK.UserClick();
+    });
+    rig.c->BtnAdvanced.UserClick();
+    std::string first;
+    for (const auto& cell : rig.c->PreviewGrid.rows().at(0))
+      first += (first.empty() ? "" : "|") + cell.text;
+    CHECK(first == row.first);
+    CHECK(rig.c->LblStatus.caption() == row.status);
+  }
+}
+
+}  // namespace kelvorin::tests
