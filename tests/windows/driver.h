@@ -72,8 +72,9 @@ class Driver {
     }
     const QString& wanted = steps_.front().window;
     if (window->objectName() != wanted && !window->inherits(wanted.toLatin1().constData())) return;
-    // Focus and shortcuts are there once the window is the active one.
-    if (!window->isVisible() || (!window->isActiveWindow() && waited_.elapsed() < 3000)) return;
+    if (!window->isVisible()) return;
+    // Focus and shortcuts are there once the window is the active one; a run does not wait for it.
+    if (wanted != u"frmProgress" && !window->isActiveWindow() && waited_.elapsed() < 3000) return;
     const Step step = std::move(steps_.front());
     steps_.pop_front();
     busy_ = true;

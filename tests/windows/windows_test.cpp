@@ -1,6 +1,7 @@
 // The real windows, driven: what the user does reaches the form, what the form says is shown.
 
 #include "control/kelvorin.h"
+#include "control/qt/kelvorin_control.h"
 #include "database/api/engine.h"
 #include "database/drivers/register_drivers.h"
 #include "tests/support/memory_database.h"
@@ -15,6 +16,7 @@
 #include "wizard/qt/form_window.h"
 #include "wizard/qt/qt_platform.h"
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDialog>
@@ -29,6 +31,9 @@
 #include <QScrollBar>
 #include <QTabBar>
 #include <QTableWidget>
+
+#include <memory>
+#include <thread>
 
 namespace kelvorin::tests {
 
@@ -369,6 +374,157 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
     });
     CHECK(answer == row.answer);
   }
+}
+
+TEST_CASE("Errors during a run are asked about; rejected records are shown, saved and read again") {
+  Shop shop;
+  const std::string file = shop.folder.File("in.csv");
+  WriteWhole(file, "axe,3\r\npen,x\r\nsaw,4\r\npin,y\r\n");
+  const std::string saved = shop.folder.File("again.csv");
+  shop.control.ImportDBName(file);
+  shop.control.ShowSummary(false);
+  Driver drive;
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnMapInOrder");
+  drive.Click("frmKelvorin", "BtnFinish");
+  for (const char* text : {"Continue the import ?", "Continue the import without displaying"})
+    drive.Do("QMessageBox", [text](QWidget& window) {
+      CHECK(dynamic_cast<QMessageBox&>(window).text().contains(QLatin1String(text)));
+      for (const QWidget* other : QApplication::topLevelWidgets())
+        if (other->objectName() == "frmKelvorin")
+          other->findChild<QAbstractButton*>("BtnFinish")->click();  // runs nothing
+      QTest::keyClick(&window, Qt::Key_Return);
+    });
+  drive.Click("frmKelvorin", "BtnRejected");
+  drive.Do("frmRejected", [](QWidget& window) {
+    const auto& grid = Child<QTableWidget>(window, "GrdRejected");
+    REQUIRE(grid.rowCount() == 2);
+    QStringList cells;
+    for (int c = 0; c < 3; ++c) cells += grid.item(1, c)->text();
+    CHECK(cells == QStringList{"4", "AMOUNT", "y"});
+    CHECK(grid.item(1, 3)->text().contains("y"));
+  });
+  drive.Click("frmRejected", "BtnSaveRejected");
+  drive.Do("QFileDialog", [&](QWidget& window) {
+    Child<QLineEdit>(window, "fileNameEdit").setText(QString::fromStdString(saved));
+    QTest::keyClick(&window, Qt::Key_Return);
+  });
+  drive.Do("frmRejected", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Escape); });
+  drive.Click("frmKelvorin", "BtnCancel");
+  drive.Run([&] { shop.control.Execute(); });
+  CHECK(shop.Count() == 2);  // one run, though Finish was pressed again
+  CHECK(ReadWhole(saved) == "pen,x\r\npin,y\r\n");
+
+  WriteWhole(saved, "pen,1\r\npin,2\r\n");  // mended
+  shop.control.ImportDBName(saved);
+  std::string last = "__LastSetting__";
+  CHECK(shop.control.BatchImport(last) == 0);
+  CHECK(shop.Count() == 4);
+}
+
+TEST_CASE("The host closes its form while an import runs") {
+  Shop shop;
+  const std::string file = shop.folder.File("in.csv");
+  WriteWhole(file, Lines(300000, "article %d,%d\r\n"));
+  auto host = std::make_unique<QWidget>();
+  auto* control = new KelvorinControl(host.get());
+  control->setDataBaseName(QString::fromStdString(shop.folder.path()));
+  control->setConnectString(KelvorinControl::FOXPRO26);
+  control->setTableName("GOODS");
+  control->setIniFile(QString::fromStdString(shop.folder.File("k.ini")));
+  control->setImportDBName(QString::fromStdString(file));
+  Driver drive;
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnNext");
+  drive.Click("frmKelvorin", "BtnMapInOrder");
+  drive.Click("frmKelvorin", "BtnFinish");
+  drive.Do("frmProgress", [&](QWidget&) { host.reset(); });
+  drive.Run([&] { control->Execute(); });
+  CHECK(host == nullptr);
+  CHECK(shop.Count() < 300000);
+  CHECK(QApplication::activeModalWidget() == nullptr);
+}
+
+TEST_CASE("Sources behind the logon: an Access file and a data source") {
+  Shop shop;
+  WriteWhole(shop.folder.File("odbcinst.ini"), "[SQLite3]\nDriver=libsqlite3odbc.so\n");
+  WriteWhole(shop.folder.File("odbc.ini"),
+             "[stock]\nDriver=SQLite3\nDatabase=" + shop.folder.File("s.sqlite") + "\n");
+  WriteWhole(shop.folder.File("s.sqlite"), "");
+  qputenv("ODBCSYSINI", QByteArray::fromStdString(shop.folder.path()));
+  qputenv("ODBCINI", QByteArray::fromStdString(shop.folder.File("odbc.ini")));
+  database::TableDef table;
+  table.Name = "parts";
+  table.Fields.resize(2);
+  table.Fields[0].Name = "name";
+  table.Fields[0].Size = 20;
+  table.Fields[1].Name = "amount";
+  table.Fields[1].Type = values::TypeCode::kLong;
+  const std::string mdb = shop.folder.File("s.mdb");
+  REQUIRE(shop.engine.CreateDatabase(mdb, {}).ok());
+  auto access = shop.engine.OpenDatabase(mdb, false, false, {});
+  REQUIRE((*access)->CreateTable(table).ok());
+  REQUIRE((*access)->Close().ok());
+  auto data_source = shop.engine.OpenDatabase({}, false, false, "ODBC;DSN=stock;");
+  REQUIRE_MESSAGE(data_source.ok(), std::string(data_source.status().message()));
+  for (const char* sql : {"CREATE TABLE parts(name VARCHAR(20), amount INTEGER)",
+                          "INSERT INTO parts VALUES('axe', 3)"})
+    REQUIRE((*data_source)->Execute(sql, database::kSqlPassThrough).ok());
+  REQUIRE((*data_source)->Close().ok());
+
+  for (const bool odbc : {false, true}) {
+    CAPTURE(odbc);
+    Driver drive;
+    drive.Do("frmKelvorin", [&](QWidget& window) {
+      QTest::keyClicks(&Child<QComboBox>(window, "CBoxTypeFormat"), odbc ? "ODBC" : "Access");
+      CHECK_FALSE(Child<QComboBox>(window, "lstTables").isEnabled());
+    });
+    drive.Click("frmKelvorin", "BtnBrowseFiles");
+    drive.Do("frmODBCLogon", [&](QWidget& window) {
+      CHECK(Child<QAbstractButton>(window, "BtnOk").isEnabled() == odbc);
+      if (odbc) {
+        CHECK(Child<QComboBox>(window, "CBoxDataSources").currentText() == "stock");
+      } else {
+        QTest::keyClicks(&Child<QLineEdit>(window, "EdtDBName"), QString::fromStdString(mdb));
+      }
+      QTest::keyClick(&window, Qt::Key_Return);
+    });
+    drive.Do("frmKelvorin", [](QWidget& window) {
+      CHECK(Child<QComboBox>(window, "lstTables").currentText() == "parts");
+      CHECK(Child<QTableWidget>(window, "PreviewGrid").columnCount() == 2);
+    });
+    drive.Click("frmKelvorin", "BtnNext");
+    drive.Click("frmKelvorin", "BtnMapEqualNames");
+    drive.Click("frmKelvorin", "BtnFinish");
+    drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
+    drive.Click("frmKelvorin", "BtnCancel");
+    drive.Run([&] { shop.control.Execute(); });
+    CHECK(shop.control.LastError() == "");
+    CHECK(shop.Count() == (odbc ? 1 : 0));
+  }
+}
+
+TEST_CASE("The break editor tells where it stands; another thread is refused") {
+  textsource::BreakList breaks;
+  wizard::BreakEditor editor(breaks);
+  editor.SetLines({"abcdefghij"});
+  wizard::qt::BreakView view(nullptr, editor);
+  editor.Add(4);
+  view.MoveCaret(4);
+  QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(&view);
+  REQUIRE(seen != nullptr);
+  CHECK(seen->role() == QAccessible::Slider);
+  CHECK(seen->text(QAccessible::Value) == "Break at 4");
+  REQUIRE(seen->valueInterface() != nullptr);
+  seen->valueInterface()->setCurrentValue(99);
+  CHECK(seen->valueInterface()->currentValue().toInt() == 11);
+
+  QtPlatform platform;
+  Kelvorin control(&platform);
+  std::thread([&] { control.Execute(); }).join();
+  CHECK(control.LastError() ==
+        "The import wizard cannot be shown: it must be opened from the thread of the windows");
 }
 
 }  // namespace kelvorin::tests

@@ -3,6 +3,7 @@
 #include "base/code_page.h"
 #include "wizard/qt/text.h"
 
+#include <QAccessibleWidget>
 #include <QFontDatabase>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -22,12 +23,44 @@ QString Visible(char32_t character) {
   return QString::fromUcs4(&character, 1);
 }
 
+// The break editor as assistive programs see it: a value that arrow keys move, the caret's
+// position, with the breaks in its description.
+class SeenBreaks final : public QAccessibleWidget, public QAccessibleValueInterface {
+ public:
+  explicit SeenBreaks(BreakView* view)
+      : QAccessibleWidget(view, QAccessible::Slider), view_(*view) {}
+
+  void* interface_cast(QAccessible::InterfaceType type) override {
+    if (type == QAccessible::ValueInterface) return static_cast<QAccessibleValueInterface*>(this);
+    return QAccessibleWidget::interface_cast(type);
+  }
+  QString text(QAccessible::Text kind) const override {
+    if (kind != QAccessible::Value) return QAccessibleWidget::text(kind);
+    const QString at = QString::number(view_.caret());
+    return view_.AtBreak() ? Caption("Break at") + u' ' + at : at;
+  }
+  QVariant currentValue() const override { return view_.caret(); }
+  void setCurrentValue(const QVariant& value) override { view_.MoveCaret(value.toInt()); }
+  QVariant minimumValue() const override { return 1; }
+  QVariant maximumValue() const override { return view_.LastPosition(); }
+  QVariant minimumStepSize() const override { return 1; }
+
+ private:
+  BreakView& view_;
+};
+
+QAccessibleInterface* SeeBreaks(const QString&, QObject* object) {
+  auto* view = dynamic_cast<BreakView*>(object);
+  return view != nullptr ? new SeenBreaks(view) : nullptr;
+}
+
 }  // namespace
 
 BreakView::BreakView(QWidget* parent, BreakEditor& editor)
     : QAbstractScrollArea(parent), editor_(editor) {
   setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
   setFocusPolicy(Qt::StrongFocus);
+  QAccessible::installFactory(SeeBreaks);  // a second time changes nothing
   viewport()->setMouseTracking(true);
   viewport()->setBackgroundRole(QPalette::Base);
   viewport()->setAutoFillBackground(true);
@@ -55,9 +88,18 @@ int BreakView::BreakNear(int x) const {
   return 0;
 }
 
+bool BreakView::AtBreak() const {
+  return editor_.Has(caret_);
+}
+int BreakView::LastPosition() const {
+  return static_cast<int>(std::max<std::size_t>(editor_.width(), 1)) + 1;
+}
+
 void BreakView::Refresh() {
   UpdateScrollBars();
   viewport()->update();
+  QAccessibleEvent changed(this, QAccessible::DescriptionChanged);
+  QAccessible::updateAccessibility(&changed);
 }
 
 void BreakView::UpdateScrollBars() {
@@ -190,7 +232,9 @@ void BreakView::mouseDoubleClickEvent(QMouseEvent* event) {
 // --- Keyboard
 
 void BreakView::MoveCaret(int to) {
-  caret_ = std::clamp(to, 1, static_cast<int>(std::max<std::size_t>(editor_.width(), 1)) + 1);
+  caret_ = std::clamp(to, 1, LastPosition());
+  QAccessibleValueChangeEvent moved(this, caret_);
+  QAccessible::updateAccessibility(&moved);
   const int x = kLeft + caret_ * CellWidth();
   if (x < horizontalScrollBar()->value()) horizontalScrollBar()->setValue(x - CellWidth() * 4);
   if (x > horizontalScrollBar()->value() + viewport()->width() - CellWidth())

@@ -17,6 +17,11 @@ class BreakView final : public QAbstractScrollArea {
   /// Draws anew after lines or breaks have changed.
   void Refresh();
   int caret() const noexcept { return caret_; }
+  void MoveCaret(int to);
+  /// Whether the caret stands at a break.
+  bool AtBreak() const;
+  /// Where the caret can stand last.
+  int LastPosition() const;
   /// Centre of a break position on the viewport.
   QPoint PointOf(int position) const;
   /// Runs an edit of the user.
@@ -27,7 +32,6 @@ class BreakView final : public QAbstractScrollArea {
   int RowHeight() const;
   int PositionAt(int x) const;
   int BreakNear(int x) const;  // 0 for none
-  void MoveCaret(int to);
   void Edit(const std::function<void()>& act);
   void UpdateScrollBars();
   void DrawRuler(QPainter& painter) const;
