@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
@@ -75,10 +77,14 @@ Status ImportRun::OpenTableSource() {
   return Status();
 }
 
-// A folder or file name without separators at its end.
-static std::string_view PlainPath(std::string_view path) {
-  while (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.remove_suffix(1);
-  return path;
+// Whether both name one folder or file; it may be spelled in several ways, and linked to.
+static bool IsSamePlace(std::string_view a, std::string_view b) {
+  const auto plain = [](std::string_view path) {
+    while (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.remove_suffix(1);
+    return path.empty() ? std::string_view(".") : path;
+  };
+  std::error_code error;
+  return plain(a) == plain(b) || std::filesystem::equivalent(plain(a), plain(b), error);
 }
 
 bool ImportRun::IsTargetItself() const {
@@ -87,7 +93,7 @@ bool ImportRun::IsTargetItself() const {
   const auto table = [&](std::string_view name) {
     return is_file ? base::BaseNamePart(name) : name;
   };
-  return PlainPath(in_.source.SourceDBName) == PlainPath(in_.target.database->Name()) &&
+  return IsSamePlace(in_.source.SourceDBName, in_.target.database->Name()) &&
          base::EqualIgnoreCase(table(in_.source.file_name), table(in_.target.table_name));
 }
 

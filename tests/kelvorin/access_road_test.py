@@ -361,7 +361,7 @@ class AccessRoad(unittest.TestCase):
                     stored = [[plain(v, k) for v, k in zip(row, kinds)] for row in read()]
                     self.assertEqual(stored, [[plain(v, k) for v, k in zip(row, kinds)] for row in records])
 
-    # On a server the table is there already: --create makes tables in files only.
+    # On a server the table is there already, so that its types are not ours.
     COPY_TABLE = ('create table "COPY"(id integer, name varchar(60), amt numeric(10,2), ratio double precision, '
                   "day date, ok boolean, note text)")
 
@@ -395,6 +395,18 @@ class AccessRoad(unittest.TestCase):
         if server is not None:
             server[1]('drop table if exists "COPY"; ' + self.COPY_TABLE)
             yield server[0], lambda: server[1]('select * from "COPY" order by 1')
+
+    def test_a_table_is_not_appended_to_itself(self):
+        path = self.folder / "self.mdb"
+        kelvorin("create", f"Access:{path}", "T", "A:Text:5")
+        kelvorin("import", self.write_csv("s.csv", [["x"], ["y"]]), "--into", f"Access:{path}", "--table", "T",
+                 "--map-in-order")
+        link = self.folder / "link.mdb"
+        link.symlink_to(path)
+        for other in (path, f"{self.folder}/../{self.folder.name}/self.mdb", link):
+            kelvorin("import", f"Access:{other}", "--source-table", "t", "--into", f"Access:{path}", "--table", "T",
+                     "--map-in-order", check=3)
+            self.assertEqual(len(dump(f"Access:{path}", "T")), 3)
 
     # --- Files after long random work, and other programs' files that we wrote to
 
