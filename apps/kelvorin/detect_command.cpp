@@ -59,8 +59,7 @@ int Detect(const DetectOptions& options) {
     for (int position : positions) list += (list.empty() ? "" : ", ") + std::to_string(position);
     std::printf("breaks            %s\n", list.c_str());
   }
-  std::printf("certainty         %d %% (%d of %d lines have %d fields)\n", report.certainty_percent,
-              report.lines_agreeing, report.lines, report.fields);
+  std::printf("certainty         %s\n", CertaintyWords(report).c_str());
   if (!report.hint.empty()) std::printf("hint              %s\n", report.hint.c_str());
   std::printf("\n");
   for (const std::string& line : lines) std::printf("%s\n", line.c_str());

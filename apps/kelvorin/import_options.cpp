@@ -111,15 +111,6 @@ std::int32_t FormatNumber(const std::string& word) {
   return word == "fixed" ? 1 : word == "html" ? 2 : 0;
 }
 
-// What was detected where nobody said it, for a note to the user.
-std::string LayoutNote(const textsource::DetectedLayout& layout) {
-  const textsource::DetectionReport& report = layout.report;
-  return "detected: " + LayoutWords(layout) + " (" + std::to_string(report.certainty_percent) +
-         " % certain: " + std::to_string(report.lines_agreeing) + " of " +
-         std::to_string(report.lines) + " lines have " + std::to_string(report.fields) +
-         " fields)" + (report.hint.empty() ? "" : "; " + report.hint);
-}
-
 // The layout of a text file: what was given, the rest as detected.
 Status MakeTextLayout(const ImportOptions& options, const std::string& file, ImportJob& job) {
   settings::ImportSetting& setting = job.setting;
@@ -161,7 +152,11 @@ Status MakeTextLayout(const ImportOptions& options, const std::string& file, Imp
   const bool worth_saying = detected->report.certainty_percent < kSure || format.quote != 0 ||
                             detected->rule != textsource::CutRule::kDelimited ||
                             !detected->report.hint.empty();
-  if (all_detected && worth_saying) job.hint = LayoutNote(*detected);
+  if (all_detected && worth_saying) {
+    const textsource::DetectionReport& report = detected->report;
+    job.hint = "detected: " + LayoutWords(*detected) + "; certainty " + CertaintyWords(report);
+    if (!report.hint.empty()) job.hint += "; " + report.hint;
+  }
   return Status();
 }
 

@@ -55,4 +55,10 @@ std::string LayoutWords(const textsource::DetectedLayout& layout) {
   return words;
 }
 
+std::string CertaintyWords(const textsource::DetectionReport& report) {
+  return std::to_string(report.certainty_percent) + " % (" + std::to_string(report.lines_agreeing) +
+         " of " + std::to_string(report.lines) + " lines have " + std::to_string(report.fields) +
+         (report.fields == 1 ? " field)" : " fields)");
+}
+
 }  // namespace kelvorin::app

@@ -9,5 +9,7 @@ namespace kelvorin::app {
 
 /// "delimited by semicolon, records end with CR LF".
 std::string LayoutWords(const textsource::DetectedLayout& layout);
+/// "100 % (9 of 9 lines have 8 fields)".
+std::string CertaintyWords(const textsource::DetectionReport& report);
 
 }  // namespace kelvorin::app

@@ -118,6 +118,11 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
     Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
           "table '" + table.Name + "' cannot be made with its index '" + table.Indexes[0].Name +
               "': this driver makes no indexes");
+  for (const FieldDef& field : table.Fields)
+    if (field.AutoIncrement)
+      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+            "table '" + table.Name + "' cannot be made: its field '" + field.Name +
+                "' would have to be numbered automatically, which this driver makes no fields for");
   NewTable plan = PlanTable(table, product_);
 
   const std::string existing = FindTableFile(fs, folder_, table.Name);

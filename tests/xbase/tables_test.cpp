@@ -116,6 +116,9 @@ TEST_CASE("what a product cannot hold is refused before anything is made") {
   table.Name = "T";
   table.Indexes.emplace_back().Name = "BY_A";
   CHECK(folder->CreateTable(table).message().find("'BY_A'") != std::string_view::npos);
+  table.Indexes.clear();
+  table.Fields[0].AutoIncrement = true;
+  CHECK(folder->CreateTable(table).code() == Code::kNotSupported);
 }
 
 TEST_CASE("table files are found and named without regard to case") {
