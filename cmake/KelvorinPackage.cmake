@@ -53,16 +53,19 @@ endif()
 if(TARGET kelvorin-designer)
   # Qt's own folder is where form designers look; below another prefix the plug-in is found through
   # QT_PLUGIN_PATH.
-  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" OR CMAKE_INSTALL_PREFIX STREQUAL QT6_INSTALL_PREFIX)
-    cmake_path(ABSOLUTE_PATH QT6_INSTALL_PLUGINS BASE_DIRECTORY "${QT6_INSTALL_PREFIX}" NORMALIZE
-               OUTPUT_VARIABLE kv_plugins)
-  else()
-    set(kv_plugins "${CMAKE_INSTALL_LIBDIR}/qt6/plugins")
+  set(KELVORIN_DESIGNER_FOLDER "" CACHE PATH
+      "Where the plug-in for the form designer is installed; empty: Qt's folder, or below the prefix")
+  set(kv_plugins "${KELVORIN_DESIGNER_FOLDER}")
+  if(kv_plugins STREQUAL "")
+    set(kv_plugins "${CMAKE_INSTALL_LIBDIR}/qt6/plugins/designer")
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" OR CMAKE_INSTALL_PREFIX STREQUAL QT6_INSTALL_PREFIX)
+      cmake_path(ABSOLUTE_PATH QT6_INSTALL_PLUGINS BASE_DIRECTORY "${QT6_INSTALL_PREFIX}" NORMALIZE
+                 OUTPUT_VARIABLE kv_plugins)
+      cmake_path(APPEND kv_plugins designer)
+    endif()
   endif()
-  set(KELVORIN_DESIGNER_FOLDER "${kv_plugins}/designer" CACHE PATH
-      "Where the plug-in for the form designer is installed")
   set_target_properties(kelvorin-designer PROPERTIES INSTALL_RPATH "${CMAKE_INSTALL_FULL_LIBDIR}")
-  install(TARGETS kelvorin-designer LIBRARY DESTINATION "${KELVORIN_DESIGNER_FOLDER}")
+  install(TARGETS kelvorin-designer LIBRARY DESTINATION "${kv_plugins}")
 endif()
 
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/KelvorinConfigVersion.cmake"
