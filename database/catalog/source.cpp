@@ -95,15 +95,19 @@ Result<std::unique_ptr<database::Database>> OpenSourceDatabase(database::DBEngin
   if (row == nullptr || row->family == Family::kText)
     return Status(Code::kInvalidArgument,
                   "a source of kind " + std::to_string(kind) + " is no database");
+  // A source that may only be read is good enough.
+  const auto open = [&](std::string_view name, const std::string& connect) {
+    auto opened = engine.OpenDatabase(name, true, false, connect);
+    if (opened.ok() || opened.status().code() != Code::kReadOnly) return opened;
+    return engine.OpenDatabase(name, false, true, connect);
+  };
   if (row->family == Family::kAccess)
-    return engine.OpenDatabase(source.SourceDBName, true, false,
-                               TableConnectString({}, source.password));
+    return open(source.SourceDBName, TableConnectString({}, source.password));
   const bool has_own = !source.SourceConnectString.empty();
   const bool here = row->family != Family::kOdbc && source.SourceDBName.empty();
   const std::string_view name = here ? std::string_view(".") : source.SourceDBName;
-  return engine.OpenDatabase(
-      name, true, false,
-      TableConnectString(has_own ? source.SourceConnectString : row->type_word, source.password));
+  return open(name, TableConnectString(has_own ? source.SourceConnectString : row->type_word,
+                                       source.password));
 }
 
 }  // namespace kelvorin::catalog

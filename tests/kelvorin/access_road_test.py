@@ -408,6 +408,22 @@ class AccessRoad(unittest.TestCase):
                      "--map-in-order", check=3)
             self.assertEqual(len(dump(f"Access:{path}", "T")), 3)
 
+    @unittest.skipIf(os.geteuid() == 0 and not shutil.which("setpriv"), "no setpriv to become another account")
+    def test_a_source_that_may_only_be_read(self):
+        path = self.folder / "read.mdb"
+        kelvorin("create", f"Access:{path}", "T", "A:Text:5")
+        kelvorin("import", self.write_csv("s.csv", [["x"], ["y"]]), "--into", f"Access:{path}", "--table", "T",
+                 "--map-in-order")
+        path.chmod(0o444)
+        self.folder.chmod(0o755)
+        (self.folder / "out").mkdir(mode=0o777)
+        (self.folder / "out").chmod(0o777)
+        other = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"] if os.geteuid() == 0 else []
+        target = f"DBase4:{self.folder}/out"
+        run(*other, KELVORIN, "import", f"Access:{path}", "--source-table", "T", "--into", target, "--table", "T",
+            "--create")
+        self.assertEqual(dump(target, "T")[1:], [["x"], ["y"]])
+
     # --- Files after long random work, and other programs' files that we wrote to
 
     def test_readers_agree_on_files_after_random_work(self):
