@@ -74,7 +74,10 @@ class Driver {
     if (window->objectName() != wanted && !window->inherits(wanted.toLatin1().constData())) return;
     if (!window->isVisible()) return;
     // Focus and shortcuts are there once the window is the active one; a run does not wait for it.
-    if (wanted != u"frmProgress" && !window->isActiveWindow() && waited_.elapsed() < 3000) return;
+    if (wanted != u"frmProgress" && !window->isActiveWindow() && waited_.elapsed() < 3000) {
+      window->activateWindow();
+      return;
+    }
     const Step step = std::move(steps_.front());
     steps_.pop_front();
     busy_ = true;

@@ -124,6 +124,11 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
     CHECK(grid.columnCount() == 1);
     QTest::mouseClick(&Child<QAbstractButton>(window, "CBoxSemiColon"), Qt::LeftButton, {}, {5, 8});
     CHECK(grid.columnCount() == 2);
+    auto& comma = Child<QAbstractButton>(window, "CBoxComma");
+    for (const bool checked : {true, false}) {  // the letter is a list's on another step
+      QTest::keyClick(&window, Qt::Key_C, Qt::AltModifier);
+      CHECK(QTest::qWaitFor([&] { return comma.isChecked() == checked; }, 2000));
+    }
   });
   drive.Click("frmKelvorin", "BtnNext");
   drive.Do("frmKelvorin", [](QWidget& window) {

@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPainter>
+#include <QScreen>
 #include <QStackedLayout>
 #include <QTabBar>
 #include <QTableWidget>
@@ -194,6 +195,7 @@ class SettingsWindow final : public FormWindow {
     all->setColumnStretch(0, 1);
     SetOrder({&f_.LBoxSettings, &f_.BtnOpen, &f_.BtnDelete, &f_.BtnCancel});
     resize(Pixels(*this, 5400), Pixels(*this, 3900));
+    move(screen()->availableGeometry().center() - rect().center());
   }
 
  private:

@@ -60,10 +60,10 @@ QWidget* FormWindow::Widget(Control& control) {
   made->setAccessibleName(control.accessible_name.empty() ? PlainCaption(control.caption())
                                                           : Caption(control.accessible_name));
   if (control.shortcut != 0) {
+    // Of the widget, not of the window: while it is hidden the letter is another control's.
     auto* shortcut = new QShortcut(
-        QKeySequence(QStringLiteral("Alt+") + QChar::fromLatin1(control.shortcut)), this);
+        QKeySequence(QStringLiteral("Alt+") + QChar::fromLatin1(control.shortcut)), made);
     connect(shortcut, &QShortcut::activated, made, [made] {
-      if (!made->isEnabled() || !made->isVisible()) return;
       if (auto* button = qobject_cast<QAbstractButton*>(made)) {
         button->click();
       } else {

@@ -8,6 +8,8 @@
 #include <QKeyEvent>
 #include <QScrollBar>
 
+#include <algorithm>
+
 namespace kelvorin::wizard::qt {
 namespace {
 
@@ -71,7 +73,8 @@ void MappingTable::StretchColumns() {
     // The marker of column 0 is as wide as its two signs.
     const QString widest = column == 0 ? QStringLiteral("->") : heading;
     const int text = widest.isEmpty() ? 0 : fontMetrics().horizontalAdvance(widest) + 14;
-    const int least = std::max(Pixels(*this, kWidths[column]), text);
+    const int cells = grows ? 0 : sizeHintForColumn(column);
+    const int least = std::max({Pixels(*this, kWidths[column]), text, cells});
     (grows ? grown : fixed) += least;
     if (!grows) setColumnWidth(column, least);
   }
