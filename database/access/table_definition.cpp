@@ -136,7 +136,8 @@ void Reader::LongValueMaps(TableDefinition& table) {
 std::vector<std::byte> ReadChain(PageChannel& channel, std::uint32_t first,
                                  std::vector<std::uint32_t>& chain) {
   std::vector<std::byte> all;
-  for (std::uint32_t page_no = first; page_no != 0;) {
+  std::uint32_t page_no = first;
+  do {  // a catalog may name page 0, which is of another type
     if (chain.size() == kMaxChain || std::find(chain.begin(), chain.end(), page_no) != chain.end())
       channel.Corrupt(first, "its table definition runs in a circle");
     chain.push_back(page_no);
@@ -144,7 +145,7 @@ std::vector<std::byte> ReadChain(PageChannel& channel, std::uint32_t first,
     const base::ByteSpan bytes = page.bytes().subspan(page_no == first ? 0 : 8);
     all.insert(all.end(), bytes.begin(), bytes.end());
     page_no = base::LoadLE32(page.bytes(), 4);
-  }
+  } while (page_no != 0);
   return all;
 }
 
