@@ -16,7 +16,7 @@ set(KELVORIN_LAYERS_database_storage   base base/os)
 set(KELVORIN_LAYERS_database_api       database/values control/contract base)
 set(KELVORIN_LAYERS_database_access    database/api database/values database/storage base)
 set(KELVORIN_LAYERS_database_xbase     database/api database/values database/storage base)
-set(KELVORIN_LAYERS_database_odbc      database/api database/values base)
+set(KELVORIN_LAYERS_database_odbc      database/api database/values base base/os)
 set(KELVORIN_LAYERS_database_drivers
     database/access database/xbase database/odbc database/api database/storage base)
 set(KELVORIN_LAYERS_database_catalog   database/api database/values settings control/contract base)

@@ -2,6 +2,7 @@
 #include <sqlext.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +10,7 @@
 
 #include "bench/odbc/records.h"
 #include "bench/odbc/roads_to_try.h"
+#include "database/odbc/side_table.h"
 
 namespace kelvorin::bench {
 namespace {
@@ -201,6 +203,39 @@ void SendBoundArrays(Bare& bare, const std::string& records, std::size_t chunk) 
   send();
 }
 
+// A file of records attached to the database, copied from by one statement a chunk.
+void SendSideFile(Bare& bare, const std::string& records, std::size_t chunk) {
+  database_odbc::SideTable side(kFieldCount);
+  bare.Send("ATTACH DATABASE '" + side.path() + "' AS side");
+  std::string sql = "INSERT INTO people " + Columns() +
+                    " SELECT c0,c1,c2,c3,c4,CAST(c5 AS TEXT)+0.0,c6,c7,c8,c9 FROM side.r";
+  std::size_t count = 0;
+  const auto send = [&] {
+    if (count == 0) return;
+    side.Write();
+    bare.Send(sql);  // its own transaction
+    side.Clear();
+    count = 0;
+  };
+  ForEachRecord(records, [&](const Fields& fields) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      std::int64_t number = 0;
+      if (!kIsNumber[i]) {
+        side.AddText(fields[i]);
+      } else if (const char* end = fields[i].data() + fields[i].size();
+                 std::from_chars(fields[i].data(), end, number).ptr == end) {
+        side.AddInteger(number);
+      } else {
+        side.AddBytes(fields[i]);
+      }
+    }
+    side.EndRow();
+    if (++count == chunk) send();
+  });
+  send();
+  bare.Send("DETACH DATABASE side");
+}
+
 }  // namespace
 
 void SendBarely(const Place& place, const std::string& records, const std::string& road,
@@ -210,6 +245,8 @@ void SendBarely(const Place& place, const std::string& records, const std::strin
     SendValues(bare, records, chunk, place.kind == "sqlite");
   } else if (road == "unnest") {
     SendUnnest(bare, records, chunk);
+  } else if (road == "side file") {
+    SendSideFile(bare, records, chunk);
   } else if (road == "array parameters") {
     SendArrayParameters(bare, records, chunk);
   } else {

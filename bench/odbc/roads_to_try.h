@@ -17,8 +17,8 @@ struct Place {
 
 // Native: sqlite3 prepared inserts in one transaction, COPY, LOAD DATA.
 void LoadNatively(const Place& place, const std::string& records);
-/// Bare ODBC; `road` is "values", "unnest", "bound arrays" or "array parameters". `chunk` records a
-/// statement.
+/// Bare ODBC; `road` is "values", "side file", "unnest", "bound arrays" or "array parameters".
+/// `chunk` records a statement.
 void SendBarely(const Place& place, const std::string& records, const std::string& road,
                 std::size_t chunk);
 /// Runs one statement through a connection of its own.

@@ -51,6 +51,7 @@ void RecordBatch::Clear() noexcept {
   text_.clear();
   records_.clear();
   ends_.clear();
+  ++generation_;
 }
 
 // --- ChunkPoster
@@ -87,7 +88,11 @@ Status ChunkPoster::Add(std::int64_t record_no, const database::LiteralRow& row)
   const bool late = now - waiting_since_ >= kLongestWaitMilliseconds;
   if (late) return Flush();
   const std::size_t unsent = batch_.size() - sent_;
-  if (unsent >= chunk_records_ || batch_.BytesFrom(sent_) >= limits_.most_bytes) {
+  const bool enough =
+      limits_.whole_batches
+          ? unsent >= limits_.commit_records || batch_.BytesFrom(sent_) >= kMostUncommittedBytes
+          : unsent >= chunk_records_ || batch_.BytesFrom(sent_) >= limits_.most_bytes;
+  if (enough) {
     SendWaiting();
     if (!stopped_ && in_transaction_ &&
         (sent_ >= limits_.commit_records || batch_.BytesFrom(0) >= kMostUncommittedBytes))

@@ -18,6 +18,13 @@
 
 namespace kelvorin::database_odbc {
 
+/// Records first to end - 1 of a batch.
+struct BatchRange {
+  std::size_t first;
+  std::size_t end;
+  std::size_t size() const noexcept { return end - first; }
+};
+
 /// Records waiting, in UTF-8, one after another in one text.
 class RecordBatch {
  public:
@@ -30,6 +37,11 @@ class RecordBatch {
   std::size_t BytesFrom(std::size_t i) const noexcept {
     return i < records_.size() ? text_.size() - records_[i].from : 0;
   }
+  std::size_t Bytes(BatchRange range) const noexcept {
+    return BytesFrom(range.first) - BytesFrom(range.end);
+  }
+  /// Another number after each `Clear`, never 0.
+  std::uint64_t generation() const noexcept { return generation_; }
   std::size_t fields() const noexcept { return fields_; }
   std::int64_t RecordNo(std::size_t i) const noexcept { return records_[i].record_no; }
   /// The record's literals with "," between them.
@@ -48,13 +60,7 @@ class RecordBatch {
   std::vector<Record> records_;
   std::vector<std::size_t> ends_;  // of each literal, from its record's start; fields_ per record
   std::size_t fields_ = 0;
-};
-
-/// Records first to end - 1 of a batch.
-struct BatchRange {
-  std::size_t first;
-  std::size_t end;
-  std::size_t size() const noexcept { return end - first; }
+  std::uint64_t generation_ = 1;
 };
 
 /// Why a statement failed.
@@ -74,6 +80,8 @@ class PostRoad {
     std::size_t most_bytes = 1 << 20;
     /// Records between commits, 0 when every statement commits itself.
     std::size_t commit_records = 0;
+    /// Nothing is sent before so many records wait, or `Flush` is called.
+    bool whole_batches = false;
   };
   virtual ~PostRoad() = default;
   virtual Limits limits() const noexcept = 0;

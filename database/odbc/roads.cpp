@@ -4,6 +4,7 @@
 
 #include "database/odbc/array_road.h"
 #include "database/odbc/parameter_road.h"
+#include "database/odbc/side_road.h"
 #include "database/odbc/sql_road.h"
 #include "database/odbc/target_rules.h"
 
@@ -35,6 +36,7 @@ std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one
     return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
   switch (session.facts().server) {
     case Server::kSqlite:
+      if (auto road = SideRoad::Make(session, into, refuses_doubles, target)) return road;
       limits.most_records = 500;
       limits.commit_records = 10000;
       return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);

@@ -43,14 +43,18 @@ PostFailure SqlRoad::FailureOf(const Error& error) {
 }
 
 PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
+  WriteValues(batch, range);
+  return SendText(sql_);
+}
+
+PostFailure SqlRoad::SendText(std::string_view sql) {
   try {
     if (session_.lost()) {
       ForgetStatement();
       session_.RequireConnection();
     }
     if (!statement_) statement_ = Statement(session_.connection());
-    WriteValues(batch, range);
-    const SQLRETURN result = statement_.Send(sql_);
+    const SQLRETURN result = statement_.Send(sql);
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
     PostFailure failure = FailureOf(statement_);
     if (failure.lost) ForgetStatement();

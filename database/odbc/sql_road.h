@@ -28,6 +28,8 @@ class SqlRoad : public PostRoad {
  protected:
   /// What the statement's diagnostics say, and what that means for the session.
   PostFailure FailureOf(const Statement& statement);
+  /// Sends a statement in UTF-8.
+  PostFailure SendText(std::string_view sql);
   static PostFailure FailureOf(const Error& error);
   Session& session() noexcept { return session_; }
   const std::string& into() const noexcept { return into_; }

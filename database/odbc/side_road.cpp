@@ -1,0 +1,132 @@
+#include "database/odbc/side_road.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "base/M_STRING.h"
+#include "database/api/engine.h"
+
+namespace kelvorin::database_odbc {
+namespace {
+
+constexpr std::size_t kMostRecords = 10000;
+// A smaller batch is not worth a file.
+constexpr std::size_t kLeastBatch = 64;
+// Of a statement that spells its values out.
+constexpr std::size_t kMostListed = 500;
+constexpr std::size_t kMostListedBytes = 900'000;
+
+PostRoad::Limits SideLimits() {
+  PostRoad::Limits limits;
+  limits.most_records = limits.commit_records = kMostRecords;
+  limits.whole_batches = true;
+  return limits;
+}
+
+bool MayHavePoint(database::TypeCode type) {
+  using enum database::TypeCode;
+  return type == kCurrency || type == kSingle || type == kDouble || type == kNumeric ||
+         type == kDecimal || type == kFloat;
+}
+
+}  // namespace
+
+SideRoad::SideRoad(Session& session, const std::string& into, bool refuses_doubles,
+                   const RoadTarget& target)
+    : SqlRoad(session, into, refuses_doubles, SideLimits()), side_(target.fields.size()) {
+  select_ = this->into() + "SELECT ";
+  for (std::size_t i = 0; i < target.fields.size(); ++i) {
+    if (i != 0) select_ += ',';
+    const std::string column = "c" + base::ToDecimal(static_cast<std::int64_t>(i));
+    const int field = target.def.FindField(target.fields[i]);
+    takes_points_.push_back(MayHavePoint(target.def.Fields[static_cast<std::size_t>(field)].Type));
+    // A number with a point stands in the file as bytes: SQLite shall make a number of its digits,
+    // as it does with those in a statement.
+    select_ += takes_points_.back() ? "CASE typeof(" + column + ") WHEN 'blob' THEN CAST(" +
+                                          column + " AS TEXT)+0.0 ELSE " + column + " END"
+                                    : column;
+  }
+}
+
+std::unique_ptr<PostRoad> SideRoad::Make(Session& session, const std::string& into,
+                                         bool refuses_doubles, const RoadTarget& target) {
+  try {
+    std::unique_ptr<SideRoad> road(new SideRoad(session, into, refuses_doubles, target));
+    if (road->Attach()) return road;
+  } catch (const Error&) {
+    // no temporary file
+  }
+  return nullptr;
+}
+
+bool SideRoad::Attach() {
+  Statement statement(session().connection());
+  for (const char* schema : {"kelvorin_side1", "kelvorin_side2"}) {
+    const std::string sql = "ATTACH DATABASE " + Literal(session(), side_.path()) + " AS " + schema;
+    if (!Succeeded(statement.Send(Utf8Name(sql)))) continue;
+    schema_ = schema;
+    select_ += " FROM " + schema_ + ".r WHERE rowid>";
+    return true;
+  }
+  return false;
+}
+
+SideRoad::~SideRoad() {
+  if (schema_.empty() || !session().connection().open()) return;
+  try {
+    Statement(session().connection()).Send("DETACH DATABASE " + schema_);
+  } catch (const Error&) {
+    // it goes with the connection
+  }
+}
+
+void SideRoad::Load(const RecordBatch& batch) {
+  side_.Clear();
+  unfit_.assign(batch.size(), false);
+  for (std::size_t i = 0; i < batch.size(); ++i) {
+    bool fits = true;
+    for (std::size_t field = 0; field < batch.fields(); ++field) {
+      const std::string_view literal = batch.Literal(i, field);
+      std::int64_t number = 0;
+      if (literal.front() == '\'') {
+        side_.AddQuotedText(literal.substr(1, literal.size() - 2));
+      } else if (literal == "NULL") {
+        side_.AddNull();
+      } else if (const auto read =
+                     std::from_chars(literal.data(), literal.data() + literal.size(), number);
+                 read.ec == std::errc() && read.ptr == literal.data() + literal.size()) {
+        side_.AddInteger(number);
+      } else {
+        side_.AddBytes(literal);
+        fits &= takes_points_[field];
+      }
+    }
+    fits &= side_.EndRow();
+    unfit_[i] = !fits;
+  }
+  side_.Write();
+  generation_ = batch.generation();
+}
+
+PostFailure SideRoad::Send(const RecordBatch& batch, BatchRange range) {
+  if (range.size() == 1 || batch.size() < kLeastBatch) return SqlRoad::Send(batch, range);
+  try {
+    // The first chunk of a batch opens its transaction, so nobody reads the file by now.
+    if (generation_ != batch.generation()) Load(batch);
+    const auto at = [&](std::size_t i) { return unfit_.begin() + static_cast<std::ptrdiff_t>(i); };
+    if (std::find(at(range.first), at(range.end), true) != at(range.end)) {
+      if (range.size() <= kMostListed && batch.Bytes(range) <= kMostListedBytes)
+        return SqlRoad::Send(batch, range);
+      PostFailure too_long;  // to be halved
+      too_long.status = Status(Code::kTooLong, "the records are too long for one statement");
+      return too_long;
+    }
+    sql_ = select_ + base::ToDecimal(static_cast<std::int64_t>(range.first)) +
+           " AND rowid<=" + base::ToDecimal(static_cast<std::int64_t>(range.end));
+    return SendText(sql_);
+  } catch (const Error& error) {
+    return FailureOf(error);
+  }
+}
+
+}  // namespace kelvorin::database_odbc

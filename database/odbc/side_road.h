@@ -1,0 +1,40 @@
+#pragma once
+// SQLite's fastest road: a batch of records goes into a file of its own, and each chunk is one
+// INSERT that copies from there. Included by .cpp files of this room only.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "database/odbc/roads.h"
+#include "database/odbc/side_table.h"
+#include "database/odbc/sql_road.h"
+
+namespace kelvorin::database_odbc {
+
+class SideRoad final : public SqlRoad {
+ public:
+  /// Null where the database takes no second file: its texts are not UTF-8, too many are attached,
+  /// or no temporary file can be had. The records then go as lists of values.
+  static std::unique_ptr<PostRoad> Make(Session& session, const std::string& into,
+                                        bool refuses_doubles, const RoadTarget& target);
+  ~SideRoad() override;
+
+  PostFailure Send(const RecordBatch& batch, BatchRange range) override;
+
+ private:
+  SideRoad(Session& session, const std::string& into, bool refuses_doubles,
+           const RoadTarget& target);
+  bool Attach();
+  void Load(const RecordBatch& batch);
+
+  SideTable side_;
+  std::string schema_;              // the name that the file is attached by
+  std::string select_;              // up to the first row's number
+  std::vector<bool> takes_points_;  // fields of numbers that need not be whole
+  std::string sql_;
+  std::uint64_t generation_ = 0;  // of the batch that the file holds; 0: none
+  std::vector<bool> unfit_;       // rows that the file could not take
+};
+
+}  // namespace kelvorin::database_odbc
