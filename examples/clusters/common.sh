@@ -4,6 +4,8 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
 servers=$root/tests/servers
+. "$root/scripts/setup.sh"
+need "${test_packages[@]}" "${cluster_packages[@]}"
 records=${1:-100000}
 load=${KELVORIN_CLUSTER_LOAD:-$root/build/bench/bin/cluster_load}
 [ -x "$load" ] || {
