@@ -111,6 +111,8 @@ void frmAdvanced::Fill(const settings::ImportSetting& setting,
   if (RBtnOther.value()) EdtOtherChar.SetText(setting.RecSepOther);
   if (RBtnNoSeparator.value()) EdtRecLength.SetText(base::ToDecimal(setting.RecLength));
 
+  CBoxQuotedLineEnds.SetValue(setting.QuotedLineEnds != 0);
+  CBoxQuotedLineEnds.SetEnabled(setting.TypeFormat == 0 && setting.UseDelimiter);
   CBoxOem2Ansi.SetValue(setting.OemConvert);
   CBoxUpper.SetValue(setting.Upper);
   CBoxLower.SetValue(setting.Lower);
@@ -172,6 +174,7 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
   if (taken.RecSeparator == 3) taken.RecSepOther = EdtOtherChar.text();
   if (taken.RecSeparator == 4)
     KV_TRY(ReadNumber(EdtRecLength, "The record length", taken.RecLength));
+  taken.QuotedLineEnds = CBoxQuotedLineEnds.value() ? 1 : 0;
   taken.OemConvert = CBoxOem2Ansi.value();
   taken.Upper = CBoxUpper.value();
   taken.Lower = CBoxLower.value();

@@ -61,6 +61,8 @@ class frmAdvanced final : public contract::Form {
   contract::Control RBtnNoSeparator{*this, "RBtnNoSeparator", Kind::kOption,
                                     "&No separator, record length:"};
   contract::Control EdtRecLength{*this, "EdtRecLength", Kind::kEdit};
+  contract::Control CBoxQuotedLineEnds{*this, "CBoxQuotedLineEnds", Kind::kCheck,
+                                       "Line ends inside &quotes are data"};
   contract::Control CBoxOem2Ansi{*this, "CBoxOem2Ansi", Kind::kCheck, "Do&s to Windows"};
   contract::Control CBoxUpper{*this, "CBoxUpper", Kind::kCheck, "&Upper case"};
   contract::Control CBoxLower{*this, "CBoxLower", Kind::kCheck, "&Lower case"};

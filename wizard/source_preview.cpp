@@ -176,9 +176,12 @@ std::string DetectionText(const settings::ImportSetting& setting,
   text += ": " + base::ToDecimal(report.lines_agreeing) + " of " +
           Count(report.lines, "line", "lines") + " have " +
           Count(report.fields, "field", "fields") + ".";
-  if (report.unclosed_lines > 0)
+  if (report.unclosed_lines > 0) {
     text +=
         " " + Count(report.unclosed_lines, "line ends", "lines end") + " inside a text delimiter.";
+    if (setting.QuotedLineEnds == 0)
+      text += " The advanced options tell whether line ends inside quotes are data.";
+  }
   if (!report.hint.empty()) text += " " + report.hint;
   return text;
 }

@@ -64,6 +64,7 @@ class AdvancedWindow final : public FormWindow {
               &f_.EdtOtherChar,
               &f_.RBtnNoSeparator,
               &f_.EdtRecLength,
+              &f_.CBoxQuotedLineEnds,
               &f_.CBoxOem2Ansi,
               &f_.CBoxUpper,
               &f_.CBoxLower,
@@ -113,6 +114,7 @@ class AdvancedWindow final : public FormWindow {
     separators->addWidget(Widget(f_.EdtOtherChar), 1, 1, 1, 2);
     separators->addWidget(Widget(f_.RBtnNoSeparator), 2, 0, 1, 2);
     separators->addWidget(Widget(f_.EdtRecLength), 2, 2);
+    separators->addWidget(Widget(f_.CBoxQuotedLineEnds), 3, 0, 1, 4);
     separators->setColumnStretch(3, 1);
     for (Control* box : {&f_.EdtOtherChar, &f_.EdtRecLength, &f_.EdtStartLine, &f_.EdtNbLineMax})
       Narrow(Widget(*box));
