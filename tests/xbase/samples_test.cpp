@@ -113,6 +113,7 @@ std::string Plain(Folder& folder, std::string_view table) {
 std::int64_t Copy(Recordset& from, Folder& copies, std::string_view name) {
   TableDef def = from.Def();
   def.Name = name;
+  for (FieldDef& field : def.Fields) field.AutoIncrement = false;
   copies.Make(def);
   auto to = copies.Open(name);
   for (; !from.Eof(); (void)from.MoveNext()) {
