@@ -4,23 +4,17 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
+#include "fuzz/require.h"
 #include "settings/setting_store.h"
 
 using namespace kelvorin;
+using fuzz::Require;
 using settings::ImportSetting;
 using settings::IniDocument;
 
 namespace {
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
 
 std::string Join(const IniDocument& document, std::string_view section) {
   std::string text;

@@ -1,25 +1,16 @@
 // Code pages and case pairs over any bytes: what cannot be represented is counted, whole texts
 // return as they were, cutting never leaves half a character. Input: a page and a text.
 
+#include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 #include "base/case_map.h"
 #include "base/code_page.h"
 #include "base/code_page_tables.h"
+#include "fuzz/require.h"
 
 using namespace kelvorin::base;
-
-namespace {
-
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
-
-}  // namespace
+using kelvorin::fuzz::Require;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 2) return 0;

@@ -5,23 +5,18 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "base/M_FILE.h"
+#include "fuzz/require.h"
 #include "tests/textsource/slow_twin.h"
 #include "textsource/format_detection.h"
 
 using namespace kelvorin;
+using fuzz::Require;
 
 namespace {
-
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
 
 const std::string& Path() {
   static const std::string path = "/tmp/kelvorin-text-reader-" + std::to_string(getpid());

@@ -2,14 +2,15 @@
 // is written as a text that reads back as the same value. Input: the type, the habits, the text.
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "database/values/value_format.h"
+#include "fuzz/require.h"
 
 using namespace kelvorin;
+using fuzz::Require;
 using values::DateOrder;
 using values::Kind;
 using values::TypeCode;
@@ -17,12 +18,6 @@ using values::Value;
 using values::ValueFormat;
 
 namespace {
-
-void Require(bool condition, const char* what, std::string_view text) {
-  if (condition) return;
-  std::fprintf(stderr, "broken: %s: %.*s\n", what, static_cast<int>(text.size()), text.data());
-  std::abort();
-}
 
 const ValueFormat& FormatOf(std::uint8_t habits) {
   static const ValueFormat kFormats[] = {
@@ -83,14 +78,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   Require(format.Parse(written, type, back, back_scratch).ok(), "what is written reads", written);
-  const bool same = value.kind == back.kind &&
-                    (value.kind != Kind::kBoolean || value.boolean == back.boolean) &&
-                    (value.kind != Kind::kDouble || value.number == back.number) &&
-                    (value.kind == Kind::kDouble || value.text == back.text) &&
-                    (value.kind != Kind::kDateTime || value.date_time == back.date_time) &&
-                    (value.kind != Kind::kGuid || value.guid == back.guid) &&
-                    ((value.kind != Kind::kInteger && value.kind != Kind::kCurrency) ||
-                     value.integer == back.integer);
+  const bool same =
+      value.kind == back.kind && (value.kind != Kind::kBoolean || value.boolean == back.boolean) &&
+      (value.kind != Kind::kDouble ||
+       (value.number == back.number && std::signbit(value.number) == std::signbit(back.number))) &&
+      (value.kind == Kind::kDouble || value.text == back.text) &&
+      (value.kind != Kind::kDateTime || value.date_time == back.date_time) &&
+      (value.kind != Kind::kGuid || value.guid == back.guid) &&
+      ((value.kind != Kind::kInteger && value.kind != Kind::kCurrency) ||
+       value.integer == back.integer);
   Require(same, "what is written reads back as the same value", written);
+  if (type != TypeCode::kDouble && type != TypeCode::kSingle) return 0;
+  written.clear();
+  format.Append(Value::Double(value.number), written);  // without the digits it was read from
+  Require(format.Parse(written, type, back, back_scratch).ok() && back.number == value.number,
+          "a number alone is written in full", written);
   return 0;
 }
