@@ -10,7 +10,7 @@ build=${1:-$root/build/release}
 [ -e "$build/build.ninja" ] || (cd "$root" && cmake --preset release -B "$build") >/dev/null
 cmake --build "$build" --target kelvorin kelvorin-screenshots kelvorin-designer >/dev/null
 
-demo=/tmp/shop  # is read in the pictures
+demo=/tmp/shop  # a name that reads well in the pictures
 if [ -e "$demo" ]; then echo "$demo is in the way" >&2; exit 1; fi
 home=$(mktemp -d)
 started=()
@@ -39,6 +39,7 @@ export HOME=$home XDG_CONFIG_HOME=$home XDG_RUNTIME_DIR=$home/run QT_QPA_PLATFOR
   QT_QPA_PLATFORMTHEME= LC_ALL=C.UTF-8
 openbox >/dev/null 2>&1 &
 started+=($!)
+for _ in $(seq 100); do xdotool get_desktop >/dev/null 2>&1 && break; sleep 0.1; done
 timeout 120 "$build/bin/kelvorin-screenshots" "$root/docs/images" "$demo"
 
 # The form designer, with the control on a form and its properties: the other panes are closed first.

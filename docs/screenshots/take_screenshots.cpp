@@ -21,9 +21,11 @@
 #include <QTabBar>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdio>
 #include <deque>
 #include <functional>
+#include <thread>
 
 namespace {
 
@@ -52,7 +54,7 @@ class Tour {
   // What the screen shows of a window, once that is what the window means to show.
   void Save(QWidget& window, const char* name) const {
     QImage shown;
-    for (int tries = 0; tries < 25; ++tries) {
+    for (int tries = 0; tries < 250; ++tries) {
       QEventLoop pause;
       QTimer::singleShot(20, &pause, &QEventLoop::quit);
       pause.exec();
@@ -216,6 +218,10 @@ void Visit(const QString& folder, const QString& demo, bool dark) {
   kelvorin::Kelvorin columns(&platform);
   prepare(columns, stock);
   columns.tableName("STOCK");
+  // A host that takes its time, so that progress can be seen.
+  columns.ValidateBeforePost = [count = 0](bool&, bool&) mutable {
+    if (++count % 20 == 0) std::this_thread::sleep_for(std::chrono::microseconds(50));
+  };
   Tour third(folder, suffix);
   third.Press("BtnNext");
   third.Do(
