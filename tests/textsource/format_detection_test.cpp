@@ -80,7 +80,6 @@ TEST_CASE("layouts are guessed from the preview lines") {
       {"semicolons", Fields(20, "name;city;zip"), "delimited ; 5 10"},
       {"a tie gives comma", {"a,b,c;d;e"}, "delimited , 6 8"},
       {"commas are no breaks", {"a,b c,d"}, "delimited , 4"},
-      {"blank-aligned columns", Fields(20, "AB  CD"), "fixed 4"},
       {"a digit before the blanks", Fields(20, "12  AB"), "fixed 2 4"},
       {"lower case counts as letters", Fields(20, "ab  cd"), "fixed 4"},
       {"an accented letter is like a blank",
@@ -183,7 +182,6 @@ TEST_CASE("a layout that nobody confirms follows what weighs better") {
     const char* layout;  // rule, record code, separators, "q" for line ends in quotes
   };
   const Row kRows[] = {
-      {"the guess", "a;b\nc;d\n", "0 2 ; "},
       {"tabs in columns", Times(9, "AB\t12\tC\n"), "0 2 \t "},
       {"HTML", Times(3, "<tr><td>a</td></tr>\r\n"), "2 0 , "},
       {"LF found behind CR LF", Times(4, "a,b\n") + "\r\r\r\r", "0 2 , "},

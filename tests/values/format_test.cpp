@@ -2,10 +2,6 @@
 
 #include <doctest/doctest.h>
 
-#include <array>
-#include <bit>
-#include <cmath>
-#include <random>
 #include <string>
 
 #include "database/values/field_types.h"
@@ -51,7 +47,6 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
   };
   constexpr const char* kNoGuid = "!is no GUID of the form {00000000-0000-0000-0000-000000000000}";
   const Row kRows[] = {
-      {kBoolean, "true", "True"},
       {kBoolean, " OFF ", "False"},
       {kBoolean, "y", "True"},
       {kBoolean, ".F.", "False"},
@@ -66,12 +61,12 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
       {kBinary, "414243", "<ABC>"},
       {kBinary, "4", "!is no row of hexadecimal bytes"},
       {kBinary, "4G", "!is no row of hexadecimal bytes"},
+      {kBinary, "4G", "!is no row of hexadecimal bytes"},
       {kText, " a ", "\" a \""},
       {kText, "", "\"\""},
       {kMemo, "n/a", "Null"},
       {kText, " n/a", "\" n/a\""},
       {kLong, " n/a ", "Null"},
-      {kDate, "", "Null"},
       {static_cast<TypeCode>(13), "1", "!no field type has the code 13"}};
   const ValueFormat format({.null_text = "n/a"});
   for (const Row& row : kRows) {
@@ -83,95 +78,4 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
   std::string text(79, 'x');
   for (int i = 0; i < 40; ++i) text += "\xC3\xA4";
   CHECK(Show(format, text, kLong) == "!'" + std::string(79, 'x') + "...' is no number");
-}
-
-namespace {
-
-Value RandomValue(TypeCode type, std::mt19937_64& random, std::string& room) {
-  const auto bits = static_cast<std::int64_t>(random() >> (random() % 64));
-  const std::int64_t any = random() % 2 == 0 ? bits : -bits;
-  switch (type) {
-    case kBoolean:
-      return Value::Boolean(any % 2 == 0);
-    case kByte:
-      return Value::Integer(any & 255);
-    case kInteger:
-    case kLong:
-      return Value::Integer(static_cast<std::int16_t>(any) * (type == kLong ? 65536 : 1));
-    case kBigInt:
-      return Value::Integer(any);
-    case kCurrency:
-      return Value::Currency(any);
-    case kSingle: {
-      const auto number = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
-      return SingleValue(std::isfinite(number) ? number : 0.0f, room);
-    }
-    case kDouble:
-    case kFloat: {
-      const auto number = std::bit_cast<double>(random());
-      return Value::Double(std::isfinite(number) ? number : 0.0);
-    }
-    case kNumeric:
-    case kDecimal:
-      return Value::Double(static_cast<double>(any) / 1000);
-    case kDate:
-    case kTimeStamp:
-      return Value::Date({static_cast<std::int32_t>(random() % 3652059) - 693593,
-                          random() % 2 == 0 ? 0 : static_cast<std::int32_t>(random() % 86400000)});
-    case kTime:
-      return Value::Date({0, static_cast<std::int32_t>(random() % 86400000)});
-    case kGuid:
-      return Value::OfGuid({std::bit_cast<std::array<std::uint8_t, 16>>(
-          std::array<std::uint64_t, 2>{random(), random()})});
-    case kBinary:
-    case kLongBinary:
-    case kVarBinary:
-    case kText:
-    case kMemo:
-    case kChar:
-      room.clear();
-      for (std::size_t left = 1 + random() % 20; left > 0; --left)
-        room += static_cast<char>(random());
-      return IsText(type) ? Value::Text(room) : Value::Bytes(room);
-  }
-  return {};
-}
-
-bool Equal(const Value& a, const Value& b) {
-  return a.kind == b.kind && a.boolean == b.boolean && a.integer == b.integer &&
-         a.date_time == b.date_time && a.guid == b.guid && a.number == b.number &&
-         std::signbit(a.number) == std::signbit(b.number) &&
-         (a.kind == Kind::kDouble || a.text == b.text);
-}
-
-}  // namespace
-
-TEST_CASE("what is written reads back, under any habits") {
-  const ValueFormat kFormats[] = {
-      ValueFormat::Neutral(),
-      ValueFormat({.date_order = DateOrder::kDayMonthYear,
-                   .decimal = ',',
-                   .thousands = '.',
-                   .date_separator = '.'}),
-      ValueFormat(
-          {.date_order = DateOrder::kMonthDayYear, .thousands = '\0', .date_separator = ' '}),
-  };
-  std::mt19937_64 random(20);
-  std::string room, text, scratch;
-  for (int code = 1; code <= 23; ++code) {
-    const auto type = static_cast<TypeCode>(code);
-    if (FieldType(static_cast<std::int16_t>(code)).empty()) continue;
-    for (int i = 0; i < 1500; ++i) {
-      const ValueFormat& format = kFormats[i % 3];
-      const Value value = RandomValue(type, random, room);
-      text.clear();
-      format.Append(value, text);
-      Value back;
-      const Status status = format.Parse(text, type, back, scratch);
-      CAPTURE(text);
-      CAPTURE(code);
-      REQUIRE_MESSAGE(status.ok(), status.message());
-      REQUIRE(Equal(value, back));
-    }
-  }
 }
