@@ -8,7 +8,10 @@ namespace kelvorin::database_odbc {
 namespace {
 
 constexpr std::size_t kFirstChunk = 64;
-constexpr std::size_t kShrink = 4;  // of the chunk after a failed one
+// How much smaller the chunk gets after a failed one. Where the server tells which record was bad,
+// a failure costs little.
+constexpr std::size_t kShrink = 4;
+constexpr std::size_t kShrinkWhenTold = 2;
 constexpr std::int64_t kLongestWaitMilliseconds = 500;
 constexpr std::size_t kMostUncommittedBytes = 4 << 20;
 
@@ -116,11 +119,12 @@ Status ChunkPoster::Flush() {
 
 bool ChunkPoster::SendWaiting() {
   while (!stopped_ && sent_ < batch_.size()) {
-    const std::size_t end = std::min(batch_.size(), sent_ + chunk_records_);
     const std::size_t failures_before = failures_;
-    SendRange({sent_, end});
+    told_where_ = false;
+    SendSome(std::min(batch_.size(), sent_ + chunk_records_));
+    const std::size_t shrink = told_where_ ? kShrinkWhenTold : kShrink;
     chunk_records_ = failures_ != failures_before
-                         ? std::max<std::size_t>(chunk_records_ / kShrink, 1)
+                         ? std::max<std::size_t>(chunk_records_ / shrink, 1)
                          : std::min(Grown(chunk_records_), limits_.most_records);
   }
   return !stopped_;
@@ -139,8 +143,9 @@ bool ChunkPoster::RefuseRecord(std::size_t record, const PostFailure& failure) {
   return !stopped_;
 }
 
-bool ChunkPoster::SendRange(BatchRange range, bool suspected) {
-  if (suspected && range.size() > 1) return SendHalves(range);
+bool ChunkPoster::SendSome(std::size_t end, bool suspected) {
+  const BatchRange range{sent_, end};
+  if (suspected && range.size() > 1) return SendHalves(end);
   if (limits_.commit_records != 0 && !in_transaction_) {
     const PostFailure begun = road_.Begin();
     in_transaction_ =
@@ -165,20 +170,29 @@ bool ChunkPoster::SendRange(BatchRange range, bool suspected) {
     return RefuseRecord(range.first, failure);
   }
   // A lock held elsewhere says nothing about the records, so looking for the bad one is no use.
-  if (failure.status.code() == Code::kLocked) return SendSingly(range);
-  return SendHalves(range);
+  if (failure.status.code() == Code::kLocked) return SendSingly(end);
+  if (!failure.stopped_at) return SendHalves(end);
+  told_where_ = true;
+  return SendUpTo(*failure.stopped_at) && SendSome(*failure.stopped_at + 1);
 }
 
-bool ChunkPoster::SendHalves(BatchRange range) {
-  const std::size_t middle = range.first + range.size() / 2;
+bool ChunkPoster::SendUpTo(std::size_t end) {
+  while (sent_ < end)
+    if (!SendSome(end)) return false;
+  return true;
+}
+
+bool ChunkPoster::SendHalves(std::size_t end) {
+  const std::size_t middle = sent_ + (end - sent_) / 2;
   const std::size_t failures_before = failures_;
-  if (!SendRange({range.first, middle})) return false;
-  return SendRange({middle, range.end}, failures_ == failures_before);
+  if (!SendUpTo(middle)) return false;
+  const bool suspected = failures_ == failures_before;
+  return SendSome(end, suspected) && SendUpTo(end);
 }
 
-bool ChunkPoster::SendSingly(BatchRange range) {
-  for (std::size_t i = range.first; i < range.end; ++i)
-    if (!SendRange({i, i + 1})) return false;
+bool ChunkPoster::SendSingly(std::size_t end) {
+  while (sent_ < end)
+    if (!SendSome(sent_ + 1)) return false;
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -69,6 +70,8 @@ struct PostFailure {
   std::vector<database::PendingError> errors;
   bool lost = false;       // the server is gone; whether it has the records is unknown
   bool try_again = false;  // the server undid the statement for the sake of another writer
+  /// The record that the server stopped at, where it tells: those of the range before it are good.
+  std::optional<std::size_t> stopped_at;
   bool failed() const noexcept { return !status.ok(); }
 };
 
@@ -114,11 +117,13 @@ class ChunkPoster {
 
  private:
   bool SendWaiting();
-  /// Sends the records in order; false when the posting was ended. A range that is `suspected` to
-  /// hold a bad record, since its other half was good, is not tried whole.
-  bool SendRange(BatchRange range, bool suspected = false);
-  bool SendHalves(BatchRange range);
-  bool SendSingly(BatchRange range);
+  /// Sends the next records in order, up to `end` or to the first bad one; false when the posting
+  /// was ended. Those `suspected` to hold a bad record, since what stood before them was good, are
+  /// not tried whole.
+  bool SendSome(std::size_t end, bool suspected = false);
+  bool SendUpTo(std::size_t end);
+  bool SendHalves(std::size_t end);
+  bool SendSingly(std::size_t end);
   bool Resolve(BatchRange doubtful, const PostFailure& failure);
   bool CommitSent(std::size_t replay_to);
   bool RefuseRecord(std::size_t record, const PostFailure& failure);
@@ -139,6 +144,7 @@ class ChunkPoster {
   std::int64_t waiting_since_ = 0;  // of the first record without outcome
   bool in_transaction_ = false;
   std::size_t failures_ = 0;  // statements that failed
+  bool told_where_ = false;   // one of them with the record that it stopped at
   bool stopped_ = false;
 };
 

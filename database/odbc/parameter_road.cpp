@@ -116,7 +116,11 @@ PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
     Bind(range.size());
     RunTransaction("START TRANSACTION");
     const SQLRETURN result = SQLExecute(prepared_.get());
-    if (!Succeeded(result) && result != SQL_NO_DATA) return Abandon(FailureOf(prepared_));
+    if (!Succeeded(result) && result != SQL_NO_DATA) {
+      PostFailure failure = FailureOf(prepared_);
+      AskWhere(range, failure);
+      return Abandon(std::move(failure));
+    }
     RunTransaction("COMMIT");
     return {};
   } catch (const Error& error) {

@@ -1,8 +1,16 @@
 #include "database/odbc/sql_road.h"
 
+#include "base/M_STRING.h"
 #include "database/api/engine.h"
 
 namespace kelvorin::database_odbc {
+namespace {
+
+// A failed question costs what sending so few records again does.
+constexpr std::size_t kLeastAsked = 6;
+
+}  // namespace
+
 std::string InsertText(const Session& session, const TableEntry& table,
                        const std::vector<std::string>& fields) {
   std::string sql = "INSERT INTO " + SqlName(session, table) + " (";
@@ -17,7 +25,8 @@ SqlRoad::SqlRoad(Session& session, const std::string& into, bool refuses_doubles
     : session_(session),
       into_(Utf8Name(into)),
       refuses_doubles_(refuses_doubles),
-      limits_(limits) {}
+      limits_(limits),
+      tells_where_(session.facts().server == Server::kMariaDb) {}
 
 PostFailure SqlRoad::FailureOf(const Statement& statement) {
   Diagnosis diagnosis = Diagnose(SQL_HANDLE_STMT, statement.get());
@@ -44,7 +53,25 @@ PostFailure SqlRoad::FailureOf(const Error& error) {
 
 PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
   WriteValues(batch, range);
-  return SendText(sql_);
+  PostFailure failure = SendText(sql_);
+  AskWhere(range, failure);
+  return failure;
+}
+
+// Known from MariaDB 10.7 on; an older one refuses the question and is not asked again.
+void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
+  if (!tells_where_ || !failure.failed() || failure.lost || range.size() < kLeastAsked) return;
+  try {
+    const auto rows = QueryRows(session_.connection(),
+                                "BEGIN NOT ATOMIC GET DIAGNOSTICS CONDITION 1 @kelvorin_row = "
+                                "ROW_NUMBER; SELECT @kelvorin_row; END",
+                                "the bad record cannot be found");
+    const std::int64_t row = rows.empty() ? 0 : base::ParseInteger(rows.front().front());
+    if (row >= 1 && row <= static_cast<std::int64_t>(range.size()))
+      failure.stopped_at = range.first + static_cast<std::size_t>(row) - 1;
+  } catch (const Error&) {
+    tells_where_ = false;
+  }
 }
 
 PostFailure SqlRoad::SendText(std::string_view sql) {

@@ -30,6 +30,8 @@ class SqlRoad : public PostRoad {
   PostFailure FailureOf(const Statement& statement);
   /// Sends a statement in UTF-8.
   PostFailure SendText(std::string_view sql);
+  /// Right after a failed statement of several records: notes which one the server stopped at.
+  void AskWhere(BatchRange range, PostFailure& failure);
   static PostFailure FailureOf(const Error& error);
   Session& session() noexcept { return session_; }
   const std::string& into() const noexcept { return into_; }
@@ -44,6 +46,7 @@ class SqlRoad : public PostRoad {
   Limits limits_;
   Statement statement_;
   std::string sql_;
+  bool tells_where_;  // the server numbers the rows of a failed statement
 };
 
 }  // namespace kelvorin::database_odbc
