@@ -83,6 +83,7 @@ PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
   try {
     Fill(batch, range);
     PrepareAndBind();
+    const auto waiting = prepared_.Waits();
     const SQLRETURN result = SQLExecute(prepared_.get());
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
     PostFailure failure = FailureOf(prepared_);

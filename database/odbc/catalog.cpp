@@ -69,6 +69,7 @@ std::vector<IndexDef> ReadStatistics(const Session& session, const TableEntry& t
   const std::string what = "cannot read the indexes of table '" + table.shown + "'";
   Statement statement(session.connection());
   const NameArguments of(table);
+  const auto waiting = statement.Waits();
   statement.Check(SQLStatistics(statement.get(), of.catalog(), SQL_NTS, of.schema(), SQL_NTS,
                                 of.name(), SQL_NTS, SQL_INDEX_ALL, SQL_QUICK),
                   what);
@@ -125,6 +126,7 @@ std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry
   const std::string what = "cannot read the primary key of table '" + table.shown + "'";
   Statement statement(session.connection());
   const NameArguments of(table);
+  const auto waiting = statement.Waits();
   const SQLRETURN result = SQLPrimaryKeys(statement.get(), of.catalog(), SQL_NTS, of.schema(),
                                           SQL_NTS, of.name(), SQL_NTS);
   std::vector<std::string> columns;
@@ -188,6 +190,7 @@ std::vector<TableEntry> ListTables(const Session& session) {
   const ServerFacts& facts = session.facts();
   const bool own_catalog = facts.server == Server::kMariaDb;  // else every database comes back
   Statement statement(session.connection());
+  const auto waiting = statement.Waits();
   statement.Check(SQLTables(statement.get(), own_catalog ? Chars(facts.current_catalog) : nullptr,
                             SQL_NTS, nullptr, 0, nullptr, 0, nullptr, 0),
                   what);

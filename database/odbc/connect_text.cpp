@@ -25,6 +25,7 @@ constexpr Addition kAdditions[] = {
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
     {"OPTION", "2", false},               // MariaDB: an update counts the records it found
     {"READ_TIMEOUT", "600", false},  // MariaDB: seconds for one answer, then the server is lost
+    {"WRITE_TIMEOUT", "600", false},
     {"KeepaliveTime", "60", false},  // PostgreSQL: seconds of silence until the network is tried
     {"KeepaliveInterval", "10", false},
     {"NoCreat", "1", false},         // SQLite: a mistyped name makes no file

@@ -11,10 +11,6 @@ namespace {
 
 using database::PendingError;
 
-// Seconds that a server may take to answer a logon; drivers that know no such attribute have an
-// entry of their connect string for it.
-constexpr SQLULEN kLoginTimeoutSeconds = 15;
-
 SQLPOINTER Number(SQLULEN value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);  // how attributes carry numbers
 }
@@ -131,10 +127,11 @@ Environment::Environment()
 }
 
 Connection::Connection(const Environment& environment, const std::string& text,
-                       const std::string& shown)
+                       const std::string& shown, int logon_seconds)
     : handle_(environment.get(), SQL_HANDLE_ENV, "no ODBC connection can be made") {
   // A driver without this attribute refuses it, which costs nothing.
-  SQLSetConnectAttr(get(), SQL_ATTR_LOGIN_TIMEOUT, Number(kLoginTimeoutSeconds), 0);
+  SQLSetConnectAttr(get(), SQL_ATTR_LOGIN_TIMEOUT, Number(static_cast<SQLULEN>(logon_seconds)), 0);
+  const std::vector<os::SocketIdentity> others = os::ConnectedSockets();
   std::array<SQLCHAR, 1024> completed{};
   SQLSMALLINT length = 0;
   const SQLRETURN result =
@@ -145,23 +142,40 @@ Connection::Connection(const Environment& environment, const std::string& text,
     handle_.Reset();
     ThrowDiagnosis("cannot open the data source '" + shown + "'", std::move(diagnosis));
   }
+  // Another thread may have made a connection in the meantime; then nobody knows whose is which.
+  std::vector<os::SocketIdentity> sockets = os::ConnectedSockets();
+  std::erase_if(sockets, [&](const os::SocketIdentity& socket) {
+    return std::find(others.begin(), others.end(), socket) != others.end();
+  });
+  if (sockets.size() == 1) socket_ = sockets.front();
+}
+
+void Connection::LimitAnswers(int seconds) {
+  if (socket_) watch_ = std::make_shared<AnswerWatch>(*socket_, std::int64_t{seconds} * 1000);
 }
 
 Connection& Connection::operator=(Connection&& other) noexcept {
   if (this != &other) {
     Close();
     handle_ = std::move(other.handle_);
+    socket_ = other.socket_;
+    watch_ = std::move(other.watch_);
   }
   return *this;
 }
 
 void Connection::Close() noexcept {
   if (!handle_) return;
-  if (SQLDisconnect(get()) != SQL_SUCCESS) {  // refused while a transaction is open
-    Rollback();
-    SQLDisconnect(get());
+  {
+    const AnswerWatch::Call waiting(watch_.get());
+    if (SQLDisconnect(get()) != SQL_SUCCESS) {  // refused while a transaction is open
+      Rollback();
+      SQLDisconnect(get());
+    }
+    handle_.Reset();
   }
-  handle_.Reset();
+  watch_.reset();
+  socket_.reset();
 }
 
 std::string Connection::Info(SQLUSMALLINT what) const {
@@ -186,6 +200,7 @@ void Connection::SetAutocommit(bool on) {
 }
 
 void Connection::Commit() {
+  const AnswerWatch::Call waiting(watch_.get());
   const SQLRETURN result = SQLEndTran(SQL_HANDLE_DBC, get(), SQL_COMMIT);
   Check(result, SQL_HANDLE_DBC, get(), "the records cannot be committed");
   if (Dead())
@@ -194,15 +209,34 @@ void Connection::Commit() {
 }
 
 void Connection::Rollback() noexcept {
+  const AnswerWatch::Call waiting(watch_.get());
   if (handle_) SQLEndTran(SQL_HANDLE_DBC, get(), SQL_ROLLBACK);
 }
 
 Statement::Statement(const Connection& connection)
-    : handle_(connection.get(), SQL_HANDLE_DBC, "no further statement can be made") {
+    : watch_(connection.watch_),
+      handle_(connection.get(), SQL_HANDLE_DBC, "no further statement can be made") {
   SQLSetStmtAttr(get(), SQL_ATTR_NOSCAN, Number(SQL_NOSCAN_ON), 0);
 }
 
+Statement& Statement::operator=(Statement&& other) noexcept {
+  if (this != &other) {
+    {
+      const auto waiting = Waits();  // for the end of what it has open
+      handle_ = std::move(other.handle_);
+    }
+    watch_ = std::move(other.watch_);
+  }
+  return *this;
+}
+
+Statement::~Statement() {
+  const auto waiting = Waits();
+  handle_.Reset();
+}
+
 SQLRETURN Statement::Send(std::string_view sql) {
+  const auto waiting = Waits();
   CloseCursor();
   return SQLExecDirect(get(), Chars(sql), static_cast<SQLINTEGER>(sql.size()));
 }
@@ -216,10 +250,12 @@ void Statement::Execute(std::string_view sql, std::string_view what) {
 }
 
 void Statement::CloseCursor() noexcept {
+  const auto waiting = Waits();
   SQLFreeStmt(get(), SQL_CLOSE);
 }
 
 bool Statement::Fetch(std::string_view what) {
+  const auto waiting = Waits();
   const SQLRETURN result = SQLFetch(get());
   if (result == SQL_NO_DATA) return false;
   Check(result, what);

@@ -7,6 +7,8 @@
 #include <sqlext.h>
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,6 +17,7 @@
 #include "base/code_page.h"
 #include "database/api/errors.h"
 #include "database/api/sql_text.h"
+#include "database/odbc/answer_watch.h"
 
 namespace kelvorin::database_odbc {
 
@@ -92,8 +95,10 @@ class Connection {
  public:
   Connection() = default;
   /// `text` is a complete connect string without the leading type word; `shown` names the data
-  /// source in messages.
-  Connection(const Environment& environment, const std::string& text, const std::string& shown);
+  /// source in messages. A server that does not answer the logon is given up after so many seconds
+  /// where the driver knows such a limit.
+  Connection(const Environment& environment, const std::string& text, const std::string& shown,
+             int logon_seconds);
   Connection(Connection&&) noexcept = default;
   Connection& operator=(Connection&& other) noexcept;
   ~Connection() { Close(); }
@@ -101,6 +106,8 @@ class Connection {
   SQLHDBC get() const noexcept { return handle_.get(); }
   bool open() const noexcept { return static_cast<bool>(handle_); }
   void Close() noexcept;
+  /// From now on a server that owes an answer for longer counts as lost.
+  void LimitAnswers(int seconds);
 
   std::string Info(SQLUSMALLINT what) const;
   /// Whether the driver itself knows that the server is gone.
@@ -112,7 +119,11 @@ class Connection {
   void Rollback() noexcept;
 
  private:
+  friend class Statement;
   Handle<SQL_HANDLE_DBC> handle_;
+  std::optional<os::SocketIdentity> socket_;  // the driver's, when it can be told
+  // Shared with the statements, some of which outlive a connection that was lost.
+  std::shared_ptr<AnswerWatch> watch_;
 };
 
 /// A statement handle on an open connection.
@@ -120,7 +131,12 @@ class Statement {
  public:
   Statement() = default;
   explicit Statement(const Connection& connection);
+  Statement(Statement&&) noexcept = default;
+  Statement& operator=(Statement&& other) noexcept;
+  ~Statement();
 
+  /// To be held during every call that may wait for the server.
+  AnswerWatch::Call Waits() const noexcept { return AnswerWatch::Call(watch_.get()); }
   SQLHSTMT get() const noexcept { return handle_.get(); }
   explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
   void Check(SQLRETURN result, std::string_view what) const {
@@ -142,6 +158,7 @@ class Statement {
   std::int64_t RowCount() const noexcept;
 
  private:
+  std::shared_ptr<AnswerWatch> watch_;
   Handle<SQL_HANDLE_STMT> handle_;
 };
 

@@ -115,6 +115,7 @@ PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
     Prepare();
     Bind(range.size());
     RunTransaction("START TRANSACTION");
+    const auto waiting = prepared_.Waits();
     const SQLRETURN result = SQLExecute(prepared_.get());
     if (!Succeeded(result) && result != SQL_NO_DATA) {
       PostFailure failure = FailureOf(prepared_);

@@ -207,6 +207,7 @@ void RowStream::Send() {
 bool RowStream::FetchBlock() {
   row_in_block_ = 0;
   rows_in_block_ = 0;
+  const auto waiting = statement_.Waits();
   const SQLRETURN result = SQLFetch(statement_.get());
   if (result == SQL_NO_DATA) return false;
   if (!Succeeded(result)) {

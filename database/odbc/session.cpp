@@ -2,6 +2,7 @@
 
 #include <odbcinst.h>
 
+#include <algorithm>
 #include <array>
 
 #include "base/M_STRING.h"
@@ -9,6 +10,10 @@
 
 namespace kelvorin::database_odbc {
 namespace {
+
+// As long as the drivers that know these limits by themselves are told to wait.
+constexpr int kLogonSeconds = 15;
+constexpr int kAnswerSeconds = 600;
 
 Server ServerOf(std::string_view dbms_name) noexcept {
   if (base::StartsWithIgnoreCase(dbms_name, "SQLite")) return Server::kSqlite;
@@ -38,21 +43,36 @@ bool TakesBackslash(const Connection& connection, std::string_view what) {
 
 Session::Session(database::ConnectString connect)
     : connect_(std::move(connect)), name_(DataSourceName(connect_)) {
-  connection_ = Connection(environment_, TextFor(ConnectPurpose::kOrdinary), name_);
+  connection_ = LogOn(ConnectPurpose::kOrdinary);
   SetUp();
 }
 
-std::string Session::TextFor(ConnectPurpose purpose) const {
+std::string Session::Setting(const std::string& key) const {
+  for (const auto& [name, value] : connect_.pairs())
+    if (!value.empty() && base::EqualIgnoreCase(name, key)) return value;
   const std::string dsn(connect_.Get("DSN").value_or(std::string_view()));
-  const auto has_key = [&](std::string_view key) {
-    if (dsn.empty()) return false;
-    std::array<char, 8> value{};
-    return SQLGetPrivateProfileString(dsn.c_str(), std::string(key).c_str(), "", value.data(),
-                                      value.size(), "odbc.ini") > 0;
-  };
-  Result<std::string> text = DriverConnectText(connect_, purpose, has_key);
+  std::array<char, 256> value{};
+  if (dsn.empty() || SQLGetPrivateProfileString(dsn.c_str(), key.c_str(), "", value.data(),
+                                                value.size(), "odbc.ini") <= 0)
+    return {};
+  return value.data();
+}
+
+int Session::Seconds(const std::string& key, int otherwise) const {
+  const std::string value = Setting(key);
+  if (value.empty()) return otherwise;
+  return static_cast<int>(std::clamp<std::int64_t>(base::ParseInteger(value), 1, 1'000'000));
+}
+
+Connection Session::LogOn(ConnectPurpose purpose) const {
+  Result<std::string> text = DriverConnectText(
+      connect_, purpose, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
   if (!text.ok()) throw Error(std::move(text).status());
-  return *std::move(text);
+  Connection connection(environment_, *text, name_, Seconds("CONN_TIMEOUT", kLogonSeconds));
+  // PostgreSQL's driver waits for a silent server for good.
+  if (ServerOf(connection.Info(SQL_DBMS_NAME)) == Server::kPostgres)
+    connection.LimitAnswers(Seconds("READ_TIMEOUT", kAnswerSeconds));
+  return connection;
 }
 
 // Also the first statement on the connection: some drivers log on to anything and fail only now.
@@ -86,7 +106,7 @@ void Session::SetUp() {
 }
 
 Connection Session::OpenStream() const {
-  return Connection(environment_, TextFor(ConnectPurpose::kStreaming), name_);
+  return LogOn(ConnectPurpose::kStreaming);
 }
 
 void Session::Note(const Diagnosis& diagnosis) noexcept {
@@ -98,7 +118,7 @@ bool Session::Reconnect() noexcept {
   if (gave_up_) return false;
   try {
     connection_.Close();
-    connection_ = Connection(environment_, TextFor(ConnectPurpose::kOrdinary), name_);
+    connection_ = LogOn(ConnectPurpose::kOrdinary);
     SetUp();
     lost_ = false;
   } catch (...) {

@@ -45,7 +45,11 @@ class Session {
   void Close() noexcept;
 
  private:
-  std::string TextFor(ConnectPurpose purpose) const;
+  /// A connection with the limits that the data source sets.
+  Connection LogOn(ConnectPurpose purpose) const;
+  /// The value of a key of the connect string or the data source, empty when neither has it.
+  std::string Setting(const std::string& key) const;
+  int Seconds(const std::string& key, int otherwise) const;
   void SetUp();
 
   database::ConnectString connect_;

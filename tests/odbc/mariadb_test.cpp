@@ -1,9 +1,7 @@
 #include <doctest/doctest.h>
-#include <signal.h>
 
 #include <cstdlib>
 
-#include "base/os/system.h"
 #include "tests/odbc/driver_checks.h"
 #include "tests/odbc/odbc_backend.h"
 #include "tests/odbc/open_source.h"
@@ -80,27 +78,6 @@ TEST_CASE("MariaDB: passwords of any kind, and a server that ends in the middle"
     OpenSource odd(dsn + "UID=odd;PWD={k;el}}v %41=b};pwd=;");
   }
   CheckLostServer(dsn + "UID=root;", server);
-}
-
-TEST_CASE("MariaDB: a server that stops answering is given up in time, and once") {
-  TestServer& server = SharedServer("mariadb");
-  if (!server.running()) return;
-  DataSourceFolder sources;
-  OpenSource source("ODBC;DSN=" + sources.AddServer(server) +
-                    ";UID=root;READ_TIMEOUT=1;CONN_TIMEOUT=1;");
-  Execute(*source, "CREATE TABLE t (id INT PRIMARY KEY)");
-  REQUIRE(kill(server.pid(), SIGSTOP) == 0);
-  int exit_code = 0;
-  RunCommand("sleep 0.2", exit_code);  // until all its threads stand still
-  const std::int64_t before = os::MonotonicMilliseconds();
-  int failed = 0;
-  for (int i = 0; i < 50; ++i)
-    failed += source->Execute("INSERT INTO t VALUES (" + std::to_string(i) + ")", 64).ok() ? 0 : 1;
-  const std::int64_t waited = os::MonotonicMilliseconds() - before;
-  REQUIRE(kill(server.pid(), SIGCONT) == 0);
-  CHECK(failed == 50);
-  CHECK(waited < 20000);
-  CHECK(source.engine.Errors()[0].state == "08S01");
 }
 
 }  // namespace kelvorin::tests

@@ -32,8 +32,9 @@ std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
                        const std::vector<std::vector<std::string>>& records);
 
-/// Ends the server in the middle of a posting, once for good and once with a new start: every
-/// record has one outcome, what was told stored is stored, and what may be stored is named.
+/// Ends the server in the middle of a posting, with a new start, for good, or by letting it stand
+/// still: every record has one outcome, what was told stored is stored, what may be stored is
+/// named, and nobody waits long.
 void CheckLostServer(const std::string& connect, TestServer& server);
 
 }  // namespace kelvorin::tests

@@ -78,6 +78,15 @@ void TestServer::Kill() {
   }
 }
 
+void TestServer::Freeze(bool on) const {
+  const std::string number = std::to_string(pid());
+  int exit_code = 0;
+  RunCommand(std::string(on ? "kill -STOP " : "kill -CONT ") + number + " $(pgrep -P " + number +
+                 "); sleep 0.2",
+             exit_code);
+  REQUIRE(exit_code == 0);
+}
+
 void TestServer::Stop() {
   if (!running()) return;
   int exit_code = 0;

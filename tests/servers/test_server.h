@@ -26,6 +26,8 @@ class TestServer {
   /// Ends the server without letting it finish anything, as a failing machine does.
   void Kill();
   void StartAgain();
+  /// Lets all its processes stand still, or go on: it keeps its connections and answers nothing.
+  void Freeze(bool on) const;
   void Stop();
 
  private:
