@@ -1,5 +1,7 @@
 #include "database/odbc/sql_road.h"
 
+#include <utility>
+
 #include "base/M_STRING.h"
 #include "database/api/engine.h"
 
@@ -27,6 +29,20 @@ SqlRoad::SqlRoad(Session& session, const std::string& into, bool refuses_doubles
       refuses_doubles_(refuses_doubles),
       limits_(limits),
       tells_where_(session.facts().server == Server::kMariaDb) {}
+
+SqlRoad::~SqlRoad() {
+  EndTransaction();
+}
+
+void SqlRoad::EndTransaction() noexcept {
+  if (!std::exchange(in_transaction_, false) || !session_.connection().open()) return;
+  session_.connection().Rollback();
+  try {
+    session_.connection().SetAutocommit(true);
+  } catch (...) {
+    // a connection that is gone
+  }
+}
 
 PostFailure SqlRoad::FailureOf(const Statement& statement) {
   Diagnosis diagnosis = Diagnose(SQL_HANDLE_STMT, statement.get());
@@ -99,6 +115,7 @@ PostFailure SqlRoad::SendText(std::string_view sql) {
 PostFailure SqlRoad::Begin() {
   try {
     session_.connection().SetAutocommit(false);
+    in_transaction_ = true;
     return {};
   } catch (const Error& error) {
     return FailureOf(error);
@@ -107,6 +124,7 @@ PostFailure SqlRoad::Begin() {
 
 PostFailure SqlRoad::Commit() {
   PostFailure failure;
+  in_transaction_ = false;
   try {
     session_.connection().Commit();
   } catch (const Error& error) {

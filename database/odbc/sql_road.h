@@ -17,6 +17,7 @@ std::string InsertText(const Session& session, const TableEntry& table,
 class SqlRoad : public PostRoad {
  public:
   SqlRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits);
+  ~SqlRoad() override;
 
   Limits limits() const noexcept override { return limits_; }
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
@@ -33,6 +34,8 @@ class SqlRoad : public PostRoad {
   /// Right after a failed statement of several records: notes which one the server stopped at.
   void AskWhere(BatchRange range, PostFailure& failure);
   static PostFailure FailureOf(const Error& error);
+  /// Takes back what was sent and not committed; the session is as it was before the road.
+  void EndTransaction() noexcept;
   Session& session() noexcept { return session_; }
   const std::string& into() const noexcept { return into_; }
   void ForgetStatement() { statement_ = Statement(); }
@@ -46,6 +49,7 @@ class SqlRoad : public PostRoad {
   Limits limits_;
   Statement statement_;
   std::string sql_;
+  bool in_transaction_ = false;
   bool tells_where_;  // the server numbers the rows of a failed statement
 };
 
