@@ -285,6 +285,19 @@ void Remove(const std::string& path, std::error_code& error) noexcept {
   if (::unlink(path.c_str()) != 0) error = Last();
 }
 
+std::string MakePrivateFolder(const std::string& start, std::error_code& error) {
+  error.clear();
+  std::string path = start + "XXXXXX";
+  if (::mkdtemp(path.data()) != nullptr) return path;
+  error = Last();
+  return {};
+}
+
+void RemoveFolder(const std::string& path, std::error_code& error) noexcept {
+  error.clear();
+  if (::rmdir(path.c_str()) != 0) error = Last();
+}
+
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept {
   error.clear();
   if (::rename(from.c_str(), to.c_str()) != 0) error = Last();

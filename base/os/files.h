@@ -84,6 +84,11 @@ void CopyAccess(const std::string& from, const std::string& to) noexcept;
 void Remove(const std::string& path, std::error_code& error) noexcept;
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept;
 void MakeFolders(const std::string& path, std::error_code& error) noexcept;
+/// Makes a folder that only its owner may enter; its path is `start` and letters of the system's
+/// choice. Empty, with an error, when it cannot be made.
+std::string MakePrivateFolder(const std::string& start, std::error_code& error);
+/// Removes an empty folder.
+void RemoveFolder(const std::string& path, std::error_code& error) noexcept;
 /// Names of the entries of a folder (without "." and ".."), in no particular order.
 std::vector<std::string> List(const std::string& folder, std::error_code& error);
 /// Makes a rename or a new file in this folder survive a crash.

@@ -64,7 +64,10 @@ bool SideRoad::Attach() {
   for (const char* schema : {"kelvorin_side1", "kelvorin_side2"}) {
     const std::string sql = "ATTACH DATABASE " + Literal(session(), side_.path()) + " AS " + schema;
     if (!Succeeded(statement.Send(Utf8Name(sql)))) continue;
+    side_.Unname();
     schema_ = schema;
+    // A connection that keeps its locks would never see the file change.
+    if (!Succeeded(statement.Send("PRAGMA " + schema_ + ".locking_mode=NORMAL"))) return false;
     select_ += " FROM " + schema_ + ".r WHERE rowid>";
     return true;
   }
@@ -73,6 +76,7 @@ bool SideRoad::Attach() {
 
 SideRoad::~SideRoad() {
   if (schema_.empty() || !session().connection().open()) return;
+  EndTransaction();
   try {
     Statement(session().connection()).Send("DETACH DATABASE " + schema_);
   } catch (const Error&) {
@@ -104,7 +108,11 @@ void SideRoad::Load(const RecordBatch& batch) {
     fits &= side_.EndRow();
     unfit_[i] = !fits;
   }
-  side_.Write();
+  try {
+    side_.Write();
+  } catch (const Error&) {
+    unfit_.assign(batch.size(), true);  // the temporary folder is full
+  }
   generation_ = batch.generation();
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <random>
 
 #include "base/M_STRING.h"
 #include "database/api/errors.h"
@@ -68,29 +67,43 @@ void PutPageHeader(std::byte* page, std::byte type, std::size_t cells, std::size
 
 [[noreturn]] void Fail(const std::string& path, const std::error_code& error) {
   database::Throw(Code::kIo, database::ErrorNumber::kIo,
-                  "the temporary file '" + path + "' cannot be written: " + error.message());
+                  "a temporary file cannot be written at '" + path + "': " + error.message());
 }
 
 }  // namespace
 
 SideTable::SideTable(std::size_t columns) : columns_(columns) {
   std::error_code error;
-  const std::string folder = std::filesystem::temp_directory_path(error).string();
-  std::random_device random;
-  for (int attempt = 0; attempt < 8 && !file_.is_open(); ++attempt) {
-    path_ = folder + "/kelvorin-" + base::ToDecimal(random()) + ".records";
-    error.clear();
+  const std::string start = (std::filesystem::temp_directory_path(error) / "kelvorin-").string();
+  if (!error) folder_ = os::MakePrivateFolder(start, error);
+  if (error) Fail(start, error);
+  path_ = folder_ + "/records";
+  try {
     file_ = os::FileHandle::Open(path_, os::OpenMode::kCreateNew, error, true);
+    if (error) Fail(path_, error);
+    Clear();
+    Write();
+  } catch (...) {
+    Remove();
+    throw;
   }
-  if (error || !file_.is_open()) Fail(path_, error);
-  Clear();
-  Write();
 }
 
 SideTable::~SideTable() {
+  Remove();
+}
+
+void SideTable::Unname() noexcept {
+  std::error_code error;
+  if (!path_.empty()) os::Remove(path_, error);
+  path_.clear();
+}
+
+void SideTable::Remove() noexcept {
   std::error_code error;
   file_.Close(error);
-  os::Remove(path_, error);
+  Unname();
+  os::RemoveFolder(folder_, error);
 }
 
 std::byte* SideTable::Page(std::size_t number) noexcept {
@@ -250,7 +263,7 @@ void SideTable::Write() {
 
   std::error_code error;
   file_.WriteAt(0, std::span(pages_).first(page_count_ * kPageBytes), error);
-  if (error) Fail(path_, error);
+  if (error) Fail(folder_, error);
 }
 
 }  // namespace kelvorin::database_odbc

@@ -14,8 +14,9 @@
 
 namespace kelvorin::database_odbc {
 
-/// A temporary file that only its owner reads; it goes with the object. The table is named "r", its
-/// columns "c0", "c1", ... without types, its rows are numbered from 1.
+/// A temporary file in a folder that only its owner may enter, so that nobody else can lay a
+/// journal beside it; both go with the object. The table is named "r", its columns "c0", "c1", ...
+/// without types, its rows are numbered from 1.
 class SideTable {
  public:
   /// Makes the file with an empty table. Throws kIo when no temporary file can be had.
@@ -25,6 +26,8 @@ class SideTable {
   SideTable& operator=(const SideTable&) = delete;
 
   const std::string& path() const noexcept { return path_; }
+  /// Takes the file's name away once it was attached: no crash leaves the records behind.
+  void Unname() noexcept;
   std::size_t rows() const noexcept { return rows_; }
 
   /// Forgets all rows; the file stays as it is until `Write`.
@@ -44,11 +47,13 @@ class SideTable {
 
  private:
   void AddSized(std::string_view bytes, std::uint64_t kind);
+  void Remove() noexcept;
   void FinishLeaf();
   void FinishRoot();
   std::byte* Page(std::size_t number) noexcept;
 
-  std::string path_;
+  std::string folder_;
+  std::string path_;  // empty once it has no name
   os::FileHandle file_;
   std::size_t columns_;
   std::uint32_t change_ = 0;  // counts the writings; readers drop what they know when it moves

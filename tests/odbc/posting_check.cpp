@@ -226,8 +226,9 @@ void CheckRandomPosting(Database& database, int runs, std::uint32_t seed) {
 }
 
 std::string PostGrouped(Database& database, std::string_view table,
-                        const std::vector<std::string>& fields, const Records& records) {
-  return Grouped(database, table, fields, records, {}, 1u << 30);
+                        const std::vector<std::string>& fields, const Records& records,
+                        int stop_at_error) {
+  return Grouped(database, table, fields, records, {.errors = stop_at_error}, 1u << 30);
 }
 std::string PostSingly(Database& database, std::string_view table,
                        const std::vector<std::string>& fields, const Records& records) {

@@ -26,7 +26,8 @@ void CheckRandomPosting(database::Database& database, int runs, std::uint32_t se
 /// "-2[state number text]" for record 2 refused.
 std::string PostGrouped(database::Database& database, std::string_view table,
                         const std::vector<std::string>& fields,
-                        const std::vector<std::vector<std::string>>& records);
+                        const std::vector<std::vector<std::string>>& records,
+                        int stop_at_error = 1 << 30);
 /// The same by one statement per record.
 std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
