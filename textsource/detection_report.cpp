@@ -6,6 +6,7 @@
 
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 
 namespace kelvorin::textsource {
 namespace {
@@ -95,6 +96,29 @@ std::string_view RecordCodeName(std::int32_t code) {
   return code == separator_code::kCr ? "CR" : "LF";
 }
 
+bool IsBrokenUtf8(std::string_view line) {
+  for (std::size_t at = base::AsciiPrefix(line); at < line.size();) {
+    if (base::DecodeUtf8(line, at) == base::kInvalidCharacter) return true;
+  }
+  return false;
+}
+
+// Line ends that end no record are data; a mixture of them is seldom meant.
+bool HoldsLineEnd(std::string_view line) {
+  return line.find_first_of("\r\n") != std::string_view::npos;
+}
+
+void AppendCount(std::string& hint, const std::vector<std::string_view>& lines,
+                 bool (*holds)(std::string_view), std::string_view words) {
+  const auto count = std::count_if(lines.begin(), lines.end(), holds);
+  if (count == 0) return;
+  if (!hint.empty()) hint += ' ';
+  base::AppendDecimal(count, hint);
+  hint.append(" of ");
+  base::AppendDecimal(static_cast<std::int64_t>(lines.size()), hint);
+  hint.append(words);
+}
+
 void AppendHint(DetectionReport& report, const Cut& better) {
   std::string& hint = report.hint;
   if (report.utf16) {
@@ -160,6 +184,13 @@ DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
     }
   }
   AppendHint(report, best);
+  if (report.utf16 || report.better_record_code >= 0) return report;
+  if (base::AnsiPage().is_utf8())
+    AppendCount(report.hint, sample, IsBrokenUtf8,
+                " lines are not UTF-8: choose the code page of the file.");
+  if (format.code >= separator_code::kCrLf && format.code <= separator_code::kLf &&
+      format.quote == 0)
+    AppendCount(report.hint, sample, HoldsLineEnd, " lines hold a CR or LF that ends no record.");
   return report;
 }
 

@@ -64,7 +64,8 @@ struct DetectionReport {
   bool html_rows = false;
   /// The file begins with the byte-order mark of UTF-16, which is not read.
   bool utf16 = false;
-  /// What the four above say, for a person; empty when there is nothing to say.
+  /// What the four above say, and how many lines are not of the code page or hold stray line ends,
+  /// for a person; empty when there is nothing to say.
   std::string hint;
 };
 

@@ -165,6 +165,18 @@ TEST_CASE("a layout is weighed, and what would suit better is told") {
        100,
        "The records seem to end with CR LF."},
       {"LF read by CR LF", {"a,b\nc,d\n"}, 0, comma, 50, "The records seem to end with LF."},
+      {"bytes that are no UTF-8",
+       {"a,\xC3\xA9", "b,\xE9", "c,d"},
+       2,
+       comma,
+       100,
+       "1 of 3 lines are not UTF-8: choose the code page of the file."},
+      {"mixed line ends",
+       {"a,b", "c,d\r", "e,f"},
+       2,
+       comma,
+       100,
+       "1 of 3 lines hold a CR or LF that ends no record."},
       {"nothing", {}, 0, comma, 0, ""},
   };
   for (const Row& row : kRows) {
