@@ -33,13 +33,18 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   std::vector<std::size_t> widths;
   std::vector<std::string> first_line;
   std::int64_t taken = 0;
+  Status refused;  // the first record that cannot be cut; the run reports it with its line
   for (std::int64_t line = 1; !reader->AtEnd(); ++line) {
     std::span<char> record;
     KV_TRY(reader->ReadRecord(record));
     if (record.empty()) continue;
     if (line > 1 && line < setting.StartingLine) continue;
-    const Status split = rules.Split(record, values);
-    if (!split.ok()) continue;  // the run reports it with its line
+    if (const Status split = rules.Split(record, values); !split.ok()) {
+      if (refused.ok())
+        refused = Status(split.code(), "line " + base::ToDecimal(line) + " of '" + reader->path() +
+                                           "': " + std::string(split.message()));
+      continue;
+    }
     if (line == 1)
       for (std::size_t i = 0; i < values.count(); ++i) first_line.emplace_back(values[i]);
     if (line < setting.StartingLine) continue;
@@ -49,6 +54,10 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
     if (setting.MaxLines > 0 && ++taken == setting.MaxLines) break;
   }
   const std::size_t columns = std::max(widths.size(), first_line.size());
+  if (columns == 0 && !refused.ok()) return refused;
+  if (columns == 0)
+    return Status(Code::kInvalidArgument,
+                  "--create: '" + reader->path() + "' holds no record to take fields from");
   widths.resize(columns);
   const std::vector<std::string_view> names(first_line.begin(), first_line.end());
   const std::vector<std::string> headings =

@@ -62,7 +62,10 @@ int Detect(const DetectOptions& options) {
   std::printf("certainty         %s\n", CertaintyWords(report).c_str());
   if (!report.hint.empty()) std::printf("hint              %s\n", report.hint.c_str());
   std::printf("\n");
-  for (const std::string& line : lines) std::printf("%s\n", line.c_str());
+  for (std::string& line : lines) {  // a NUL is a character of its line
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
+  }
   return kAllImported;
 }
 

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "base/M_Const.h"
+
 namespace kelvorin::app {
 namespace {
 
@@ -58,7 +60,9 @@ std::string LayoutWords(const textsource::DetectedLayout& layout) {
 std::string CertaintyWords(const textsource::DetectionReport& report) {
   return std::to_string(report.certainty_percent) + " % (" + std::to_string(report.lines_agreeing) +
          " of " + std::to_string(report.lines) + " lines have " + std::to_string(report.fields) +
-         (report.fields == 1 ? " field)" : " fields)");
+         (report.fields == 1                      ? " field)"
+          : report.fields < int{base::kMaxFields} ? " fields)"
+                                                  : " fields or more)");
 }
 
 }  // namespace kelvorin::app

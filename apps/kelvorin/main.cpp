@@ -4,12 +4,15 @@
 
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
 
 namespace kelvorin::app {
 
 int Report(ExitStatus status, std::string_view text) {
   std::fflush(stdout);
-  std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(text).c_str());
+  // A failure without a message of its own begins with the line end before its description.
+  std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(base::TrimLeft(text, base::kCrLf)).c_str());
   return status;
 }
 
