@@ -43,6 +43,8 @@ void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
   setting.LogFileName.clear();
   setting.LogAppend = false;
   breaks.ClearBreakList();
+  setting.SourceDBName.clear();
+  setting.SourceTableName.clear();
 
   setting.AnsiPage = setting.OemPage = setting.QuotedLineEnds = 0;
   for (std::string* text :

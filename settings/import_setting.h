@@ -96,8 +96,8 @@ struct ImportSetting {
 };
 
 /// Resets the job. `nbFields`, the mapping, `RecLength`, `nErrorStop`, `EmptyTarget`,
-/// `DeleteImportFile`, `SourceConnectString`, the source's names, `SepOther` and its text keep
-/// their values: kept as it is. `default_source_type` is a FileTypeFormat value.
+/// `DeleteImportFile`, `SourceConnectString`, `SepOther` and its text keep their values: kept as it
+/// is. `default_source_type` is a FileTypeFormat value.
 void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
                        std::int16_t default_source_type);
 

@@ -84,9 +84,8 @@ TEST_CASE("a reset job, saved") {
   CHECK(store.breaks == BreakList());
   ImportSetting expected;
   const ImportSetting before = Filled();
-  for (auto member : {&ImportSetting::SettingName, &ImportSetting::SepOtherText,
-                      &ImportSetting::SourceDBName, &ImportSetting::SourceTableName})
-    expected.*member = before.*member;
+  expected.SettingName = before.SettingName;
+  expected.SepOtherText = before.SepOtherText;
   expected.FieldMap = before.FieldMap;
   expected.nErrorStop = before.nErrorStop;
   expected.EmptyTarget = expected.DeleteImportFile = expected.SepOther = true;
