@@ -22,10 +22,10 @@ std::vector<TargetField> InitTargetTable(const database::Recordset& recordset,
   for (settings::FieldMapEntry& entry : map) entry = {};
 
   const auto& defs = recordset.Def().Fields;
-  for (std::size_t i = 0; i < defs.size() && fields.size() < base::kMaxFields; ++i) {
+  for (std::size_t i = 0; i < defs.size(); ++i) {
     bool hide = false;
     events.FilterField(table_name, defs[i].Name, hide);
-    if (hide) continue;
+    if (hide || fields.size() == base::kMaxFields) continue;
     map[fields.size()].Name = defs[i].Name;
     fields.push_back({defs[i].Name, base::Narrow<std::int16_t>(std::clamp(defs[i].Size, 0, 32767)),
                       i, defs[i].Type});

@@ -134,6 +134,7 @@ TEST_CASE("The field table holds the first 251 fields that the host lets pass") 
   CHECK(rig.target.fields[4].position == 6);
   CHECK(rig.target.fields[4].Size == 32767);
   CHECK(rig.setting.FieldMap[250].Name == "F252");
+  CHECK(rig.host.fields_asked == 600);
 }
 
 }  // namespace kelvorin::tests

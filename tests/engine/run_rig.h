@@ -42,6 +42,7 @@ class TestHost final : public contract::Caller, public contract::EventSink {
   }
   void FilterField(std::string_view, std::string_view field, bool& hide) override {
     hide = hidden.count(std::string(field)) > 0;
+    ++fields_asked;
   }
   void ValidateBeforePost(bool& record, bool& process) override { before_post(record, process); }
   void ValidateAfterPost(bool& process) override { after_post(process); }
@@ -52,6 +53,7 @@ class TestHost final : public contract::Caller, public contract::EventSink {
   std::function<void(bool&, bool&)> before_post;
   std::function<void(bool&)> after_post;
   std::set<std::string> hidden;  // tables and fields that the filters hide
+  int fields_asked = 0;
   Status failure;
   std::string changed;  // the property changed last
 
