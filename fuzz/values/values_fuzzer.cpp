@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <string>
 
+#include "base/M_STRING.h"
 #include "database/values/value_format.h"
 #include "fuzz/require.h"
+#include "tests/values/show.h"
 
 using namespace kelvorin;
 using fuzz::Require;
@@ -78,16 +80,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   Require(format.Parse(written, type, back, back_scratch).ok(), "what is written reads", written);
+  const bool is_number = value.kind == Kind::kDouble;
   const bool same =
-      value.kind == back.kind && (value.kind != Kind::kBoolean || value.boolean == back.boolean) &&
-      (value.kind != Kind::kDouble ||
-       (value.number == back.number && std::signbit(value.number) == std::signbit(back.number))) &&
-      (value.kind == Kind::kDouble || value.text == back.text) &&
-      (value.kind != Kind::kDateTime || value.date_time == back.date_time) &&
-      (value.kind != Kind::kGuid || value.guid == back.guid) &&
-      ((value.kind != Kind::kInteger && value.kind != Kind::kCurrency) ||
-       value.integer == back.integer);
+      is_number
+          ? value.number == back.number && std::signbit(value.number) == std::signbit(back.number)
+          : tests::Show(format, text, type) == tests::Show(format, written, type);
   Require(same, "what is written reads back as the same value", written);
+  // A sign in front leads from the short way of plain digits to the general one.
+  if (base::IsDigit(text[0]) &&
+      (is_number || value.kind == Kind::kInteger || value.kind == Kind::kCurrency))
+    Require(tests::Show(format, "+" + text, type) == tests::Show(format, text, type), "both ways",
+            text);
   if (type != TypeCode::kDouble && type != TypeCode::kSingle) return 0;
   written.clear();
   format.Append(Value::Double(value.number), written);  // without the digits it was read from

@@ -4,14 +4,13 @@
 // steps.
 
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <string_view>
 
-#include "base/status.h"
 #include "database/storage/store.h"
 #include "database/xbase/memo_file.h"
+#include "fuzz/require.h"
 #include "tests/storage/support/memory_files.h"
 
 namespace {
@@ -19,15 +18,12 @@ namespace {
 using namespace kelvorin;
 using database::xbase::MemoFile;
 using database::xbase::MemoKind;
+using fuzz::Require;
 
 constexpr std::uint32_t kBlocksRead = 64;
 
 std::string ValueOf(unsigned step, std::size_t length) {
   return std::string(length, static_cast<char>('a' + step % 26));
-}
-
-void Check(bool holds) {
-  if (!holds) std::abort();
 }
 
 void Play(storage::Store& store, MemoFile& memo, std::string_view steps, bool fresh) {
@@ -54,13 +50,12 @@ void Play(storage::Store& store, MemoFile& memo, std::string_view steps, bool fr
     bracket.Commit();
     for (const auto& [block, value] : values) {
       if (!fresh) break;
-      Check(memo.Read(block, read).empty());
-      Check(read == value);
+      Require(memo.Read(block, read).empty() && read == value, "a text stays");
     }
   }
   std::vector<std::string> problems;
   memo.Inspect(problems);
-  if (fresh) Check(problems.empty());
+  Require(!fresh || problems.empty(), "a file written here is sound");
 }
 
 }  // namespace
@@ -83,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     memo.Inspect(problems);
     Play(*store, memo, steps, file.empty());
   } catch (const Error&) {
-    Check(!file.empty());  // a fresh file has nothing to complain about
+    Require(!file.empty(), "a fresh file can be read and written");
   }
   return 0;
 }

@@ -4,18 +4,19 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "base/bytes.h"
 #include "database/drivers/register_drivers.h"
+#include "fuzz/require.h"
 #include "tests/storage/support/memory_files.h"
 
 namespace {
 
 using namespace kelvorin;
 using namespace kelvorin::database;
+using fuzz::Require;
 
 constexpr int kMaxRecords = 300;
 
@@ -25,16 +26,12 @@ void ReadFields(Recordset& set) {
   for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).GetText(text, null);
 }
 
-void Check(bool holds) {
-  if (!holds) std::abort();
-}
-
 void Write(Recordset& set) {
   const std::int64_t before = set.RecordCount().value_or(0);
   if (set.AddNew().ok()) {
     for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).SetText("12");
     const bool stored = set.Update().ok();
-    Check(set.RecordCount().value_or(0) == before + (stored ? 1 : 0));
+    Require(set.RecordCount().value_or(0) == before + (stored ? 1 : 0), "records count");
   }
   if (set.MoveFirst().ok() && set.Edit().ok()) {
     for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).SetText("1");
@@ -58,7 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   DBEngine engine;
   RegisterDrivers(engine, disk);
   auto database = engine.OpenDatabase("/d", false, false, "FoxPro 3.0");
-  Check(database.ok());
+  Require(database.ok(), "a folder opens");
   (void)(*database)->Inspect();
   {
     auto opened = (*database)->OpenRecordset("T", RecordsetType::kTable);
@@ -67,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     int steps = 0;
     for (; !set.Eof() && steps < kMaxRecords; ++steps) {
       ReadFields(set);
-      Check(set.MoveNext().ok());
+      Require(set.MoveNext().ok(), "reading goes on");
     }
     (void)set.Move(-3);
     ReadFields(set);

@@ -5,7 +5,6 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
-#include "base/bytes.h"
 #include "base/code_page.h"
 #include "tests/support/temp_folder.h"
 
@@ -131,21 +130,4 @@ TEST_CASE("an output file is replaced or continued") {
     CHECK(full->Write("a").ok());
     CHECK(full->Close().code() == Code::kNoSpace);
   }
-}
-
-TEST_CASE("numbers in bytes") {
-  const std::string bytes("\x01\x02\x03\x84", 4);
-  const ByteSpan span = AsBytes(bytes);
-  CHECK(LoadLE32(span, 0) == 0x84030201);
-  CHECK(LoadBE32(span, 0) == 0x01020384);
-  CHECK(LoadBE16(span, 2) == 0x0384);
-  ByteReader reader(span);
-  CHECK(reader.U8() == 1);
-  CHECK(reader.LE16() == 0x0302);
-  CHECK(reader.LE16() == 0);  // one byte is left
-  CHECK_FALSE(reader.ok());
-  CHECK(reader.U8() == 0);  // failed for good
-  std::byte stored[8] = {};
-  StoreBE64(stored, 0, 0x0102030405060708);
-  CHECK(LoadLE64(stored, 0) == 0x0807060504030201);
 }

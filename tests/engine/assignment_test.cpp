@@ -9,27 +9,8 @@ namespace kelvorin::tests {
 
 using values::TypeCode;
 
-namespace {
-
-class Pages {
- public:
-  Pages(int ansi, int oem) : ansi_(base::AnsiPage().number()), oem_(base::OemPage().number()) {
-    Set(ansi, oem);
-  }
-  ~Pages() { Set(ansi_, oem_); }
-
- private:
-  static void Set(int ansi, int oem) {
-    REQUIRE((base::SetAnsiPage(ansi).ok() && base::SetOemPage(oem).ok()));
-  }
-  int ansi_;
-  int oem_;
-};
-
-}  // namespace
-
 TEST_CASE("Values are converted from OEM, change case and are cut, in this order") {
-  const Pages pages(65001, 850);
+  REQUIRE((base::SetAnsiPage(65001).ok() && base::SetOemPage(850).ok()));
   struct Row {
     const char* name;
     bool oem, upper, lower;
@@ -67,12 +48,13 @@ TEST_CASE("Values are converted from OEM, change case and are cut, in this order
       CHECK(seen == row.stored);
     }
   }
-  const Pages western(1252, 850);
+  REQUIRE(base::SetAnsiPage(1252).ok());
   RunRig rig;
   rig.FromText("\xC4\xB3\r\n");  // two lines of a box, which the ANSI page lacks
   rig.Map({0});
   rig.setting.OemConvert = true;
   CHECK(rig.Run().replaced_characters == 2);
+  REQUIRE(base::SetAnsiPage(65001).ok());
 }
 
 TEST_CASE("An empty value and values of every type reach their field") {

@@ -12,35 +12,9 @@ using namespace kelvorin;
 
 namespace {
 
-/// Sets the variables that name a locale and puts them back.
-class LocaleVariables {
- public:
-  LocaleVariables(const char* all, const char* ctype, const char* lang) {
-    Set(0, all);
-    Set(1, ctype);
-    Set(2, lang);
-  }
-  ~LocaleVariables() {
-    for (std::size_t i = 0; i < 3; ++i) Put(kNames[i], old_[i]);
-  }
-  LocaleVariables(const LocaleVariables&) = delete;
-  LocaleVariables& operator=(const LocaleVariables&) = delete;
-
- private:
-  static constexpr const char* kNames[] = {"LC_ALL", "LC_CTYPE", "LANG"};
-  static void Put(const char* name, const std::optional<std::string>& value) {
-    if (value) {
-      ::setenv(name, value->c_str(), 1);
-    } else {
-      ::unsetenv(name);
-    }
-  }
-  void Set(std::size_t i, const char* value) {
-    old_[i] = os::Environment(kNames[i]);
-    Put(kNames[i], value == nullptr ? std::nullopt : std::optional<std::string>(value));
-  }
-  std::optional<std::string> old_[3];
-};
+void Put(const char* name, const char* value) {
+  CHECK((value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name)) == 0);
+}
 
 }  // namespace
 
@@ -61,7 +35,9 @@ TEST_CASE("the charset follows the variables in their order, known to the system
   };
   const std::string process_locale = std::setlocale(LC_ALL, nullptr);
   for (const Row& row : rows) {
-    const LocaleVariables variables(row.all, row.ctype, row.lang);
+    Put("LC_ALL", row.all);
+    Put("LC_CTYPE", row.ctype);
+    Put("LANG", row.lang);
     CAPTURE(os::LocaleName("LC_CTYPE"));
     CHECK(os::LocaleCharset() == row.charset);
     CHECK(os::ReadLocaleFacts().decimal_point == ".");

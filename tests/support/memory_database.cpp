@@ -30,11 +30,8 @@ namespace {
 struct StoredDatabase {
   std::string password;
   std::vector<std::shared_ptr<MemoryTable>> tables;  // shared with open record sets
-  database::SqlDialect dialect;
   std::vector<std::string> statements;
   std::map<int, StatementOutcome> outcomes;
-  bool occupied = false;
-  bool occupied_exclusively = false;
 
   std::shared_ptr<MemoryTable> Find(std::string_view name) const {
     for (const auto& table : tables)
@@ -277,9 +274,7 @@ class MemoryDatabase final : public database::Database {
  public:
   MemoryDatabase(database::DBEngine& owner, OpenRequest request, std::shared_ptr<Store> store,
                  std::string key)
-      : Database(owner, std::move(request)), store_(std::move(store)), key_(std::move(key)) {
-    set_dialect(stored().dialect);
-  }
+      : Database(owner, std::move(request)), store_(std::move(store)), key_(std::move(key)) {}
 
  private:
   StoredDatabase& stored() const { return store_->Get(key_); }
@@ -402,17 +397,6 @@ TableDef MemoryDriver::Def(std::string_view database, std::string_view table) co
   return store_->Get(database, table).def();
 }
 
-void MemoryDriver::Occupy(std::string_view database, bool exclusively) {
-  store_->Get(database).occupied = true;
-  store_->Get(database).occupied_exclusively = exclusively;
-}
-void MemoryDriver::Release(std::string_view database) {
-  store_->Get(database).occupied = false;
-}
-
-void MemoryDriver::SetDialect(std::string_view database, database::SqlDialect dialect) {
-  store_->Get(database).dialect = std::move(dialect);
-}
 const std::vector<std::string>& MemoryDriver::Statements(std::string_view database) const {
   return store_->Get(database).statements;
 }
@@ -428,10 +412,6 @@ void MemoryDriver::FailRead(std::string_view table, std::size_t record, std::str
                             Status status) {
   store_->read_faults.push_back(
       {std::string(table), record, std::string(field), std::move(status)});
-}
-void MemoryDriver::ClearFaults() {
-  store_->faults.clear();
-  store_->read_faults.clear();
 }
 
 void MemoryDriver::StartLog(std::string_view table) {
@@ -463,9 +443,6 @@ std::unique_ptr<database::Database> MemoryDriver::Open(database::DBEngine& engin
   if (!stored.password.empty() && stored.password != connect.password())
     Throw(Code::kPassword, ErrorNumber::kWrongPassword,
           "the password of the database '" + key + "' is another one");
-  if (stored.occupied && (stored.occupied_exclusively || request.Exclusive))
-    Throw(Code::kLocked, ErrorNumber::kSharingViolation,
-          "the database '" + key + "' is in use by another program");
   return std::make_unique<MemoryDatabase>(engine, request, store_, key);
 }
 

@@ -51,13 +51,9 @@ class MemoryDriver final : public database::Driver {
   std::vector<std::vector<std::string>> Rows(std::string_view database,
                                              std::string_view table) const;
   database::TableDef Def(std::string_view database, std::string_view table) const;
-  /// Another program holds the database: nobody else can open it, or only not exclusively.
-  void Occupy(std::string_view database, bool exclusively);
-  void Release(std::string_view database);
 
   // --- Statements. Only databases opened with an ODBC connect string take them; they are recorded,
   // not carried out.
-  void SetDialect(std::string_view database, database::SqlDialect dialect);
   const std::vector<std::string>& Statements(std::string_view database) const;
   /// Answer to the `n`-th statement (from 1) that the database gets; others change one record.
   void ScriptStatement(std::string_view database, int n, StatementOutcome outcome);
@@ -70,7 +66,6 @@ class MemoryDriver final : public database::Driver {
                 std::vector<database::PendingError> errors = {});
   /// Every reading of this field in the `record`-th stored row (from 1, deleted ones count) fails.
   void FailRead(std::string_view table, std::size_t record, std::string_view field, Status status);
-  void ClearFaults();
 
   // --- Log of operations ("Seek = 5", "AddNew", "WriteField Price = 2.5", "Update").
   /// Begins an empty log, of one table's record sets and of database operations, or of everything.

@@ -3,6 +3,7 @@
 
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "engine/csv_line.h"
 #include "tests/support/temp_folder.h"
 #include "tests/xbase/xbase_support.h"
 
@@ -55,6 +56,11 @@ std::string CellOf(Recordset& set, std::size_t field) {
   return text;
 }
 
+void AddCell(std::string_view text, std::string& line) {
+  engine::AppendCsvValue(base::Replace(text, "\r\n", "\n"), line);
+  line += ',';
+}
+
 struct Pages {
   Pages() {
     REQUIRE(base::SetAnsiPage(65001).ok());
@@ -71,22 +77,24 @@ TEST_CASE("sample tables read as independent readers saw them") {
   Folder samples(folder, "FoxPro 3.0");
   for (const Sample& sample : kSamples) {
     CAPTURE(std::string(sample.name));
-    const std::vector<Row> expected = ReadCsv(folder + "/" + sample.name + ".expected.csv");
+    const std::string expected = base::Replace(
+        base::Replace(ReadWhole(folder + "/" + sample.name + ".expected.csv"), "\r\n", "\n"),
+        " 00:00:00", "");
     auto set = samples.Open(sample.name);
-    Row names;
-    for (const FieldDef& field : set->Def().Fields) names.push_back(field.Name);
-    CHECK(Show(names) == Show(expected[0]));
+    std::string found;
+    for (const FieldDef& field : set->Def().Fields) AddCell(field.Name, found);
+    found.back() = '\n';
     CHECK(set->Updatable() == (*sample.why_read_only == '\0'));
     CHECK_MESSAGE(set->Def().WhyReadOnly.find(sample.why_read_only) != std::string::npos,
                   set->Def().WhyReadOnly);
-    CHECK(set->RecordCount().value_or(-1) == static_cast<std::int64_t>(expected.size()) - 1);
-    for (std::size_t row = 1; row < expected.size() && !set->Eof(); ++row) {
-      CAPTURE(row);
-      Row found;
-      for (std::size_t i = 0; i < set->FieldCount(); ++i) found.push_back(CellOf(*set, i));
-      CHECK(Show(found) == base::Replace(Show(expected[row]), " 00:00:00", ""));
+    std::int64_t records = 0;
+    for (; !set->Eof() && expected.starts_with(found); ++records) {
+      for (std::size_t i = 0; i < set->FieldCount(); ++i) AddCell(CellOf(*set, i), found);
+      found.back() = '\n';
       CHECK(set->MoveNext().ok());
     }
+    CHECK(found == expected);
+    CHECK(set->RecordCount().value_or(-1) == records);
     CHECK(set->Eof());
     CHECK(set->Close().ok());
     const auto problems = samples->Inspect(sample.name);
@@ -109,48 +117,15 @@ std::string Plain(Folder& folder, std::string_view table) {
   return Show(rows);
 }
 
-/// Copies everything into a new table and returns the number of characters it had to replace.
-std::int64_t Copy(Recordset& from, Folder& copies, std::string_view name) {
-  TableDef def = from.Def();
-  def.Name = name;
-  for (FieldDef& field : def.Fields) field.AutoIncrement = false;
-  copies.Make(def);
-  auto to = copies.Open(name);
-  for (; !from.Eof(); (void)from.MoveNext()) {
-    REQUIRE(to->AddNew().ok());
-    for (std::size_t i = 0; i < from.FieldCount(); ++i) {
-      values::Value value;
-      REQUIRE(from.Fields(i).GetValue(value).ok());
-      const Status set = to->Fields(i).SetValue(value);
-      CHECK_MESSAGE(set.ok(), set.message());
-    }
-    REQUIRE(to->Update().ok());
-  }
-  REQUIRE(to->Close().ok());
-  return to->ReplacedCharacters();
-}
-
 }  // namespace
 
-TEST_CASE("sample tables can be copied record by record, and written to") {
+// Nothing else in the files changes.
+TEST_CASE("sample tables are written to where they lie") {
   const std::string folder = SampleFolder("xbase");
   if (folder.empty()) return;
   const Pages pages;
   const TempFolder temp;
-  Folder samples(folder, "FoxPro 3.0", storage::RealFileSystem(), true);
   Folder copies(temp.path(), "FoxPro 3.0");
-  for (const Sample& sample : kSamples) {
-    CAPTURE(std::string(sample.name));
-    const std::string copy = "of_" + std::string(sample.name);
-    const std::int64_t replaced = Copy(*samples.Open(sample.name), copies, copy);
-    CHECK(copies->Inspect(copy)->empty());
-    // A western code page cannot hold Cyrillic, and says so.
-    const bool cyrillic = std::string(sample.name) == "cp1251";
-    CHECK((replaced != 0) == cyrillic);
-    CHECK((Plain(samples, sample.name) == Plain(copies, copy)) == !cyrillic);
-  }
-
-  // The same files, written to where they lie: nothing else in them changes.
   for (const Sample& sample : kSamples) {
     if (*sample.why_read_only != '\0') continue;
     CAPTURE(std::string(sample.name));

@@ -86,36 +86,6 @@ TableDef MakeTable(std::string name, std::vector<FieldDef> fields) {
   return table;
 }
 
-std::vector<Row> ReadCsv(const std::string& path) {
-  const std::string text = ReadWhole(path);
-  std::vector<Row> rows;
-  Row row;
-  std::string cell;
-  bool quoted = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (quoted) {
-      if (c != '"') {
-        cell += c;
-      } else if (i + 1 < text.size() && text[i + 1] == '"') {
-        cell += text[++i];
-      } else {
-        quoted = false;
-      }
-    } else if (c == '"') {
-      quoted = true;
-    } else if (c == ',' || c == '\n') {
-      if (c == '\n' && !cell.empty() && cell.back() == '\r') cell.pop_back();
-      row.push_back(std::move(cell));
-      cell.clear();
-      if (c == '\n') rows.push_back(std::exchange(row, {}));
-    } else {
-      cell += c;
-    }
-  }
-  return rows;
-}
-
 std::string Show(const Row& row) {
   std::string text;
   for (const std::string& cell : row) (text += cell) += '|';

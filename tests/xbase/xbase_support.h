@@ -52,8 +52,6 @@ FieldDef MakeField(std::string name, TypeCode type, std::int32_t size = 0,
                    std::int32_t decimals = 0);
 TableDef MakeTable(std::string name, std::vector<FieldDef> fields);
 
-/// Records of an RFC 4180 file, its heading first.
-std::vector<Row> ReadCsv(const std::string& path);
 /// Joined by "|", for comparisons that show both sides.
 std::string Show(const Row& row);
 std::string Show(const std::vector<Row>& rows);
