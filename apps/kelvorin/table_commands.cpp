@@ -88,6 +88,7 @@ void PrintTable(const TableDef& table) {
     note(field.Required, "required");
     note(field.AutoIncrement, "automatic number");
     note(!field.DefaultValue.empty(), "has a default");
+    note(!field.ValidationRule.empty(), "has a rule, which is not checked");
     fields.Add({ToUtf8(field.Name), TypeName(field.Type), std::to_string(field.Size),
                 std::to_string(field.Decimals), notes});
   }
@@ -117,7 +118,8 @@ ordered_json TableJson(const TableDef& table) {
                       {"required", field.Required},
                       {"allow_zero_length", field.AllowZeroLength},
                       {"auto_increment", field.AutoIncrement},
-                      {"default", ToUtf8(field.DefaultValue)}});
+                      {"default", ToUtf8(field.DefaultValue)},
+                      {"rule", ToUtf8(field.ValidationRule)}});
   ordered_json indexes = ordered_json::array();
   for (const IndexDef& index : table.Indexes)
     indexes.push_back({{"name", ToUtf8(index.Name)},
@@ -125,7 +127,8 @@ ordered_json TableJson(const TableDef& table) {
                        {"expression", ToUtf8(index.Expression)},
                        {"unique", index.Unique},
                        {"primary", index.Primary},
-                       {"required", index.Required}});
+                       {"required", index.Required},
+                       {"ignore_nulls", index.IgnoreNulls}});
   return {{"table", ToUtf8(table.Name)},
           {"attributes", table.Attributes},
           {"fields", fields},

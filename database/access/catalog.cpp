@@ -164,6 +164,7 @@ TableDef Describe(Table& table, const CatalogEntry& entry,
       if (!base::EqualAnyCase(known.name, column.name)) continue;
       field.Required = known.required;
       field.AllowZeroLength = known.allow_zero_length && values::IsText(field.Type);
+      field.ValidationRule = known.validation_rule;
       const DefaultPlan plan = UnderstandDefault(known.default_value);
       if (plan.kind != DefaultPlan::Kind::kRandom) field.DefaultValue = plan.text;
     }
@@ -182,13 +183,12 @@ TableDef Describe(Table& table, const CatalogEntry& entry,
       index.Columns.push_back({definition.columns[key.column].name, !key.ascending});
     def.Indexes.push_back(std::move(index));
   }
-  if (!table.why_read_only().empty()) {
-    def.Updatable = false;
-    def.WhyReadOnly = table.why_read_only();
-  } else if (definition.kind != kUserTable || (entry.flags & kAttrSystemObject) != 0) {
-    def.Updatable = false;
+  if (definition.kind != kUserTable || (entry.flags & kAttrSystemObject) != 0) {
     def.WhyReadOnly = "it is a table of the system";
+  } else {
+    def.WhyReadOnly = table.why_read_only();
   }
+  def.Updatable = def.WhyReadOnly.empty();
   return def;
 }
 

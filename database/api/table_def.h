@@ -30,6 +30,9 @@ struct FieldDef {
   bool AllowZeroLength = true;  // text of length zero is told apart from Null and accepted
   bool AutoIncrement = false;
   std::string DefaultValue;  // text of the default, empty for none
+  /// What the database's own program wants of values, as an expression of its own; shown, never
+  /// checked. Empty for none.
+  std::string ValidationRule;
   bool operator==(const FieldDef&) const = default;
 };
 
