@@ -269,7 +269,7 @@ Status ImportRun::DeleteSource() {
   const bool is_file =
       setting_.TypeFormat != contract::kAccess && setting_.TypeFormat != contract::kOdbc;
   if (!setting_.DeleteImportFile || !complete || !is_file || result_.imported == 0 ||
-      IsTargetItself())
+      is_target_itself_)
     return Status();
   return base::DeleteFile(catalog::SourceFilePath(setting_.TypeFormat, in_.source));
 }

@@ -83,7 +83,6 @@ class ImportRun final : private database::BulkReceiver {
   bool updates_in_order() const noexcept {
     return mode_ == WriteMode::kInOrder && !appending_after_end_;
   }
-  bool IsTargetItself() const;
 
   const RunInputs& in_;
   const settings::ImportSetting& setting_;
@@ -102,7 +101,8 @@ class ImportRun final : private database::BulkReceiver {
   bool hears_after_post_;
 
   Step step_ = Step::kOpenFile;
-  bool refused_ = false;  // the failure under way has a text of its own
+  bool is_target_itself_ = false;  // source and target are one table
+  bool refused_ = false;           // the failure under way has a text of its own
   bool stop_ = false;
   bool appending_after_end_ = false;
   std::int64_t processed_ = 0;

@@ -55,6 +55,23 @@ Status ImportRun::OpenSource() {
   return Status();
 }
 
+// Whether both name one folder or file; it may be spelled in several ways, and linked to.
+static bool IsSamePlace(std::string_view a, std::string_view b) {
+  const auto plain = [](std::string_view path) {
+    while (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.remove_suffix(1);
+    return path.empty() ? std::string_view(".") : path;
+  };
+  std::error_code error;
+  return plain(a) == plain(b) || std::filesystem::equivalent(plain(a), plain(b), error);
+}
+
+// Whether both hold the records of one table, also where one of them is a link to it.
+static bool IsSameTable(const database::Recordset& a, const database::Recordset& b) {
+  return !a.Home().IsOdbc() && !b.Home().IsOdbc() &&
+         IsSamePlace(a.Home().Name(), b.Home().Name()) &&
+         base::EqualIgnoreCase(a.Def().Name, b.Def().Name);
+}
+
 Status ImportRun::OpenTableSource() {
   step_ = Step::kOpenDatabase;
   std::unique_ptr<database::Database> own;
@@ -69,32 +86,13 @@ Status ImportRun::OpenTableSource() {
   auto rows = catalog::OpenTableRecordset(*database, in_.source.file_name, setting_.TypeFormat,
                                           in_.platform);
   if (!rows.ok()) return rows.status();
+  is_target_itself_ = IsSameTable(**rows, *in_.target.recordset);
   // A rejected record is shown whole, so all of it is read when somebody wants to know.
   const bool all = reject_file_ != nullptr || in_.options.observer != nullptr;
   source_ = std::make_unique<TableSource>(
       std::move(own), *std::move(rows), in_.engine.Format(), setting_.StartingLine,
       all ? std::vector<bool>(base::kMaxFields, true) : WantedSourceFields(plan_));
   return Status();
-}
-
-// Whether both name one folder or file; it may be spelled in several ways, and linked to.
-static bool IsSamePlace(std::string_view a, std::string_view b) {
-  const auto plain = [](std::string_view path) {
-    while (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.remove_suffix(1);
-    return path.empty() ? std::string_view(".") : path;
-  };
-  std::error_code error;
-  return plain(a) == plain(b) || std::filesystem::equivalent(plain(a), plain(b), error);
-}
-
-bool ImportRun::IsTargetItself() const {
-  if (!is_table() || setting_.TypeFormat == contract::kOdbc) return false;
-  const bool is_file = contract::IsTableFileKind(base::Narrow<std::int16_t>(setting_.TypeFormat));
-  const auto table = [&](std::string_view name) {
-    return is_file ? base::BaseNamePart(name) : name;
-  };
-  return IsSamePlace(in_.source.SourceDBName, in_.target.database->Name()) &&
-         base::EqualIgnoreCase(table(in_.source.file_name), table(in_.target.table_name));
 }
 
 // What would do harm, or nothing at all, is refused while the target is still untouched.
@@ -106,7 +104,7 @@ Status ImportRun::CheckJob() {
         "The records of an ODBC table cannot be updated in table order; use the key lookup");
   if (mode_ == WriteMode::kKeyLookUp && !setting_.UpdateIndex)
     return Refuse("You specified KeyLookUp but no index to look the keys up in");
-  if ((setting_.AppendRecords || setting_.AppendIfEof || setting_.EmptyTarget) && IsTargetItself())
+  if ((setting_.AppendRecords || setting_.AppendIfEof || setting_.EmptyTarget) && is_target_itself_)
     return Refuse("Source and target are the same table '" + in_.target.table_name +
                   "': its records can be updated, but not appended to it or deleted first");
   return Status();

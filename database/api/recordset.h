@@ -83,6 +83,9 @@ class Recordset {
 
   RecordsetType Type() const noexcept { return type_; }
   const TableDef& Def() const noexcept { return def_; }
+  /// The database that the records live in: of a linked table's set the one it is linked to, where
+  /// `Def().Name` is its name.
+  const Database& Home() const noexcept { return *database_; }
   bool Updatable() const noexcept { return def_.Updatable && type_ != RecordsetType::kSnapshot; }
 
   std::size_t FieldCount() const noexcept { return def_.Fields.size(); }

@@ -407,6 +407,60 @@ class AccessRoad(unittest.TestCase):
             kelvorin("import", f"Access:{other}", "--source-table", "t", "--into", f"Access:{path}", "--table", "T",
                      "--map-in-order", check=3)
             self.assertEqual(len(dump(f"Access:{path}", "T")), 3)
+        if not pathlib.Path(SAMPLES, "access").exists():
+            self.skipTest("no samples with a linked table")
+        for name in ("ace12-linked.accdb", "linkeeTest.accdb"):
+            os.chmod(shutil.copy(pathlib.Path(SAMPLES, "access", name), self.folder), 0o644)
+        home, linking = f"Access:{self.folder}/linkeeTest.accdb", f"Access:{self.folder}/ace12-linked.accdb"
+        rows = dump(home, "Table1")
+        for source, table, into, target in ((linking, "Table2", home, "Table1"), (home, "Table1", linking, "Table2")):
+            kelvorin("import", source, "--source-table", table, "--into", into, "--table", target, "--map-in-order",
+                     check=3)
+            self.assertEqual(dump(home, "Table1"), rows)
+
+    def schema_lines(self, table):
+        """A table as the expected files write it, as far as the interface shows it."""
+        def flag(on):
+            return "true" if on else "false"
+        for field in table["fields"]:
+            decimal = field["type"] == "Decimal"
+            size = 17 if decimal else field["size"]
+            yield "\t".join(["field", field["name"], str(16 if decimal else field["code"]), str(size),
+                             f"auto={flag(field['auto_increment'])}", f"zerolen={flag(field['allow_zero_length'])}",
+                             f"required={flag(field['required'])}", f"scale={field['decimals']}"])
+        for index in table["indexes"]:
+            yield "\t".join(["index", index["name"], index["fields"], f"unique={flag(index['unique'])}",
+                             f"primary={flag(index['primary'])}", f"ignorenull={flag(index['ignore_nulls'])}",
+                             f"required={flag(index['required'])}"])
+
+    def expected_schemas(self, path, wide):
+        schemas = {}
+        for line in path.read_text(encoding="utf-8").replace("=none", "=false").splitlines():
+            words = [word for word in line.split("\t") if not word.startswith(("prec=", "foreign="))]
+            if words[0] == "table":
+                lines = schemas[words[1]] = [words[2]]
+            elif not words[1].startswith("."):  # the far side of a relation
+                if words[0] == "field" and words[2] == "10" and wide:
+                    words[3] = str(int(words[3]) // 2)
+                lines.append("\t".join(words))
+        return schemas
+
+    def test_samples_have_their_expected_tables_and_fields(self):
+        samples = pathlib.Path(SAMPLES, "access")
+        if not samples.exists():
+            self.skipTest("no samples")
+        for path in sorted(samples.glob("*.*db")):
+            with self.subTest(path.name):
+                more = ["--password", "password"] if path.stem == "j4-password" else []
+                expected = samples / "expected" / path.stem
+                tables = json.loads(kelvorin("tables", f"Access:{path}", "--json", *more))
+                listed = [line.split("\t")[:2] for line in
+                          (expected / "tables.tsv").read_text(encoding="utf-8").splitlines()[1:]]
+                self.assertEqual(sorted([t["name"], f"{t['attributes'] & ~1:08x}"] for t in tables), listed)
+                for name, lines in self.expected_schemas(expected / "schema.txt", path.stem[:2] != "j3").items():
+                    table = json.loads(kelvorin("fields", f"Access:{path}", name, "--json", *more))
+                    rows = len(dump(f"Access:{path}", name, *more)) - 1
+                    self.assertEqual([str(rows), *self.schema_lines(table)], lines)
 
     @unittest.skipIf(os.geteuid() == 0 and not shutil.which("setpriv"), "no setpriv to become another account")
     def test_a_source_that_may_only_be_read(self):
