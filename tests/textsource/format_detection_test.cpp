@@ -129,7 +129,6 @@ TEST_CASE("a new file is read with or without guessing") {
 
 TEST_CASE("a layout is weighed, and what would suit better is told") {
   struct Row {
-    std::string name;
     Fields lines;
     std::int32_t code;
     SplitRules rules;
@@ -140,43 +139,25 @@ TEST_CASE("a layout is weighed, and what would suit better is told") {
   REQUIRE(two.AddFixedBreak(3).ok());
   REQUIRE(two.AddFixedBreak(5).ok());
   const auto comma = SplitRules::Delimited(",", '"');
+  const char* const kBars = "With \"|\" as separator 4 of 4 lines have 2 fields.";
+  const char* const kTabs = "With tab as separator 10 of 10 lines have 3 fields.";
+  const char* const kNoUtf8 = "1 of 3 lines are not UTF-8: choose the code page of the file.";
+  const char* const kMixed = "1 of 3 lines hold a CR or LF that ends no record.";
   const Row kRows[] = {
-      {"even", Fields(10, "a,\"b,c\",d"), 0, comma, 100, ""},
-      {"one ragged, one open", {"a,b", "a,b", "a,b,c", "a,\"b"}, 0, comma, 50, ""},
-      {"tabs", Fields(10, "a\tb\tc"), 0, comma, 25,
-       "With tab as separator 10 of 10 lines have 3 fields."},
-      {"bars cut more evenly",
-       {"a|1,5", "b|2", "c|3", "d|4"},
-       0,
-       comma,
-       25,
-       "With \"|\" as separator 4 of 4 lines have 2 fields."},
-      {"tabs taken for columns", Fields(10, "AB\t12\tC"), 0, SplitRules::Fixed(two), 100,
-       "With tab as separator 10 of 10 lines have 3 fields."},
-      {"HTML", Fields(5, "<td>a</td>"), 0, comma, 25, "The lines look like HTML tags."},
-      {"CR LF read by CR",
-       {"a,b", "\na,b", "\na,b"},
-       1,
-       comma,
-       100,
-       "The records seem to end with CR LF."},
-      {"LF read by CR LF", {"a,b\nc,d\n"}, 0, comma, 50, "The records seem to end with LF."},
-      {"bytes that are no UTF-8",
-       {"a,\xC3\xA9", "b,\xE9", "c,d"},
-       2,
-       comma,
-       100,
-       "1 of 3 lines are not UTF-8: choose the code page of the file."},
-      {"mixed line ends",
-       {"a,b", "c,d\r", "e,f"},
-       2,
-       comma,
-       100,
-       "1 of 3 lines hold a CR or LF that ends no record."},
-      {"nothing", {}, 0, comma, 0, ""},
+      {Fields(10, "a,\"b,c\",d"), 0, comma, 100, ""},
+      {{"a,b", "a,b", "a,b,c", "a,\"b"}, 0, comma, 50, ""},  // one ragged, one open
+      {Fields(10, "a\tb\tc"), 0, comma, 25, kTabs},
+      {{"a|1,5", "b|2", "c|3", "d|4"}, 0, comma, 25, kBars},  // bars cut more evenly
+      {Fields(10, "AB\t12\tC"), 0, SplitRules::Fixed(two), 100, kTabs},
+      {Fields(5, "<td>a</td>"), 0, comma, 25, "The lines look like HTML tags."},
+      {{"a,b", "\na,b", "\na,b"}, 1, comma, 100, "The records seem to end with CR LF."},
+      {{"a,b\nc,d\n"}, 0, comma, 50, "The records seem to end with LF."},
+      {{"a,\xC3\xA9", "b,\xE9", "c,d"}, 2, comma, 100, kNoUtf8},
+      {{"a,b", "c,d\r", "e,f"}, 2, comma, 100, kMixed},
+      {{}, 0, comma, 0, ""},
   };
   for (const Row& row : kRows) {
-    CAPTURE(row.name);
+    CAPTURE(Show(row.lines));
     const DetectionReport report = Weigh(Preview(row.lines), {row.code, "", 0}, row.rules);
     CHECK(report.certainty_percent == row.certainty);
     CHECK(report.hint == row.hint);

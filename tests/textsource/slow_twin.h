@@ -145,23 +145,10 @@ inline Fields SlowHtml(std::string_view record) {
   return fields;
 }
 
-/// A list as one line, its texts in brackets, control characters visible.
+/// A list as one line, its texts in brackets.
 inline std::string Show(const Fields& list) {
   std::string shown;
-  for (const std::string& text : list) {
-    shown += '[';
-    for (const char c : text) {
-      if (c == '\r')
-        shown += "\\r";
-      else if (c == '\n')
-        shown += "\\n";
-      else if (c == '\0')
-        shown += "\\0";
-      else
-        shown += c;
-    }
-    shown += ']';
-  }
+  for (const std::string& text : list) shown += '[' + text + ']';
   return shown;
 }
 
