@@ -74,7 +74,9 @@ void frmKelvorin::EdtFileName_Change(std::string_view text) {
   const bool guess = !applying_setting_;
   textsource::RecordFormat format = engine::RecordFormatOf(setting);
   textsource::FileTypeGuess guessed;
+  platform_.SetWaitCursor(true);
   textsource::LoadNewFile(state_.source.file_name, guess, preview, format, guessed, state_.breaks);
+  platform_.SetWaitCursor(false);
   if (!guess) return;
   setting.RecSeparator = format.code;
   if (!preview.file_present) return;
