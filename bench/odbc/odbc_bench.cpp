@@ -1,7 +1,10 @@
 // odbc_bench [RECORDS] [SERVER ...]: CPU time of client and server for loading a text file of ten
 // fields, as ratios to native bulk loading measured in the same run. Starts its own servers.
 
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -114,6 +117,27 @@ Counter PostInGroups(const Place& place, const std::string& records, bool one_by
   return counter;
 }
 
+/// Runs the program itself; returns the most memory that it held, in MiB.
+double RunProgram(const Place& place, std::vector<std::string> words) {
+  words.insert(words.begin(), {KELVORIN_PROGRAM, "import"});
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t quiet;
+  posix_spawn_file_actions_init(&quiet);
+  posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t child = 0;
+  int status = 1;
+  rusage usage{};
+  if (posix_spawn(&child, KELVORIN_PROGRAM, &quiet, nullptr, arguments.data(), environ) != 0 ||
+      wait4(child, &status, 0, &usage) != child || status != 0) {
+    std::fprintf(stderr, "%s: the program failed\n", place.kind.c_str());
+    std::exit(1);
+  }
+  posix_spawn_file_actions_destroy(&quiet);
+  return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
 int ServerPid(const Place& place) {
   if (place.kind == "sqlite") return 0;
   std::ifstream file(place.folder + (place.kind == "postgres" ? "/data/postmaster.pid" : "/pid"));
@@ -157,6 +181,44 @@ void Line(const char* what, const Spent& spent, const Spent& yardstick, std::siz
   std::fflush(stdout);
 }
 
+/// The program from a text file, from a dBASE table and back into one, with the memory of each.
+void WholeRuns(const Place& place, const std::string& folder, std::size_t records,
+               const Spent& native) {
+  const long count = static_cast<long>(records);
+  const int rounds = records > 300000 ? 1 : 3;
+  const std::string text = folder + "/records.csv", tables = folder + "/tables-" + place.kind;
+  std::filesystem::create_directory(tables);
+  const std::vector<std::string> into = {"--into", "ODBC:" + place.connect, "--table", "people",
+                                         "--map-in-order"};
+  const auto words = [&](std::vector<std::string> first) {
+    first.insert(first.end(), into.begin(), into.end());
+    return first;
+  };
+  RunProgram(place, {text, "--into", "DBASE4:" + tables, "--table", "people", "--create"});
+  double memory = 0;
+  Line("the program, from text",
+       Measure(place, rounds, count, [&] { memory = RunProgram(place, words({text})); }), native,
+       records);
+  std::printf("  %44s %6.1f MiB at most\n", "", memory);
+  Line(
+      "the program, from dBASE",
+      Measure(place, rounds, count,
+              [&] {
+                memory = RunProgram(place, words({"DBASE4:" + tables, "--source-table", "people"}));
+              }),
+      native, records);
+  std::printf("  %44s %6.1f MiB at most\n", "", memory);
+  const auto read = [&] {
+    return RunProgram(place, {"ODBC:" + place.connect, "--source-table", "people", "--into",
+                              "DBASE4:" + tables, "--table", "back", "--create"});
+  };
+  const double whole = read();
+  std::filesystem::remove(tables + "/back.dbf");
+  bench::RunSql(place, "DELETE FROM people WHERE id>1000");
+  std::printf("  the program, reading it back: %.1f MiB at most, with 1,000 records %.1f MiB\n",
+              whole, read());
+}
+
 void Compare(const Place& place, const std::string& folder, std::size_t records) {
   const long count = static_cast<long>(records);
   const std::string file = folder + "/records.csv";
@@ -178,6 +240,8 @@ void Compare(const Place& place, const std::string& folder, std::size_t records)
          native, records);
   Line("this driver, in groups",
        Measure(place, rounds, count, [&] { PostInGroups(place, file, false); }), native, records);
+
+  WholeRuns(place, folder, records, native);
 
   const std::size_t few = std::min<std::size_t>(records, place.kind == "sqlite" ? 1000 : 20000);
   std::printf("  with bad records, of %zu, against one by one\n", few);
