@@ -10,15 +10,16 @@ namespace kelvorin::database_odbc {
 namespace {
 
 constexpr std::size_t kMostRecords = 10000;
+constexpr std::size_t kMostValues = 250'000;  // of a batch; they are remembered one by one
 // A smaller batch is not worth a file.
 constexpr std::size_t kLeastBatch = 64;
 // Of a statement that spells its values out.
 constexpr std::size_t kMostListed = 500;
 constexpr std::size_t kMostListedBytes = 900'000;
 
-PostRoad::Limits SideLimits() {
+PostRoad::Limits SideLimits(std::size_t fields) {
   PostRoad::Limits limits;
-  limits.most_records = limits.commit_records = kMostRecords;
+  limits.most_records = limits.commit_records = std::min(kMostRecords, kMostValues / fields);
   limits.whole_batches = true;
   return limits;
 }
@@ -33,7 +34,8 @@ bool MayHavePoint(database::TypeCode type) {
 
 SideRoad::SideRoad(Session& session, const std::string& into, bool refuses_doubles,
                    const RoadTarget& target)
-    : SqlRoad(session, into, refuses_doubles, SideLimits()), side_(target.fields.size()) {
+    : SqlRoad(session, into, refuses_doubles, SideLimits(target.fields.size())),
+      side_(target.fields.size()) {
   select_ = this->into() + "SELECT ";
   for (std::size_t i = 0; i < target.fields.size(); ++i) {
     if (i != 0) select_ += ',';

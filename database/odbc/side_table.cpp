@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 
 #include "base/M_STRING.h"
 #include "database/api/errors.h"
@@ -16,7 +17,8 @@
 //   leaf cell     payload size varint, row number varint, payload
 //   inner cell    child page u32, largest row number in it varint
 //   payload       size of the header varint, a serial type varint for each column, the values
-//   serial types  0 Null, 6 an i64, 12 + 2n bytes, 13 + 2n text
+//   serial types  0 Null, 1 2 4 6 an integer of 1 2 4 8 bytes, 8 and 9 the numbers 0 and 1,
+//                 12 + 2n bytes, 13 + 2n text
 namespace kelvorin::database_odbc {
 namespace {
 
@@ -124,10 +126,22 @@ void SideTable::AddNull() {
 }
 
 void SideTable::AddInteger(std::int64_t value) {
-  header_ += '\6';
+  if (value == 0 || value == 1) {
+    header_ += value == 0 ? '\x08' : '\x09';
+    return;
+  }
+  const auto fits = [value](auto narrow) {
+    return value >= std::numeric_limits<decltype(narrow)>::min() &&
+           value <= std::numeric_limits<decltype(narrow)>::max();
+  };
+  const std::size_t size = fits(std::int8_t{})    ? 1
+                           : fits(std::int16_t{}) ? 2
+                           : fits(std::int32_t{}) ? 4
+                                                  : 8;
+  header_ += static_cast<char>(size == 8 ? 6 : size);
   std::byte bytes[8];
   StoreBig(bytes, static_cast<std::uint64_t>(value));
-  body_.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+  body_.append(reinterpret_cast<const char*>(bytes) + 8 - size, size);
 }
 
 void SideTable::AddSized(std::string_view bytes, std::uint64_t kind) {

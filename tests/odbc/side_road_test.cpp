@@ -76,7 +76,9 @@ class Rows {
         side_.AddQuotedText(text + "''");
         line += "'" + text + "'''";
       } else if (kind == 1) {
-        const std::int64_t number = static_cast<std::int64_t>(random()) - 2147483648LL;
+        // near the borders of every width
+        const std::int64_t number =
+            (std::int64_t{1} << random() % 63) * (random() % 2 == 0 ? 1 : -1) + random() % 5 - 2;
         side_.AddInteger(number);
         line += std::to_string(number);
       } else if (kind == 2) {
