@@ -9,32 +9,20 @@ namespace kelvorin::tests {
 void RunConformance(const Backend& backend) {
   CAPTURE(backend.name);
   Fixture fixture(backend);
-  SUBCASE("edges") {
-    CheckEdges(fixture);
-  }
-  if (backend.SnapshotsOnly()) {
-    SUBCASE("reading") {
-      CheckReading(fixture);
+  struct Theme {
+    const char* name;
+    void (*check)(Fixture&);
+    bool for_snapshots = false;
+  };
+  const Theme themes[] = {{"edges", CheckEdges, true}, {"values", CheckValues, true},
+                          {"names", CheckNames, true}, {"moving", CheckMoving},
+                          {"writing", CheckWriting},   {"many records", CheckManyRecords},
+                          {"indexes", CheckIndexes}};
+  for (const Theme& theme : themes) {
+    if (backend.SnapshotsOnly() && !theme.for_snapshots) continue;
+    SUBCASE(theme.name) {
+      theme.check(fixture);
     }
-    return;
-  }
-  SUBCASE("moving") {
-    CheckMoving(fixture);
-  }
-  SUBCASE("writing") {
-    CheckWriting(fixture);
-  }
-  SUBCASE("values") {
-    CheckValues(fixture);
-  }
-  SUBCASE("names") {
-    CheckNames(fixture);
-  }
-  SUBCASE("many records") {
-    CheckManyRecords(fixture);
-  }
-  SUBCASE("indexes") {
-    CheckIndexes(fixture);
   }
 }
 

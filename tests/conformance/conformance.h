@@ -36,26 +36,16 @@ struct Backend {
   std::function<std::string()> make_database;
 
   std::vector<TypeCase> types;
-  std::int32_t text_size = 50;         // a text field of this size can be made
-  bool empty_text = true;              // text of length zero is told apart from Null
-  bool trailing_blanks = true;         // kept
-  bool unicode = true;                 // holds characters outside one code page
-  std::string lost_bytes;              // of code page 1252, what a text field cannot hold
-  bool memo = true;                    // memo fields can be made
-  std::size_t longest_memo = 1 << 20;  // characters to try
-  bool required = true;                // Required, AllowZeroLength, DefaultValue are kept
+  std::int32_t text_size = 50;  // a text field of this size can be made
+  bool empty_text = true;       // text of length zero is told apart from Null
+  bool trailing_blanks = true;  // kept
+  bool unicode = true;          // holds characters outside one code page
+  std::string lost_bytes;       // of code page 1252, what a text field cannot hold
+  bool required = true;         // Required, AllowZeroLength, DefaultValue are kept
   bool auto_increment = true;
-  bool delete_table = true;
-  bool bookmarks = true;  // stay with their record while others come and go
-  bool inspect = true;    // `Inspect` is supported
   std::size_t many_records = 3000;
-  std::size_t random_steps = 2000;
 
-  bool indexes = true;                       // made with the table; SetIndex and Seek work
-  bool unique = true;                        // unique indexes refuse duplicates
-  std::string primary_index = "PrimaryKey";  // name of a primary one, empty: there are none
-  bool descending = true;
-  bool several_fields = true;  // a key of more than one field
+  bool indexes = true;  // made with the table; SetIndex and Seek work
 
   /// Set both for tables that are filled by other means than record sets, as those of a server:
   /// then only snapshots are checked, how they move and what they read.

@@ -1,14 +1,21 @@
 #include "tests/conformance/fixture.h"
 
-#include <doctest/doctest.h>
+#include "database/api/sql_text.h"
+#include "database/values/value_format.h"
 
-#include <algorithm>
+#include <doctest/doctest.h>
 
 namespace kelvorin::tests {
 
 std::string Fault(const Status& status) {
   if (status.ok()) return {};
   return std::to_string(status.number()) + " " + std::string(status.message());
+}
+
+void CheckNotWritable(Recordset& set) {
+  CHECK_FALSE(set.Updatable());
+  for (const Status& status : {set.AddNew(), set.Edit(), set.Delete()})
+    CHECK(Number(status) == Number(ErrorNumber::kReadOnly));
 }
 
 FieldDef TextField(std::string name, std::int32_t size) {
@@ -33,10 +40,33 @@ IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns) {
   return index;
 }
 
-IndexDef PrimaryIndex(const Backend& backend) {
-  IndexDef index = IndexOn(backend.primary_index, {{"ID", false}});
+IndexDef PrimaryIndex() {
+  IndexDef index = IndexOn("PrimaryKey", {{"ID", false}});
   index.Unique = index.Primary = index.Required = true;
   return index;
+}
+
+Status InsertByStatement(Database& database, const TableDef& table, const Texts& texts) {
+  std::string names;
+  std::string literals;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i] == "<null>") continue;
+    if (!names.empty()) {
+      names += ',';
+      literals += ',';
+    }
+    KV_TRY(database::AppendIdentifier(table.Fields[i].Name, database.Dialect(), names));
+    values::Value value;
+    std::string scratch;
+    const TypeCode type = table.Fields[i].Type;
+    KV_TRY(values::ValueFormat::Neutral().Parse(texts[i], type, value, scratch));
+    KV_TRY(database::AppendLiteral(value, type, database.Dialect(), literals));
+  }
+  std::string sql = "INSERT INTO ";
+  KV_TRY(database::AppendIdentifier(table.Name, database.Dialect(), sql));
+  sql.append(" (").append(names).append(") VALUES (").append(literals).append(")");
+  auto changed = database.Execute(sql, database::kSqlPassThrough);
+  return std::move(changed).status();
 }
 
 Fixture::~Fixture() {
@@ -109,6 +139,13 @@ Status Fixture::Add(Recordset& set, const Texts& texts) {
   return set.Update();
 }
 
+Status Fixture::Change(Recordset& set, std::size_t field, std::string_view text) {
+  KV_TRY(set.Edit());
+  KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
+                          : set.Fields(field).SetText(text));
+  return set.Update();
+}
+
 std::string Fixture::TextOf(Recordset& set, std::size_t field) const {
   std::string text;
   bool is_null = false;
@@ -142,22 +179,7 @@ std::string Fixture::Dump(std::string_view table) {
   return lines;
 }
 
-std::string Fixture::SortedDump(std::string_view table) {
-  const std::string lines = Dump(table);
-  Texts records;
-  for (std::size_t from = 0; from < lines.size();) {
-    const std::size_t end = lines.find('\n', from) + 1;
-    records.push_back(lines.substr(from, end - from));
-    from = end;
-  }
-  std::sort(records.begin(), records.end());
-  std::string sorted;
-  for (const std::string& record : records) sorted += record;
-  return sorted;
-}
-
 void Fixture::CheckSound() {
-  if (!backend.inspect) return;
   const auto faults = database().Inspect();
   REQUIRE(Fault(faults.status()) == "");
   std::string lines;

@@ -25,18 +25,4 @@ TEST_CASE("the in-memory database keeps what the interface promises") {
   RunConformance(BackendOf(memory));
 }
 
-TEST_CASE("snapshots of tables in memory that others fill") {
-  MemoryDriver memory;
-  Backend backend = BackendOf(memory);
-  backend.make_table = [](database::Database& database, const database::TableDef& table) {
-    return database.CreateTable(table);
-  };
-  backend.add_record = [&](database::Database&, const database::TableDef& table,
-                           const std::vector<std::string>& texts) {
-    memory.AddRow("conformance", table.Name, texts);
-    return Status();
-  };
-  RunConformance(backend);
-}
-
 }  // namespace kelvorin::tests

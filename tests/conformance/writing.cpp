@@ -65,9 +65,7 @@ void CheckEditing(Fixture& fixture) {
   REQUIRE(Fault(set->Fields(0).SetText("20")) == "");
   REQUIRE(Fault(set->Update()) == "");
   CHECK(fixture.RecordOf(*set) == "20|name 2");  // fields left alone keep their values
-  REQUIRE(Fault(set->Edit()) == "");
-  REQUIRE(Fault(set->Fields(0).SetText("")) == "");  // an empty number is Null
-  REQUIRE(Fault(set->Update()) == "");
+  REQUIRE(Fault(fixture.Change(*set, 0, "")) == "");
   REQUIRE(Fault(set->Edit()) == "");
   REQUIRE(Fault(set->Update()) == "");  // nothing assigned
   REQUIRE(Fault(set->MoveNext()) == "");
@@ -129,10 +127,8 @@ void CheckRefusals(Fixture& fixture) {
   CHECK(fixture.Dump(table) == "1|" + std::string(20, 'x') + "\n2|name 2\n");
 
   REQUIRE(Fault(set->Close()) == "");
-  CHECK(Fault(set->Close()) == "");  // harmless
   const int closed = Number(ErrorNumber::kObjectInvalid);
   CHECK(Number(set->MoveFirst()) == closed);
-  CHECK(Number(set->MoveNext()) == closed);
   CHECK(Number(set->AddNew()) == closed);
   CHECK(Number(set->Update()) == closed);
   CHECK(Number(set->Delete()) == closed);
@@ -202,10 +198,7 @@ void CheckReadOnly(Fixture& fixture) {
   fixture.Reopen(true);
   CHECK_FALSE(fixture.database().Updatable());
   const auto set = fixture.Open(table);
-  CHECK_FALSE(set->Updatable());
-  CHECK(Number(set->AddNew()) == Number(ErrorNumber::kReadOnly));
-  CHECK(Number(set->Edit()) == Number(ErrorNumber::kReadOnly));
-  CHECK(Number(set->Delete()) == Number(ErrorNumber::kReadOnly));
+  CheckNotWritable(*set);
   CHECK(fixture.Walk(*set) == "1|name 1\n2|name 2\n");
   TableDef other;
   other.Name = "OTHER";

@@ -328,11 +328,6 @@ class MemoryDatabase final : public database::Database {
             "the database '" + key_ + "' has a table '" + table.Name + "' already");
     stored().tables.push_back(std::make_shared<MemoryTable>(table));
   }
-  void DoCreateIndex(std::string_view table, const IndexDef& index) override {
-    store_->Enter({}, "CreateIndex", table, index.Name);
-    Status added = Require(table, ErrorNumber::kTableNotFound)->AddIndex(index);
-    if (!added.ok()) throw Error(std::move(added));
-  }
   void DoDeleteTable(std::string_view name) override {
     store_->Enter({}, "DeleteTable", name);
     const auto table = Require(name, ErrorNumber::kTableNotFound);

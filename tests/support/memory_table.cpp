@@ -5,8 +5,7 @@
 #include "database/values/value_format.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
+#include <tuple>
 
 namespace kelvorin::tests {
 namespace {
@@ -17,59 +16,7 @@ using database::IndexDef;
 using database::MakeStatus;
 using database::TableDef;
 using values::Kind;
-using values::TypeCode;
 using values::Value;
-
-constexpr std::int64_t kTenThousand = 10000;
-
-std::string NameOf(const TableDef& table, const FieldDef& field) {
-  return "field '" + field.Name + "' of table '" + table.Name + "'";
-}
-
-Status Refuse(const TableDef& table, const FieldDef& field) {
-  return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
-                    "the value does not fit " + NameOf(table, field));
-}
-
-bool ToDouble(const Value& value, double& out) noexcept {
-  switch (value.kind) {
-    case Kind::kInteger:
-      out = static_cast<double>(value.integer);
-      return true;
-    case Kind::kCurrency:
-      out = static_cast<double>(value.integer) / static_cast<double>(kTenThousand);
-      return true;
-    case Kind::kDouble:
-      out = value.number;
-      return std::isfinite(out);
-    case Kind::kBoolean:
-      out = value.boolean ? -1 : 0;
-      return true;
-    case Kind::kNull:
-    case Kind::kDateTime:
-    case Kind::kText:
-    case Kind::kBytes:
-    case Kind::kGuid:
-      return false;
-  }
-  return false;
-}
-
-// `value` times `scale` as a whole number; false when it has more digits or does not fit.
-bool ToWhole(const Value& value, std::int64_t scale, std::int64_t& out) noexcept {
-  if (value.kind == Kind::kInteger || value.kind == Kind::kCurrency) {
-    const std::int64_t from = value.kind == Kind::kCurrency ? kTenThousand : 1;
-    if (scale >= from) return !__builtin_mul_overflow(value.integer, scale / from, &out);
-    out = value.integer / from;
-    return value.integer % from == 0;
-  }
-  double number = 0;
-  if (!ToDouble(value, number)) return false;
-  number *= static_cast<double>(scale);
-  if (std::nearbyint(number) != number || std::abs(number) >= 9.2e18) return false;
-  out = static_cast<std::int64_t>(number);
-  return true;
-}
 
 }  // namespace
 
@@ -78,104 +25,49 @@ Status MakeCell(const TableDef& table, const FieldDef& field, const Value& value
     out = Cell();
     return Status();
   }
-  const auto store = [&out](const Value& stored) {
-    out = Cell(stored);
+  const auto name = [&] { return "field '" + field.Name + "' of table '" + table.Name + "'"; };
+  if (value.kind == Kind::kText || value.kind == Kind::kBytes) {
+    const bool text = values::IsText(field.Type);
+    if (text != (value.kind == Kind::kText))
+      return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
+                        "the value does not fit " + name());
+    const auto room = static_cast<std::size_t>(std::max(field.Size, 0));
+    const std::size_t size = text ? base::CountCharacters(value.text) : value.text.size();
+    if (room != 0 && size > room)
+      return MakeStatus(Code::kTooLong, ErrorNumber::kFieldTooSmall,
+                        std::to_string(size) + (text ? " characters" : " bytes") +
+                            " are too long for " + name() + ", which takes " +
+                            std::to_string(room));
+    out = Cell(value);
     return Status();
-  };
-  const auto whole = [&](std::int64_t low, std::int64_t high) {
-    std::int64_t number = 0;
-    if (!ToWhole(value, 1, number) || number < low || number > high) return Refuse(table, field);
-    return store(Value::Integer(number));
-  };
-  std::int64_t scaled = 0;
-  double number = 0;
-  std::string digits;
-  switch (field.Type) {
-    case TypeCode::kBoolean:
-      if (!ToDouble(value, number)) return Refuse(table, field);
-      return store(Value::Boolean(number != 0));
-    case TypeCode::kByte:
-      return whole(0, 255);
-    case TypeCode::kInteger:
-      return whole(std::numeric_limits<std::int16_t>::min(),
-                   std::numeric_limits<std::int16_t>::max());
-    case TypeCode::kLong:
-      return whole(std::numeric_limits<std::int32_t>::min(),
-                   std::numeric_limits<std::int32_t>::max());
-    case TypeCode::kBigInt:
-      return whole(std::numeric_limits<std::int64_t>::min(),
-                   std::numeric_limits<std::int64_t>::max());
-    case TypeCode::kCurrency:
-      if (!ToWhole(value, kTenThousand, scaled)) return Refuse(table, field);
-      return store(Value::Currency(scaled));
-    case TypeCode::kSingle:
-      if (!ToDouble(value, number) || std::abs(number) > std::numeric_limits<float>::max())
-        return Refuse(table, field);
-      return store(values::SingleValue(static_cast<float>(number), digits));
-    case TypeCode::kDouble:
-    case TypeCode::kFloat:
-    case TypeCode::kNumeric:
-    case TypeCode::kDecimal:
-      if (!ToDouble(value, number)) return Refuse(table, field);
-      return store(
-          Value::Double(number, value.kind == Kind::kDouble ? value.text : std::string_view()));
-    case TypeCode::kDate:
-    case TypeCode::kTime:
-    case TypeCode::kTimeStamp:
-      if (value.kind != Kind::kDateTime) return Refuse(table, field);
-      return store(value);
-    case TypeCode::kText:
-    case TypeCode::kChar:
-    case TypeCode::kMemo: {
-      if (value.kind != Kind::kText) return Refuse(table, field);
-      const auto size = static_cast<std::size_t>(std::max(field.Size, 0));
-      if (size != 0 && value.text.size() > size && base::CountCharacters(value.text) > size)
-        return MakeStatus(Code::kTooLong, ErrorNumber::kFieldTooSmall,
-                          "a text of " + std::to_string(base::CountCharacters(value.text)) +
-                              " characters is too long for " + NameOf(table, field) +
-                              ", which takes " + std::to_string(size));
-      return store(value);
-    }
-    case TypeCode::kBinary:
-    case TypeCode::kVarBinary:
-    case TypeCode::kLongBinary:
-      if (value.kind != Kind::kBytes) return Refuse(table, field);
-      if (field.Size > 0 && value.text.size() > static_cast<std::size_t>(field.Size))
-        return MakeStatus(
-            Code::kTooLong, ErrorNumber::kFieldTooSmall,
-            std::to_string(value.text.size()) + " bytes are too long for " + NameOf(table, field));
-      return store(value);
-    case TypeCode::kGuid:
-      if (value.kind != Kind::kGuid) return Refuse(table, field);
-      return store(value);
   }
-  return Refuse(table, field);
+  // A number of another kind becomes one of the field's by way of its text.
+  const values::ValueFormat& neutral = values::ValueFormat::Neutral();
+  Value stored;
+  std::string text, scratch;
+  neutral.Append(value, text);
+  const Status parsed = neutral.Parse(text, field.Type, stored, scratch);
+  if (!parsed.ok())
+    return MakeStatus(parsed.code(), ErrorNumber::kConversion,
+                      "the value " + text + " does not fit " + name());
+  out = Cell(stored);
+  return Status();
 }
 
 int Compare(const Cell& a, const Cell& b) noexcept {
-  const Value x = a.View();
-  const Value y = b.View();
-  const auto order = [](const auto& l, const auto& r) { return l < r ? -1 : r < l ? 1 : 0; };
-  if (x.IsNull() || y.IsNull()) return order(!x.IsNull(), !y.IsNull());
-  switch (x.kind) {
-    case Kind::kNull:
-      return 0;
-    case Kind::kBoolean:
-      return order(x.boolean, y.boolean);
-    case Kind::kInteger:
-    case Kind::kCurrency:
-      return order(x.integer, y.integer);
-    case Kind::kDouble:
-      return order(x.number, y.number);
-    case Kind::kDateTime:
-      return order(x.date_time, y.date_time);
-    case Kind::kText:
-    case Kind::kBytes:
-      return order(x.text, y.text);
-    case Kind::kGuid:
-      return order(x.guid.bytes, y.guid.bytes);
-  }
-  return 0;
+  // What its kind does not use is left over in a value from another one.
+  const auto parts = [](const Value& v) {
+    const auto is = [&](Kind one, Kind other) { return v.kind == one || v.kind == other; };
+    return std::tuple(!v.IsNull(), v.kind == Kind::kBoolean && v.boolean,
+                      is(Kind::kInteger, Kind::kCurrency) ? v.integer : 0,
+                      v.kind == Kind::kDouble ? v.number : 0,
+                      v.kind == Kind::kDateTime ? v.date_time : values::DateTime(),
+                      is(Kind::kText, Kind::kBytes) ? v.text : std::string_view(),
+                      v.kind == Kind::kGuid ? v.guid.bytes : values::Guid().bytes);
+  };
+  const auto x = parts(a.View());
+  const auto y = parts(b.View());
+  return x < y ? -1 : y < x ? 1 : 0;
 }
 
 std::string TextOf(const Cell& cell) {
@@ -187,12 +79,15 @@ std::string TextOf(const Cell& cell) {
   return text;
 }
 
-MemoryTable::MemoryTable(TableDef def) : def_(std::move(def)) {
-  const std::vector<IndexDef> indexes = std::move(def_.Indexes);
-  def_.Indexes.clear();
-  for (const IndexDef& index : indexes) {
-    const Status added = AddIndex(index);
-    KV_ASSERT(added.ok(), "an empty table takes any index on its own fields");
+MemoryTable::MemoryTable(TableDef def) : def_(std::move(def)), orders_(def_.Indexes.size()) {
+  for (const IndexDef& index : def_.Indexes) {
+    Key& key = keys_.emplace_back();
+    for (const database::IndexField& column : index.Columns) {
+      const int field = def_.FindField(column.Name);
+      KV_ASSERT(field >= 0, "an index is on fields of its table");
+      key.fields.push_back(static_cast<std::size_t>(field));
+      key.descending.push_back(column.Descending);
+    }
   }
 }
 
@@ -314,37 +209,6 @@ Status MemoryTable::Replace(std::size_t row_no, Row row) {
 void MemoryTable::Delete(std::size_t row_no) {
   Remove(row_no);
   rows_[row_no].deleted = true;
-}
-
-Status MemoryTable::AddIndex(const IndexDef& index) {
-  Key key;
-  for (const database::IndexField& column : index.Columns) {
-    const int field = def_.FindField(column.Name);
-    if (field < 0)
-      return MakeStatus(Code::kNotFound, ErrorNumber::kNotInCollection,
-                        "table '" + def_.Name + "' has no field '" + column.Name + "' for index '" +
-                            index.Name + "'");
-    key.fields.push_back(static_cast<std::size_t>(field));
-    key.descending.push_back(column.Descending);
-  }
-  def_.Indexes.push_back(index);
-  keys_.push_back(std::move(key));
-  orders_.emplace_back();
-  const std::size_t index_no = keys_.size() - 1;
-  for (std::size_t row_no = 0; row_no < rows_.size(); ++row_no) {
-    if (rows_[row_no].deleted || !Belongs(index_no, rows_[row_no])) continue;
-    Status checked = CheckIndexes(rows_[row_no], &rows_[row_no]);
-    if (!checked.ok()) {
-      def_.Indexes.pop_back();
-      keys_.pop_back();
-      orders_.pop_back();
-      return checked;
-    }
-    orders_[index_no].insert(
-        orders_[index_no].begin() + static_cast<std::ptrdiff_t>(PlaceOf(index_no, row_no, false)),
-        row_no);
-  }
-  return Status();
 }
 
 }  // namespace kelvorin::tests

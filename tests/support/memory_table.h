@@ -61,8 +61,6 @@ class MemoryTable {
   Status Insert(Row row, const std::vector<bool>& assigned);
   Status Replace(std::size_t row_no, Row row);
   void Delete(std::size_t row_no);
-  /// Fills the new index from the rows; refuses duplicates where it is unique.
-  Status AddIndex(const database::IndexDef& index);
 
   /// Row numbers in the order of an index.
   const std::vector<std::size_t>& Order(std::size_t index_no) const { return orders_[index_no]; }
