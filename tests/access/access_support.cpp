@@ -112,15 +112,15 @@ void CheckSound(Database& database, std::string_view table) {
   CHECK(found == "");
 }
 
-void CheckSoundFile(const std::string& path) {
+void CheckSoundFile(const std::string& pattern) {
   if (Checker().empty()) return;
-  const std::string report = path + ".report";
-  const std::string command = "python3 '" + Checker() + "' check '" + path + "' --keys '" +
-                              KELVORIN_SAMPLES + "/../formats/jet-text-keys.tsv' >'" + report +
-                              "' 2>&1";
+  const TempFolder folder;
+  const std::string report = folder.File("report");
+  const std::string command = "python3 '" + Checker() + "' check " + pattern + " --keys '" +
+                              KELVORIN_SAMPLES + "/../formats/jet-text-keys.tsv' >" + report +
+                              " 2>&1";
   const int result = std::system(command.c_str());
   CHECK_MESSAGE(result == 0, ReadWhole(report));
-  std::filesystem::remove(report);
 }
 
 }  // namespace kelvorin::tests

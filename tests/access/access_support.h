@@ -63,7 +63,8 @@ IndexDef MakeIndex(std::string name, std::string_view columns, bool unique = fal
 
 /// Our own check and, where Python and the checker are at hand, an independent one find nothing.
 void CheckSound(Database& database, std::string_view table = {});
-void CheckSoundFile(const std::string& path);
+/// `pattern` as the shell takes it, for one file or several.
+void CheckSoundFile(const std::string& pattern);
 /// Path of the independent checker, or empty (it is then said once that it is left out).
 const std::string& Checker();
 

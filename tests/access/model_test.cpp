@@ -1,6 +1,5 @@
 // Random work on tables compared with a plain list of what they should hold, and the files checked
-// by us and by others. KELVORIN_MODEL_STEPS=10000 asks for the long form: that many steps on each
-// file, our inspection after every one of them.
+// by us and by others.
 
 #include "base/code_page.h"
 #include "tests/access/access_support.h"
@@ -18,13 +17,13 @@
 namespace kelvorin::tests {
 namespace {
 
-/// Steps on one file, and how many of them go by between two inspections of the table. The long
-/// form (KELVORIN_MODEL_STEPS=10000) inspects after every step and has the file checked by others
-/// twenty times on the way.
+/// Steps on one file, and how many of them go by between two inspections of the table and between
+/// two copies for the independent checker. KELVORIN_MODEL_STEPS=10000 asks for the long form, which
+/// inspects after every step.
 struct Length {
   int steps;
   int inspect_every = 40;
-  int check_every = 1 << 30;
+  int check_every = 50;
 };
 Length LengthOf(int usual) {
   const char* asked = std::getenv("KELVORIN_MODEL_STEPS");
@@ -33,25 +32,40 @@ Length LengthOf(int usual) {
   return {steps, 1, steps / 20};
 }
 
-/// Where a file goes that other programs read: a folder that KELVORIN_KEEP_FILES names keeps it.
-std::string Kept(const TempFolder& folder, const std::string& name) {
-  const char* keep = std::getenv("KELVORIN_KEEP_FILES");
-  return keep != nullptr ? std::string(keep) + "/" + name : folder.File(name);
-}
+/// Copies of one file as it was on the way, checked by others all at once: their program takes
+/// longer to start than to check.
+class Copies {
+ public:
+  explicit Copies(std::string name) : name_(std::move(name)) {}
+  void Take(const std::string& bytes) {
+    WriteWhole(folder_.File(std::to_string(count_++) + "_" + name_), bytes);
+    last_ = bytes;
+  }
+  /// KELVORIN_KEEP_FILES names a folder for the last one.
+  void Check() {
+    if (const char* keep = std::getenv("KELVORIN_KEEP_FILES"))
+      WriteWhole(std::string(keep) + "/" + name_, last_);
+    CheckSoundFile(folder_.path() + "/*_" + name_);
+  }
+
+ private:
+  TempFolder folder_;
+  std::string name_, last_;
+  int count_ = 0;
+};
 
 class RandomRun {
  public:
-  /// Takes that many steps; `check` has the flushed file checked by others.
+  /// Takes that many steps; `copy` takes a copy of the flushed file.
   template <typename F>
-  void Play(AccessFile& file, const std::string& table, int steps, const Length& length,
-            F&& check) {
+  void Play(AccessFile& file, const std::string& table, int steps, const Length& length, F&& copy) {
     for (int i = 1; i <= steps; ++i) {
       CAPTURE(i);
       Step();
       if (i % length.inspect_every == 0) CheckSound(*file, table);
       if (i % length.check_every != 0) continue;
       REQUIRE(set_->Flush().ok());
-      check();
+      copy();
     }
   }
   RandomRun(AccessFile& file, const std::string& table, unsigned seed, bool wide)
@@ -96,6 +110,20 @@ class RandomRun {
       CHECK(back == count);
     }
     REQUIRE(set_->SetIndex("").ok());
+  }
+  /// All but every tenth go, in the order of each index in turn, so that its tree shrinks.
+  void Shrink() {
+    for (const IndexDef& index : set_->Def().Indexes) {
+      REQUIRE(set_->SetIndex(index.Name).ok());
+      for (int i = 0; !set_->Eof(); ++i) {
+        const std::string row = Shown();
+        if (i % 10 != 0 && set_->Delete().ok()) model_.erase(model_.find(row));
+        REQUIRE(set_->MoveNext().ok());
+      }
+      REQUIRE(set_->SetIndex("").ok());
+      Compare();
+      while (model_.size() < 100) Add();
+    }
   }
   int done() const { return done_; }
 
@@ -314,14 +342,10 @@ TEST_CASE("random work on a new file stays what it should be") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   for (const char* connect : {"", ";version=97;"}) {
     CAPTURE(std::string(connect));
-    TempFolder folder;
     MemoryFileSystem disk;
     const std::string path = "/new.mdb";
-    const auto check = [&] {
-      const std::string kept = Kept(folder, *connect == '\0' ? "new4.mdb" : "new3.mdb");
-      WriteWhole(kept, disk.Contents(path));
-      CheckSoundFile(kept);
-    };
+    Copies copies(*connect == '\0' ? "new4.mdb" : "new3.mdb");
+    const auto copy = [&] { copies.Take(disk.Contents(path)); };
     MakeDatabase(path, connect, disk);
     {
       AccessFile file(path, disk);
@@ -329,12 +353,16 @@ TEST_CASE("random work on a new file stays what it should be") {
       REQUIRE_MESSAGE(made.ok(), made.message());
       RandomRun run(file, "Every Kind", 1, *connect == '\0');
       const Length length = LengthOf(1500);
-      run.Play(file, "Every Kind", length.steps, length, check);
+      run.Play(file, "Every Kind", length.steps, length, copy);
       run.Compare();
       CHECK(run.done() > length.steps / 2);
       CheckSound(*file);
+      copy();
+      run.Shrink();
+      CheckSound(*file);
     }
-    check();
+    copy();
+    copies.Check();
   }
 }
 
@@ -342,7 +370,6 @@ TEST_CASE("random work on copies of other programs' files leaves them sound") {
   const std::string samples = SampleFolder("access");
   if (samples.empty()) return;
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  TempFolder folder;
   unsigned seed = 1;
   for (const auto& entry : std::filesystem::directory_iterator(samples)) {
     const std::string name = entry.path().filename().string();
@@ -350,11 +377,8 @@ TEST_CASE("random work on copies of other programs' files leaves them sound") {
     CAPTURE(name);
     MemoryFileSystem disk;
     disk.Put("/" + name, ReadWhole(entry.path().string()));
-    const auto check = [&] {
-      const std::string kept = Kept(folder, name);
-      WriteWhole(kept, disk.Contents("/" + name));
-      CheckSoundFile(kept);
-    };
+    Copies copies(name);
+    const auto copy = [&] { copies.Take(disk.Contents("/" + name)); };
     {
       AccessFile file("/" + name, disk, false,
                       name == "j4-password.mdb" ? ";pwd=password;" : ";pwd=;");
@@ -369,12 +393,13 @@ TEST_CASE("random work on copies of other programs' files leaves them sound") {
       for (const std::string& table : names) {
         CAPTURE(table);
         RandomRun run(file, table, ++seed, !name.starts_with("j3"));
-        run.Play(file, table, length.steps / count, length, check);
+        run.Play(file, table, length.steps / count, length, copy);
         run.Compare();
       }
       CheckSound(*file);
     }
-    check();
+    copy();
+    copies.Check();
   }
 }
 
