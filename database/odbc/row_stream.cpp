@@ -33,35 +33,6 @@ std::size_t CellBytes(const database::FieldDef& field) {
   }
 }
 
-bool IsNumber(TypeCode type) {
-  switch (type) {
-    case TypeCode::kByte:
-    case TypeCode::kInteger:
-    case TypeCode::kLong:
-    case TypeCode::kCurrency:
-    case TypeCode::kSingle:
-    case TypeCode::kDouble:
-    case TypeCode::kBigInt:
-    case TypeCode::kNumeric:
-    case TypeCode::kDecimal:
-    case TypeCode::kFloat:
-      return true;
-    case TypeCode::kBoolean:
-    case TypeCode::kDate:
-    case TypeCode::kBinary:
-    case TypeCode::kText:
-    case TypeCode::kLongBinary:
-    case TypeCode::kMemo:
-    case TypeCode::kGuid:
-    case TypeCode::kVarBinary:
-    case TypeCode::kChar:
-    case TypeCode::kTime:
-    case TypeCode::kTimeStamp:
-      break;
-  }
-  return false;
-}
-
 SQLPOINTER Number(std::size_t value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);
 }
@@ -123,7 +94,7 @@ void RowStream::AppendColumn(const database::FieldDef& field, std::string& sql) 
   const Server server = session_.facts().server;
   std::string name;
   AppendName(field.Name, session_.facts().dialect, name);
-  if (server == Server::kSqlite && IsNumber(field.Type)) {
+  if (server == Server::kSqlite && values::IsNumber(field.Type)) {
     // as few digits as bring the same number back: 15 by itself, else 16 or 17
     sql += "CASE WHEN typeof(" + name + ")<>'real' OR CAST(CAST(" + name +
            " AS TEXT) AS REAL)=" + name + " THEN " + name + " WHEN CAST(printf('%!.16g'," + name +

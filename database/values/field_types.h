@@ -44,6 +44,12 @@ std::optional<TypeCode> TypeFromName(std::string_view name) noexcept;
 constexpr bool IsBinary(TypeCode type) noexcept {
   return type == TypeCode::kBinary || type == TypeCode::kLongBinary || type == TypeCode::kVarBinary;
 }
+/// Whole numbers, amounts and floating point; not dates, times and truth values.
+constexpr bool IsNumber(TypeCode type) noexcept {
+  using enum TypeCode;
+  return (type >= kByte && type <= kDouble) || type == kBigInt ||
+         (type >= kNumeric && type <= kFloat);
+}
 /// Types whose values are text: an empty one is text of length zero, not Null.
 constexpr bool IsText(TypeCode type) noexcept {
   return type == TypeCode::kText || type == TypeCode::kMemo || type == TypeCode::kChar;
