@@ -31,8 +31,7 @@ test_packages=(doctest-dev python3 python3-dbf python3-dbfread gdal-bin ieee-dat
                odbc-mariadb mariadb-server mdbtools)
 # npm fetches a reader of Access files that the tests compare with; any npm will do.
 command -v npm >/dev/null || test_packages+=(nodejs npm)
-# What the benchmark of data sources and the cluster examples need beyond that.
-bench_packages=(libsqlite3-dev)
+# What the cluster examples need beyond that.
 cluster_packages=(mariadb-plugin-spider galera-4 rsync)
 
 # configure_and_build PRESET [TARGET ...]: quiet when all is well, the whole log when not.
