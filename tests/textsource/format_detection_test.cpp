@@ -191,9 +191,7 @@ TEST_CASE("a layout that nobody confirms follows what weighs better") {
               " " + found->separators + " " + (found->format.quote != 0 ? "q" : "") ==
           row.layout);
   }
-  WriteWhole(path, std::string("\xFF\xFE"
-                               "a\0\n\0",
-                               6));
+  WriteWhole(path, std::string("\377\376a\0\n\0", 6));
   PreviewLines preview;
   BreakList breaks;
   CHECK(DetectLayout(path, nullptr, '"', preview, breaks).status().code() == Code::kNotSupported);

@@ -212,9 +212,7 @@ TEST_CASE("memo files of other programs") {
     Memos memos("dBASE III");
     Folder folder("/d", "dBASE III", memos.disk);
     auto set = folder.Open("M");
-    const Status refused = folder.Append(*set, {"x",
-                                                "a\x1A"
-                                                "b"});
+    const Status refused = folder.Append(*set, {"x", "a\032b"});
     CHECK(refused.message().find("character 26") != std::string_view::npos);
   }
   SUBCASE("no memo file at all") {
