@@ -32,20 +32,6 @@ std::unique_ptr<Recordset> AccessFile::Open(std::string_view table, RecordsetTyp
   return *std::move(opened);
 }
 
-Status Append(Recordset& set, const Row& texts) {
-  KV_TRY(set.AddNew());
-  for (std::size_t i = 0; i < texts.size(); ++i)
-    if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
-  return set.Update();
-}
-
-Status Change(Recordset& set, std::size_t field, std::string_view text) {
-  KV_TRY(set.Edit());
-  KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
-                          : set.Fields(field).SetText(text));
-  return set.Update();
-}
-
 std::string TextOf(Recordset& set) {
   std::string line;
   std::string text;

@@ -9,6 +9,7 @@
 
 #include "database/api/engine.h"
 #include "database/storage/file.h"
+#include "tests/conformance/records.h"
 
 namespace kelvorin::tests {
 
@@ -21,7 +22,6 @@ using database::RecordsetType;
 using database::SeekComparison;
 using database::TableDef;
 using database::TypeCode;
-using Row = std::vector<std::string>;
 
 /// An engine with only the Access driver.
 void EnterAccess(DBEngine& engine, storage::FileSystem& fs = storage::RealFileSystem());
@@ -44,10 +44,6 @@ class AccessFile {
   std::unique_ptr<Database> database_;
 };
 
-/// Appends one record; "<null>" leaves its field unassigned.
-Status Append(Recordset& set, const Row& texts);
-/// Sets one field of the current record; "<null>" makes it Null.
-Status Change(Recordset& set, std::size_t field, std::string_view text);
 /// The current record as neutral texts, Null as "<null>", joined by "|".
 std::string TextOf(Recordset& set);
 /// All records from the first on, one a line.

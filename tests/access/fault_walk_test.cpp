@@ -113,20 +113,10 @@ TEST_CASE("whatever operation fails or is the last, an Access file stays sound")
     int done = 0;
     REQUIRE(Play(calm, done, way, true).ok());
   }
-  struct Kind {
-    const char* name;
-    Fault fault;
-    Tail tail;
-  };
-  const Kind kinds[] = {{"I/O error", Fault::kIoError, Tail::kAll},
-                        {"full", Fault::kNoSpace, Tail::kAll},
-                        {"killed", Fault::kDie, Tail::kAll},
-                        {"power lost", Fault::kDie, Tail::kNone},
-                        {"power lost midway", Fault::kDie, Tail::kSome}};
   MemoryFileSystem prepared;
   Prepare(prepared);
   const std::string start = prepared.Contents(kPath);
-  for (const Kind& kind : kinds) {
+  for (const FaultKind& kind : kFaultKinds) {
     CAPTURE(std::string(kind.name));
     for (int n = 1;; ++n) {
       CAPTURE(n);

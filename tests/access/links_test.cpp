@@ -107,14 +107,6 @@ TEST_CASE("a linked Access table is read and written where it lives") {
   }
 }
 
-TEST_CASE("the linked sample finds its database beside it") {
-  const std::string samples = SampleFolder("access");
-  if (samples.empty()) return;
-  AccessFile file(samples + "/ace12-linked.accdb", storage::RealFileSystem(), true);
-  AccessFile other(samples + "/linkeeTest.accdb", storage::RealFileSystem(), true);
-  CHECK(Walk(*file.Open("Table2", RecordsetType::kDynaset)) == Walk(*other.Open("Table1")));
-}
-
 #ifdef KELVORIN_ODBC_LINKS
 TEST_CASE("a linked ODBC table is a snapshot of what the data source holds") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());

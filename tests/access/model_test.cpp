@@ -71,14 +71,9 @@ class RandomRun {
   RandomRun(AccessFile& file, const std::string& table, unsigned seed, bool wide)
       : set_(file.Open(table)), random_(seed), wide_(wide) {
     for (const FieldDef& field : set_->Def().Fields) skip_.push_back(field.AutoIncrement);
-    Collect();
+    model_ = Collect();
     for (const FieldDef& field : set_->Def().Fields)
       foreign_dates_ = foreign_dates_ || (field.Type == TypeCode::kDate && !places_.empty());
-    model_.clear();
-    for (const std::string& bookmark : places_) {
-      REQUIRE(set_->SetBookmark({bookmark}).ok());
-      model_.insert(Shown());
-    }
   }
 
   void Step() {
@@ -91,13 +86,7 @@ class RandomRun {
   }
   /// What the table should hold stands in it, in every order.
   void Compare() {
-    Collect();
-    std::multiset<std::string> found;
-    for (const std::string& bookmark : places_) {
-      REQUIRE(set_->SetBookmark({bookmark}).ok());
-      found.insert(Shown());
-    }
-    CHECK(found == model_);
+    CHECK(Collect() == model_);
     CHECK(set_->RecordCount().value_or(-1) == static_cast<std::int64_t>(model_.size()));
     for (const IndexDef& index : set_->Def().Indexes) {
       REQUIRE(set_->SetIndex(index.Name).ok());
@@ -140,15 +129,18 @@ class RandomRun {
     return line;
   }
 
-  void Collect() {
+  /// Where the rows are, and what they hold.
+  std::multiset<std::string> Collect() {
     places_.clear();
+    std::multiset<std::string> rows;
     database::Bookmark bookmark;
-    (void)set_->MoveFirst();
-    for (; !set_->Eof();) {
+    for ((void)set_->MoveFirst(); !set_->Eof();) {
       REQUIRE(set_->GetBookmark(bookmark).ok());
       places_.push_back(bookmark.bytes);
+      rows.insert(Shown());
       REQUIRE(set_->MoveNext().ok());
     }
+    return rows;
   }
 
   bool Land() {
@@ -193,12 +185,8 @@ class RandomRun {
       case TypeCode::kDate:
         return std::to_string(1800 + Below(400)) + "-0" + std::to_string(1 + Below(9)) + "-1" +
                std::to_string(Below(9)) + " 0" + std::to_string(Below(9)) + ":12:34";
-      case TypeCode::kGuid: {
-        char text[40];
-        std::snprintf(text, sizeof text, "{%08X-0000-4000-8000-%012X}", Below(0xFFFFFFFF),
-                      Below(9));
-        return text;
-      }
+      case TypeCode::kGuid:  // some of them again
+        return "{00000000-0000-4000-8000-00000000" + std::to_string(1000 + Below(8000)) + "}";
       default:
         return Text(static_cast<std::size_t>(field.Size));
     }

@@ -108,7 +108,7 @@ std::string Fixture::MakeFilled(TableDef table, const std::vector<Texts>& record
     return table.Name;
   }
   const auto set = Open(table.Name);
-  for (const Texts& record : records) REQUIRE(Fault(Add(*set, record)) == "");
+  for (const Texts& record : records) REQUIRE(Fault(Append(*set, record)) == "");
   REQUIRE(Fault(set->Close()) == "");
   return table.Name;
 }
@@ -132,14 +132,14 @@ std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType t
   return *std::move(set);
 }
 
-Status Fixture::Add(Recordset& set, const Texts& texts) {
+Status Append(Recordset& set, const Texts& texts) {
   KV_TRY(set.AddNew());
   for (std::size_t i = 0; i < texts.size(); ++i)
     if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
   return set.Update();
 }
 
-Status Fixture::Change(Recordset& set, std::size_t field, std::string_view text) {
+Status Change(Recordset& set, std::size_t field, std::string_view text) {
   KV_TRY(set.Edit());
   KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
                           : set.Fields(field).SetText(text));
@@ -181,6 +181,7 @@ std::string Fixture::Dump(std::string_view table) {
 
 void Fixture::CheckSound() {
   const auto faults = database().Inspect();
+  if (faults.status().code() == Code::kNotSupported) return;  // a server looks after itself
   REQUIRE(Fault(faults.status()) == "");
   std::string lines;
   for (const std::string& fault : *faults) lines += fault + "\n";

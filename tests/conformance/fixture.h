@@ -9,6 +9,7 @@
 
 #include "database/api/engine.h"
 #include "tests/conformance/conformance.h"
+#include "tests/conformance/records.h"
 
 namespace kelvorin::tests {
 
@@ -21,8 +22,6 @@ using database::RecordsetType;
 using database::SeekComparison;
 using database::TableDef;
 using database::TypeCode;
-
-using Texts = std::vector<std::string>;
 
 /// Empty when ok, else number and message: compared with "" it shows what went wrong.
 std::string Fault(const Status& status);
@@ -64,10 +63,6 @@ class Fixture {
   /// A set of the type table, or a snapshot where the backend has nothing else.
   std::unique_ptr<Recordset> Open(std::string_view table);
   std::unique_ptr<Recordset> Open(std::string_view table, RecordsetType type);
-  /// Stores a record, one text for each field; "<null>" leaves the field unassigned.
-  Status Add(Recordset& set, const Texts& texts);
-  /// Gives a field of the current record another text; "<null>" makes it Null.
-  Status Change(Recordset& set, std::size_t field, std::string_view text);
 
   /// Text of a field, "<null>", or the number of the error.
   std::string TextOf(Recordset& set, std::size_t field) const;

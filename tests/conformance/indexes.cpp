@@ -86,7 +86,7 @@ void CheckSeek(Fixture& fixture) {
   REQUIRE(Fault(SeekOne(*set, SeekComparison::kEqual, "AA")) == "");
   CHECK(set->NoMatch());
   REQUIRE(Fault(SeekOne(*set, SeekComparison::kEqual, "EE")) == "");
-  REQUIRE(Fault(fixture.Change(*set, 1, "AB")) == "");
+  REQUIRE(Fault(Change(*set, 1, "AB")) == "");
   CHECK(fixture.TextOf(*set, 0) == "4");
   REQUIRE(Fault(set->MoveFirst()) == "");
   CHECK(fixture.Walk(*set) == "4|AB|x\n2|CC|x\n3|CC|x\n");

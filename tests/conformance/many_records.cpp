@@ -23,7 +23,7 @@ void CheckSize(Fixture& fixture) {
     if (id % 3 == 0) {
       REQUIRE(Fault(set->Delete()) == "");
     } else {
-      if (id % 5 == 0) REQUIRE(Fault(fixture.Change(*set, 1, "changed")) == "");
+      if (id % 5 == 0) REQUIRE(Fault(Change(*set, 1, "changed")) == "");
       const std::string number = std::to_string(id);
       left += number + (id % 5 == 0 ? "|changed\n" : "|name " + number + "\n");
       ++live;
@@ -66,10 +66,8 @@ class RandomWalk {
         Change();
       } else if (chance < 90) {
         Remove();
-      } else if (chance < 95) {
-        BreakOff();
       } else {
-        Read();
+        BreakOff();
       }
       if (step % 500 == 0) Compare();
     }
@@ -146,12 +144,6 @@ class RandomWalk {
     REQUIRE(Fault(set_->CancelUpdate()) == "");
     CHECK(fixture_.RecordOf(*set_) == std::to_string(it->first) + it->second.rest);
   }
-  void Read() {
-    const auto it = Pick();
-    REQUIRE(Fault(set_->SetBookmark(it->second.bookmark)) == "");
-    CHECK(fixture_.RecordOf(*set_) == std::to_string(it->first) + it->second.rest);
-  }
-
   void Compare() {
     REQUIRE(Fault(set_->Close()) == "");
     fixture_.Reopen();

@@ -85,7 +85,7 @@ void CheckEmptySet(Fixture& fixture) {
   if (fixture.backend.SnapshotsOnly()) return;
   CHECK(Number(set->Edit()) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(Number(set->Delete()) == Number(ErrorNumber::kNoCurrentRecord));
-  CHECK(Fault(fixture.Add(*set, {"7", "first"})) == "");
+  CHECK(Fault(Append(*set, {"7", "first"})) == "");
   CHECK(set->RecordCount().value_or(-1) == 1);
   CHECK(Steps(fixture, *set, "F") == "7");
 }
@@ -102,8 +102,8 @@ void CheckBookmarks(Fixture& fixture) {
   // From Eof, and after records came, changed and went.
   CHECK(Fault(set->SetBookmark(bookmarks[1])) == "");
   CHECK(fixture.RecordOf(*set) == "2|name 2");
-  REQUIRE(Fault(fixture.Change(*set, 1, "a longer name")) == "");
-  REQUIRE(Fault(fixture.Add(*set, {"5", "late"})) == "");
+  REQUIRE(Fault(Change(*set, 1, "a longer name")) == "");
+  REQUIRE(Fault(Append(*set, {"5", "late"})) == "");
   REQUIRE(Fault(set->SetBookmark(bookmarks[0])) == "");
   REQUIRE(Fault(set->Delete()) == "");
   REQUIRE(Fault(set->SetBookmark(bookmarks[3])) == "");
@@ -125,7 +125,7 @@ void CheckTwoSets(Fixture& fixture) {
   const auto one = fixture.Open(table);
   const auto other = fixture.Open(table);
   REQUIRE(Fault(other->MoveNext()) == "");
-  REQUIRE(Fault(fixture.Add(*one, {"4", "added"})) == "");
+  REQUIRE(Fault(Append(*one, {"4", "added"})) == "");
   CHECK(other->RecordCount().value_or(-1) == 4);
   REQUIRE(Fault(one->MoveNext()) == "");
   REQUIRE(Fault(one->Edit()) == "");
@@ -223,7 +223,7 @@ void CheckMoving(Fixture& fixture) {
         REQUIRE(Fault(set->MoveNext()) == "");
       }
       CHECK(set->RecordCount().value_or(-1) == 0);
-      CHECK(Fault(fixture.Add(*set, {"1", "again"})) == "");
+      CHECK(Fault(Append(*set, {"1", "again"})) == "");
     }
     fixture.Reopen();
     CHECK(fixture.Dump(table) == "1|again\n");

@@ -35,7 +35,7 @@ std::string CheckChanges(Fixture& fixture, const std::string& table, const TypeC
     CHECK(fixture.RecordOf(*set) == "-1|" + text + "|behind");
     CHECK(Fault(set->Update()) == "");
     REQUIRE(Fault(set->MoveLast()) == "");
-    REQUIRE(Fault(fixture.Change(*set, 1, "<null>")) == "");
+    REQUIRE(Fault(Change(*set, 1, "<null>")) == "");
     lines = "-1|" + type.null_text + "|behind\n";
   }
   for (const std::string& text : type.refused) {
@@ -92,13 +92,13 @@ void CheckTextLengths(Fixture& fixture) {
   std::string expected;
   for (const std::size_t length : {size_t{1}, size - 1, size, size_t{2}}) {
     const std::string text = Letters(length, 1);
-    REQUIRE(Fault(fixture.Add(*set, {text, "x"})) == "");
+    REQUIRE(Fault(Append(*set, {text, "x"})) == "");
     expected += text + "|x\n";
   }
-  REQUIRE(Fault(fixture.Add(*set, {"", "x"})) == "");
+  REQUIRE(Fault(Append(*set, {"", "x"})) == "");
   expected += fixture.backend.empty_text ? "|x\n" : "<null>|x\n";
   if (fixture.backend.trailing_blanks) {
-    REQUIRE(Fault(fixture.Add(*set, {" a ", " "})) == "");
+    REQUIRE(Fault(Append(*set, {" a ", " "})) == "");
     expected += " a | \n";
   }
   REQUIRE(Fault(set->AddNew()) == "");
@@ -134,7 +134,7 @@ void CheckCodePage(Fixture& fixture) {
     if (fixture.backend.lost_bytes.find(c) != std::string::npos) continue;
     const std::string text = {'<', c, '>'};
     CAPTURE(byte);
-    REQUIRE(Fault(fixture.Add(*set, {text})) == "");
+    REQUIRE(Fault(Append(*set, {text})) == "");
     expected += text + "\n";
   }
   CHECK(set->ReplacedCharacters() == 0);
@@ -150,12 +150,12 @@ void CheckCharacters(Fixture& fixture) {
   const auto set = fixture.Open(table);
   // Sizes count characters, however many bytes they take.
   const std::string accents = "\u00E9\u00E9\u00E9\u00E9";
-  REQUIRE(Fault(fixture.Add(*set, {accents})) == "");
+  REQUIRE(Fault(Append(*set, {accents})) == "");
   REQUIRE(Fault(set->MoveFirst()) == "");
   CHECK(fixture.RecordOf(*set) == accents);
   CHECK(set->ReplacedCharacters() == 0);
   const std::string mixed = "a\u4E2D\u03A9b";
-  REQUIRE(Fault(fixture.Add(*set, {mixed})) == "");
+  REQUIRE(Fault(Append(*set, {mixed})) == "");
   REQUIRE(Fault(set->MoveLast()) == "");
   if (fixture.backend.unicode) {
     CHECK(set->ReplacedCharacters() == 0);
@@ -203,12 +203,12 @@ void CheckMemos(Fixture& fixture) {
     const auto set = fixture.Open(table);
     for (std::size_t i = 0; i < records.size(); ++i) {
       records[i][1] = Letters(lengths[(i + 1) % lengths.size()], static_cast<unsigned>(i) + 50);
-      REQUIRE(Fault(fixture.Change(*set, 1, records[i][1])) == "");
+      REQUIRE(Fault(Change(*set, 1, records[i][1])) == "");
       REQUIRE(Fault(set->MoveNext()) == "");
     }
     REQUIRE(Fault(set->MoveFirst()) == "");
     records[0][2] = "<null>";
-    REQUIRE(Fault(fixture.Change(*set, 2, "<null>")) == "");
+    REQUIRE(Fault(Change(*set, 2, "<null>")) == "");
   }
   check();
   fixture.Reopen();

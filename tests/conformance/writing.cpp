@@ -44,7 +44,7 @@ void CheckAdding(Fixture& fixture) {
   // Behind the last record, as an import does that has run past the end.
   REQUIRE(Fault(set->MoveLast()) == "");
   REQUIRE(Fault(set->MoveNext()) == "");
-  REQUIRE(Fault(fixture.Add(*set, {"4", "past the end"})) == "");
+  REQUIRE(Fault(Append(*set, {"4", "past the end"})) == "");
   CHECK(set->Eof());
   REQUIRE(Fault(set->MovePrevious()) == "");
   CHECK(fixture.RecordOf(*set) == "4|past the end");
@@ -65,7 +65,7 @@ void CheckEditing(Fixture& fixture) {
   REQUIRE(Fault(set->Fields(0).SetText("20")) == "");
   REQUIRE(Fault(set->Update()) == "");
   CHECK(fixture.RecordOf(*set) == "20|name 2");  // fields left alone keep their values
-  REQUIRE(Fault(fixture.Change(*set, 0, "")) == "");
+  REQUIRE(Fault(Change(*set, 0, "")) == "");
   REQUIRE(Fault(set->Edit()) == "");
   REQUIRE(Fault(set->Update()) == "");  // nothing assigned
   REQUIRE(Fault(set->MoveNext()) == "");
@@ -149,9 +149,9 @@ void CheckRules(Fixture& fixture) {
   fixture.Reopen();
   const auto set = fixture.Open(table);
 
-  CHECK(Number(fixture.Add(*set, {"1", "<null>", "b", "c"})) == Number(ErrorNumber::kRequired));
+  CHECK(Number(Append(*set, {"1", "<null>", "b", "c"})) == Number(ErrorNumber::kRequired));
   CHECK(set->EditMode() == EditState::kNone);
-  CHECK(Number(fixture.Add(*set, {"1", "", "b", "c"})) == Number(ErrorNumber::kRequired));
+  CHECK(Number(Append(*set, {"1", "", "b", "c"})) == Number(ErrorNumber::kRequired));
   REQUIRE(Fault(set->AddNew()) == "");
   CHECK(Number(set->Fields(2).SetValue(values::Value::Text(""))) ==
         Number(ErrorNumber::kZeroLength));
@@ -159,8 +159,8 @@ void CheckRules(Fixture& fixture) {
   CHECK(fixture.TextOf(*set, 2) == "<null>");
   CHECK(set->RecordCount().value_or(-1) == 0);
 
-  REQUIRE(Fault(fixture.Add(*set, {"1", "a", "<null>", "<null>"})) == "");
-  REQUIRE(Fault(fixture.Add(*set, {"2", "a", "b", "c"})) == "");
+  REQUIRE(Fault(Append(*set, {"1", "a", "<null>", "<null>"})) == "");
+  REQUIRE(Fault(Append(*set, {"2", "a", "b", "c"})) == "");
   REQUIRE(Fault(set->MoveLast()) == "");
   REQUIRE(Fault(set->Edit()) == "");
   REQUIRE(Fault(set->Fields(1).SetValue(values::Value::Null())) == "");
@@ -176,8 +176,8 @@ void CheckAutomaticNumbers(Fixture& fixture) {
   {
     const auto set = fixture.Open(table);
     CHECK(set->Def().Fields[0].AutoIncrement);
-    REQUIRE(Fault(fixture.Add(*set, {"<null>", "a"})) == "");
-    REQUIRE(Fault(fixture.Add(*set, {"", "b"})) == "");  // Null leaves it to the table
+    REQUIRE(Fault(Append(*set, {"<null>", "a"})) == "");
+    REQUIRE(Fault(Append(*set, {"", "b"})) == "");  // Null leaves it to the table
     REQUIRE(Fault(set->AddNew()) == "");
     REQUIRE(Fault(set->Fields(1).SetText("cancelled")) == "");
     REQUIRE(Fault(set->CancelUpdate()) == "");
@@ -186,7 +186,7 @@ void CheckAutomaticNumbers(Fixture& fixture) {
   }
   fixture.Reopen();
   const auto set = fixture.Open(table);
-  REQUIRE(Fault(fixture.Add(*set, {"<null>", "c"})) == "");
+  REQUIRE(Fault(Append(*set, {"<null>", "c"})) == "");
   CHECK(fixture.TextOf(*set, 0) == "1");
   REQUIRE(Fault(set->MoveLast()) == "");
   const std::string number = fixture.TextOf(*set, 0);

@@ -21,7 +21,6 @@ using storage::Store;
 using tests::Fault;
 using tests::FaultFileSystem;
 using tests::MemoryFileSystem;
-using tests::Tail;
 
 namespace {
 
@@ -130,21 +129,7 @@ TEST_CASE("whatever operation fails or is the last, the files hold whole groups"
   CHECK(full.groups.back() == full.brackets.back());
   CHECK(Show(calm) == full.groups.back());
 
-  struct Row {
-    const char* name;
-    Fault fault;
-    Tail tail;
-    std::uint32_t seeds;
-  };
-  const Row rows[] = {
-      {"I/O error", Fault::kIoError, Tail::kAll, 1},
-      {"full", Fault::kNoSpace, Tail::kAll, 1},
-      {"short read", Fault::kShortRead, Tail::kAll, 1},
-      {"killed", Fault::kDie, Tail::kAll, 1},
-      {"power lost", Fault::kDie, Tail::kNone, 1},
-      {"power lost midway", Fault::kDie, Tail::kSome, 6},
-  };
-  for (const Row& row : rows) {
+  for (const tests::FaultKind& row : tests::kFaultKinds) {
     INFO("row: ", std::string(row.name));
     int n = 1;
     for (bool fired = true; fired; ++n) {

@@ -47,12 +47,10 @@ struct Fault {
   std::vector<PendingError> errors;
 };
 
-struct ReadFault {
-  std::string table;
-  std::size_t record;
-  std::string field;
-  Status status;
-};
+std::string PlaceOf(std::string_view table, std::size_t record, std::string_view field) {
+  return base::UpperAscii(std::string(table) + "|" + std::to_string(record) + "|" +
+                          std::string(field));
+}
 
 constexpr std::array<std::string_view, 5> kComparisons = {"=", ">=", ">", "<=", "<"};
 
@@ -62,7 +60,7 @@ struct MemoryDriver::Store {
   std::vector<std::string> type_words;
   std::map<std::string, StoredDatabase, std::less<>> databases;
   std::vector<Fault> faults;
-  std::vector<ReadFault> read_faults;
+  std::map<std::string, Status> read_faults;  // by table, record and field
   std::vector<std::string> log;
   std::string logged_table;
   bool logging = false;
@@ -124,6 +122,11 @@ class MemoryRecordset final : public database::Recordset {
     store_->Enter(Def().Name, operation, name, detail);
   }
 
+  void CheckThere() const {
+    if (rows()[row_no_].deleted)
+      Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
+            "the current record of table '" + Def().Name + "' was deleted by another record set");
+  }
   bool Go(std::size_t row_no) noexcept {
     row_no_ = row_no;
     return true;
@@ -219,13 +222,10 @@ class MemoryRecordset final : public database::Recordset {
   void DoReadField(std::size_t field, Value& out) override {
     store_->Meet("ReadField", Def().Fields[field].Name);
     if (EditMode() == database::EditState::kNone) {
-      for (const ReadFault& fault : store_->read_faults)
-        if (fault.record == row_no_ + 1 && base::EqualIgnoreCase(fault.table, Def().Name) &&
-            base::EqualIgnoreCase(fault.field, Def().Fields[field].Name))
-          throw Error(fault.status);
-      if (rows()[row_no_].deleted)
-        Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
-              "the current record of table '" + Def().Name + "' was deleted by another record set");
+      const auto fault =
+          store_->read_faults.find(PlaceOf(Def().Name, row_no_ + 1, Def().Fields[field].Name));
+      if (fault != store_->read_faults.end()) throw Error(fault->second);
+      CheckThere();
       out = rows()[row_no_].cells[field].View();
     } else {
       out = pending_.cells[field].View();
@@ -241,9 +241,7 @@ class MemoryRecordset final : public database::Recordset {
   }
   void DoEdit() override {
     Enter("Edit");
-    if (rows()[row_no_].deleted)
-      Throw(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
-            "the current record of table '" + Def().Name + "' was deleted by another record set");
+    CheckThere();
     pending_ = rows()[row_no_];
   }
   Status DoUpdate() override {
@@ -388,10 +386,6 @@ std::vector<std::vector<std::string>> MemoryDriver::Rows(std::string_view databa
   return all;
 }
 
-TableDef MemoryDriver::Def(std::string_view database, std::string_view table) const {
-  return store_->Get(database, table).def();
-}
-
 const std::vector<std::string>& MemoryDriver::Statements(std::string_view database) const {
   return store_->Get(database).statements;
 }
@@ -405,8 +399,7 @@ void MemoryDriver::FailNext(std::string_view operation, int n, Status status,
 }
 void MemoryDriver::FailRead(std::string_view table, std::size_t record, std::string_view field,
                             Status status) {
-  store_->read_faults.push_back(
-      {std::string(table), record, std::string(field), std::move(status)});
+  store_->read_faults[PlaceOf(table, record, field)] = std::move(status);
 }
 
 void MemoryDriver::StartLog(std::string_view table) {

@@ -1,6 +1,6 @@
 #pragma once
 // A database in memory behind the database interface: what the tests of every room above it import
-// into and from. Tables outlive every opening; faults, locks, passwords and answers to statements
+// into and from. Tables outlive every opening; faults, passwords and answers to statements
 // can be scripted, and everything asked of it can be logged.
 
 #include <cstdint>
@@ -50,7 +50,6 @@ class MemoryDriver final : public database::Driver {
   /// All live rows in the order of storing, one neutral text for each field, "<null>" for Null.
   std::vector<std::vector<std::string>> Rows(std::string_view database,
                                              std::string_view table) const;
-  database::TableDef Def(std::string_view database, std::string_view table) const;
 
   // --- Statements. Only databases opened with an ODBC connect string take them; they are recorded,
   // not carried out.

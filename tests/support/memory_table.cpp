@@ -131,13 +131,6 @@ std::size_t MemoryTable::PlaceOf(std::size_t index_no, std::span<const Cell> key
   return static_cast<std::size_t>(at - all.begin());
 }
 
-bool MemoryTable::Belongs(std::size_t index_no, const Row& row) const {
-  if (!def_.Indexes[index_no].IgnoreNulls) return true;
-  const auto& fields = keys_[index_no].fields;
-  return !std::all_of(fields.begin(), fields.end(),
-                      [&](std::size_t field) { return row.cells[field].IsNull(); });
-}
-
 // `replaced` is the stored row that `row` takes the place of, if any.
 Status MemoryTable::CheckIndexes(const Row& row, const Row* replaced) const {
   for (std::size_t i = 0; i < keys_.size(); ++i) {
@@ -165,15 +158,13 @@ Status MemoryTable::CheckIndexes(const Row& row, const Row* replaced) const {
 
 void MemoryTable::Enter(std::size_t row_no) {
   for (std::size_t i = 0; i < keys_.size(); ++i)
-    if (Belongs(i, rows_[row_no]))
-      orders_[i].insert(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)),
-                        row_no);
+    orders_[i].insert(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)),
+                      row_no);
 }
 
 void MemoryTable::Remove(std::size_t row_no) {
   for (std::size_t i = 0; i < keys_.size(); ++i)
-    if (Belongs(i, rows_[row_no]))
-      orders_[i].erase(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)));
+    orders_[i].erase(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)));
 }
 
 Status MemoryTable::Insert(Row row, const std::vector<bool>& assigned) {

@@ -75,7 +75,6 @@ class MemoryTable {
     std::vector<bool> descending;
   };
   int CompareRows(const Key& key, const Row& a, const Row& b) const;
-  bool Belongs(std::size_t index_no, const Row& row) const;
   Status CheckIndexes(const Row& row, const Row* replaced) const;
   void Enter(std::size_t row_no);
   void Remove(std::size_t row_no);

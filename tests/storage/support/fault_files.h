@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "database/storage/file.h"
+#include "tests/storage/support/memory_files.h"
 
 namespace kelvorin::tests {
 
@@ -23,6 +24,19 @@ enum class Fault : std::uint8_t {
   kShortRead,  // operation n, if it reads, delivers half
   kDie,        // operation n and all that follow fail: the program is gone
 };
+
+/// The ways in which a program meets the end of an operation, and how many different outcomes a
+/// loss of power is worth.
+struct FaultKind {
+  const char* name;
+  Fault fault;
+  Tail tail = Tail::kAll;
+  std::uint32_t seeds = 1;
+};
+inline constexpr FaultKind kFaultKinds[] = {
+    {"I/O error", Fault::kIoError},           {"full", Fault::kNoSpace},
+    {"short read", Fault::kShortRead},        {"killed", Fault::kDie},
+    {"power lost", Fault::kDie, Tail::kNone}, {"power lost midway", Fault::kDie, Tail::kSome, 6}};
 
 class FaultFileSystem final : public storage::FileSystem {
  public:
