@@ -211,16 +211,4 @@ TEST_CASE("a chunk undone for another writer's sake is sent again as it is") {
   CHECK(road.stored.size() == 500);
 }
 
-TEST_CASE("text that is none is refused in its place") {
-  FakeRoad road(kGrouped);
-  Posting posting(road);
-  for (std::int64_t n = 1; n <= 5; ++n) {
-    posting.row.Clear();
-    posting.row.AppendWritten(n == 3 ? "'\xff'" : "'\xc3\xa4'");
-    CHECK(posting.poster.Add(n, posting.row).ok());
-  }
-  CHECK(posting.poster.Flush().ok());
-  CHECK(posting.story == "++-++");
-}
-
 }  // namespace kelvorin::tests

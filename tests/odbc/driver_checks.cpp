@@ -55,23 +55,23 @@ void Advance(Recordset& set) {
 
 void CheckLiterals(Database& database, std::string_view type) {
   Execute(database, "CREATE TABLE texts (id INTEGER PRIMARY KEY, t " + std::string(type) + ")");
-  std::vector<std::string> texts = {"",
-                                    "O'Neil",
-                                    "''",
-                                    "'); DELETE FROM texts; --",
-                                    R"(a\b)",
-                                    R"(tail\)",
-                                    R"(\' OR 1=1 --)",
-                                    "?",
-                                    "{fn now()}",
-                                    "{d '2020-01-01'}",
-                                    "a /* b */ # c",
-                                    "$1 :x @y %z",
-                                    "line 1\r\nline 2\t",
-                                    "\xc3\xa4\xc3\x96 \xe2\x82\xac \xf0\x9f\x98\x80",
-                                    " blanks ",
-                                    std::string(70000, 'x') + "'",
-                                    std::string(300000, '\\')};
+  const std::vector<std::string> texts = {"",
+                                          "O'Neil",
+                                          "''",
+                                          "'); DELETE FROM texts; --",
+                                          R"(a\b)",
+                                          R"(tail\)",
+                                          R"(\' OR 1=1 --)",
+                                          "?",
+                                          "{fn now()}",
+                                          "{d '2020-01-01'}",
+                                          "a /* b */ # c",
+                                          "$1 :x @y %z",
+                                          "line 1\r\nline 2\t",
+                                          "äÖ € 😀",
+                                          " blanks ",
+                                          std::string(70000, 'x') + "'",
+                                          std::string(300000, '\\')};
   std::int64_t id = 0;
   for (const std::string& text : texts) {
     std::string sql = "INSERT INTO texts (id,t) VALUES (" + std::to_string(++id) + ",";
@@ -112,17 +112,8 @@ void CheckStatements(Database& database) {
   CHECK(database.FindTableDef("axb")->Fields[0].Name == "y");
 
   database::TableDef odd;
-  odd.Name =
-      "Gr\xc3\xb6\xc3\x9f"
-      "e \"of\" the `king's` Table";
-  std::vector<std::string> names = {"Id",
-                                    "a b",
-                                    "x\"y",
-                                    "Gr\xc3\xb6\xc3\x9f"
-                                    "e",
-                                    "select",
-                                    "it's",
-                                    "t`k"};
+  odd.Name = "Größe \"of\" the `king's` Table";
+  const std::vector<std::string> names = {"Id", "a b", "x\"y", "Größe", "select", "it's", "t`k"};
   for (const std::string& name : names) odd.Fields.emplace_back().Name = name;
   odd.Fields[0].Type = TypeCode::kLong;
   odd.Indexes.resize(1);

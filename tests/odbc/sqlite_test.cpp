@@ -121,61 +121,21 @@ TEST_CASE("SQLite: a reader of the target's own file does not stand in its way")
   CHECK(read == 3000);  // what was added meanwhile is not part of the set
 }
 
-TEST_CASE("SQLite: tables that can be told from chunks get single statements") {
-  SqliteFile file;
-  OpenSource source(file.connect + "FKSupport=1;");
-  struct Row {
-    const char* name;
-    const char* table;
-  };
-  const Row kRows[] = {
-      {"rollback", "CREATE TABLE r (id INTEGER UNIQUE ON CONFLICT ROLLBACK, up INTEGER)"},
-      {"fail", "CREATE TABLE f (id INTEGER UNIQUE ON CONFLICT FAIL, up INTEGER)"},
-      {"own parent", "CREATE TABLE p (id INTEGER PRIMARY KEY, up INTEGER REFERENCES p (id))"},
-      {"ordinary", "CREATE TABLE o (id INTEGER PRIMARY KEY, up INTEGER)"}};
-  std::vector<std::vector<std::string>> records;
-  for (int i = 1; i <= 60; ++i)  // each but the last names the record behind it
-    records.push_back({std::to_string(i == 30 ? 3 : i), i == 60 ? "NULL" : std::to_string(i + 1)});
-  for (const Row& row : kRows) {
-    CAPTURE(row.name);
-    const std::string table(1, row.table[13]);
-    Execute(*source, row.table);
-    const std::string single = PostSingly(*source, table, {"id", "up"}, records);
-    const std::string rows = DumpTable(*source, table);
-    Execute(*source, "DROP TABLE " + table);
-    Execute(*source, row.table);
-    CHECK(PostGrouped(*source, table, {"id", "up"}, records) == single);
-    CHECK(DumpTable(*source, table) == rows);
-  }
-}
-
 TEST_CASE("SQLite: text of an 8-bit page is stored as UTF-8 and comes back") {
   SqliteFile file;
+  const std::string table = "Stra\337e", field = "Gr\374\337e";
   const int page = base::AnsiPage().number();
   REQUIRE(base::SetAnsiPage(1252).ok());
   {
     OpenSource source(file.connect);
-    Execute(*source,
-            "CREATE TABLE \"Stra\xdf"
-            "e\" (id INTEGER PRIMARY KEY, \"Gr\xfc\xdf"
-            "e\" TEXT, w VARCHAR(9))");
-    CHECK(PostGrouped(*source,
-                      "Stra\xdf"
-                      "e",
-                      {"id",
-                       "Gr\xfc\xdf"
-                       "e",
-                       "w"},
+    Execute(*source, "CREATE TABLE " + table + " (id INTEGER PRIMARY KEY, " + field +
+                         " TEXT, w VARCHAR(9))");
+    CHECK(PostGrouped(*source, table, {"id", field, "w"},
                       {{"1", "'\x80 \xe4'", "'\xd6l'"}, {"2", "'b'", "'c'"}}) == "+1\n+2\n");
-    CHECK(DumpTable(*source,
-                    "Stra\xdf"
-                    "e") == "1|\x80 \xe4|\xd6l\n2|b|c\n");
+    CHECK(DumpTable(*source, table) == "1|\x80 \xe4|\xd6l\n2|b|c\n");
   }
   REQUIRE(base::SetAnsiPage(65001).ok());
-  {
-    OpenSource source(file.connect);
-    CHECK(DumpTable(*source, "Straße") == "1|€ ä|Öl\n2|b|c\n");
-  }
+  CHECK(DumpTable(*OpenSource(file.connect), "Straße") == "1|€ ä|Öl\n2|b|c\n");
   REQUIRE(base::SetAnsiPage(page).ok());
 }
 
