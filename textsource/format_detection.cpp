@@ -65,7 +65,8 @@ bool isNumeric(std::string_view character) noexcept {
 
 Status GuessRecordSeparator(const std::string& file_name, RecordFormat& format) {
   Result<RecordReader> reader =
-      RecordReader::Open(file_name, {separator_code::kLength, {}, kSampleBytes});
+      RecordReader::Open(file_name, {separator_code::kLength, {}, kSampleBytes},
+                         {.block_bytes = std::size_t{kSampleBytes} + 1});
   if (!reader.ok()) return reader.status();
   std::span<char> record;
   KV_TRY(reader->ReadRecord(record));

@@ -19,7 +19,10 @@ Status PreviewLines::ReadFileRecords(const std::string& file_name, const RecordF
 Status PreviewLines::ReadLines(const std::string& file_name, RecordFormat format,
                                std::int32_t start_record) {
   format.length = kPreviewLineBytes;
-  Result<RecordReader> reader = RecordReader::Open(file_name, std::move(format));
+  // All that the lines can hold, so that a look at a file does not read much of it.
+  constexpr std::size_t kBlockBytes = std::size_t{kPreviewLineBytes} * base::kPreviewLines;
+  Result<RecordReader> reader =
+      RecordReader::Open(file_name, std::move(format), {.block_bytes = kBlockBytes});
   if (!reader.ok()) return reader.status();
   ClearLines();
 
