@@ -40,6 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   format.other = input.substr(4, separator_bytes);
   std::string_view file = input.substr(4 + separator_bytes);
   {
+    static_cast<void>(base::DeleteFile(Path()));  // some disks write a file out that is emptied
     auto out = base::OutputFile::Open(Path(), base::OutputFile::Mode::kReplace);
     Require(out.ok() && out->Write(file).ok() && out->Close().ok(), "the input can be written");
   }
