@@ -558,6 +558,31 @@ void RemoveRows(Table& table, std::size_t column, const ColumnValue& value) {
   for (RowId at : found) table.Remove(at);
 }
 
+/// The name of a relation that a table takes part in, enforced or not; empty for none.
+std::string RelationOf(DatabaseFile& file, std::string_view table) {
+  const std::shared_ptr<Table> relations = file.OpenTable(kRelationshipsTable, "MSysRelationships");
+  const TableDefinition& definition = relations->definition();
+  const auto name = definition.FindColumn("szRelationship");
+  const auto object = definition.FindColumn("szObject");
+  const auto referenced = definition.FindColumn("szReferencedObject");
+  if (!name || !object || !referenced)
+    file.channel().Corrupt(kRelationshipsTable, "the table of relations lacks a column");
+  RowImage image;
+  std::vector<ColumnValue> values;
+  const auto text = [&](std::size_t column) {
+    std::string out;
+    if (!values[column].null) file.text().Decode(base::AsBytes(values[column].bytes), out);
+    return out;
+  };
+  for (RowId at = relations->rows().Next({}); at; at = relations->rows().Next(at)) {
+    if (!relations->rows().Read(at, image)) continue;
+    relations->Load(image, values);
+    if (base::EqualAnyCase(text(*object), table) || base::EqualAnyCase(text(*referenced), table))
+      return text(*name);
+  }
+  return {};
+}
+
 }  // namespace
 
 void DeleteTable(DatabaseFile& file, const CatalogEntry& entry) {
@@ -565,10 +590,9 @@ void DeleteTable(DatabaseFile& file, const CatalogEntry& entry) {
     Throw(Code::kLocked, ErrorNumber::kSharingViolation, "table '" + entry.name + "' is open");
   TableDefinition table =
       ReadDefinition(file.channel(), file.text(), file.header().order, entry.page());
-  for (const LogicalIndex& name : table.names)
-    if (name.kind == IndexKind::kRelation)
-      Throw(Code::kIntegrity, ErrorNumber::kRelated,
-            "table '" + entry.name + "' takes part in the relation '" + name.name + "'");
+  if (const std::string relation = RelationOf(file, entry.name); !relation.empty())
+    Throw(Code::kIntegrity, ErrorNumber::kRelated,
+          "table '" + entry.name + "' takes part in the relation '" + relation + "'");
   Catalog catalog(file);
   const std::shared_ptr<Table> aces = file.OpenTable(kAcesTable, "MSysACEs");
   RequireWritable(catalog.objects());

@@ -62,6 +62,9 @@ TEST_CASE("a record that is refused leaves the file byte for byte") {
     const std::string samples = SampleFolder("access");
     if (samples.empty()) return;
     disk.Put("/r.mdb", ReadWhole(samples + "/j4-relations.mdb"));
+    disk.Put("/l.mdb", ReadWhole(samples + "/ace12-linked.accdb"));  // its relation is not enforced
+    CHECK(AccessFile("/r.mdb", disk)->DeleteTable("Table2").code() == Code::kIntegrity);
+    CHECK(AccessFile("/l.mdb", disk)->DeleteTable("Table1").code() == Code::kIntegrity);
     AccessFile file("/r.mdb", disk);
     auto child = file.Open("Table1");
     auto parent = file.Open("Table2");
