@@ -19,7 +19,7 @@ void RunConformance(const Backend& backend) {
                           {"writing", CheckWriting},   {"many records", CheckManyRecords},
                           {"indexes", CheckIndexes}};
   for (const Theme& theme : themes) {
-    if (backend.SnapshotsOnly() && !theme.for_snapshots) continue;
+    if (backend.snapshots_only && !theme.for_snapshots) continue;
     SUBCASE(theme.name) {
       theme.check(fixture);
     }

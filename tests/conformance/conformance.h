@@ -47,18 +47,10 @@ struct Backend {
 
   bool indexes = true;  // made with the table; SetIndex and Seek work
 
-  /// Set both for tables that are filled by other means than record sets, as those of a server:
-  /// then only snapshots are checked, how they move and what they read.
-  std::function<Status(database::Database&, const database::TableDef&)> make_table;
-  std::function<Status(database::Database&, const database::TableDef&,
-                       const std::vector<std::string>&)>
-      add_record;
-  bool SnapshotsOnly() const { return add_record != nullptr; }
+  /// Tables are filled by INSERT statements, as those of a server: then only snapshots are checked,
+  /// how they move and what they read.
+  bool snapshots_only = false;
 };
-
-/// Stores one record by an INSERT statement in the database's dialect; "<null>" is left out.
-Status InsertByStatement(database::Database& database, const database::TableDef& table,
-                         const std::vector<std::string>& texts);
 
 /// Runs everything, one doctest subcase for each theme. To be called in a test case of its own.
 void RunConformance(const Backend& backend);

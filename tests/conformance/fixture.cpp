@@ -6,6 +6,33 @@
 #include <doctest/doctest.h>
 
 namespace kelvorin::tests {
+namespace {
+
+/// Stores one record by an INSERT statement in the database's dialect; "<null>" is left out.
+Status InsertByStatement(Database& database, const TableDef& table, const Texts& texts) {
+  std::string names;
+  std::string literals;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i] == "<null>") continue;
+    if (!names.empty()) {
+      names += ',';
+      literals += ',';
+    }
+    KV_TRY(database::AppendIdentifier(table.Fields[i].Name, database.Dialect(), names));
+    values::Value value;
+    std::string scratch;
+    const TypeCode type = table.Fields[i].Type;
+    KV_TRY(values::ValueFormat::Neutral().Parse(texts[i], type, value, scratch));
+    KV_TRY(database::AppendLiteral(value, type, database.Dialect(), literals));
+  }
+  std::string sql = "INSERT INTO ";
+  KV_TRY(database::AppendIdentifier(table.Name, database.Dialect(), sql));
+  sql.append(" (").append(names).append(") VALUES (").append(literals).append(")");
+  auto changed = database.Execute(sql, database::kSqlPassThrough);
+  return std::move(changed).status();
+}
+
+}  // namespace
 
 std::string Fault(const Status& status) {
   if (status.ok()) return {};
@@ -46,29 +73,6 @@ IndexDef PrimaryIndex() {
   return index;
 }
 
-Status InsertByStatement(Database& database, const TableDef& table, const Texts& texts) {
-  std::string names;
-  std::string literals;
-  for (std::size_t i = 0; i < texts.size(); ++i) {
-    if (texts[i] == "<null>") continue;
-    if (!names.empty()) {
-      names += ',';
-      literals += ',';
-    }
-    KV_TRY(database::AppendIdentifier(table.Fields[i].Name, database.Dialect(), names));
-    values::Value value;
-    std::string scratch;
-    const TypeCode type = table.Fields[i].Type;
-    KV_TRY(values::ValueFormat::Neutral().Parse(texts[i], type, value, scratch));
-    KV_TRY(database::AppendLiteral(value, type, database.Dialect(), literals));
-  }
-  std::string sql = "INSERT INTO ";
-  KV_TRY(database::AppendIdentifier(table.Name, database.Dialect(), sql));
-  sql.append(" (").append(names).append(") VALUES (").append(literals).append(")");
-  auto changed = database.Execute(sql, database::kSqlPassThrough);
-  return std::move(changed).status();
-}
-
 Fixture::~Fixture() {
   if (database_) CHECK(Fault(database_->Close()) == "");
 }
@@ -95,16 +99,17 @@ void Fixture::Reopen(bool read_only) {
 
 std::string Fixture::Make(TableDef table) {
   if (table.Name.empty()) table.Name = "T" + std::to_string(++tables_);
-  REQUIRE(Fault(backend.SnapshotsOnly() ? backend.make_table(database(), table)
-                                        : database().CreateTable(table)) == "");
+  REQUIRE(Fault(database().CreateTable(table)) == "");
   return table.Name;
 }
 
 std::string Fixture::MakeFilled(TableDef table, const std::vector<Texts>& records) {
   table.Name = Make(table);
-  if (backend.SnapshotsOnly()) {
+  if (backend.snapshots_only) {
+    const auto made = database().FindTableDef(table.Name);
+    REQUIRE(Fault(made.status()) == "");
     for (const Texts& record : records)
-      REQUIRE(Fault(backend.add_record(database(), table, record)) == "");
+      REQUIRE(Fault(InsertByStatement(database(), *made, record)) == "");
     return table.Name;
   }
   const auto set = Open(table.Name);
@@ -123,7 +128,7 @@ std::string Fixture::MakePeople(int count) {
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table) {
-  return Open(table, backend.SnapshotsOnly() ? RecordsetType::kSnapshot : RecordsetType::kTable);
+  return Open(table, backend.snapshots_only ? RecordsetType::kSnapshot : RecordsetType::kTable);
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType type) {

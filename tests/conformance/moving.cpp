@@ -82,7 +82,7 @@ void CheckEmptySet(Fixture& fixture) {
   CHECK(Number(set->GetBookmark(bookmark)) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(fixture.TextOf(*set, 0) == "3021");
   CHECK(set->RecordCount().value_or(-1) == 0);
-  if (fixture.backend.SnapshotsOnly()) return;
+  if (fixture.backend.snapshots_only) return;
   CHECK(Number(set->Edit()) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(Number(set->Delete()) == Number(ErrorNumber::kNoCurrentRecord));
   CHECK(Fault(Append(*set, {"7", "first"})) == "");

@@ -58,7 +58,7 @@ void CheckFinding(Fixture& fixture) {
   fixture.Reopen();
   CHECK(("\n" + ListOf(fixture.database())).find("\n" + table + "\n") != std::string::npos);
   for (const auto type : {RecordsetType::kSnapshot, RecordsetType::kTable}) {
-    if (type != RecordsetType::kSnapshot && fixture.backend.SnapshotsOnly()) break;
+    if (type != RecordsetType::kSnapshot && fixture.backend.snapshots_only) break;
     const auto missing = fixture.database().OpenRecordset("NOWHERE", type);
     CHECK(Number(missing.status()) == Number(ErrorNumber::kTableNotFound));
     CHECK(missing.status().message().find("NOWHERE") != std::string_view::npos);
@@ -103,7 +103,7 @@ void CheckNames(Fixture& fixture) {
   SUBCASE("a table and its fields are found by name") {
     CheckFinding(fixture);
   }
-  if (fixture.backend.SnapshotsOnly()) return;
+  if (fixture.backend.snapshots_only) return;
   SUBCASE("tables and fields are found without regard to case") {
     CheckTables(fixture);
   }

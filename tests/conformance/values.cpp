@@ -65,7 +65,7 @@ void CheckType(Fixture& fixture, const TypeCase& type) {
   records.push_back({"99", "<null>", "behind"});
   expected += "99|" + type.null_text + "|behind\n";
   const std::string table = fixture.MakeFilled(def, records);
-  if (!fixture.backend.SnapshotsOnly()) expected += CheckChanges(fixture, table, type);
+  if (!fixture.backend.snapshots_only) expected += CheckChanges(fixture, table, type);
   CHECK(fixture.Dump(table) == expected);
   fixture.Reopen();
   CHECK(fixture.Dump(table) == expected);
@@ -171,7 +171,7 @@ void CheckMemos(Fixture& fixture) {
   TableDef def;
   def.Fields = {NumberField("ID"), TextField("M", 0), TextField("N", 0), TextField("BEHIND", 6)};
   def.Fields[1].Type = def.Fields[2].Type = TypeCode::kMemo;
-  const std::size_t longest = fixture.backend.SnapshotsOnly() ? 200'000 : 1 << 20;
+  const std::size_t longest = fixture.backend.snapshots_only ? 200'000 : 1 << 20;
   const std::vector<std::size_t> lengths = {0,    1,    255,  256,   511,   512,   513,    1023,
                                             1024, 1025, 4096, 65535, 65536, 65543, longest};
   std::vector<Texts> records;
@@ -197,7 +197,7 @@ void CheckMemos(Fixture& fixture) {
   check();
   fixture.Reopen();
   check();
-  if (fixture.backend.SnapshotsOnly()) return;
+  if (fixture.backend.snapshots_only) return;
   // Every text takes the length of its neighbour: some grow, some shrink; one more becomes Null.
   {
     const auto set = fixture.Open(table);
@@ -283,7 +283,7 @@ void CheckValues(Fixture& fixture) {
   SUBCASE("memos of every length") {
     CheckMemos(fixture);
   }
-  if (fixture.backend.SnapshotsOnly()) return;
+  if (fixture.backend.snapshots_only) return;
   SUBCASE("texts of every length") {
     CheckTextLengths(fixture);
   }

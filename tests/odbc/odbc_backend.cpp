@@ -71,15 +71,7 @@ Backend OdbcBackend(std::string_view server, const std::string& connect) {
   };
   backend.types = Types(server);
   backend.many_records = 1500;
-  backend.make_table = [](database::Database& database, const database::TableDef& table) {
-    return database.CreateTable(table);
-  };
-  backend.add_record = [made = database::TableDef()](
-                           database::Database& database, const database::TableDef& table,
-                           const std::vector<std::string>& texts) mutable {
-    if (made.Name != table.Name) made = *database.FindTableDef(table.Name);
-    return InsertByStatement(database, made, texts);
-  };
+  backend.snapshots_only = true;
   return backend;
 }
 
