@@ -119,26 +119,23 @@ TEST_CASE("a failure at any step leaves the end of a finished change") {
       }
       states.push_back(Contents(part, scenario.connect));
     }
-    for (const Fault fault : {Fault::kIoError, Fault::kNoSpace, Fault::kDie}) {
-      for (const Tail tail : {Tail::kAll, Tail::kNone, Tail::kSome}) {
-        if (fault != Fault::kDie && tail != Tail::kAll) continue;
-        for (int n = 1;; ++n) {
-          CAPTURE(static_cast<int>(fault));
-          CAPTURE(n);
-          MemoryFileSystem disk;
-          FaultFileSystem faults(disk, fault, n);
-          Progress progress;
-          const Status played = Play(faults, scenario, progress);
-          if (!faults.fired()) {
-            CHECK(played.ok());
-            break;
-          }
-          if (fault == Fault::kDie) disk.Crash(tail, static_cast<std::uint32_t>(n));
-          const std::string found = Contents(disk, scenario.connect);
-          const auto state = std::find(states.begin(), states.end(), found);
-          REQUIRE_MESSAGE(state != states.end(), found);
-          CHECK(state - states.begin() >= progress.flushed);
+    for (const FaultKind& kind : kFaultKinds) {
+      CAPTURE(std::string(kind.name));
+      for (int n = 1;; ++n) {
+        CAPTURE(n);
+        MemoryFileSystem disk;
+        FaultFileSystem faults(disk, kind.fault, n);
+        Progress progress;
+        const Status played = Play(faults, scenario, progress);
+        if (!faults.fired()) {
+          CHECK(played.ok());
+          break;
         }
+        if (kind.fault == Fault::kDie) disk.Crash(kind.tail, static_cast<std::uint32_t>(n));
+        const std::string found = Contents(disk, scenario.connect);
+        const auto state = std::find(states.begin(), states.end(), found);
+        REQUIRE_MESSAGE(state != states.end(), found);
+        CHECK(state - states.begin() >= progress.flushed);
       }
     }
   }
