@@ -24,7 +24,7 @@ TEST_CASE("appending and reading allocate nothing per record") {
   long before = 0;
   for (int i = 0; i < kRecords; ++i) {
     if (i == kWarm) before = Allocations();
-    REQUIRE(folder.Append(*set, row).ok());
+    REQUIRE(Append(*set, row).ok());
   }
   CHECK(Allocations() - before < kRecords / 10);  // pages of the cache
   REQUIRE(set->MoveFirst().ok());

@@ -30,7 +30,7 @@ struct Memos {
     Folder folder("/d", connect, disk);
     auto set = folder.Open("M");
     REQUIRE(set->Move(record - 1).ok());
-    KV_TRY(folder.Change(*set, 1, Text(length)));
+    KV_TRY(tests::Change(*set, 1, Text(length)));
     return set->Close();
   }
   /// The lengths of all texts; "?" for one that is not what was stored.
@@ -207,7 +207,7 @@ TEST_CASE("memo files of other programs") {
     Memos memos("dBASE III");
     Folder folder("/d", "dBASE III", memos.disk);
     auto set = folder.Open("M");
-    const Status refused = folder.Append(*set, {"x", "a\032b"});
+    const Status refused = tests::Append(*set, {"x", "a\032b"});
     CHECK(refused.message().find("character 26") != std::string_view::npos);
   }
   SUBCASE("no memo file at all") {

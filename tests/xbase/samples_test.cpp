@@ -143,10 +143,10 @@ TEST_CASE("sample tables are written to where they lie") {
       if (values::IsText(type)) added[i] = "n";
       if (type != TypeCode::kMemo) continue;
       expected[0][i] = std::string(1000, 'g');
-      REQUIRE(copies.Change(*set, i, expected[0][i]).ok());
+      REQUIRE(Change(*set, i, expected[0][i]).ok());
     }
     expected.push_back(added);
-    REQUIRE(copies.Append(*set, added).ok());
+    REQUIRE(Append(*set, added).ok());
     REQUIRE(set->Close().ok());
     CHECK(Show(copies.ReadAll(sample.name)) == Show(expected));
     CHECK(copies->Inspect(sample.name)->empty());
@@ -181,7 +181,7 @@ TEST_CASE("other programs read what is written here") {
     REQUIRE(set->MoveFirst().ok());
     REQUIRE(set->Delete().ok());
     REQUIRE(set->MoveNext().ok());
-    REQUIRE(folder.Change(*set, 5, "a longer note " + std::string(2000, 'e')).ok());
+    REQUIRE(Change(*set, 5, "a longer note " + std::string(2000, 'e')).ok());
     REQUIRE(set->Close().ok());
     WriteWhole(temp.File("expected"), Plain(folder, "T"));
     const std::string script = std::string(KELVORIN_SOURCE_DIR) + "/tests/xbase/foreign_readers.py";

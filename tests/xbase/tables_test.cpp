@@ -256,10 +256,10 @@ TEST_CASE("automatic numbers and texts of varying length") {
   Folder folder("/d", "FoxPro 3.0", disk);
   auto set = folder.Open("T");
   CHECK(set->Def().Fields[1].AutoIncrement);
-  CHECK(folder.Append(*set, {"ab ", "<null>", "1"}).ok());
-  CHECK(folder.Append(*set, {"abcde", "<null>", "<null>"}).ok());
-  CHECK(folder.Append(*set, {"x", "9"}).code() == Code::kReadOnly);
-  CHECK(folder.Append(*set, {"", "", ""}).ok());
+  CHECK(Append(*set, {"ab ", "<null>", "1"}).ok());
+  CHECK(Append(*set, {"abcde", "<null>", "<null>"}).ok());
+  CHECK(Append(*set, {"x", "9"}).code() == Code::kReadOnly);
+  CHECK(Append(*set, {"", "", ""}).ok());
   REQUIRE(set->Close().ok());
   CHECK(Show(folder.ReadAll("T")) == "ab |5|1|\nabcde|7|<null>|\n|9|<null>|\n");
   CHECK(disk.Contents("/d/T.DBF")[64 + 19] == 11);
@@ -271,7 +271,7 @@ TEST_CASE("a table that somebody writes is locked for everybody else") {
   Folder here(temp.path());
   here.Make(MakeTable("T", {MakeField("A", kText, 2)}));
   auto set = here.Open("T");
-  REQUIRE(here.Append(*set, {"a"}).ok());
+  REQUIRE(Append(*set, {"a"}).ok());
   Folder elsewhere(temp.path());
   CHECK(elsewhere->OpenRecordset("T", RecordsetType::kTable).status().code() == Code::kLocked);
   CHECK(elsewhere->DeleteTable("T").code() == Code::kLocked);

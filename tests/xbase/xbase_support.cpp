@@ -39,20 +39,6 @@ void Folder::Fill(std::string_view table, const std::vector<Row>& rows) {
   REQUIRE(set->Close().ok());
 }
 
-Status Folder::Append(Recordset& set, const Row& texts) {
-  KV_TRY(set.AddNew());
-  for (std::size_t i = 0; i < texts.size(); ++i)
-    if (texts[i] != "<null>") KV_TRY(set.Fields(i).SetText(texts[i]));
-  return set.Update();
-}
-
-Status Folder::Change(Recordset& set, std::size_t field, std::string_view text) {
-  KV_TRY(set.Edit());
-  KV_TRY(text == "<null>" ? set.Fields(field).SetValue(values::Value::Null())
-                          : set.Fields(field).SetText(text));
-  return set.Update();
-}
-
 std::vector<Row> Folder::ReadAll(std::string_view table) {
   std::vector<Row> rows;
   auto set = Open(table, RecordsetType::kSnapshot);

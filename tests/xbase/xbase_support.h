@@ -9,6 +9,7 @@
 
 #include "database/api/engine.h"
 #include "database/storage/file.h"
+#include "tests/conformance/records.h"
 
 namespace kelvorin::tests {
 
@@ -19,7 +20,7 @@ using database::Recordset;
 using database::RecordsetType;
 using database::TableDef;
 using database::TypeCode;
-using Row = std::vector<std::string>;
+using Row = Texts;
 
 /// A database opened through an engine of its own; closed when it goes.
 class Folder {
@@ -36,10 +37,6 @@ class Folder {
   void Make(const TableDef& table);
   /// Appends these records and closes the table.
   void Fill(std::string_view table, const std::vector<Row>& rows);
-  /// Appends one record; "<null>" leaves its field unassigned.
-  Status Append(Recordset& set, const Row& texts);
-  /// Sets one field of the current record.
-  Status Change(Recordset& set, std::size_t field, std::string_view text);
   /// Every record as texts; Null is "<null>", what cannot be read "<error>".
   std::vector<Row> ReadAll(std::string_view table);
 
