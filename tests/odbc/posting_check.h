@@ -17,10 +17,9 @@ void Execute(database::Database& database, std::string_view sql);
 /// All rows of a table in the server's order of `id`-s, one a line.
 std::string DumpTable(database::Database& database, std::string_view table);
 
-/// Makes the tables `target` and `parent` for random runs, in the words of a server.
-void MakePostingTables(database::Database& database, std::string_view server);
-/// `runs` random runs into them. The seed of the first is `seed`; each names its own on failure.
-void CheckRandomPosting(database::Database& database, int runs, std::uint32_t seed);
+/// Random runs into tables of its own, made in the words of a server: 40, or as many as the
+/// variable KELVORIN_RANDOM_RUNS says. Each names its seed on failure.
+void CheckRandomPosting(database::Database& database, std::string_view server);
 
 /// Posts rows of literals in groups and returns what was heard: "+1" for record 1 stored,
 /// "-2[state number text]" for record 2 refused.
