@@ -156,7 +156,8 @@ int ServerPid(const Place& place) {
 Spent Measure(const Place& place, int rounds, long expected, const std::function<void()>& load) {
   Spent best;
   for (int round = 0; round < rounds; ++round) {
-    bench::RunSql(place, "DELETE FROM people");
+    // Not by DELETE: MariaDB would clear deleted records away while the next road is measured.
+    bench::RunSql(place, place.kind == "sqlite" ? "DELETE FROM people" : "TRUNCATE TABLE people");
     if (place.kind == "postgres") bench::RunSql(place, "VACUUM FULL people");
     const int server = ServerPid(place);
     // The process that served a connection counts once its parent has noticed its end.
