@@ -260,7 +260,7 @@ void SideTable::Write() {
     sql += (i == 0 ? "c" : ",c") + base::ToDecimal(static_cast<std::int64_t>(i));
   sql += ')';
   std::string types, values = "tablerr";  // type, name, table; root page and statement follow
-  for (const std::size_t size : {5, 1, 1}) AppendVarint(kTextType + 2 * size, types);
+  for (const std::size_t size : {5u, 1u, 1u}) AppendVarint(kTextType + 2 * size, types);
   types += '\1';
   AppendVarint(kTextType + 2 * sql.size(), types);
   values += static_cast<char>(kRoot);

@@ -43,7 +43,8 @@ std::string AddValue(database_odbc::SideTable& side, std::size_t kind, std::size
   }
   if (kind == 1) {  // near the borders of every width
     const std::int64_t power = std::int64_t{1} << random() % 63;
-    const std::int64_t number = (random() % 2 == 0 ? power : -power) + random() % 5 - 2;
+    const std::int64_t number =
+        (random() % 2 == 0 ? power : -power) + static_cast<std::int64_t>(random() % 5) - 2;
     side.AddInteger(number);
     return std::to_string(number);
   }
