@@ -47,13 +47,14 @@ TEST_CASE("MariaDB") {
     records.push_back(
         {std::to_string(i == 90 ? 3 : i), std::to_string(i % 60), i % 2 == 0 ? "1" : "0"});
   records[70][1] = "1000";
-  for (const auto& [table, definition] : kTables) {
+  for (const auto& entry : kTables) {
+    const std::string table = entry.first;
     CAPTURE(table);
-    const std::string make = "CREATE TABLE " + std::string(table) + " " + definition;
+    const std::string make = "CREATE TABLE " + table + " " + entry.second;
     Execute(*source, make);
     const std::string single = PostSingly(*source, table, {"id", "y", "b"}, records);
     const std::string rows = DumpTable(*source, table);
-    Execute(*source, "DROP TABLE " + std::string(table));
+    Execute(*source, "DROP TABLE " + table);
     Execute(*source, make);
     CHECK(PostGrouped(*source, table, {"id", "y", "b"}, records) == single);
     CHECK(DumpTable(*source, table) == rows);

@@ -79,7 +79,7 @@ TEST_CASE("a side file is a sound database with every row that it took") {
   DataSourceFolder sources;
   OpenSource source(Connect(sources));
   std::mt19937 random(7);
-  for (const std::size_t columns : {1, 2, 125, 126, 127, 128, 251}) {
+  for (const std::size_t columns : {1u, 2u, 125u, 126u, 127u, 128u, 251u}) {
     CAPTURE(columns);
     database_odbc::SideTable side(columns);
     Execute(*source, "ATTACH DATABASE '" + side.path() + "' AS side");
