@@ -45,7 +45,7 @@ frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& re
     text += " The first " + base::ToDecimal(static_cast<std::int64_t>(RejectedRecords::kMost)) +
             " can be saved.";
   LblRejected.SetCaption(text);
-  GrdRejected.Fill({"Line", "Field", "Value", "Reason"}, std::move(rows), {720, 1500, 2100, 5400});
+  GrdRejected.Fill({"Line", "Field", "Value", "Reason"}, std::move(rows), {720, 1500, 2100, 4500});
   GrdRejected.accessible_name = "Rejected records";
   BtnSaveRejected.on_click = [this] { BtnSaveRejected_Click(); };
   BtnClose.on_click = [this] { Close(); };

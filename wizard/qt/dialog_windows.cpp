@@ -33,8 +33,8 @@ void Narrow(QWidget* box) {
   box->setMaximumWidth(box->fontMetrics().horizontalAdvance(u'0') * (button ? 5 : 10));
 }
 
-void Indent(QGridLayout* layout) {
-  layout->setColumnMinimumWidth(0, 24);
+void Indent(QGridLayout* layout, int steps = 1) {
+  for (int column = 0; column < steps; ++column) layout->setColumnMinimumWidth(column, 24);
 }
 
 class AdvancedWindow final : public FormWindow {
@@ -147,7 +147,7 @@ class AdvancedWindow final : public FormWindow {
     page->addWidget(Widget(f_.RBtnTableOrder), 5, 1, 1, 3);
     page->addWidget(Widget(f_.CBoxAppendFields), 6, 1, 1, 3);
     page->addWidget(Widget(f_.CBoxAppendIfEof), 7, 1, 1, 3);
-    Indent(page);
+    Indent(page, 2);
     page->setColumnStretch(3, 1);
     page->setRowStretch(8, 1);
   }
@@ -196,7 +196,7 @@ class SettingsWindow final : public FormWindow {
     all->setRowStretch(4, 1);
     all->setColumnStretch(0, 1);
     SetOrder({&f_.LBoxSettings, &f_.BtnOpen, &f_.BtnDelete, &f_.BtnCancel});
-    resize(Pixels(*this, 5400), Pixels(*this, 3900));
+    StartSize(5400, 3900);
     move(screen()->availableGeometry().center() - rect().center());
   }
 
@@ -314,7 +314,7 @@ class RejectedWindow final : public FormWindow {
         ->horizontalHeader()
         ->setStretchLastSection(true);
     SetOrder({&form.GrdRejected, &form.BtnSaveRejected, &form.BtnClose});
-    resize(Pixels(*this, 9600), Pixels(*this, 5400));
+    StartSize(9600, 5400);
   }
 };
 

@@ -1,6 +1,7 @@
 #include "wizard/qt/form_window.h"
 
 #include "wizard/qt/text.h"
+#include "wizard/qt/window_memory.h"
 
 #include <QAccessible>
 #include <QButtonGroup>
@@ -18,6 +19,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QTabBar>
 #include <QTableWidget>
@@ -192,6 +194,14 @@ QBoxLayout* FormWindow::ButtonRow(std::initializer_list<Control*> buttons) {
   return row;
 }
 
+void FormWindow::StartSize(int width_twips, int height_twips) {
+  const QSize remembered = RememberedSize(objectName());
+  const QSize twips = remembered.isEmpty() ? QSize(width_twips, height_twips) : remembered;
+  resize(QSize(Pixels(*this, twips.width()), Pixels(*this, twips.height()))
+             .boundedTo(screen()->availableSize()));
+  start_size_ = size();
+}
+
 void FormWindow::SetOrder(std::initializer_list<Control*> order) {
   QWidget* before = nullptr;
   for (Control* control : order) {
@@ -320,11 +330,15 @@ void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
   const int columns = static_cast<int>(grid.headings().size());
   const int rows = static_cast<int>(grid.rows().size());
   table->setUpdatesEnabled(false);
-  const bool new_shape = table->columnCount() != columns || table->rowCount() != rows;
+  bool new_shape = table->columnCount() != columns || table->rowCount() != rows;
   table->setColumnCount(columns);
   table->setRowCount(rows);
   QStringList headings;
   for (const std::string& heading : grid.headings()) headings += ToText(heading);
+  QStringList longest(columns);
+  for (int c = 0; !new_shape && c < columns; ++c)
+    new_shape = table->horizontalHeaderItem(c) == nullptr ||
+                table->horizontalHeaderItem(c)->text() != headings[c];
   table->setHorizontalHeaderLabels(headings);
   for (int r = 0; r < rows; ++r)
     for (int c = 0; c < columns; ++c) {
@@ -333,6 +347,7 @@ void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
       QTableWidgetItem* item = table->item(r, c);
       if (item == nullptr) table->setItem(r, c, item = new QTableWidgetItem);
       const QString text = ToText(cell.text);
+      if (text.size() > longest[c].size()) longest[c] = text;
       if (item->text() != text) {
         item->setText(text);
         item->setToolTip(text.size() > 20 ? text : QString());
@@ -344,10 +359,14 @@ void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
       }
     }
   if (new_shape) {
+    const int widest = Pixels(*this, 3600);
+    const auto room_of = [&](const QString& text) {
+      return table->fontMetrics().horizontalAdvance(text) + Pixels(*this, 240);
+    };
     for (int c = 0; c < columns; ++c) {
-      const int heading = table->fontMetrics().horizontalAdvance(headings[c]) + Pixels(*this, 240);
-      table->setColumnWidth(
-          c, std::max(Pixels(*this, grid.widths()[static_cast<std::size_t>(c)]), heading));
+      const int width =
+          std::max(Pixels(*this, grid.widths()[static_cast<std::size_t>(c)]), room_of(headings[c]));
+      table->setColumnWidth(c, std::max(width, std::min(room_of(longest[c]), widest)));
     }
     table->verticalHeader()->setDefaultSectionSize(
         std::max(Pixels(*this, 300), table->fontMetrics().height() + 4));
@@ -387,6 +406,8 @@ void FormWindow::FocusMoved(Control& control) {
 
 void FormWindow::Closed() {
   closed_ = true;
+  if (!start_size_.isEmpty() && size() != start_size_ && !isMaximized())
+    RememberSize(objectName(), {Twips(*this, width()), Twips(*this, height())});
   QDialog::done(0);
 }
 
@@ -406,6 +427,7 @@ void FormWindow::showEvent(QShowEvent* event) {
   activated_ = true;
   UpdateDefaultButton();
   QTimer::singleShot(0, this, [this] {
+    if (!start_size_.isEmpty()) start_size_ = size();  // as its layout let it be
     repaint();
     form_.Form_Activate();
   });

@@ -50,6 +50,8 @@ class FormWindow : public QDialog, public contract::FormView {
   QWidget* Label(contract::Control& label, contract::Control& buddy);
   /// Row of buttons; a null stands for the space that grows.
   QBoxLayout* ButtonRow(std::initializer_list<contract::Control*> buttons);
+  /// Opens the window with this size, or with the one that the user gave it last.
+  void StartSize(int width_twips, int height_twips);
   /// Tab order as listed.
   void SetOrder(std::initializer_list<contract::Control*> order);
   /// Keeps every press of Return that no button takes from closing the window.
@@ -70,6 +72,7 @@ class FormWindow : public QDialog, public contract::FormView {
   QHash<contract::Control*, QWidget*> widgets_;
   QHash<int, QButtonGroup*> groups_;
   QSet<contract::Control*> changed_;
+  QSize start_size_;  // in pixels; of a window that remembers its size
   bool flush_posted_ = false;
   bool activated_ = false;
   bool closed_ = false;

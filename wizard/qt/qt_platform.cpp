@@ -5,6 +5,7 @@
 #include "wizard/qt/display.h"
 #include "wizard/qt/form_window.h"
 #include "wizard/qt/text.h"
+#include "wizard/qt/window_memory.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -198,17 +199,25 @@ std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {
   window.setNameFilters(filters);
   if (dialog.filter_index >= 1 && dialog.filter_index <= filters.size())
     window.selectNameFilter(filters[dialog.filter_index - 1]);
-  if (!dialog.file_name.empty()) window.selectFile(ToFileName(dialog.file_name));
+  const QString kept_as = filters.join(u'|');
+  if (!dialog.file_name.empty()) {
+    window.selectFile(ToFileName(dialog.file_name));
+  } else if (const QString folder = RememberedFolder(kept_as); !folder.isEmpty()) {
+    window.setDirectory(folder);
+  }
   if (window.exec() != QDialog::Accepted || window.selectedFiles().isEmpty()) return {};
+  RememberFolder(kept_as, window.directory().absolutePath());
   return FromFileName(QDir::toNativeSeparators(window.selectedFiles().constFirst()));
 }
 
 std::string QtPlatform::InputBox(std::string_view title, std::string_view prompt,
                                  std::string_view text) {
-  bool ok = false;
-  const QString answer = QInputDialog::getText(state_->parent(), Caption(title), Caption(prompt),
-                                               QLineEdit::Normal, ToText(text), &ok);
-  return ok ? FromText(answer) : std::string();
+  QInputDialog window(state_->parent());
+  window.setWindowTitle(Caption(title));
+  window.setLabelText(Caption(prompt));
+  window.setTextValue(ToText(text));
+  window.resize(Pixels(window, 4800), window.sizeHint().height());
+  return window.exec() == QDialog::Accepted ? FromText(window.textValue()) : std::string();
 }
 
 void QtPlatform::Abandon() {

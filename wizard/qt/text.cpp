@@ -58,4 +58,8 @@ int Pixels(const QWidget& widget, int twips) {
   return qRound(twips * widget.logicalDpiX() / 1440.0);
 }
 
+int Twips(const QWidget& widget, int pixels) {
+  return qRound(pixels * 1440.0 / widget.logicalDpiX());
+}
+
 }  // namespace kelvorin::wizard::qt

@@ -23,5 +23,6 @@ QString Caption(std::string_view caption);
 QString PlainCaption(std::string_view caption);
 /// 15 twips are one pixel at 96 dpi.
 int Pixels(const QWidget& widget, int twips);
+int Twips(const QWidget& widget, int pixels);
 
 }  // namespace kelvorin::wizard::qt

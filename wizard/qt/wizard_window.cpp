@@ -42,7 +42,7 @@ class WizardWindow final : public FormWindow {
          &c_.BtnSaveSetting, &c_.BtnAdvanced,      &c_.BtnRejected,      &c_.BtnCancel,
          &c_.BtnPrev,        &c_.BtnNext,          &c_.BtnFinish});
     setAcceptDrops(true);
-    resize(Pixels(*this, 9600), Pixels(*this, 7200));
+    StartSize(9600, 7200);
     ShowPanes();
   }
 
