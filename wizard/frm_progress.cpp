@@ -2,6 +2,7 @@
 
 #include "base/M_STRING.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace kelvorin::wizard {
@@ -73,7 +74,9 @@ void frmProgress::Timer1_Timer() {
 
 void frmProgress::Refresh() {
   const std::int32_t total = ProgressBar.maximum();
-  if (count_ <= total) ProgressBar.SetNumber(static_cast<std::int32_t>(count_));
+  // Beyond a total that was too low the bar stays at its end.
+  if (total > 0)
+    ProgressBar.SetNumber(static_cast<std::int32_t>(std::min<std::int64_t>(count_, total)));
   if (count_ > 0) LblRecords.SetCaption(contract::CountText(count_, total));
   UpdateRate(Elapsed());
 }

@@ -459,7 +459,7 @@ TEST_CASE("The animation goes round, and the second label tells the rate") {
   form.SetCount(100001);
   form.Refresh();
   CHECK(form.LblRecords.caption() == "100001");
-  CHECK(form.ProgressBar.number() == 25000);
+  CHECK(form.ProgressBar.number() == 100000);
   form.UpdateRate(2000);
   CHECK(form.LblRate.caption() == "50,000 records per second");
 }
