@@ -96,7 +96,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
     grid.SetCell(row, kMore, {});
     grid.SetBold(row, kSource, false);
   } else if (picked == sources.size() + 1) {
-    c.CBoxSourceFields.SelectItem(FindListItem(c.CBoxSourceFields, grid.cell(row, kSource)));
+    c.CBoxSourceFields.SelectItem(static_cast<int>(sources.size()));
     if (platform_.Ask({"This action will reset all the mapping, continue ?", "Confirmation",
                        contract::Icon::kQuestion, contract::Buttons::kOkCancel}) ==
         contract::Answer::kOk) {
@@ -106,7 +106,8 @@ void frmKelvorin::CBoxSourceFields_Click() {
         grid.SetCell(r, kMore, {});
         grid.SetBold(r, kSource, false);
       }
-      c.CBoxSourceFields.SelectItem(static_cast<int>(sources.size()));
+    } else {
+      c.CBoxSourceFields.SelectItem(FindListItem(c.CBoxSourceFields, grid.cell(row, kSource)));
     }
   } else {
     const textsource::BreakList* breaks = state_.setting.TypeFormat == 1 ? &state_.breaks : nullptr;
