@@ -6,6 +6,7 @@
 namespace kelvorin::wizard {
 
 void frmKelvorin::BtnAdvanced_Click() {
+  if (!state_.target.database) return;  // could not be opened anew
   std::vector<std::string> indexes;
   const Result<database::TableDef> def =
       state_.target.database->FindTableDef(state_.target.table_name);

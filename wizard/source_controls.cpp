@@ -17,8 +17,17 @@ void frmKelvorin::CBoxTables_Click() {
   const std::string name = controls.CBoxTables.text();
   if (name.empty()) return;
   controls.LblTableNote.SetCaption({});
-  const std::int16_t kind =
-      state_.target.database->IsOdbc() ? contract::kOdbc : caller_->properties().DefaultSourceType;
+  const contract::Properties& properties = caller_->properties();
+  std::int16_t kind = properties.DefaultSourceType;
+  if (!state_.target.database) {  // could not be opened anew before
+    const Status again =
+        OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
+    if (!again.ok()) {
+      ReportError("Error in opening DataBase " + properties.DataBaseName, again);
+      return;
+    }
+  }
+  if (state_.target.database->IsOdbc()) kind = contract::kOdbc;
   const Status opened = OpenTargetTable(name, kind);
   if (!opened.ok()) ReportError("Error in opening Table " + name, opened);
   UpdateControls();

@@ -140,16 +140,28 @@ void frmKelvorin::ApplyStartHabits() {
 }
 
 // Another setting is at hand: its code pages and formats count at once. The target is opened anew
-// where its texts are encoded otherwise now.
+// where its texts are encoded otherwise now, and its tables' names with them.
 void frmKelvorin::TakeHabits() {
-  const int page = base::AnsiPage().number();
+  const base::CodePage& before = base::AnsiPage();
   const Status applied = habits_->Apply(state_.setting);
   if (!applied.ok()) ReportError({}, applied);
   catalog::Target& target = state_.target;
-  if (base::AnsiPage().number() == page || !target.recordset) return;
+  if (base::AnsiPage().number() == before.number()) return;
+  const base::Converter converter(before, base::AnsiPage());
+  const auto converted = [&](const std::string& name) {
+    std::string out;
+    converter.Append(name, out);
+    return out;
+  };
+  std::vector<std::string> names;
+  for (const std::string& name : controls.CBoxTables.items()) names.push_back(converted(name));
+  const int selected = controls.CBoxTables.list_index();
+  controls.CBoxTables.SetItems(std::move(names));
+  controls.CBoxTables.SelectItem(selected);
+  if (!target.recordset) return;
   const contract::Properties& properties = caller_->properties();
   const std::int16_t kind = properties.DefaultSourceType;
-  const std::string table = target.table_name;
+  const std::string table = converted(target.table_name);
   const settings::FieldMap map = state_.setting.FieldMap;
   Status opened = target.Close();
   if (opened.ok())

@@ -196,13 +196,18 @@ TEST_CASE("A setting's own code pages count in the previews at once, and only fo
   setting.OemConvert = true;
   rig.screen.input = "dos";
   rig.form->BtnSaveSetting_Click();
-  for (const char* name : {"plain", "dos", "plain"}) {
-    rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
-      Pick(list.LBoxSettings, name);
-      list.BtnOpen.UserClick();
-    });
+  std::string name;
+  rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
+    Pick(list.LBoxSettings, name);
+    list.BtnOpen.UserClick();
+  });
+  const std::string tables[] = {"K\xC3\xB6ln", "K\xF6ln"};
+  rig.c->CBoxTables.SetItems({tables[before == 1252]});
+  for (const char* next : {"plain", "dos", "plain"}) {
+    name = next;
     rig.c->BtnSettings.UserClick();
-    const bool dos = name == std::string("dos");
+    const bool dos = name == "dos";
+    CHECK(rig.c->CBoxTables.items()[0] == tables[dos || before == 1252]);
     CHECK(base::AnsiPage().number() == (dos ? 1252 : before));
     CHECK(rig.c->PreviewText.items()[0] == (dos ? "Stra\xDF"
                                                   "e,1"
@@ -213,7 +218,17 @@ TEST_CASE("A setting's own code pages count in the previews at once, and only fo
     rig.c->BtnPrev.UserClick();
     CHECK(rig.screen.boxes.size() == 2);  // the two names
   }
-  rig.form->state().setting.AnsiPage = 1252;
+
+  // The target cannot be opened anew for the other page: nothing works on it until it can.
+  rig.memory.FailNext("OpenDatabase shop", 1, Status(Code::kLocked, "in use"));
+  name = "dos";
+  rig.c->BtnSettings.UserClick();
+  CHECK(rig.screen.boxes.size() == 3);
+  rig.c->BtnAdvanced.UserClick();
+  CHECK(rig.screen.shown.back() == "frmSettings");
+  rig.c->CBoxTables.SetItems({"Goods"});
+  rig.c->CBoxTables.UserSelect(0);
+  CHECK(rig.form->state().target.recordset != nullptr);
   rig.form->Form_Unload();
   CHECK(base::AnsiPage().number() == before);
 }
