@@ -117,6 +117,10 @@ Status frmKelvorin::Form_Load() {
   steps_.current = steps_.first;
   controls.frame(steps_.current).SetVisible(true);
   OfferSourceKinds();
+  if (const Status failed = caller_->events().Failure(); !failed.ok()) {
+    ReportError({}, failed);
+    return failed;
+  }
   ApplySource(LoadStartSetting());
   steps_.starting = false;
   UpdateControls();
@@ -184,7 +188,9 @@ Status frmKelvorin::StartTarget() {
     ReportError("Error in opening DataBase " + properties.DataBaseName, status);
     return status;
   }
+  const bool multi_table = properties.MultiTable;
   auto tables = catalog::FillTargetTables(*state_.target.database, properties, caller_->events());
+  if (properties.MultiTable != multi_table) caller_->PropertyChanged("MultiTable");
   if (!tables.ok()) {
     ReportError("Error in opening DataBase " + properties.DataBaseName, tables.status());
     return tables.status();

@@ -161,6 +161,15 @@ TEST_CASE("Access: one file as source and target, and a file behind a password")
     RealRig::Import(form, "stock", {"name", "amount"});
   });
   CHECK(rig.Rows(shop, {}, "goods") == "axe,3");
+  rig.control.FilterType = [](contract::FileTypeFormat, bool&) {
+    throw std::runtime_error("no kinds");
+  };
+  rig.screen.shown.clear();
+  rig.control.Execute();
+  CHECK(rig.screen.shown.empty());
+  CHECK(rig.control.LastError() == "The handler of the event FilterType failed: no kinds");
+  rig.control.FilterType = {};
+  rig.screen.boxes.clear();
 
   const std::string samples = SampleFolder("access");
   if (samples.empty()) {

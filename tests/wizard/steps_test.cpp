@@ -75,8 +75,9 @@ TEST_CASE("Every kind of source has its path, there and back") {
 
 TEST_CASE("A job from the first click to the summary, with its setting kept") {
   WizardRig rig;
-  rig.host.properties().MultiTable = true;
+  rig.host.properties().tableName.clear();  // so the user is to choose
   rig.Start();
+  CHECK(rig.host.changed == "MultiTable");
   CHECK(rig.Shown() == "0 -N--");
   CHECK_FALSE(rig.c->PreviewText.visible());
   rig.c->BtnNext.UserClick();
@@ -119,6 +120,7 @@ TEST_CASE("A job from the first click to the summary, with its setting kept") {
   // The next opening begins where this one ended, and its layout is not guessed anew.
   rig.host.properties().LoadLastSetting = true;
   rig.host.properties().MultiTable = false;
+  rig.host.properties().tableName = "Goods";
   rig.Start();
   CHECK(rig.Shown() == "1 -NFS");
   CHECK(rig.c->EdtFileName.text() == rig.folder.File("in.csv"));
