@@ -41,6 +41,7 @@ TEST_CASE("The options show a setting and give it back unchanged") {
   full.RecSeparator = 3;
   full.RecSepOther = "||";
   full.OemConvert = full.Lower = true;
+  full.QuotedLineEnds = 1;
   full.AllLines = false;
   full.MaxLines = 12;
   full.StartingLine = 3;

@@ -268,6 +268,8 @@ TEST_CASE("Options redraw the preview when they are confirmed") {
          f.EdtRecLength.UserText("3");
        },
        "ab|", "All records shown have 2 fields."},
+      {"a,\"b\r\nc\"\r\nd,e\r\n", [](wizard::frmAdvanced& f) { f.CBoxQuotedLineEnds.UserClick(); },
+       "a|b  c", "All records shown have 2 fields."},
   };
   for (const Row& row : kRows) {
     CAPTURE(row.file);
