@@ -142,15 +142,7 @@ void LookAtDialogs(wizard::qt::QtPlatform& platform) {
   setting.AllLines = false;
   options.Fill(setting, {"ByName"}, {});
   look(options);
-  struct Nobody final : wizard::SettingsCaller {
-    void SetChosenSetting(std::string) override {}
-    const std::string& CurrentSettingName() const override { return text; }
-    const std::string& WizardCaption() const override { return text; }
-    void ResetCaption() override {}
-    std::string text;
-  } nobody;
   wizard::frmSettings list(platform, settings::IniFile("/no/such.ini"));
-  list.SetCaller(nobody);
   list.LBoxSettings.AddItem("weekly");
   look(list);
   MemoryDriver memory;

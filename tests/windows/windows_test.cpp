@@ -8,7 +8,6 @@
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 #include "wizard/break_editor.h"
-#include "wizard/frm_advanced.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/frm_progress.h"
 #include "wizard/frm_settings.h"
@@ -29,7 +28,6 @@
 #include <QProgressBar>
 #include <QRadioButton>
 #include <QScrollBar>
-#include <QTabBar>
 #include <QTableWidget>
 
 #include <memory>
@@ -49,15 +47,12 @@ struct Shop {
     REQUIRE(opened.ok());
     database::TableDef table;
     table.Name = "GOODS";
-    database::FieldDef name, amount;
-    name.Name = "NAME";
-    name.Type = values::TypeCode::kText;
-    name.Size = 20;
-    amount.Name = "AMOUNT";
-    amount.Type = values::TypeCode::kLong;
-    table.Fields = {name, amount};
-    const Status made = (*opened)->CreateTable(table);
-    REQUIRE_MESSAGE(made.ok(), std::string(made.message()));
+    table.Fields.resize(2);
+    table.Fields[0].Name = "NAME";
+    table.Fields[0].Size = 20;
+    table.Fields[1].Name = "AMOUNT";
+    table.Fields[1].Type = values::TypeCode::kLong;
+    REQUIRE((*opened)->CreateTable(table).ok());
     REQUIRE((*opened)->Close().ok());
     control.DataBaseName(folder.path());
     control.ConnectString(contract::TypeConnect::FOXPRO26);
@@ -111,8 +106,26 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
   drive.Do("frmAdvanced", [](QWidget& window) {
     auto& box = Child<QLineEdit>(window, "EdtStartLine");
     box.selectAll();
+    QApplication::clipboard()->setText("1a 2");
+    box.paste();
+    CHECK(box.text() == "12");
+    box.selectAll();
     QTest::keyClicks(&box, "x2");
     CHECK(box.text() == "2");
+    for (const bool focused : {true, false}) {
+      QTest::mouseClick(&Child<QAbstractButton>(window, "CBoxAllImport"), Qt::LeftButton, {},
+                        {5, 8});
+      CHECK(Child<QLineEdit>(window, "EdtNbLineMax").hasFocus() == focused);
+    }
+    QTest::keyClick(&window, Qt::Key_PageDown, Qt::ControlModifier);
+    CHECK(Child<QWidget>(window, "Frame1_1").isVisible());
+    CHECK_FALSE(Child<QWidget>(window, "Frame1_0").isVisible());
+    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnUpdateRecords"), Qt::LeftButton, {},
+                      {5, 8});
+    CHECK_FALSE(Child<QRadioButton>(window, "RBtnAppendRecords").isChecked());
+    CHECK(Child<QRadioButton>(window, "RBtnTableOrder").isChecked());  // another group
+    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnAppendRecords"), Qt::LeftButton, {},
+                      {5, 8});
   });
   drive.Click("frmAdvanced", "bntOK");
   drive.Click("frmKelvorin", "BtnNext");
@@ -256,42 +269,6 @@ TEST_CASE("Breaks by mouse and by keyboard") {
     CHECK(editor.Text() == row.breaks);
     CHECK(view.caret() == row.caret);
   }
-}
-
-TEST_CASE("The options' window: tabs, pages, digits and Esc") {
-  QtPlatform platform;
-  wizard::frmAdvanced form(platform);
-  contract::Properties properties;
-  properties.ShowErrorsOption = false;
-  form.Fill({}, {"ByName"}, properties);
-  Driver drive;
-  drive.Do("frmAdvanced", [&](QWidget& window) {
-    auto& tabs = Child<QTabBar>(window, "TabStrip1");
-    CHECK(tabs.count() == 3);
-    CHECK(Child<QWidget>(window, "Frame1_0").isVisible());
-    QTest::keyClick(&window, Qt::Key_PageDown, Qt::ControlModifier);
-    CHECK(Child<QWidget>(window, "Frame1_1").isVisible());
-    CHECK_FALSE(Child<QWidget>(window, "Frame1_0").isVisible());
-    QTest::mouseClick(&Child<QRadioButton>(window, "RBtnUpdateRecords"), Qt::LeftButton, {},
-                      {5, 8});
-    CHECK_FALSE(Child<QRadioButton>(window, "RBtnAppendRecords").isChecked());
-    CHECK(Child<QRadioButton>(window, "RBtnTableOrder").isChecked());  // another group
-    CHECK(Child<QRadioButton>(window, "RBtnUseIndex").isEnabled());
-    tabs.setCurrentIndex(0);
-    auto& all = Child<QAbstractButton>(window, "CBoxAllImport");
-    QTest::mouseClick(&all, Qt::LeftButton, {}, {5, 8});
-    auto& box = Child<QLineEdit>(window, "EdtNbLineMax");
-    CHECK(box.hasFocus());
-    box.selectAll();
-    QApplication::clipboard()->setText("1a 2");
-    box.paste();
-    emit box.textEdited(box.text());
-    CHECK(box.text() == "12");
-    QTest::keyClick(&window, Qt::Key_Escape);
-  });
-  drive.Run([&] { platform.ShowModal(form); });
-  CHECK_FALSE(form.Confirmed());
-  CHECK(form.EdtNbLineMax.text() == "12");
 }
 
 TEST_CASE("Settings, logon and password windows") {
@@ -449,65 +426,6 @@ TEST_CASE("The host closes its form while an import runs") {
   CHECK(host == nullptr);
   CHECK(shop.Count() < 300000);
   CHECK(QApplication::activeModalWidget() == nullptr);
-}
-
-TEST_CASE("Sources behind the logon: an Access file and a data source") {
-  Shop shop;
-  WriteWhole(shop.folder.File("odbcinst.ini"), "[SQLite3]\nDriver=libsqlite3odbc.so\n");
-  WriteWhole(shop.folder.File("odbc.ini"),
-             "[stock]\nDriver=SQLite3\nDatabase=" + shop.folder.File("s.sqlite") + "\n");
-  WriteWhole(shop.folder.File("s.sqlite"), "");
-  qputenv("ODBCSYSINI", QByteArray::fromStdString(shop.folder.path()));
-  qputenv("ODBCINI", QByteArray::fromStdString(shop.folder.File("odbc.ini")));
-  database::TableDef table;
-  table.Name = "parts";
-  table.Fields.resize(2);
-  table.Fields[0].Name = "name";
-  table.Fields[0].Size = 20;
-  table.Fields[1].Name = "amount";
-  table.Fields[1].Type = values::TypeCode::kLong;
-  const std::string mdb = shop.folder.File("s.mdb");
-  REQUIRE(shop.engine.CreateDatabase(mdb, {}).ok());
-  auto access = shop.engine.OpenDatabase(mdb, false, false, {});
-  REQUIRE((*access)->CreateTable(table).ok());
-  REQUIRE((*access)->Close().ok());
-  auto data_source = shop.engine.OpenDatabase({}, false, false, "ODBC;DSN=stock;");
-  REQUIRE_MESSAGE(data_source.ok(), std::string(data_source.status().message()));
-  for (const char* sql : {"CREATE TABLE parts(name VARCHAR(20), amount INTEGER)",
-                          "INSERT INTO parts VALUES('axe', 3)"})
-    REQUIRE((*data_source)->Execute(sql, database::kSqlPassThrough).ok());
-  REQUIRE((*data_source)->Close().ok());
-
-  for (const bool odbc : {false, true}) {
-    CAPTURE(odbc);
-    Driver drive;
-    drive.Do("frmKelvorin", [&](QWidget& window) {
-      QTest::keyClicks(&Child<QComboBox>(window, "CBoxTypeFormat"), odbc ? "ODBC" : "Access");
-      CHECK_FALSE(Child<QComboBox>(window, "lstTables").isEnabled());
-    });
-    drive.Click("frmKelvorin", "BtnBrowseFiles");
-    drive.Do("frmODBCLogon", [&](QWidget& window) {
-      CHECK(Child<QAbstractButton>(window, "BtnOk").isEnabled() == odbc);
-      if (odbc) {
-        CHECK(Child<QComboBox>(window, "CBoxDataSources").currentText() == "stock");
-      } else {
-        QTest::keyClicks(&Child<QLineEdit>(window, "EdtDBName"), QString::fromStdString(mdb));
-      }
-      QTest::keyClick(&window, Qt::Key_Return);
-    });
-    drive.Do("frmKelvorin", [](QWidget& window) {
-      CHECK(Child<QComboBox>(window, "lstTables").currentText() == "parts");
-      CHECK(Child<QTableWidget>(window, "PreviewGrid").columnCount() == 2);
-    });
-    drive.Click("frmKelvorin", "BtnNext");
-    drive.Click("frmKelvorin", "BtnMapEqualNames");
-    drive.Click("frmKelvorin", "BtnFinish");
-    drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
-    drive.Click("frmKelvorin", "BtnCancel");
-    drive.Run([&] { shop.control.Execute(); });
-    CHECK(shop.control.LastError() == "");
-    CHECK(shop.Count() == (odbc ? 1 : 0));
-  }
 }
 
 TEST_CASE("The break editor tells where it stands; another thread is refused") {

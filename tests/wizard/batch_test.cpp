@@ -3,23 +3,15 @@
 #include <doctest/doctest.h>
 
 #include "base/code_page.h"
-#include "settings/setting_store.h"
-#include "tests/engine/run_rig.h"
-#include "wizard/frm_kelvorin.h"
+#include "tests/wizard/wizard_rig.h"
 
 namespace kelvorin::tests {
 
 namespace {
 
 // A host with a target "Goods" in "shop" and one saved setting "daily" that imports "in.csv".
-struct BatchRig : RunRig {
+struct BatchRig : WizardRig {
   BatchRig() {
-    CHECK(target.Close().ok());
-    contract::Properties& p = host.properties();
-    p.DataBaseName = "shop";
-    p.tableName = "Goods";
-    p.IniFile = folder.File("k.ini");
-    p.ShowProgress = p.ShowSummary = true;
     WriteWhole(folder.File("in.csv"), "axe|3\r\nsaw|4\r\n");
     setting = {};
     setting.SourceDBName = folder.File("in.csv");
@@ -35,15 +27,10 @@ struct BatchRig : RunRig {
     REQUIRE(settings::SaveSetting(ini, setting, breaks).ok());
   }
   int Batch(std::string_view name = "daily") {
-    wizard::frmKelvorin form(engine, platform);
-    form.SetCaller(host);
-    const int outcome = form.DoBatchImport(name);
-    result = form.result();
-    step = form.batch_step();
-    return outcome;
+    form.emplace(engine, platform);
+    form->SetCaller(host);
+    return form->DoBatchImport(name);
   }
-  engine::RunResult result;
-  wizard::BatchStep step{};
 };
 
 }  // namespace
@@ -52,7 +39,7 @@ TEST_CASE("A saved setting runs without a word") {
   BatchRig rig;
   rig.memory.StartLog();
   CHECK(rig.Batch() == 0);
-  CHECK(RunRig::Show(rig.result) == "2 2 0 0");
+  CHECK(RunRig::Show(rig.form->result()) == "2 2 0 0");
   CHECK(rig.LastError().empty());
   CHECK(rig.Rows() == "axe,3 | saw,4");
   CHECK(rig.memory.Log().front() == "OpenDatabase shop");
@@ -60,7 +47,7 @@ TEST_CASE("A saved setting runs without a word") {
 
   WriteWhole(rig.folder.File("in.csv"), "pin|x\r\nnut|6\r\n");
   CHECK(rig.Batch() == 0);  // a rejected record is no failure of the run
-  CHECK(RunRig::Show(rig.result) == "2 1 1 0");
+  CHECK(RunRig::Show(rig.form->result()) == "2 1 1 0");
   CHECK(rig.platform.boxes.empty());
   CHECK_FALSE(rig.LastError().empty());
 }
@@ -100,9 +87,9 @@ TEST_CASE("LastError tells how far a batch came") {
     }
     CHECK(rig.Batch() == -1);
     CHECK(rig.LastError().rfind(row.last_error, 0) == 0);
-    CHECK(rig.LastError() == rig.result.fatal);
+    CHECK(rig.LastError() == rig.form->result().fatal);
     CHECK_FALSE(rig.LastError().empty());
-    CHECK(rig.step == row.step);
+    CHECK(rig.form->batch_step() == row.step);
     CHECK(rig.platform.boxes.empty());
   }
   BatchRig rig;  // the default setting maps nothing
@@ -131,7 +118,7 @@ TEST_CASE("The host's source wins over the setting's") {
   rig.Save();
   CHECK(rig.Batch() == 0);
   CHECK(rig.LastError().empty());
-  CHECK(RunRig::Show(rig.result) == "1 1 0 0");
+  CHECK(RunRig::Show(rig.form->result()) == "1 1 0 0");
 }
 
 TEST_CASE("An Access source is listed, and a table it lacks becomes its first") {
@@ -176,23 +163,6 @@ TEST_CASE("A job brings its own source, mapping, code pages and formats") {
   job.map = {mapping::MapRequest::Rest::kKeep, {{"Name", "Colour"}}};
   CHECK(form.RunJob(job).fatal);
   CHECK(form.batch_step() == wizard::BatchStep::kOpenSource);
-}
-
-TEST_CASE("A text file typed into the box is detected unless a setting is being applied") {
-  BatchRig rig;
-  wizard::frmKelvorin form(rig.engine, rig.platform);
-  form.SetCaller(rig.host);
-  WriteWhole(rig.folder.File("list"), "a;b;c\nd;e;f\n");
-  form.state().setting.TypeFormat = 7;
-  form.EdtFileName_Change(rig.folder.File("list"));
-  const settings::ImportSetting& setting = form.state().setting;
-  CHECK(setting.TypeFormat == 0);
-  CHECK(setting.RecSeparator == 2);
-  CHECK(setting.SeparatorSet == ";");
-  CHECK(form.state().preview.Line(2) == "d;e;f");
-  form.EdtFileName_Change(rig.folder.File("none"));
-  CHECK(form.state().preview.Line(1).empty());
-  CHECK_FALSE(form.state().preview.file_present);
 }
 
 }  // namespace kelvorin::tests

@@ -23,6 +23,12 @@ std::string Mode(const frmAdvanced& form) {
                   &form.CBoxKeyLookUp, &form.CBoxAppendFields, &form.CBoxAppendIfEof});
 }
 
+std::string Others(const frmAdvanced& form) {
+  return Enabled({&form.EdtLogFile, &form.BtnBrowseLog, &form.CBoxLogAppend, &form.LblFilePath,
+                  &form.EdtNbLineMax, &form.LblNbLinesToImport, &form.EdtMaxErrors,
+                  &form.LblMaxErrors});
+}
+
 struct OptionsRig {
   ScriptedPlatform platform;
   contract::Properties properties;
@@ -77,45 +83,38 @@ TEST_CASE("Enabling rules of the options") {
   struct Row {
     Control* click;
     const char* mode;
+    const char* others;
   };
   const Row kRows[] = {
-      {nullptr, "0000000"},                  // appending
-      {&form.RBtnUpdateRecords, "1100011"},  // in table order
-      {&form.RBtnUseIndex, "1111111"},
-      {&form.CBoxKeyLookUp, "1111110"},
-      {&form.CBoxKeyLookUp, "1111111"},
-      {&form.RBtnTableOrder, "1100011"},
-      {&form.RBtnAppendRecords, "0000000"},
+      {nullptr, "0000000", "00000000"},                  // appending
+      {&form.RBtnUpdateRecords, "1100011", "00000000"},  // in table order
+      {&form.RBtnUseIndex, "1111111", "00000000"},
+      {&form.CBoxAppendIfEof, "1111111", "00000000"},
+      {&form.CBoxKeyLookUp, "1111110", "00000000"},
+      {&form.CBoxKeyLookUp, "1111111", "00000000"},
+      {&form.RBtnTableOrder, "1100011", "00000000"},
+      {&form.RBtnAppendRecords, "0000000", "00000000"},
+      {&form.RBtnTraceOn, "0000000", "11110000"},
+      {&form.RBtnTraceOff, "0000000", "00000000"},
+      {&form.CBoxAllImport, "0000000", "00001100"},
+      {&form.CBoxStopIfErrors, "0000000", "00001111"},
+      {&form.RBtnUpdateRecords, "1100011", "00001111"},
+      {&form.RBtnUseIndex, "1111111", "00001111"},
+      {&form.CBoxKeyLookUp, "1111110", "00001111"},
   };
   for (const Row& row : kRows) {
     if (row.click != nullptr) row.click->UserClick();
     CAPTURE((row.click != nullptr ? row.click->name() : "at first"));
     CHECK(Mode(form) == row.mode);
+    CHECK(Others(form) == row.others);
     CHECK(form.RBtnAppendRecords.value() != form.RBtnUpdateRecords.value());
   }
-  form.RBtnUpdateRecords.UserClick();
-  form.CBoxAppendIfEof.UserClick();
-  form.RBtnUseIndex.UserClick();
-  form.CBoxKeyLookUp.UserClick();
-  CHECK_FALSE(form.CBoxAppendIfEof.value());
-
+  CHECK(form.CBoxKeyLookUp.value());
+  CHECK_FALSE(form.CBoxAppendIfEof.value());  // cleared by the one before
   form.CBoxUpper.UserClick();
   form.CBoxLower.UserClick();
   CHECK(form.CBoxLower.value());
   CHECK_FALSE(form.CBoxUpper.value());
-  const auto log = [&] {
-    return Enabled({&form.EdtLogFile, &form.BtnBrowseLog, &form.CBoxLogAppend, &form.LblFilePath});
-  };
-  CHECK(log() == "0000");
-  form.RBtnTraceOn.UserClick();
-  CHECK(log() == "1111");
-  form.RBtnTraceOff.UserClick();
-  CHECK(log() == "0000");
-  CHECK(Enabled({&form.EdtNbLineMax, &form.LblNbLinesToImport}) == "00");
-  form.CBoxAllImport.UserClick();
-  CHECK(Enabled({&form.EdtNbLineMax, &form.LblNbLinesToImport}) == "11");
-  form.CBoxStopIfErrors.UserClick();
-  CHECK(Enabled({&form.EdtMaxErrors, &form.LblMaxErrors}) == "11");
 
   // Appending stores no update options, whatever the boxes show.
   form.RBtnAppendRecords.UserClick();
@@ -216,23 +215,6 @@ TEST_CASE("Browsing for the log") {
   CHECK(rig.platform.dialogs[0].filter ==
         "All Files (*.*)|*.*|Text Files(*.txt;*.log)|*.txt;*.log");
   CHECK(rig.platform.dialogs[0].file_name == "/old.log");
-}
-
-TEST_CASE("Options through the wizard: confirmed or not") {
-  for (const bool ok : {false, true}) {
-    WizardRig rig(TableOf("Goods", {Text("Name")}, 1));
-    rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\nc,d\r\n");
-    rig.Start();
-    rig.screen.In<frmAdvanced>("frmAdvanced", [&](frmAdvanced& form) {
-      CHECK(form.CBoxIndexes.items() == std::vector<std::string>{"ByKey"});
-      form.EdtStartLine.UserText("2");
-      (ok ? form.bntOK : form.bntCancel).UserClick();
-    });
-    rig.c->BtnAdvanced.UserClick();
-    CHECK(rig.form->state().setting.StartingLine == (ok ? 2 : 1));
-    rig.c->BtnNext.UserClick();
-    CHECK(rig.c->PreviewGrid.headings()[0] == (ok ? "a" : "Field 1"));
-  }
 }
 
 TEST_CASE("Logon: data sources or a database file") {

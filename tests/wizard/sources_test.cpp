@@ -20,12 +20,6 @@ constexpr char kDos[] =
     "Stra\xE1"
     "e,1\r\nK\x94ln,2\r\n";
 
-void Pick(contract::Control& list, std::string_view text) {
-  for (std::size_t i = 0; i < list.items().size(); ++i)
-    if (list.items()[i] == text) return list.UserSelect(static_cast<int>(i));
-  FAIL("no entry " << text);
-}
-
 // The control of a host, its wizard driven without windows.
 struct RealRig {
   RealRig() {
@@ -64,7 +58,7 @@ struct RealRig {
   // From the source's list of tables to the end of the import.
   static void Import(frmKelvorin& form, const char* table, const Names& headings) {
     wizard::WizardControls& c = form.controls;
-    Pick(c.lstTables, table);
+    WizardRig::Choose(c.lstTables, table);
     CHECK(c.PreviewGrid.headings() == headings);
     REQUIRE(c.BtnNext.enabled());
     c.BtnNext.UserClick();
@@ -109,7 +103,7 @@ TEST_CASE("From one data source into another, chosen from the logon's list") {
     for (const std::string& name : logon.CBoxDataSources.items())
       if (name == names[0] || name == names[1]) own.push_back(name);
     CHECK(own == Names{names[0], names[1]});
-    Pick(logon.CBoxDataSources, names[1]);
+    WizardRig::Choose(logon.CBoxDataSources, names[1]);
     logon.BtnOk.UserClick();
   });
   rig.InWizard([&](frmKelvorin& form) {
@@ -207,7 +201,7 @@ TEST_CASE("A setting's own code pages count in the previews at once, and only fo
   rig.form->BtnSaveSetting_Click();
   std::string name;
   rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
-    Pick(list.LBoxSettings, name);
+    WizardRig::Choose(list.LBoxSettings, name);
     list.BtnOpen.UserClick();
   });
   const std::string tables[] = {"K\xC3\xB6ln", "K\xF6ln"};
@@ -273,17 +267,22 @@ TEST_CASE("Options redraw the preview when they are confirmed") {
   };
   for (const Row& row : kRows) {
     CAPTURE(row.file);
-    WizardRig rig;
+    WizardRig rig(TableOf("Goods", {Text("Name")}, 1));
     rig.host.properties().ImportDBName = rig.File("in.csv", row.file);
     rig.Start();
     rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
     rig.c->BtnNext.UserClick();
     if (!rig.c->CBoxComma.value()) rig.c->CBoxComma.UserClick();
-    rig.screen.In<wizard::frmAdvanced>("frmAdvanced", [&](wizard::frmAdvanced& options) {
-      row.act(options);
-      options.bntOK.UserClick();
-    });
-    rig.c->BtnAdvanced.UserClick();
+    const settings::ImportSetting before = rig.form->state().setting;
+    for (const bool ok : {false, true}) {
+      CHECK(rig.form->state().setting == before);
+      rig.screen.In<wizard::frmAdvanced>("frmAdvanced", [&](wizard::frmAdvanced& options) {
+        CHECK(options.CBoxIndexes.items() == Names{"ByKey"});
+        row.act(options);
+        (ok ? options.bntOK : options.bntCancel).UserClick();
+      });
+      rig.c->BtnAdvanced.UserClick();
+    }
     std::string first;
     for (const auto& cell : rig.c->PreviewGrid.rows().at(0))
       first += (first.empty() ? "" : "|") + cell.text;

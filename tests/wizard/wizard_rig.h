@@ -92,7 +92,7 @@ struct WizardRig : RunRig {
     WriteWhole(folder.File(name), contents);
     return folder.File(name);
   }
-  void Choose(contract::Control& list, std::string_view text) {
+  static void Choose(contract::Control& list, std::string_view text) {
     for (std::size_t i = 0; i < list.items().size(); ++i)
       if (list.items()[i] == text) return list.UserSelect(static_cast<int>(i));
     FAIL("no entry " << text);
