@@ -7,6 +7,9 @@
 namespace kelvorin::tests {
 
 using contract::Answer;
+using contract::Control;
+using wizard::frmAdvanced;
+using wizard::WizardControls;
 
 namespace {
 
@@ -167,57 +170,85 @@ TEST_CASE("The host hides kinds of source and tables") {
   CHECK(kinds.back() == "FoxPro 3.0");
 }
 
-TEST_CASE("Separators and delimiter redraw the preview") {
+TEST_CASE("Separators, delimiter and options redraw the preview") {
   struct Row {
-    const char* text;
-    std::function<void(wizard::WizardControls&)> act;
-    const char* first_row;
-    const char* set;
+    const char* file;
+    std::function<void(WizardRig&)> act;
+    const char* first;      // cells of the first row
+    const char* set = ",";  // of separators
+    std::string status = "All records shown have 2 fields.";
   };
+  const auto click = [](Control WizardControls::*box) {
+    return [box](WizardRig& rig) { (rig.c->*box).UserClick(); };
+  };
+  const auto delimiter = [](int index) {
+    return [index](WizardRig& rig) { rig.c->CBoxDelimiter.UserSelect(index); };
+  };
+  // The options count once they are confirmed.
+  const auto options = [](std::function<void(frmAdvanced&)> act) {
+    return [act](WizardRig& rig) {
+      const settings::ImportSetting before = rig.form->state().setting;
+      for (const bool ok : {false, true}) {
+        CHECK(rig.form->state().setting == before);
+        rig.screen.In<frmAdvanced>("frmAdvanced", [&](frmAdvanced& form) {
+          CHECK(form.CBoxIndexes.items() == std::vector<std::string>{"ByKey"});
+          act(form);
+          (ok ? form.bntOK : form.bntCancel).UserClick();
+        });
+        rig.c->BtnAdvanced.UserClick();
+      }
+    };
+  };
+  const std::string three = "All records shown have 3 fields.";
   const Row kRows[] = {
-      {"a;b c,d\te|f", [](wizard::WizardControls& c) { c.CBoxTab.UserClick(); }, "a;b c|d|e|f",
-       ",\t"},
-      {"a;b c,d", [](wizard::WizardControls& c) { c.CBoxSemiColon.UserClick(); }, "a|b c|d", ",;"},
-      {"a;b c,d", [](wizard::WizardControls& c) { c.CBoxSpace.UserClick(); }, "a;b|c|d", ", "},
-      {"a#b,c",
-       [](wizard::WizardControls& c) {
-         c.CBoxOtherChar.UserClick();
-         c.EdtSpecialSeparator.UserText("#!");
+      {"a;b c,d\te|f\r\n", click(&WizardControls::CBoxTab), "a;b c|d|e|f", ",\t", three},
+      {"a;b c,d\r\n", click(&WizardControls::CBoxSemiColon), "a|b c|d", ",;", three},
+      {"a;b c,d\r\n", click(&WizardControls::CBoxSpace), "a;b|c|d", ", ", three},
+      {"a#b,c\r\n",
+       [](WizardRig& rig) {
+         rig.c->CBoxOtherChar.UserClick();
+         rig.c->EdtSpecialSeparator.UserText("#!");
        },
-       "a|b|c", ",#"},
-      {"a#b,c", [](wizard::WizardControls& c) { c.CBoxOtherChar.UserClick(); }, "a#b|c", ","},
-      {"'a,b',\"c,d\"", [](wizard::WizardControls& c) { c.CBoxDelimiter.UserSelect(1); },
-       "a,b|\"c|d\"", ","},
-      {"\"c,d\"", [](wizard::WizardControls& c) { c.CBoxDelimiter.UserSelect(2); }, "\"c|d\"", ","},
+       "a|b|c", ",#", three},
+      {"a#b,c\r\n", click(&WizardControls::CBoxOtherChar), "a#b|c"},
+      {"'a,b',\"c,d\"\r\n", delimiter(1), "a,b|\"c|d\"", ",", three},
+      {"\"c,d\"\r\n", delimiter(2), "\"c|d\""},
+      {"c\r\na,b\r\n\"d,e\r\nf,g\r\nh,i\r\n", delimiter(0), "c*|", ",",
+       "2 records with another number of fields than most (in bold). "
+       "1 record with a text delimiter that is not closed."},
+      {"a,b\r\nc,d\r\n", options([](frmAdvanced& f) { f.EdtStartLine.UserText("2"); }), "c|d"},
+      {"a,b\r\nc,d\r\n", options([](frmAdvanced& f) { f.CBoxUpper.UserClick(); }), "A|B"},
+      {"a,b#c,d#e", options([](frmAdvanced& f) {
+         f.RBtnOther.UserClick();
+         f.EdtOtherChar.UserText("#");
+       }),
+       "a|b", ",", "1 record with another number of fields than most (in bold)."},
+      {"a,b\rc,d\r", options([](frmAdvanced& f) { f.RBtnCR.UserClick(); }), "a|b"},
+      {"ab,cd,ef,", options([](frmAdvanced& f) {
+         f.RBtnNoSeparator.UserClick();
+         f.EdtRecLength.UserText("3");
+       }),
+       "ab|"},
+      {"a,\"b\r\nc\"\r\nd,e\r\n", options([](frmAdvanced& f) { f.CBoxQuotedLineEnds.UserClick(); }),
+       "a|b  c"},
   };
   for (const Row& row : kRows) {
-    CAPTURE(row.text);
-    WizardRig rig;
-    rig.host.properties().ImportDBName = rig.File("in.csv", std::string(row.text) + "\r\n");
+    CAPTURE(row.file);
+    WizardRig rig(TableOf("Goods", {Text("Name")}, 1));
+    rig.host.properties().ImportDBName = rig.File("in.csv", row.file);
     rig.Start();
     rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
     rig.c->BtnNext.UserClick();
     REQUIRE(rig.Shown()[0] == '2');
     if (!rig.c->CBoxComma.value()) rig.c->CBoxComma.UserClick();  // taken for columns
-    row.act(*rig.c);
+    row.act(rig);
     std::string first;
     for (const auto& cell : rig.c->PreviewGrid.rows().at(0))
-      first += (first.empty() ? "" : "|") + cell.text;
-    CHECK(first == row.first_row);
+      first += "|" + cell.text + (cell.bold ? "*" : "");
+    CHECK(first.substr(1) == row.first);
     CHECK(rig.form->state().setting.SeparatorSet == row.set);
+    CHECK(rig.c->LblStatus.caption() == row.status);
   }
-}
-
-TEST_CASE("Ragged and unclosed records are marked") {
-  WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\nc\r\n\"d,e\r\nf,g\r\nh,i\r\n");
-  rig.Start();
-  rig.c->BtnNext.UserClick();
-  CHECK(rig.c->LblStatus.caption() ==
-        "2 records with another number of fields than most (in bold). "
-        "1 record with a text delimiter that is not closed.");
-  CHECK(rig.c->PreviewGrid.rows()[1][0].bold);
-  CHECK_FALSE(rig.c->PreviewGrid.rows()[0][0].bold);
 }
 
 TEST_CASE("Picking, ignoring and losing source fields") {
