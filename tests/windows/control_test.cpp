@@ -11,7 +11,6 @@
 #include <QMetaProperty>
 #include <QProcess>
 #include <QSignalSpy>
-#include <QVBoxLayout>
 
 #include <memory>
 

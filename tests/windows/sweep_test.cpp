@@ -11,15 +11,12 @@
 #include "wizard/frm_progress.h"
 #include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
-#include "wizard/qt/form_window.h"
 #include "wizard/qt/qt_platform.h"
 
 #include <QAccessible>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
 #include <QSet>
 #include <QShortcut>
 #include <QTabBar>

@@ -4,22 +4,17 @@
 #include "control/qt/kelvorin_control.h"
 #include "database/api/engine.h"
 #include "database/drivers/register_drivers.h"
-#include "tests/support/memory_database.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 #include "wizard/break_editor.h"
 #include "wizard/frm_odbc_logon.h"
-#include "wizard/frm_progress.h"
 #include "wizard/frm_settings.h"
 #include "wizard/qt/break_view.h"
-#include "wizard/qt/form_window.h"
 #include "wizard/qt/qt_platform.h"
 
 #include <QAccessible>
 #include <QClipboard>
 #include <QComboBox>
-#include <QDialog>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -27,7 +22,6 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QRadioButton>
-#include <QScrollBar>
 #include <QTableWidget>
 
 #include <memory>
@@ -68,11 +62,25 @@ struct Shop {
     CHECK((*rows)->Close().ok());
     return count;
   }
+  // Makes a source file and names it to the control.
+  std::string Source(const std::string& text) {
+    const std::string file = folder.File("in.csv");
+    WriteWhole(file, text);
+    control.ImportDBName(file);
+    control.ShowSummary(false);
+    return file;
+  }
   TempFolder folder;
   database::DBEngine engine;
   QtPlatform platform;
   Kelvorin control{&platform};
 };
+
+// Through all steps of the wizard, with the fields in their order, until the import begins.
+void Begin(Driver& drive) {
+  for (const char* button : {"BtnNext", "BtnNext", "BtnMapInOrder", "BtnFinish"})
+    drive.Click("frmKelvorin", button);
+}
 
 std::string Lines(int count, const char* format) {
   std::string text;
@@ -187,17 +195,11 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
 
 TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
   Shop shop;
-  const std::string file = shop.folder.File("in.csv");
-  WriteWhole(file, Lines(200000, "article %d,%d\r\n"));
-  shop.control.ImportDBName(file);
-  shop.control.ShowSummary(false);
+  shop.Source(Lines(200000, "article %d,%d\r\n"));
   shop.control.QuitAfterImport(true);
   std::int64_t first = 0;
   Driver drive;
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnMapInOrder");
-  drive.Click("frmKelvorin", "BtnFinish");
+  Begin(drive);
   drive.Do("frmProgress", [](QWidget& window) {
     QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Escape); });
   });
@@ -221,7 +223,7 @@ TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
   CHECK(shop.Count() == shop.control.LastRun().imported);
 }
 
-TEST_CASE("Breaks by mouse and by keyboard") {
+TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
   textsource::BreakList breaks;
   wizard::BreakEditor editor(breaks);
   editor.SetLines({"abcdefghijklmnopqrstuvwxyz", "0123456789"});
@@ -269,6 +271,15 @@ TEST_CASE("Breaks by mouse and by keyboard") {
     CHECK(editor.Text() == row.breaks);
     CHECK(view.caret() == row.caret);
   }
+  // What people hear who do not see the window.
+  view.MoveCaret(8);
+  QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(&view);
+  REQUIRE(seen != nullptr);
+  CHECK(seen->role() == QAccessible::Slider);
+  CHECK(seen->text(QAccessible::Value) == "Break at 8");
+  REQUIRE(seen->valueInterface() != nullptr);
+  seen->valueInterface()->setCurrentValue(99);
+  CHECK(seen->valueInterface()->currentValue().toInt() == 27);
 }
 
 TEST_CASE("Settings, logon and password windows") {
@@ -360,16 +371,10 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
 
 TEST_CASE("Errors during a run are asked about; rejected records are shown, saved and read again") {
   Shop shop;
-  const std::string file = shop.folder.File("in.csv");
-  WriteWhole(file, "axe,3\r\npen,x\r\nsaw,4\r\npin,y\r\n");
+  shop.Source("axe,3\r\npen,x\r\nsaw,4\r\npin,y\r\n");
   const std::string saved = shop.folder.File("again.csv");
-  shop.control.ImportDBName(file);
-  shop.control.ShowSummary(false);
   Driver drive;
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnMapInOrder");
-  drive.Click("frmKelvorin", "BtnFinish");
+  Begin(drive);
   for (const char* text : {"Continue the import ?", "Continue the import without displaying"})
     drive.Do("QMessageBox", [text](QWidget& window) {
       CHECK(dynamic_cast<QMessageBox&>(window).text().contains(QLatin1String(text)));
@@ -407,8 +412,7 @@ TEST_CASE("Errors during a run are asked about; rejected records are shown, save
 
 TEST_CASE("The host closes its form while an import runs") {
   Shop shop;
-  const std::string file = shop.folder.File("in.csv");
-  WriteWhole(file, Lines(300000, "article %d,%d\r\n"));
+  const std::string file = shop.Source(Lines(300000, "article %d,%d\r\n"));
   auto host = std::make_unique<QWidget>();
   auto* control = new KelvorinControl(host.get());
   control->setDataBaseName(QString::fromStdString(shop.folder.path()));
@@ -417,10 +421,7 @@ TEST_CASE("The host closes its form while an import runs") {
   control->setIniFile(QString::fromStdString(shop.folder.File("k.ini")));
   control->setImportDBName(QString::fromStdString(file));
   Driver drive;
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnNext");
-  drive.Click("frmKelvorin", "BtnMapInOrder");
-  drive.Click("frmKelvorin", "BtnFinish");
+  Begin(drive);
   drive.Do("frmProgress", [&](QWidget&) { host.reset(); });
   drive.Run([&] { control->Execute(); });
   CHECK(host == nullptr);
@@ -428,21 +429,7 @@ TEST_CASE("The host closes its form while an import runs") {
   CHECK(QApplication::activeModalWidget() == nullptr);
 }
 
-TEST_CASE("The break editor tells where it stands; another thread is refused") {
-  textsource::BreakList breaks;
-  wizard::BreakEditor editor(breaks);
-  editor.SetLines({"abcdefghij"});
-  wizard::qt::BreakView view(nullptr, editor);
-  editor.Add(4);
-  view.MoveCaret(4);
-  QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(&view);
-  REQUIRE(seen != nullptr);
-  CHECK(seen->role() == QAccessible::Slider);
-  CHECK(seen->text(QAccessible::Value) == "Break at 4");
-  REQUIRE(seen->valueInterface() != nullptr);
-  seen->valueInterface()->setCurrentValue(99);
-  CHECK(seen->valueInterface()->currentValue().toInt() == 11);
-
+TEST_CASE("The wizard is refused to another thread than the windows'") {
   QtPlatform platform;
   Kelvorin control(&platform);
   std::thread([&] { control.Execute(); }).join();
