@@ -263,6 +263,7 @@ void frmAdvanced::BtnBrowseLog_Click() {
   dialog.filter = "All Files (*.*)|*.*|Text Files(*.txt;*.log)|*.txt;*.log";
   dialog.file_name = EdtLogFile.text();
   dialog.save = true;
+  dialog.keeps = CBoxLogAppend.value();
   const std::string chosen = platform_.ChooseFile(dialog);
   if (!chosen.empty()) EdtLogFile.SetText(chosen);
 }

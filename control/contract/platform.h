@@ -33,6 +33,7 @@ struct FileDialog {
   int filter_index = 1;   // entry of the filter, from 1
   std::string file_name;  // to begin with; empty for none
   bool save = false;      // asks where to save; else the file must exist
+  bool keeps = false;     // of save: an existing file is not replaced, so nobody need confirm that
   bool operator==(const FileDialog&) const = default;
 };
 

@@ -210,7 +210,9 @@ TEST_CASE("Browsing for the log") {
   rig.form.BtnBrowseLog.UserClick();
   CHECK(rig.form.EdtLogFile.text() == "/old.log");
   rig.platform.file = "/new.log";
+  rig.form.CBoxLogAppend.UserClick();
   rig.form.BtnBrowseLog.UserClick();
+  CHECK(rig.platform.dialogs[1].keeps != rig.platform.dialogs[0].keeps);
   CHECK(rig.form.EdtLogFile.text() == "/new.log");
   CHECK(rig.platform.dialogs[0].filter ==
         "All Files (*.*)|*.*|Text Files(*.txt;*.log)|*.txt;*.log");

@@ -195,6 +195,7 @@ std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {
   window.setAcceptMode(dialog.save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
   window.setFileMode(dialog.save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
   window.setOption(QFileDialog::HideNameFilterDetails);
+  window.setOption(QFileDialog::DontConfirmOverwrite, dialog.keeps);
   const QStringList filters = NameFilters(dialog.filter);
   window.setNameFilters(filters);
   if (dialog.filter_index >= 1 && dialog.filter_index <= filters.size())
