@@ -369,6 +369,65 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
   }
 }
 
+TEST_CASE("Sources behind the logon: an Access file and a data source") {
+  Shop shop;
+  WriteWhole(shop.folder.File("odbcinst.ini"), "[SQLite3]\nDriver=libsqlite3odbc.so\n");
+  WriteWhole(shop.folder.File("odbc.ini"),
+             "[stock]\nDriver=SQLite3\nDatabase=" + shop.folder.File("s.sqlite") + "\n");
+  WriteWhole(shop.folder.File("s.sqlite"), "");
+  qputenv("ODBCSYSINI", QByteArray::fromStdString(shop.folder.path()));
+  qputenv("ODBCINI", QByteArray::fromStdString(shop.folder.File("odbc.ini")));
+  database::TableDef table;
+  table.Name = "parts";
+  table.Fields.resize(2);
+  table.Fields[0].Name = "name";
+  table.Fields[0].Size = 20;
+  table.Fields[1].Name = "amount";
+  table.Fields[1].Type = values::TypeCode::kLong;
+  const std::string mdb = shop.folder.File("s.mdb");
+  REQUIRE(shop.engine.CreateDatabase(mdb, {}).ok());
+  auto access = shop.engine.OpenDatabase(mdb, false, false, {});
+  REQUIRE((*access)->CreateTable(table).ok());
+  REQUIRE((*access)->Close().ok());
+  auto data_source = shop.engine.OpenDatabase({}, false, false, "ODBC;DSN=stock;");
+  REQUIRE_MESSAGE(data_source.ok(), std::string(data_source.status().message()));
+  for (const char* sql : {"CREATE TABLE parts(name VARCHAR(20), amount INTEGER)",
+                          "INSERT INTO parts VALUES('axe', 3)"})
+    REQUIRE((*data_source)->Execute(sql, database::kSqlPassThrough).ok());
+  REQUIRE((*data_source)->Close().ok());
+
+  for (const bool odbc : {false, true}) {
+    CAPTURE(odbc);
+    Driver drive;
+    drive.Do("frmKelvorin", [&](QWidget& window) {
+      QTest::keyClicks(&Child<QComboBox>(window, "CBoxTypeFormat"), odbc ? "ODBC" : "Access");
+      CHECK_FALSE(Child<QComboBox>(window, "lstTables").isEnabled());
+    });
+    drive.Click("frmKelvorin", "BtnBrowseFiles");
+    drive.Do("frmODBCLogon", [&](QWidget& window) {
+      CHECK(Child<QAbstractButton>(window, "BtnOk").isEnabled() == odbc);
+      if (odbc) {
+        CHECK(Child<QComboBox>(window, "CBoxDataSources").currentText() == "stock");
+      } else {
+        QTest::keyClicks(&Child<QLineEdit>(window, "EdtDBName"), QString::fromStdString(mdb));
+      }
+      QTest::keyClick(&window, Qt::Key_Return);
+    });
+    drive.Do("frmKelvorin", [](QWidget& window) {
+      CHECK(Child<QComboBox>(window, "lstTables").currentText() == "parts");
+      CHECK(Child<QTableWidget>(window, "PreviewGrid").columnCount() == 2);
+    });
+    drive.Click("frmKelvorin", "BtnNext");
+    drive.Click("frmKelvorin", "BtnMapEqualNames");
+    drive.Click("frmKelvorin", "BtnFinish");
+    drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
+    drive.Click("frmKelvorin", "BtnCancel");
+    drive.Run([&] { shop.control.Execute(); });
+    CHECK(shop.control.LastError() == "");
+    CHECK(shop.Count() == (odbc ? 1 : 0));
+  }
+}
+
 TEST_CASE("Errors during a run are asked about; rejected records are shown, saved and read again") {
   Shop shop;
   shop.Source("axe,3\r\npen,x\r\nsaw,4\r\npin,y\r\n");
@@ -392,12 +451,22 @@ TEST_CASE("Errors during a run are asked about; rejected records are shown, save
     CHECK(cells == QStringList{"4", "AMOUNT", "y"});
     CHECK(grid.item(1, 3)->text().contains("y"));
   });
+  QSize given;
+  drive.Do("frmRejected", [&](QWidget& window) {
+    window.resize(window.size() - QSize(60, 40));
+    given = window.size();
+  });
   drive.Click("frmRejected", "BtnSaveRejected");
   drive.Do("QFileDialog", [&](QWidget& window) {
     Child<QLineEdit>(window, "fileNameEdit").setText(QString::fromStdString(saved));
     QTest::keyClick(&window, Qt::Key_Return);
   });
   drive.Do("frmRejected", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Escape); });
+  drive.Click("frmKelvorin", "BtnRejected");
+  drive.Do("frmRejected", [&](QWidget& window) {
+    CHECK(window.size() == given);
+    QTest::keyClick(&window, Qt::Key_Escape);
+  });
   drive.Click("frmKelvorin", "BtnCancel");
   drive.Run([&] { shop.control.Execute(); });
   CHECK(shop.Count() == 2);  // one run, though Finish was pressed again
