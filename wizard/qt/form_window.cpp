@@ -433,6 +433,13 @@ void FormWindow::showEvent(QShowEvent* event) {
   });
 }
 
+void FormWindow::resizeEvent(QResizeEvent* event) {
+  QDialog::resizeEvent(event);
+  // What the window grows by because a step needs more room is not the user's wish.
+  if (event->oldSize() == start_size_ && size() == start_size_.expandedTo(minimumSize()))
+    start_size_ = size();
+}
+
 bool FormWindow::eventFilter(QObject* object, QEvent* event) {
   // A turn of the wheel over a closed list would change its entry unseen.
   if (event->type() == QEvent::Wheel) {

@@ -59,6 +59,7 @@ class FormWindow : public QDialog, public contract::FormView {
   void reject() override;
   void closeEvent(QCloseEvent* event) override;
   void showEvent(QShowEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
