@@ -33,20 +33,24 @@ using wizard::qt::QtPlatform;
 
 namespace {
 
+database::TableDef Goods(std::string name) {
+  database::TableDef table;
+  table.Name = std::move(name);
+  table.Fields.resize(2);
+  table.Fields[0].Name = "NAME";
+  table.Fields[0].Size = 20;
+  table.Fields[1].Name = "AMOUNT";
+  table.Fields[1].Type = values::TypeCode::kLong;
+  return table;
+}
+
 // A FoxPro table GOODS in a folder of its own.
 struct Shop {
   Shop() {
     database::RegisterDrivers(engine);
     auto opened = engine.OpenDatabase(folder.path(), true, false, "FoxPro 2.6;");
     REQUIRE(opened.ok());
-    database::TableDef table;
-    table.Name = "GOODS";
-    table.Fields.resize(2);
-    table.Fields[0].Name = "NAME";
-    table.Fields[0].Size = 20;
-    table.Fields[1].Name = "AMOUNT";
-    table.Fields[1].Type = values::TypeCode::kLong;
-    REQUIRE((*opened)->CreateTable(table).ok());
+    REQUIRE((*opened)->CreateTable(Goods("GOODS")).ok());
     REQUIRE((*opened)->Close().ok());
     control.DataBaseName(folder.path());
     control.ConnectString(contract::TypeConnect::FOXPRO26);
@@ -377,17 +381,10 @@ TEST_CASE("Sources behind the logon: an Access file and a data source") {
   WriteWhole(shop.folder.File("s.sqlite"), "");
   qputenv("ODBCSYSINI", QByteArray::fromStdString(shop.folder.path()));
   qputenv("ODBCINI", QByteArray::fromStdString(shop.folder.File("odbc.ini")));
-  database::TableDef table;
-  table.Name = "parts";
-  table.Fields.resize(2);
-  table.Fields[0].Name = "name";
-  table.Fields[0].Size = 20;
-  table.Fields[1].Name = "amount";
-  table.Fields[1].Type = values::TypeCode::kLong;
   const std::string mdb = shop.folder.File("s.mdb");
   REQUIRE(shop.engine.CreateDatabase(mdb, {}).ok());
   auto access = shop.engine.OpenDatabase(mdb, false, false, {});
-  REQUIRE((*access)->CreateTable(table).ok());
+  REQUIRE((*access)->CreateTable(Goods("parts")).ok());
   REQUIRE((*access)->Close().ok());
   auto data_source = shop.engine.OpenDatabase({}, false, false, "ODBC;DSN=stock;");
   REQUIRE_MESSAGE(data_source.ok(), std::string(data_source.status().message()));
