@@ -38,7 +38,7 @@ struct FileDialog {
 };
 
 /// The text beside a progress bar: "5 out of 20", and the bare count when the total was too low
-/// (the bar then stays where it is).
+/// (the bar is then full).
 std::string CountText(std::int64_t records, std::int64_t total);
 
 /// The run's side of the progress dialog. Shown before the first record is read; its cancel flag
