@@ -7,7 +7,7 @@
 #include "base/bytes.h"
 #include "base/case_map.h"
 #include "base/file_status.h"
-#include "base/os/files.h"
+#include "os/files.h"
 
 namespace kelvorin::base {
 namespace {

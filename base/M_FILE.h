@@ -1,7 +1,7 @@
 #pragma once
 // File names, whole files and plain sequential files for the rooms above: everything that reads or
 // writes a file without knowing the operating system. Names are split at `/` and `\` alike; errors
-// name the file and what the system said. Pages, locks and journals live in `database/storage`.
+// name the file and what the system said. Pages, locks and journals live in `storage`.
 
 #include <cstddef>
 #include <cstdint>

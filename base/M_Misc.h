@@ -1,6 +1,6 @@
 #pragma once
 // What the rooms above need from the surrounding system (clock, environment, locale names, the
-// library's folder) and the search in a list of texts. The system's part is `base/os/system.h`
+// library's folder) and the search in a list of texts. The system's part is `os/system.h`
 // under this room's name, so that only this room and the storage room know the operating system.
 
 #include <span>
@@ -8,8 +8,8 @@
 #include <string_view>
 #include <utility>
 
-#include "base/os/system.h"
 #include "base/status.h"
+#include "os/system.h"
 
 namespace kelvorin::base {
 

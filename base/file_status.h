@@ -1,6 +1,6 @@
 #pragma once
 // Turns what the operating system answered about a file into a `Status`. Used by the rooms that
-// call `base/os`; others meet only the finished status.
+// call `os`; others meet only the finished status.
 
 #include <string_view>
 #include <system_error>

@@ -37,8 +37,8 @@ get_property(kv_core_rooms GLOBAL PROPERTY KELVORIN_ROOMS)
 list(REMOVE_ITEM kv_core_rooms wizard_qt control_qt designer_sheet)
 kv_library(Core
   ROOMS   ${kv_core_rooms}
-  HEADERS base/status.h control/contract/enums.h control/contract/events.h control/contract/form.h
-          control/contract/platform.h control/contract/properties.h control/contract/run_result.h
+  HEADERS base/status.h contract/enums.h contract/events.h contract/form.h
+          contract/platform.h contract/properties.h contract/run_result.h
           control/kelvorin.h)
 install(TARGETS kelvorin)
 

@@ -8,6 +8,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/layers.cmake)
 add_library(kv_flags INTERFACE)
 target_include_directories(kv_flags INTERFACE "${CMAKE_SOURCE_DIR}")
 target_compile_options(kv_flags INTERFACE
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}=."
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wold-style-cast
   $<$<BOOL:${KELVORIN_WERROR}>:-Werror>
   # g++ 12 warns falsely about "text" + std::string in optimized builds (its bug 105651).
@@ -33,7 +34,10 @@ elseif(KELVORIN_LLD)
 endif()
 find_program(KELVORIN_CCACHE ccache)
 if(KELVORIN_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${KELVORIN_CCACHE}")
+  # Objects name files from the repository's root, so that a clone in another folder shares them.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" CCACHE_NOHASHDIR=1
+      "${KELVORIN_CCACHE}")
 endif()
 
 function(kv_room name)
@@ -73,8 +77,6 @@ function(kv_test name)
   cmake_parse_arguments(TEST "" "" "SOURCES;USES" ${ARGN})
   add_executable(${name}_test ${TEST_SOURCES})
   target_link_libraries(${name}_test PRIVATE kv_test_main ${TEST_USES})
-  target_compile_definitions(${name}_test PRIVATE
-    KELVORIN_SAMPLES="${KELVORIN_SAMPLES}" KELVORIN_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
   add_test(NAME ${name} COMMAND ${name}_test --no-version WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}")
   set_tests_properties(${name} PROPERTIES TIMEOUT 600)
 endfunction()

@@ -1,38 +1,37 @@
-# The plan of the house: which room may include which. A room may always include itself and
-# whatever its neighbours below may include. `kv_room` refuses a dependency that is not listed
-# here, and the layer test refuses an #include that is not.
+# The plan of the house: which room may include which. A room may always include itself and what
+# is listed for it, nothing else. `kv_room` refuses a dependency that is not listed here, and the
+# layer test refuses an #include that is not.
 set(KELVORIN_ROOM_ORDER
-    base/os base control/contract textsource settings database/values database/storage
-    database/api database/access database/xbase database/odbc database/drivers database/catalog
+    os base contract textsource settings values storage
+    database database/access database/xbase database/paradox database/odbc database/drivers catalog
     mapping engine wizard wizard/qt control control/qt control/designer)
 
-set(KELVORIN_LAYERS_base_os            "")
-set(KELVORIN_LAYERS_base               base/os)
-set(KELVORIN_LAYERS_control_contract   base)
+set(KELVORIN_LAYERS_os                 "")
+set(KELVORIN_LAYERS_base               os)
+set(KELVORIN_LAYERS_contract           base)
 set(KELVORIN_LAYERS_textsource         base)
-set(KELVORIN_LAYERS_settings           textsource control/contract base)
-set(KELVORIN_LAYERS_database_values    base)
-set(KELVORIN_LAYERS_database_storage   base base/os)
-set(KELVORIN_LAYERS_database_api       database/values control/contract base)
-set(KELVORIN_LAYERS_database_access    database/api database/values database/storage base)
-set(KELVORIN_LAYERS_database_xbase     database/api database/values database/storage base)
-set(KELVORIN_LAYERS_database_odbc      database/api database/values base base/os)
+set(KELVORIN_LAYERS_settings           textsource contract base)
+set(KELVORIN_LAYERS_values             base)
+set(KELVORIN_LAYERS_storage            base os)
+set(KELVORIN_LAYERS_database           values contract base)
+set(KELVORIN_LAYERS_database_access    database values storage base)
+set(KELVORIN_LAYERS_database_xbase     database values storage base)
+set(KELVORIN_LAYERS_database_paradox   database values storage base)
+set(KELVORIN_LAYERS_database_odbc      database values base os)
 set(KELVORIN_LAYERS_database_drivers
-    database/access database/xbase database/odbc database/api database/storage base)
-set(KELVORIN_LAYERS_database_catalog   database/api database/values settings control/contract base)
-set(KELVORIN_LAYERS_mapping            database/catalog database/api settings base)
+    database/access database/xbase database/paradox database/odbc database storage base)
+set(KELVORIN_LAYERS_catalog            database values settings contract base)
+set(KELVORIN_LAYERS_mapping            catalog database settings base)
 set(KELVORIN_LAYERS_engine
-    mapping database/catalog database/api database/values textsource settings control/contract base)
+    mapping catalog database values textsource settings contract base)
 set(KELVORIN_LAYERS_wizard
-    engine mapping database/catalog database/api database/values textsource settings
-    control/contract base)
+    engine mapping catalog database values textsource settings contract base)
 # The windows, where Qt is: views over the form objects, the control for Qt hosts, the plug-in for
 # its form designer.
-set(KELVORIN_LAYERS_wizard_qt          wizard control/contract base)
-set(KELVORIN_LAYERS_control_qt         wizard/qt control control/contract base)
-set(KELVORIN_LAYERS_control_designer   control/qt control/contract base)
-set(KELVORIN_LAYERS_control
-    wizard database/drivers database/api database/values settings control/contract base)
+set(KELVORIN_LAYERS_wizard_qt          wizard contract base)
+set(KELVORIN_LAYERS_control            wizard database/drivers database values settings contract base)
+set(KELVORIN_LAYERS_control_qt         wizard/qt control contract base)
+set(KELVORIN_LAYERS_control_designer   control/qt contract base)
 set(KELVORIN_LAYERS_apps_kelvorin
-    control wizard engine mapping database/drivers database/catalog database/api database/values
-    textsource settings control/contract base)
+    control wizard engine mapping database/drivers catalog database values textsource settings
+    contract base)

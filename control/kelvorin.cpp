@@ -1,9 +1,9 @@
 #include "control/kelvorin.h"
 
-#include "control/contract/enums.h"
-#include "database/api/engine.h"
+#include "contract/enums.h"
 #include "database/drivers/register_drivers.h"
-#include "database/values/value_format.h"
+#include "database/engine.h"
+#include "values/value_format.h"
 #include "wizard/frm_kelvorin.h"
 
 #include <exception>

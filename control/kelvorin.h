@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "base/status.h"
-#include "control/contract/platform.h"
-#include "control/contract/properties.h"
-#include "control/contract/run_result.h"
+#include "contract/platform.h"
+#include "contract/properties.h"
+#include "contract/run_result.h"
 
 namespace kelvorin {
 

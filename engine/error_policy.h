@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "control/contract/platform.h"
-#include "database/api/engine.h"
+#include "contract/platform.h"
+#include "database/engine.h"
 #include "engine/trace_log.h"
 #include "settings/import_setting.h"
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "control/contract/events.h"
+#include "contract/events.h"
 #include "engine/field_plan.h"
 #include "engine/target_writer.h"
 #include "settings/import_setting.h"

@@ -10,11 +10,11 @@
 
 #include "base/code_page.h"
 #include "base/status.h"
-#include "database/api/table_def.h"
-#include "database/catalog/target.h"
-#include "database/values/field_types.h"
+#include "catalog/target.h"
+#include "database/table_def.h"
 #include "settings/import_setting.h"
 #include "textsource/field_splitter.h"
+#include "values/field_types.h"
 
 namespace kelvorin::engine {
 

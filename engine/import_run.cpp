@@ -3,7 +3,7 @@
 #include "base/M_Const.h"
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "engine/run.h"
 
 #include <utility>

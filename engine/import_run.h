@@ -9,11 +9,11 @@
 
 #include "base/M_Misc.h"
 #include "base/status.h"
-#include "control/contract/platform.h"
-#include "control/contract/run_result.h"
-#include "database/api/engine.h"
-#include "database/catalog/source.h"
-#include "database/catalog/target.h"
+#include "catalog/source.h"
+#include "catalog/target.h"
+#include "contract/platform.h"
+#include "contract/run_result.h"
+#include "database/engine.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "base/status.h"
-#include "database/values/value.h"
-#include "database/values/value_format.h"
 #include "engine/field_plan.h"
+#include "values/value.h"
+#include "values/value_format.h"
 
 namespace kelvorin::engine {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "database/api/engine.h"
-#include "database/values/field_types.h"
+#include "database/engine.h"
+#include "values/field_types.h"
 
 namespace kelvorin::engine {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "control/contract/platform.h"
+#include "contract/platform.h"
 
 namespace kelvorin::engine {
 

@@ -1,5 +1,5 @@
-#include "database/api/engine.h"
-#include "database/api/recordset.h"
+#include "database/engine.h"
+#include "database/recordset.h"
 #include "engine/key_values.h"
 #include "engine/target_writer.h"
 

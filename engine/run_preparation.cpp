@@ -4,8 +4,8 @@
 
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
-#include "database/catalog/tables.h"
+#include "catalog/tables.h"
+#include "contract/enums.h"
 #include "engine/run.h"
 
 namespace kelvorin::engine {

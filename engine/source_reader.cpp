@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "base/M_Const.h"
-#include "database/values/field_types.h"
 #include "engine/csv_line.h"
+#include "values/field_types.h"
 
 namespace kelvorin::engine {
 

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/api/database.h"
-#include "database/values/value_format.h"
+#include "database/database.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 #include "textsource/field_splitter.h"
 #include "textsource/record_reader.h"
+#include "values/value_format.h"
 
 namespace kelvorin::engine {
 

@@ -1,8 +1,8 @@
 #include <vector>
 
-#include "database/api/database.h"
-#include "database/api/engine.h"
-#include "database/api/sql_text.h"
+#include "database/database.h"
+#include "database/engine.h"
+#include "database/sql_text.h"
 #include "engine/key_values.h"
 #include "engine/target_writer.h"
 

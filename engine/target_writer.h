@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "database/api/bulk_insert.h"
-#include "database/catalog/target.h"
+#include "catalog/target.h"
+#include "database/bulk_insert.h"
 #include "engine/field_plan.h"
 #include "settings/import_setting.h"
 #include "textsource/field_splitter.h"

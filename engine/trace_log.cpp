@@ -2,8 +2,8 @@
 
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
-#include "database/values/value.h"
 #include "engine/messages.h"
+#include "values/value.h"
 
 namespace kelvorin::engine {
 

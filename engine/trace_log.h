@@ -10,7 +10,7 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/status.h"
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
 namespace kelvorin::engine {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/catalog/target.h"
+#include "catalog/target.h"
 #include "settings/import_setting.h"
 
 namespace kelvorin::mapping {

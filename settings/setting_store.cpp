@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 
 namespace kelvorin::settings {
 namespace {

@@ -1,5 +1,5 @@
 #include "base/M_Const.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "settings/setting_store.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/job_habits.h"

@@ -1,5 +1,5 @@
 #include "base/M_FILE.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "engine/source_reader.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_progress.h"

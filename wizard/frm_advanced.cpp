@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 
 namespace kelvorin::wizard {
 

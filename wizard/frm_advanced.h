@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "base/status.h"
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
-#include "control/contract/properties.h"
+#include "contract/form.h"
+#include "contract/platform.h"
+#include "contract/properties.h"
 #include "settings/import_setting.h"
 
 namespace kelvorin::wizard {

@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "base/status.h"
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
-#include "database/api/engine.h"
-#include "database/catalog/connections.h"
-#include "database/catalog/source.h"
-#include "database/catalog/target.h"
+#include "catalog/connections.h"
+#include "catalog/source.h"
+#include "catalog/target.h"
+#include "contract/form.h"
+#include "contract/platform.h"
+#include "database/engine.h"
 #include "engine/import_run.h"
 #include "mapping/field_mapping.h"
 #include "settings/import_setting.h"

@@ -2,9 +2,9 @@
 // Asks for an Access database file or an ODBC data source, and for a user and a password. The
 // wizard's browse button shows it and reads its boxes afterwards; it opens no database.
 
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
-#include "database/api/engine.h"
+#include "contract/form.h"
+#include "contract/platform.h"
+#include "database/engine.h"
 
 namespace kelvorin::wizard {
 

@@ -7,8 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
+#include "contract/form.h"
+#include "contract/platform.h"
 
 namespace kelvorin::wizard {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
+#include "contract/form.h"
+#include "contract/platform.h"
 #include "engine/import_run.h"
 
 namespace kelvorin::wizard {

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "control/contract/form.h"
-#include "control/contract/platform.h"
+#include "contract/form.h"
+#include "contract/platform.h"
 #include "settings/ini_file.h"
 
 namespace kelvorin::wizard {

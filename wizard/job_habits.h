@@ -4,9 +4,9 @@
 
 #include "base/code_page.h"
 #include "base/status.h"
-#include "database/api/engine.h"
-#include "database/values/value_format.h"
+#include "database/engine.h"
 #include "settings/import_setting.h"
+#include "values/value_format.h"
 
 namespace kelvorin::wizard {
 

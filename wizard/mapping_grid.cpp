@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "mapping/field_mapping.h"
 #include "wizard/frm_kelvorin.h"
 

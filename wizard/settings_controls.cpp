@@ -1,4 +1,4 @@
-#include "database/catalog/source.h"
+#include "catalog/source.h"
 #include "settings/setting_store.h"
 #include "wizard/frm_advanced.h"
 #include "wizard/frm_kelvorin.h"

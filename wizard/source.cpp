@@ -2,9 +2,9 @@
 
 #include "base/M_Const.h"
 #include "base/M_FILE.h"
-#include "control/contract/enums.h"
-#include "database/catalog/source_kinds.h"
-#include "database/catalog/tables.h"
+#include "catalog/source_kinds.h"
+#include "catalog/tables.h"
+#include "contract/enums.h"
 #include "engine/source_reader.h"
 #include "settings/setting_store.h"
 #include "textsource/format_detection.h"

@@ -1,5 +1,5 @@
-#include "control/contract/enums.h"
-#include "database/catalog/source_kinds.h"
+#include "catalog/source_kinds.h"
+#include "contract/enums.h"
 #include "settings/setting_store.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_odbc_logon.h"

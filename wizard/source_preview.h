@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/status.h"
-#include "control/contract/form.h"
-#include "database/api/database.h"
+#include "contract/form.h"
+#include "database/database.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 

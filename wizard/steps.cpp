@@ -1,4 +1,4 @@
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "settings/import_setting.h"
 #include "wizard/frm_kelvorin.h"
 

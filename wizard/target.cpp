@@ -1,4 +1,4 @@
-#include "database/catalog/tables.h"
+#include "catalog/tables.h"
 #include "wizard/frm_kelvorin.h"
 
 namespace kelvorin::wizard {

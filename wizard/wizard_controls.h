@@ -2,7 +2,7 @@
 // The control records of the wizard's form, by name. The form sets them, windows bind to them;
 // nothing here has a rule.
 
-#include "control/contract/form.h"
+#include "contract/form.h"
 
 namespace kelvorin::wizard {
 

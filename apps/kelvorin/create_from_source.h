@@ -2,7 +2,7 @@
 // `--create`: makes the target table from the fields of the source.
 
 #include "apps/kelvorin/import_options.h"
-#include "database/catalog/connections.h"
+#include "catalog/connections.h"
 
 namespace kelvorin::app {
 

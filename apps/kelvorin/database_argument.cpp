@@ -1,10 +1,10 @@
 #include "apps/kelvorin/database_argument.h"
 
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
-#include "database/api/connect_string.h"
+#include "contract/enums.h"
+#include "database/connect_string.h"
 #include "database/drivers/register_drivers.h"
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
 namespace kelvorin::app {
 

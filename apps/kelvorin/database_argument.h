@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "database/api/engine.h"
-#include "database/catalog/connections.h"
+#include "catalog/connections.h"
+#include "database/engine.h"
 
 namespace kelvorin::app {
 

@@ -12,11 +12,11 @@
 #include "apps/kelvorin/run_summary.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
-#include "control/contract/no_host.h"
+#include "contract/enums.h"
+#include "contract/no_host.h"
 #include "database/drivers/register_drivers.h"
-#include "database/values/value_format.h"
 #include "settings/setting_store.h"
+#include "values/value_format.h"
 #include "wizard/frm_kelvorin.h"
 
 namespace kelvorin::app {

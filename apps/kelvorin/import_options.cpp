@@ -10,8 +10,8 @@
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
-#include "control/contract/enums.h"
-#include "database/catalog/source.h"
+#include "catalog/source.h"
+#include "contract/enums.h"
 
 namespace kelvorin::app {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "control/contract/run_result.h"
+#include "contract/run_result.h"
 
 namespace kelvorin::app {
 

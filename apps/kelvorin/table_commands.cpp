@@ -7,10 +7,10 @@
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/output.h"
 #include "base/M_STRING.h"
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 #include "database/drivers/register_drivers.h"
-#include "database/values/field_types.h"
-#include "database/values/value_format.h"
+#include "values/field_types.h"
+#include "values/value_format.h"
 
 namespace kelvorin::app {
 namespace {

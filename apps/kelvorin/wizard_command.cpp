@@ -1,7 +1,7 @@
 #include <CLI/CLI.hpp>
 
 #include "apps/kelvorin/command.h"
-#include "control/contract/properties.h"
+#include "contract/properties.h"
 
 #include <cerrno>
 #include <cstring>

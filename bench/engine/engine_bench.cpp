@@ -11,8 +11,8 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
-#include "control/contract/no_host.h"
-#include "database/api/database.h"
+#include "contract/no_host.h"
+#include "database/database.h"
 #include "engine/import_run.h"
 #include "engine/source_reader.h"
 

@@ -18,10 +18,10 @@
 
 #include "base/M_Misc.h"
 #include "base/status.h"
+#include "catalog/connections.h"
 #include "control/kelvorin.h"
-#include "database/api/engine.h"
-#include "database/catalog/connections.h"
 #include "database/drivers/register_drivers.h"
+#include "database/engine.h"
 #include "settings/setting_store.h"
 
 using namespace kelvorin;

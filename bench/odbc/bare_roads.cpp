@@ -205,7 +205,7 @@ void SendBoundArrays(Bare& bare, const std::string& records, std::size_t chunk) 
 
 // A file of records attached to the database, copied from by one statement a chunk.
 void SendSideFile(Bare& bare, const std::string& records, std::size_t chunk) {
-  database_odbc::SideTable side(kFieldCount);
+  database::odbc::SideTable side(kFieldCount);
   bare.Send("ATTACH DATABASE '" + side.path() + "' AS side");
   std::string sql = "INSERT INTO people " + Columns() +
                     " SELECT c0,c1,c2,c3,c4,CAST(c5 AS TEXT)+0.0,c6,c7,c8,c9 FROM side.r";

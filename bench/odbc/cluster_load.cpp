@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "base/os/system.h"
-#include "database/api/bulk_insert.h"
+#include "database/bulk_insert.h"
 #include "database/odbc/odbc_driver.h"
+#include "os/system.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
   if (argc != 4) return 2;
   const long count = std::atol(argv[3]);
   database::DBEngine engine;
-  engine.Register(database_odbc::MakeOdbcDriver());
+  engine.Register(database::odbc::MakeOdbcDriver());
   auto opened = engine.OpenDatabase("", false, false, argv[1]);
   if (!opened.ok()) return Fail(opened.status());
   Counter counter;

@@ -20,11 +20,11 @@
 #include <string>
 #include <vector>
 
-#include "base/os/system.h"
 #include "bench/odbc/records.h"
 #include "bench/odbc/roads_to_try.h"
-#include "database/api/bulk_insert.h"
+#include "database/bulk_insert.h"
 #include "database/odbc/odbc_driver.h"
+#include "os/system.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ class Counter final : public database::BulkReceiver {
 /// The product's own road: literals of the records into a bulk inserter.
 Counter PostInGroups(const Place& place, const std::string& records, bool one_by_one) {
   database::DBEngine engine;
-  engine.Register(database_odbc::MakeOdbcDriver());
+  engine.Register(database::odbc::MakeOdbcDriver());
   auto opened = engine.OpenDatabase("", false, false, "ODBC;" + place.connect);
   if (!opened.ok()) {
     std::fprintf(stderr, "%s\n", std::string(opened.status().message()).c_str());

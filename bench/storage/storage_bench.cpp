@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "base/os/system.h"
 #include "base/status.h"
-#include "database/storage/store.h"
+#include "os/system.h"
+#include "storage/store.h"
 
 using namespace kelvorin;
 using storage::kMainFile;

@@ -4,8 +4,8 @@
 //   windows_bench [RECORDS]      best with QT_QPA_PLATFORM=offscreen
 
 #include "control/kelvorin.h"
-#include "database/api/engine.h"
 #include "database/drivers/register_drivers.h"
+#include "database/engine.h"
 #include "wizard/qt/qt_platform.h"
 
 #include <QAbstractButton>

@@ -1,6 +1,6 @@
 #include "control/designer/property_sheet.h"
 
-#include "control/contract/properties.h"
+#include "contract/properties.h"
 #include "control/qt/kelvorin_control.h"
 
 #include <QDesignerFormEditorInterface>

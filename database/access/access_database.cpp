@@ -5,7 +5,7 @@
 #include "database/access/new_table.h"
 #include "database/access/record_set.h"
 #include "database/access/table.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
 namespace kelvorin::database::access {
 

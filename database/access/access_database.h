@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "database/access/catalog.h"
-#include "database/api/database.h"
+#include "database/database.h"
 
 namespace kelvorin::database::access {
 

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-#include "database/api/engine.h"
-#include "database/storage/open_files.h"
+#include "database/engine.h"
+#include "storage/open_files.h"
 
 namespace kelvorin::database::access {
 

@@ -11,7 +11,7 @@
 #include "database/access/database_file.h"
 #include "database/access/properties.h"
 #include "database/access/table.h"
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 
 namespace kelvorin::database::access {
 

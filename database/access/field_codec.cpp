@@ -7,8 +7,8 @@
 #include <limits>
 
 #include "database/access/decimal.h"
-#include "database/api/errors.h"
-#include "database/values/value_format.h"
+#include "database/errors.h"
+#include "values/value_format.h"
 
 namespace kelvorin::database::access {
 namespace {

@@ -8,8 +8,8 @@
 #include "base/status.h"
 #include "database/access/row.h"
 #include "database/access/text_codec.h"
-#include "database/values/field_types.h"
-#include "database/values/value.h"
+#include "values/field_types.h"
+#include "values/value.h"
 
 namespace kelvorin::database::access {
 

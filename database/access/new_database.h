@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "database/access/format.h"
-#include "database/storage/store.h"
+#include "storage/store.h"
 
 namespace kelvorin::database::access {
 

@@ -9,7 +9,7 @@
 #include "database/access/catalog.h"
 #include "database/access/database_file.h"
 #include "database/access/table_definition.h"
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 
 namespace kelvorin::database::access {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "database/access/format.h"
-#include "database/api/errors.h"
-#include "database/storage/store.h"
+#include "database/errors.h"
+#include "storage/store.h"
 
 namespace kelvorin::database::access {
 

@@ -3,8 +3,8 @@
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
 #include "base/case_map.h"
-#include "database/api/errors.h"
-#include "database/values/value_format.h"
+#include "database/errors.h"
+#include "values/value_format.h"
 
 namespace kelvorin::database::access {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "database/access/catalog.h"
 #include "database/access/table.h"
-#include "database/api/recordset.h"
+#include "database/recordset.h"
 
 namespace kelvorin::database::access {
 

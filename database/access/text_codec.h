@@ -9,7 +9,7 @@
 
 #include "base/bytes.h"
 #include "base/code_page.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
 namespace kelvorin::database::access {
 

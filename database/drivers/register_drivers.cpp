@@ -4,8 +4,8 @@
 #if defined(KELVORIN_WITH_ODBC)
 #include "database/odbc/odbc_driver.h"
 #endif
-#include "database/storage/open_files.h"
 #include "database/xbase/xbase_driver.h"
+#include "storage/open_files.h"
 
 #include <memory>
 
@@ -16,7 +16,7 @@ void RegisterDrivers(DBEngine& engine, storage::FileSystem& fs) {
   engine.Register(access::MakeAccessDriver(fs, files));
   engine.Register(xbase::MakeXbaseDriver(fs, files));
 #if defined(KELVORIN_WITH_ODBC)
-  engine.Register(database_odbc::MakeOdbcDriver());
+  engine.Register(database::odbc::MakeOdbcDriver());
 #endif
 }
 

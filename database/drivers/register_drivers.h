@@ -2,8 +2,8 @@
 // The one table of the drivers that this build knows. Whoever makes an engine calls it once; a new
 // driver is one line in the .cpp file.
 
-#include "database/api/engine.h"
-#include "database/storage/file.h"
+#include "database/engine.h"
+#include "storage/file.h"
 
 namespace kelvorin::database {
 

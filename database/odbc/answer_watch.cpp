@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <chrono>
 
-#include "base/os/system.h"
+#include "os/system.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 AnswerWatch::AnswerWatch(const os::SocketIdentity& socket, std::int64_t limit_milliseconds)
     : socket_(socket), limit_(limit_milliseconds), thread_([this] { Watch(); }) {}
@@ -44,4 +44,4 @@ AnswerWatch::Call::~Call() {
   if (watch_ != nullptr) watch_->waiting_since_.store(-1);
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

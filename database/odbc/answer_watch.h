@@ -9,9 +9,9 @@
 #include <mutex>
 #include <thread>
 
-#include "base/os/sockets.h"
+#include "os/sockets.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class AnswerWatch {
  public:
@@ -45,4 +45,4 @@ class AnswerWatch {
   std::thread thread_;  // last: it uses the others
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

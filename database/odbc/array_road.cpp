@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 constexpr auto kSpecial = [] {
@@ -103,4 +103,4 @@ bool ArrayRoad::Reconnect() {
   return SqlRoad::Reconnect();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -8,7 +8,7 @@
 
 #include "database/odbc/sql_road.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class ArrayRoad final : public SqlRoad {
  public:
@@ -32,4 +32,4 @@ class ArrayRoad final : public SqlRoad {
   std::vector<Column> columns_;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -6,7 +6,7 @@
 
 #include "base/M_STRING.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using database::IndexDef;
@@ -314,4 +314,4 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   return def;
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

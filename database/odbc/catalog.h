@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/table_def.h"
 #include "database/odbc/session.h"
+#include "database/table_def.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// A table with all parts of its name as the server spells them.
 struct TableEntry {
@@ -38,4 +38,4 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
 /// Text as a quoted literal for the room's own questions.
 std::string Literal(const Session& session, std::string_view text);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -4,7 +4,7 @@
 
 #include "database/odbc/handles.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 constexpr std::size_t kFirstChunk = 64;
@@ -237,4 +237,4 @@ bool ChunkPoster::CommitSent(std::size_t replay_to) {
   return true;
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

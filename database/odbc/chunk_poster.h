@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/api/bulk_insert.h"
-#include "database/api/errors.h"
+#include "database/bulk_insert.h"
+#include "database/errors.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// Records first to end - 1 of a batch.
 struct BatchRange {
@@ -148,4 +148,4 @@ class ChunkPoster {
   bool stopped_ = false;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -6,9 +6,9 @@
 
 #include "base/M_STRING.h"
 #include "base/code_page.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 struct Addition {
@@ -111,4 +111,4 @@ std::string DataSourceName(const database::ConnectString& connect) {
   return std::string(connect.Get("DRIVER").value_or(std::string_view()));
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "base/status.h"
-#include "database/api/connect_string.h"
+#include "database/connect_string.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// Why a connection is made; a reading one asks drivers to stream.
 enum class ConnectPurpose { kOrdinary, kStreaming };
@@ -30,4 +30,4 @@ Result<std::string> DriverConnectText(const database::ConnectString& connect,
 /// The data source's name for messages: the DSN, else the driver.
 std::string DataSourceName(const database::ConnectString& connect);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -4,9 +4,9 @@
 #include <array>
 
 #include "base/M_STRING.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using database::PendingError;
@@ -351,4 +351,4 @@ void AppendAnsiText(std::string_view utf8, std::string& out) {
   base::Converter(from, ansi).Append(utf8, out);
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -15,11 +15,11 @@
 #include <vector>
 
 #include "base/code_page.h"
-#include "database/api/errors.h"
-#include "database/api/sql_text.h"
+#include "database/errors.h"
 #include "database/odbc/answer_watch.h"
+#include "database/sql_text.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// What a driver said about a failure: its diagnostic records, texts in the ANSI page.
 struct Diagnosis {
@@ -140,7 +140,7 @@ class Statement {
   SQLHSTMT get() const noexcept { return handle_.get(); }
   explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
   void Check(SQLRETURN result, std::string_view what) const {
-    database_odbc::Check(result, SQL_HANDLE_STMT, handle_.get(), what);
+    database::odbc::Check(result, SQL_HANDLE_STMT, handle_.get(), what);
   }
   /// Sends one statement that is in UTF-8 already; drops the results of the one before. The answer
   /// is the driver's: SQL_NO_DATA for a change that met no row. Statements reach the server as they
@@ -177,4 +177,4 @@ std::string Utf8Name(const std::string& name);
 /// Appends UTF-8 text of a driver as text of the ANSI page.
 void AppendAnsiText(std::string_view utf8, std::string& out);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

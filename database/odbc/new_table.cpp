@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/odbc/catalog.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using database::FieldDef;
@@ -202,4 +202,4 @@ std::vector<std::string> CreateStatements(const Session& session, const TableDef
   return statements;
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "database/api/table_def.h"
 #include "database/odbc/session.h"
+#include "database/table_def.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// What makes the table and then its indexes, one statement each, in the ANSI page. A type that the
 /// server does not have becomes one that keeps every value: text where numbers would be rounded.
@@ -22,4 +22,4 @@ std::string CreateIndexStatement(const Session& session, const std::string& tabl
 /// The quoted name of a table that is to be made: a part before "." that is a schema stands for it.
 std::string NewTableName(const Session& session, const std::string& name);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

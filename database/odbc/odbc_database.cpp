@@ -3,13 +3,13 @@
 #include <chrono>
 
 #include "base/M_STRING.h"
-#include "database/api/wall.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/new_table.h"
 #include "database/odbc/roads.h"
 #include "database/odbc/snapshot.h"
+#include "database/wall.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 std::int64_t NowMilliseconds() {
@@ -192,4 +192,4 @@ void OdbcDatabase::DoClose() {
   session_.Close();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "database/api/bulk_insert.h"
-#include "database/api/engine.h"
+#include "database/bulk_insert.h"
+#include "database/engine.h"
 #include "database/odbc/session.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class OdbcDatabase final : public database::Database, public database::BulkDatabase {
  public:
@@ -39,4 +39,4 @@ class OdbcDatabase final : public database::Database, public database::BulkDatab
   Session session_;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

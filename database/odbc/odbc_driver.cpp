@@ -6,7 +6,7 @@
 #include "base/M_STRING.h"
 #include "database/odbc/odbc_database.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 class OdbcDriver final : public database::Driver {
@@ -51,4 +51,4 @@ std::unique_ptr<database::Driver> MakeOdbcDriver() {
   return std::make_unique<OdbcDriver>();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

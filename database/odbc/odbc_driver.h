@@ -4,10 +4,10 @@
 
 #include <memory>
 
-#include "database/api/engine.h"
+#include "database/engine.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 std::unique_ptr<database::Driver> MakeOdbcDriver();
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 // Cells of a column are all as wide as its longest value; beyond this a list of VALUES is smaller.
@@ -140,4 +140,4 @@ bool ParameterRoad::Reconnect() {
   return SqlRoad::Reconnect();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -7,7 +7,7 @@
 
 #include "database/odbc/sql_road.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class ParameterRoad final : public SqlRoad {
  public:
@@ -34,4 +34,4 @@ class ParameterRoad final : public SqlRoad {
   std::vector<Column> columns_;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

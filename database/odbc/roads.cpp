@@ -8,7 +8,7 @@
 #include "database/odbc/sql_road.h"
 #include "database/odbc/target_rules.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 namespace {
 
@@ -58,4 +58,4 @@ std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one
   return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "database/api/bulk_insert.h"
+#include "database/bulk_insert.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/chunk_poster.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// The target of a road, resolved once.
 struct RoadTarget {
@@ -24,4 +24,4 @@ struct RoadTarget {
 /// would tell chunks from single records, every record is a statement of its own.
 std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one_by_one);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

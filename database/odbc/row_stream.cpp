@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "base/M_STRING.h"
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using values::TypeCode;
@@ -282,4 +282,4 @@ void RowStream::Read(std::size_t field, Value& out) {
     out = Value::Text(text);
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

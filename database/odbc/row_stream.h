@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "database/api/table_def.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/session.h"
-#include "database/values/value.h"
+#include "database/table_def.h"
+#include "values/value.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class RowStream {
  public:
@@ -81,4 +81,4 @@ class RowStream {
   std::size_t bytes_in_page_ = 0;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -6,9 +6,9 @@
 #include <array>
 
 #include "base/M_STRING.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 // As long as the drivers that know these limits by themselves are told to wait.
@@ -137,4 +137,4 @@ void Session::Close() noexcept {
   connection_.Close();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -5,13 +5,13 @@
 
 #include <string>
 
-#include "database/api/connect_string.h"
-#include "database/api/sql_text.h"
+#include "database/connect_string.h"
 #include "database/odbc/connect_text.h"
 #include "database/odbc/handles.h"
 #include "database/odbc/type_map.h"
+#include "database/sql_text.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// What is asked once after logging on.
 struct ServerFacts {
@@ -61,4 +61,4 @@ class Session {
   bool gave_up_ = false;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -4,9 +4,9 @@
 #include <charconv>
 
 #include "base/M_STRING.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 constexpr std::size_t kMostRecords = 10000;
@@ -139,4 +139,4 @@ PostFailure SideRoad::Send(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -10,7 +10,7 @@
 #include "database/odbc/side_table.h"
 #include "database/odbc/sql_road.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class SideRoad final : public SqlRoad {
  public:
@@ -37,4 +37,4 @@ class SideRoad final : public SqlRoad {
   std::vector<bool> unfit_;       // rows that the file could not take
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
 // The file format (sqlite.org/fileformat2.html), as far as one table of short rows needs it.
 // Numbers are big-endian. Page 1 is 100 bytes of file header and the leaf of the schema; page 2 is
@@ -19,7 +19,7 @@
 //   payload       size of the header varint, a serial type varint for each column, the values
 //   serial types  0 Null, 1 2 4 6 an integer of 1 2 4 8 bytes, 8 and 9 the numbers 0 and 1,
 //                 12 + 2n bytes, 13 + 2n text
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 constexpr std::size_t kPageBytes = 65536;
@@ -280,4 +280,4 @@ void SideTable::Write() {
   if (error) Fail(folder_, error);
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "base/os/files.h"
+#include "os/files.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// A temporary file in a folder that only its owner may enter, so that nobody else can lay a
 /// journal beside it; both go with the object. The table is named "r", its columns "c0", "c1", ...
@@ -69,4 +69,4 @@ class SideTable {
   std::string body_;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -2,7 +2,7 @@
 
 #include "base/M_STRING.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 Snapshot::Snapshot(database::Database& database, database::TableDef def, Session& session,
                    TableEntry table)
@@ -105,4 +105,4 @@ void Snapshot::DoClose() {
   stream_.reset();
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

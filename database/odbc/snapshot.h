@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <optional>
 
-#include "database/api/recordset.h"
 #include "database/odbc/row_stream.h"
+#include "database/recordset.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 class Snapshot final : public database::Recordset {
  public:
@@ -40,4 +40,4 @@ class Snapshot final : public database::Recordset {
   std::optional<bool> has_rows_;
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "base/M_STRING.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 // A failed question costs what sending so few records again does.
@@ -157,4 +157,4 @@ void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -8,7 +8,7 @@
 #include "database/odbc/catalog.h"
 #include "database/odbc/chunk_poster.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// "INSERT INTO t (a,b) ", in the ANSI page.
 std::string InsertText(const Session& session, const TableEntry& table,
@@ -53,4 +53,4 @@ class SqlRoad : public PostRoad {
   bool tells_where_;  // the server numbers the rows of a failed statement
 };
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

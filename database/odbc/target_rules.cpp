@@ -4,7 +4,7 @@
 
 #include "base/M_STRING.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
@@ -138,4 +138,4 @@ TargetRules LearnTargetRules(const Session& session, const TableEntry& table,
   return {};
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

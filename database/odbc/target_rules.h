@@ -8,7 +8,7 @@
 
 #include "database/odbc/catalog.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 struct TargetRules {
   bool chunks = false;        // several records may share a statement
@@ -21,4 +21,4 @@ struct TargetRules {
 TargetRules LearnTargetRules(const Session& session, const TableEntry& table,
                              const std::vector<std::string>& fields);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -8,7 +8,7 @@
 
 #include "base/M_STRING.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 namespace {
 
 using database::FieldDef;
@@ -148,4 +148,4 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
   return field;
 }
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <string>
 
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 
-namespace kelvorin::database_odbc {
+namespace kelvorin::database::odbc {
 
 /// Servers whose habits are known; everything else is treated with the general rules.
 enum class Server { kSqlite, kPostgres, kMariaDb, kOther };
@@ -26,4 +26,4 @@ struct ColumnFacts {
 
 database::FieldDef FieldOf(const ColumnFacts& column, Server server);
 
-}  // namespace kelvorin::database_odbc
+}  // namespace kelvorin::database::odbc

@@ -1,7 +1,7 @@
 #include "database/xbase/field_codec.h"
 
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/xbase/decimal_text.h"
 
 #include <algorithm>

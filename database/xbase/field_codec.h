@@ -9,9 +9,9 @@
 
 #include "base/bytes.h"
 #include "base/status.h"
-#include "database/values/value.h"
 #include "database/xbase/table_layout.h"
 #include "database/xbase/text_page.h"
+#include "values/value.h"
 
 namespace kelvorin::database::xbase {
 

@@ -2,7 +2,7 @@
 
 #include "base/M_STRING.h"
 #include "base/bytes.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
 #include <algorithm>
 #include <array>

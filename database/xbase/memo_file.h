@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "database/storage/store.h"
 #include "database/xbase/version.h"
+#include "storage/store.h"
 
 namespace kelvorin::database::xbase {
 

@@ -3,7 +3,7 @@
 #include "base/M_STRING.h"
 #include "base/bytes.h"
 #include "base/code_page.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/xbase/table_layout.h"
 #include "database/xbase/text_page.h"
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 #include "database/xbase/version.h"
 
 namespace kelvorin::database::xbase {

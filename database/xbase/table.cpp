@@ -1,7 +1,7 @@
 #include "database/xbase/table.h"
 
 #include "base/M_Misc.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/xbase/table_files.h"
 
 #include <algorithm>

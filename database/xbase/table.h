@@ -11,12 +11,12 @@
 #include <string_view>
 #include <vector>
 
-#include "database/storage/open_files.h"
-#include "database/storage/store.h"
 #include "database/xbase/field_codec.h"
 #include "database/xbase/memo_file.h"
 #include "database/xbase/table_layout.h"
 #include "database/xbase/text_page.h"
+#include "storage/open_files.h"
+#include "storage/store.h"
 
 namespace kelvorin::database::xbase {
 

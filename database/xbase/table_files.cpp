@@ -3,7 +3,7 @@
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "base/case_map.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/storage/file.h"
+#include "storage/file.h"
 
 namespace kelvorin::database::xbase {
 

@@ -1,7 +1,7 @@
 #include "database/xbase/table_layout.h"
 
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 
 #include <algorithm>
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 #include "database/xbase/version.h"
 
 namespace kelvorin::database::xbase {

@@ -3,7 +3,7 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/xbase/inspect.h"
 #include "database/xbase/new_table.h"
 #include "database/xbase/table_files.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/database.h"
+#include "database/database.h"
 #include "database/xbase/table.h"
 #include "database/xbase/version.h"
 

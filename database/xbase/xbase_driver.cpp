@@ -2,7 +2,7 @@
 
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
-#include "database/api/errors.h"
+#include "database/errors.h"
 #include "database/xbase/table_files.h"
 #include "database/xbase/xbase_database.h"
 

@@ -1,7 +1,7 @@
 #include "database/xbase/xbase_recordset.h"
 
-#include "database/api/database.h"
-#include "database/api/engine.h"
+#include "database/database.h"
+#include "database/engine.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "database/api/recordset.h"
+#include "database/recordset.h"
 #include "database/xbase/table.h"
 
 namespace kelvorin::database::xbase {

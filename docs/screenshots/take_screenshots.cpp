@@ -1,7 +1,7 @@
 // Walks through the real windows and saves a picture of each, in light and dark colours.
 
 #include "control/kelvorin.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 #include "examples/host_window.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/qt/qt_platform.h"

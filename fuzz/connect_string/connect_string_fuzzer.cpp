@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "database/api/connect_string.h"
+#include "database/connect_string.h"
 #include "fuzz/require.h"
 
 using kelvorin::database::ConnectString;

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "base/M_STRING.h"
-#include "database/values/value_format.h"
 #include "fuzz/require.h"
 #include "tests/values/show.h"
+#include "values/value_format.h"
 
 using namespace kelvorin;
 using fuzz::Require;

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "database/storage/store.h"
 #include "database/xbase/memo_file.h"
 #include "fuzz/require.h"
+#include "storage/store.h"
 #include "tests/storage/support/memory_files.h"
 
 namespace {

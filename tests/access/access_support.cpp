@@ -1,6 +1,7 @@
 #include "tests/access/access_support.h"
 
 #include "database/access/access_driver.h"
+#include "tests/support/places.h"
 #include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
@@ -81,7 +82,7 @@ IndexDef MakeIndex(std::string name, std::string_view columns, bool unique, bool
 
 const std::string& Checker() {
   static const std::string path = [] {
-    const std::string tool = std::string(KELVORIN_SAMPLES) + "/../tools/jetcheck.py";
+    const std::string tool = SamplesRoot() + "/../tools/jetcheck.py";
     if (std::filesystem::exists(tool) && std::system("python3 -c 0 >/dev/null 2>&1") == 0)
       return tool;
     MESSAGE("left out: the independent checker, which needs python3 and " << tool);
@@ -103,8 +104,7 @@ void CheckSoundFile(const std::string& pattern) {
   const TempFolder folder;
   const std::string report = folder.File("report");
   const std::string command = "python3 '" + Checker() + "' check " + pattern + " --keys '" +
-                              KELVORIN_SAMPLES + "/../formats/jet-text-keys.tsv' >" + report +
-                              " 2>&1";
+                              SamplesRoot() + "/../formats/jet-text-keys.tsv' >" + report + " 2>&1";
   const int result = std::system(command.c_str());
   CHECK_MESSAGE(result == 0, ReadWhole(report));
 }

@@ -4,7 +4,7 @@
 #include "database/access/catalog.h"
 #include "database/access/new_table.h"
 #include "database/access/table.h"
-#include "database/storage/open_files.h"
+#include "storage/open_files.h"
 #include "tests/access/access_support.h"
 #include "tests/storage/support/memory_files.h"
 
@@ -127,7 +127,7 @@ TEST_CASE("a linked ODBC table is a snapshot of what the data source holds") {
            {{"Remote", kOdbcLink, "", "DSN=" + dsn + ";", "things"},
             {"Nowhere", kOdbcLink, "", "DSN=no such source;", "things"}});
   AccessFile file(path);
-  file.engine().Register(database_odbc::MakeOdbcDriver());
+  file.engine().Register(database::odbc::MakeOdbcDriver());
   const auto def = file->FindTableDef("Remote");
   REQUIRE_MESSAGE(def.ok(), def.status().message());
   CHECK(def->Attributes == database::kAttrLinkedOdbc);

@@ -1,9 +1,9 @@
 // Databases that other programs wrote read as other programs read them.
 
 #include "base/code_page.h"
-#include "database/values/value_format.h"
 #include "tests/access/access_support.h"
 #include "tests/support/temp_folder.h"
+#include "values/value_format.h"
 
 #include <doctest/doctest.h>
 

@@ -3,11 +3,11 @@
 
 #include "base/code_page.h"
 #include "database/access/sort_keys.h"
-#include "database/values/value_format.h"
 #include "tests/access/access_support.h"
 #include "tests/conformance/fixture.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/temp_folder.h"
+#include "values/value_format.h"
 
 #include <doctest/doctest.h>
 

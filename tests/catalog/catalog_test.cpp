@@ -2,10 +2,10 @@
 
 #include <doctest/doctest.h>
 
-#include "database/api/connect_string.h"
-#include "database/catalog/connections.h"
-#include "database/catalog/source_kinds.h"
-#include "database/catalog/tables.h"
+#include "catalog/connections.h"
+#include "catalog/source_kinds.h"
+#include "catalog/tables.h"
+#include "database/connect_string.h"
 #include "tests/engine/run_rig.h"
 
 namespace kelvorin::tests {

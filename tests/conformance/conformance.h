@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "database/api/engine.h"
+#include "database/engine.h"
 
 namespace kelvorin::tests {
 

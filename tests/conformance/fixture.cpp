@@ -1,7 +1,7 @@
 #include "tests/conformance/fixture.h"
 
-#include "database/api/sql_text.h"
-#include "database/values/value_format.h"
+#include "database/sql_text.h"
+#include "values/value_format.h"
 
 #include <doctest/doctest.h>
 

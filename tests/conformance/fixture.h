@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/engine.h"
+#include "database/engine.h"
 #include "tests/conformance/conformance.h"
 #include "tests/conformance/records.h"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/recordset.h"
+#include "database/recordset.h"
 
 namespace kelvorin::tests {
 

@@ -7,8 +7,8 @@
 
 #include "base/M_STRING.h"
 #include "base/code_page.h"
-#include "database/values/value_format.h"
 #include "tests/conformance/fixture.h"
+#include "values/value_format.h"
 
 namespace kelvorin::tests {
 namespace {

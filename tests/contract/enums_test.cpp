@@ -1,4 +1,4 @@
-#include "control/contract/enums.h"
+#include "contract/enums.h"
 
 #include <doctest/doctest.h>
 

@@ -1,4 +1,4 @@
-#include "control/contract/properties.h"
+#include "contract/properties.h"
 
 #include <doctest/doctest.h>
 

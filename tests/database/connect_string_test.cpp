@@ -1,4 +1,4 @@
-#include "database/api/connect_string.h"
+#include "database/connect_string.h"
 
 #include <doctest/doctest.h>
 

@@ -1,11 +1,11 @@
-#include "database/api/sql_text.h"
+#include "database/sql_text.h"
 
 #include <doctest/doctest.h>
 
 #include <cmath>
 #include <limits>
 
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
 namespace kelvorin::database {
 namespace {

@@ -1,4 +1,4 @@
-#include "database/api/table_def.h"
+#include "database/table_def.h"
 
 #include <doctest/doctest.h>
 

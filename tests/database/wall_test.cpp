@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "base/M_STRING.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 #include "tests/support/memory_database.h"
 
 namespace kelvorin::database {

@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "database/api/database.h"
+#include "database/database.h"
 #include "tests/engine/run_rig.h"
 #include "tests/support/allocations.h"
 

@@ -3,7 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "base/M_STRING.h"
-#include "database/catalog/tables.h"
+#include "catalog/tables.h"
 
 namespace kelvorin::tests {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "control/contract/platform.h"
-#include "database/api/engine.h"
+#include "contract/platform.h"
+#include "database/engine.h"
 #include "engine/import_run.h"
 #include "tests/support/memory_database.h"
 #include "tests/support/temp_folder.h"

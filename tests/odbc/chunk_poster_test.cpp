@@ -7,11 +7,11 @@
 namespace kelvorin::tests {
 namespace {
 
-using database_odbc::BatchRange;
-using database_odbc::ChunkPoster;
-using database_odbc::PostFailure;
-using database_odbc::PostRoad;
-using database_odbc::RecordBatch;
+using database::odbc::BatchRange;
+using database::odbc::ChunkPoster;
+using database::odbc::PostFailure;
+using database::odbc::PostRoad;
+using database::odbc::RecordBatch;
 
 // A server that stores numbers and refuses some of them; every statement is all or nothing.
 class FakeRoad final : public PostRoad {

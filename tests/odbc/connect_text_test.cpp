@@ -6,13 +6,13 @@ namespace kelvorin::tests {
 namespace {
 
 using database::ConnectString;
-using database_odbc::ConnectPurpose;
+using database::odbc::ConnectPurpose;
 
 // The text without the keys that the driver adds by itself, or the refusal.
 std::string Rebuilt(const char* connect) {
   const auto every_key = [](std::string_view) { return true; };
-  const auto text = database_odbc::DriverConnectText(ConnectString::Parse(connect),
-                                                     ConnectPurpose::kOrdinary, every_key);
+  const auto text = database::odbc::DriverConnectText(ConnectString::Parse(connect),
+                                                      ConnectPurpose::kOrdinary, every_key);
   return text.ok() ? *text : "refused: " + std::string(text.status().message());
 }
 
@@ -49,7 +49,7 @@ TEST_CASE("connect strings are written anew so that no value means another") {
 TEST_CASE("keys that make drivers safe are added only where nobody set them") {
   const auto text = [](const char* connect, ConnectPurpose purpose) {
     const auto has = [](std::string_view key) { return key == "NoCreat"; };
-    return *database_odbc::DriverConnectText(ConnectString::Parse(connect), purpose, has);
+    return *database::odbc::DriverConnectText(ConnectString::Parse(connect), purpose, has);
   };
   const std::string plain = text("ODBC;DSN=a;charset=latin1;", ConnectPurpose::kOrdinary);
   CHECK(plain.find("Protocol=7.4-2;") != std::string::npos);

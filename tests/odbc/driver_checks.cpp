@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "base/M_STRING.h"
-#include "database/values/field_types.h"
 #include "tests/odbc/posting_check.h"
+#include "values/field_types.h"
 
 #if defined(KELVORIN_CHECKED)
 // The sanitizer keeps freed memory back by default, which would count as growth here.

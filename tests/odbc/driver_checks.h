@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "database/api/engine.h"
+#include "database/engine.h"
 
 namespace kelvorin::tests {
 

@@ -63,7 +63,7 @@ Backend OdbcBackend(std::string_view server, const std::string& connect) {
   backend.name = server;
   backend.connect = connect;
   backend.enter_driver = [](database::DBEngine& engine) {
-    engine.Register(database_odbc::MakeOdbcDriver());
+    engine.Register(database::odbc::MakeOdbcDriver());
   };
   backend.make_database = [server = std::string(server), connect] {
     Empty(server, connect);

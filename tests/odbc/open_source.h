@@ -13,7 +13,7 @@ namespace kelvorin::tests {
 class OpenSource {
  public:
   explicit OpenSource(const std::string& connect, bool read_only = false) {
-    engine.Register(database_odbc::MakeOdbcDriver());
+    engine.Register(database::odbc::MakeOdbcDriver());
     auto opened = engine.OpenDatabase("", false, read_only, connect);
     REQUIRE_MESSAGE(opened.ok(), std::string(opened.status().message()));
     database_ = *std::move(opened);

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <random>
 
-#include "base/os/system.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
+#include "os/system.h"
 #include "tests/odbc/open_source.h"
 
 namespace kelvorin::tests {

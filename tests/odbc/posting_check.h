@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/bulk_insert.h"
+#include "database/bulk_insert.h"
 #include "tests/servers/test_server.h"
 
 namespace kelvorin::tests {

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <random>
 
-#include "base/os/system.h"
 #include "database/odbc/side_table.h"
+#include "os/system.h"
 #include "tests/odbc/open_source.h"
 #include "tests/odbc/posting_check.h"
 #include "tests/servers/test_server.h"
@@ -34,7 +34,7 @@ std::string Verdict(database::Database& database) {
 }
 
 /// Puts a value into the file; returns what SQLite's quote() makes of it.
-std::string AddValue(database_odbc::SideTable& side, std::size_t kind, std::size_t size,
+std::string AddValue(database::odbc::SideTable& side, std::size_t kind, std::size_t size,
                      std::mt19937& random) {
   if (kind == 0) {
     const std::string text(size, static_cast<char>('a' + random() % 26));
@@ -81,7 +81,7 @@ TEST_CASE("a side file is a sound database with every row that it took") {
   std::mt19937 random(7);
   for (const std::size_t columns : {1u, 2u, 125u, 126u, 127u, 128u, 251u}) {
     CAPTURE(columns);
-    database_odbc::SideTable side(columns);
+    database::odbc::SideTable side(columns);
     Execute(*source, "ATTACH DATABASE '" + side.path() + "' AS side");
     std::string quoted = "quote(c0)";
     for (std::size_t i = 1; i < columns; ++i) quoted += "||'|'||quote(c" + std::to_string(i) + ")";

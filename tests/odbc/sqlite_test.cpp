@@ -33,7 +33,7 @@ TEST_CASE("SQLite: what every driver promises about snapshots") {
 TEST_CASE("data sources are the user's and the system's, each name once") {
   DataSourceFolder sources;
   database::DBEngine engine;
-  engine.Register(database_odbc::MakeOdbcDriver());
+  engine.Register(database::odbc::MakeOdbcDriver());
   const std::string shared = sources.Add("shared", "SQLite3", "Database=/system");
   const std::string broken = sources.Add("broken", "NoSuchDriver", "");
   sources.AddForUser("own", "PGW");
@@ -53,7 +53,7 @@ TEST_CASE("what cannot be opened fails at the opening and leaves no file") {
       sources.Add("text", "SQLite3", "Database=" + sources.File("text.sqlite"));
   WriteWhole(sources.File("text.sqlite"), std::string(4096, 'x'));
   database::DBEngine engine;
-  engine.Register(database_odbc::MakeOdbcDriver());
+  engine.Register(database::odbc::MakeOdbcDriver());
   const std::string kConnects[] = {"ODBC;DSN=" + missing + ";", "ODBC;DSN=" + text + ";",
                                    "ODBC;DSN=unknown;", "ODBC;DSN=;UID=;PWD=;", "ODBC;"};
   for (const std::string& connect : kConnects) {

@@ -1,4 +1,4 @@
-#include "base/os/files.h"
+#include "os/files.h"
 
 #include "tests/support/temp_folder.h"
 

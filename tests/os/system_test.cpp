@@ -1,6 +1,6 @@
-#include "base/os/system.h"
+#include "os/system.h"
 
-#include "base/os/files.h"
+#include "os/files.h"
 
 #include <doctest/doctest.h>
 

@@ -1,4 +1,5 @@
 #include "tests/servers/test_server.h"
+#include "tests/support/places.h"
 
 #include <doctest/doctest.h>
 #include <signal.h>
@@ -33,8 +34,8 @@ TestServer::~TestServer() {
 }
 
 std::string TestServer::Script(std::string_view command) const {
-  return std::string(KELVORIN_SOURCE_DIR) + "/tests/servers/" + kind_ + ".sh " +
-         std::string(command) + " " + folder_.File("s");
+  return SourceFolder() + "/tests/servers/" + kind_ + ".sh " + std::string(command) + " " +
+         folder_.File("s");
 }
 
 void TestServer::StartAgain() {

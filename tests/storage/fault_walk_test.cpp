@@ -1,6 +1,6 @@
 #include "base/status.h"
-#include "database/storage/journal.h"
-#include "database/storage/store.h"
+#include "storage/journal.h"
+#include "storage/store.h"
 #include "tests/storage/support/fault_files.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/temp_folder.h"

@@ -1,5 +1,5 @@
 #include "base/status.h"
-#include "database/storage/store.h"
+#include "storage/store.h"
 #include "tests/storage/support/fault_files.h"
 #include "tests/storage/support/memory_files.h"
 

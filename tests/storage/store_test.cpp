@@ -1,7 +1,7 @@
-#include "database/storage/store.h"
+#include "storage/store.h"
 
 #include "base/status.h"
-#include "database/storage/open_files.h"
+#include "storage/open_files.h"
 #include "tests/storage/support/fault_files.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/temp_folder.h"

@@ -1,8 +1,8 @@
 #include "tests/support/memory_database.h"
 
 #include "base/M_STRING.h"
-#include "database/api/database.h"
-#include "database/api/recordset.h"
+#include "database/database.h"
+#include "database/recordset.h"
 #include "tests/support/memory_table.h"
 
 #include <array>

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/api/engine.h"
+#include "database/engine.h"
 
 namespace kelvorin::tests {
 

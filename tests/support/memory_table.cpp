@@ -1,8 +1,8 @@
 #include "tests/support/memory_table.h"
 
 #include "base/code_page.h"
-#include "database/api/errors.h"
-#include "database/values/value_format.h"
+#include "database/errors.h"
+#include "values/value_format.h"
 
 #include <algorithm>
 #include <tuple>

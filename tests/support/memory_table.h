@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/api/recordset.h"
-#include "database/api/table_def.h"
-#include "database/values/value.h"
+#include "database/recordset.h"
+#include "database/table_def.h"
+#include "values/value.h"
 
 namespace kelvorin::tests {
 

@@ -1,4 +1,5 @@
 #include "tests/support/temp_folder.h"
+#include "tests/support/places.h"
 
 #include <doctest/doctest.h>
 
@@ -39,7 +40,7 @@ void WriteWhole(const std::string& path, std::string_view contents) {
 }
 
 std::string SampleFolder(std::string_view kind) {
-  const std::string folder = std::string(KELVORIN_SAMPLES) + "/" + std::string(kind);
+  const std::string folder = SamplesRoot() + "/" + std::string(kind);
   if (std::filesystem::is_directory(folder)) return folder;
   MESSAGE("skipped: no sample files at " << folder);
   return {};

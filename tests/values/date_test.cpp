@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "database/values/value_format.h"
 #include "tests/values/show.h"
+#include "values/value_format.h"
 
 using namespace kelvorin;
 using namespace kelvorin::values;

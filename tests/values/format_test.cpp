@@ -1,11 +1,11 @@
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
 #include <doctest/doctest.h>
 
 #include <string>
 
-#include "database/values/field_types.h"
 #include "tests/values/show.h"
+#include "values/field_types.h"
 
 using namespace kelvorin;
 using namespace kelvorin::values;

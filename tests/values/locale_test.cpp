@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "database/values/locale_options.h"
+#include "values/locale_options.h"
 
 using namespace kelvorin;
 using namespace kelvorin::values;

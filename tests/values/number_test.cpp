@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "database/values/value_format.h"
 #include "tests/values/show.h"
+#include "values/value_format.h"
 
 using namespace kelvorin;
 using namespace kelvorin::values;

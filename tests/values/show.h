@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "database/values/value_format.h"
+#include "values/value_format.h"
 
 namespace kelvorin::tests {
 

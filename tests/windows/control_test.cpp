@@ -1,9 +1,10 @@
 // The control for Qt hosts: properties, signals that write back, size, and what happens where no
 // window can be shown.
 
-#include "control/contract/properties.h"
+#include "contract/properties.h"
 #include "control/qt/kelvorin_control.h"
 #include "examples/host_window.h"
+#include "tests/support/places.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 
@@ -84,7 +85,7 @@ TEST_CASE("Signals write back, and the host may delete its form while the wizard
 TEST_CASE("The sample host shows every event and answers as its boxes say") {
   TempFolder folder;
   const QString shop = QString::fromStdString(folder.path());
-  const QString csv = QStringLiteral(KELVORIN_SOURCE_DIR "/examples/data/customers.csv");
+  const QString csv = QString::fromStdString(SourceFolder() + "/examples/data/customers.csv");
   REQUIRE(QProcess::execute(KELVORIN_BIN "/kelvorin",
                             {"import", csv, "--into", "FOXPRO26:" + shop, "--table", "CUST",
                              "--create", "--start-line", "2", "--map-by-name", "--save-as",

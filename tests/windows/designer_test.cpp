@@ -1,8 +1,9 @@
 // The control on forms: what the form designer, run in this process, stores of it and when a form
 // counts as changed; what generated code and the run-time loader make of such a form.
 
-#include "control/contract/properties.h"
+#include "contract/properties.h"
 #include "control/qt/kelvorin_control.h"
+#include "tests/support/places.h"
 #include "tests/windows/driver.h"
 #include "ui_import_form.h"
 
@@ -95,7 +96,7 @@ TEST_CASE("Generated code and the run-time loader give the control what its form
   code.setupUi(&generated);
   QUiLoader loader;
   loader.addPluginPath(QStringLiteral(KELVORIN_PLUGINS));
-  QFile file(QStringLiteral(KELVORIN_SOURCE_DIR "/tests/windows/import_form.ui"));
+  QFile file(QString::fromStdString(SourceFolder() + "/tests/windows/import_form.ui"));
   REQUIRE(file.open(QIODevice::ReadOnly));
   const std::unique_ptr<QWidget> loaded(loader.load(&file));
   REQUIRE_MESSAGE(loaded != nullptr, loader.errorString().toStdString());

@@ -1,9 +1,10 @@
 // One look over all windows: names for people who do not see them, mnemonics, tab order, texts that
 // fit, in English and in a language half again as long.
 
-#include "control/contract/no_host.h"
-#include "database/api/engine.h"
+#include "contract/no_host.h"
+#include "database/engine.h"
 #include "tests/support/memory_database.h"
+#include "tests/support/places.h"
 #include "tests/windows/driver.h"
 #include "wizard/frm_advanced.h"
 #include "wizard/frm_kelvorin.h"
@@ -185,7 +186,7 @@ void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
   host.properties().DataBaseName = "shop";
   host.properties().MultiTable = true;
   host.properties().IniFile = "/no/such.ini";
-  host.properties().ImportDBName = KELVORIN_SOURCE_DIR "/examples/data/customers.csv";
+  host.properties().ImportDBName = SourceFolder() + "/examples/data/customers.csv";
   wizard::frmKelvorin form(engine, platform);
   form.SetCaller(host);
   Driver drive;

@@ -2,8 +2,8 @@
 
 #include "control/kelvorin.h"
 #include "control/qt/kelvorin_control.h"
-#include "database/api/engine.h"
 #include "database/drivers/register_drivers.h"
+#include "database/engine.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 #include "wizard/break_editor.h"

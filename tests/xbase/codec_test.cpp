@@ -1,9 +1,9 @@
 // Numbers as text and values as record bytes: tables of cases.
 
 #include "base/code_page.h"
-#include "database/values/value_format.h"
 #include "database/xbase/decimal_text.h"
 #include "database/xbase/field_codec.h"
+#include "values/value_format.h"
 
 #include <doctest/doctest.h>
 

@@ -4,6 +4,7 @@
 #include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "engine/csv_line.h"
+#include "tests/support/places.h"
 #include "tests/support/temp_folder.h"
 #include "tests/xbase/xbase_support.h"
 
@@ -184,7 +185,7 @@ TEST_CASE("other programs read what is written here") {
     REQUIRE(Change(*set, 5, "a longer note " + std::string(2000, 'e')).ok());
     REQUIRE(set->Close().ok());
     WriteWhole(temp.File("expected"), Plain(folder, "T"));
-    const std::string script = std::string(KELVORIN_SOURCE_DIR) + "/tests/xbase/foreign_readers.py";
+    const std::string script = SourceFolder() + "/tests/xbase/foreign_readers.py";
     CHECK(std::system((python + " " + script + " " + temp.path()).c_str()) == 0);
   }
 }

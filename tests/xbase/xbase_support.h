@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "database/api/engine.h"
-#include "database/storage/file.h"
+#include "database/engine.h"
+#include "storage/file.h"
 #include "tests/conformance/records.h"
 
 namespace kelvorin::tests {

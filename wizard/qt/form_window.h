@@ -11,7 +11,7 @@
 #include <initializer_list>
 #include <memory>
 
-#include "control/contract/form.h"
+#include "contract/form.h"
 
 class QBoxLayout;
 class QButtonGroup;

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "control/contract/platform.h"
+#include "contract/platform.h"
 
 namespace kelvorin::wizard::qt {
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "database/storage/file.h"
+#include "storage/file.h"
 #include "tests/storage/support/memory_files.h"
 
 namespace kelvorin::tests {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "database/storage/file.h"
+#include "storage/file.h"
 
 namespace kelvorin::tests {
 

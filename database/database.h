@@ -1,0 +1,104 @@
+#pragma once
+// An open database: its tables, record sets on them, statements and new tables. Made by
+// `DBEngine::OpenDatabase`; drivers derive from it. Outlives its record sets; nothing throws out of
+// a public method.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "database/recordset.h"
+#include "database/sql_text.h"
+#include "database/table_def.h"
+
+namespace kelvorin::database {
+
+class DBEngine;
+
+/// Option of `Execute`: the statement goes to the server as it is.
+inline constexpr std::int32_t kSqlPassThrough = 64;
+
+/// How a database was asked for.
+struct OpenRequest {
+  std::string Name;  // file, folder, or empty for a data source
+  bool Exclusive = false;
+  bool ReadOnly = false;
+  std::string Connect;  // connect string, e.g. "dBASE III;pwd=;"
+};
+
+class Database {
+ public:
+  virtual ~Database() = default;
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  const std::string& Name() const noexcept { return request_.Name; }
+  const std::string& Connect() const noexcept { return request_.Connect; }
+  bool Updatable() const noexcept { return !request_.ReadOnly; }
+  /// Whether the database is reached through ODBC: the type word of its connect string is "ODBC".
+  bool IsOdbc() const noexcept { return is_odbc_; }
+  DBEngine& engine() const noexcept { return *engine_; }
+
+  /// Names and attributes of all tables in the database's own order, system tables included.
+  Result<std::vector<TableInfo>> TableDefs() noexcept;
+  /// Fields and indexes of one table, by name without regard to case, with or without a table
+  /// file's extension. kNotFound names the table and the database.
+  Result<TableDef> FindTableDef(std::string_view name) noexcept;
+  /// Opens a table. A table that cannot be written opens all the same; `Updatable` is then false.
+  /// A snapshot on a server fetches its fields and at most one row; the rest as the set moves on.
+  Result<std::unique_ptr<Recordset>> OpenRecordset(std::string_view table,
+                                                   RecordsetType type) noexcept;
+
+  /// Runs a statement and returns the number of records it changed, -1 when unknown. A database
+  /// that takes no SQL answers kNotSupported.
+  Result<std::int64_t> Execute(std::string_view sql, std::int32_t options) noexcept;
+  /// How statements for this database are written.
+  const SqlDialect& Dialect() const noexcept { return dialect_; }
+
+  /// Makes a table with its fields and indexes. Refuses, before anything is made, what the format
+  /// cannot hold. Fields a format would change (a text of 255 where 254 is the limit) are made as
+  /// the format allows and can be read back with `FindTableDef`. This and the next two fail with
+  /// kReadOnly in a database that is not `Updatable`.
+  Status CreateTable(const TableDef& table) noexcept;
+  Status CreateIndex(std::string_view table, const IndexDef& index) noexcept;
+  Status DeleteTable(std::string_view name) noexcept;
+
+  /// Verifies the format's invariants and lists what is wrong, one sentence each; an empty list is
+  /// a sound database. An empty `table` means all.
+  Result<std::vector<std::string>> Inspect(std::string_view table = {}) noexcept;
+
+  /// Lets go of everything. Harmless when already closed. Record sets must be closed before.
+  Status Close() noexcept;
+
+ protected:
+  Database(DBEngine& engine, OpenRequest request);
+  void set_dialect(SqlDialect dialect) { dialect_ = std::move(dialect); }
+  const OpenRequest& request() const noexcept { return request_; }
+
+ private:
+  void CheckOpen() const;
+  void CheckUpdatable(const char* what) const;
+
+  virtual std::vector<TableInfo> DoTableDefs() = 0;
+  virtual TableDef DoFindTableDef(std::string_view name) = 0;
+  /// The new set need not stand anywhere yet.
+  virtual std::unique_ptr<Recordset> DoOpenRecordset(std::string_view table,
+                                                     RecordsetType type) = 0;
+  virtual std::int64_t DoExecute(std::string_view sql, std::int32_t options);
+  virtual void DoCreateTable(const TableDef& table);
+  virtual void DoCreateIndex(std::string_view table, const IndexDef& index);
+  virtual void DoDeleteTable(std::string_view name);
+  virtual std::vector<std::string> DoInspect(std::string_view table);
+  virtual void DoClose() = 0;
+
+  DBEngine* engine_;
+  OpenRequest request_;
+  SqlDialect dialect_;
+  bool is_odbc_;
+  bool open_ = true;
+};
+
+}  // namespace kelvorin::database

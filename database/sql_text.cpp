@@ -1,0 +1,196 @@
+#include "database/sql_text.h"
+
+#include "base/M_STRING.h"
+#include "database/errors.h"
+#include "values/value_format.h"
+
+namespace kelvorin::database {
+namespace {
+
+using values::Kind;
+using values::TypeCode;
+using values::Value;
+
+constexpr std::int32_t kMillisecondsOfDay = 86'400'000;
+
+Status Refuse(TypeCode type, std::string_view why) {
+  return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
+                    "a value of type " +
+                        std::string(values::FieldType(static_cast<std::int16_t>(type))) +
+                        " cannot be written in a statement: " + std::string(why));
+}
+
+bool IsPlainNameCharacter(char c) noexcept {
+  return base::IsDigit(c) || (base::ToUpperAscii(c) >= 'A' && base::ToUpperAscii(c) <= 'Z') ||
+         c == '_' || c == '$' || c == '#' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool CanStand(std::string_view name, std::string_view quote) noexcept {
+  if (name.empty() || name.find('\0') != std::string_view::npos) return false;
+  if (quote.size() == 1) return true;
+  if (!quote.empty()) return name.find(quote) == std::string_view::npos;
+  for (char c : name)
+    if (!IsPlainNameCharacter(c)) return false;
+  return true;
+}
+
+// Which kinds of value a field of a type takes.
+bool Belongs(Kind kind, TypeCode type) noexcept {
+  switch (kind) {
+    case Kind::kNull:
+      return true;
+    case Kind::kBoolean:
+      return type == TypeCode::kBoolean;
+    case Kind::kInteger:
+    case Kind::kDouble:
+    case Kind::kCurrency:
+      return type == TypeCode::kByte || type == TypeCode::kInteger || type == TypeCode::kLong ||
+             type == TypeCode::kCurrency || type == TypeCode::kSingle ||
+             type == TypeCode::kDouble || type == TypeCode::kBigInt || type == TypeCode::kNumeric ||
+             type == TypeCode::kDecimal || type == TypeCode::kFloat;
+    case Kind::kDateTime:
+      return type == TypeCode::kDate || type == TypeCode::kTime || type == TypeCode::kTimeStamp;
+    case Kind::kText:
+      return values::IsText(type);
+    case Kind::kGuid:
+      return type == TypeCode::kGuid;
+    case Kind::kBytes:
+      return false;
+  }
+  return false;
+}
+
+void AppendDigits(std::int32_t number, std::size_t width, std::string& out) {
+  const std::string digits = base::ToDecimal(number);
+  if (digits.size() < width) out.append(width - digits.size(), '0');
+  out += digits;
+}
+
+void AppendDate(std::int32_t day, std::string& out) {
+  const values::CivilDate date = values::FromDay(day);
+  AppendDigits(date.year, 4, out);
+  out += '-';
+  AppendDigits(date.month, 2, out);
+  out += '-';
+  AppendDigits(date.day, 2, out);
+}
+
+void AppendTimeOfDay(std::int32_t milliseconds, std::string& out) {
+  AppendDigits(milliseconds / 3'600'000, 2, out);
+  out += ':';
+  AppendDigits(milliseconds / 60'000 % 60, 2, out);
+  out += ':';
+  AppendDigits(milliseconds / 1000 % 60, 2, out);
+  if (milliseconds % 1000 == 0) return;
+  out += '.';
+  AppendDigits(milliseconds % 1000, 3, out);
+}
+
+Status AppendDateTime(values::DateTime value, TypeCode type, const SqlDialect& dialect,
+                      std::string& out) {
+  if (value.milliseconds < 0 || value.milliseconds >= kMillisecondsOfDay ||
+      value.day < values::ToDay({1, 1, 1}) || value.day > values::ToDay({9999, 12, 31}))
+    return Refuse(type, "it lies outside the years 1 to 9999");
+  if (type == TypeCode::kTime) {
+    if (value.day != 0) return Refuse(type, "it has a date");
+    out += dialect.time_prefix;
+    AppendTimeOfDay(value.milliseconds, out);
+  } else if (type == TypeCode::kDate && value.milliseconds == 0) {
+    out += dialect.date_prefix;
+    AppendDate(value.day, out);
+  } else {
+    out += dialect.timestamp_prefix;
+    AppendDate(value.day, out);
+    out += ' ';
+    AppendTimeOfDay(value.milliseconds, out);
+  }
+  out += dialect.literal_suffix;
+  return Status();
+}
+
+// Whatever a number's text holds, only digits and their signs reach a statement unquoted.
+Status AppendNumber(const Value& value, TypeCode type, std::string& out) {
+  const std::size_t from = out.size();
+  values::ValueFormat::Neutral().Append(value, out);
+  const std::string_view number = std::string_view(out).substr(from);
+  if (!number.empty() && number.find_first_not_of("0123456789.+-eE") == std::string_view::npos &&
+      number.find("--") == std::string_view::npos)
+    return Status();
+  out.resize(from);
+  return Refuse(type, "it is no number");
+}
+
+}  // namespace
+
+Status AppendIdentifier(std::string_view name, const SqlDialect& dialect, std::string& out,
+                        bool qualified) {
+  const std::size_t from = out.size();
+  const std::string_view quote = dialect.identifier_quote;
+  for (std::string_view rest = name;;) {
+    const std::size_t end = qualified ? rest.find('.') : std::string_view::npos;
+    const std::string_view part = rest.substr(0, end);
+    if (!CanStand(part, quote)) {
+      out.resize(from);
+      return MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+                        "the name '" + std::string(name) + "' cannot be written in a statement");
+    }
+    out += quote;
+    for (char c : part) {
+      out += c;
+      if (quote.size() == 1 && c == quote.front()) out += c;
+    }
+    out += quote;
+    if (end == std::string_view::npos) return Status();
+    out += '.';
+    rest = rest.substr(end + 1);
+  }
+}
+
+Status AppendTextLiteral(std::string_view text, const SqlDialect& dialect, std::string& out) {
+  if (text.find('\0') != std::string_view::npos)
+    return Refuse(TypeCode::kText, "it holds a character of code 0");
+  const std::string_view doubled = dialect.backslash_escapes ? "'\\" : "'";
+  out += '\'';
+  for (std::size_t from = 0;;) {
+    const std::size_t stop = text.find_first_of(doubled, from);
+    out += text.substr(from, stop == std::string_view::npos ? stop : stop - from);
+    if (stop == std::string_view::npos) break;
+    out += text[stop];
+    out += text[stop];
+    from = stop + 1;
+  }
+  out += '\'';
+  return Status();
+}
+
+Status AppendLiteral(const Value& value, TypeCode type, const SqlDialect& dialect,
+                     std::string& out) {
+  if (!Belongs(value.kind, type)) return Refuse(type, "it is of another kind");
+  switch (value.kind) {
+    case Kind::kNull:
+      out += "NULL";
+      return Status();
+    case Kind::kBoolean:
+      out += dialect.boolean_as_digit ? (value.boolean ? "1" : "0")
+                                      : (value.boolean ? "TRUE" : "FALSE");
+      return Status();
+    case Kind::kInteger:
+    case Kind::kDouble:
+    case Kind::kCurrency:
+      return AppendNumber(value, type, out);
+    case Kind::kDateTime:
+      return AppendDateTime(value.date_time, type, dialect, out);
+    case Kind::kText:
+      return AppendTextLiteral(value.text, dialect, out);
+    case Kind::kGuid:
+      out += '\'';
+      values::ValueFormat::Neutral().Append(value, out);
+      out += '\'';
+      return Status();
+    case Kind::kBytes:
+      break;
+  }
+  return Refuse(type, "it is binary");
+}
+
+}  // namespace kelvorin::database

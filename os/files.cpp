@@ -1,0 +1,401 @@
+#include "os/files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+namespace kelvorin::os {
+namespace {
+
+std::error_code Last() noexcept {
+  return {errno, std::generic_category()};
+}
+
+/// Repeats a call that a signal interrupted.
+template <typename Call>
+auto Retry(Call call) noexcept {
+  auto result = call();
+  while (result == -1 && errno == EINTR) result = call();
+  return result;
+}
+
+/// False, with an error, when the range does not fit the system's signed offsets.
+bool FitsOffset(std::uint64_t offset, std::uint64_t length, std::error_code& error) noexcept {
+  constexpr auto kLargest = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+  if (offset <= kLargest && length <= kLargest - offset) return true;
+  error = std::make_error_code(std::errc::file_too_large);
+  return false;
+}
+
+int Flags(OpenMode mode) noexcept {
+  switch (mode) {
+    case OpenMode::kRead:
+      return O_RDONLY;
+    case OpenMode::kReadWrite:
+      return O_RDWR;
+    case OpenMode::kCreateNew:
+      return O_RDWR | O_CREAT | O_EXCL;
+    case OpenMode::kCreateOrTruncate:
+      return O_RDWR | O_CREAT | O_TRUNC;
+    case OpenMode::kAppend:
+      return O_WRONLY | O_CREAT | O_APPEND;
+  }
+  return O_RDONLY;
+}
+
+/// Gives a file the owner and mode of another. False when the mode could not be set; the owner
+/// changes only for a privileged user, and is left as it is where that is not allowed.
+bool SetAccess(const std::string& path, const struct stat& facts) noexcept {
+  const bool foreign = facts.st_uid != ::geteuid() || facts.st_gid != ::getegid();
+  if (foreign && ::chown(path.c_str(), facts.st_uid, facts.st_gid) != 0) errno = 0;
+  // Mode last: a change of owner clears bits of it.
+  return ::chmod(path.c_str(), facts.st_mode & 07777) == 0;
+}
+
+/// Where a chain of symbolic links ends, whether or not a file is there.
+std::string FollowLinks(std::string path, std::error_code& error) {
+  constexpr int kMaxLinks = 40;  // the kernel's own limit
+  for (int links = 0; links <= kMaxLinks; ++links) {
+    struct stat facts {};
+    if (::lstat(path.c_str(), &facts) != 0) {
+      if (errno != ENOENT) error = Last();
+      return path;
+    }
+    if (!S_ISLNK(facts.st_mode)) return path;
+    std::string target(4096, '\0');
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    if (length < 0) {
+      error = Last();
+      return path;
+    }
+    target.resize(static_cast<std::size_t>(length));
+    if (!target.starts_with('/')) target.insert(0, FolderOf(path).append("/"));
+    path = std::move(target);
+  }
+  error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+  return path;
+}
+
+}  // namespace
+
+FileHandle::FileHandle(FileHandle&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
+  if (this != &other) {
+    std::error_code ignored;
+    Close(ignored);
+    fd_ = std::exchange(other.fd_, -1);
+  }
+  return *this;
+}
+
+FileHandle::~FileHandle() {
+  std::error_code ignored;
+  Close(ignored);
+}
+
+FileHandle FileHandle::Open(const std::string& path, OpenMode mode, std::error_code& error,
+                            bool only_owner) {
+  error.clear();
+  FileHandle handle;
+  const mode_t permissions = only_owner ? 0600 : 0666;
+  handle.fd_ = Retry([&] { return ::open(path.c_str(), Flags(mode) | O_CLOEXEC, permissions); });
+  if (handle.fd_ < 0) {
+    error = Last();
+    return handle;
+  }
+  // A folder opens for reading without complaint and fails only later, with a puzzling message.
+  struct stat facts {};
+  if (::fstat(handle.fd_, &facts) != 0) {
+    error = Last();
+  } else if (S_ISDIR(facts.st_mode)) {
+    error = std::make_error_code(std::errc::is_a_directory);
+  }
+  if (error) handle = FileHandle();
+  return handle;
+}
+
+void FileHandle::Close(std::error_code& error) noexcept {
+  error.clear();
+  if (fd_ < 0) return;
+  // Not repeated after EINTR: the descriptor is gone then, and its number may be somebody else's.
+  if (::close(std::exchange(fd_, -1)) != 0 && errno != EINTR) error = Last();
+}
+
+std::uint64_t FileHandle::Size(std::error_code& error) const noexcept {
+  error.clear();
+  struct stat facts {};
+  if (::fstat(fd_, &facts) != 0) {
+    error = Last();
+    return 0;
+  }
+  return static_cast<std::uint64_t>(facts.st_size);
+}
+
+FileIdentity FileHandle::Identity(std::error_code& error) const noexcept {
+  error.clear();
+  struct stat facts {};
+  if (::fstat(fd_, &facts) != 0) {
+    error = Last();
+    return {};
+  }
+  return {static_cast<std::uint64_t>(facts.st_dev), static_cast<std::uint64_t>(facts.st_ino)};
+}
+
+std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
+                               std::error_code& error) const noexcept {
+  error.clear();
+  std::size_t done = 0;
+  if (!FitsOffset(offset, out.size(), error)) return 0;
+  while (done < out.size()) {
+    const ssize_t count = Retry([&] {
+      return ::pread(fd_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+    });
+    if (count < 0) {
+      error = Last();
+      break;
+    }
+    if (count == 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return done;
+}
+
+void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
+                         std::error_code& error) noexcept {
+  error.clear();
+  if (!FitsOffset(offset, in.size(), error)) return;
+  while (!in.empty()) {
+    const ssize_t count =
+        Retry([&] { return ::pwrite(fd_, in.data(), in.size(), static_cast<off_t>(offset)); });
+    if (count <= 0) {
+      error = count < 0 ? Last() : std::make_error_code(std::errc::io_error);
+      return;
+    }
+    in = in.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+}
+
+void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) noexcept {
+  error.clear();
+  while (!in.empty()) {
+    const ssize_t count = Retry([&] { return ::write(fd_, in.data(), in.size()); });
+    if (count <= 0) {
+      error = count < 0 ? Last() : std::make_error_code(std::errc::io_error);
+      return;
+    }
+    in = in.subspan(static_cast<std::size_t>(count));
+  }
+}
+
+void FileHandle::Truncate(std::uint64_t size, std::error_code& error) noexcept {
+  error.clear();
+  if (!FitsOffset(size, 0, error)) return;
+  if (Retry([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) != 0) error = Last();
+}
+
+void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
+  const std::uint64_t now = Size(error);
+  if (error || size <= now || !FitsOffset(size, 0, error)) return;
+  if (Retry([&] {
+        return ::fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(now),
+                           static_cast<off_t>(size - now));
+      }) == 0)
+    return;
+  // EINVAL comes from things that are no regular files, the others from file systems without the
+  // call (older NFS, FAT).
+  if (errno != EOPNOTSUPP && errno != ENOSYS && errno != EINVAL) error = Last();
+}
+
+void FileHandle::Sync(std::error_code& error) noexcept {
+  error.clear();
+  // The length is synced too where the data needs it; times of change are not worth a second write.
+  if (Retry([&] { return ::fdatasync(fd_); }) != 0) error = Last();
+}
+
+bool FileHandle::TryLock(std::uint64_t offset, std::uint64_t length, LockKind kind,
+                         std::error_code& error) noexcept {
+  error.clear();
+  if (!FitsOffset(offset, length, error)) return false;
+  struct flock range {};
+  range.l_type = kind == LockKind::kShared ? F_RDLCK : F_WRLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = static_cast<off_t>(length);
+  if (Retry([&] { return ::fcntl(fd_, F_OFD_SETLK, &range); }) == 0) return true;
+  if (errno != EAGAIN && errno != EACCES) error = Last();
+  return false;
+}
+
+void FileHandle::Unlock(std::uint64_t offset, std::uint64_t length,
+                        std::error_code& error) noexcept {
+  error.clear();
+  if (!FitsOffset(offset, length, error)) return;
+  struct flock range {};
+  range.l_type = F_UNLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = static_cast<off_t>(length);
+  if (Retry([&] { return ::fcntl(fd_, F_OFD_SETLK, &range); }) != 0) error = Last();
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool Exists(const std::string& path) noexcept {
+  struct stat facts {};
+  return ::stat(path.c_str(), &facts) == 0;
+}
+
+bool IsFolder(const std::string& path) noexcept {
+  struct stat facts {};
+  return ::stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+}
+
+bool IsWritable(const std::string& path) noexcept {
+  return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+std::string RealPath(const std::string& path, std::error_code& error) {
+  error.clear();
+  char resolved[PATH_MAX];
+  if (::realpath(path.c_str(), resolved) != nullptr) return resolved;
+  error = Last();
+  return {};
+}
+
+void CopyAccess(const std::string& from, const std::string& to) noexcept {
+  struct stat facts {};
+  if (::stat(from.c_str(), &facts) == 0) SetAccess(to, facts);
+}
+
+void Remove(const std::string& path, std::error_code& error) noexcept {
+  error.clear();
+  if (::unlink(path.c_str()) != 0) error = Last();
+}
+
+std::string MakePrivateFolder(const std::string& start, std::error_code& error) {
+  error.clear();
+  std::string path = start + "XXXXXX";
+  if (::mkdtemp(path.data()) != nullptr) return path;
+  error = Last();
+  return {};
+}
+
+void RemoveFolder(const std::string& path, std::error_code& error) noexcept {
+  error.clear();
+  if (::rmdir(path.c_str()) != 0) error = Last();
+}
+
+void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept {
+  error.clear();
+  if (::rename(from.c_str(), to.c_str()) != 0) error = Last();
+}
+
+void MakeFolders(const std::string& path, std::error_code& error) noexcept {
+  error.clear();
+  for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+    const std::string folder = path.substr(0, slash);
+    if (::mkdir(folder.c_str(), 0777) != 0 && !IsFolder(folder)) {
+      // Something else of that name leaves EEXIST, a missing right EACCES: each says enough.
+      error = Last();
+      return;
+    }
+    if (slash == std::string::npos) return;
+  }
+}
+
+std::vector<std::string> List(const std::string& folder, std::error_code& error) {
+  error.clear();
+  std::vector<std::string> names;
+  DIR* const stream = ::opendir(folder.empty() ? "." : folder.c_str());
+  if (stream == nullptr) {
+    error = Last();
+    return names;
+  }
+  errno = 0;
+  while (const dirent* entry = ::readdir(stream)) {
+    std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(std::move(name));
+    errno = 0;
+  }
+  if (errno != 0) error = Last();
+  ::closedir(stream);
+  return names;
+}
+
+void SyncFolder(const std::string& folder, std::error_code& error) noexcept {
+  error.clear();
+  const char* const name = folder.empty() ? "." : folder.c_str();
+  const int fd = Retry([&] { return ::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (fd < 0) {
+    error = Last();
+    return;
+  }
+  // Some network file systems have nothing to sync for a folder and say so.
+  if (Retry([&] { return ::fsync(fd); }) != 0 && errno != EINVAL && errno != ENOSYS) error = Last();
+  ::close(fd);
+}
+
+void ReplaceAtomically(const std::string& path, std::span<const std::byte> contents,
+                       std::error_code& error) {
+  error.clear();
+  const std::string target = FollowLinks(path, error);
+  if (error) return;
+  struct stat old {};
+  const bool existed = ::stat(target.c_str(), &old) == 0;
+  if (!existed && errno != ENOENT) {
+    error = Last();
+    return;
+  }
+  if (existed && S_ISDIR(old.st_mode)) {
+    error = std::make_error_code(std::errc::is_a_directory);
+    return;
+  }
+  // A rename would silently take the place of a device or pipe, and of a file that its owner
+  // protected: what could not be written in place is not replaced either.
+  if (existed && !S_ISREG(old.st_mode)) {
+    error = std::make_error_code(std::errc::invalid_argument);
+    return;
+  }
+  if (existed && !IsWritable(target)) {
+    error = Last();
+    return;
+  }
+
+  const std::string folder = FolderOf(target);
+  std::string temporary;
+  FileHandle file;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    temporary =
+        folder + "/.replacing-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
+    file = FileHandle::Open(temporary, OpenMode::kCreateNew, error, /*only_owner=*/true);
+    if (error != std::errc::file_exists) break;
+  }
+  if (!file.is_open()) return;
+  if (!error) file.WriteAt(0, contents, error);
+  if (!error) file.Sync(error);
+  if (!error) file.Close(error);
+  if (!error && existed) {
+    if (!SetAccess(temporary, old)) error = Last();
+  }
+  if (!error) Rename(temporary, target, error);
+  if (error) {
+    ::unlink(temporary.c_str());
+    return;
+  }
+  SyncFolder(folder, error);
+}
+
+}  // namespace kelvorin::os

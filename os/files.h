@@ -1,0 +1,101 @@
+#pragma once
+// Files as the operating system gives them: positioned reads and writes, locks, atomic replacement,
+// folders. The only room that makes these calls; it knows no formats and no messages and answers
+// with `std::error_code`. Used by `base` and by `storage`.
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace kelvorin::os {
+
+enum class OpenMode : std::uint8_t {
+  kRead,       // must exist
+  kReadWrite,  // must exist
+  kCreateNew,  // read and write; fails when it exists
+  kCreateOrTruncate,
+  kAppend,  // created when missing; every write goes to the end
+};
+
+enum class LockKind : std::uint8_t { kShared, kExclusive };
+
+/// What makes two paths the same file.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  bool operator==(const FileIdentity&) const = default;
+};
+
+/// One open file; closed by the destructor.
+class FileHandle {
+ public:
+  FileHandle() noexcept = default;
+  FileHandle(FileHandle&& other) noexcept;
+  FileHandle& operator=(FileHandle&& other) noexcept;
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+  ~FileHandle();
+
+  /// New files get mode 0666 less the umask, or 0600 when `only_owner`.
+  static FileHandle Open(const std::string& path, OpenMode mode, std::error_code& error,
+                         bool only_owner = false);
+  bool is_open() const noexcept { return fd_ >= 0; }
+  /// A deferred write error of the operating system is reported here.
+  void Close(std::error_code& error) noexcept;
+
+  std::uint64_t Size(std::error_code& error) const noexcept;
+  FileIdentity Identity(std::error_code& error) const noexcept;
+  /// Bytes read, fewer than asked only at the end of the file.
+  std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out,
+                     std::error_code& error) const noexcept;
+  /// Writes everything or fails; a write behind the end leaves a hole of zeros.
+  void WriteAt(std::uint64_t offset, std::span<const std::byte> in,
+               std::error_code& error) noexcept;
+  /// Sequential write at the file's position (files opened with kAppend: at the end).
+  void Write(std::span<const std::byte> in, std::error_code& error) noexcept;
+  void Truncate(std::uint64_t size, std::error_code& error) noexcept;
+  /// Reserves disk blocks up to `size` without changing the file's length; a file system that
+  /// cannot reserve is no error.
+  void Reserve(std::uint64_t size, std::error_code& error) noexcept;
+  void Sync(std::error_code& error) noexcept;
+  /// Byte-range lock of this handle (open-file-description locks); false when somebody else holds
+  /// it.
+  bool TryLock(std::uint64_t offset, std::uint64_t length, LockKind kind,
+               std::error_code& error) noexcept;
+  void Unlock(std::uint64_t offset, std::uint64_t length, std::error_code& error) noexcept;
+
+ private:
+  int fd_ = -1;
+};
+
+/// The folder part of a path: "." for a bare name, "/" for what lies at the root.
+std::string FolderOf(const std::string& path);
+bool Exists(const std::string& path) noexcept;
+bool IsFolder(const std::string& path) noexcept;
+bool IsWritable(const std::string& path) noexcept;
+/// The absolute path with every symbolic link followed; empty, with an error, when nothing is
+/// there.
+std::string RealPath(const std::string& path, std::error_code& error);
+/// Gives `to` the owner, group and mode of `from`, as far as the system allows.
+void CopyAccess(const std::string& from, const std::string& to) noexcept;
+void Remove(const std::string& path, std::error_code& error) noexcept;
+void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept;
+void MakeFolders(const std::string& path, std::error_code& error) noexcept;
+/// Makes a folder that only its owner may enter; its path is `start` and letters of the system's
+/// choice. Empty, with an error, when it cannot be made.
+std::string MakePrivateFolder(const std::string& start, std::error_code& error);
+/// Removes an empty folder.
+void RemoveFolder(const std::string& path, std::error_code& error) noexcept;
+/// Names of the entries of a folder (without "." and ".."), in no particular order.
+std::vector<std::string> List(const std::string& folder, std::error_code& error);
+/// Makes a rename or a new file in this folder survive a crash.
+void SyncFolder(const std::string& folder, std::error_code& error) noexcept;
+/// Replaces `path` by a file with these contents: temporary file beside it, synced, renamed. An
+/// existing file's mode is kept, a new file gets 0600. A symbolic link is followed, not replaced.
+void ReplaceAtomically(const std::string& path, std::span<const std::byte> contents,
+                       std::error_code& error);
+
+}  // namespace kelvorin::os

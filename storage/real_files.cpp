@@ -1,0 +1,157 @@
+#include <cerrno>
+#include <initializer_list>
+#include <utility>
+
+#include "os/files.h"
+#include "os/system.h"
+#include "storage/file.h"
+
+namespace kelvorin::storage {
+namespace {
+
+[[noreturn]] void Fail(const std::error_code& error, const std::string& path,
+                       const std::string& doing) {
+  Code code = Code::kIo;
+  if (error == std::errc::no_space_on_device || error == std::errc::file_too_large ||
+      error.value() == EDQUOT) {
+    code = Code::kNoSpace;
+  } else if (error == std::errc::no_such_file_or_directory) {
+    code = Code::kNotFound;
+  } else if (error == std::errc::file_exists) {
+    code = Code::kAlreadyExists;
+  }
+  throw Error(code, path + ": " + doing + ": " + error.message());
+}
+
+std::string At(std::uint64_t offset, std::size_t size) {
+  return std::to_string(size) + " bytes at offset " + std::to_string(offset);
+}
+
+class RealFile final : public File {
+ public:
+  RealFile(std::string path, os::FileHandle handle)
+      : File(std::move(path)), handle_(std::move(handle)) {}
+
+  std::uint64_t Size() override {
+    std::error_code error;
+    const std::uint64_t size = handle_.Size(error);
+    if (error) Fail(error, path(), "asking for its size");
+    return size;
+  }
+  std::size_t Read(std::uint64_t offset, base::MutableByteSpan out) override {
+    std::error_code error;
+    const std::size_t count = handle_.ReadAt(offset, out, error);
+    if (error) Fail(error, path(), "reading " + At(offset, out.size()));
+    return count;
+  }
+  void Write(std::uint64_t offset, base::ByteSpan in) override {
+    std::error_code error;
+    handle_.WriteAt(offset, in, error);
+    if (error) Fail(error, path(), "writing " + At(offset, in.size()));
+  }
+  void Truncate(std::uint64_t size) override {
+    std::error_code error;
+    handle_.Truncate(size, error);
+    if (error) Fail(error, path(), "cutting it to " + std::to_string(size) + " bytes");
+  }
+  void Reserve(std::uint64_t size) override {
+    std::error_code error;
+    handle_.Reserve(size, error);
+    if (error) Fail(error, path(), "reserving room up to " + std::to_string(size) + " bytes");
+  }
+  void Sync() override {
+    std::error_code error;
+    handle_.Sync(error);
+    if (error) Fail(error, path(), "syncing");
+  }
+  bool TryLock(std::uint64_t offset, std::uint64_t length, os::LockKind kind) override {
+    std::error_code error;
+    const bool locked = handle_.TryLock(offset, length, kind, error);
+    if (error) Fail(error, path(), "locking " + At(offset, length));
+    return locked;
+  }
+  void Unlock(std::uint64_t offset, std::uint64_t length) override {
+    std::error_code error;
+    handle_.Unlock(offset, length, error);
+    if (error) Fail(error, path(), "unlocking " + At(offset, length));
+  }
+  os::FileIdentity Identity() override {
+    std::error_code error;
+    const os::FileIdentity identity = handle_.Identity(error);
+    if (error) Fail(error, path(), "asking for its identity");
+    return identity;
+  }
+
+ private:
+  os::FileHandle handle_;
+};
+
+class RealFiles final : public FileSystem {
+ public:
+  std::unique_ptr<File> Open(const std::string& path, os::OpenMode mode) override {
+    std::error_code error;
+    os::FileHandle handle = os::FileHandle::Open(path, mode, error);
+    if (!error) return std::make_unique<RealFile>(path, std::move(handle));
+    if (mode != os::OpenMode::kRead) {
+      for (const std::errc refusal :
+           {std::errc::permission_denied, std::errc::read_only_file_system,
+            std::errc::operation_not_permitted}) {
+        if (error == refusal)
+          throw Error(Code::kReadOnly, path + ": opening for writing: " + error.message());
+      }
+    }
+    Fail(error, path, "opening");
+  }
+  bool Exists(const std::string& path) override { return os::Exists(path); }
+  std::string RealPath(const std::string& path) override {
+    std::error_code error;
+    std::string real = os::RealPath(path, error);
+    if (error) Fail(error, path, "following links");
+    return real;
+  }
+  void Remove(const std::string& path) override {
+    std::error_code error;
+    os::Remove(path, error);
+    if (error) Fail(error, path, "removing");
+  }
+  void Rename(const std::string& from, const std::string& to) override {
+    std::error_code error;
+    os::Rename(from, to, error);
+    if (error) Fail(error, from, "renaming to " + to);
+  }
+  void CopyAccess(const std::string& from, const std::string& to) noexcept override {
+    os::CopyAccess(from, to);
+  }
+  std::vector<std::string> List(const std::string& folder) override {
+    std::error_code error;
+    std::vector<std::string> names = os::List(folder, error);
+    if (error) Fail(error, folder, "listing");
+    return names;
+  }
+  void SyncFolder(const std::string& folder) override {
+    std::error_code error;
+    os::SyncFolder(folder, error);
+    if (error) Fail(error, folder, "syncing the folder");
+  }
+  std::int64_t Milliseconds() noexcept override { return os::MonotonicMilliseconds(); }
+};
+
+}  // namespace
+
+FileSystem& RealFileSystem() noexcept {
+  static RealFiles files;
+  return files;
+}
+
+std::string FolderOf(const std::string& path) {
+  return os::FolderOf(path);
+}
+std::string NameOf(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);
+}
+std::string Beside(const std::string& path, const std::string& name) {
+  const std::string folder = FolderOf(path);
+  return (folder == "/" ? std::string() : folder) + "/" + name;
+}
+
+}  // namespace kelvorin::storage
