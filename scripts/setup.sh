@@ -9,7 +9,7 @@ need() {
       missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return 0
-  echo "installing: ${missing[*]}" >&2
+  stage "installing ${missing[*]} (usually 1 to 3 minutes)"
   local as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(sudo)
   export DEBIAN_FRONTEND=noninteractive
@@ -34,19 +34,25 @@ command -v npm >/dev/null || test_packages+=(nodejs npm)
 # What the cluster examples need beyond that.
 cluster_packages=(mariadb-plugin-spider galera-4 rsync)
 
-# configure_and_build PRESET [TARGET ...]: quiet when all is well, the whole log when not.
+# stage TEXT: one line about what is being done, on standard error.
+stage() { echo "== $*" >&2; }
+
+# configure_and_build PRESET USUAL_TIME [TARGET ...]: says what it does and for how long (USUAL_TIME:
+# from nothing, on two cores) where there is something to do; the compilers' log only when one fails.
 configure_and_build() {
-  local preset=$1
-  shift
-  local log="$root/build/$preset.log"
+  local preset=$1 usual=$2
+  shift 2
+  local folder="$root/build/$preset" log="$root/build/$preset.log"
   mkdir -p "$root/build"
+  [ -e "$folder/build.ninja" ] || stage "configuring build/$preset (usually 10 seconds)"
   if ! (cd "$root" && cmake --preset "$preset") >"$log" 2>&1; then
     cat "$log" >&2
     return 1
   fi
-  local targets=()
-  [ $# -eq 0 ] || targets=(--target "$@")
-  if ! cmake --build "$root/build/$preset" "${targets[@]}" >"$log" 2>&1; then
+  local steps
+  steps=$(ninja -C "$folder" -n "${@:-all}" 2>&1 | sed -n 's,^\[[0-9]*/\([0-9]*\)\].*,\1,p' | tail -n 1)
+  [ -z "$steps" ] || stage "building ${*:-everything} in build/$preset: $steps steps (usually $usual from nothing)"
+  if ! cmake --build "$folder" --target "${@:-all}" >"$log" 2>&1; then
     cat "$log" >&2
     return 1
   fi

@@ -294,6 +294,14 @@ class WholeRoad(unittest.TestCase):
             [KELVORIN, "import", source, "--into", target, "--table", "BIG", "--map-in-order", "--json"],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=ENVIRONMENT)
 
+    def wait_for_records(self, process):
+        """Until the run has written to its table: from then on it listens to signals."""
+        table = self.folder / "big" / "BIG.DBF"
+        empty = table.stat().st_size
+        while process.poll() is None and table.stat().st_size == empty:
+            time.sleep(0.002)
+        self.assertIsNone(process.poll(), "the import ended before it wrote a record")
+
     def assert_prefix(self, target):
         rows = dump(target, "BIG")[1:]
         for i, row in enumerate(rows):
@@ -303,7 +311,7 @@ class WholeRoad(unittest.TestCase):
 
     def test_interrupt_leaves_the_target_whole(self):
         target, process = self.start_big_import(self.big_file(400_000))
-        time.sleep(0.3)
+        self.wait_for_records(process)
         process.send_signal(signal.SIGINT)
         output, errors = process.communicate(timeout=60)
         self.assertEqual(process.returncode, 1, errors)
