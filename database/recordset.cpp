@@ -41,6 +41,31 @@ Result<SeekComparison> ParseSeekComparison(std::string_view text) {
                     "'" + std::string(text) + "' is no comparison for Seek");
 }
 
+// Out of the way of the values that fit.
+[[gnu::cold, gnu::noinline]] static Status RefuseFit(const FieldDef& field,
+                                                     const values::Resolution& resolution,
+                                                     const Value& value, values::Fit fit) {
+  std::string text;
+  values::ValueFormat::Neutral().Append(value, text);
+  if (fit == values::Fit::kFraction) {
+    text += " has a fraction, and field '" + field.Name + "' holds whole numbers";
+  } else if (fit == values::Fit::kVanishes) {
+    text += " would become 0 in field '" + field.Name + "'";
+    if (resolution.number == values::Resolution::Number::kDecimals)
+      text += ", which has " + std::to_string(resolution.decimals) + " decimals";
+  } else {
+    text += " is a time of day without a date, and field '" + field.Name + "' holds dates";
+  }
+  return MakeStatus(Code::kConversion, ErrorNumber::kConversion, std::move(text));
+}
+
+Status CheckFit(const FieldDef& field, const values::Resolution& resolution, const Value& value,
+                bool& changed) {
+  const values::Fit fit = values::FitOf(value, resolution);
+  changed = fit == values::Fit::kChanged;
+  return values::IsRefused(fit) ? RefuseFit(field, resolution, value, fit) : Status();
+}
+
 // --- Field
 
 const FieldDef& Field::Def() const noexcept {
@@ -78,8 +103,12 @@ Recordset::Recordset(Database& database, RecordsetType type, TableDef def)
       def_(std::move(def)),
       assigned_(def_.Fields.size()),
       assigned_null_(def_.Fields.size()) {
-  for (std::size_t i = 0; i < def_.Fields.size(); ++i)
-    if (def_.Fields[i].Required) required_.push_back(i);
+  keeps_.reserve(def_.Fields.size());
+  for (std::size_t i = 0; i < def_.Fields.size(); ++i) {
+    const FieldDef& field = def_.Fields[i];
+    keeps_.push_back(values::ResolutionOf(field.Type, field.Decimals, field.Keeps));
+    if (field.Required) required_.push_back(i);
+  }
   if (!database.Updatable() && def_.Updatable) {
     def_.Updatable = false;
     def_.WhyReadOnly = "the database was opened for reading only";
@@ -448,6 +477,7 @@ Status Recordset::NotEditing(std::size_t field) noexcept {
 // What WriteField and WriteText share, inside the wall.
 Status Recordset::Assign(std::size_t field, const Value& value) {
   const FieldDef& field_def = def_.Fields[field];
+  last_changed_ = false;
   if (value.IsNull()) {
     if (field_def.AutoIncrement && edit_ == EditState::kAdd) {
       assigned_[field] = 0;
@@ -457,8 +487,12 @@ Status Recordset::Assign(std::size_t field, const Value& value) {
              !field_def.AllowZeroLength) {
     return ZeroLength(def_, field_def);
   }
+  bool changed = false;
+  KV_TRY(CheckFit(field_def, keeps_[field], value, changed));
+  const std::int64_t replaced_before = replaced_characters_;
   Status status = DoWriteField(field, value);
   if (status.ok()) {
+    last_changed_ = changed || replaced_characters_ != replaced_before;
     assigned_[field] = 1;
     assigned_null_[field] = value.IsNull() ? 1 : 0;
   }
@@ -478,6 +512,7 @@ Status Recordset::ParseText(std::string_view text, const FieldDef& field, Value&
     // The way of most fields: nothing to parse.
     out.kind = values::Kind::kText;
     out.text = text;
+    out.narrowed = false;
   } else {
     KV_TRY(format.Parse(text, field.Type, out, scratch));
   }

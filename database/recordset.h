@@ -43,6 +43,14 @@ struct Bookmark {
   bool operator==(const Bookmark&) const = default;
 };
 
+/// Asks whether a field keeps a value as it is. `changed` is set for one that it keeps only in
+/// part. Fails with kConversion for one that would lose all that it says: a number other than 0
+/// that becomes 0, a time without a date where only dates are kept, a fraction in a field of whole
+/// numbers. `resolution` is the field's, by `values::ResolutionOf`. The record set asks for every
+/// assignment; whoever sends values to a server by another way asks by itself.
+Status CheckFit(const FieldDef& field, const values::Resolution& resolution, const Value& value,
+                bool& changed);
+
 /// One field of a record set: a light handle, valid as long as the record set.
 class Field {
  public:
@@ -59,7 +67,8 @@ class Field {
   /// Assigns into the record begun by `AddNew` or `Edit`. The value is of the kind that `SetText`
   /// makes for the field's type, or a number of another kind that the field can hold. Fails with
   /// kConversion, kTooLong, kRequired; the field then keeps what it had. Null assigned to the
-  /// automatic number of a new record leaves it unassigned.
+  /// automatic number of a new record leaves it unassigned. What is kept of the value only in part
+  /// is no failure: `Recordset::LastChanged` tells of it.
   Status SetValue(const Value& value) noexcept;
 
   /// The value as text, Null as empty text with `is_null` set. `out` is cleared, not reallocated.
@@ -156,6 +165,13 @@ class Recordset {
   /// one, counted since the record set was opened.
   std::int64_t ReplacedCharacters() const noexcept { return replaced_characters_; }
 
+  /// Whether the field assigned last keeps something other than it was given: rounded, without its
+  /// time of day, False for Null, with characters replaced. The field itself then tells what it
+  /// keeps. Blanks at the end of a text do not count where a format fills its texts with blanks.
+  bool LastChanged() const noexcept { return last_changed_; }
+  /// What the field keeps of values, with everything settled.
+  const values::Resolution& Keeps(std::size_t field) const noexcept { return keeps_[field]; }
+
  protected:
   /// `def` describes the set's fields; drivers set `Updatable` and `WhyReadOnly` in it. A database
   /// opened for reading only makes them itself.
@@ -196,7 +212,9 @@ class Recordset {
   virtual bool DoSeek(SeekComparison comparison, std::span<const Value> keys);
   /// Reads from the pending edit when there is one, else from the current record.
   virtual void DoReadField(std::size_t field, Value& out) = 0;
-  /// Into the pending edit. Expected failures (too long, out of range) are returned.
+  /// Into the pending edit. Expected failures (too long, out of range) are returned. That the value
+  /// fits the field's `Keeps` was checked: what is left to do is to round, or to leave the rest
+  /// out.
   virtual Status DoWriteField(std::size_t field, const Value& value);
   virtual void DoAddNew();
   virtual void DoEdit();
@@ -231,6 +249,7 @@ class Recordset {
   RecordsetType type_;
   TableDef def_;
   std::string index_name_;
+  std::vector<values::Resolution> keeps_;    // of each field
   std::vector<std::uint8_t> assigned_;       // 1 for each field assigned since AddNew or Edit
   std::vector<std::uint8_t> assigned_null_;  // of the assigned ones: 1 when they became Null
   Value parsed_;                          // by WriteText, kept so that it is not cleared each time
@@ -245,6 +264,7 @@ class Recordset {
   bool eof_ = true;
   bool deleted_ = false;  // the current record was deleted
   bool no_match_ = false;
+  bool last_changed_ = false;
   bool lost_ = false;  // no current record, though neither Bof nor Eof: Seek or a move failed
 };
 

@@ -9,6 +9,7 @@
 
 #include "base/status.h"
 #include "values/field_types.h"
+#include "values/resolution.h"
 
 namespace kelvorin::database {
 
@@ -30,6 +31,11 @@ struct FieldDef {
   bool AllowZeroLength = true;  // text of length zero is told apart from Null and accepted
   bool AutoIncrement = false;
   std::string DefaultValue;  // text of the default, empty for none
+  /// How finely the field keeps what it is given; filled by the driver that describes the table.
+  /// Where it says "by type" the type and `Decimals` decide, so a driver fills in only what
+  /// differs: a number kept as decimal digits, a date without a time of day, a truth value without
+  /// Null.
+  values::Resolution Keeps;
   /// What the database's own program wants of values, as an expression of its own; shown, never
   /// checked. Empty for none.
   std::string ValidationRule;

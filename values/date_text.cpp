@@ -232,9 +232,11 @@ void AppendTime(std::int32_t milliseconds, std::string& out) {
 
 }  // namespace
 
-bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out) noexcept {
+bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out,
+                   bool& time_only) noexcept {
   if (ParsePlainIso(text, out)) return true;
-  if (ParseTimeOfDay(text, out)) return true;
+  time_only = ParseTimeOfDay(text, out);
+  if (time_only) return true;
   Cursor in(text);
   bool iso = false;
   out = {};

@@ -10,7 +10,8 @@
 
 namespace kelvorin::values {
 
-/// Reads a date, a time of day (which stands on day 0), or a date followed by a time.
+/// Reads a date, a time of day (which stands on day 0, and sets `time_only`), or a date followed by
+/// a time.
 ///
 /// - A year of four digits in front always means year, month, day: `2020-01-31`, also with `T` or
 ///   blanks before the time.
@@ -21,7 +22,7 @@ namespace kelvorin::values {
 ///   `2020-Jan-15`. Where both other numbers could be the year, `order` decides.
 /// - Times are `h:mm[:ss[.fff]]`, 0 to 23 hours, or 1 to 12 with AM or PM behind. Digits behind the
 ///   milliseconds must be zeros.
-bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out) noexcept;
+bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out, bool& time_only) noexcept;
 
 /// Reads a time of day alone, onto day 0.
 bool ParseTimeOfDay(std::string_view text, DateTime& out) noexcept;

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "base/M_STRING.h"
+#include "values/significant_digits.h"
 
 namespace kelvorin::values {
 namespace {
@@ -317,9 +318,10 @@ NumberFault ParseInteger(std::string_view text, const FormatOptions& options, st
 }
 
 NumberFault ParseCurrency(std::string_view text, const FormatOptions& options, std::int64_t& out,
-                          std::string& scratch) {
+                          bool& rounded, std::string& scratch) {
   constexpr std::array<std::uint64_t, 5> kScale{10'000, 1'000, 100, 10, 1};
   const Plain plain = ReadPlain(text, options.decimal);
+  rounded = false;
   if (plain.ok && plain.fraction_size <= 4 && plain.mantissa < 100'000'000'000'000) {
     (void)Signed(plain.mantissa * kScale[plain.fraction_size], plain.negative, out);
     return NumberFault::kNone;
@@ -335,7 +337,9 @@ NumberFault ParseCurrency(std::string_view text, const FormatOptions& options, s
   for (std::size_t i = 0; i < 4; ++i)
     magnitude =
         magnitude * 10 + static_cast<std::uint64_t>(i < fraction.size() ? fraction[i] - '0' : 0);
+  rounded = fraction.find_first_not_of('0', 4) != std::string_view::npos;
   if (fraction.size() > 4 && fraction[4] >= '5') ++magnitude;
+  if (magnitude == 0 && !digits.zero) return NumberFault::kVanishes;
   return Signed(magnitude, digits.negative, out) ? NumberFault::kNone : NumberFault::kOutOfRange;
 }
 
@@ -382,16 +386,29 @@ NumberFault ParseDouble(std::string_view text, const FormatOptions& options, Pre
   out.kind = Kind::kDouble;
   out.number = number;
   out.text = {};
-  if (digits.exponent == 0 || ShiftPoint(scratch, digits)) out.text = scratch;
+  if (digits.exponent == 0) {
+    out.text = scratch;
+    return NumberFault::kNone;
+  }
+  const Significant given = DigitsOf(scratch);
+  const bool shown = precision == Precision::kSingle ? ShowsDigits<float>(number, given)
+                                                     : ShowsDigits<double>(number, given);
+  if (ShiftPoint(scratch, digits)) {
+    out.text = scratch;
+  } else {
+    out.narrowed = !shown;
+  }
   return NumberFault::kNone;
 }
 
 NumberFault ParseNonZero(std::string_view text, const FormatOptions& options, bool& out,
-                         std::string& scratch) {
+                         bool& unusual, std::string& scratch) {
   Digits digits;
   if (!ReadNumber(text, options, {.exponent = true}, scratch, digits))
     return NumberFault::kNoNumber;
   out = !digits.zero;
+  const Significant value = DigitsOf(scratch);
+  unusual = out && (value.count != 1 || value.first() != '1' || value.power + digits.exponent != 0);
   return NumberFault::kNone;
 }
 
@@ -409,6 +426,10 @@ void AppendDouble(double number, char decimal, std::string& out) {
   } else {
     digits.AppendScientific(decimal, out);
   }
+}
+
+void AppendPlainDigits(double number, std::string& out) {
+  Shortest(number).AppendPlain('.', out);
 }
 
 void AppendSingleDigits(float number, std::string& out) {

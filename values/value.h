@@ -61,6 +61,11 @@ struct Value {
   DateTime date_time{};
   std::string_view text{};
   Guid guid{};
+  /// The text that this was read from says more than the value holds: digits beyond the binary
+  /// number's or a Currency's, a truth value given as another number than 0, 1 and -1. Not set for
+  /// digits that `text` holds.
+  bool narrowed = false;
+  bool time_only = false;  // of a kDateTime: the text that it was read from names no date
 
   bool IsNull() const noexcept { return kind == Kind::kNull; }
 

@@ -64,6 +64,10 @@ Status NumberStatus(NumberFault fault, std::string_view text, TypeCode type) {
       return Refuse(text, " has a fraction, which a field of type " +
                               std::string(FieldType(static_cast<std::int16_t>(type))) +
                               " cannot hold");
+    case NumberFault::kVanishes:
+      return Refuse(text, " is too small for type " +
+                              std::string(FieldType(static_cast<std::int16_t>(type))) +
+                              ": it would become 0");
     case NumberFault::kOutOfRange:
       break;
   }
@@ -94,7 +98,7 @@ Status ParseWhole(std::string_view text, TypeCode type, const FormatOptions& opt
 Status ParseMoney(std::string_view text, const FormatOptions& options, Value& out,
                   std::string& scratch) {
   std::int64_t number = 0;
-  const NumberFault fault = ParseCurrency(text, options, number, scratch);
+  const NumberFault fault = ParseCurrency(text, options, number, out.narrowed, scratch);
   if (fault != NumberFault::kNone) return NumberStatus(fault, text, TypeCode::kCurrency);
   out.kind = Kind::kCurrency;
   out.integer = number;
@@ -120,7 +124,7 @@ Status ParseBoolean(std::string_view text, const FormatOptions& options, Value& 
     out.boolean = yes;
     return Status();
   }
-  if (ParseNonZero(text, options, out.boolean, scratch) != NumberFault::kNone)
+  if (ParseNonZero(text, options, out.boolean, out.narrowed, scratch) != NumberFault::kNone)
     return Refuse(text, " is neither True nor False");
   out.kind = Kind::kBoolean;
   return Status();
@@ -170,7 +174,7 @@ Status ParseBytes(std::string_view text, Value& out, std::string& scratch) {
 }
 
 Status ParseDate(std::string_view text, DateOrder order, Value& out) {
-  if (!ParseDateTime(text, order, out.date_time))
+  if (!ParseDateTime(text, order, out.date_time, out.time_only))
     return Refuse(text, " is no date in the order " + std::string(DateOrderWords(order)));
   out.kind = Kind::kDateTime;
   return Status();
@@ -232,6 +236,7 @@ const ValueFormat& ValueFormat::Neutral() {
 Status ValueFormat::Parse(std::string_view text, TypeCode type, Value& out,
                           std::string& scratch) const {
   out.text = {};
+  out.narrowed = out.time_only = false;
   if (IsText(type)) {
     if (!options_.null_text.empty() && text == options_.null_text) {
       out.kind = Kind::kNull;

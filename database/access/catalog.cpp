@@ -160,6 +160,7 @@ TableDef Describe(Table& table, const CatalogEntry& entry,
     field.Decimals = column.scale;
     field.AutoIncrement = column.counter();
     field.AllowZeroLength = false;
+    field.Keeps.null_is_false = column.is_bit();
     for (const FieldProperties& known : properties) {
       if (!base::EqualAnyCase(known.name, column.name)) continue;
       field.Required = known.required;

@@ -234,6 +234,20 @@ FieldDef FaceOf(const Column& column) {
   face.Decimals = column.type == TypeCode::kDouble ? column.decimals : 0;
   face.AutoIncrement = column.auto_increment();
   switch (column.letter) {
+    case 'N':
+    case 'F':
+      face.Keeps.number = values::Resolution::Number::kDecimals;
+      break;
+    case 'D':
+      face.Keeps.time = values::Resolution::Time::kDateOnly;
+      break;
+    case 'T':
+      face.Keeps.time = values::Resolution::Time::kSeconds;
+      break;
+    default:
+      break;
+  }
+  switch (column.letter) {
     case 'C':
     case 'V':
     case 'Q':

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "database/engine.h"
@@ -21,6 +22,9 @@ struct TypeCase {
   std::vector<std::string> refused;                       // kConversion or kTooLong
   std::string null_text = "<null>";                       // what Null comes back as
   std::int32_t decimals = 0;                              // declared
+  /// Texts that are kept only in part, which the record set tells of, each with what is kept; and
+  /// none that is refused since nothing would be left of it (kConversion, in `refused`).
+  std::vector<std::pair<std::string, std::string>> changed;
 };
 
 /// A type in its full range, nothing changed by storing: the case of a format made for the type.

@@ -49,6 +49,26 @@ std::string CheckChanges(Fixture& fixture, const std::string& table, const TypeC
   return lines;
 }
 
+// What a field keeps only in part, it tells of; what it keeps whole, it does not.
+void CheckTelling(Fixture& fixture, const std::string& table, const TypeCase& type) {
+  const auto set = fixture.Open(table);
+  REQUIRE(Fault(set->AddNew()) == "");
+  for (const std::string& text : type.texts) {
+    CAPTURE(text);
+    CHECK(Fault(set->Fields(1).SetText(text)) == "");
+    CHECK_FALSE(set->LastChanged());
+  }
+  for (const auto& [given, kept] : type.changed) {
+    CAPTURE(given);
+    CHECK(Fault(set->Fields(1).SetText(given)) == "");
+    CHECK(set->LastChanged());
+    CHECK(fixture.TextOf(*set, 1) == kept);
+  }
+  CHECK(Fault(set->Fields(1).SetValue(values::Value::Null())) == "");
+  CHECK(set->LastChanged() == (type.null_text != "<null>"));
+  REQUIRE(Fault(set->CancelUpdate()) == "");
+}
+
 void CheckType(Fixture& fixture, const TypeCase& type) {
   TableDef def;
   def.Fields = {NumberField("ID"), TextField("VALUE", type.size), TextField("BEHIND", 10)};
@@ -65,7 +85,10 @@ void CheckType(Fixture& fixture, const TypeCase& type) {
   records.push_back({"99", "<null>", "behind"});
   expected += "99|" + type.null_text + "|behind\n";
   const std::string table = fixture.MakeFilled(def, records);
-  if (!fixture.backend.snapshots_only) expected += CheckChanges(fixture, table, type);
+  if (!fixture.backend.snapshots_only) {
+    CheckTelling(fixture, table, type);
+    expected += CheckChanges(fixture, table, type);
+  }
   CHECK(fixture.Dump(table) == expected);
   fixture.Reopen();
   CHECK(fixture.Dump(table) == expected);
@@ -226,9 +249,10 @@ TypeCase WholeRange(TypeCode type) {
     const char* texts;  // joined by "|"
     const char* refused = nullptr;
     std::int32_t decimals = 0;
+    std::pair<const char*, const char*> changed{};
   };
   static const Range kRanges[] = {
-      {{kBoolean}, 0, "True|False", "maybe"},
+      {{kBoolean}, 0, "True|False", "maybe", 0, {"5", "True"}},
       {{kByte}, 1, "0|1|255", "-1|256|1.5|x"},
       {{kInteger}, 2, "0|-1|-32768|32767", "-32769|32768"},
       {{kLong}, 4, "0|-1|-2147483648|2147483647", "-2147483649|2147483648|1e3x"},
@@ -236,11 +260,28 @@ TypeCase WholeRange(TypeCode type) {
       {{kCurrency},
        8,
        "0|0.0001|-0.01|-922337203685477.5808|922337203685477.5807",
-       "922337203685477.5808"},
-      {{kSingle}, 4, "0|0.1|-2.5|16777216|-340282350000000000000000000000000000000", "1e39"},
-      {{kDouble, kFloat}, 8, "0|0.1|-2.5|123456789.125|9007199254740992", "1e400|1,2,3"},
-      {{kNumeric}, 16, "0|-7|12345678901234567890"},
-      {{kDecimal}, 16, "0|-7|12345678901234567890|-1.5|12345678901234567890.12", nullptr, 2},
+       "922337203685477.5808|0.00004",
+       0,
+       {"-1.23455", "-1.2346"}},
+      {{kSingle},
+       4,
+       "0|0.1|-2.5|16777216|-340282350000000000000000000000000000000",
+       "1e39|1e-46",
+       0,
+       {"16777217", "16777216"}},
+      {{kDouble, kFloat},
+       8,
+       "0|0.1|-2.5|123456789.125|9007199254740992",
+       "1e400|1,2,3",
+       0,
+       {"9007199254740993", "9007199254740992"}},
+      {{kNumeric}, 16, "0|-7|12345678901234567890", "0.5"},
+      {{kDecimal},
+       16,
+       "0|-7|12345678901234567890|-1.5|12345678901234567890.12",
+       "0.004",
+       2,
+       {"-0.005", "-0.01"}},
       {{kDate, kTimeStamp},
        8,
        "1899-12-31|2000-02-29|2024-12-31 23:59:59|0100-01-01|9999-12-31|1899-12-29 06:00:00|"
@@ -265,6 +306,7 @@ TypeCase WholeRange(TypeCode type) {
     if (std::count(range.types.begin(), range.types.end(), type) == 0) continue;
     of.size = range.size;
     of.decimals = range.decimals;
+    if (range.changed.first != nullptr) of.changed.emplace_back(range.changed);
     for (std::string_view text : base::SplitAt(range.texts, '|')) of.texts.emplace_back(text);
     if (range.refused == nullptr) break;
     for (std::string_view text : base::SplitAt(range.refused, '|')) of.refused.emplace_back(text);

@@ -18,6 +18,7 @@ TypeCase AsNumber(database::TypeCode declared, std::vector<std::string> texts,
   type.stored = kDouble;
   type.texts = std::move(texts);
   type.refused = std::move(refused);
+  type.changed.clear();
   return type;
 }
 
@@ -26,8 +27,8 @@ std::vector<TypeCase> CommonTypes() {
   std::vector<TypeCase> types = {WholeRange(kText), WholeRange(kMemo), WholeRange(kBoolean)};
   types.push_back(AsNumber(kByte, {"0", "-999", "9999"}, {"10000", "-1000", "x"}));
   types.push_back(AsNumber(kInteger, {"0", "-32768", "999999"}, {"1000000", "-100000"}));
-  TypeCase numeric =
-      AsNumber(kNumeric, {"0", "123456789", "-12345678"}, {"1234567890", "-123456789"});
+  TypeCase numeric = AsNumber(kNumeric, {"0", "123456789", "-12345678"},
+                              {"1234567890", "-123456789", "0.5", "12.7"});
   numeric.size = 9;
   types.push_back(numeric);
   return types;
@@ -36,10 +37,13 @@ std::vector<TypeCase> CommonTypes() {
 std::vector<TypeCase> OldTypes() {
   std::vector<TypeCase> types = CommonTypes();
   types.push_back(AsNumber(kLong, {"0", "-2147483648", "99999999999"}, {"100000000000"}));
-  types.push_back(
-      AsNumber(kDouble, {"0", "0.1", "-2.5", "123456789.125"}, {"99999999999999999999", "x"}));
+  types.push_back(AsNumber(kDouble, {"0", "0.1", "-2.5", "123456789.125"},
+                           {"99999999999999999999", "x", "1e-46", "0.000004"}));
+  types.back().changed = {{"-9.999995", "-10"}, {"1.2345649999", "1.23456"}};
   TypeCase date = WholeRange(kDate);
   date.texts = {"1899-12-31", "2000-02-29", "0100-01-01", "9999-12-31"};
+  date.changed = {{"2024-12-31 23:59:59", "2024-12-31"}};
+  date.refused = {"12:30", "00:00"};
   types.push_back(date);
   return types;
 }
@@ -48,6 +52,7 @@ std::vector<TypeCase> VisualTypes() {
   std::vector<TypeCase> types = CommonTypes();
   for (const auto type : {kLong, kDouble, kCurrency, kDate, kLongBinary})
     types.push_back(WholeRange(type));
+  types[types.size() - 2].changed = {{"2024-12-31 23:59:59.25", "2024-12-31 23:59:59"}};
   return types;
 }
 
