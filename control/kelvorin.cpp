@@ -46,20 +46,18 @@ class Kelvorin::Surface final : public contract::Caller, public contract::EventS
     return false;
   }
 
-  void BeforeFieldImport(std::string_view tableName, std::string_view FieldName,
-                         std::int16_t FieldType, std::int16_t FieldSize,
-                         std::string& bufField) override {
-    Raise("BeforeFieldImport", control_.BeforeFieldImport, tableName, FieldName, FieldType,
-          FieldSize, bufField);
+  void BeforeFieldImport(std::string_view table, std::string_view field, std::int16_t type,
+                         std::int16_t size, std::string& bufField) override {
+    Raise("BeforeFieldImport", control_.BeforeFieldImport, table, field, type, size, bufField);
   }
-  void FilterTable(std::string_view tableName, bool& Hide) override {
-    Raise("FilterTable", control_.FilterTable, tableName, Hide);
+  void FilterTable(std::string_view table, bool& Hide) override {
+    Raise("FilterTable", control_.FilterTable, table, Hide);
   }
   void FilterType(std::int16_t FileType, bool& Hide) override {
     Raise("FilterType", control_.FilterType, static_cast<contract::FileTypeFormat>(FileType), Hide);
   }
-  void FilterField(std::string_view tableName, std::string_view FieldName, bool& Hide) override {
-    Raise("FilterField", control_.FilterField, tableName, FieldName, Hide);
+  void FilterField(std::string_view table, std::string_view field, bool& Hide) override {
+    Raise("FilterField", control_.FilterField, table, field, Hide);
   }
   void ValidateBeforePost(bool& RecordCanceled, bool& ProcessCanceled) override {
     Raise("ValidateBeforePost", control_.ValidateBeforePost, RecordCanceled, ProcessCanceled);

@@ -7,7 +7,7 @@ namespace {
 
 constexpr auto kSpecial = [] {
   std::array<bool, 256> table{};
-  for (unsigned char c : {'"', '\\', '\''}) table[c] = true;
+  for (const char c : {'"', '\\', '\''}) table[static_cast<unsigned char>(c)] = true;
   return table;
 }();
 
