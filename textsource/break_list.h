@@ -46,7 +46,7 @@ class BreakList {
   bool operator==(const BreakList&) const = default;
 
  private:
-  std::array<std::uint16_t, base::kMaxFields> slots_;
+  std::array<std::uint16_t, base::kMaxFields> slots_{};
   std::uint16_t count_ = 0;
 };
 

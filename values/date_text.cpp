@@ -213,7 +213,7 @@ bool ParsePlainIso(std::string_view text, DateTime& out) noexcept {
 }
 
 void AppendPadded(std::int32_t number, std::size_t digits, std::string& out) {
-  std::array<char, 4> text;
+  std::array<char, 4> text{};
   for (std::size_t i = digits; i-- > 0; number /= 10)
     text[i] = static_cast<char>('0' + number % 10);
   out.append(text.data(), digits);

@@ -231,7 +231,7 @@ class Shortest {
  public:
   template <typename Number>
   explicit Shortest(Number number) noexcept {
-    std::array<char, 32> room;  // -d.ddde-xxx
+    std::array<char, 32> room{};  // -d.ddde-xxx
     const auto [end, error] = std::to_chars(room.data(), room.data() + room.size(), number,
                                             std::chars_format::scientific);
     std::string_view text(room.data(), static_cast<std::size_t>(end - room.data()));
@@ -277,7 +277,7 @@ class Shortest {
   }
 
  private:
-  std::array<char, 32> digits_;
+  std::array<char, 32> digits_{};
   std::size_t count_ = 0;
   int exponent_ = 0;
   bool negative_ = false;
@@ -459,7 +459,7 @@ void AppendCurrency(std::int64_t ten_thousandths, char decimal, std::string& out
   base::AppendDecimal(static_cast<std::int64_t>(magnitude / 10'000), out);
   std::uint64_t fraction = magnitude % 10'000;
   if (fraction == 0) return;
-  std::array<char, 4> digits;
+  std::array<char, 4> digits{};
   for (std::size_t i = digits.size(); i-- > 0; fraction /= 10)
     digits[i] = static_cast<char>('0' + fraction % 10);
   std::size_t count = digits.size();

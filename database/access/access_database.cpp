@@ -84,7 +84,7 @@ std::string AccessDatabase::LinkedFile(const CatalogEntry& entry) const {
   storage::FileSystem& fs = file_->channel().store().file_system();
   if (fs.Exists(entry.database)) return entry.database;
   const std::string name = entry.database.substr(entry.database.find_last_of("/\\") + 1);
-  const std::string beside = storage::Beside(file_->path(), name);
+  std::string beside = storage::Beside(file_->path(), name);
   if (name.empty() || fs.Exists(beside)) return beside;
   for (const std::string& other : fs.List(storage::FolderOf(file_->path())))
     if (base::EqualIgnoreCase(other, name)) return storage::Beside(file_->path(), other);

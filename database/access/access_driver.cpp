@@ -93,7 +93,8 @@ class AccessDriver final : public Driver {
     const bool new_kind = base::EqualIgnoreCase(path.substr(stem.size()), ".accdb");
     for (std::string_view extension : new_kind ? std::vector<std::string_view>{".laccdb", ".LACCDB"}
                                                : std::vector<std::string_view>{".ldb", ".LDB"}) {
-      const std::string lock_path = stem + std::string(extension);
+      std::string lock_path = stem;
+      lock_path += extension;
       if (!fs_.Exists(lock_path)) continue;
       const std::unique_ptr<storage::File> lock = fs_.Open(lock_path, os::OpenMode::kRead);
       if (!lock->TryLock(kUserLocksAt, kUserLocks, os::LockKind::kShared))

@@ -113,6 +113,7 @@ std::vector<CatalogEntry> Catalog::Tables() {
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<CatalogEntry> tables;
+  tables.reserve(found.size());
   for (auto& [key, table] : found) tables.push_back(std::move(table));
   return tables;
 }

@@ -371,7 +371,7 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
     case ColumnType::kGuid: {
       if (value.kind != Kind::kGuid)
         return Failed(Code::kConversion, ErrorNumber::kConversion, column, "takes GUIDs");
-      std::array<std::byte, 16> stored;
+      std::array<std::byte, 16> stored{};
       SwapGuid(std::as_bytes(std::span(value.guid.bytes)), stored);
       out.bytes.assign(base::AsText(stored));
       return Status();

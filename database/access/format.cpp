@@ -72,7 +72,7 @@ const Layout& LayoutOf(Version version) noexcept {
 }
 
 void Cipher(std::uint32_t key, base::MutableByteSpan bytes) noexcept {
-  std::array<std::uint8_t, 256> state;
+  std::array<std::uint8_t, 256> state{};
   std::iota(state.begin(), state.end(), std::uint8_t{0});
   std::uint8_t j = 0;
   for (unsigned i = 0; i < 256; ++i) {

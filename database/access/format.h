@@ -74,7 +74,7 @@ struct RowId {
   std::uint32_t page() const noexcept { return value >> 8; }
   std::uint32_t slot() const noexcept { return value & 0xFF; }
   explicit operator bool() const noexcept { return value != 0; }
-  auto operator<=>(const RowId&) const = default;
+  auto operator<=>(const RowId&) const = default;  // NOLINT: takes the 0 in it for a null pointer
 };
 
 // First byte of a page.

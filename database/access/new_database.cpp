@@ -250,7 +250,7 @@ void FillPermissions(DatabaseFile& file, const Accounts& accounts) {
 
 }  // namespace
 
-void FillNewDatabase(std::shared_ptr<storage::Store> store, Version version) {
+void FillNewDatabase(const std::shared_ptr<storage::Store>& store, Version version) {
   const Layout& layout = LayoutOf(version);
   {
     PageChannel channel(store, layout, 0);

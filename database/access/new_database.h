@@ -11,6 +11,6 @@ namespace kelvorin::database::access {
 
 /// Fills a store that was just made and has the version's page size; Jet 3 or Jet 4. Nothing is
 /// flushed.
-void FillNewDatabase(std::shared_ptr<storage::Store> store, Version version);
+void FillNewDatabase(const std::shared_ptr<storage::Store>& store, Version version);
 
 }  // namespace kelvorin::database::access

@@ -211,7 +211,7 @@ class LongKey {
         const auto mark = static_cast<unsigned>(7 + 4 * place) | 0x8000u;
         words_ += static_cast<char>(mark >> 8);
         words_ += static_cast<char>(mark & 0xFF);
-        words_ += 0x06;
+        words_ += '\x06';
         words_.append(weight.secondary.data(), weight.secondary_bytes);
         return;
       }
@@ -236,7 +236,7 @@ class LongKey {
 
   void Finish(std::string& out) {
     constexpr std::uint8_t kNormalKana = 3;
-    out += 0x01;
+    out += '\x01';
     while (!accents_.empty() && static_cast<unsigned char>(accents_.back()) <= 2)
       accents_.pop_back();
     out += accents_;
@@ -255,7 +255,7 @@ class LongKey {
       if (!words_.empty()) out += '\xFF';
     }
     if (!words_.empty()) {
-      out += 0x01;
+      out += '\x01';
       out += words_;
     }
   }
@@ -376,7 +376,7 @@ void AppendKey(Version version, const Column& column, bool ascending,
     case ColumnType::kBinary:
       return AppendBinaryKey(*stored, ascending, out);
     case ColumnType::kGuid: {
-      std::array<std::byte, 16> shown;
+      std::array<std::byte, 16> shown{};
       SwapGuid(*stored, shown);
       return AppendBinaryKey(shown, ascending, out);
     }

@@ -173,7 +173,7 @@ void Table::AssignCounters(std::vector<ColumnValue>& values) {
                   "' are used up");
       const std::uint32_t number =
           random_counters_ ? static_cast<std::uint32_t>(RandomBits()) : last + 1;
-      std::array<std::byte, 4> bytes;
+      std::array<std::byte, 4> bytes{};
       base::StoreLE32(bytes, 0, number);
       values[i].bytes.assign(base::AsText(bytes));
     } else {
