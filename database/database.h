@@ -11,7 +11,6 @@
 
 #include "base/status.h"
 #include "database/recordset.h"
-#include "database/sql_text.h"
 #include "database/table_def.h"
 
 namespace kelvorin::database {
@@ -55,8 +54,6 @@ class Database {
   /// Runs a statement and returns the number of records it changed, -1 when unknown. A database
   /// that takes no SQL answers kNotSupported.
   Result<std::int64_t> Execute(std::string_view sql, std::int32_t options) noexcept;
-  /// How statements for this database are written.
-  const SqlDialect& Dialect() const noexcept { return dialect_; }
 
   /// Makes a table with its fields and indexes. Refuses, before anything is made, what the format
   /// cannot hold. Fields a format would change (a text of 255 where 254 is the limit) are made as
@@ -75,7 +72,6 @@ class Database {
 
  protected:
   Database(DBEngine& engine, OpenRequest request);
-  void set_dialect(SqlDialect dialect) { dialect_ = std::move(dialect); }
   const OpenRequest& request() const noexcept { return request_; }
 
  private:
@@ -96,7 +92,6 @@ class Database {
 
   DBEngine* engine_;
   OpenRequest request_;
-  SqlDialect dialect_;
   bool is_odbc_;
   bool open_ = true;
 };

@@ -79,7 +79,6 @@ struct TableDef {
   std::string SourceTableName;   // of a linked table: its name there
   std::vector<FieldDef> Fields;  // in table order
   std::vector<IndexDef> Indexes;
-  std::string StatementName;  // of a server's table: its name in statements, quoted; else empty
   bool Updatable = true;
   std::string WhyReadOnly;  // what stands in the way, when not Updatable
 

@@ -30,7 +30,7 @@ struct WaitingRecord {
   std::int64_t read = 0, skipped = 0, processed = 0;
 };
 
-class ImportRun final : private database::BulkReceiver {
+class ImportRun final : private database::RowReceiver {
  public:
   ImportRun(const RunInputs& inputs, contract::ProgressView* view);
   RunResult Run();

@@ -136,14 +136,15 @@ Status ImportRun::ResolveIndex() {
 Status ImportRun::MakeWriter() {
   const bool append_missing = setting_.AppendIfEof;
   const bool dry_run = in_.options.dry_run;
-  if (in_.target.database->IsOdbc()) {
+  if (auto* rows = database::AsRowDatabase(*in_.target.database)) {
     // A host that watches records must see each one stored before it sees the next.
     using contract::Event;
     const bool watched = events_.Listens(Event::kBeforeFieldImport) ||
                          events_.Listens(Event::kValidateBeforePost) ||
                          events_.Listens(Event::kValidateAfterPost);
-    auto made = MakeSqlTarget(in_.target, in_.engine, plan_, conversion_, mode_, append_missing,
-                              dry_run, watched ? nullptr : this);
+    const bool grouped = !watched && mode_ == WriteMode::kAppend && !dry_run;
+    auto made = MakeSqlTarget(*rows, in_.target, in_.engine, plan_, conversion_, mode_,
+                              append_missing, dry_run, grouped ? this : nullptr);
     if (!made.ok()) return Refuse(std::string(made.status().message()));
     writer_ = *std::move(made);
   } else {

@@ -9,7 +9,7 @@
 
 #include "base/status.h"
 #include "catalog/target.h"
-#include "database/bulk_insert.h"
+#include "database/row_poster.h"
 #include "engine/field_plan.h"
 #include "settings/import_setting.h"
 #include "textsource/field_splitter.h"
@@ -67,14 +67,12 @@ std::unique_ptr<TargetWriter> MakeRecordsetTarget(database::Recordset& recordset
                                                   const FieldPlan& plan, TextConversion& conversion,
                                                   WriteMode mode, bool append_missing_keys,
                                                   bool dry_run);
-/// With a `receiver` (which outlives the writer) records may be posted in groups where the database
-/// can do so and the mode only appends. Fails with `kInvalidArgument` for a name that no statement
-/// can hold.
-Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(catalog::Target& target,
-                                                    const database::DBEngine& engine,
-                                                    const FieldPlan& plan,
-                                                    TextConversion& conversion, WriteMode mode,
-                                                    bool append_missing_keys, bool dry_run,
-                                                    database::BulkReceiver* receiver);
+/// The target takes records as values through `database`. With a `receiver` (which outlives the
+/// writer) records may be posted in groups where the database can do so and the mode only appends.
+/// Fails with `kInvalidArgument` for a name that no statement can hold.
+Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(
+    database::RowDatabase& database, catalog::Target& target, const database::DBEngine& engine,
+    const FieldPlan& plan, TextConversion& conversion, WriteMode mode, bool append_missing_keys,
+    bool dry_run, database::RowReceiver* receiver);
 
 }  // namespace kelvorin::engine

@@ -4,15 +4,15 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "database/bulk_insert.h"
 #include "database/odbc/odbc_driver.h"
+#include "database/row_poster.h"
 #include "os/system.h"
 
 namespace {
 
 using namespace kelvorin;
 
-class Counter final : public database::BulkReceiver {
+class Counter final : public database::RowReceiver {
  public:
   void Stored(std::int64_t) override { ++stored; }
   bool Refused(std::int64_t, const Status& status) override {
@@ -38,20 +38,20 @@ int main(int argc, char** argv) {
   auto opened = engine.OpenDatabase("", false, false, argv[1]);
   if (!opened.ok()) return Fail(opened.status());
   Counter counter;
-  auto inserter = database::AsBulkDatabase(**opened)->MakeBulkInserter(
+  auto inserter = database::AsRowDatabase(**opened)->MakeRowPoster(
       argv[2], {"id", "name", "city", "debt", "born"}, counter, {});
   if (!inserter.ok()) return Fail(inserter.status());
 
   const std::int64_t started = os::MonotonicMilliseconds();
-  database::LiteralRow row;
   for (long i = 1; i <= count; ++i) {
-    row.Clear();
-    row.AppendWritten(std::to_string(i % 1000 == 999 ? i - 1 : i));
-    row.AppendWritten("'Name " + std::to_string(i * 7919 % 100003) + " O''Neil'");
-    row.AppendWritten("'Town " + std::to_string(i % 5000) + "'");
-    row.AppendWritten(std::to_string(i % 9000) + ".25");
-    row.AppendWritten("'19" + std::to_string(30 + i % 70) + "-0" + std::to_string(1 + i % 9) +
-                      "-1" + std::to_string(i % 9) + "'");
+    const std::string name = "Name " + std::to_string(i * 7919 % 100003) + " O'Neil";
+    const std::string town = "Town " + std::to_string(i % 5000);
+    const std::string debt = std::to_string(i % 9000) + ".25";
+    const std::string born = "19" + std::to_string(30 + i % 70) + "-0" + std::to_string(1 + i % 9) +
+                             "-1" + std::to_string(i % 9);
+    using values::Value;
+    const Value row[] = {Value::Integer(i % 1000 == 999 ? i - 1 : i), Value::Text(name),
+                         Value::Text(town), Value::Double(0, debt), Value::Text(born)};
     if (Status added = (*inserter)->Add(i, row); !added.ok()) return Fail(added);
   }
   if (Status flushed = (*inserter)->Flush(); !flushed.ok()) return Fail(flushed);

@@ -22,8 +22,8 @@
 
 #include "bench/odbc/records.h"
 #include "bench/odbc/roads_to_try.h"
-#include "database/bulk_insert.h"
 #include "database/odbc/odbc_driver.h"
+#include "database/row_poster.h"
 #include "os/system.h"
 
 namespace {
@@ -74,7 +74,7 @@ struct Spent {
   double cpu() const { return client + server; }
 };
 
-class Counter final : public database::BulkReceiver {
+class Counter final : public database::RowReceiver {
  public:
   void Stored(std::int64_t) override { ++stored; }
   bool Refused(std::int64_t, const Status&) override {
@@ -84,7 +84,7 @@ class Counter final : public database::BulkReceiver {
   long stored = 0, refused = 0;
 };
 
-/// The product's own road: literals of the records into a bulk inserter.
+/// The product's own road: values of the records into a row poster.
 Counter PostInGroups(const Place& place, const std::string& records, bool one_by_one) {
   database::DBEngine engine;
   engine.Register(database::odbc::MakeOdbcDriver());
@@ -96,21 +96,16 @@ Counter PostInGroups(const Place& place, const std::string& records, bool one_by
   Counter counter;
   const std::vector<std::string> fields(std::begin(bench::kFieldNames),
                                         std::end(bench::kFieldNames));
-  database::BulkOptions options;
-  options.one_by_one = one_by_one;
-  auto inserter =
-      database::AsBulkDatabase(**opened)->MakeBulkInserter("people", fields, counter, options);
+  auto inserter = database::AsRowDatabase(**opened)->MakeRowPoster("people", fields, counter,
+                                                                   {.one_by_one = one_by_one});
   if (!inserter.ok()) std::exit(1);
-  database::LiteralRow row;
-  std::string literal;
+  std::vector<values::Value> row(bench::kFieldCount);
   std::int64_t record_no = 0;
   bench::ForEachRecord(records, [&](const bench::Fields& values) {
-    row.Clear();
-    for (std::size_t i = 0; i < bench::kFieldCount; ++i) {
-      literal.clear();
-      bench::AppendSql(values[i], bench::kIsNumber[i], literal);
-      row.AppendWritten(literal);
-    }
+    for (std::size_t i = 0; i < bench::kFieldCount; ++i)
+      row[i] = values[i].empty() && bench::kIsNumber[i] ? values::Value::Null()
+               : bench::kIsNumber[i]                    ? values::Value::Double(0, values[i])
+                                                        : values::Value::Text(values[i]);
     if (!(*inserter)->Add(++record_no, row).ok()) std::exit(1);
   });
   if (!(*inserter)->Flush().ok()) std::exit(1);

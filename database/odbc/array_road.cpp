@@ -7,28 +7,19 @@ namespace {
 
 constexpr auto kSpecial = [] {
   std::array<bool, 256> table{};
-  for (const char c : {'"', '\\', '\''}) table[static_cast<unsigned char>(c)] = true;
+  for (const char c : {'"', '\\'}) table[static_cast<unsigned char>(c)] = true;
   return table;
 }();
 
-/// A literal as the element of an array: text in double quotes with those and backslashes escaped.
-void AppendElement(std::string_view literal, std::string& out) {
-  if (literal.front() != '\'') {  // a number, or NULL
-    out += literal;
-    return;
-  }
-  literal = literal.substr(1, literal.size() - 2);
+/// Text as the element of an array: in double quotes, with those and backslashes escaped.
+void AppendElement(std::string_view text, std::string& out) {
   out += '"';
-  const char* from = literal.data();
-  const char* const end = from + literal.size();
+  const char* from = text.data();
+  const char* const end = from + text.size();
   for (const char* at = from; at < end; ++at) {
     if (!kSpecial[static_cast<unsigned char>(*at)]) continue;
     out.append(from, at);
-    if (*at == '\'') {
-      ++at;  // quotes stand doubled
-    } else {
-      out += '\\';
-    }
+    out += '\\';
     from = at;
   }
   out.append(from, end);
@@ -52,7 +43,16 @@ void ArrayRoad::Fill(const RecordBatch& batch, BatchRange range) {
     array = "{";
     for (std::size_t i = range.first; i < range.end; ++i) {
       if (i != range.first) array += ',';
-      AppendElement(batch.Literal(i, field), array);
+      switch (batch.Kind(i, field)) {
+        case CellKind::kNull:
+          array += "NULL";
+          break;
+        case CellKind::kPlain:
+          array += batch.Text(i, field);
+          break;
+        case CellKind::kQuoted:
+          AppendElement(batch.Text(i, field), array);
+      }
     }
     array += '}';
     columns_[field].size = static_cast<SQLLEN>(array.size());

@@ -236,7 +236,7 @@ TableEntry ResolveTable(const Session& session, std::string_view name) {
 }
 
 std::string SqlName(const Session& session, const TableEntry& table) {
-  const database::SqlDialect& dialect = session.facts().dialect;
+  const SqlDialect& dialect = session.facts().dialect;
   std::string sql;
   if (table.shown != table.name) {
     AppendName(table.schema, dialect, sql);
@@ -248,7 +248,7 @@ std::string SqlName(const Session& session, const TableEntry& table) {
 
 std::string Literal(const Session& session, std::string_view text) {
   std::string sql;
-  const Status status = database::AppendTextLiteral(text, session.facts().dialect, sql);
+  const Status status = AppendTextLiteral(text, session.facts().dialect, sql);
   if (!status.ok()) throw Error(status);
   return sql;
 }
@@ -297,7 +297,6 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   database::TableDef def;
   def.Name = table.shown;
   def.Attributes = table.attributes;
-  def.StatementName = SqlName(session, table);
   Statement statement(session.connection());
   statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
   std::vector<ColumnFacts> columns = DescribeColumns(statement, what);

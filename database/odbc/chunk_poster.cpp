@@ -1,8 +1,7 @@
 #include "database/odbc/chunk_poster.h"
 
 #include <algorithm>
-
-#include "database/odbc/handles.h"
+#include <utility>
 
 namespace kelvorin::database::odbc {
 namespace {
@@ -22,49 +21,18 @@ constexpr std::size_t Grown(std::size_t chunk) noexcept {
 
 }  // namespace
 
-// --- RecordBatch
-
-Status RecordBatch::Add(std::int64_t record_no, const database::LiteralRow& row) {
-  const std::size_t from = text_.size();
-  KV_TRY(AppendUtf8Text(row.text(), text_));
-  fields_ = row.size();
-  const bool same_bytes = text_.size() - from == row.text().size();
-  std::string converted;
-  for (std::size_t i = 0, end = 0; i < fields_; ++i) {
-    std::size_t size = row[i].size();
-    if (!same_bytes) {
-      converted.clear();
-      KV_TRY(AppendUtf8Text(row[i], converted));
-      size = converted.size();
-    }
-    end += (i == 0 ? 0 : 1) + size;
-    ends_.push_back(end);
-  }
-  records_.push_back({record_no, from, text_.size() - from});
-  return Status();
+std::vector<database::PendingError> ErrorsOf(const Status& status) {
+  return {{status.number(), {}, std::string(status.message())}};
 }
 
-std::string_view RecordBatch::Literal(std::size_t i, std::size_t field) const noexcept {
-  const std::size_t* ends = ends_.data() + i * fields_;
-  const std::size_t from = field == 0 ? 0 : ends[field - 1] + 1;
-  return std::string_view(text_).substr(records_[i].from + from, ends[field] - from);
-}
-
-void RecordBatch::Clear() noexcept {
-  text_.clear();
-  records_.clear();
-  ends_.clear();
-  ++generation_;
-}
-
-// --- ChunkPoster
-
-ChunkPoster::ChunkPoster(PostRoad& road, Stored stored, Refuse refuse, Clock clock)
+ChunkPoster::ChunkPoster(PostRoad& road, std::vector<values::TypeCode> types, Stored stored,
+                         Refuse refuse, Clock clock)
     : road_(road),
       stored_(std::move(stored)),
       refuse_(std::move(refuse)),
       clock_(std::move(clock)),
       limits_(road.limits()),
+      batch_(std::move(types)),
       chunk_records_(std::min(kFirstChunk, limits_.most_records)) {}
 
 Status ChunkPoster::Outcome() {
@@ -72,7 +40,7 @@ Status ChunkPoster::Outcome() {
   return Status();
 }
 
-Status ChunkPoster::Add(std::int64_t record_no, const database::LiteralRow& row) {
+Status ChunkPoster::Add(std::int64_t record_no, std::span<const values::Value> row) {
   KV_TRY(Outcome());
   const std::int64_t now = clock_();
   if (Waiting() == 0) waiting_since_ = now;
@@ -81,9 +49,7 @@ Status ChunkPoster::Add(std::int64_t record_no, const database::LiteralRow& row)
     // Refused without asking the server, but behind the records that came before it.
     KV_TRY(Flush());
     PostFailure failure;
-    failure.errors.push_back({static_cast<std::int32_t>(database::ErrorNumber::kConversion),
-                              {},
-                              std::string(added.message())});
+    failure.errors = ErrorsOf(added);
     failure.status = std::move(added);
     if (!refuse_(record_no, failure)) stopped_ = true;
     return Outcome();
@@ -93,12 +59,12 @@ Status ChunkPoster::Add(std::int64_t record_no, const database::LiteralRow& row)
   const std::size_t unsent = batch_.size() - sent_;
   const bool enough =
       limits_.whole_batches
-          ? unsent >= limits_.commit_records || batch_.BytesFrom(sent_) >= kMostUncommittedBytes
-          : unsent >= chunk_records_ || batch_.BytesFrom(sent_) >= limits_.most_bytes;
+          ? unsent >= limits_.commit_records || BytesFrom(sent_) >= kMostUncommittedBytes
+          : unsent >= chunk_records_ || BytesFrom(sent_) >= limits_.most_bytes;
   if (enough) {
     SendWaiting();
     if (!stopped_ && in_transaction_ &&
-        (sent_ >= limits_.commit_records || batch_.BytesFrom(0) >= kMostUncommittedBytes))
+        (sent_ >= limits_.commit_records || BytesFrom(0) >= kMostUncommittedBytes))
       CommitSent(sent_);
     if (stopped_ || acknowledged_ == batch_.size()) {
       batch_.Clear();

@@ -2,7 +2,7 @@
 // The scheme by which records are posted in chunks and yet tell the same story as one by one: a
 // chunk is one statement, all or nothing; a chunk that fails is halved in order until the bad
 // record stands alone. Knows no ODBC; what a server needs comes through a `PostRoad`. Used by this
-// room's bulk inserter and by its tests.
+// room's row poster and by its tests.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,55 +14,10 @@
 #include <vector>
 
 #include "base/status.h"
-#include "database/bulk_insert.h"
 #include "database/errors.h"
+#include "database/odbc/record_batch.h"
 
 namespace kelvorin::database::odbc {
-
-/// Records first to end - 1 of a batch.
-struct BatchRange {
-  std::size_t first;
-  std::size_t end;
-  std::size_t size() const noexcept { return end - first; }
-};
-
-/// Records waiting, in UTF-8, one after another in one text.
-class RecordBatch {
- public:
-  /// Fails with kConversion, adding nothing, when the row is no text of the ANSI page.
-  Status Add(std::int64_t record_no, const database::LiteralRow& row);
-  void Clear() noexcept;
-
-  std::size_t size() const noexcept { return records_.size(); }
-  /// Bytes of the records from this one on.
-  std::size_t BytesFrom(std::size_t i) const noexcept {
-    return i < records_.size() ? text_.size() - records_[i].from : 0;
-  }
-  std::size_t Bytes(BatchRange range) const noexcept {
-    return BytesFrom(range.first) - BytesFrom(range.end);
-  }
-  /// Another number after each `Clear`, never 0.
-  std::uint64_t generation() const noexcept { return generation_; }
-  std::size_t fields() const noexcept { return fields_; }
-  std::int64_t RecordNo(std::size_t i) const noexcept { return records_[i].record_no; }
-  /// The record's literals with "," between them.
-  std::string_view Text(std::size_t i) const noexcept {
-    return std::string_view(text_).substr(records_[i].from, records_[i].size);
-  }
-  std::string_view Literal(std::size_t i, std::size_t field) const noexcept;
-
- private:
-  struct Record {
-    std::int64_t record_no;
-    std::size_t from;  // in text_
-    std::size_t size;
-  };
-  std::string text_;
-  std::vector<Record> records_;
-  std::vector<std::size_t> ends_;  // of each literal, from its record's start; fields_ per record
-  std::size_t fields_ = 0;
-  std::uint64_t generation_ = 1;
-};
 
 /// Why a statement failed.
 struct PostFailure {
@@ -74,6 +29,9 @@ struct PostFailure {
   std::optional<std::size_t> stopped_at;
   bool failed() const noexcept { return !status.ok(); }
 };
+
+/// What people are shown of a failure that no server told.
+std::vector<database::PendingError> ErrorsOf(const Status& status);
 
 /// How one target takes records.
 class PostRoad {
@@ -108,9 +66,11 @@ class ChunkPoster {
   /// Milliseconds that only go forward.
   using Clock = std::function<std::int64_t()>;
 
-  ChunkPoster(PostRoad& road, Stored stored, Refuse refuse, Clock clock);
+  /// `types` of the fields of every record.
+  ChunkPoster(PostRoad& road, std::vector<values::TypeCode> types, Stored stored, Refuse refuse,
+              Clock clock);
 
-  Status Add(std::int64_t record_no, const database::LiteralRow& row);
+  Status Add(std::int64_t record_no, std::span<const values::Value> row);
   Status Flush();
   std::size_t Waiting() const noexcept { return batch_.size() - acknowledged_; }
   bool Grouped() const noexcept { return limits_.most_records > 1; }
@@ -128,6 +88,7 @@ class ChunkPoster {
   bool CommitSent(std::size_t replay_to);
   bool RefuseRecord(std::size_t record, const PostFailure& failure);
   void Acknowledge(std::size_t end);
+  std::size_t BytesFrom(std::size_t i) const noexcept { return batch_.Bytes({i, batch_.size()}); }
   Status Outcome();
 
   PostRoad& road_;

@@ -294,8 +294,8 @@ std::int64_t Statement::RowCount() const noexcept {
   return count;
 }
 
-void AppendName(std::string_view name, const database::SqlDialect& dialect, std::string& out) {
-  const Status status = database::AppendIdentifier(name, dialect, out);
+void AppendName(std::string_view name, const SqlDialect& dialect, std::string& out) {
+  const Status status = AppendIdentifier(name, dialect, out);
   if (!status.ok()) throw Error(status);
 }
 
@@ -312,43 +312,6 @@ std::vector<std::vector<std::string>> QueryRows(const Connection& connection, st
       statement.GetText(static_cast<SQLUSMALLINT>(i + 1), row[i], what);
   }
   return rows;
-}
-
-Status AppendUtf8Text(std::string_view text, std::string& out) {
-  const base::CodePage& ansi = base::AnsiPage();
-  std::size_t at = base::AsciiPrefix(text);
-  if (at == text.size()) {
-    out += text;
-    return Status();
-  }
-  if (!ansi.is_utf8()) {
-    static const base::CodePage& utf8 = *base::FindCodePage(base::kUtf8Page);
-    base::Converter(ansi, utf8).Append(text, out);
-    return Status();
-  }
-  while (at < text.size()) {
-    if (base::DecodeUtf8(text, at) == base::kInvalidCharacter)
-      return database::MakeStatus(Code::kConversion, database::ErrorNumber::kConversion,
-                                  "a text holds bytes that are no character in UTF-8");
-    at += base::AsciiPrefix(text.substr(at));
-  }
-  out += text;
-  return Status();
-}
-
-std::string Utf8Name(const std::string& name) {
-  std::string utf8;
-  return AppendUtf8Text(name, utf8).ok() ? utf8 : name;
-}
-
-void AppendAnsiText(std::string_view utf8, std::string& out) {
-  const base::CodePage& ansi = base::AnsiPage();
-  if (ansi.is_utf8() || base::AsciiPrefix(utf8) == utf8.size()) {
-    out += utf8;
-    return;
-  }
-  static const base::CodePage& from = *base::FindCodePage(base::kUtf8Page);
-  base::Converter(from, ansi).Append(utf8, out);
 }
 
 }  // namespace kelvorin::database::odbc

@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "base/code_page.h"
 #include "database/errors.h"
 #include "database/odbc/answer_watch.h"
-#include "database/sql_text.h"
+#include "database/odbc/sql_text.h"
+#include "database/odbc/utf8.h"
 
 namespace kelvorin::database::odbc {
 
@@ -163,18 +163,10 @@ class Statement {
 };
 
 /// Appends a name in the dialect's quotes; throws for one that no quotes can make safe.
-void AppendName(std::string_view name, const database::SqlDialect& dialect, std::string& out);
+void AppendName(std::string_view name, const SqlDialect& dialect, std::string& out);
 
 /// All rows of a small query as texts, Null as empty text.
 std::vector<std::vector<std::string>> QueryRows(const Connection& connection, std::string_view sql,
                                                 std::string_view what);
-
-/// Text from the ANSI page to UTF-8; text that is no character of its page is refused with
-/// kConversion, since not every server refuses it. Appends to `out`.
-Status AppendUtf8Text(std::string_view text, std::string& out);
-/// The same for names that the server itself told; nothing is refused.
-std::string Utf8Name(const std::string& name);
-/// Appends UTF-8 text of a driver as text of the ANSI page.
-void AppendAnsiText(std::string_view utf8, std::string& out);
 
 }  // namespace kelvorin::database::odbc

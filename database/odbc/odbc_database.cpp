@@ -1,77 +1,16 @@
 #include "database/odbc/odbc_database.h"
 
-#include <chrono>
-
 #include "base/M_STRING.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/new_table.h"
-#include "database/odbc/roads.h"
+#include "database/odbc/row_posters.h"
 #include "database/odbc/snapshot.h"
 #include "database/wall.h"
 
 namespace kelvorin::database::odbc {
-namespace {
-
-std::int64_t NowMilliseconds() {
-  using namespace std::chrono;
-  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-class Inserter final : public database::BulkInserter {
- public:
-  Inserter(database::DBEngine& engine, std::unique_ptr<PostRoad> road, std::size_t field_count,
-           database::BulkReceiver& receiver)
-      : engine_(engine),
-        road_(std::move(road)),
-        field_count_(field_count),
-        poster_(
-            *road_, [&receiver](std::int64_t record_no) { receiver.Stored(record_no); },
-            [this, &receiver](std::int64_t record_no, const PostFailure& failure) {
-              engine_.NoteFailure(failure.status, failure.errors);
-              return receiver.Refused(record_no, failure.status);
-            },
-            NowMilliseconds) {}
-
-  Status Add(std::int64_t record_no, const database::LiteralRow& row) noexcept override {
-    return Guarded([&]() -> Status {
-      if (row.size() != field_count_)
-        return database::MakeStatus(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
-                                    "record " + std::to_string(record_no) + " has " +
-                                        std::to_string(row.size()) + " values for " +
-                                        std::to_string(field_count_) + " fields");
-      return poster_.Add(record_no, row);
-    });
-  }
-  Status Flush() noexcept override {
-    return Guarded([&] { return poster_.Flush(); });
-  }
-  std::size_t Waiting() const noexcept override { return poster_.Waiting(); }
-  bool Grouped() const noexcept override { return poster_.Grouped(); }
-
- private:
-  // An ended posting is no failure of its own: the pending errors stay those of the record.
-  template <typename F>
-  Status Guarded(F&& call) noexcept {
-    try {
-      return call();
-    } catch (...) {
-      return database::CaughtStatus(engine_);
-    }
-  }
-
-  database::DBEngine& engine_;
-  std::unique_ptr<PostRoad> road_;
-  std::size_t field_count_;
-  ChunkPoster poster_;
-};
-
-}  // namespace
-
 OdbcDatabase::OdbcDatabase(database::DBEngine& engine, const database::OpenRequest& request,
                            const database::ConnectString& connect)
-    : Database(engine, request), session_(connect) {
-  set_dialect(session_.facts().dialect);
-}
+    : Database(engine, request), session_(connect) {}
 
 std::vector<database::TableInfo> OdbcDatabase::DoTableDefs() {
   session_.RequireConnection();
@@ -163,28 +102,33 @@ void OdbcDatabase::DoDeleteTable(std::string_view name) {
   Run(Utf8Name("DROP TABLE " + SqlName(session_, ResolveTable(session_, name))));
 }
 
-Result<std::unique_ptr<database::BulkInserter>> OdbcDatabase::MakeBulkInserter(
-    std::string_view name, const std::vector<std::string>& fields, database::BulkReceiver& receiver,
-    database::BulkOptions options) noexcept {
-  return database::Guarded(engine(), [&]() -> std::unique_ptr<database::BulkInserter> {
+Result<std::unique_ptr<database::RowPoster>> OdbcDatabase::MakeRowPoster(
+    std::string_view name, const std::vector<std::string>& fields, database::RowReceiver& receiver,
+    database::PostOptions options) noexcept {
+  return database::Guarded(engine(), [&]() -> std::unique_ptr<database::RowPoster> {
     RequireUpdatable();
     session_.RequireConnection();
     RoadTarget target;
     target.table = ResolveTable(session_, name);
     target.def = DescribeTable(session_, target.table);
+    if (!target.def.Updatable)
+      database::Throw(
+          Code::kReadOnly, database::ErrorNumber::kReadOnly,
+          "table '" + target.def.Name + "' takes no records: " + target.def.WhyReadOnly);
     for (const std::string& field : fields) {
       const int at = target.def.FindField(field);
       if (at < 0)
         database::Throw(Code::kNotFound, database::ErrorNumber::kNotInCollection,
                         "table '" + target.def.Name + "' has no field '" + field + "'");
       target.fields.push_back(target.def.Fields[static_cast<std::size_t>(at)].Name);
+      target.types.push_back(target.def.Fields[static_cast<std::size_t>(at)].Type);
     }
     if (fields.empty())
       database::Throw(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
                       "records for table '" + target.def.Name + "' without a field");
-    return std::make_unique<Inserter>(engine(),
-                                      MakeRoad(session_, std::move(target), options.one_by_one),
-                                      fields.size(), receiver);
+    if (options.mode != database::PostMode::kInsert)
+      return MakeUpdatePoster(engine(), session_, std::move(target), receiver, std::move(options));
+    return MakeInsertPoster(engine(), session_, std::move(target), receiver, options.one_by_one);
   });
 }
 

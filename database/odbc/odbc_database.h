@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-#include "database/bulk_insert.h"
 #include "database/engine.h"
 #include "database/odbc/session.h"
+#include "database/row_poster.h"
 
 namespace kelvorin::database::odbc {
 
-class OdbcDatabase final : public database::Database, public database::BulkDatabase {
+class OdbcDatabase final : public database::Database, public database::RowDatabase {
  public:
   OdbcDatabase(database::DBEngine& engine, const database::OpenRequest& request,
                const database::ConnectString& connect);
 
-  Result<std::unique_ptr<database::BulkInserter>> MakeBulkInserter(
+  Result<std::unique_ptr<database::RowPoster>> MakeRowPoster(
       std::string_view table, const std::vector<std::string>& fields,
-      database::BulkReceiver& receiver, database::BulkOptions options) noexcept override;
+      database::RowReceiver& receiver, database::PostOptions options) noexcept override;
 
  private:
   std::vector<database::TableInfo> DoTableDefs() override;

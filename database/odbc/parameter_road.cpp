@@ -16,29 +16,6 @@ SQLPOINTER Number(std::size_t value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);
 }
 
-bool IsNull(std::string_view literal) noexcept {
-  return literal == "NULL";
-}
-
-/// Writes a literal's value; the room is at least as long as the literal. Returns its bytes.
-std::size_t WriteValue(std::string_view literal, char* to) {
-  if (literal.front() != '\'') {
-    std::memcpy(to, literal.data(), literal.size());
-    return literal.size();
-  }
-  literal = literal.substr(1, literal.size() - 2);
-  char* const start = to;
-  for (;;) {
-    const std::size_t stop = literal.find('\'');
-    const std::size_t size = stop == std::string_view::npos ? literal.size() : stop + 1;
-    std::memcpy(to, literal.data(), size);
-    to += size;
-    if (stop == std::string_view::npos) break;
-    literal.remove_prefix(stop + 2);  // quotes stand doubled
-  }
-  return static_cast<std::size_t>(to - start);
-}
-
 }  // namespace
 
 ParameterRoad::ParameterRoad(Session& session, const std::string& into, bool refuses_doubles,
@@ -50,16 +27,18 @@ bool ParameterRoad::Fill(const RecordBatch& batch, BatchRange range) {
     Column& column = columns_[field];
     std::size_t widest = 1;
     for (std::size_t i = range.first; i < range.end; ++i)
-      widest = std::max(widest, batch.Literal(i, field).size());
+      widest = std::max(widest, batch.Text(i, field).size());
     if (widest > kWidestCell) return false;
     column.cell_bytes = widest;
     column.cells.resize(widest * range.size());
     column.sizes.resize(range.size());
     char* cell = column.cells.data();
     for (std::size_t row = 0; row < range.size(); ++row, cell += widest) {
-      const std::string_view literal = batch.Literal(range.first + row, field);
-      column.sizes[row] =
-          IsNull(literal) ? SQL_NULL_DATA : static_cast<SQLLEN>(WriteValue(literal, cell));
+      const std::string_view text = batch.Text(range.first + row, field);
+      std::memcpy(cell, text.data(), text.size());
+      column.sizes[row] = batch.Kind(range.first + row, field) == CellKind::kNull
+                              ? SQL_NULL_DATA
+                              : static_cast<SQLLEN>(text.size());
     }
   }
   return true;

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "database/bulk_insert.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/chunk_poster.h"
 
@@ -18,6 +17,7 @@ struct RoadTarget {
   TableEntry table;
   database::TableDef def;
   std::vector<std::string> fields;  // as the server spells them
+  std::vector<values::TypeCode> types;
 };
 
 /// The road for a target. With `one_by_one`, or where the table's triggers, rules, keys or engine

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "values/value_format.h"
 
 namespace kelvorin::database::odbc {

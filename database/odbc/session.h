@@ -8,8 +8,8 @@
 #include "database/connect_string.h"
 #include "database/odbc/connect_text.h"
 #include "database/odbc/handles.h"
+#include "database/odbc/sql_text.h"
 #include "database/odbc/type_map.h"
-#include "database/sql_text.h"
 
 namespace kelvorin::database::odbc {
 
@@ -19,7 +19,7 @@ struct ServerFacts {
   std::string dbms_name;        // the server's own word, "PostgreSQL"
   std::string current_catalog;  // MariaDB: the database; else as the driver tells
   std::string default_schema;   // PostgreSQL; empty elsewhere
-  database::SqlDialect dialect;
+  SqlDialect dialect;
 };
 
 class Session {

@@ -92,18 +92,17 @@ void SideRoad::Load(const RecordBatch& batch) {
   for (std::size_t i = 0; i < batch.size(); ++i) {
     bool fits = true;
     for (std::size_t field = 0; field < batch.fields(); ++field) {
-      const std::string_view literal = batch.Literal(i, field);
+      const std::string_view text = batch.Text(i, field);
       std::int64_t number = 0;
-      if (literal.front() == '\'') {
-        side_.AddQuotedText(literal.substr(1, literal.size() - 2));
-      } else if (literal == "NULL") {
+      if (batch.Kind(i, field) == CellKind::kQuoted) {
+        side_.AddText(text);
+      } else if (batch.Kind(i, field) == CellKind::kNull) {
         side_.AddNull();
-      } else if (const auto read =
-                     std::from_chars(literal.data(), literal.data() + literal.size(), number);
-                 read.ec == std::errc() && read.ptr == literal.data() + literal.size()) {
+      } else if (const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+                 read.ec == std::errc() && read.ptr == text.data() + text.size()) {
         side_.AddInteger(number);
       } else {
-        side_.AddBytes(literal);
+        side_.AddBytes(text);
         fits &= takes_points_[field];
       }
     }

@@ -157,16 +157,6 @@ void SideTable::AddBytes(std::string_view bytes) {
   AddSized(bytes, kBytesType);
 }
 
-void SideTable::AddQuotedText(std::string_view text) {
-  const std::size_t before = body_.size();
-  for (std::size_t stop; (stop = text.find('\'')) != std::string_view::npos;) {
-    body_ += text.substr(0, stop + 1);
-    text.remove_prefix(stop + 2);
-  }
-  body_ += text;
-  AppendVarint(kTextType + 2 * (body_.size() - before), header_);
-}
-
 bool SideTable::EndRow() {
   // The header counts its own size, which takes a second byte from 127 bytes on.
   std::size_t header_bytes = header_.size() + 1;

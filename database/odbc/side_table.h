@@ -36,8 +36,6 @@ class SideTable {
   void AddNull();
   void AddInteger(std::int64_t value);
   void AddText(std::string_view text);
-  /// Text whose single quotes stand doubled.
-  void AddQuotedText(std::string_view text);
   /// Bytes that are no text: `typeof` tells them from a text.
   void AddBytes(std::string_view bytes);
   /// False for a row that no page can hold; an empty row has its number then.

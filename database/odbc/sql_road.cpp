@@ -62,8 +62,7 @@ PostFailure SqlRoad::FailureOf(const Error& error) {
   failure.status = error.status();
   const auto* driver = dynamic_cast<const database::DriverError*>(&error);
   if (driver != nullptr) failure.errors = driver->details();
-  if (failure.errors.empty())
-    failure.errors.push_back({error.status().number(), {}, std::string(error.status().message())});
+  if (failure.errors.empty()) failure.errors = ErrorsOf(error.status());
   return failure;
 }
 
@@ -90,7 +89,7 @@ void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
   }
 }
 
-PostFailure SqlRoad::SendText(std::string_view sql) {
+PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
   try {
     if (session_.lost()) {
       ForgetStatement();
@@ -98,7 +97,10 @@ PostFailure SqlRoad::SendText(std::string_view sql) {
     }
     if (!statement_) statement_ = Statement(session_.connection());
     const SQLRETURN result = statement_.Send(sql);
-    if (Succeeded(result) || result == SQL_NO_DATA) return {};
+    if (Succeeded(result) || result == SQL_NO_DATA) {
+      if (changed != nullptr) *changed = result == SQL_NO_DATA ? 0 : statement_.RowCount();
+      return {};
+    }
     PostFailure failure = FailureOf(statement_);
     if (failure.lost) ForgetStatement();
     return failure;
@@ -151,9 +153,7 @@ void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range) {
   sql_ += "VALUES ";
   for (std::size_t i = range.first; i < range.end; ++i) {
     if (i != range.first) sql_ += ',';
-    sql_ += '(';
-    sql_ += batch.Text(i);
-    sql_ += ')';
+    batch.AppendList(i, session_.facts().dialect, sql_);
   }
 }
 

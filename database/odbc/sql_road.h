@@ -25,12 +25,12 @@ class SqlRoad : public PostRoad {
   PostFailure Commit() override;
   bool Reconnect() override;
   bool RefusesDoubles() const noexcept override { return refuses_doubles_; }
+  /// Sends a statement in UTF-8. `changed` receives the number of records that it changed.
+  PostFailure SendText(std::string_view sql, std::int64_t* changed = nullptr);
 
  protected:
   /// What the statement's diagnostics say, and what that means for the session.
   PostFailure FailureOf(const Statement& statement);
-  /// Sends a statement in UTF-8.
-  PostFailure SendText(std::string_view sql);
   /// Right after a failed statement of several records: notes which one the server stopped at.
   void AskWhere(BatchRange range, PostFailure& failure);
   static PostFailure FailureOf(const Error& error);

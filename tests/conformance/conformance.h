@@ -51,7 +51,7 @@ struct Backend {
 
   bool indexes = true;  // made with the table; SetIndex and Seek work
 
-  /// Tables are filled by INSERT statements, as those of a server: then only snapshots are checked,
+  /// Tables are filled by posting, as those of a server: then only snapshots are checked,
   /// how they move and what they read.
   bool snapshots_only = false;
 };

@@ -1,6 +1,6 @@
 #include "tests/conformance/fixture.h"
 
-#include "database/sql_text.h"
+#include "database/row_poster.h"
 #include "values/value_format.h"
 
 #include <doctest/doctest.h>
@@ -8,28 +8,34 @@
 namespace kelvorin::tests {
 namespace {
 
-/// Stores one record by an INSERT statement in the database's dialect; "<null>" is left out.
-Status InsertByStatement(Database& database, const TableDef& table, const Texts& texts) {
-  std::string names;
-  std::string literals;
+/// Keeps the refusal of a record.
+class Outcome final : public database::RowReceiver {
+ public:
+  void Stored(std::int64_t) override {}
+  bool Refused(std::int64_t, const Status& why) override {
+    status = why;
+    return true;
+  }
+  Status status;
+};
+
+/// Stores one record as a server takes it; fields of "<null>" are left out.
+Status Post(Database& database, const TableDef& table, const Texts& texts) {
+  std::vector<std::string> names;
+  std::vector<values::Value> row;
+  std::vector<std::string> digits(texts.size());
   for (std::size_t i = 0; i < texts.size(); ++i) {
     if (texts[i] == "<null>") continue;
-    if (!names.empty()) {
-      names += ',';
-      literals += ',';
-    }
-    KV_TRY(database::AppendIdentifier(table.Fields[i].Name, database.Dialect(), names));
-    values::Value value;
-    std::string scratch;
-    const TypeCode type = table.Fields[i].Type;
-    KV_TRY(values::ValueFormat::Neutral().Parse(texts[i], type, value, scratch));
-    KV_TRY(database::AppendLiteral(value, type, database.Dialect(), literals));
+    names.push_back(table.Fields[i].Name);
+    KV_TRY(values::ValueFormat::Neutral().Parse(texts[i], table.Fields[i].Type, row.emplace_back(),
+                                                digits[i]));
   }
-  std::string sql = "INSERT INTO ";
-  KV_TRY(database::AppendIdentifier(table.Name, database.Dialect(), sql));
-  sql.append(" (").append(names).append(") VALUES (").append(literals).append(")");
-  auto changed = database.Execute(sql, database::kSqlPassThrough);
-  return std::move(changed).status();
+  Outcome outcome;
+  auto poster = database::AsRowDatabase(database)->MakeRowPoster(table.Name, names, outcome,
+                                                                 {.one_by_one = true});
+  if (!poster.ok()) return poster.status();
+  KV_TRY((*poster)->Add(1, row));
+  return outcome.status;
 }
 
 }  // namespace
@@ -108,8 +114,7 @@ std::string Fixture::MakeFilled(TableDef table, const std::vector<Texts>& record
   if (backend.snapshots_only) {
     const auto made = database().FindTableDef(table.Name);
     REQUIRE(Fault(made.status()) == "");
-    for (const Texts& record : records)
-      REQUIRE(Fault(InsertByStatement(database(), *made, record)) == "");
+    for (const Texts& record : records) REQUIRE(Fault(Post(database(), *made, record)) == "");
     return table.Name;
   }
   const auto set = Open(table.Name);

@@ -77,7 +77,7 @@ struct Posting {
   explicit Posting(FakeRoad& road_of, int stop_at_error = 1 << 30)
       : road(road_of),
         poster(
-            road, [this](std::int64_t n) { Heard("+", n); },
+            road, {values::TypeCode::kLong}, [this](std::int64_t n) { Heard("+", n); },
             [this, stop_at_error](std::int64_t n, const PostFailure& failure) {
               // Whatever came before a bad record is safe when its error is told.
               for (std::int64_t earlier : good) CHECK(road.stored.count(earlier) == 1);
@@ -93,8 +93,7 @@ struct Posting {
     story += sign;
   }
   Status Add(std::int64_t n) {
-    row.Clear();
-    row.AppendWritten(std::to_string(n));
+    const values::Value row[] = {values::Value::Integer(n)};
     return poster.Add(n, row);
   }
   bool AddAll(int count) {
@@ -108,7 +107,6 @@ struct Posting {
   std::set<std::int64_t> good;
   std::string story, last_error;
   int errors = 0;
-  database::LiteralRow row;
   ChunkPoster poster;
 };
 

@@ -72,13 +72,11 @@ void CheckLiterals(Database& database, std::string_view type) {
                                           " blanks ",
                                           std::string(70000, 'x') + "'",
                                           std::string(300000, '\\')};
-  std::int64_t id = 0;
-  for (const std::string& text : texts) {
-    std::string sql = "INSERT INTO texts (id,t) VALUES (" + std::to_string(++id) + ",";
-    REQUIRE(
-        database::AppendLiteral(Value::Text(text), TypeCode::kMemo, database.Dialect(), sql).ok());
-    Execute(database, sql + ")");
-  }
+  std::vector<std::vector<std::string>> records;
+  for (const std::string& text : texts)
+    records.push_back(
+        {std::to_string(records.size() + 1), "'" + base::Replace(text, "'", "''") + "'"});
+  PostGrouped(database, "texts", {"id", "t"}, records);
   const auto set = Open(database, "texts");
   std::size_t found = 0;
   for (; !set->Eof(); Advance(*set)) {
@@ -127,7 +125,7 @@ void CheckStatements(Database& database) {
   const auto def = database.FindTableDef(base::UpperAscii(odd.Name));
   REQUIRE(def.ok());
   CHECK(def->FindIndex(def->Indexes[0].Name)->Fields() == "+Id");
-  CHECK(*database.Execute("DELETE FROM " + def->StatementName, 64) == 99);
+  CHECK(*database.Execute("DELETE FROM " + Quoted(database, odd.Name), 64) == 99);
   CHECK(database.DeleteTable(odd.Name).ok());
 }
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <random>
 
+#include "base/M_STRING.h"
 #include "database/engine.h"
 #include "os/system.h"
 #include "tests/odbc/open_source.h"
@@ -13,10 +14,10 @@
 namespace kelvorin::tests {
 namespace {
 
-using database::BulkInserter;
-using database::BulkReceiver;
 using database::Database;
-using database::LiteralRow;
+using database::RowPoster;
+using database::RowReceiver;
+using values::Value;
 
 using Records = std::vector<std::vector<std::string>>;
 
@@ -33,7 +34,7 @@ void Note(std::string& story, std::int64_t record_no, const Database& database) 
   story += "\n";
 }
 
-class Listener final : public BulkReceiver {
+class Listener final : public RowReceiver {
  public:
   Listener(Database& database, Ending ending) : database_(database), ending_(ending) {}
   void Stored(std::int64_t record_no) override { story += "+" + std::to_string(record_no) + "\n"; }
@@ -54,16 +55,14 @@ std::string Grouped(Database& database, std::string_view table,
                     const std::vector<std::string>& fields, const Records& records, Ending ending,
                     std::size_t flush_every) {
   Listener listener(database, ending);
-  auto* bulk = database::AsBulkDatabase(database);
-  REQUIRE(bulk != nullptr);
-  Result<std::unique_ptr<BulkInserter>> inserter =
-      bulk->MakeBulkInserter(table, fields, listener, {});
+  auto* rows = database::AsRowDatabase(database);
+  REQUIRE(rows != nullptr);
+  Result<std::unique_ptr<RowPoster>> inserter = rows->MakeRowPoster(table, fields, listener, {});
   REQUIRE_MESSAGE(inserter.ok(), std::string(inserter.status().message()));
-  LiteralRow row;
   for (std::size_t i = 0; i < std::min(records.size(), ending.cancel); ++i) {
-    row.Clear();
-    for (const std::string& literal : records[i]) row.AppendWritten(literal);
-    if (!(*inserter)->Add(static_cast<std::int64_t>(i + 1), row).ok()) return listener.story;
+    const LiteralRow row(records[i]);
+    if (!(*inserter)->Add(static_cast<std::int64_t>(i + 1), row.values()).ok())
+      return listener.story;
     if ((i + 1) % flush_every == 0 && !(*inserter)->Flush().ok()) return listener.story;
   }
   const Status flushed = (*inserter)->Flush();
@@ -76,13 +75,9 @@ std::string Singly(Database& database, std::string_view table,
                    const std::vector<std::string>& fields, const Records& records, Ending ending) {
   std::string story;
   int errors = 0;
-  std::string into = "INSERT INTO ";
-  REQUIRE(database::AppendIdentifier(table, database.Dialect(), into, true).ok());
-  into += " (";
-  for (std::size_t i = 0; i < fields.size(); ++i) {
-    if (i != 0) into += ',';
-    REQUIRE(database::AppendIdentifier(fields[i], database.Dialect(), into).ok());
-  }
+  std::string into = "INSERT INTO " + Quoted(database, table) + " (";
+  for (std::size_t i = 0; i < fields.size(); ++i)
+    into += (i == 0 ? "" : ",") + Quoted(database, fields[i]);
   for (std::size_t i = 0; i < std::min(records.size(), ending.cancel); ++i) {
     std::string sql = into + ") VALUES (";
     for (std::size_t f = 0; f < records[i].size(); ++f) sql += (f == 0 ? "" : ",") + records[i][f];
@@ -171,6 +166,28 @@ void MakePostingTables(Database& database, std::string_view server) {
 
 }  // namespace
 
+LiteralRow::LiteralRow(const std::vector<std::string>& literals) : texts_(literals) {
+  for (std::string& text : texts_) {
+    if (text == "NULL") {
+      values_.push_back(Value::Null());
+    } else if (text.front() == '\'') {
+      text = base::Replace(text.substr(1, text.size() - 2), "''", "'");
+      values_.push_back(Value::Text(text));
+    } else {
+      const bool exact = text.find('e') == std::string::npos;
+      values_.push_back(Value::Double(std::strtod(text.c_str(), nullptr),
+                                      exact ? std::string_view(text) : std::string_view()));
+    }
+  }
+}
+
+std::string Quoted(const Database& database, std::string_view name) {
+  const char quote = base::StartsWithIgnoreCase(database.Connect(), "ODBC;DSN=mariadb") ? '`' : '"';
+  std::string quoted(1, quote);
+  for (const char c : name) quoted.append(c == quote ? 2 : 1, c);
+  return quoted + quote;
+}
+
 void Execute(Database& database, std::string_view sql) {
   const auto done = database.Execute(sql, database::kSqlPassThrough);
   REQUIRE_MESSAGE(done.ok(), std::string(sql) << ": " << std::string(done.status().message()));
@@ -246,16 +263,13 @@ void CheckLostServer(const std::string& connect, TestServer& server) {
       Execute(*source, "DELETE FROM lost");
       Listener listener(*source, {});
       auto inserter =
-          database::AsBulkDatabase(*source)->MakeBulkInserter("lost", {"id", "t"}, listener, {});
+          database::AsRowDatabase(*source)->MakeRowPoster("lost", {"id", "t"}, listener, {});
       REQUIRE(inserter.ok());
-      LiteralRow row;
       for (int i = 1; i <= 2000; ++i) {
         if (i == 1000 && way == Way::kStandsStill) server.Freeze(true);
         if (i == 1000 && way != Way::kStandsStill) server.Kill();
         if (i == 1000 && way == Way::kComesBack) server.StartAgain();
-        row.Clear();
-        row.AppendWritten(std::to_string(i));
-        row.AppendWritten("'text'");
+        const Value row[] = {Value::Integer(i), Value::Text("text")};
         REQUIRE((*inserter)->Add(i, row).ok());
       }
       REQUIRE((*inserter)->Flush().ok());

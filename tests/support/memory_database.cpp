@@ -3,8 +3,10 @@
 #include "base/M_STRING.h"
 #include "database/database.h"
 #include "database/recordset.h"
+#include "database/row_poster.h"
 #include "tests/support/memory_table.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <map>
@@ -30,8 +32,8 @@ namespace {
 struct StoredDatabase {
   std::string password;
   std::vector<std::shared_ptr<MemoryTable>> tables;  // shared with open record sets
-  std::vector<std::string> statements;
-  std::map<int, StatementOutcome> outcomes;
+  std::vector<std::string> posts;
+  std::map<int, PostOutcome> outcomes;
 
   std::shared_ptr<MemoryTable> Find(std::string_view name) const {
     for (const auto& table : tables)
@@ -268,14 +270,17 @@ class MemoryRecordset final : public database::Recordset {
   bool opening_ = true;
 };
 
-class MemoryDatabase final : public database::Database {
+class MemoryDatabase : public database::Database {
  public:
   MemoryDatabase(database::DBEngine& owner, OpenRequest request, std::shared_ptr<Store> store,
                  std::string key)
       : Database(owner, std::move(request)), store_(std::move(store)), key_(std::move(key)) {}
 
- private:
+ protected:
   StoredDatabase& stored() const { return store_->Get(key_); }
+  const std::shared_ptr<Store>& store() const noexcept { return store_; }
+
+ private:
   std::shared_ptr<MemoryTable> Require(std::string_view name, ErrorNumber number) const {
     auto table = stored().Find(name);
     if (!table)
@@ -306,19 +311,6 @@ class MemoryDatabase final : public database::Database {
             "the linked table '" + def.Name + "' cannot be opened as a table");
     return std::make_unique<MemoryRecordset>(*this, type, std::move(def), store_, table);
   }
-  std::int64_t DoExecute(std::string_view sql, std::int32_t options) override {
-    if (!IsOdbc() || options != database::kSqlPassThrough)
-      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
-            "the database '" + key_ + "' takes only statements passed through to a server");
-    store_->Enter({}, "Execute", {}, sql);
-    auto& statements = stored().statements;
-    statements.emplace_back(sql);
-    const auto scripted = stored().outcomes.find(static_cast<int>(statements.size()));
-    if (scripted == stored().outcomes.end()) return 1;
-    const StatementOutcome& outcome = scripted->second;
-    if (!outcome.status.ok()) throw database::DriverError(outcome.status, outcome.errors);
-    return outcome.affected;
-  }
   void DoCreateTable(const TableDef& table) override {
     store_->Enter({}, "CreateTable", table.Name);
     if (stored().Find(table.Name))
@@ -336,6 +328,79 @@ class MemoryDatabase final : public database::Database {
 
   std::shared_ptr<Store> store_;
   std::string key_;  // the database's name in the store
+};
+
+// Takes records as a server does, and writes down what it was given.
+class MemoryPoster final : public database::RowPoster {
+ public:
+  MemoryPoster(database::DBEngine& engine, std::shared_ptr<Store> store, StoredDatabase& server,
+               std::vector<std::string> fields, database::RowReceiver& receiver,
+               database::PostOptions options)
+      : engine_(engine),
+        store_(std::move(store)),
+        server_(server),
+        fields_(std::move(fields)),
+        receiver_(receiver),
+        options_(std::move(options)) {}
+
+  Status Add(std::int64_t record_no, std::span<const Value> row) noexcept override {
+    const auto is_key = [&](std::size_t i) {
+      return std::find(options_.keys.begin(), options_.keys.end(), i) != options_.keys.end();
+    };
+    std::string all = "insert", set, where;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      std::string text = " " + fields_[i] + "=";
+      if (row[i].kind == values::Kind::kText) text += "'";
+      text += row[i].IsNull() ? "null" : "";
+      values::ValueFormat::Neutral().Append(row[i], text);
+      if (row[i].kind == values::Kind::kText) text += "'";
+      all += text;
+      (is_key(i) ? where : set) += text;
+    }
+    const bool insert = options_.mode == database::PostMode::kInsert;
+    PostOutcome outcome = Post(insert ? all : "update" + set + " where" + where);
+    if (outcome.affected == 0 && options_.mode == database::PostMode::kUpdateOrInsert)
+      outcome = Post(all);
+    if (!outcome.status.ok()) {
+      engine_.NoteFailure(outcome.status, outcome.errors);
+      receiver_.Refused(record_no, outcome.status);
+    } else if (outcome.affected == 0) {
+      receiver_.Missed(record_no);
+    } else {
+      receiver_.Stored(record_no);
+    }
+    return Status();
+  }
+  Status Flush() noexcept override { return Status(); }
+  std::size_t Waiting() const noexcept override { return 0; }
+  bool Grouped() const noexcept override { return false; }
+  Status DeleteAll() noexcept override { return Post("delete all").status; }
+
+ private:
+  PostOutcome Post(const std::string& what) {
+    store_->Enter({}, "Post", {}, what);
+    server_.posts.push_back(what);
+    const auto scripted = server_.outcomes.find(static_cast<int>(server_.posts.size()));
+    return scripted == server_.outcomes.end() ? PostOutcome() : scripted->second;
+  }
+
+  database::DBEngine& engine_;
+  std::shared_ptr<Store> store_;
+  StoredDatabase& server_;
+  std::vector<std::string> fields_;
+  database::RowReceiver& receiver_;
+  database::PostOptions options_;
+};
+
+class MemoryServer final : public MemoryDatabase, public database::RowDatabase {
+ public:
+  using MemoryDatabase::MemoryDatabase;
+  Result<std::unique_ptr<database::RowPoster>> MakeRowPoster(
+      std::string_view, const std::vector<std::string>& fields, database::RowReceiver& receiver,
+      database::PostOptions options) noexcept override {
+    return std::unique_ptr<database::RowPoster>(
+        std::make_unique<MemoryPoster>(engine(), store(), stored(), fields, receiver, options));
+  }
 };
 
 }  // namespace
@@ -386,10 +451,10 @@ std::vector<std::vector<std::string>> MemoryDriver::Rows(std::string_view databa
   return all;
 }
 
-const std::vector<std::string>& MemoryDriver::Statements(std::string_view database) const {
-  return store_->Get(database).statements;
+const std::vector<std::string>& MemoryDriver::Posts(std::string_view database) const {
+  return store_->Get(database).posts;
 }
-void MemoryDriver::ScriptStatement(std::string_view database, int n, StatementOutcome outcome) {
+void MemoryDriver::ScriptPost(std::string_view database, int n, PostOutcome outcome) {
   store_->Get(database).outcomes[n] = std::move(outcome);
 }
 
@@ -431,6 +496,8 @@ std::unique_ptr<database::Database> MemoryDriver::Open(database::DBEngine& engin
   if (!stored.password.empty() && stored.password != connect.password())
     Throw(Code::kPassword, ErrorNumber::kWrongPassword,
           "the password of the database '" + key + "' is another one");
+  if (base::EqualIgnoreCase(connect.type_word(), "ODBC"))
+    return std::make_unique<MemoryServer>(engine, request, store_, key);
   return std::make_unique<MemoryDatabase>(engine, request, store_, key);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // A database in memory behind the database interface: what the tests of every room above it import
-// into and from. Tables outlive every opening; faults, passwords and answers to statements
+// into and from. Tables outlive every opening; faults, passwords and answers to posts
 // can be scripted, and everything asked of it can be logged.
 
 #include <cstdint>
@@ -14,8 +14,8 @@
 
 namespace kelvorin::tests {
 
-/// How a server answers one statement.
-struct StatementOutcome {
+/// How a server answers one post.
+struct PostOutcome {
   Status status;                               // a failure, or ok
   std::vector<database::PendingError> errors;  // pending errors of a failure; may be empty
   std::int64_t affected = 1;                   // records changed when ok
@@ -51,11 +51,12 @@ class MemoryDriver final : public database::Driver {
   std::vector<std::vector<std::string>> Rows(std::string_view database,
                                              std::string_view table) const;
 
-  // --- Statements. Only databases opened with an ODBC connect string take them; they are recorded,
-  // not carried out.
-  const std::vector<std::string>& Statements(std::string_view database) const;
-  /// Answer to the `n`-th statement (from 1) that the database gets; others change one record.
-  void ScriptStatement(std::string_view database, int n, StatementOutcome outcome);
+  // --- Posts. Databases opened with an ODBC connect string take records as values, one by one;
+  // they are recorded, not carried out: "insert Key='k' Value=5", "update Value=5 where Key='k'",
+  // "delete all".
+  const std::vector<std::string>& Posts(std::string_view database) const;
+  /// Answer to the `n`-th post (from 1) that the database gets; others change one record.
+  void ScriptPost(std::string_view database, int n, PostOutcome outcome);
 
   // --- Faults. An operation is named as in the log, either by its word alone ("Update") or with
   // the field, table or database behind it ("WriteField Price", "OpenRecordset orders"). Reads are

@@ -1,10 +1,11 @@
-#include "database/sql_text.h"
+#include "database/odbc/sql_text.h"
 
 #include "base/M_STRING.h"
 #include "database/errors.h"
+#include "database/odbc/utf8.h"
 #include "values/value_format.h"
 
-namespace kelvorin::database {
+namespace kelvorin::database::odbc {
 namespace {
 
 using values::Kind;
@@ -34,32 +35,6 @@ bool CanStand(std::string_view name, std::string_view quote) noexcept {
   return true;
 }
 
-// Which kinds of value a field of a type takes.
-bool Belongs(Kind kind, TypeCode type) noexcept {
-  switch (kind) {
-    case Kind::kNull:
-      return true;
-    case Kind::kBoolean:
-      return type == TypeCode::kBoolean;
-    case Kind::kInteger:
-    case Kind::kDouble:
-    case Kind::kCurrency:
-      return type == TypeCode::kByte || type == TypeCode::kInteger || type == TypeCode::kLong ||
-             type == TypeCode::kCurrency || type == TypeCode::kSingle ||
-             type == TypeCode::kDouble || type == TypeCode::kBigInt || type == TypeCode::kNumeric ||
-             type == TypeCode::kDecimal || type == TypeCode::kFloat;
-    case Kind::kDateTime:
-      return type == TypeCode::kDate || type == TypeCode::kTime || type == TypeCode::kTimeStamp;
-    case Kind::kText:
-      return values::IsText(type);
-    case Kind::kGuid:
-      return type == TypeCode::kGuid;
-    case Kind::kBytes:
-      return false;
-  }
-  return false;
-}
-
 void AppendDigits(std::int32_t number, std::size_t width, std::string& out) {
   const std::string digits = base::ToDecimal(number);
   if (digits.size() < width) out.append(width - digits.size(), '0');
@@ -86,25 +61,19 @@ void AppendTimeOfDay(std::int32_t milliseconds, std::string& out) {
   AppendDigits(milliseconds % 1000, 3, out);
 }
 
-Status AppendDateTime(values::DateTime value, TypeCode type, const SqlDialect& dialect,
-                      std::string& out) {
+Status AppendDateTime(values::DateTime value, TypeCode type, std::string& out) {
   if (value.milliseconds < 0 || value.milliseconds >= kMillisecondsOfDay ||
       value.day < values::ToDay({1, 1, 1}) || value.day > values::ToDay({9999, 12, 31}))
     return Refuse(type, "it lies outside the years 1 to 9999");
   if (type == TypeCode::kTime) {
     if (value.day != 0) return Refuse(type, "it has a date");
-    out += dialect.time_prefix;
     AppendTimeOfDay(value.milliseconds, out);
-  } else if (type == TypeCode::kDate && value.milliseconds == 0) {
-    out += dialect.date_prefix;
-    AppendDate(value.day, out);
-  } else {
-    out += dialect.timestamp_prefix;
-    AppendDate(value.day, out);
-    out += ' ';
-    AppendTimeOfDay(value.milliseconds, out);
+    return Status();
   }
-  out += dialect.literal_suffix;
+  AppendDate(value.day, out);
+  if (type == TypeCode::kDate && value.milliseconds == 0) return Status();
+  out += ' ';
+  AppendTimeOfDay(value.milliseconds, out);
   return Status();
 }
 
@@ -122,33 +91,28 @@ Status AppendNumber(const Value& value, TypeCode type, std::string& out) {
 
 }  // namespace
 
-Status AppendIdentifier(std::string_view name, const SqlDialect& dialect, std::string& out,
-                        bool qualified) {
-  const std::size_t from = out.size();
+Status AppendIdentifier(std::string_view name, const SqlDialect& dialect, std::string& out) {
   const std::string_view quote = dialect.identifier_quote;
-  for (std::string_view rest = name;;) {
-    const std::size_t end = qualified ? rest.find('.') : std::string_view::npos;
-    const std::string_view part = rest.substr(0, end);
-    if (!CanStand(part, quote)) {
-      out.resize(from);
-      return MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
-                        "the name '" + std::string(name) + "' cannot be written in a statement");
-    }
-    out += quote;
-    for (char c : part) {
-      out += c;
-      if (quote.size() == 1 && c == quote.front()) out += c;
-    }
-    out += quote;
-    if (end == std::string_view::npos) return Status();
-    out += '.';
-    rest = rest.substr(end + 1);
+  if (!CanStand(name, quote))
+    return MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+                      "the name '" + std::string(name) + "' cannot be written in a statement");
+  out += quote;
+  for (char c : name) {
+    out += c;
+    if (quote.size() == 1 && c == quote.front()) out += c;
   }
+  out += quote;
+  return Status();
 }
 
 Status AppendTextLiteral(std::string_view text, const SqlDialect& dialect, std::string& out) {
   if (text.find('\0') != std::string_view::npos)
     return Refuse(TypeCode::kText, "it holds a character of code 0");
+  AppendQuoted(text, dialect, out);
+  return Status();
+}
+
+void AppendQuoted(std::string_view text, const SqlDialect& dialect, std::string& out) {
   const std::string_view doubled = dialect.backslash_escapes ? "'\\" : "'";
   out += '\'';
   for (std::size_t from = 0;;) {
@@ -160,32 +124,35 @@ Status AppendTextLiteral(std::string_view text, const SqlDialect& dialect, std::
     from = stop + 1;
   }
   out += '\'';
-  return Status();
 }
 
-Status AppendLiteral(const Value& value, TypeCode type, const SqlDialect& dialect,
-                     std::string& out) {
-  if (!Belongs(value.kind, type)) return Refuse(type, "it is of another kind");
+Status AppendCell(const Value& value, TypeCode type, std::string& out, CellKind& kind) {
+  kind = CellKind::kQuoted;
   switch (value.kind) {
     case Kind::kNull:
-      out += "NULL";
+      kind = CellKind::kNull;
       return Status();
     case Kind::kBoolean:
-      out += dialect.boolean_as_digit ? (value.boolean ? "1" : "0")
-                                      : (value.boolean ? "TRUE" : "FALSE");
+      // A server that has a type for truth values reads it as text.
+      if (!values::IsText(type)) kind = CellKind::kPlain;
+      out += value.boolean ? '1' : '0';
       return Status();
     case Kind::kInteger:
+      kind = CellKind::kPlain;
+      base::AppendDecimal(value.integer, out);
+      return Status();
     case Kind::kDouble:
     case Kind::kCurrency:
+      kind = CellKind::kPlain;
       return AppendNumber(value, type, out);
     case Kind::kDateTime:
-      return AppendDateTime(value.date_time, type, dialect, out);
+      return AppendDateTime(value.date_time, type, out);
     case Kind::kText:
-      return AppendTextLiteral(value.text, dialect, out);
+      if (value.text.find('\0') != std::string_view::npos)
+        return Refuse(type, "it holds a character of code 0");
+      return AppendUtf8Text(value.text, out);
     case Kind::kGuid:
-      out += '\'';
       values::ValueFormat::Neutral().Append(value, out);
-      out += '\'';
       return Status();
     case Kind::kBytes:
       break;
@@ -193,4 +160,4 @@ Status AppendLiteral(const Value& value, TypeCode type, const SqlDialect& dialec
   return Refuse(type, "it is binary");
 }
 
-}  // namespace kelvorin::database
+}  // namespace kelvorin::database::odbc

@@ -1,4 +1,4 @@
-#include "database/sql_text.h"
+#include "database/odbc/record_batch.h"
 
 #include <doctest/doctest.h>
 
@@ -7,7 +7,7 @@
 
 #include "values/value_format.h"
 
-namespace kelvorin::database {
+namespace kelvorin::database::odbc {
 namespace {
 
 using values::TypeCode;
@@ -20,16 +20,11 @@ SqlDialect Backslash() {
   SqlDialect dialect;
   dialect.identifier_quote = "`";
   dialect.backslash_escapes = true;
-  dialect.boolean_as_digit = false;
   return dialect;
 }
-SqlDialect Escapes() {
+SqlDialect Unquoted() {
   SqlDialect dialect;
   dialect.identifier_quote = "";
-  dialect.date_prefix = "{d '";
-  dialect.time_prefix = "{t '";
-  dialect.timestamp_prefix = "{ts '";
-  dialect.literal_suffix = "'}";
   return dialect;
 }
 
@@ -66,104 +61,83 @@ TEST_CASE("a text literal ends where its text ends") {
 TEST_CASE("names are quoted by the dialect, or refused") {
   struct Row {
     std::string name;
-    bool qualified;
     std::string ansi;
     std::string backtick;
     std::string unquoted;  // empty: refused
   };
   const Row rows[] = {
-      {"order", false, "\"order\"", "`order`", "order"},
-      {"a b", false, "\"a b\"", "`a b`", ""},
-      {"a\"b`c", false, "\"a\"\"b`c\"", "`a\"b``c`", ""},
-      {"t; DROP TABLE x", false, "\"t; DROP TABLE x\"", "`t; DROP TABLE x`", ""},
-      {"a\\", false, "\"a\\\"", "`a\\`", ""},
-      {"s.t", false, "\"s.t\"", "`s.t`", ""},
-      {"s.t", true, "\"s\".\"t\"", "`s`.`t`", "s.t"},
-      {"s.a.t", true, "\"s\".\"a\".\"t\"", "`s`.`a`.`t`", "s.a.t"},
-      {"\u00C4rzte_2$", false, "\"\u00C4rzte_2$\"", "`\u00C4rzte_2$`", "\u00C4rzte_2$"},
-      {"", false, "", "", ""},
-      {"s.", true, "", "", ""},
-      {".t", true, "", "", ""},
+      {"order", "\"order\"", "`order`", "order"},
+      {"a b", "\"a b\"", "`a b`", ""},
+      {"a\"b`c", "\"a\"\"b`c\"", "`a\"b``c`", ""},
+      {"t; DROP TABLE x", "\"t; DROP TABLE x\"", "`t; DROP TABLE x`", ""},
+      {"a\\", "\"a\\\"", "`a\\`", ""},
+      {"s.t", "\"s.t\"", "`s.t`", ""},
+      {"\u00C4rzte_2$", "\"\u00C4rzte_2$\"", "`\u00C4rzte_2$`", "\u00C4rzte_2$"},
+      {"", "", "", ""},
   };
   for (const Row& row : rows) {
     CAPTURE(row.name);
     const auto written = [&](const SqlDialect& dialect) {
       std::string out = "x";
-      const bool ok = AppendIdentifier(row.name, dialect, out, row.qualified).ok();
+      const bool ok = AppendIdentifier(row.name, dialect, out).ok();
       CHECK(ok == (out != "x"));
       return out.substr(1);
     };
     CHECK(written(Ansi()) == row.ansi);
     CHECK(written(Backslash()) == row.backtick);
-    CHECK(written(Escapes()) == row.unquoted);
+    CHECK(written(Unquoted()) == row.unquoted);
   }
   std::string out;
   CHECK_FALSE(AppendIdentifier(std::string_view("a\0b", 3), Ansi(), out).ok());
 }
 
-TEST_CASE("literals of fields, from text as an import has it") {
+TEST_CASE("values as a server reads them, from text as an import has it") {
   struct Row {
     TypeCode type;
     std::string text;
-    std::string ansi;
-    std::string backslash;
-    std::string escapes;
+    std::string sent;  // in quotes where it stands so
   };
   const Row rows[] = {
-      {TypeCode::kText, "", "''", "''", "''"},
-      {TypeCode::kMemo, "it's \\", "'it''s \\'", "'it''s \\\\'", "'it''s \\'"},
-      {TypeCode::kLong, "", "NULL", "NULL", "NULL"},
-      {TypeCode::kLong, " -12 ", "-12", "-12", "-12"},
-      {TypeCode::kBigInt, "-9223372036854775808", "-9223372036854775808", "-9223372036854775808",
-       "-9223372036854775808"},
-      {TypeCode::kCurrency, "$1.50", "1.5", "1.5", "1.5"},
-      {TypeCode::kDecimal, "0012345678901234567890.10", "12345678901234567890.1",
-       "12345678901234567890.1", "12345678901234567890.1"},
-      {TypeCode::kBoolean, "Yes", "1", "TRUE", "1"},
-      {TypeCode::kBoolean, "0", "0", "FALSE", "0"},
-      {TypeCode::kDate, "2024-02-29", "'2024-02-29'", "'2024-02-29'", "{d '2024-02-29'}"},
-      {TypeCode::kDate, "0999-01-02 03:04:05", "'0999-01-02 03:04:05'", "'0999-01-02 03:04:05'",
-       "{ts '0999-01-02 03:04:05'}"},
-      {TypeCode::kTimeStamp, "2024-02-29", "'2024-02-29 00:00:00'", "'2024-02-29 00:00:00'",
-       "{ts '2024-02-29 00:00:00'}"},
-      {TypeCode::kTimeStamp, "2024-02-29 01:02:03.004", "'2024-02-29 01:02:03.004'",
-       "'2024-02-29 01:02:03.004'", "{ts '2024-02-29 01:02:03.004'}"},
-      {TypeCode::kTime, "1:02 PM", "'13:02:00'", "'13:02:00'", "{t '13:02:00'}"},
-      {TypeCode::kDate, "1899-12-30", "'1899-12-30'", "'1899-12-30'", "{d '1899-12-30'}"},
-      {TypeCode::kDate, "10:30:00", "'1899-12-30 10:30:00'", "'1899-12-30 10:30:00'",
-       "{ts '1899-12-30 10:30:00'}"},
+      {TypeCode::kText, "", "''"},
+      {TypeCode::kMemo, "it's \\", "'it''s \\'"},
+      {TypeCode::kLong, "", "NULL"},
+      {TypeCode::kLong, " -12 ", "-12"},
+      {TypeCode::kBigInt, "-9223372036854775808", "-9223372036854775808"},
+      {TypeCode::kCurrency, "$1.50", "1.5"},
+      {TypeCode::kDecimal, "0012345678901234567890.10", "12345678901234567890.1"},
+      {TypeCode::kBoolean, "Yes", "1"},
+      {TypeCode::kBoolean, "0", "0"},
+      {TypeCode::kDate, "2024-02-29", "'2024-02-29'"},
+      {TypeCode::kDate, "0999-01-02 03:04:05", "'0999-01-02 03:04:05'"},
+      {TypeCode::kTimeStamp, "2024-02-29", "'2024-02-29 00:00:00'"},
+      {TypeCode::kTimeStamp, "2024-02-29 01:02:03.004", "'2024-02-29 01:02:03.004'"},
+      {TypeCode::kTime, "1:02 PM", "'13:02:00'"},
+      {TypeCode::kDate, "1899-12-30", "'1899-12-30'"},
+      {TypeCode::kDate, "10:30:00", "'1899-12-30 10:30:00'"},
       {TypeCode::kGuid, "00112233-4455-6677-8899-aabbccddeeff",
-       "'{00112233-4455-6677-8899-AABBCCDDEEFF}'", "'{00112233-4455-6677-8899-AABBCCDDEEFF}'",
        "'{00112233-4455-6677-8899-AABBCCDDEEFF}'"},
   };
   for (const Row& row : rows) {
     CAPTURE(row.text);
     Value value;
-    std::string scratch;
+    std::string scratch, list;
     REQUIRE(values::ValueFormat::Neutral().Parse(row.text, row.type, value, scratch).ok());
-    const auto written = [&](const SqlDialect& dialect) {
-      std::string out;
-      CHECK(AppendLiteral(value, row.type, dialect, out).ok());
-      return out;
-    };
-    CHECK(written(Ansi()) == row.ansi);
-    CHECK(written(Backslash()) == row.backslash);
-    CHECK(written(Escapes()) == row.escapes);
+    RecordBatch batch({TypeCode::kLong, row.type});
+    const Value record[] = {Value::Integer(1), value};
+    REQUIRE(batch.Add(7, record).ok());
+    REQUIRE(batch.Add(8, record).ok());
+    batch.AppendList(1, Ansi(), list);
+    CHECK(list == "(1," + row.sent + ")");
   }
 }
 
-TEST_CASE("values that do not belong to their field are refused whole") {
+TEST_CASE("values that no server reads are refused whole") {
   struct Row {
     std::string name;
     TypeCode type;
     Value value;
   };
   const Row rows[] = {
-      {"text in a number", TypeCode::kLong, Value::Text("1); DELETE FROM t; --")},
-      {"text in a date", TypeCode::kDate, Value::Text("2024-01-01")},
-      {"number in a text", TypeCode::kText, Value::Integer(5)},
-      {"number in a date", TypeCode::kDate, Value::Integer(45000)},
-      {"Boolean in a number", TypeCode::kLong, Value::Boolean(true)},
       {"bytes", TypeCode::kBinary, Value::Bytes("ab")},
       {"not a number", TypeCode::kDouble, Value::Double(std::nan(""))},
       {"infinite", TypeCode::kDouble, Value::Double(std::numeric_limits<double>::infinity())},
@@ -178,13 +152,18 @@ TEST_CASE("values that do not belong to their field are refused whole") {
   };
   for (const Row& row : rows) {
     CAPTURE(row.name);
-    std::string out = "kept";
-    const Status status = AppendLiteral(row.value, row.type, Ansi(), out);
+    RecordBatch batch({TypeCode::kText, row.type});
+    const Value record[] = {Value::Text("kept out"), row.value};
+    const Status status = batch.Add(1, record);
     CHECK(status.code() == Code::kConversion);
     CHECK(status.number() == 3421);
-    CHECK(out == "kept");
+    const Value good[] = {Value::Text("a"), Value::Null()};
+    REQUIRE(batch.Add(2, good).ok());
+    std::string list;
+    batch.AppendList(0, Ansi(), list);
+    CHECK(list == "('a',NULL)");
   }
 }
 
 }  // namespace
-}  // namespace kelvorin::database
+}  // namespace kelvorin::database::odbc

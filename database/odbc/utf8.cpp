@@ -1,0 +1,45 @@
+#include "database/odbc/utf8.h"
+
+#include "base/code_page.h"
+#include "database/errors.h"
+
+namespace kelvorin::database::odbc {
+
+Status AppendUtf8Text(std::string_view text, std::string& out) {
+  const base::CodePage& ansi = base::AnsiPage();
+  std::size_t at = base::AsciiPrefix(text);
+  if (at == text.size()) {
+    out += text;
+    return Status();
+  }
+  if (!ansi.is_utf8()) {
+    static const base::CodePage& utf8 = *base::FindCodePage(base::kUtf8Page);
+    base::Converter(ansi, utf8).Append(text, out);
+    return Status();
+  }
+  while (at < text.size()) {
+    if (base::DecodeUtf8(text, at) == base::kInvalidCharacter)
+      return database::MakeStatus(Code::kConversion, database::ErrorNumber::kConversion,
+                                  "a text holds bytes that are no character in UTF-8");
+    at += base::AsciiPrefix(text.substr(at));
+  }
+  out += text;
+  return Status();
+}
+
+std::string Utf8Name(const std::string& name) {
+  std::string utf8;
+  return AppendUtf8Text(name, utf8).ok() ? utf8 : name;
+}
+
+void AppendAnsiText(std::string_view utf8, std::string& out) {
+  const base::CodePage& ansi = base::AnsiPage();
+  if (ansi.is_utf8() || base::AsciiPrefix(utf8) == utf8.size()) {
+    out += utf8;
+    return;
+  }
+  static const base::CodePage& from = *base::FindCodePage(base::kUtf8Page);
+  base::Converter(from, ansi).Append(utf8, out);
+}
+
+}  // namespace kelvorin::database::odbc
