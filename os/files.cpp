@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,6 +42,7 @@ int Flags(OpenMode mode) noexcept {
     case OpenMode::kReadWrite:
       return O_RDWR;
     case OpenMode::kCreateNew:
+    case OpenMode::kCreatePrivate:
       return O_RDWR | O_CREAT | O_EXCL;
     case OpenMode::kCreateOrTruncate:
       return O_RDWR | O_CREAT | O_TRUNC;
@@ -48,6 +50,27 @@ int Flags(OpenMode mode) noexcept {
       return O_WRONLY | O_CREAT | O_APPEND;
   }
   return O_RDONLY;
+}
+
+FileFacts FactsOf(const struct stat& facts) noexcept {
+  FileFacts out;
+  out.kind = S_ISREG(facts.st_mode)   ? FileKind::kRegular
+             : S_ISDIR(facts.st_mode) ? FileKind::kFolder
+             : S_ISLNK(facts.st_mode) ? FileKind::kLink
+                                      : FileKind::kOther;
+  out.identity = {static_cast<std::uint64_t>(facts.st_dev),
+                  static_cast<std::uint64_t>(facts.st_ino)};
+  out.size = static_cast<std::uint64_t>(facts.st_size);
+  out.owner = facts.st_uid;
+  out.links = static_cast<std::uint64_t>(facts.st_nlink);
+  return out;
+}
+
+std::uint64_t SizeLimit() noexcept {
+  struct rlimit limit {};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+    return ~std::uint64_t{0};
+  return limit.rlim_cur;
 }
 
 /// Gives a file the owner and mode of another. False when the mode could not be set; the owner
@@ -85,13 +108,15 @@ std::string FollowLinks(std::string path, std::error_code& error) {
 
 }  // namespace
 
-FileHandle::FileHandle(FileHandle&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+FileHandle::FileHandle(FileHandle&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), limit_(other.limit_) {}
 
 FileHandle& FileHandle::operator=(FileHandle&& other) noexcept {
   if (this != &other) {
     std::error_code ignored;
     Close(ignored);
     fd_ = std::exchange(other.fd_, -1);
+    limit_ = other.limit_;
   }
   return *this;
 }
@@ -102,24 +127,44 @@ FileHandle::~FileHandle() {
 }
 
 FileHandle FileHandle::Open(const std::string& path, OpenMode mode, std::error_code& error,
-                            bool only_owner) {
+                            bool only_owner, Accept accept) {
   error.clear();
   FileHandle handle;
-  const mode_t permissions = only_owner ? 0600 : 0666;
-  handle.fd_ = Retry([&] { return ::open(path.c_str(), Flags(mode) | O_CLOEXEC, permissions); });
+  const bool regular = accept == Accept::kRegular;
+  struct stat facts {};
+  // Looked at before it is opened, because opening alone moves some devices; and again after.
+  if (regular && ::stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode) &&
+      !S_ISDIR(facts.st_mode)) {
+    error = std::make_error_code(std::errc::operation_not_supported);
+    return handle;
+  }
+  const mode_t permissions = only_owner || mode == OpenMode::kCreatePrivate ? 0600 : 0666;
+  const int flags = Flags(mode) | O_CLOEXEC | (regular ? O_NONBLOCK | O_NOCTTY : 0);
+  handle.fd_ = Retry([&] { return ::open(path.c_str(), flags, permissions); });
   if (handle.fd_ < 0) {
     error = Last();
     return handle;
   }
   // A folder opens for reading without complaint and fails only later, with a puzzling message.
-  struct stat facts {};
   if (::fstat(handle.fd_, &facts) != 0) {
     error = Last();
   } else if (S_ISDIR(facts.st_mode)) {
     error = std::make_error_code(std::errc::is_a_directory);
+  } else if (regular && !S_ISREG(facts.st_mode)) {
+    error = std::make_error_code(std::errc::operation_not_supported);
   }
-  if (error) handle = FileHandle();
+  if (error) {
+    handle = FileHandle();
+  } else if (mode != OpenMode::kRead) {
+    handle.limit_ = SizeLimit();
+  }
   return handle;
+}
+
+bool FileHandle::WithinLimit(std::uint64_t end, std::error_code& error) const noexcept {
+  if (end <= limit_) return true;
+  error = std::make_error_code(std::errc::file_too_large);
+  return false;
 }
 
 void FileHandle::Close(std::error_code& error) noexcept {
@@ -129,24 +174,20 @@ void FileHandle::Close(std::error_code& error) noexcept {
   if (::close(std::exchange(fd_, -1)) != 0 && errno != EINTR) error = Last();
 }
 
-std::uint64_t FileHandle::Size(std::error_code& error) const noexcept {
+FileFacts FileHandle::Facts(std::error_code& error) const noexcept {
   error.clear();
   struct stat facts {};
-  if (::fstat(fd_, &facts) != 0) {
-    error = Last();
-    return 0;
-  }
-  return static_cast<std::uint64_t>(facts.st_size);
+  if (::fstat(fd_, &facts) == 0) return FactsOf(facts);
+  error = Last();
+  return {};
+}
+
+std::uint64_t FileHandle::Size(std::error_code& error) const noexcept {
+  return Facts(error).size;
 }
 
 FileIdentity FileHandle::Identity(std::error_code& error) const noexcept {
-  error.clear();
-  struct stat facts {};
-  if (::fstat(fd_, &facts) != 0) {
-    error = Last();
-    return {};
-  }
-  return {static_cast<std::uint64_t>(facts.st_dev), static_cast<std::uint64_t>(facts.st_ino)};
+  return Facts(error).identity;
 }
 
 std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
@@ -171,7 +212,7 @@ std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
 void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
                          std::error_code& error) noexcept {
   error.clear();
-  if (!FitsOffset(offset, in.size(), error)) return;
+  if (!FitsOffset(offset, in.size(), error) || !WithinLimit(offset + in.size(), error)) return;
   while (!in.empty()) {
     const ssize_t count =
         Retry([&] { return ::pwrite(fd_, in.data(), in.size(), static_cast<off_t>(offset)); });
@@ -186,6 +227,13 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
 
 void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) noexcept {
   error.clear();
+  if (limit_ != ~std::uint64_t{0}) {
+    // Only under a limit is it worth asking where the writing goes.
+    const int flags = ::fcntl(fd_, F_GETFL);
+    const bool at_end = flags >= 0 && (flags & O_APPEND) != 0;
+    const off_t at = ::lseek(fd_, 0, at_end ? SEEK_END : SEEK_CUR);
+    if (at >= 0 && !WithinLimit(static_cast<std::uint64_t>(at) + in.size(), error)) return;
+  }
   while (!in.empty()) {
     const ssize_t count = Retry([&] { return ::write(fd_, in.data(), in.size()); });
     if (count <= 0) {
@@ -198,13 +246,13 @@ void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) no
 
 void FileHandle::Truncate(std::uint64_t size, std::error_code& error) noexcept {
   error.clear();
-  if (!FitsOffset(size, 0, error)) return;
+  if (!FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) != 0) error = Last();
 }
 
 void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
   const std::uint64_t now = Size(error);
-  if (error || size <= now || !FitsOffset(size, 0, error)) return;
+  if (error || size <= now || !FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] {
         return ::fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(now),
                            static_cast<off_t>(size - now));
@@ -247,6 +295,15 @@ void FileHandle::Unlock(std::uint64_t offset, std::uint64_t length,
   if (Retry([&] { return ::fcntl(fd_, F_OFD_SETLK, &range); }) != 0) error = Last();
 }
 
+void FileHandle::TakeAccess(const FileHandle& from) noexcept {
+  struct stat facts {};
+  if (::fstat(from.fd_, &facts) != 0) return;
+  const bool foreign = facts.st_uid != ::geteuid() || facts.st_gid != ::getegid();
+  if (foreign && ::fchown(fd_, facts.st_uid, facts.st_gid) != 0) errno = 0;
+  // Mode last: a change of owner clears bits of it.
+  if (::fchmod(fd_, facts.st_mode & 0777) != 0) errno = 0;
+}
+
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
@@ -267,17 +324,25 @@ bool IsWritable(const std::string& path) noexcept {
   return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
+bool CanMakeFilesIn(const std::string& folder) noexcept {
+  return ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+FileFacts Look(const std::string& path) noexcept {
+  struct stat facts {};
+  return ::lstat(path.c_str(), &facts) == 0 ? FactsOf(facts) : FileFacts{};
+}
+
+std::uint64_t CurrentUser() noexcept {
+  return ::geteuid();
+}
+
 std::string RealPath(const std::string& path, std::error_code& error) {
   error.clear();
   char resolved[PATH_MAX];
   if (::realpath(path.c_str(), resolved) != nullptr) return resolved;
   error = Last();
   return {};
-}
-
-void CopyAccess(const std::string& from, const std::string& to) noexcept {
-  struct stat facts {};
-  if (::stat(from.c_str(), &facts) == 0) SetAccess(to, facts);
 }
 
 void Remove(const std::string& path, std::error_code& error) noexcept {

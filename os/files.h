@@ -13,9 +13,10 @@
 namespace kelvorin::os {
 
 enum class OpenMode : std::uint8_t {
-  kRead,       // must exist
-  kReadWrite,  // must exist
-  kCreateNew,  // read and write; fails when it exists
+  kRead,           // must exist
+  kReadWrite,      // must exist
+  kCreateNew,      // read and write; fails when it exists
+  kCreatePrivate,  // the same, and nobody but the owner may open it
   kCreateOrTruncate,
   kAppend,  // created when missing; every write goes to the end
 };
@@ -29,6 +30,20 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
+enum class FileKind : std::uint8_t { kNone, kRegular, kFolder, kLink, kOther };
+
+/// What the system tells of a file: a path that leads nowhere has the kind `kNone` and zeros.
+struct FileFacts {
+  FileKind kind = FileKind::kNone;  // kOther: pipe, device, socket
+  FileIdentity identity;
+  std::uint64_t size = 0;   // bytes
+  std::uint64_t owner = 0;  // user number
+  std::uint64_t links = 0;  // names that lead to it in its file system
+};
+
+/// What may be opened: a pipe or device is fine to read text from, and no place for a table.
+enum class Accept : std::uint8_t { kAny, kRegular };
+
 /// One open file; closed by the destructor.
 class FileHandle {
  public:
@@ -39,15 +54,17 @@ class FileHandle {
   FileHandle& operator=(const FileHandle&) = delete;
   ~FileHandle();
 
-  /// New files get mode 0666 less the umask, or 0600 when `only_owner`.
+  /// New files get mode 0666 less the umask, or 0600 when `only_owner`. With `Accept::kRegular` the
+  /// call never waits, and answers `operation_not_supported` for what is no regular file.
   static FileHandle Open(const std::string& path, OpenMode mode, std::error_code& error,
-                         bool only_owner = false);
+                         bool only_owner = false, Accept accept = Accept::kAny);
   bool is_open() const noexcept { return fd_ >= 0; }
   /// A deferred write error of the operating system is reported here.
   void Close(std::error_code& error) noexcept;
 
   std::uint64_t Size(std::error_code& error) const noexcept;
   FileIdentity Identity(std::error_code& error) const noexcept;
+  FileFacts Facts(std::error_code& error) const noexcept;
   /// Bytes read, fewer than asked only at the end of the file.
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out,
                      std::error_code& error) const noexcept;
@@ -66,9 +83,16 @@ class FileHandle {
   bool TryLock(std::uint64_t offset, std::uint64_t length, LockKind kind,
                std::error_code& error) noexcept;
   void Unlock(std::uint64_t offset, std::uint64_t length, std::error_code& error) noexcept;
+  /// Gives this file the owner, group and mode of another, as far as the system allows.
+  void TakeAccess(const FileHandle& from) noexcept;
 
  private:
+  /// False, with `file_too_large`, when a change reaching to `end` would break the process's limit
+  /// of file sizes: the system would answer such a call with a deadly signal.
+  bool WithinLimit(std::uint64_t end, std::error_code& error) const noexcept;
+
   int fd_ = -1;
+  std::uint64_t limit_ = ~std::uint64_t{0};  // bytes; of the process, as of the opening
 };
 
 /// The folder part of a path: "." for a bare name, "/" for what lies at the root.
@@ -76,11 +100,16 @@ std::string FolderOf(const std::string& path);
 bool Exists(const std::string& path) noexcept;
 bool IsFolder(const std::string& path) noexcept;
 bool IsWritable(const std::string& path) noexcept;
+/// Whether files may be made and removed in a folder, as far as rights and mounts tell.
+bool CanMakeFilesIn(const std::string& folder) noexcept;
+/// What a name leads to, a symbolic link not followed. Never fails: what cannot be looked at is
+/// `kNone`.
+FileFacts Look(const std::string& path) noexcept;
+/// Number of the user in whose name this process works.
+std::uint64_t CurrentUser() noexcept;
 /// The absolute path with every symbolic link followed; empty, with an error, when nothing is
 /// there.
 std::string RealPath(const std::string& path, std::error_code& error);
-/// Gives `to` the owner, group and mode of `from`, as far as the system allows.
-void CopyAccess(const std::string& from, const std::string& to) noexcept;
 void Remove(const std::string& path, std::error_code& error) noexcept;
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept;
 void MakeFolders(const std::string& path, std::error_code& error) noexcept;

@@ -40,7 +40,11 @@ class File {
   /// this process too; false when one of them holds any of it.
   virtual bool TryLock(std::uint64_t offset, std::uint64_t length, os::LockKind kind) = 0;
   virtual void Unlock(std::uint64_t offset, std::uint64_t length) = 0;
-  virtual os::FileIdentity Identity() = 0;
+  virtual os::FileFacts Facts() = 0;
+  os::FileIdentity Identity() { return Facts().identity; }
+  /// Gives this file the owner and the rights of another of the same file system, as far as that is
+  /// allowed; never fails.
+  virtual void TakeAccess(File& from) noexcept = 0;
 
  protected:
   explicit File(std::string path) : path_(std::move(path)) {}
@@ -54,15 +58,20 @@ class FileSystem {
  public:
   virtual ~FileSystem() = default;
 
-  /// Errors: `kNotFound`, `kAlreadyExists`, `kReadOnly` (writing is not allowed), else `kIo`.
+  /// Never waits; what is no regular file (a folder, a pipe, a device) is refused. Errors:
+  /// `kNotFound`, `kAlreadyExists`, `kReadOnly` (writing is not allowed), else `kIo`.
   virtual std::unique_ptr<File> Open(const std::string& path, os::OpenMode mode) = 0;
   virtual bool Exists(const std::string& path) = 0;
+  /// What the name itself leads to, a symbolic link not followed; `kNone` when nothing is there.
+  virtual os::FileFacts Look(const std::string& path) = 0;
+  /// Whether files can be made in a folder, as far as rights and mounts tell.
+  virtual bool CanMakeFilesIn(const std::string& folder) = 0;
+  /// Number of the user in whose name files are opened.
+  virtual std::uint64_t User() = 0;
   /// The path with every symbolic link followed; `kNotFound` when nothing is there.
   virtual std::string RealPath(const std::string& path) = 0;
   virtual void Remove(const std::string& path) = 0;
   virtual void Rename(const std::string& from, const std::string& to) = 0;
-  /// Gives `to` the access rights of `from`, as far as the system allows; never fails.
-  virtual void CopyAccess(const std::string& from, const std::string& to) noexcept = 0;
   /// Names of a folder's entries, in no particular order.
   virtual std::vector<std::string> List(const std::string& folder) = 0;
   /// Returns when files made, renamed or removed in this folder stay so after a loss of power.

@@ -1,48 +1,48 @@
 #pragma once
-// The rollback journal `NAME-journal` beside the main file of a store: what the files were before a
-// group of changes is written to them. Used by the store alone.
+// Writes the rollback journal beside the main file of a store: what the files were before a group
+// of changes is written to them, and sums of what they will be. Used by the store alone;
+// `JournalView` reads what a crash left.
 //
-// A group goes: `Start`, `AddImage` for every range that will be overwritten, `Seal`; then the
-// files are written and synced; where files become shorter, `Finish` and the cutting; then
-// `Invalidate`. Found sealed, a journal takes the files back; found finished, it completes the
-// cutting; found otherwise, no file was touched and it means nothing.
+// A group goes: `Start`, then for each range in order of file and place `AddImage` where bytes are
+// overwritten and `AddNew` where the file grows, `Seal`; then the files are written and synced;
+// where files become shorter or go, `Finish` and the cutting; then `Invalidate`.
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "base/bytes.h"
 #include "storage/file.h"
+#include "storage/journal_format.h"
 
 namespace kelvorin::storage {
 
-/// A file that takes part in a group. `name` has no folder: all lie in the main file's.
-struct JournalEntry {
-  std::string name;
-  std::uint64_t old_size = 0;
-  std::uint64_t new_size = 0;
-  bool made = false;  // by this group: going back removes it
-};
-
 class Journal {
  public:
-  /// `main_path` with links followed. Nothing is made on the disk before it is needed.
-  Journal(FileSystem& fs, const std::string& main_path);
+  /// `main` is the file at `main_path` (links followed) and outlives the journal. Nothing is made
+  /// on the disk before it is needed.
+  Journal(FileSystem& fs, const std::string& main_path, File& main);
 
   const std::string& path() const noexcept { return path_; }
   /// Sets disk room aside for a journal of so many bytes; `kNoSpace` when there is none.
   void Reserve(std::uint64_t bytes);
   /// The main file is the first entry.
-  void Start(const std::vector<JournalEntry>& entries);
-  /// Copies a range as it stands in the file. `entry` counts from 0.
-  void AddImage(std::uint32_t entry, File& from, std::uint64_t offset, std::uint64_t size);
+  void Start(std::span<const JournalEntry> entries);
+  /// Copies a range as it stands in the file. `entry` counts from 0; `new_sums` has one sum for
+  /// each piece of the range as it will be.
+  void AddImage(std::uint32_t entry, File& from, std::uint64_t offset, std::uint64_t size,
+                std::span<const std::uint64_t> new_sums);
+  /// The same for a range behind the old end, which has no old bytes.
+  void AddNew(std::uint32_t entry, std::uint64_t offset, std::uint64_t size,
+              std::span<const std::uint64_t> new_sums);
   /// Returns when the journal outlives a loss of power, its name in the folder included.
   void Seal();
   void Finish();
   /// From here on the group stands. A loss of power may still take it back, whole, until `Settle`
-  /// or the next `Seal`.
+  /// or the next `Start`.
   void Invalidate();
   void Settle();
   /// Takes the file away; left where it is while it is needed to put the files right.
@@ -51,43 +51,38 @@ class Journal {
   /// Sealed and not yet invalidated.
   bool hot() const noexcept { return hot_; }
   std::uint64_t bytes() const noexcept { return kBodyAt + body_bytes_; }
-  /// Says that the files were put right by `PlayBack`, which took the journal away.
-  void Forget() noexcept;
+  /// Says that the files were put right by what is in the journal, and takes it away.
+  void PlayedBack();
 
-  static constexpr std::uint64_t kFinishAt = 512;
-  static constexpr std::uint64_t kBodyAt = 1024;
+  /// Most bytes that a page of changes can need in the journal.
+  static constexpr std::uint64_t RoomFor(std::uint64_t page_bytes, bool with_image) noexcept {
+    return (with_image ? page_bytes : 0) + (page_bytes / kPieceBytes + 2) * kSumBytes +
+           2 * (kRecordHeadBytes + StripeSum::kStripeBytes);
+  }
 
  private:
   void Open();
-  std::byte* Room(std::size_t bytes);
+  base::MutableByteSpan Room(std::uint64_t bytes);
+  std::uint64_t FitSize(RecordKind kind, std::uint64_t offset, std::uint64_t size);
+  base::MutableByteSpan StartRecord(const RecordHead& head,
+                                    std::span<const std::uint64_t>& new_sums);
   void WriteOut();
-  void WriteHead(std::uint64_t at, std::uint32_t kind);
+  void WriteHead(std::uint64_t at, HeadKind kind);
 
   FileSystem& fs_;
-  std::string main_path_;
+  File& main_;
   std::string path_;
   std::unique_ptr<File> file_;
   std::vector<std::byte> buffer_;
   std::size_t filled_ = 0;
   std::uint64_t reserved_ = 0;
-  std::uint64_t serial_ = 0;
+  JournalHead head_;
+  StripeSum sum_;
   std::uint64_t body_bytes_ = 0;
-  std::uint64_t sum_ = 0;
-  std::uint32_t entries_ = 0;
   bool folder_synced_ = false;
   bool hot_ = false;
   bool finished_ = false;
   bool settled_ = true;
 };
-
-enum class Played : std::uint8_t { kNothing, kBack, kForward };
-
-std::string JournalPath(const std::string& main_path);
-/// Whether a journal lies there that has to be played back.
-bool IsHotJournal(FileSystem& fs, const std::string& main_path);
-/// Puts the files right by the journal, then takes it away. The caller holds the main file locked
-/// against everybody else. Safe to repeat after a failure at any point. `kCorrupt` when the journal
-/// names what cannot be there.
-Played PlayBack(FileSystem& fs, const std::string& main_path);
 
 }  // namespace kelvorin::storage

@@ -21,7 +21,9 @@ std::shared_ptr<Store> OpenFiles::Open(FileSystem& fs, const std::string& path,
       return store;
     }
   }
-  std::shared_ptr<Store> store = Store::Open(fs, path, options);
+  StoreOptions told = options;
+  if (!told.tell) told.tell = tell_;
+  std::shared_ptr<Store> store = Store::Open(fs, path, told);
   entries_.push_back({.identity = identity(), .store = store});
   return store;
 }

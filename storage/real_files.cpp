@@ -75,11 +75,15 @@ class RealFile final : public File {
     handle_.Unlock(offset, length, error);
     if (error) Fail(error, path(), "unlocking " + At(offset, length));
   }
-  os::FileIdentity Identity() override {
+  os::FileFacts Facts() override {
     std::error_code error;
-    const os::FileIdentity identity = handle_.Identity(error);
+    const os::FileFacts facts = handle_.Facts(error);
     if (error) Fail(error, path(), "asking for its identity");
-    return identity;
+    return facts;
+  }
+  void TakeAccess(File& from) noexcept override {
+    // Both are this file system's.
+    handle_.TakeAccess(static_cast<RealFile&>(from).handle_);
   }
 
  private:
@@ -90,7 +94,10 @@ class RealFiles final : public FileSystem {
  public:
   std::unique_ptr<File> Open(const std::string& path, os::OpenMode mode) override {
     std::error_code error;
-    os::FileHandle handle = os::FileHandle::Open(path, mode, error);
+    os::FileHandle handle =
+        os::FileHandle::Open(path, mode, error, /*only_owner=*/false, os::Accept::kRegular);
+    if (error == std::errc::operation_not_supported)
+      throw Error(Code::kIo, path + ": is no file that can be opened here but a pipe or a device");
     if (!error) return std::make_unique<RealFile>(path, std::move(handle));
     if (mode != os::OpenMode::kRead) {
       for (const std::errc refusal :
@@ -103,6 +110,9 @@ class RealFiles final : public FileSystem {
     Fail(error, path, "opening");
   }
   bool Exists(const std::string& path) override { return os::Exists(path); }
+  os::FileFacts Look(const std::string& path) override { return os::Look(path); }
+  bool CanMakeFilesIn(const std::string& folder) override { return os::CanMakeFilesIn(folder); }
+  std::uint64_t User() override { return os::CurrentUser(); }
   std::string RealPath(const std::string& path) override {
     std::error_code error;
     std::string real = os::RealPath(path, error);
@@ -118,9 +128,6 @@ class RealFiles final : public FileSystem {
     std::error_code error;
     os::Rename(from, to, error);
     if (error) Fail(error, from, "renaming to " + to);
-  }
-  void CopyAccess(const std::string& from, const std::string& to) noexcept override {
-    os::CopyAccess(from, to);
   }
   std::vector<std::string> List(const std::string& folder) override {
     std::error_code error;

@@ -15,19 +15,19 @@ constexpr std::uint64_t kOwnLockAt = std::uint64_t{1} << 62;
 constexpr std::size_t kTransferBytes = std::size_t{128} << 10;
 constexpr std::uint32_t kMinPageBytes = 512;
 constexpr std::uint32_t kMaxPageBytes = 65536;
-constexpr std::size_t kMaxFiles = 1024;
+constexpr std::size_t kMaxFiles = kMaxJournalFiles;
 
 void CheckPageBytes(const std::string& path, std::uint32_t page_bytes) {
   if (page_bytes < kMinPageBytes || page_bytes > kMaxPageBytes)
     throw Error(Code::kCorrupt, path + ": pages of " + std::to_string(page_bytes) + " bytes");
 }
 
+/// `made` also for a file without a byte.
 std::unique_ptr<File> OpenOrMake(FileSystem& fs, const std::string& path, bool& made) {
   made = !fs.Exists(path);
   if (made) return fs.Open(path, os::OpenMode::kCreateNew);
   std::unique_ptr<File> file = fs.Open(path, os::OpenMode::kReadWrite);
-  if (file->Size() > 0) throw Error(Code::kAlreadyExists, path + ": the file exists already");
-  made = true;
+  made = file->Size() == 0;
   return file;
 }
 
@@ -73,49 +73,34 @@ void Store::State::OpenMain() {
     if (!writable) file = fs.Open(path, os::OpenMode::kRead);
   }
   real_path = fs.RealPath(path);
-  // A journal without its table: somebody removed the table, and this is another one.
-  if (is_new && fs.Exists(JournalPath(real_path))) fs.Remove(JournalPath(real_path));
+  // Said once here, and not for every record that wants to be written.
+  if (!options.read_only && !fs.CanMakeFilesIn(FolderOf(real_path)))
+    throw Error(Code::kReadOnly, path + ": cannot be written, because no file can be made in " +
+                                     FolderOf(real_path) + ", where its journal would lie");
   const os::LockKind kind = writable ? os::LockKind::kExclusive : os::LockKind::kShared;
   if (!file->TryLock(kOwnLockAt, 1, kind))
     throw Error(Code::kLocked, path + ": the file is in use elsewhere");
-  AddFile(std::move(file), options.page_bytes, made);
-  Recover(writable);
+  AddFile(std::move(file), options.page_bytes, Role::kMain, made);
+  FindJournal(is_new);
   StoredFile& f = files.front();
-  f.size = f.disk_size = f.disk_valid = f.reserved = f.file->Size();
   if (options.create && f.size > 0)
     throw Error(Code::kAlreadyExists, path + ": the file exists already");
-  if (!options.read_only) journal = std::make_unique<Journal>(fs, real_path);
+  if (!options.read_only) journal = std::make_unique<Journal>(fs, real_path, *f.file);
 }
 
-void Store::State::Recover(bool locked_alone) {
-  if (!fs.Exists(JournalPath(real_path))) return;
-  if (options.read_only && !IsHotJournal(fs, real_path)) return;
-  if (locked_alone) {
-    PlayBack(fs, real_path);
-    return;
-  }
-  File& reader = *files.front().file;
-  try {
-    reader.Unlock(kOwnLockAt, 1);
-    const std::unique_ptr<File> writer = fs.Open(path, os::OpenMode::kReadWrite);
-    if (!writer->TryLock(kOwnLockAt, 1, os::LockKind::kExclusive))
-      throw Error(Code::kLocked, path + ": the file is in use elsewhere");
-    PlayBack(fs, real_path);
-  } catch (const Error& error) {
-    if (error.status().code() != Code::kReadOnly) throw;
-    throw Error(Code::kReadOnly,
-                path + ": a change was interrupted, and undoing it with " +
-                    NameOf(JournalPath(real_path)) +
-                    " needs the right to write: " + std::string(error.status().message()));
-  }
-  if (!reader.TryLock(kOwnLockAt, 1, os::LockKind::kShared))
-    throw Error(Code::kLocked, path + ": the file is in use elsewhere");
-}
-
-FileNo Store::State::AddFile(std::unique_ptr<File> file, std::uint32_t page_bytes, bool made) {
+FileNo Store::State::AddFile(std::unique_ptr<File> file, std::uint32_t page_bytes, Role role,
+                             bool made) {
   if (files.size() >= kMaxFiles)
     throw Error(Code::kCorrupt, path + ": more than " + std::to_string(kMaxFiles) + " files");
+  if (role == Role::kByOrder)
+    role =
+        Role(static_cast<std::uint32_t>(Role::kByOrder) + static_cast<std::uint32_t>(files.size()));
+  for (const StoredFile& other : files)
+    if (other.role == role && !other.gone)
+      throw Error(Code::kInternal, file->path() + ": is the " + RoleName(role) + " of " + path +
+                                       ", which is already " + other.file->path());
   StoredFile& f = files.emplace_back();
+  f.role = role;
   f.identity = file->Identity();
   f.size = f.disk_size = f.disk_valid = f.reserved = file->Size();
   f.page_bytes = page_bytes;
@@ -135,7 +120,8 @@ FileNo Store::Attach(const std::string& path, const AttachOptions& options) {
   State& s = *state_;
   s.RequireUsable();
   CheckPageBytes(path, options.page_bytes);
-  if (s.in_bracket) throw Error(Code::kInternal, path + ": attached inside a bracket");
+  if (s.in_bracket && !options.create)
+    throw Error(Code::kInternal, path + ": attached inside a bracket");
   bool made = false;
   std::unique_ptr<File> file;
   if (s.options.read_only) {
@@ -146,12 +132,20 @@ FileNo Store::Attach(const std::string& path, const AttachOptions& options) {
   }
   const os::FileIdentity identity = file->Identity();
   for (std::size_t i = 0; i < s.files.size(); ++i) {
-    if (s.files[i].identity == identity) return FileNo(i);
+    if (s.files[i].identity == identity && !s.files[i].unlinked) return FileNo(i);
   }
   if (!s.options.read_only && FolderOf(s.fs.RealPath(path)) != FolderOf(s.real_path))
     throw Error(Code::kNotSupported,
                 path + ": files that change together must lie in the folder of " + s.real_path);
-  return s.AddFile(std::move(file), options.page_bytes, made);
+  const bool refuse_bytes = options.create && !s.options.read_only;
+  if (refuse_bytes && s.leftover == nullptr && file->Size() > 0)
+    throw Error(Code::kAlreadyExists, path + ": the file exists already");
+  const FileNo no = s.AddFile(std::move(file), options.page_bytes, options.role, made);
+  s.Adopt(no);
+  // What an interrupted change had made is empty when it is taken back.
+  if (refuse_bytes && s.At(no).size > 0)
+    throw Error(Code::kAlreadyExists, path + ": the file exists already");
+  return no;
 }
 
 void Store::SetPages(FileNo no, std::uint32_t page_bytes, std::uint64_t first_page_at) {
@@ -258,6 +252,8 @@ Store::State::FrameNo Store::State::Load(FileNo no, StoredFile& f, std::uint64_t
     throw Error(Code::kIo, f.file->path() + ": " + std::to_string(got) + " of " +
                                std::to_string(bytes) + " bytes could be read at offset " +
                                std::to_string(start) + ": the file became shorter");
+  if (leftover != nullptr)
+    PatchOld(no, start, base::MutableByteSpan(transfer).subspan(in_page, bytes));
   std::memset(transfer.data(), 0, in_page);
   std::memset(transfer.data() + in_page + bytes, 0,
               std::size_t{run} * f.page_bytes - in_page - bytes);

@@ -4,7 +4,8 @@
 // Used by the file drivers. Knows no formats; all numbers of pages and offsets come from them.
 //
 //   auto store = open_files.Open(fs, "/data/CUST.DBF", {});
-//   storage::FileNo memo = store->Attach("/data/CUST.DBT", {.page_bytes = 512});
+//   storage::FileNo memo = store->Attach("/data/CUST.DBT", {.page_bytes = 512,
+//                                                           .role = storage::Role::kMemo});
 //   base::ByteSpan row = store->View(storage::kMainFile, offset, record_bytes, scratch);
 //   {
 //     storage::Bracket bracket = store->Begin();
@@ -20,13 +21,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "base/bytes.h"
+#include "base/status.h"
 #include "storage/file.h"
+#include "storage/role.h"
 
 namespace kelvorin::storage {
 
@@ -49,11 +53,18 @@ struct StoreOptions {
   std::size_t cache_ceiling_bytes = std::size_t{64} << 20;
   /// Age at which a group is written.
   std::int64_t group_milliseconds = 1000;
+  /// Hears of journals that a crash left and what became of them, one sentence each.
+  std::function<void(const std::string&)> tell = {};
+  /// The caller knows that the files may be others than the journal was written for (a copied
+  /// folder) and wants it all the same, as far as their contents fit.
+  bool any_identity = false;
 };
 
 struct AttachOptions {
   bool create = false;  // as in StoreOptions
   std::uint32_t page_bytes = 4096;
+  /// What the file is to the table; it is how a journal finds it again. One file per role.
+  Role role = Role::kByOrder;
 };
 
 /// What a store has done so far; for benchmarks and tests.
@@ -127,9 +138,10 @@ class GroupHook {
 
 class Store {
  public:
-  /// Opens the main file and locks it. A journal that a crash left beside it is played back first:
-  /// the file and its companions are then as at the end of the last group that was written whole.
-  /// `fs` must outlive the store.
+  /// Opens the main file and locks it. Where a crash left a journal beside it, the file and its
+  /// companions are seen through it, as at the end of the last group that was written whole; see
+  /// `Opening`. `kReadOnly` also when the journal stands in the way of writing, or no journal could
+  /// be made in the folder. `fs` must outlive the store.
   static std::unique_ptr<Store> Open(FileSystem& fs, const std::string& path,
                                      const StoreOptions& options);
   Store(const Store&) = delete;
@@ -138,8 +150,29 @@ class Store {
   /// A file that this store made and that is still empty is removed.
   ~Store();
 
+  /// Calls `build`, which reads what it needs of the files, attaches all companions and returns the
+  /// driver's object; then decides what becomes of a journal. One that fits all files is played
+  /// back when the store writes, else it stays and is looked through. One that does not fit (other
+  /// programs went on, a file was exchanged) fails here with `kReadOnly` when the store writes;
+  /// else `build` is called once more and sees the files as they stand. Without this call the first
+  /// bracket decides.
+  template <typename Build>
+  auto Opening(Build build) -> decltype(build()) {
+    if (HasJournal()) {
+      try {
+        auto made = build();
+        if (SettleJournal()) return made;
+      } catch (const base::Error&) {
+        if (!JournalRefused()) throw;
+      }
+      ForgetJournal();
+    }
+    return build();
+  }
+
   /// Adds a file that changes together with the main one; in a store that writes it must lie in the
-  /// same folder. A file that is attached already keeps its number. Not inside a bracket.
+  /// same folder. A file that is attached already keeps its number. Inside a bracket only with
+  /// `create`; if the bracket is undone, the file is empty and goes when the store closes.
   FileNo Attach(const std::string& path, const AttachOptions& options);
   /// The size of a file's pages (512 to 65536 bytes, not only powers of two) and where page 0
   /// begins, for formats that tell it in their header. Allowed while nothing of the file is changed
@@ -182,6 +215,10 @@ class Store {
   /// pinned.
   void Truncate(FileNo file, std::uint64_t size);
 
+  /// Takes a companion away, inside a bracket: it is empty from now on, and gone from the folder
+  /// when the group is written.
+  void Remove(FileNo file);
+
   /// Writes all finished brackets and returns when they outlive a loss of power. Not inside one.
   void Flush();
   /// The hook is called in the order of adding. Removing it with changes waiting writes them first
@@ -203,6 +240,12 @@ class Store {
   };
 
   Store(FileSystem& fs, const std::string& path, const StoreOptions& options);
+  /// A journal is looked through whose end is not decided.
+  bool HasJournal() const noexcept;
+  /// False when what was read through the journal must be read again from the files.
+  bool SettleJournal();
+  bool JournalRefused() const noexcept;
+  void ForgetJournal();
   base::ByteSpan ViewElsewhere(FileNo file, std::uint64_t offset, std::size_t size,
                                std::vector<std::byte>& scratch);
 

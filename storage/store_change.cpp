@@ -20,6 +20,7 @@ constexpr std::uint64_t kLargeStep = std::uint64_t{1} << 20;
 
 Bracket Store::Begin() {
   State& s = *state_;
+  if (s.leftover != nullptr && !s.options.read_only) s.SettleJournal(false);
   if (s.group_changed && !s.in_bracket) {
     if (s.cache.changed_bytes() > s.cache.changed_limit()) {
       s.CloseGroup();
@@ -62,17 +63,19 @@ void Store::State::RequireBracket() const {
 
 void Store::State::Touch(FileNo no) {
   StoredFile& f = At(no);
+  if (f.gone) throw Error(Code::kInternal, f.file->path() + ": was taken away");
   if (f.touched_in == bracket) return;
   touched.push_back(no);
   f.touched_in = bracket;
   f.bracket_size = f.size;
   f.bracket_valid = f.disk_valid;
+  f.bracket_gone = f.gone;
   f.cut_to = kNotCut;
 }
 
 void Store::State::Extend(FileNo no, std::uint64_t end) {
   StoredFile& f = At(no);
-  if (end > std::numeric_limits<std::uint64_t>::max() / 4)
+  if (end > kMaxFileBytes)
     throw Error(Code::kNoSpace,
                 f.file->path() + ": " + std::to_string(end) + " bytes are too many");
   if (end > f.reserved) {
@@ -109,13 +112,12 @@ void Store::State::MakeChanged(StoredFile& f, FrameNo frame, std::uint64_t page)
   if (cache[frame].list == PageCache::List::kChanged) return;
   if (cache[frame].list == PageCache::List::kNone)
     throw Error(Code::kInternal, f.file->path() + ": a page that was cut off is changed");
-  if (PageStart(f, page) < f.disk_size) {
-    // The old bytes will go into the journal: the change that asks for them is the one to fail when
-    // the disk is full.
-    const std::uint64_t need = journal_need + f.page_bytes + 64;
-    journal->Reserve(Journal::kBodyAt + 64 * files.size() + need);
-    journal_need = need;
-  }
+  // What the journal will hold of the page: the change that asks for it is the one to fail when the
+  // disk is full.
+  const std::uint64_t need =
+      journal_need + Journal::RoomFor(f.page_bytes, PageStart(f, page) < f.disk_size);
+  journal->Reserve(kBodyAt + kEntryBytes * files.size() + need);
+  journal_need = need;
   if (!group_changed) {
     group_changed = true;
     group_since = fs.Milliseconds();
@@ -229,6 +231,18 @@ void Store::Truncate(FileNo no, std::uint64_t size) {
   s.group_changed = true;
 }
 
+void Store::Remove(FileNo no) {
+  State& s = *state_;
+  s.RequireBracket();
+  if (no == kMainFile)
+    throw Error(Code::kInternal, s.path + ": the main file cannot be taken away");
+  Truncate(no, 0);
+  State::StoredFile& f = s.At(no);
+  f.gone = f.changed = true;
+  if (!s.group_changed) s.group_since = s.fs.Milliseconds();
+  s.group_changed = true;
+}
+
 void Store::State::CutCached(FileNo no, std::uint64_t size) {
   StoredFile& f = At(no);
   ResetWindow(no);
@@ -280,6 +294,7 @@ void Store::State::Undo() noexcept {
     const std::uint64_t reached = f.size;
     f.size = f.bracket_size;
     f.disk_valid = f.bracket_valid;
+    f.gone = f.bracket_gone;
     ResetWindow(no);
     ResetWritePage(f);
     if (f.cut_to != kNotCut) DropNewBehind(no, f.cut_to);

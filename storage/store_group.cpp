@@ -1,5 +1,6 @@
 // Groups: how finished brackets reach the files as one transaction, and how a store ends.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <exception>
 
@@ -61,8 +62,9 @@ void Store::State::CloseGroup() {
 
 void Store::State::WriteGroup() {
   CollectChanged();
-  const bool resized = std::any_of(files.begin(), files.end(),
-                                   [](const StoredFile& f) { return f.size != f.disk_size; });
+  const bool resized = std::any_of(files.begin(), files.end(), [](const StoredFile& f) {
+    return f.size != f.disk_size || (f.gone && !f.unlinked);
+  });
   if (!order.empty() || resized) {
     WriteJournal();
     KV_ASSERT(journal->hot(), "invariant 4");
@@ -104,31 +106,78 @@ void Store::State::WriteJournal() {
   std::vector<std::uint32_t> entry_of(files.size(), 0);
   for (std::size_t i = 0; i < files.size(); ++i) {
     const StoredFile& f = files[i];
-    if (i > 0 && !f.changed) continue;
+    if (i > 0 && (!f.changed || f.unlinked)) continue;
     entry_of[i] = static_cast<std::uint32_t>(entries.size());
-    entries.push_back({.name = NameOf(i == 0 ? real_path : f.file->path()),
-                       .old_size = f.disk_size,
+    entries.push_back({.role = f.role,
+                       .identity = f.identity,
+                       .old_size = f.made ? 0 : f.disk_size,
                        .new_size = f.size,
-                       .made = f.made});
+                       .made = f.made,
+                       .removed = f.gone});
   }
   journal->Start(entries);
-  // Neighbouring pages make one image.
+  // Neighbouring pages make one run.
   for (std::size_t i = 0; i < order.size();) {
     const std::uint16_t no = cache[order[i]].file;
-    const std::uint64_t first = cache[order[i]].page_no;
-    std::uint64_t behind = first + 1;
-    for (++i; i < order.size() && cache[order[i]].file == no && cache[order[i]].page_no == behind;
-         ++i)
-      ++behind;
-    const StoredFile& f = files[no];
-    const std::uint64_t start = PageStart(f, first);
-    const std::uint64_t end = std::min(PageEnd(f, behind - 1), f.disk_size);
-    if (start < end) journal->AddImage(entry_of[no], *f.file, start, end - start);
+    const std::size_t first = i;
+    for (++i; i < order.size() && cache[order[i]].file == no &&
+              cache[order[i]].page_no == cache[order[i - 1]].page_no + 1;)
+      ++i;
+    JournalRun(entry_of[no], files[no], first, i);
   }
   journal->Seal();
 }
 
+/// Bytes that are cut off have no image: they are not overwritten, and cutting them has no way
+/// back.
+void Store::State::JournalRun(std::uint32_t entry, const StoredFile& f, std::size_t first,
+                              std::size_t behind) {
+  const std::uint64_t start = PageStart(f, cache[order[first]].page_no);
+  const std::uint64_t end = std::min(PageEnd(f, cache[order[behind - 1]].page_no), f.size);
+  const std::uint64_t old_end = std::clamp(f.disk_size, start, end);
+  if (start < old_end) {
+    SumPieces(f, first, start, old_end);
+    journal->AddImage(entry, *f.file, start, old_end - start, sums);
+  }
+  if (old_end < end) {
+    SumPieces(f, first, old_end, end);
+    journal->AddNew(entry, old_end, end - old_end, sums);
+  }
+}
+
+/// Sums of the pieces of a range in neighbouring cached pages, `first` being the first of them.
+void Store::State::SumPieces(const StoredFile& f, std::size_t first, std::uint64_t from,
+                             std::uint64_t to) {
+  sums.clear();
+  const std::uint64_t base = cache[order[first]].page_no;
+  std::size_t at = first + static_cast<std::size_t>(PageOf(f, from) - base);
+  const auto page_start = [&] { return cache[order[at]].page_no * f.page_bytes; };
+  while (from < to) {
+    const std::uint64_t piece_end = PieceEnd(from, to);
+    const auto size = static_cast<std::size_t>(piece_end - from);
+    auto in_page = static_cast<std::size_t>(from + f.shift - page_start());
+    if (size <= f.page_bytes - in_page) {
+      sums.push_back(PieceSum({cache[order[at]].data.get() + in_page, size}));
+      if (size == f.page_bytes - in_page) ++at;
+    } else {
+      std::array<std::byte, kPieceBytes> piece;
+      for (std::size_t done = 0; done < size;) {
+        const std::size_t part = std::min(size - done, f.page_bytes - in_page);
+        std::memcpy(piece.data() + done, cache[order[at]].data.get() + in_page, part);
+        done += part;
+        in_page += part;
+        if (in_page == f.page_bytes) ++at, in_page = 0;
+      }
+      sums.push_back(PieceSum(base::ByteSpan(piece).first(size)));
+    }
+    from = piece_end;
+  }
+}
+
 void Store::State::WritePages() {
+  // Longer first, so that a file has its old or its new length while pages are written.
+  for (StoredFile& f : files)
+    if (f.changed && f.size > f.disk_size) f.file->Truncate(f.size);
   for (std::size_t i = 0; i < order.size();) {
     const std::uint16_t no = cache[order[i]].file;
     const std::size_t first = i;
@@ -137,10 +186,6 @@ void Store::State::WritePages() {
               cache[order[i]].page_no == cache[order[i - 1]].page_no + 1;)
       ++i;
     WriteRun(files[no], first, i);
-  }
-  for (StoredFile& f : files) {
-    // Made longer without a byte behind its last page.
-    if (f.changed && f.size > f.disk_size && f.file->Size() < f.size) f.file->Truncate(f.size);
   }
 }
 
@@ -159,7 +204,9 @@ void Store::State::WriteRun(StoredFile& f, std::size_t first, std::size_t behind
 }
 
 void Store::State::CutFiles() {
-  const auto is_cut = [](const StoredFile& f) { return f.size < f.disk_size; };
+  const auto is_cut = [](const StoredFile& f) {
+    return f.size < f.disk_size || (f.gone && !f.unlinked);
+  };
   if (std::none_of(files.begin(), files.end(), is_cut)) return;
   // Bytes that are cut off have no image, so there is no way back from here, only forward.
   journal->Finish();
@@ -168,6 +215,10 @@ void Store::State::CutFiles() {
     f.file->Truncate(f.size);
     f.file->Sync();
     f.reserved = f.size;
+    if (!f.gone) continue;
+    fs.Remove(f.file->path());
+    f.unlinked = true;
+    fs.SyncFolder(FolderOf(real_path));
   }
 }
 
@@ -190,8 +241,7 @@ void Store::State::GroupFailed(const Status& reason) noexcept {
       path + ": what changed last could not be written: " + std::string(reason.message());
   try {
     if (journal->hot()) {
-      PlayBack(fs, real_path);
-      journal->Forget();
+      TakeBack();
     } else {
       journal->Invalidate();
     }
@@ -217,7 +267,9 @@ void Store::State::Close() noexcept {
     try {
       // Asked of the file: after a failure `disk_size` may be that of either end of the group.
       const std::uint64_t size = f.file->Size();
-      if (f.made && size == 0) {
+      if (f.unlinked) {
+        // It has no name any more.
+      } else if (f.made && size == 0) {
         fs.Remove(f.file->path());
       } else if (f.reserved > size) {
         f.file->Truncate(size);  // gives back the room set aside

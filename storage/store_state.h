@@ -10,7 +10,9 @@
 //  4. Files change on the disk only while the journal is sealed (see journal.cpp).
 //  5. Every change belongs to the one open bracket; `undo` and `touched` are empty between
 //  brackets.
-//  6. Room on the disk is reserved for every byte below a file's logical size, where the file
+//  6. While a journal of an earlier program is looked through, sizes and pages are those of the
+//     state it keeps, and nothing is changed; the first bracket begins when it is played back.
+//  7. Room on the disk is reserved for every byte below a file's logical size, where the file
 //     system can do that.
 
 #include <cstdint>
@@ -21,6 +23,7 @@
 #include "base/status.h"
 #include "storage/file.h"
 #include "storage/journal.h"
+#include "storage/journal_view.h"
 #include "storage/page_cache.h"
 #include "storage/store.h"
 #include "storage/undo_log.h"
@@ -38,7 +41,7 @@ struct Store::State {
     std::uint64_t size = 0;        // logical
     std::uint64_t disk_size = 0;   // on the disk, as of the last group
     std::uint64_t disk_valid = 0;  // of which so much still counts (invariant 3)
-    std::uint64_t reserved = 0;    // invariant 6
+    std::uint64_t reserved = 0;    // invariant 7
     // Pages lie on a grid: byte `offset` is on page `(offset + shift) / page_bytes`. The shift puts
     // the start of the driver's page 0 on the grid; `pages_before` are those in front of it.
     std::uint32_t page_bytes = 0;
@@ -49,8 +52,12 @@ struct Store::State {
     std::uint64_t bracket_size = 0;
     std::uint64_t bracket_valid = 0;
     std::uint64_t cut_to = kNotCut;  // the shortest it was in the bracket, if it became shorter
-    bool made = false;               // by this store, in no group yet
-    bool changed = false;            // since the last group
+    Role role = Role::kMain;
+    bool made = false;  // by this store, in no group yet
+    bool gone = false;  // taken away; `bracket_gone` as with the sizes
+    bool bracket_gone = false;
+    bool unlinked = false;  // gone from the folder too
+    bool changed = false;   // since the last group
     // The page written last and the range of the file it holds.
     FrameNo write_frame = kNoFrame;
     std::uint64_t write_start = 0;
@@ -67,8 +74,7 @@ struct Store::State {
 
   // store.cpp
   void OpenMain();
-  void Recover(bool locked_alone);
-  FileNo AddFile(std::unique_ptr<File> file, std::uint32_t page_bytes, bool made);
+  FileNo AddFile(std::unique_ptr<File> file, std::uint32_t page_bytes, Role role, bool made);
   StoredFile& At(FileNo file);
   [[noreturn]] void FailBehindEnd(const StoredFile& f, std::uint64_t offset,
                                   std::uint64_t size) const;
@@ -91,6 +97,25 @@ struct Store::State {
   FrameNo Load(FileNo no, StoredFile& f, std::uint64_t page);
   void SetWindow(FileNo no, FrameNo frame, std::uint64_t page) noexcept;
   void ResetWindow(FileNo no) noexcept;
+
+  // store_journal.cpp: the journal that a crash left
+  void FindJournal(bool is_new);
+  void Tell(const std::string& what) const;
+  /// Notes that the journal is not used; throws when the store writes.
+  void RefuseJournal(const std::string& why);
+  std::string RefusalText(const std::string& why) const;
+  /// Sees an attached file through the journal, when it has a part in it.
+  void Adopt(FileNo no);
+  void PatchOld(FileNo no, std::uint64_t offset, base::MutableByteSpan bytes);
+  /// Why the journal cannot be played back, all files known; empty when it can.
+  std::string WhyNot() const;
+  bool NothingTorn() const;
+  bool SettleJournal(bool may_build_again);
+  void PlayBack();
+  void RemoveJournal();
+  void ForgetJournal();
+  /// Puts the files right by the journal that this store wrote.
+  void TakeBack();
 
   // store_change.cpp
   void BeginBracket();
@@ -119,6 +144,8 @@ struct Store::State {
   void WriteGroup();
   void CollectChanged();
   void WriteJournal();
+  void JournalRun(std::uint32_t entry, const StoredFile& f, std::size_t first, std::size_t behind);
+  void SumPieces(const StoredFile& f, std::size_t first, std::uint64_t from, std::uint64_t to);
   void WritePages();
   void WriteRun(StoredFile& f, std::size_t first, std::size_t behind);
   void CutFiles();
@@ -134,11 +161,22 @@ struct Store::State {
   std::vector<StoredFile> files;
   PageCache cache;
   UndoLog undo;
-  std::unique_ptr<Journal> journal;
+  std::unique_ptr<Journal> journal;  // of a store that writes
+  /// The journal that a crash left, and for each of its entries the file that plays the role.
+  struct Part {
+    bool attached = false;
+    FileNo file{};
+    FileFindings found;
+  };
+  std::unique_ptr<JournalView> leftover;
+  std::vector<Part> parts;
+  std::string refused;  // why the journal is not used
+  bool settled = false;
   std::vector<GroupHook*> hooks;
   std::vector<FileNo> touched;
   std::vector<FrameNo> order;       // changed pages by file and place, while a group is written
   std::vector<std::byte> transfer;  // between files and pages
+  std::vector<std::uint64_t> sums;  // of pieces, for the journal
   std::uint64_t bracket = 0;        // number of the open or last bracket
   bool in_bracket = false;
   bool group_changed = false;

@@ -160,6 +160,7 @@ TEST_CASE("random changes, undone, kept or cut short by a loss of power, equal a
       if (faults.fired()) {
         disk.Crash(static_cast<Tail>(player.Below(3)), seed);
         const auto recovered = Store::Open(disk, kPaths[0], {});
+        recovered->Opening([&] { return recovered->Attach(kPaths[1], {}); });
       }
       const Texts found{disk.Contents(kPaths[0]), disk.Contents(kPaths[1])};
       if (faults.fired()) {

@@ -38,7 +38,10 @@ class FaultFile final : public File {
     try {
       faults_.Step(path(), "writing");
     } catch (const Error&) {
-      if (!was_dead) file_->Write(offset, in.first(in.size() / 2));
+      // Torn where a disk tears: between two sectors.
+      const std::uint64_t middle = (offset + in.size() / 2) / 512 * 512;
+      if (!was_dead && middle > offset)
+        file_->Write(offset, in.first(static_cast<std::size_t>(middle - offset)));
       throw;
     }
     file_->Write(offset, in);
@@ -61,7 +64,10 @@ class FaultFile final : public File {
   void Unlock(std::uint64_t offset, std::uint64_t length) override {
     file_->Unlock(offset, length);
   }
-  os::FileIdentity Identity() override { return file_->Identity(); }
+  os::FileFacts Facts() override { return file_->Facts(); }
+  void TakeAccess(File& from) noexcept override {
+    file_->TakeAccess(*static_cast<FaultFile&>(from).file_);
+  }
 
  private:
   FaultFileSystem& faults_;

@@ -48,7 +48,9 @@ class FaultFileSystem final : public storage::FileSystem {
   std::string RealPath(const std::string& path) override { return disk_.RealPath(path); }
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
-  void CopyAccess(const std::string&, const std::string&) noexcept override {}
+  os::FileFacts Look(const std::string& path) override { return disk_.Look(path); }
+  bool CanMakeFilesIn(const std::string& folder) override { return disk_.CanMakeFilesIn(folder); }
+  std::uint64_t User() override { return disk_.User(); }
   std::vector<std::string> List(const std::string& folder) override { return disk_.List(folder); }
   void SyncFolder(const std::string& folder) override;
   std::int64_t Milliseconds() noexcept override { return disk_.Milliseconds(); }

@@ -30,6 +30,7 @@ struct MemoryFileSystem::Node {
     unsynced.push_back(std::move(change));
   }
   std::uint64_t inode = 0;
+  std::uint64_t owner = 0;
   std::uint64_t reserved = 0;
   std::string bytes;
   std::string durable;
@@ -81,7 +82,10 @@ class MemoryFile final : public File {
       return lock.owner == this && lock.begin >= offset && lock.begin - offset < length;
     });
   }
-  os::FileIdentity Identity() override { return {.device = 1, .inode = node_->inode}; }
+  os::FileFacts Facts() override { return fs_.FactsOf(node_); }
+  void TakeAccess(File& from) noexcept override {
+    node_->owner = static_cast<MemoryFile&>(from).node_->owner;
+  }
 
  private:
   void Need(std::uint64_t size) const {
@@ -96,15 +100,37 @@ class MemoryFile final : public File {
 std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, os::OpenMode mode) {
   const bool must_exist = mode == os::OpenMode::kRead || mode == os::OpenMode::kReadWrite;
   if (!Exists(path) && must_exist) throw Error(Code::kNotFound, path + ": no such file");
-  if (Exists(path) && mode == os::OpenMode::kCreateNew)
+  if (Exists(path) && (mode == os::OpenMode::kCreateNew || mode == os::OpenMode::kCreatePrivate))
     throw Error(Code::kAlreadyExists, path + ": the file exists already");
   std::shared_ptr<Node>& node = now_[path];
   if (node == nullptr) {
     node = std::make_shared<Node>();
     node->inode = next_inode_++;
+    node->owner = user;
   }
   if (mode == os::OpenMode::kCreateOrTruncate) node->Do({0, {}, true});
   return std::make_unique<MemoryFile>(*this, path, node);
+}
+
+os::FileFacts MemoryFileSystem::FactsOf(const std::shared_ptr<Node>& node) const {
+  os::FileFacts facts{.kind = os::FileKind::kRegular,
+                      .identity = {.device = 1, .inode = node->inode},
+                      .size = node->bytes.size(),
+                      .owner = node->owner};
+  for (const auto& [path, other] : now_) facts.links += other == node ? 1u : 0u;
+  return facts;
+}
+
+os::FileFacts MemoryFileSystem::Look(const std::string& path) {
+  return Has(path) ? FactsOf(now_.at(path)) : os::FileFacts{};
+}
+
+void MemoryFileSystem::SetOwner(const std::string& path, std::uint64_t owner) {
+  now_.at(path)->owner = owner;
+}
+
+std::uint64_t MemoryFileSystem::Owner(const std::string& path) const {
+  return now_.at(path)->owner;
 }
 
 void MemoryFileSystem::Remove(const std::string& path) {

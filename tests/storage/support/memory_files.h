@@ -23,7 +23,9 @@ class MemoryFileSystem final : public storage::FileSystem {
   std::string RealPath(const std::string& path) override { return path; }
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
-  void CopyAccess(const std::string&, const std::string&) noexcept override {}
+  os::FileFacts Look(const std::string& path) override;
+  bool CanMakeFilesIn(const std::string&) override { return true; }
+  std::uint64_t User() override { return user; }
   std::vector<std::string> List(const std::string& folder) override;
   void SyncFolder(const std::string& folder) override;
   std::int64_t Milliseconds() noexcept override { return clock; }
@@ -37,7 +39,14 @@ class MemoryFileSystem final : public storage::FileSystem {
   /// Makes a file that is on the disk for good.
   void Put(const std::string& path, std::string_view contents);
 
+  /// Makes a second name of a file.
+  void Link(const std::string& path, const std::string& name) { now_[name] = now_.at(path); }
+  /// Gives a file to another user.
+  void SetOwner(const std::string& path, std::uint64_t owner);
+  std::uint64_t Owner(const std::string& path) const;
+
   std::int64_t clock = 0;
+  std::uint64_t user = 1000;
   std::uint64_t room = ~std::uint64_t{0};  // bytes that all files may take
 
   struct Node;
@@ -46,6 +55,7 @@ class MemoryFileSystem final : public storage::FileSystem {
   using Folder = std::map<std::string, std::shared_ptr<Node>>;
   friend class MemoryFile;
   std::uint64_t Taken() const;
+  os::FileFacts FactsOf(const std::shared_ptr<Node>& node) const;
   Folder now_;
   Folder durable_;
   std::uint64_t next_inode_ = 1;
