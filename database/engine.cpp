@@ -3,6 +3,7 @@
 #include "base/M_STRING.h"
 #include "database/wall.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
@@ -105,6 +106,15 @@ Status CaughtStatus(DBEngine& engine) noexcept {
     return internal(error.what());
   } catch (...) {
     return internal("unknown failure");
+  }
+}
+
+void DBEngine::AddNotice(const std::string& text) noexcept {
+  try {
+    if (std::find(notices_.begin(), notices_.end(), text) == notices_.end())
+      notices_.push_back(text);
+  } catch (const std::bad_alloc&) {
+    // Nothing failed, and nobody hears of it.
   }
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/status.h"
@@ -67,6 +68,11 @@ class DBEngine {
   /// failure.
   const std::vector<PendingError>& Errors() const noexcept { return errors_; }
   void ClearErrors() noexcept { errors_.clear(); }
+  /// What a person should know although nothing failed: that a change which a crash interrupted was
+  /// undone, that a file is read as it stands. Drivers leave one sentence each; who runs the engine
+  /// takes them and shows them. The same sentence waits once.
+  void AddNotice(const std::string& text) noexcept;
+  std::vector<std::string> TakeNotices() noexcept { return std::exchange(notices_, {}); }
   /// Replaces the pending errors by those of a failed operation: `details` where a driver knew
   /// them, else the status itself. Called by the wall.
   void NoteFailure(const Status& status, std::vector<PendingError> details = {}) noexcept;
@@ -77,6 +83,7 @@ class DBEngine {
   std::vector<std::unique_ptr<Driver>> drivers_;
   values::ValueFormat format_;
   std::vector<PendingError> errors_;
+  std::vector<std::string> notices_;
 };
 
 /// Thrown by a driver that knows several errors of one failure; the wall makes them the pending

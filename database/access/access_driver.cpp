@@ -77,9 +77,11 @@ class AccessDriver final : public Driver {
     std::erase_if(open_, [](const auto& file) { return file.expired(); });
     for (const auto& entry : open_)
       if (auto file = entry.lock(); file && &file->channel().store() == store.get()) return file;
-    const Header header = ReadHeader(*store);
-    store->SetPages(storage::kMainFile, LayoutOf(header.version).page_bytes);
-    auto file = std::make_shared<DatabaseFile>(store, header);
+    auto file = store->Opening([&] {
+      const Header header = ReadHeader(*store);
+      store->SetPages(storage::kMainFile, LayoutOf(header.version).page_bytes);
+      return std::make_shared<DatabaseFile>(store, header);
+    });
     open_.push_back(file);
     return file;
   }

@@ -13,6 +13,7 @@ namespace kelvorin::database {
 
 void RegisterDrivers(DBEngine& engine, storage::FileSystem& fs) {
   const auto files = std::make_shared<storage::OpenFiles>();
+  files->set_tell([&engine](const std::string& text) { engine.AddNotice(text); });
   engine.Register(access::MakeAccessDriver(fs, files));
   engine.Register(xbase::MakeXbaseDriver(fs, files));
 #if defined(KELVORIN_WITH_ODBC)

@@ -105,7 +105,7 @@ void Table::OpenMemo() {
           "table file '" + path() + "' has memo fields, but its memo file '" +
               CompanionPath(path(), layout_.version->memo == MemoKind::kFpt ? "FPT" : "DBT") +
               "' is missing");
-  memo_.emplace(*store_, store_->Attach(memo, {}), kind);
+  memo_.emplace(*store_, store_->Attach(memo, {.role = storage::Role::kMemo}), kind);
 }
 
 void Table::FindAutoColumn() {
@@ -260,11 +260,11 @@ std::shared_ptr<Table> OpenTables::Open(const std::string& path, bool write, boo
       why = error.status().message();
     }
   }
-  return Share(path, true, exclusive, std::move(why));
+  return Share(path, true, exclusive, why);
 }
 
 std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only, bool exclusive,
-                                         std::string why_read_only) {
+                                         const std::string& why_read_only) {
   storage::StoreOptions options;
   options.read_only = read_only;
   options.exclusive = exclusive;
@@ -278,7 +278,7 @@ std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only
     table = nullptr;
   }
   if (table == nullptr) {
-    table = std::make_shared<Table>(std::move(store), std::move(why_read_only));
+    table = store->Opening([&] { return std::make_shared<Table>(store, why_read_only); });
     tables_.push_back(table);
   }
   if (exclusive) table->LockForExclusiveUse();

@@ -118,7 +118,7 @@ class OpenTables {
 
  private:
   std::shared_ptr<Table> Share(const std::string& path, bool read_only, bool exclusive,
-                               std::string why_read_only);
+                               const std::string& why_read_only);
 
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;
