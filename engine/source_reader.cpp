@@ -3,6 +3,9 @@
 #include <algorithm>
 
 #include "base/M_Const.h"
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "contract/enums.h"
 #include "engine/csv_line.h"
 #include "values/field_types.h"
 
@@ -12,25 +15,44 @@ using textsource::FieldValues;
 using textsource::RecordReader;
 using textsource::SplitRules;
 
+bool ReadsByConversion(const settings::ImportSetting& setting) {
+  return contract::IsTextKind(static_cast<std::int16_t>(setting.TypeFormat)) &&
+         !setting.OemConvert && base::AnsiPage().is_utf8();
+}
+
 textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) {
-  textsource::RecordFormat format{setting.RecSeparator, setting.RecSepOther, setting.RecLength};
-  // A delimiter that is a separator too quotes nothing.
-  const bool quotes = setting.QuotedLineEnds != 0 && setting.TypeFormat == 0 &&
-                      setting.SeparatorSet.find(setting.DelimiterChar) == std::string::npos;
-  if (quotes) format.quote = setting.DelimiterChar;
+  textsource::RecordFormat format;
+  format.code = setting.RecSeparator;
+  format.other = setting.RecSepOther;
+  if (format.code == textsource::separator_code::kLength) format.length = setting.RecLength;
+  format.gap = setting.RecGap;
+  format.any_line_end = setting.AnyLineEnd != 0 && format.code == textsource::separator_code::kLf;
+  format.html_rows = setting.TypeFormat == 2 && setting.HtmlCells != 0;
+  // Bytes of the OEM page stay as they are until each value is converted.
+  if (!setting.OemConvert) format.page = setting.AnsiPage;
+  if (setting.TypeFormat == 0) {
+    format.separators = setting.SeparatorSet;
+    if (setting.QuotedLineEnds != 0) format.quote = setting.DelimiterChar;
+  }
   return format;
 }
 
 SplitRules SplitRulesOf(const settings::ImportSetting& setting,
                         const textsource::BreakList& breaks) {
-  switch (setting.TypeFormat) {
-    case 1:
-      return SplitRules::Fixed(breaks);
-    case 2:
-      return SplitRules::HtmlTags();
-    default:
-      return SplitRules::Delimited(setting.SeparatorSet, setting.DelimiterChar);
-  }
+  SplitRules rules = [&] {
+    switch (setting.TypeFormat) {
+      case 1:
+        return SplitRules::Fixed(breaks, setting.OemConvert);
+      case 2:
+        return setting.HtmlCells != 0 ? SplitRules::HtmlCells() : SplitRules::HtmlTags();
+      default:
+        return SplitRules::Delimited(setting.SeparatorSet, setting.DelimiterChar,
+                                     {.quotes_at_start = setting.QuotesAtStart != 0,
+                                      .merge_separators = setting.MergeSeparators != 0});
+    }
+  }();
+  rules.set_trim(setting.Trim != 0);
+  return rules;
 }
 
 // --- Text
@@ -54,6 +76,7 @@ Result<std::unique_ptr<SourceReader>> TextSource::Open(const std::string& path,
   std::unique_ptr<TextSource> source(
       new TextSource(*std::move(reader), SplitRulesOf(setting, breaks)));
   source->starting_line_ = setting.StartingLine;
+  source->skip_blank_lines_ = setting.SkipBlankLines != 0;
   source->first_record_bytes_ = first_record_bytes;
   return std::unique_ptr<SourceReader>(std::move(source));
 }
@@ -65,6 +88,8 @@ Status TextSource::Read(bool& taken) {
   if (line_number_ == starting_line_ && starting_line_ > 1)
     preface_bytes_ = reader_->record_offset();
   taken = status.ok() && !record_.empty() && line_number_ >= starting_line_;
+  if (taken && skip_blank_lines_)
+    taken = !base::Trim({record_.data(), record_.size()}, base::kBlankOrTab).empty();
   if (status.ok()) return status;
   return Status(status.code(),
                 "line " + std::to_string(line_number_) + ": " + std::string(status.message()),

@@ -19,6 +19,9 @@
 
 namespace kelvorin::engine {
 
+/// Whether a text source of another code page is converted while it is read, because the ANSI page
+/// holds every character. Else the setting's page becomes the ANSI page for as long as it runs.
+bool ReadsByConversion(const settings::ImportSetting& setting);
 /// How a setting's text file is cut into records.
 textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting);
 /// How its records are cut into fields. TypeFormat is 0, 1 or 2.
@@ -46,8 +49,8 @@ class SourceReader {
 
   /// Whether there is nothing left to read. A text file knows only after a read met its end.
   virtual bool AtEnd() const noexcept = 0;
-  /// Reads a record. `taken` is false for one that does not count: an empty line, or a line before
-  /// the first to import.
+  /// Reads a record. `taken` is false for one that does not count: an empty line, a blank one where
+  /// the setting skips these, or a line before the first to import.
   virtual Status Read(bool& taken) = 0;
   /// The fields of the record read. The views live until the next `Read`.
   virtual Status Split(textsource::FieldValues& fields) = 0;
@@ -100,6 +103,7 @@ class TextSource final : public SourceReader {
   textsource::SplitRules rules_;
   std::span<char> record_;
   std::int64_t starting_line_ = 1;
+  bool skip_blank_lines_ = false;
   std::int64_t first_record_bytes_ = 0;
   std::uint64_t preface_bytes_ = 0;
 };

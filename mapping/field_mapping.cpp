@@ -156,15 +156,14 @@ Status ApplyRequest(const MapRequest& request, std::span<const catalog::TargetFi
   return Status();
 }
 
-std::vector<std::string> TextHeadings(std::span<const std::string_view> first_line,
-                                      std::int32_t starting_line, std::size_t column_count) {
+std::vector<std::string> TextHeadings(std::span<const std::string_view> heading,
+                                      std::size_t column_count) {
   std::vector<std::string> names(std::min(column_count, base::kMaxFields));
   for (std::size_t i = 0; i < names.size(); ++i) {
-    const std::string_view name =
-        starting_line >= 2 && i < first_line.size() ? first_line[i] : std::string_view();
+    const std::string_view name = i < heading.size() ? base::Trim(heading[i]) : std::string_view();
     const bool doubled = std::any_of(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i),
                                      [&](const std::string& n) { return SameName(n, name); });
-    if (base::Trim(name).empty() || doubled) {
+    if (name.empty() || doubled) {
       names[i] = "Field " + std::to_string(i + 1);
     } else {
       names[i] = name;

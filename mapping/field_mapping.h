@@ -72,10 +72,10 @@ struct MapRequest {
 Status ApplyRequest(const MapRequest& request, std::span<const catalog::TargetField> fields,
                     SourceFields source_fields, const textsource::BreakList* breaks, FieldMap& map);
 
-/// Names of the columns of a text source with `column_count` columns. With a `starting_line` of 2
-/// or more the fields of line 1 are the names, and blank or doubled ones become "Field n"; else all
-/// are "Field 1", "Field 2", ...
-std::vector<std::string> TextHeadings(std::span<const std::string_view> first_line,
-                                      std::int32_t starting_line, std::size_t column_count);
+/// Names of the columns of a text source with `column_count` columns: the fields of the line that
+/// names them, without blanks around them; blank or doubled ones, and those that the line does not
+/// have, are "Field n".
+std::vector<std::string> TextHeadings(std::span<const std::string_view> heading,
+                                      std::size_t column_count);
 
 }  // namespace kelvorin::mapping

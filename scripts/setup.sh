@@ -20,7 +20,8 @@ need() {
 }
 
 # What every build needs.
-build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev)
+build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev
+                zlib1g-dev)
 # What the windows need; a build without them has everything else.
 window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools libqt6opengl6-dev fonts-dejavu-core)
 # What taking pictures of the windows needs.

@@ -46,7 +46,12 @@ void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
   setting.SourceDBName.clear();
   setting.SourceTableName.clear();
 
-  setting.AnsiPage = setting.OemPage = setting.QuotedLineEnds = 0;
+  for (std::int32_t* number :
+       {&setting.AnsiPage, &setting.OemPage, &setting.QuotedLineEnds, &setting.QuotesAtStart,
+        &setting.MergeSeparators, &setting.AnyLineEnd, &setting.HtmlCells, &setting.Trim,
+        &setting.SkipBlankLines, &setting.HeadingLine})
+    *number = 0;
+  setting.RecGap = 1;
   for (std::string* text :
        {&setting.DateOrder, &setting.Decimal, &setting.NullText, &setting.RejectFile})
     text->clear();
@@ -86,6 +91,11 @@ void SetSeparators(ImportSetting& setting, std::string_view characters) {
     }
   }
   RebuildSeparatorSet(setting);
+}
+
+std::int32_t HeadingLineOf(const ImportSetting& setting) noexcept {
+  if (setting.HeadingLine > 0) return setting.HeadingLine;
+  return setting.StartingLine >= 2 ? setting.StartingLine - 1 : 0;
 }
 
 void RebuildDelimiter(ImportSetting& setting) noexcept {

@@ -20,10 +20,23 @@ constexpr auto kFixedWidth = static_cast<std::int16_t>(contract::FileTypeFormat:
 constexpr std::int32_t kOtherSeparatorText = 3;
 constexpr std::int32_t kFixedLength = 4;
 
-constexpr std::array<std::pair<std::string_view, std::int32_t ImportSetting::*>, 3> kExtraNumbers{
-    {{"AnsiPage", &ImportSetting::AnsiPage},
-     {"OemPage", &ImportSetting::OemPage},
-     {"QuotedLineEnds", &ImportSetting::QuotedLineEnds}}};
+/// An additional number: its key and what it is when the key is missing.
+struct ExtraNumber {
+  std::string_view key;
+  std::int32_t ImportSetting::*member;
+  std::int32_t otherwise = 0;
+};
+constexpr ExtraNumber kExtraNumbers[] = {{"AnsiPage", &ImportSetting::AnsiPage},
+                                         {"OemPage", &ImportSetting::OemPage},
+                                         {"QuotedLineEnds", &ImportSetting::QuotedLineEnds},
+                                         {"QuotesAtStart", &ImportSetting::QuotesAtStart},
+                                         {"MergeSeparators", &ImportSetting::MergeSeparators},
+                                         {"AnyLineEnd", &ImportSetting::AnyLineEnd},
+                                         {"HtmlCells", &ImportSetting::HtmlCells},
+                                         {"Trim", &ImportSetting::Trim},
+                                         {"SkipBlankLines", &ImportSetting::SkipBlankLines},
+                                         {"HeadingLine", &ImportSetting::HeadingLine},
+                                         {"RecGap", &ImportSetting::RecGap, 1}};
 constexpr std::array<std::pair<std::string_view, std::string ImportSetting::*>, 4> kExtraTexts{
     {{"DateOrder", &ImportSetting::DateOrder},
      {"Decimal", &ImportSetting::Decimal},
@@ -57,10 +70,10 @@ class SectionReader {
     return value == nullptr ? std::string() : std::string(value->substr(0, kMaxValueBytes));
   }
   /// An additional number: not limited to 16 bits.
-  std::int32_t Long(std::string_view key) {
+  std::int32_t Long(std::string_view key, std::int32_t otherwise) {
     using Limits = std::numeric_limits<std::int32_t>;
     const std::string_view* value = Find(key);
-    if (value == nullptr) return 0;
+    if (value == nullptr) return otherwise;
     return static_cast<std::int32_t>(
         std::clamp<std::int64_t>(base::ParseInteger(*value), Limits::min(), Limits::max()));
   }
@@ -313,7 +326,8 @@ Status ReadSetting(const IniDocument& document, ImportSetting& setting,
   read.SourceDBName = in.Text("SourceDBName");
   read.SourceTableName = in.Text("SourceTableName");
   if (read.TypeFormat == kOdbc) read.SourceConnectString = in.Text("SourceConnectString");
-  for (const auto& [key, member] : kExtraNumbers) read.*member = in.Long(key);
+  for (const ExtraNumber& extra : kExtraNumbers)
+    read.*extra.member = in.Long(extra.key, extra.otherwise);
   for (const auto& [key, member] : kExtraTexts) read.*member = in.Text(key);
 
   KV_TRY(in.status());
@@ -341,8 +355,9 @@ Status SaveSetting(IniDocument& document, const ImportSetting& setting,
   out.Text("SourceDBName", setting.SourceDBName);
   out.Text("SourceTableName", setting.SourceTableName);
   if (setting.TypeFormat == kOdbc) out.Text("SourceConnectString", setting.SourceConnectString);
-  for (const auto& [key, member] : kExtraNumbers) {
-    if (setting.*member != 0) out.Text(key, base::ToDecimal(setting.*member));
+  for (const ExtraNumber& extra : kExtraNumbers) {
+    if (setting.*extra.member != extra.otherwise)
+      out.Text(extra.key, base::ToDecimal(setting.*extra.member));
   }
   for (const auto& [key, member] : kExtraTexts) {
     if (!(setting.*member).empty()) out.Text(key, setting.*member);

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "textsource/html_cells.h"
+
 namespace kelvorin::textsource {
 namespace {
 
@@ -16,18 +20,36 @@ unsigned char ToByte(char c) noexcept {
 
 }  // namespace
 
-SplitRules SplitRules::Delimited(std::string_view separators, char delimiter) {
+SplitRules SplitRules::Delimited(std::string_view separators, char delimiter,
+                                 DelimitedOptions options) {
   SplitRules rules;
   rules.rule_ = CutRule::kDelimited;
   rules.delimiter_ = delimiter;
-  if (delimiter != 0) rules.kinds_[ToByte(delimiter)] = Kind::kDelimiter;
-  for (const char c : separators) rules.kinds_[ToByte(c)] = Kind::kSeparator;
+  options.quotes_at_start = options.quotes_at_start || options.merge_separators;
+  rules.options_ = options;
+  if (delimiter != 0 && !options.quotes_at_start)
+    rules.kinds_[ToByte(delimiter)] = Kind::kDelimiter;
+  const bool utf8 = base::AnsiPage().is_utf8();
+  for (std::size_t at = 0; at < separators.size();) {
+    const std::size_t from = at++;
+    Kind& kind = rules.kinds_[ToByte(separators[from])];
+    std::size_t behind = from;
+    if (utf8 && base::DecodeUtf8(separators, behind) != base::kInvalidCharacter &&
+        behind > from + 1) {
+      at = behind;
+      rules.wide_separator_ = separators.substr(from, behind - from);
+      if (kind == Kind::kPlain) kind = Kind::kWideSeparator;
+    } else {
+      kind = Kind::kSeparator;
+    }
+  }
   return rules;
 }
 
-SplitRules SplitRules::Fixed(BreakList breaks) {
+SplitRules SplitRules::Fixed(BreakList breaks, bool in_bytes) {
   SplitRules rules;
   rules.rule_ = CutRule::kFixed;
+  rules.in_bytes_ = in_bytes || !base::AnsiPage().is_utf8();
   breaks.CompactAndSort();
   rules.break_count_ = breaks.count();
   for (std::size_t i = 0; i < rules.break_count_; ++i) rules.breaks_[i] = breaks[i];
@@ -40,6 +62,12 @@ SplitRules SplitRules::HtmlTags() {
   return rules;
 }
 
+SplitRules SplitRules::HtmlCells() {
+  SplitRules rules = HtmlTags();
+  rules.html_cells_ = true;
+  return rules;
+}
+
 Status SplitRules::Split(std::span<char> record, FieldValues& fields) const {
   fields.Clear();
   char* const begin = record.data();
@@ -47,39 +75,57 @@ Status SplitRules::Split(std::span<char> record, FieldValues& fields) const {
   bool fits = true;
   switch (rule_) {
     case CutRule::kDelimited:
-      fits = SplitDelimited(begin, end, fields);
+      fits = options_.quotes_at_start ? SplitQuotedAtStart(begin, end, fields)
+                                      : SplitDelimited(begin, end, fields);
       break;
     case CutRule::kFixed:
-      SplitFixed(begin, record.size(), fields);
+      SplitFixed({begin, record.size()}, fields);
       break;
     case CutRule::kHtmlTags:
-      fits = SplitHtmlTags(begin, end, fields);
+      fits = html_cells_ ? CutHtmlCells(record, fields) : SplitHtmlTags(begin, end, fields);
       break;
+  }
+  if (trim_) {
+    for (std::size_t i = 0; i < fields.count(); ++i) fields.Set(i, base::Trim(fields[i]));
   }
   if (fits) return {};
   return Status(Code::kOutOfRange, "The record has more than 251 fields");
 }
 
+// Moves `p` to the next separator, delimiter or to `end`; the result is the separator's size in
+// bytes, 0 where there is none.
+std::size_t SplitRules::NextMark(char*& p, char* end) const noexcept {
+  for (;;) {
+    while (p != end && kinds_[ToByte(*p)] == Kind::kPlain) ++p;
+    if (p == end || kinds_[ToByte(*p)] == Kind::kDelimiter) return 0;
+    if (kinds_[ToByte(*p)] == Kind::kSeparator) return 1;
+    if (Slice(p, end).starts_with(wide_separator_)) return wide_separator_.size();
+    ++p;
+  }
+}
+
 bool SplitRules::SplitDelimited(char* p, char* end, FieldValues& fields) const {
   for (;;) {
     char* start = p;
-    while (p != end && kinds_[ToByte(*p)] == Kind::kPlain) ++p;
-    if (p != end && kinds_[ToByte(*p)] == Kind::kDelimiter) {
+    std::size_t separator = NextMark(p, end);
+    if (p != end && separator == 0) {
       char* field_end = p;
-      p = TakeQuoted(p, end, start, field_end);
+      p = TakeQuoted(p, end, start, field_end, fields);
       if (!fields.Add(Slice(start, field_end))) return false;
+      separator = NextMark(p, end);
     } else if (!fields.Add(Slice(start, p))) {
       return false;
     }
     if (p == end) return true;
-    ++p;  // the separator
+    p += separator;
   }
 }
 
 // Takes the rest of a field from its first delimiter at `p` on and closes the gaps that delimiters
 // leave. `start` and `field_end` hold the field's text; the result is the separator behind it, or
 // `end`.
-char* SplitRules::TakeQuoted(char* p, char* end, char*& start, char*& field_end) const {
+char* SplitRules::TakeQuoted(char* p, char* end, char*& start, char*& field_end,
+                             FieldValues& fields) const {
   char* out = p;
   if (start == p) start = out = p + 1;  // a field quoted from its start needs no move
   ++p;
@@ -91,6 +137,7 @@ char* SplitRules::TakeQuoted(char* p, char* end, char*& start, char*& field_end)
     out += stop - p;
     if (!close) {
       field_end = out;
+      fields.set_left_open();
       return end;
     }
     p = close + 1;
@@ -100,8 +147,11 @@ char* SplitRules::TakeQuoted(char* p, char* end, char*& start, char*& field_end)
       continue;
     }
     // Outside quotes again: text may follow, and another delimiter opens quotes once more.
-    while (p != end && kinds_[ToByte(*p)] == Kind::kPlain) *out++ = *p++;
-    if (p == end || kinds_[ToByte(*p)] == Kind::kSeparator) {
+    char* const text = p;
+    const std::size_t separator = NextMark(p, end);
+    std::memmove(out, text, static_cast<std::size_t>(p - text));
+    out += p - text;
+    if (p == end || separator != 0) {
       field_end = out;
       return p;
     }
@@ -109,12 +159,85 @@ char* SplitRules::TakeQuoted(char* p, char* end, char*& start, char*& field_end)
   }
 }
 
-void SplitRules::SplitFixed(const char* p, std::size_t size, FieldValues& fields) const {
-  std::size_t from = 0;
+// Delimited text whose delimiters count at a field's start only, or whose separators run together.
+bool SplitRules::SplitQuotedAtStart(char* p, char* end, FieldValues& fields) const {
+  const bool quotes = delimiter_ != 0 && kinds_[ToByte(delimiter_)] != Kind::kSeparator;
+  const auto pass_separators = [&] {
+    for (char* at = p; options_.merge_separators && p != end; p = at) {
+      const std::size_t size = NextMark(at, end);
+      if (at != p || size == 0) return;
+      at += size;
+    }
+  };
+  pass_separators();
+  for (;;) {
+    char* start = p;
+    char* field_end = nullptr;
+    std::size_t separator = 0;
+    if (quotes && p != end && *p == delimiter_) {
+      if (TakeQuotedStart(p, end, start, field_end)) {
+        char* const tail = p;
+        separator = NextMark(p, end);
+        std::memmove(field_end, tail, static_cast<std::size_t>(p - tail));
+        field_end += p - tail;
+      } else {
+        fields.set_left_open();
+        ++p;  // an ordinary character
+      }
+    }
+    if (field_end == nullptr) {
+      separator = NextMark(p, end);
+      field_end = p;
+    }
+    if (!fields.Add(Slice(start, field_end))) return false;
+    if (p == end) return true;
+    p += separator;
+    if (options_.merge_separators) {
+      pass_separators();
+      if (p == end) return true;
+    }
+  }
+}
+
+// A field in quotes from the delimiter at `p` on; `p` moves behind the closing one. False, with
+// nothing changed, when none closes.
+bool SplitRules::TakeQuotedStart(char*& p, char* end, char*& start, char*& field_end) const {
+  const auto find = [&](char* from) {
+    return static_cast<char*>(std::memchr(from, delimiter_, static_cast<std::size_t>(end - from)));
+  };
+  const auto doubled = [&](const char* at) { return at + 1 != end && at[1] == delimiter_; };
+  char* first = find(p + 1);
+  char* close = first;
+  while (close != nullptr && doubled(close)) close = find(close + 2);
+  if (close == nullptr) return false;
+  start = p + 1;
+  char* out = first;
+  for (char* from = first; from != close;) {  // each doubled delimiter stands for one
+    char* const next = find(from + 2);
+    std::memmove(out, from + 1, static_cast<std::size_t>(next - from - 1));
+    out += next - from - 1;
+    from = next;
+  }
+  field_end = out;
+  p = close + 1;
+  return true;
+}
+
+void SplitRules::SplitFixed(std::string_view record, FieldValues& fields) const {
+  // Up to its first character of several bytes a line's characters are its bytes.
+  const std::size_t plain = in_bytes_ ? record.size() : base::AsciiPrefix(record);
+  std::size_t from = 0;            // in bytes
+  std::size_t from_character = 0;  // the same place
   for (std::size_t i = 0; i < break_count_; ++i) {
-    const std::size_t to = std::min<std::size_t>(breaks_[i], size);
-    static_cast<void>(fields.Add({p + from, to - from}));  // no more than 251 breaks
+    const std::size_t position = breaks_[i];
+    std::size_t to = std::min(position, record.size());
+    if (to > plain) {
+      const std::size_t count = position - std::min(position, from_character);
+      to = from + base::CutToCharacters(record.substr(from), count).size();
+    }
+    static_cast<void>(fields.Add(record.substr(from, to - from)));  // no more than 251 breaks
     from = to;
+    from_character = position;
   }
 }
 
@@ -138,13 +261,12 @@ bool SplitRules::SplitHtmlTags(const char* p, const char* end, FieldValues& fiel
   return true;
 }
 
-bool SplitRules::LeavesDelimiterOpen(std::string_view record) const noexcept {
-  bool in_quotes = false;
-  for (const char c : record) {
-    // A doubled delimiter closes and opens again, which comes to the same.
-    if (in_quotes ? c == delimiter_ : kinds_[ToByte(c)] == Kind::kDelimiter) in_quotes = !in_quotes;
-  }
-  return in_quotes;
+bool SplitRules::LeavesDelimiterOpen(std::string_view record) const {
+  if (rule_ != CutRule::kDelimited) return false;
+  std::string copy(record);
+  FieldValues fields;
+  static_cast<void>(Split(copy, fields).ok());  // what is behind the 251st field does not count
+  return fields.left_open();
 }
 
 }  // namespace kelvorin::textsource

@@ -62,7 +62,7 @@ struct DetectionReport {
   std::int32_t better_record_code = -1;
   /// The lines look like rows of HTML tags.
   bool html_rows = false;
-  /// The file begins with the byte-order mark of UTF-16, which is not read.
+  /// The file is UTF-16.
   bool utf16 = false;
   /// What the four above say, and how many lines are not of the code page or hold stray line ends,
   /// for a person; empty when there is nothing to say.
@@ -73,20 +73,5 @@ struct DetectionReport {
 /// are no others.
 DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
                       const SplitRules& rules);
-
-/// A layout that nobody confirms: the guess, corrected by whatever its report finds better.
-struct DetectedLayout {
-  RecordFormat format;
-  CutRule rule = CutRule::kDelimited;
-  std::string separators = ",";  // of delimited text
-  DetectionReport report;        // on this layout
-};
-
-/// Detects the layout of a file for callers with nobody to ask. `given` is a record format that is
-/// known, or null; `delimiter` the text delimiter, or the character 0. Line ends in quotes are
-/// found when they occur in the preview. Fills preview and breaks; fails with kNotSupported for
-/// UTF-16, and as reading fails.
-Result<DetectedLayout> DetectLayout(const std::string& file_name, const RecordFormat* given,
-                                    char delimiter, PreviewLines& preview, BreakList& breaks);
 
 }  // namespace kelvorin::textsource

@@ -3,14 +3,17 @@
 // it with their own `RecordFormat`; it finds record ends in large blocks and hands out slices. It
 // cuts nothing into fields and converts nothing.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "base/M_FILE.h"
+#include "base/code_page.h"
 #include "base/status.h"
+#include "textsource/text_input.h"
 
 namespace kelvorin::textsource {
 
@@ -28,12 +31,25 @@ struct RecordFormat {
   /// A `separator_code`; any other number makes the whole rest of the file one record.
   std::int32_t code = separator_code::kCrLf;
   /// The separator text of code 3, at least one character.
-  std::string other;
+  std::string other = {};
   /// Record length of code 4; with every code records are cut to this many characters. 0 cuts
   /// nothing (and makes every record of code 4 empty). In bytes, whatever the code page.
   std::int32_t length = 0;
   /// A text delimiter inside which line ends (codes 0 to 3) are data, or the character 0 for none.
   char quote = 0;
+  /// The field separators, which tell where such a delimiter may stand. One of them may be a
+  /// character of several bytes.
+  std::string separators = {};
+  /// Bytes passed over behind each record of code 4.
+  std::int32_t gap = 1;
+  /// CR LF, LF and CR all end a record; with code 2.
+  bool any_line_end = false;
+  /// Records are the rows of HTML tables (`tr`) and what is between them is passed over; the code
+  /// does not count.
+  bool html_rows = false;
+  /// Code page of the file where it is another than the ANSI page; 0 the ANSI page. UTF-16 is
+  /// found by itself.
+  int page = 0;
 
   bool operator==(const RecordFormat&) const = default;
 };
@@ -42,9 +58,9 @@ struct RecordFormat {
 struct ReaderLimits {
   std::size_t block_bytes = std::size_t{256} * 1024;
   /// A longer record is refused, unless `RecordFormat::length` cuts it before it is held.
-  std::size_t max_record_bytes = std::size_t{1} << 30;
-  /// How far a text that a delimiter opened is followed; beyond it the delimiter opened nothing.
-  std::size_t max_quoted_bytes = std::size_t{1} << 24;
+  std::size_t max_record_bytes = std::size_t{8} << 20;
+  /// How far from the delimiter that opened a text its closing one may stand.
+  std::size_t max_quoted_bytes = std::size_t{64} << 10;
 };
 
 /// Reads records one after the other.
@@ -53,11 +69,14 @@ struct ReaderLimits {
 /// Code 4 passes over the one byte that follows each record: kept as it is, files of such records
 /// have a character there. A file that ends with a separator yields a last, empty record, because
 /// the end is known only after a read that found nothing. NUL is data. A UTF-8 byte-order mark at
-/// the very start is passed over when the ANSI page is UTF-8.
+/// the very start is passed over when the text is UTF-8, and so is the character 1Ah at the very
+/// end of a file of lines, which DOS programs put there. Compressed files and UTF-16 are read as
+/// `TextInput` tells; what comes out is text of the ANSI page.
 ///
-/// With `RecordFormat::quote` a record goes on while it holds an odd number of delimiters: that is
-/// where the splitter stands inside quotes. A delimiter that is never followed by another one opens
-/// nothing: its record ends at the first line end, as without the option.
+/// With `RecordFormat::quote` a delimiter at the very start of a field opens a text in which record
+/// ends are data, up to the next delimiter that is not doubled. One that none closes within the
+/// limit opened nothing: its record ends at its own line end. Where a text ends does not depend on
+/// how the file is read in blocks.
 class RecordReader {
  public:
   static Result<RecordReader> Open(const std::string& path, RecordFormat format,
@@ -87,6 +106,12 @@ class RecordReader {
   Status ReadRaw(std::uint64_t offset, std::uint64_t size, std::string& out) const;
 
   Result<std::uint64_t> FileSize() const { return file_.Size(); }
+  /// Characters of the file that the ANSI page does not have, in the records read so far.
+  std::int64_t replaced_characters() const noexcept {
+    return replaced_characters_ + file_.replaced_characters();
+  }
+  /// How the file's bytes become the bytes that offsets count.
+  const TextInput& input() const noexcept { return file_; }
   const std::string& path() const noexcept { return file_.path(); }
 
  private:
@@ -97,14 +122,29 @@ class RecordReader {
     std::size_t next = 0;  // where the next record starts in block_
   };
 
-  RecordReader(base::InputFile file, RecordFormat format, ReaderLimits limits);
+  /// Where the search stands between text delimiters.
+  enum class Quoting : std::uint8_t {
+    kOutside,
+    kInside,
+    kBehind,  // a delimiter that closes unless another one follows at once
+  };
+
+  RecordReader(TextInput file, RecordFormat format, ReaderLimits limits);
+  Status Prepare();
+  Status FindRecord(End& end, Ending& ending);
+  Status FindHtmlRow(End& end);
   Ending FindEnding(std::size_t scan_from, End& end) noexcept;
-  bool InQuotes(const char* at, const End& here) noexcept;
-  void CountQuotes(std::size_t to) noexcept;
+  Ending FindAnyLineEnd(std::size_t scan_from, End& end) noexcept;
+  bool Ends(std::size_t at) noexcept;
+  void FollowQuotes(std::size_t to) noexcept;
+  bool IsFieldStart(const char* at) const noexcept;
+  void GiveQuoteUp() noexcept;
   Status Fill(std::size_t& scanned, bool& found_none);
   Status MakeRoom(std::size_t& scanned);
+  bool ForgetMiddle(std::size_t& scanned) noexcept;
+  Status TooLong() const;
 
-  base::InputFile file_;
+  TextInput file_;
   RecordFormat format_;
   ReaderLimits limits_;
   std::vector<char> block_;
@@ -114,9 +154,16 @@ class RecordReader {
   std::uint64_t record_offset_ = 0;
   bool at_end_ = false;
   // Of the record being read, for RecordFormat::quote.
-  std::size_t counted_to_ = 0;  // delimiters are counted up to here in block_
-  bool quote_open_ = false;     // their number so far is odd
-  End first_end_;               // the first line end inside quotes; next is 0 for none
+  std::size_t followed_to_ = 0;  // delimiters are known up to here in block_
+  Quoting quoting_ = Quoting::kOutside;
+  std::size_t opened_at_ = 0;    // the delimiter that opened, in block_
+  std::size_t rescan_from_ = 0;  // where to look for line ends again, in block_; 0 for nowhere
+  std::array<bool, 256> separates_{};
+  std::string wide_separator_;  // of several bytes
+
+  std::optional<base::Converter> converter_;  // from the file's page to the ANSI page
+  std::string converted_;
+  std::int64_t replaced_characters_ = 0;
 };
 
 }  // namespace kelvorin::textsource

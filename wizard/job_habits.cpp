@@ -1,6 +1,7 @@
 #include "wizard/job_habits.h"
 
 #include "base/M_STRING.h"
+#include "engine/source_reader.h"
 
 namespace kelvorin::wizard {
 namespace {
@@ -46,7 +47,9 @@ Status JobHabits::Apply(const settings::ImportSetting& setting) {
       options.thousands = options.decimal == ',' ? '.' : ',';
   }
   if (!setting.NullText.empty()) options.null_text = setting.NullText;
-  KV_TRY(base::SetAnsiPage(setting.AnsiPage != 0 ? setting.AnsiPage : ansi_page_));
+  KV_TRY(base::SetAnsiPage(ansi_page_));
+  if (setting.AnsiPage != 0 && !engine::ReadsByConversion(setting))
+    KV_TRY(base::SetAnsiPage(setting.AnsiPage));
   KV_TRY(base::SetOemPage(setting.OemPage != 0 ? setting.OemPage : oem_page_));
   engine_.set_format(values::ValueFormat(std::move(options)));
   return Status();

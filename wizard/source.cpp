@@ -132,23 +132,23 @@ Result<std::vector<std::string>> TextFieldNames(const std::string& path,
   if (!reader.ok()) return reader.status();
   const textsource::SplitRules rules = engine::SplitRulesOf(setting, breaks);
   textsource::FieldValues values;
-  std::vector<std::string> first_line;
+  std::vector<std::string> heading;
+  const std::int32_t heading_line = settings::HeadingLineOf(setting);
   std::size_t columns = 0;
   std::size_t taken = 0;
   for (std::int64_t line = 1; !reader->AtEnd() && taken < max_records; ++line) {
     std::span<char> record;
     KV_TRY(reader->ReadRecord(record));
-    const bool is_heading = line == 1 && setting.StartingLine >= 2;
+    const bool is_heading = line == heading_line;
     if (record.empty() || (line < setting.StartingLine && !is_heading)) continue;
     // A record with too many fields still has its first ones; the run is going to report it.
     static_cast<void>(rules.Split(record, values).ok());
     columns = std::max(columns, values.count());
-    for (std::size_t i = 0; is_heading && i < values.count(); ++i)
-      first_line.emplace_back(values[i]);
-    if (!is_heading) ++taken;
+    for (std::size_t i = 0; is_heading && i < values.count(); ++i) heading.emplace_back(values[i]);
+    if (line >= setting.StartingLine) ++taken;
   }
-  const std::vector<std::string_view> headings(first_line.begin(), first_line.end());
-  return mapping::TextHeadings(headings, setting.StartingLine, columns);
+  const std::vector<std::string_view> names(heading.begin(), heading.end());
+  return mapping::TextHeadings(names, columns);
 }
 
 }  // namespace

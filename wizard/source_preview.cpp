@@ -68,7 +68,7 @@ Status ReadSample(const std::string& path, const settings::ImportSetting& settin
        ++line) {
     std::span<char> record;
     KV_TRY(reader->ReadRecord(record));
-    if (line == 1 && setting.StartingLine >= 2)
+    if (line == settings::HeadingLineOf(setting))
       sample.heading_line.assign(record.begin(), record.end());
     if (line < setting.StartingLine || record.empty()) continue;
     sample.records.emplace_back(record.begin(), record.end());
@@ -121,7 +121,7 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
   if (!heading.empty()) static_cast<void>(rules.Split(heading, values).ok());
   std::vector<std::string_view> names;
   for (std::size_t i = 0; i < values.count(); ++i) names.push_back(values[i]);
-  table.headings = mapping::TextHeadings(names, setting.StartingLine, columns);
+  table.headings = mapping::TextHeadings(names, columns);
   return table;
 }
 

@@ -31,37 +31,40 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   const textsource::SplitRules rules = engine::SplitRulesOf(setting, job.breaks);
   textsource::FieldValues values;
   std::vector<std::size_t> widths;
-  std::vector<std::string> first_line;
+  std::vector<std::string> heading;
   std::int64_t taken = 0;
+  const std::int32_t heading_line = settings::HeadingLineOf(setting);
   Status refused;  // the first record that cannot be cut; the run reports it with its line
   for (std::int64_t line = 1; !reader->AtEnd(); ++line) {
     std::span<char> record;
     KV_TRY(reader->ReadRecord(record));
-    if (record.empty()) continue;
-    if (line > 1 && line < setting.StartingLine) continue;
+    const bool is_heading = line == heading_line;
+    if (record.empty() || (line < setting.StartingLine && !is_heading)) continue;
+    if (setting.SkipBlankLines != 0 &&
+        base::Trim({record.data(), record.size()}, base::kBlankOrTab).empty())
+      continue;
     if (const Status split = rules.Split(record, values); !split.ok()) {
       if (refused.ok())
         refused = Status(split.code(), "line " + base::ToDecimal(line) + " of '" + reader->path() +
                                            "': " + std::string(split.message()));
       continue;
     }
-    if (line == 1)
-      for (std::size_t i = 0; i < values.count(); ++i) first_line.emplace_back(values[i]);
+    if (is_heading)
+      for (std::size_t i = 0; i < values.count(); ++i) heading.emplace_back(values[i]);
     if (line < setting.StartingLine) continue;
     if (widths.size() < values.count()) widths.resize(values.count());
     for (std::size_t i = 0; i < values.count(); ++i)
       widths[i] = std::max(widths[i], base::CountCharacters(values[i]));
     if (setting.MaxLines > 0 && ++taken == setting.MaxLines) break;
   }
-  const std::size_t columns = std::max(widths.size(), first_line.size());
+  const std::size_t columns = std::max(widths.size(), heading.size());
   if (columns == 0 && !refused.ok()) return refused;
   if (columns == 0)
     return Status(Code::kInvalidArgument,
                   "--create: '" + reader->path() + "' holds no record to take fields from");
   widths.resize(columns);
-  const std::vector<std::string_view> names(first_line.begin(), first_line.end());
-  const std::vector<std::string> headings =
-      mapping::TextHeadings(names, setting.StartingLine, columns);
+  const std::vector<std::string_view> names(heading.begin(), heading.end());
+  const std::vector<std::string> headings = mapping::TextHeadings(names, columns);
   for (std::size_t i = 0; i < columns; ++i) {
     FieldDef field;
     field.Name = headings[i];

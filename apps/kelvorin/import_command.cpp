@@ -66,8 +66,7 @@ int Import(const ImportOptions& options) {
   ImportJob job;
   if (const Status made = MakeJob(options, job); !made.ok())
     return Report(made.code() == Code::kInvalidArgument ? kWrongUsage : kFatal, made);
-  if (!job.hint.empty() && !options.json)
-    std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.hint).c_str());
+  if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
 
   const catalog::TargetAddress target = into->Address(options.user, options.password);
   if (options.create) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/kelvorin/text_layout.h"
 #include "base/status.h"
 #include "mapping/field_mapping.h"
 #include "settings/import_setting.h"
@@ -23,17 +24,9 @@ struct ImportOptions {
   std::string table;
   std::string user, password, source_user, source_password;
 
-  // Layout of a text source; empty or -1 is "not given", then it is detected.
-  std::string format;
-  std::string separators;
-  std::string delimiter;
-  std::string record_separator;
-  std::string quoted_line_ends;  // "yes" or "no"
-  std::string breaks;
-
-  std::int64_t start_line = 1;
+  TextOptions text;  // layout of a text source
   std::int64_t max_lines = 0;
-  bool oem = false, upper = false, lower = false;
+  bool upper = false, lower = false;
   bool update = false, key_lookup = false, append_if_eof = false, append_fields = false;
   std::string index;
   bool empty_target = false, delete_import_file = false;
@@ -47,7 +40,7 @@ struct ImportOptions {
   bool create = false;
 
   std::string save_as, ini;
-  int ansi = 0, oem_page = 0;
+  int oem_page = 0;
   std::string date_order, decimal, null_text, reject;
   bool dry_run = false, json = false;
 };
@@ -59,8 +52,12 @@ struct ImportJob {
   settings::ImportSetting setting;
   textsource::BreakList breaks;
   mapping::MapRequest map;
-  std::string hint;  // what detection found odd about a text file, or empty
+  textsource::DetectedLayout layout;  // of a text source
+  std::string said;                   // which layout a text source is read by; empty for a table
 };
+
+/// "--option 'value': expected ...".
+Status WrongValue(std::string_view option, std::string_view value, std::string_view expected);
 
 /// Reads every option into a setting, detecting the layout that was not given. Sets the process's
 /// code pages. Fails with `kInvalidArgument` naming the option when one makes no sense, with

@@ -80,9 +80,9 @@ TEST_CASE("A picked field brings its columns; ignoring all leaves the lengths") 
 TEST_CASE("Line 1 names the columns when it is not imported") {
   const std::vector<std::string_view> line = {"Id", " ", "id", "Name"};
   using List = std::vector<std::string>;
-  CHECK(mapping::TextHeadings(line, 2, 5) == List{"Id", "Field 2", "Field 3", "Name", "Field 5"});
-  CHECK(mapping::TextHeadings(line, 1, 2) == List{"Field 1", "Field 2"});
-  CHECK(mapping::TextHeadings({}, 2, 300).size() == 251);
+  CHECK(mapping::TextHeadings(line, 5) == List{"Id", "Field 2", "Field 3", "Name", "Field 5"});
+  CHECK(mapping::TextHeadings({}, 2) == List{"Field 1", "Field 2"});
+  CHECK(mapping::TextHeadings({}, 300).size() == 251);
 }
 
 }  // namespace kelvorin::tests

@@ -163,36 +163,3 @@ TEST_CASE("a layout is weighed, and what would suit better is told") {
     CHECK(report.hint == row.hint);
   }
 }
-
-TEST_CASE("a layout that nobody confirms follows what weighs better") {
-  struct Row {
-    std::string name;
-    std::string file;
-    const char* layout;  // rule, record code, separators, "q" for line ends in quotes
-  };
-  const Row kRows[] = {
-      {"tabs in columns", Times(9, "AB\t12\tC\n"), "0 2 \t "},
-      {"HTML", Times(3, "<tr><td>a</td></tr>\r\n"), "2 0 , "},
-      {"LF found behind CR LF", Times(4, "a,b\n") + "\r\r\r\r", "0 2 , "},
-      {"line ends in quotes", "id;note\r\n1;\"a\r\n\r\nb;c\"\r\n2;d\r\n", "0 0 ; q"},
-      {"LF in quotes, CR LF behind records", "a;\"b\nc\"\r\nd;e\r\n", "0 0 ; q"},
-      {"a lone delimiter", "size;5\"\r\nsize;6\r\n", "0 0 ; "},
-  };
-  TempFolder folder;
-  const std::string path = folder.File("layout.txt");
-  for (const Row& row : kRows) {
-    CAPTURE(row.name);
-    WriteWhole(path, row.file);
-    PreviewLines preview;
-    BreakList breaks;
-    const auto found = DetectLayout(path, nullptr, '"', preview, breaks);
-    REQUIRE(found.ok());
-    CHECK(std::to_string(static_cast<int>(found->rule)) + " " + std::to_string(found->format.code) +
-              " " + found->separators + " " + (found->format.quote != 0 ? "q" : "") ==
-          row.layout);
-  }
-  WriteWhole(path, std::string("\377\376a\0\n\0", 6));
-  PreviewLines preview;
-  BreakList breaks;
-  CHECK(DetectLayout(path, nullptr, '"', preview, breaks).status().code() == Code::kNotSupported);
-}

@@ -16,28 +16,32 @@ struct SlowReader {
   std::string_view file;
   std::size_t at = 0;
   bool at_end = false;
+  std::size_t max_quoted_bytes = std::size_t{64} << 10;
 
   /// False where the real reader fails with an invalid argument.
   bool ReadRecord(const textsource::RecordFormat& format, std::string& record) {
-    const std::size_t from = at;
-    bool ok = ReadTo(format, record);
-    if (at_end && Open(format, record)) {  // the delimiter was never closed: it opened nothing
-      textsource::RecordFormat plain = format;
-      plain.quote = 0;
-      at = from;
-      ok = ReadTo(plain, record);
-    }
+    const bool ok = ReadTo(format, record);
+    const bool dos_end = at_end && format.code >= 0 && format.code <= 3 && record.ends_with('\x1A');
+    if (dos_end) record.pop_back();
     const auto length = static_cast<std::size_t>(format.length);
     if (length != 0 && record.size() > length) record.resize(length);
     return ok;
   }
 
  private:
-  static bool Open(const textsource::RecordFormat& format, const std::string& record) {
-    return format.quote != 0 && std::count(record.begin(), record.end(), format.quote) % 2 != 0;
+  /// Position of the delimiter that closes what the one at `open` opens, or `npos`.
+  std::size_t Closing(char quote, std::size_t open) const {
+    for (std::size_t i = open + 1; i < file.size() && i - open <= max_quoted_bytes; ++i) {
+      if (file[i] != quote) continue;
+      if (i + 1 == file.size() || file[i + 1] != quote) return i;
+      ++i;
+    }
+    return file.npos;
   }
   bool ReadTo(const textsource::RecordFormat& format, std::string& record) {
     const std::string& separator = format.other;
+    const std::size_t from = at;
+    std::size_t inside_to = 0;  // behind the closing delimiter of an open text
     record.clear();
     at_end = false;
     if (format.code == 3 && separator.empty()) return false;
@@ -46,26 +50,38 @@ struct SlowReader {
         at_end = true;
         break;
       }
+      const bool starts = at == from || format.separators.find(file[at - 1]) != std::string::npos;
+      if (format.quote != 0 && file[at] == format.quote && at >= inside_to && starts &&
+          Closing(format.quote, at) != file.npos)
+        inside_to = Closing(format.quote, at) + 1;
+      const bool inside = at < inside_to;
       const char c = file[at++];
-      if (format.code == 0 && c == '\n' && !record.empty() && record.back() == '\r' &&
-          !Open(format, record)) {
+      if (format.any_line_end && !inside && (c == '\r' || c == '\n')) {
+        if (c == '\r' && at < file.size() && file[at] == '\n') ++at;
+        break;
+      }
+      const bool plain = !format.any_line_end && !inside;
+      if (format.code == 0 && c == '\n' && !record.empty() && record.back() == '\r' && plain) {
         record.pop_back();
         break;
       }
-      if (format.code == 1 && c == '\r' && !Open(format, record)) break;
-      if (format.code == 2 && c == '\n' && !Open(format, record)) break;
-      if (format.code == 3 && c == separator.back()) {
+      if (format.code == 1 && c == '\r' && plain) break;
+      if (format.code == 2 && c == '\n' && plain) break;
+      if (format.code == 3 && c == separator.back() && !format.any_line_end) {
         std::size_t k = 1;
         for (; k < separator.size(); ++k) {
           if (k > record.size()) return false;
           if (record[record.size() - k] != separator[separator.size() - 1 - k]) break;
         }
-        if (k == separator.size() && !Open(format, record)) {
+        if (k == separator.size() && plain) {
           record.resize(record.size() - (k - 1));
           break;
         }
       }
-      if (format.code == 4 && counter == format.length) break;
+      if (format.code == 4 && counter == format.length) {
+        at += static_cast<std::size_t>(format.gap - 1);
+        break;
+      }
       record += c;
     }
     return true;

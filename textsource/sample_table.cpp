@@ -1,0 +1,262 @@
+#include "textsource/sample_table.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+
+namespace kelvorin::textsource {
+namespace {
+
+using Row = SampleTable::Row;
+
+bool IsBlank(std::string_view text) noexcept {
+  return text.find_first_not_of(" \t\r\n\x1A") == text.npos;
+}
+
+/// Number of fields that most rows have; of equally many the larger one.
+std::size_t UsualCount(const std::vector<Row>& rows) {
+  std::map<std::size_t, std::size_t> how_often;
+  for (const Row& row : rows) ++how_often[row.count];
+  std::size_t usual = 0;
+  std::size_t most = 0;
+  for (const auto& [count, times] : how_often) {
+    if (times < most) continue;
+    usual = count;
+    most = times;
+  }
+  return usual;
+}
+
+/// Whether a row above a table of so many columns is a title: one value and nothing else.
+bool IsTitle(const SampleTable& table, const Row& row, std::size_t columns) {
+  if (columns < 2 || row.count > columns) return false;
+  std::size_t filled = 0;
+  for (std::size_t column = 0; column < row.count; ++column)
+    filled += IsBlank(table.Cell(row, column)) ? 0u : 1u;
+  if (filled > 1) return false;
+  if (columns > 2) return true;
+  return row.count == 1 && table.Cell(row, 0).find(' ') != std::string_view::npos;
+}
+
+/// First row of the table: behind the titles above it, which are few.
+std::size_t FirstRow(const SampleTable& table, std::size_t columns, std::size_t from) {
+  constexpr std::size_t kMostTitles = 20;
+  const std::vector<Row>& rows = table.rows();
+  for (std::size_t i = from; i < rows.size() && i <= from + kMostTitles; ++i) {
+    if (!IsTitle(table, rows[i], columns)) return rows[i].count == columns ? i : from;
+  }
+  return from;
+}
+
+/// Whether a colon stands between the hours and minutes of a time.
+bool CutsTime(std::string_view text, std::size_t at) noexcept {
+  const auto digit = [&](std::size_t i) { return i < text.size() && base::IsDigit(text[i]); };
+  return at > 0 && digit(at - 1) && digit(at + 1) && digit(at + 2) && !digit(at + 3) &&
+         (at < 3 || !digit(at - 3));
+}
+
+/// Whether a comma stands between seconds and their fraction, which a log has.
+bool CutsSeconds(std::string_view text, std::size_t at) noexcept {
+  const auto digit = [&](std::size_t i) { return i < text.size() && base::IsDigit(text[i]); };
+  return at >= 6 && text[at - 3] == ':' && text[at - 6] == ':' && digit(at - 1) && digit(at + 1) &&
+         digit(at + 2) && digit(at + 3) && !digit(at + 4);
+}
+
+/// Whether a value of a fixed column holds several numbers or dates: columns that were not parted.
+bool HoldsSeveral(std::string_view cell) {
+  cell = base::Trim(cell);
+  if (cell.find(' ') == cell.npos) return false;
+  const std::vector<std::string_view> pieces = base::SplitAt(cell, ' ');
+  return std::all_of(pieces.begin(), pieces.end(), [](std::string_view piece) {
+    return piece.empty() || KindOf(piece) != CellKind::kText;
+  });
+}
+
+void LookAtSeparators(const SampleTable& table, const ScoredLayout& layout, LayoutScore& score) {
+  if (layout.rule != CutRule::kDelimited || layout.separator.size() != 1) return;
+  const char separator = layout.separator[0];
+  std::size_t count = 0;
+  std::size_t blanks = 0;
+  std::size_t times = 0;
+  for (std::size_t i = score.first_row; i < table.rows().size(); ++i) {
+    const std::string_view text = table.rows()[i].record;
+    for (std::size_t at = text.find(separator); at != text.npos;
+         at = text.find(separator, at + 1)) {
+      ++count;
+      if (at + 1 < text.size() && text[at + 1] == ' ') ++blanks;
+      if (separator == ':' ? CutsTime(text, at) : separator == ',' && CutsSeconds(text, at))
+        ++times;
+    }
+  }
+  if (count == 0) return;
+  score.followed_by_blank = static_cast<double>(blanks) / static_cast<double>(count);
+  score.cuts_times = separator == ':' ? times * 2 > count : times * 2 > score.rows;
+}
+
+void LookAtColumns(const SampleTable& table, const ScoredLayout& layout, LayoutScore& score) {
+  score.columns.resize(score.fields);
+  std::vector<std::size_t> kinds(score.fields * 5);
+  const char separator = layout.separator.size() == 1 ? layout.separator[0] : '\0';
+  for (std::size_t i = score.first_row; i < table.rows().size(); ++i) {
+    const Row& row = table.rows()[i];
+    if (row.count != score.fields) continue;
+    for (std::size_t column = 0; column < score.fields; ++column) {
+      const std::string_view cell = table.Cell(row, column);
+      const CellKind kind = KindOf(cell);
+      if (kind == CellKind::kEmpty) continue;
+      ColumnFacts& facts = score.columns[column];
+      ++facts.filled;
+      ++kinds[column * 5 + static_cast<std::size_t>(kind)];
+      if (kind != CellKind::kText) continue;
+      // A quoted value is kept whole, whatever it holds.
+      const bool fixed = layout.rule == CutRule::kFixed;
+      if (!table.IsQuoted(cell, layout.delimiter) &&
+          (LooksCut(cell, separator) || (fixed && HoldsSeveral(cell)))) {
+        ++facts.cut;
+        if (score.cut_cell.empty()) score.cut_cell = cell;
+      }
+    }
+  }
+  for (std::size_t column = 0; column < score.fields; ++column) {
+    ColumnFacts& facts = score.columns[column];
+    for (std::size_t kind = 1; kind < 5; ++kind) {
+      if (kinds[column * 5 + kind] <= facts.of_kind) continue;
+      facts.of_kind = kinds[column * 5 + kind];
+      facts.kind = static_cast<CellKind>(kind);
+    }
+    score.cells += facts.filled;
+    score.cut_cells += facts.cut;
+    if (facts.typed()) ++score.typed_columns;
+  }
+}
+
+/// Words that stand in every row, as in the lines of a log.
+bool HasTemplate(const SampleTable& table, const LayoutScore& score) {
+  constexpr std::size_t kFewestRows = 5;
+  constexpr std::size_t kShortestWord = 3;
+  if (score.rows < kFewestRows) return false;
+  const auto words_of = [](std::string_view text) {
+    std::vector<std::string_view> words;
+    for (const std::string_view word : base::SplitAt(text, ' ')) {
+      if (!word.empty()) words.push_back(word);
+    }
+    return words;
+  };
+  const auto& rows = table.rows();
+  std::vector<std::string_view> same = words_of(rows[score.first_row + 1].record);
+  for (std::size_t i = score.first_row + 1; i < rows.size(); ++i) {
+    const std::vector<std::string_view> words = words_of(rows[i].record);
+    for (std::size_t at = 0; at < same.size(); ++at) {
+      if (at >= words.size() || words[at] != same[at]) same[at] = {};
+    }
+  }
+  return std::count_if(same.begin(), same.end(), [](std::string_view word) {
+           const bool letters = std::all_of(word.begin(), word.end(), [](char c) {
+             const char upper = base::ToUpperAscii(c);
+             return upper >= 'A' && upper <= 'Z';
+           });
+           const bool lower =
+               std::any_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+           return letters && lower && word.size() >= kShortestWord;
+         }) >= 2;
+}
+
+}  // namespace
+
+Result<SampleTable> SampleTable::Read(const std::string& file_name, const RecordFormat& format,
+                                      const SplitRules& rules) {
+  Result<RecordReader> reader =
+      RecordReader::Open(file_name, format, {.block_bytes = kSampleBytes});
+  if (!reader.ok()) return reader.status();
+  SampleTable table;
+  std::vector<std::pair<std::size_t, std::size_t>> places;
+  for (std::int32_t number = 1; !reader->AtEnd(); ++number) {
+    std::span<char> record;
+    if (const Status read = reader->ReadRecord(record); !read.ok()) {
+      if (read.code() != Code::kOutOfRange && read.code() != Code::kInvalidArgument) return read;
+      table.cut_off_ = true;
+      break;  // the run is going to say so
+    }
+    const bool beyond = reader->position() > kSampleBytes && !reader->AtEnd();
+    if (beyond && !table.rows_.empty()) {
+      table.cut_off_ = true;
+      break;
+    }
+    const std::string_view text(record.data(), record.size());
+    if (IsBlank(text)) {
+      if (!text.empty()) ++table.blank_records_;
+      continue;
+    }
+    places.emplace_back(table.records_.size(), text.size());
+    table.records_.insert(table.records_.end(), text.begin(), text.end());
+    table.records_.push_back('\n');
+    Row& row = table.rows_.emplace_back();
+    row.number = number;
+  }
+  table.cut_ = table.records_;
+  FieldValues values;
+  for (std::size_t i = 0; i < table.rows_.size(); ++i) {
+    const auto [at, size] = places[i];
+    Row& row = table.rows_[i];
+    row.record = std::string_view(table.records_.data() + at, size);
+    // A record with more fields than are held counts with those that are.
+    static_cast<void>(rules.Split(std::span<char>(table.cut_).subspan(at, size), values).ok());
+    row.first = table.cells_.size();
+    row.count = values.count();
+    row.left_open = values.left_open();
+    for (std::size_t field = 0; field < values.count(); ++field)
+      table.cells_.push_back(values[field]);
+  }
+  return table;
+}
+
+LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
+                       std::size_t first_row) {
+  LayoutScore score;
+  const std::vector<Row>& rows = table.rows();
+  if (first_row >= rows.size()) return score;
+  score.fields = UsualCount(rows);
+  score.first_row = FirstRow(table, score.fields, first_row);
+  score.rows = rows.size() - score.first_row;
+  for (std::size_t i = score.first_row; i < rows.size(); ++i) {
+    if (rows[i].left_open) ++score.left_open;
+    if (rows[i].count == score.fields && !rows[i].left_open) ++score.agreeing;
+  }
+  LookAtSeparators(table, layout, score);
+  LookAtColumns(table, layout, score);
+  const auto useful =
+      static_cast<double>(std::count_if(score.columns.begin(), score.columns.end(),
+                                        [](const ColumnFacts& c) { return c.filled > 0; }));
+  if (useful < 2) return score;
+
+  const double even = static_cast<double>(score.agreeing) / static_cast<double>(score.rows);
+  const double cut = static_cast<double>(score.cut_cells) /
+                     static_cast<double>(std::max<std::size_t>(score.cells, 1));
+  const double typed = static_cast<double>(score.typed_columns) / useful;
+  // As in a sentence: what follows is text that begins with a blank.
+  const bool sentence = score.followed_by_blank > 0.5 && typed < 0.5;
+  double trust = layout.separator == " " ? 0.7 : layout.separator == ":" ? 0.9 : 1;
+  if (layout.rule == CutRule::kFixed) trust = 0.85;
+  if (sentence) trust *= 0.5;
+  if (score.cuts_times) trust *= 0.3;
+  score.score = even * even * (1 - cut) * (1 - cut) * (0.8 + 0.2 * typed) *
+                (0.7 + 0.3 * (1 - 1 / useful)) * trust;
+
+  score.certainty = even * (1 - cut / 2);
+  if (sentence) score.certainty *= 0.7;
+  if (score.cuts_times) score.certainty *= 0.5;
+  const bool by_blanks = layout.separator == " " || layout.rule == CutRule::kFixed;
+  if (by_blanks) {
+    score.is_template = HasTemplate(table, score);
+    const bool few_typed = layout.separator == " " && typed < 1.0 / 3;
+    if (score.is_template || few_typed) score.certainty = std::min(score.certainty, 0.6);
+    if (typed == 0 && score.rows < 5) score.certainty = std::min(score.certainty, 0.6);
+  }
+  if (score.rows < 2) score.certainty = std::min(score.certainty, 0.5);  // nothing to compare with
+  return score;
+}
+
+}  // namespace kelvorin::textsource
