@@ -11,19 +11,16 @@ void AppendDecimalDigits(base::ByteSpan stored, int scale, std::string& out) {
   Wide number = 0;
   for (std::size_t part = 0; part < 4; ++part)
     number = number << 32 | base::LoadLE32(stored, 1 + 4 * part);
-  std::string digits;
-  for (; number != 0; number /= 10)
-    digits += static_cast<char>('0' + static_cast<int>(number % 10));
+  if ((base::Load8(stored, 0) & 0x80) != 0 && number != 0) out += '-';
+  const std::size_t start = out.size();
+  for (; number != 0; number /= 10) out += static_cast<char>('0' + static_cast<int>(number % 10));
   const auto fraction = static_cast<std::size_t>(scale);
-  if (digits.size() <= fraction) digits.append(fraction + 1 - digits.size(), '0');
-  std::reverse(digits.begin(), digits.end());
-  if (fraction != 0) {
-    digits.insert(digits.size() - fraction, 1, '.');
-    digits.erase(digits.find_last_not_of('0') + 1);
-    if (digits.back() == '.') digits.pop_back();
-  }
-  if ((base::Load8(stored, 0) & 0x80) != 0 && digits != "0") out += '-';
-  out += digits;
+  if (out.size() - start <= fraction) out.append(start + fraction + 1 - out.size(), '0');
+  std::reverse(out.begin() + static_cast<std::ptrdiff_t>(start), out.end());
+  if (fraction == 0) return;
+  out.insert(out.size() - fraction, 1, '.');
+  out.erase(out.find_last_not_of('0') + 1);
+  if (out.back() == '.') out.pop_back();
 }
 
 bool StoreDecimal(std::string_view digits, int precision, int scale,

@@ -64,6 +64,8 @@ bool AsInteger(const Value& value, std::int64_t& out) {
   return false;
 }
 
+/// A value as a number. The file knows one zero: an index would take two of them for different, so
+/// that whoever stores the number adds 0, which turns -0 into 0.
 bool AsDouble(const Value& value, double& out) {
   switch (value.kind) {
     case Kind::kInteger:
@@ -88,24 +90,25 @@ bool AsDouble(const Value& value, double& out) {
   return false;
 }
 
-/// Exact digits of a number; empty when it is none.
-std::string Digits(const Value& value) {
-  if (value.kind == Kind::kDouble && !value.text.empty()) return std::string(value.text);
+/// Exact digits of a number; empty when it is none. They live in the value or in `scratch`.
+std::string_view Digits(const Value& value, std::string& scratch) {
+  if (value.kind == Kind::kDouble && !value.text.empty()) return value.text;
   char buffer[400];
   double number = 0;
   std::to_chars_result end{};
   if (value.kind == Kind::kInteger) {
     end = std::to_chars(buffer, buffer + sizeof buffer, value.integer);
   } else if (value.kind == Kind::kCurrency) {
-    std::string out;
-    values::ValueFormat::Neutral().Append(value, out);
-    return out;
+    scratch.clear();
+    values::ValueFormat::Neutral().Append(value, scratch);
+    return scratch;
   } else if (AsDouble(value, number)) {
     end = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::fixed);
   } else {
     return {};
   }
-  return {buffer, end.ptr};
+  scratch.assign(buffer, end.ptr);
+  return scratch;
 }
 
 Status WriteInteger(const Column& column, const Value& value, std::size_t bytes, bool is_signed,
@@ -136,9 +139,10 @@ Status WriteBytes(const Column& column, const Value& value, bool any_length, std
 
 Status WriteText(const Layout& layout, const Column& column, const Value& value, TextCodec& text,
                  bool any_length, std::string& out, std::size_t& replaced) {
-  std::string printed;
+  thread_local std::string printed;
   std::string_view source = value.text;
   if (value.kind != Kind::kText) {
+    printed.clear();
     values::ValueFormat::Neutral().Append(value, printed);
     source = printed;
   }
@@ -349,14 +353,14 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
       if (!AsDouble(value, number) || std::abs(number) > std::numeric_limits<float>::max())
         return Failed(Code::kConversion, ErrorNumber::kConversion, column,
                       "takes numbers of single precision");
-      StoreNumber(std::bit_cast<std::uint32_t>(static_cast<float>(number)), 4, out.bytes);
+      StoreNumber(std::bit_cast<std::uint32_t>(static_cast<float>(number) + 0.0F), 4, out.bytes);
       return Status();
     }
     case ColumnType::kDouble: {
       double number = 0;
       if (!AsDouble(value, number))
         return Failed(Code::kConversion, ErrorNumber::kConversion, column, "takes numbers");
-      StoreNumber(std::bit_cast<std::uint64_t>(number), 8, out.bytes);
+      StoreNumber(std::bit_cast<std::uint64_t>(number + 0.0), 8, out.bytes);
       return Status();
     }
     case ColumnType::kDate: {
@@ -378,8 +382,8 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
     }
     case ColumnType::kDecimal: {
       std::array<std::byte, 17> stored{};
-      if (!StoreDecimal(Digits(value), any_length ? kDecimalDigits : column.precision, column.scale,
-                        stored))
+      if (!StoreDecimal(Digits(value, out.bytes), any_length ? kDecimalDigits : column.precision,
+                        column.scale, stored))
         return Failed(Code::kConversion, ErrorNumber::kConversion, column,
                       "takes numbers of " + std::to_string(column.precision) + " digits, " +
                           std::to_string(column.scale) + " of them behind the point");

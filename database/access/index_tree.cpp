@@ -174,8 +174,7 @@ bool IndexTree::Last(std::string& out) const {
   return false;
 }
 
-bool IndexTree::HasKey(std::string_view key, RowId& row) const {
-  std::string found;
+bool IndexTree::HasKey(std::string_view key, RowId& row, std::string& found) const {
   if (!FindFrom(key, false, found)) return false;
   if (found.size() != key.size() + kPositionBytes || found.compare(0, key.size(), key) != 0)
     return false;

@@ -35,8 +35,9 @@ class IndexTree {
   bool FindBefore(std::string_view from, std::string& out) const;
   bool First(std::string& out) const;
   bool Last(std::string& out) const;
-  /// Whether any entry has exactly this key; `row` becomes that of the first one.
-  bool HasKey(std::string_view key, RowId& row) const;
+  /// Whether any entry has exactly this key; `row` becomes that of the first one. `found` is room
+  /// for an entry.
+  bool HasKey(std::string_view key, RowId& row, std::string& found) const;
 
   /// Enters an entry, inside a bracket. Returns whether its key is a new one, as far as the
   /// neighbours on its page tell.

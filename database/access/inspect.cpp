@@ -46,6 +46,7 @@ class Inspector {
   void CheckRows(Table& table, const std::string& who);
   void CheckLongValues(Table& table, RowId at, const std::vector<ColumnValue>& values,
                        const std::string& who);
+  void CheckLeftBehind(std::uint32_t number, const std::string& who);
   void CheckIndex(Table& table, std::size_t index, const std::string& who);
 
   DatabaseFile& file_;
@@ -220,16 +221,27 @@ void Inspector::CheckTable(const CatalogEntry& entry) {
     ClaimSet(definition.owned_map, who, &pages);
     for (std::uint32_t page : pages)
       Part(who, [&] { CheckDataPage(page, definition.page(), who); });
-    for (const Column& column : definition.columns) {
-      if (!column.owned_map) continue;
-      const std::string values = "the long values of field '" + column.name + "' of " + who;
-      Part(values, [&] {
-        std::vector<std::uint32_t> own;
-        ClaimSet(column.owned_map, values, &own);
-        for (std::uint32_t page : own) CheckDataPage(page, kLongValueOwner, values);
-      });
-    }
+    std::vector<std::vector<std::uint32_t>> own(definition.columns.size());
+    const auto for_each_column = [&](auto&& check) {
+      for (std::size_t i = 0; i < own.size(); ++i) {
+        const Column& column = definition.columns[i];
+        const std::string values = "the long values of field '" + column.name + "' of " + who;
+        if (column.owned_map) Part(values, [&] { check(column, own[i], values); });
+      }
+    };
+    for_each_column([&](const Column& column, std::vector<std::uint32_t>& of_column,
+                        const std::string& values) {
+      ClaimSet(column.owned_map, values, &of_column);
+      for (std::uint32_t page : of_column) CheckDataPage(page, kLongValueOwner, values);
+    });
+    const std::size_t before = problems_.size();
     CheckRows(*table, who);
+    // Where a value could not be read to its end, its rows are not known.
+    if (problems_.size() == before)
+      for_each_column([&](const Column&, const std::vector<std::uint32_t>& of_column,
+                          const std::string& values) {
+        for (std::uint32_t page : of_column) CheckLeftBehind(page, values);
+      });
     for (std::size_t i = 0; i < definition.indexes.size(); ++i)
       Part(who, [&] { CheckIndex(*table, i, who); });
   });
@@ -276,6 +288,16 @@ void Inspector::CheckLongValues(Table& table, RowId at, const std::vector<Column
       });
     });
   }
+}
+
+/// Every row on a page of long values belongs to a value that was met.
+void Inspector::CheckLeftBehind(std::uint32_t number, const std::string& who) {
+  Page page = channel_.Pin(number, kDataPage);
+  const DataPage data(channel_, page);
+  for (std::uint32_t i = 0; i < data.slot_count(); ++i)
+    if (!data.At(i).deleted() && !long_rows_.contains(RowId::Of(number, i)))
+      Say(who + ": row " + std::to_string(i) + " of page " + std::to_string(number) +
+          " belongs to no value (7)");
 }
 
 void Inspector::CheckRows(Table& table, const std::string& who) {

@@ -9,7 +9,8 @@
 //  4  a data page names its table, its rows lie one behind the other, its free bytes are counted
 //  5  every row can be read; a moved row is pointed to once
 //  6  the definition counts the rows
-//  7  a long value is complete, its rows are nobody else's and lie on pages of its column
+//  7  a long value is complete, its rows are nobody else's and lie on pages of its column; every
+//     row on such a page belongs to a value
 //  8  index pages name the table and count their free bytes; entries ascend; a separator is not
 //     less than what lies below it; leaves are linked in order; all lie in the index's page set
 //  9  an index has one entry for every row, with the row's key, and no other

@@ -125,10 +125,9 @@ void ReadLongValue(PageChannel& channel, base::ByteSpan stored, std::string& out
   }
 }
 
-std::string InlineLongValue(std::string_view contents) {
-  std::string stored = Head(static_cast<std::uint32_t>(contents.size()), kInlineKind, RowId{});
-  stored.append(contents);
-  return stored;
+void InlineLongValue(std::string_view contents, std::string& out) {
+  out = Head(static_cast<std::uint32_t>(contents.size()), kInlineKind, RowId{});
+  out.append(contents);
 }
 
 std::string StoreLongValue(PageChannel& channel, PageAllocator& allocator, const Column& column,

@@ -25,8 +25,8 @@ bool IsInline(base::ByteSpan stored) noexcept;
 template <typename Visit>
 void ForEachLongRow(PageChannel& channel, base::ByteSpan stored, Visit visit);
 
-/// The form that holds `contents` in the row itself.
-std::string InlineLongValue(std::string_view contents);
+/// The form that holds `contents` in the row itself, into `out`.
+void InlineLongValue(std::string_view contents, std::string& out);
 /// Stores contents on pages of the column and gives what stands in the row. Inside a bracket.
 std::string StoreLongValue(PageChannel& channel, PageAllocator& allocator, const Column& column,
                            std::string_view contents);

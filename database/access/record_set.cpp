@@ -98,11 +98,9 @@ bool AccessRecordset::DoSetBookmark(std::string_view bytes) {
 void AccessRecordset::MakeEntry() {
   place_ = {};
   if (index_ == nullptr) return;
-  std::vector<ColumnValue> values;
-  table_->Load(image_, values);
-  Table::Key key;
-  table_->MakeKey(*index_, values, key);
-  entry_ = std::move(key.bytes);
+  table_->Load(image_, loaded_);
+  table_->MakeKey(*index_, loaded_, key_);
+  entry_ = key_.bytes;
   AppendPosition(at_, entry_);
 }
 
@@ -128,7 +126,8 @@ bool AccessRecordset::DoSeek(SeekComparison comparison, std::span<const Value> k
     Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
           "index '" + Index() + "' of table '" + table_->name() +
               "' sorts by an order that is not known; Seek cannot use it");
-  std::string key;
+  std::string& key = key_.bytes;
+  key.clear();
   std::size_t replaced = 0;
   for (std::size_t i = 0; i < keys.size() && i < index_->columns.size(); ++i) {
     const KeyColumn& part = index_->columns[i];
@@ -147,7 +146,8 @@ bool AccessRecordset::DoSeek(SeekComparison comparison, std::span<const Value> k
     return entry.compare(0, key.size(), key) == 0 &&
            (!whole || entry.size() == key.size() + kPositionBytes);
   };
-  std::string behind = key;
+  std::string& behind = behind_;
+  behind = key;
   behind.append(kPositionBytes + 1, '\xFF');
   const IndexTree tree = table_->Tree(*index_);
   bool found = false;

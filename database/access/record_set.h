@@ -54,6 +54,9 @@ class AccessRecordset final : public Recordset {
   const PhysicalIndex* index_ = nullptr;
   std::string entry_;
   std::string found_;
+  Table::Key key_;  // that is sought or made
+  std::string behind_;
+  std::vector<ColumnValue> loaded_;
   IndexTree::Place place_;
   std::vector<ColumnValue> pending_;
   ColumnValue incoming_;

@@ -59,6 +59,7 @@ Status RelationCheck::ParentsExist(const std::vector<ColumnValue>& values,
   const TableDefinition& here = table_.definition();
   std::string key;
   std::string own_key;
+  std::string found;
   for (const LogicalIndex& name : here.names) {
     if (name.kind != IndexKind::kRelation || name.role != kReferencing) continue;
     const PhysicalIndex& own = here.indexes[name.physical];
@@ -71,7 +72,7 @@ Status RelationCheck::ParentsExist(const std::vector<ColumnValue>& values,
     const Other other = Find(name);
     if (!OtherKey(own, other, values, key)) continue;
     RowId row;
-    if (other.table->Tree(*other.index).HasKey(key, row)) continue;
+    if (other.table->Tree(*other.index).HasKey(key, row, found)) continue;
     if (other.table.get() == &table_ && OtherKey(*other.index, other, values, own_key) &&
         own_key == key)
       continue;  // the record is its own parent

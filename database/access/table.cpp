@@ -151,7 +151,7 @@ Status Table::CheckKey(const PhysicalIndex& index, const Key& key, RowId self) {
                       "a key of " + std::to_string(key.bytes.size()) + " bytes is too long for " +
                           KeyText(index));
   RowId row;
-  if (!index.unique() || key.all_null || !Tree(index).HasKey(key.bytes, row) || row == self)
+  if (!index.unique() || key.all_null || !Tree(index).HasKey(key.bytes, row, entry_) || row == self)
     return Status();
   return MakeStatus(Code::kDuplicateKey, ErrorNumber::kDuplicateKey,
                     KeyText(index) + " holds these values already");
@@ -203,14 +203,18 @@ void Table::RaiseCounter(const std::vector<ColumnValue>& values) {
 Status Table::PlaceRow(std::vector<ColumnValue>& values, const std::vector<bool>& place,
                        std::vector<std::byte>& row) {
   const Layout& layout = file_.layout();
-  std::vector<std::string> contents(values.size());
+  std::vector<std::string>& contents = long_contents_;
+  contents.resize(values.size());
   std::size_t excess = 0;  // bytes that do not fit
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!place[i]) continue;
-    contents[i] = std::move(values[i].bytes);
-    const bool small = contents[i].size() <= layout.inline_bytes;
-    values[i].bytes = small ? InlineLongValue(contents[i]) : std::string(kLongValueHead, '\0');
-    values[i].placed = small;
+    contents[i].swap(values[i].bytes);
+    values[i].placed = contents[i].size() <= layout.inline_bytes;
+    if (values[i].placed) {
+      InlineLongValue(contents[i], values[i].bytes);
+    } else {
+      values[i].bytes.assign(kLongValueHead, '\0');
+    }
   }
   for (std::size_t i = 0; i < values.size(); ++i) {
     const std::size_t size = BuildRow(layout, definition_, values, row);
@@ -304,7 +308,8 @@ Status Table::Update(RowId row, const std::vector<ColumnValue>& assigned) {
     return MakeStatus(Code::kNoCurrentRecord, ErrorNumber::kRecordDeleted,
                       "the record of table '" + name_ + "' was deleted");
   Load(image_, current_);
-  std::vector<ColumnValue> values = current_;
+  updated_ = current_;
+  std::vector<ColumnValue>& values = updated_;
   std::vector<bool>& place = place_;
   place.assign(values.size(), false);
   for (std::size_t i = 0; i < values.size(); ++i) {

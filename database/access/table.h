@@ -91,9 +91,11 @@ class Table {
   std::vector<std::byte> row_;
   std::vector<bool> place_;  // long values that are to get a place
   std::vector<ColumnValue> current_;
+  std::vector<ColumnValue> updated_;
   RowImage image_;
   std::string entry_;
   std::string contents_;
+  std::vector<std::string> long_contents_;  // of the record that is being placed, by column
 };
 
 }  // namespace kelvorin::database::access

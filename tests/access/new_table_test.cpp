@@ -1,0 +1,248 @@
+// What a new table tells other programs through the tables of the system, and what its fields take.
+
+#include "base/M_Misc.h"
+#include "base/code_page.h"
+#include "database/access/table_definition.h"
+#include "tests/access/access_support.h"
+#include "tests/storage/support/memory_files.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+
+namespace kelvorin::tests {
+namespace {
+
+/// Rows of a table, these fields of each, where the first of them has a text.
+std::vector<std::string> Rows(AccessFile& file, const char* table, const char* where,
+                              std::string_view is, std::initializer_list<const char*> fields) {
+  auto set = file.Open(table);
+  std::vector<std::string> rows;
+  std::string text;
+  bool null = false;
+  const auto field = [&](const char* name) {
+    REQUIRE(
+        set->Fields(static_cast<std::size_t>(set->Def().FindField(name))).GetText(text, null).ok());
+    return null ? std::string("<null>") : text;
+  };
+  for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext()) {
+    if (field(where) != is) continue;
+    std::string row;
+    for (const char* name : fields) row += field(name) + "|";
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+}  // namespace
+
+TEST_CASE("a new table is entered where other programs look for it") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  for (const char* connect : {"", ";version=97;"}) {
+    CAPTURE(std::string(connect));
+    MemoryFileSystem disk;
+    MakeDatabase("/a.mdb", connect, disk);
+    AccessFile file("/a.mdb", disk);
+    TableDef def;
+    def.Name = "People";
+    def.Fields = {MakeField("Id", TypeCode::kLong)};
+    REQUIRE(file->CreateTable(def).ok());
+    const auto entry = Rows(file, "MSysObjects", "Name", "People",
+                            {"Type", "Flags", "ParentId", "Owner", "DateUpdate"});
+    REQUIRE(entry.size() == 1);
+    const auto container = Rows(file, "MSysObjects", "Name", "Tables", {"Id"});
+    const auto owner = Rows(file, "MSysObjects", "Name", "MSysDb", {"Owner"});
+    REQUIRE(container.size() == 1);
+    REQUIRE(owner.size() == 1);
+    CHECK(entry[0].starts_with("1|0|" + container[0] + owner[0]));
+    const auto dates =
+        Rows(file, "MSysObjects", "Name", "People", {"DateCreate", "DateUpdate", "Id"});
+    const base::LocalTime now = base::Now();
+    CHECK(dates[0].starts_with(std::to_string(now.year) + "-"));
+    CHECK(entry[0].ends_with(dates[0].substr(0, dates[0].find('|') + 1)));
+    // Whoever may use the container of tables may use the new one, fully.
+    const std::string id = dates[0].substr(dates[0].find('|', dates[0].find('|') + 1) + 1);
+    const auto granted = Rows(file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1),
+                              {"SID", "ACM", "FInheritable"});
+    const auto of_container = Rows(file, "MSysACEs", "ObjectId",
+                                   container[0].substr(0, container[0].size() - 1), {"SID"});
+    REQUIRE(!of_container.empty());
+    for (const std::string& sid : of_container)
+      CHECK(std::count(granted.begin(), granted.end(), sid + "1048575|False|") == 1);
+    REQUIRE(file->DeleteTable("People").ok());
+    CHECK(Rows(file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1), {"SID"}).empty());
+    CHECK(Rows(file, "MSysObjects", "Name", "People", {"Id"}).empty());
+  }
+}
+
+TEST_CASE("what a field does not hold whole is refused, and the file knows one zero") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("D", TypeCode::kDouble), MakeField("S", TypeCode::kSingle),
+                MakeField("N", TypeCode::kDecimal, 10), MakeField("X", TypeCode::kText, 4),
+                MakeField("B", TypeCode::kBinary, 3)};
+  def.Fields[2].Decimals = 2;
+  def.Indexes = {MakeIndex("Doubles", "+D", true), MakeIndex("Singles", "+S", true)};
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  struct Case {
+    std::size_t field;
+    const char* text;
+    const char* stored;  // nothing: refused
+  };
+  const Case cases[] = {{2, "12345678.25", "12345678.25"},
+                        {2, "-99999999.99", "-99999999.99"},
+                        {2, "99999999.999", nullptr},  // its rounded form has a digit too many
+                        {2, "123456789", nullptr},
+                        {2, "0.005", "0.01"},
+                        {3, "abcd", "abcd"},
+                        {3, "abcde", nullptr},
+                        {3, "\u65E5\u672C\u8A9Ex", "\u65E5\u672C\u8A9Ex"},
+                        {3, "\U0001F600\U0001F600x", nullptr}};  // five units
+  for (const Case& c : cases) {
+    CAPTURE(std::string(c.text));
+    REQUIRE(set->AddNew().ok());
+    const Status written = set->Fields(c.field).SetText(c.text);
+    CHECK(written.ok() == (c.stored != nullptr));
+    std::string text;
+    bool null = false;
+    if (c.stored != nullptr) {
+      REQUIRE(set->Fields(c.field).GetText(text, null).ok());
+      CHECK(text == c.stored);
+    }
+    REQUIRE(set->CancelUpdate().ok());
+  }
+  REQUIRE(Append(*set, {"0", "0", "1", "a", "<null>"}).ok());
+  CHECK(Append(*set, {"-0", "1", "1", "a", "<null>"}).code() == Code::kDuplicateKey);
+  CHECK(Append(*set, {"1", "-0.0", "1", "a", "<null>"}).code() == Code::kDuplicateKey);
+  REQUIRE(set->SetIndex("Doubles").ok());
+  const std::string_view key[] = {"-0"};
+  REQUIRE(set->SeekText(SeekComparison::kEqual, key).ok());
+  CHECK(!set->NoMatch());
+}
+
+TEST_CASE("defaults are those of the moment, constants those of the field's type") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("Id", TypeCode::kLong),    MakeField("Today", TypeCode::kDate),
+                MakeField("Now", TypeCode::kDate),   MakeField("Clock", TypeCode::kDate),
+                MakeField("Fixed", TypeCode::kDate), MakeField("Text", TypeCode::kText, 20)};
+  def.Fields[1].DefaultValue = "Date()";
+  def.Fields[2].DefaultValue = "Now()";
+  def.Fields[3].DefaultValue = "Time()";
+  def.Fields[4].DefaultValue = "1999-12-31";
+  def.Fields[5].DefaultValue = "say \"hi\"";
+  REQUIRE(file->CreateTable(def).ok());
+  const auto begun = base::Now();
+  auto set = file.Open("T");
+  REQUIRE(set->AddNew().ok());
+  REQUIRE(set->Fields(0).SetText("1").ok());
+  REQUIRE(set->Update().ok());
+  const auto ended = base::Now();
+  if (begun.day != ended.day) return;  // at midnight there are two right answers
+  REQUIRE(set->MoveFirst().ok());
+  values::Value today, now, clock;
+  REQUIRE(set->Fields(1).GetValue(today).ok());
+  REQUIRE(set->Fields(2).GetValue(now).ok());
+  REQUIRE(set->Fields(3).GetValue(clock).ok());
+  const auto milliseconds = [](const base::LocalTime& time) {
+    return ((time.hour * 60 + time.minute) * 60 + time.second) * 1000;
+  };
+  CHECK(today.date_time.milliseconds == 0);
+  CHECK(now.date_time.day == today.date_time.day);
+  CHECK(clock.date_time.day == 0);
+  for (const values::Value& value : {now, clock}) {
+    CHECK(value.date_time.milliseconds >= milliseconds(begun));
+    CHECK(value.date_time.milliseconds <= milliseconds(ended));
+  }
+  const std::string line = TextOf(*set);
+  CHECK_MESSAGE(line.ends_with("|1999-12-31|say \"hi\""), line);
+}
+
+TEST_CASE("keys that are too long, and the count of distinct keys") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  std::string columns;
+  for (int i = 0; i < 4; ++i) {
+    def.Fields.push_back(MakeField("F" + std::to_string(i), TypeCode::kText, 255));
+    columns += (i == 0 ? "+F" : ";+F") + std::to_string(i);
+  }
+  def.Indexes = {MakeIndex("Wide", columns), MakeIndex("First", "+F0")};
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  std::string wide;  // an accent takes a byte of the key for itself
+  for (int i = 0; i < 255; ++i) wide += "\u00E9";
+  const Status refused = Append(*set, {wide, wide, wide, wide});
+  CHECK(refused.code() == Code::kTooLong);
+  CHECK_MESSAGE(refused.message().find("index 'Wide'") != std::string_view::npos,
+                refused.message());
+  for (const char* name : {"Ann", "Bob", "Ann", "Cid"})
+    REQUIRE(Append(*set, {name, "x", "y", "z"}).ok());
+  REQUIRE(set->Flush().ok());
+  // Both counts stand in the definition: 4 and 4 - 1, behind the fixed part of its page.
+  const auto id = Rows(file, "MSysObjects", "Name", "T", {"Id"});
+  const std::size_t page = static_cast<std::size_t>(std::stoul(id.at(0))) * 4096;
+  const std::string bytes = disk.Contents("/a.mdb");
+  const auto& layout = database::access::LayoutOf(database::access::Version::kJet4);
+  const auto count = [&](std::size_t index) {
+    return base::LoadLE32(base::AsBytes(bytes),
+                          page + database::access::DistinctCountAt(layout, index));
+  };
+  CHECK(count(0) == 3);
+  CHECK(count(1) == 3);
+  CheckSound(*file);
+}
+
+TEST_CASE("room that records give up is offered to others") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 200),
+                MakeField("Memo", TypeCode::kMemo)};
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  const auto append = [&](int id, std::size_t size) {
+    REQUIRE(Append(*set, {std::to_string(id), std::string(size, 'x'), std::string(size * 5, 'm')})
+                .ok());
+  };
+  for (int i = 0; i < 1200; ++i) append(i, 190);
+  REQUIRE(set->Flush().ok());
+  const std::size_t full = disk.Contents("/a.mdb").size();
+  const auto again = [&](const char* how, auto&& give_up) {
+    CAPTURE(std::string(how));
+    int i = 0;
+    for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext())
+      if (++i % 2 == 0) give_up();
+    CheckSound(*file);
+    for (int k = 0; k < 550; ++k) append(5000 + k, 180);
+    REQUIRE(set->Flush().ok());
+    CHECK(disk.Contents("/a.mdb").size() <= full + 4 * 4096);
+    CheckSound(*file);
+  };
+  again("deleted", [&] { REQUIRE(set->Delete().ok()); });
+  again("made smaller, then larger", [&] {
+    for (const std::size_t size : {0u, 190u, 1u}) {
+      REQUIRE(set->Edit().ok());
+      REQUIRE(set->Fields(1).SetText(std::string(size, 'y')).ok());
+      REQUIRE(set->Fields(2).SetText(std::string(size * 5, 'n')).ok());
+      REQUIRE(set->Update().ok());
+    }
+  });
+}
+
+}  // namespace kelvorin::tests
