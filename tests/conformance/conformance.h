@@ -48,8 +48,15 @@ struct Backend {
   bool required = true;         // Required, AllowZeroLength, DefaultValue are kept
   bool auto_increment = true;
   std::size_t many_records = 3000;
+  /// The bookmark of a record is always the same and outlives the set. Else it tells a place, which
+  /// is followed as long as the table is open.
+  bool lasting_bookmarks = true;
 
   bool indexes = true;  // made with the table; SetIndex and Seek work
+  /// Only beside a primary index, and with fields that all rise or all fall.
+  bool trees_need_primary = false;
+  bool indexes_of_several = true;
+  bool memos = true;  // texts of any length
 
   /// Tables are filled by posting, as those of a server: then only snapshots are checked,
   /// how they move and what they read.

@@ -101,12 +101,15 @@ void CheckSeek(Fixture& fixture) {
 
 void CheckSeveralFields(Fixture& fixture) {
   TableDef def = CodedTable();
-  def.Indexes = {IndexOn("BOTH", {{"KIND", false}, {"CODE", true}})};
+  const bool plain = fixture.backend.trees_need_primary;
+  def.Indexes = {IndexOn("BOTH", {{"KIND", false}, {"CODE", !plain}})};
+  if (plain) def.Indexes.push_back(PrimaryIndex());
   const auto set = fixture.Open(fixture.MakeFilled(
       def, {{"1", "A", "y"}, {"2", "B", "y"}, {"3", "C", "x"}, {"4", "A", "x"}}));
   REQUIRE(Fault(set->SetIndex("BOTH")) == "");
-  CHECK(set->CurrentIndex()->Fields() == "+KIND;-CODE");
-  CHECK(fixture.Walk(*set) == "3|C|x\n4|A|x\n2|B|y\n1|A|y\n");
+  CHECK(set->CurrentIndex()->Fields() == (plain ? "+KIND;+CODE" : "+KIND;-CODE"));
+  CHECK(fixture.Walk(*set) ==
+        (plain ? "4|A|x\n3|C|x\n1|A|y\n2|B|y\n" : "3|C|x\n4|A|x\n2|B|y\n1|A|y\n"));
   const std::string_view both[] = {"y", "A"};
   REQUIRE(Fault(set->SeekText(SeekComparison::kEqual, both)) == "");
   CHECK(fixture.TextOf(*set, 0) == "1");
@@ -114,7 +117,7 @@ void CheckSeveralFields(Fixture& fixture) {
   REQUIRE(Fault(set->SeekText(SeekComparison::kEqual, wrong_pair)) == "");
   CHECK(set->NoMatch());
   REQUIRE(Fault(SeekOne(*set, SeekComparison::kEqual, "y")) == "");  // the leading field alone
-  CHECK(fixture.TextOf(*set, 0) == "2");
+  CHECK(fixture.TextOf(*set, 0) == (plain ? "1" : "2"));
   REQUIRE(Fault(SeekOne(*set, SeekComparison::kGreater, "x")) == "");
   CHECK(fixture.TextOf(*set, 2) == "y");
 }
@@ -126,6 +129,7 @@ void CheckIndexes(Fixture& fixture) {
   SUBCASE("Seek finds the first or the last that compares so") {
     CheckSeek(fixture);
   }
+  if (!fixture.backend.indexes_of_several) return;
   SUBCASE("keys of several fields") {
     CheckSeveralFields(fixture);
   }

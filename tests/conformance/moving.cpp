@@ -112,7 +112,7 @@ void CheckBookmarks(Fixture& fixture) {
   CHECK(fixture.RecordOf(*set) == "2|a longer name");
   database::Bookmark again;
   REQUIRE(Fault(set->GetBookmark(again)) == "");
-  CHECK(again == bookmarks[1]);
+  CHECK((again == bookmarks[1] || !fixture.backend.lasting_bookmarks));
   CHECK(Steps(fixture, *set, "N") == "3");
   // The record is gone, or there never was one: the set stays where it is.
   CHECK(Number(set->SetBookmark(bookmarks[0])) == Number(ErrorNumber::kRecordDeleted));
