@@ -4,6 +4,7 @@
 #if defined(KELVORIN_WITH_ODBC)
 #include "database/odbc/odbc_driver.h"
 #endif
+#include "database/paradox/paradox_driver.h"
 #include "database/xbase/xbase_driver.h"
 #include "storage/open_files.h"
 
@@ -16,6 +17,7 @@ void RegisterDrivers(DBEngine& engine, storage::FileSystem& fs) {
   files->set_tell([&engine](const std::string& text) { engine.AddNotice(text); });
   engine.Register(access::MakeAccessDriver(fs, files));
   engine.Register(xbase::MakeXbaseDriver(fs, files));
+  engine.Register(paradox::MakeParadoxDriver(fs, files));
 #if defined(KELVORIN_WITH_ODBC)
   engine.Register(database::odbc::MakeOdbcDriver());
 #endif

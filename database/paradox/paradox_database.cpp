@@ -1,0 +1,220 @@
+#include "database/paradox/paradox_database.h"
+
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
+#include "base/code_page.h"
+#include "database/errors.h"
+#include "database/paradox/inspect.h"
+#include "database/paradox/paradox_recordset.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvorin::database::paradox {
+namespace {
+
+constexpr std::string_view kPrimaryName = "PrimaryKey";
+
+std::string NewFileName(std::string_view name) {
+  if (WithoutExtension(name).size() != name.size()) return std::string(name);
+  const bool lower =
+      std::any_of(name.begin(), name.end(), [](char c) { return c != base::ToUpperAscii(c); });
+  return std::string(name) + (lower ? ".db" : ".DB");
+}
+
+void RemoveAll(storage::FileSystem& fs, const std::vector<std::string>& files) noexcept {
+  for (const std::string& file : files) {
+    try {
+      if (fs.Exists(file)) fs.Remove(file);
+    } catch (const Error&) {
+      // Told by whoever removes for good; this only tidies up after another failure.
+    }
+  }
+}
+
+}  // namespace
+
+ParadoxDatabase::ParadoxDatabase(DBEngine& owner, OpenRequest asked, std::string folder,
+                                 Product product, std::string password,
+                                 std::shared_ptr<OpenTables> tables)
+    : Database(owner, std::move(asked)),
+      folder_(std::move(folder)),
+      product_(product),
+      password_(std::move(password)),
+      tables_(std::move(tables)) {}
+
+std::string ParadoxDatabase::PathOf(std::string_view name, ErrorNumber missing) const {
+  std::string path = FindTableFile(tables_->fs(), folder_, name);
+  if (path.empty())
+    Throw(Code::kNotFound, missing,
+          "there is no table '" + std::string(name) + "' in folder '" + folder_ + "'");
+  return path;
+}
+
+std::shared_ptr<Table> ParadoxDatabase::Open(const std::string& path, bool write) const {
+  return tables_->Open(path, write, write && request().Exclusive, password_);
+}
+
+std::vector<TableInfo> ParadoxDatabase::DoTableDefs() {
+  std::vector<TableInfo> infos;
+  for (std::string& name : ListTables(tables_->fs(), folder_))
+    infos.push_back({std::move(name), 0});
+  return infos;
+}
+
+TableDef ParadoxDatabase::Describe(Table& table) const {
+  TableDef def;
+  def.Name = WithoutExtension(storage::NameOf(table.path()));
+  for (const Column& column : table.columns()) def.Fields.push_back(FaceOf(column));
+  for (const std::size_t field : table.required())
+    def.Fields[field].Required = !def.Fields[field].AutoIncrement;
+  if (table.keyed()) {
+    IndexDef primary;
+    primary.Name = kPrimaryName;
+    primary.Alias = def.Name;
+    primary.Primary = primary.Unique = true;
+    for (std::size_t i = 0; i < table.header().key_fields; ++i)
+      primary.Columns.push_back({table.columns()[i].name, false});
+    def.Indexes.push_back(std::move(primary));
+  }
+  for (const SecondaryIndex& index : table.indexes()) def.Indexes.push_back(index.def());
+  def.WhyReadOnly = table.why_read_only();
+  def.Updatable = def.WhyReadOnly.empty();
+  return def;
+}
+
+TableDef ParadoxDatabase::DoFindTableDef(std::string_view name) {
+  return Describe(*Open(PathOf(name, ErrorNumber::kNotInCollection), false));
+}
+
+std::unique_ptr<Recordset> ParadoxDatabase::DoOpenRecordset(std::string_view name,
+                                                            RecordsetType type) {
+  const bool write = Updatable() && type != RecordsetType::kSnapshot;
+  std::shared_ptr<Table> table = Open(PathOf(name, ErrorNumber::kTableNotFound), write);
+  TableDef def = Describe(*table);
+  return std::make_unique<ParadoxRecordset>(*this, type, std::move(def), std::move(table));
+}
+
+// --- Making and deleting
+
+void ParadoxDatabase::RequireNobodyElse(const std::string& path) const {
+  storage::StoreOptions options;
+  options.exclusive = true;
+  (void)storage::Store::Open(tables_->fs(), path, options);
+}
+
+/// The last file gets its name last and in one step; what a crash leaves before that is no table.
+void ParadoxDatabase::WriteFiles(const std::string& table_path,
+                                 const std::vector<NewFile>& files) const {
+  storage::FileSystem& fs = tables_->fs();
+  std::vector<std::string> made;
+  try {
+    for (const NewFile& file : files) {
+      const bool last = &file == &files.back();
+      const std::string path =
+          last && file.extension == "DB" ? table_path : CompanionPath(table_path, file.extension);
+      made.push_back(path);
+      const std::string unnamed = path + "-new";
+      if (last) made.push_back(unnamed);
+      {
+        const std::unique_ptr<storage::File> out =
+            fs.Open(last ? unnamed : path, os::OpenMode::kCreateOrTruncate);
+        out->Write(0, base::AsBytes(file.contents));
+        out->Sync();
+      }
+      if (last) fs.Rename(unnamed, path);
+    }
+    fs.SyncFolder(folder_);
+  } catch (...) {
+    RemoveAll(fs, made);
+    throw;
+  }
+}
+
+void ParadoxDatabase::DoCreateTable(const TableDef& table) {
+  storage::FileSystem& fs = tables_->fs();
+  const std::string bare(WithoutExtension(table.Name));
+  if (bare.empty() || table.Name.find_first_of("/\\:*?\"<>|") != std::string::npos ||
+      std::any_of(bare.begin(), bare.end(), [](char c) { return c >= 0 && c < ' '; }))
+    Throw(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
+          "'" + table.Name + "' is no name for a table file");
+  std::string scratch;
+  std::string_view password = password_;
+  std::size_t replaced = 0;
+  const TextPage page(base::OemPage().number());
+  if (!page.FromAnsi(password_, scratch, password, replaced)) password = password_;
+  const std::vector<NewFile> files = PlanTable(table, product_, bare, KeyOfPassword(password));
+  const std::string existing = FindTableFile(fs, folder_, table.Name);
+  if (!existing.empty())
+    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+          "table '" + table.Name + "' exists already (file '" + existing + "')");
+  const std::string path = base::JoinPath(folder_, NewFileName(table.Name));
+  // What is left of an older table of that name would be taken for the new one's.
+  const Companions left(fs, path);
+  for (const Companion& companion : left.all()) fs.Remove(companion.path);
+  WriteFiles(path, files);
+}
+
+void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef& index) {
+  const std::string path = PathOf(table_name, ErrorNumber::kNotInCollection);
+  std::vector<NewFile> files;
+  {
+    const std::shared_ptr<Table> table = Open(path, true);
+    if (!table->why_read_only().empty())
+      Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
+            "table '" + std::string(table_name) + "' cannot be written: " + table->why_read_only());
+    if (Describe(*table).FindIndex(index.Name) != nullptr)
+      Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+            "table '" + std::string(table_name) + "' has an index '" + index.Name + "' already");
+    std::vector<std::string> taken;
+    for (const Companion& companion : table->companions().all())
+      taken.push_back(companion.extension);
+    if (index.Primary)
+      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+            "a primary index is made with its table only");
+    files = PlanIndex(table->header(), index, WithoutExtension(storage::NameOf(path)), taken);
+  }
+  RequireNobodyElse(path);
+  const std::string real = tables_->fs().RealPath(path);
+  WriteFiles(real, files);
+  try {
+    const std::shared_ptr<Table> table = Open(path, true);
+    table->MakeReady();
+    table->Flush();
+  } catch (...) {
+    std::vector<std::string> made;
+    for (const NewFile& file : files) made.push_back(CompanionPath(real, file.extension));
+    RemoveAll(tables_->fs(), made);
+    throw;
+  }
+}
+
+void ParadoxDatabase::DoDeleteTable(std::string_view name) {
+  storage::FileSystem& fs = tables_->fs();
+  const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
+  const Companions companions(fs, fs.RealPath(path));
+  RequireNobodyElse(path);
+  // The table first: what a crash leaves then is no table any more.
+  fs.Remove(path);
+  for (const Companion& companion : companions.all()) fs.Remove(companion.path);
+  fs.SyncFolder(folder_);
+}
+
+// --- Inspecting
+
+std::vector<std::string> ParadoxDatabase::DoInspect(std::string_view name) {
+  std::vector<std::string> names{std::string(name)};
+  if (name.empty()) names = ListTables(tables_->fs(), folder_);
+  std::vector<std::string> problems;
+  for (const std::string& table_name : names) {
+    const std::string path = PathOf(table_name, ErrorNumber::kNotInCollection);
+    try {
+      InspectTable(*Open(path, false), problems);
+    } catch (const Error& error) {
+      problems.emplace_back(error.status().message());
+    }
+  }
+  return problems;
+}
+
+}  // namespace kelvorin::database::paradox
