@@ -118,23 +118,27 @@ std::vector<CatalogEntry> Catalog::Tables() {
   return tables;
 }
 
-std::optional<CatalogEntry> Catalog::Find(std::string_view name) {
+template <typename Wanted>
+std::optional<CatalogEntry> Catalog::FindEntry(Wanted wanted) {
   CatalogEntry entry;
   for (RowId at = objects_->rows().Next({}); at; at = objects_->rows().Next(at)) {
     Read(at, entry);
-    if ((entry.kind == kLocalTable || entry.linked()) && base::EqualAnyCase(entry.name, name))
-      return entry;
+    if (wanted(entry)) return entry;
   }
   return std::nullopt;
 }
 
+std::optional<CatalogEntry> Catalog::Find(std::string_view name) {
+  return FindEntry([&](const CatalogEntry& entry) {
+    return (entry.kind == kLocalTable || entry.linked()) && base::EqualAnyCase(entry.name, name);
+  });
+}
+
 bool Catalog::NameTaken(std::string_view name) {
-  CatalogEntry entry;
-  for (RowId at = objects_->rows().Next({}); at; at = objects_->rows().Next(at)) {
-    Read(at, entry);
-    if (entry.parent == kTablesContainer && base::EqualAnyCase(entry.name, name)) return true;
-  }
-  return false;
+  return FindEntry([&](const CatalogEntry& entry) {
+           return entry.parent == kTablesContainer && base::EqualAnyCase(entry.name, name);
+         })
+      .has_value();
 }
 
 std::vector<FieldProperties> Catalog::Properties(const CatalogEntry& entry) {

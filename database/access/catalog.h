@@ -66,6 +66,9 @@ class Catalog {
   std::size_t ColumnOf(std::string_view name) const;
 
  private:
+  /// The first entry that is wanted.
+  template <typename Wanted>
+  std::optional<CatalogEntry> FindEntry(Wanted wanted);
   void Read(RowId at, CatalogEntry& out);
   std::string TextOf(std::size_t column);
   std::int32_t NumberOf(std::size_t column);

@@ -9,6 +9,7 @@
 #include "database/access/data_page.h"
 #include "database/access/new_table.h"
 #include "database/access/table.h"
+#include "database/access/table_pages.h"
 
 namespace kelvorin::database::access {
 namespace {

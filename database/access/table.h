@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/status.h"
@@ -37,6 +38,17 @@ class Table {
 
   /// Stored values of a row, parallel to the columns: long values as they stand in the row.
   void Load(const RowImage& row, std::vector<ColumnValue>& out) const;
+  /// Calls `visit(place, values)` for every row in storage order, until it answers false.
+  template <typename Visit>
+  void ForEachRow(Visit visit) {
+    RowImage image;
+    std::vector<ColumnValue> values;
+    for (RowId at = rows_.Next({}); at; at = rows_.Next(at)) {
+      if (!rows_.Read(at, image)) continue;
+      Load(image, values);
+      if (!visit(at, std::as_const(values))) return;
+    }
+  }
   /// Key of an index for the given values; long values must be placed or contents.
   struct Key {
     std::string bytes;

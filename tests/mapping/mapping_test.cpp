@@ -39,8 +39,8 @@ TEST_CASE("A request maps by name, in order and by pairs") {
   const Row kRows[] = {
       {"by name, doubles left alone", {Rest::kByName, {}}, "0 -1 2"},
       {"in order", {Rest::kInOrder, {}}, "0 1 2"},
-      {"by number", {Rest::kKeep, {{"price", "3"}}}, "9 -1 3"},
-      {"by heading", {Rest::kKeep, {{"Price", "ID"}}}, "9 -1 0"},
+      {"by number", {Rest::kKeep, {{"price", "3"}}}, "9 8 3"},
+      {"by heading", {Rest::kKeep, {{"Price", "ID"}}}, "9 8 0"},
       {"pairs win over the rest", {Rest::kInOrder, {{"ID", "2"}}}, "2 1 2"},
       {"no such target", {Rest::kKeep, {{"Colour", "1"}}}, "!"},
       {"no such source", {Rest::kKeep, {{"ID", "colour"}}}, "!"},
@@ -52,6 +52,7 @@ TEST_CASE("A request maps by name, in order and by pairs") {
     CAPTURE(row.name);
     FieldMap map;
     mapping::MapTo(map[0], 9, nullptr);
+    mapping::MapTo(map[1], 8, nullptr);
     const Status status = mapping::ApplyRequest(row.request, Targets(), kSource, nullptr, map);
     CHECK(status.ok() == (row.fields[0] != '!'));
     if (status.ok()) CHECK(Fields(map) == row.fields);
@@ -68,6 +69,12 @@ TEST_CASE("A picked field brings its columns; ignoring all leaves the lengths") 
   CHECK(map[0].Offset == 3);
   CHECK(map[0].Length == 4);
   CHECK_FALSE(mapping::PickSourceField(map[0], "NAME", kSource, &breaks));
+  CHECK(mapping::PickSourceField(map[1], "Id", kSource, &breaks));
+  CHECK(map[1].Offset == 0);
+  CHECK(map[1].Length == 3);
+  // Where the source has fewer fields now, the number stays and nothing is fed.
+  CHECK(mapping::RowText(map[0], kSource) == "name");
+  CHECK(mapping::RowText(map[0], {kSource.data(), 1}) == mapping::kIgnored);
 
   mapping::IgnoreAll(map);
   CHECK_FALSE(map[0].Mapped);

@@ -57,6 +57,7 @@ TEST_CASE("Boolean, GUID, bytes, text and Null") {
       {kGuid, "{00112233-4455-6677-8899-aabbccddeeff}", "{00112233-4455-6677-8899-AABBCCDDEEFF}"},
       {kGuid, "00112233-4455-6677-8899-AABBCCDDEEFF", "{00112233-4455-6677-8899-AABBCCDDEEFF}"},
       {kGuid, "00112233-4455-6677-8899-AABBCCDDEEF", kNoGuid},
+      {kGuid, "{00112233-4455-6677-8899-AABBCCDDEEFF)", kNoGuid},
       {kGuid, "0011223344556677-8899-AABB-CCDDEEFFA", kNoGuid},
       {kBinary, "414243", "<ABC>"},
       {kBinary, "4", "!is no row of hexadecimal bytes"},

@@ -78,7 +78,8 @@ TEST_CASE("numbers with a fraction keep their digits") {
                       {"1e300", "1.0000000000000001e+300 []"},
                       {"1e309", kOut},
                       {"1e-400", kOut},
-                      {"1e99999999999", kOut}});
+                      {"1e99999999999", kOut},
+                      {"1e4294967297", kOut}});
   CheckRefused(kDouble, {"1e", "inf", "0x10", "1.2.3", "1.234,5"});
   CheckRows(kSingle,
             {{"0.1", "0.10000000149011612 [0.1]"},
