@@ -124,6 +124,8 @@ TEST_CASE("the pages of the process") {
   REQUIRE(SetAnsiPage(1253).ok());
   CHECK(OemPage().number() == 737);  // follows until somebody chooses
   REQUIRE(SetOemPage(437).ok());
+  REQUIRE(SetAnsiPage(1251).ok());
+  CHECK(OemPage().number() == 437);
   REQUIRE(SetAnsiPage(1252).ok());
   std::string out = "x";
   CHECK(OemToAnsiText("\x82t\x82", out) == 0);
@@ -131,6 +133,8 @@ TEST_CASE("the pages of the process") {
   REQUIRE(SetAnsiPage(kUtf8Page).ok());
   CHECK(OemToAnsiText("\x82", out) == 0);
   CHECK(out == "x\xE9t\xE9é");
+  AppendUtf8(0xD800, out);  // half of a pair is no character
+  CHECK(out.ends_with("é\xEF\xBF\xBD"));
 
   CHECK(PageOfCharset("UTF-8") == kUtf8Page);
   CHECK(PageOfCharset("ANSI_X3.4-1968") == kUtf8Page);

@@ -3,10 +3,12 @@
 #include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -148,6 +150,26 @@ TEST_CASE("a file is replaced whole, through links, and keeps its mode") {
   REQUIRE(::symlink("loop", folder.File("loop").c_str()) == 0);
   os::ReplaceAtomically(folder.File("loop"), Bytes("no"), error);
   CHECK((error == std::errc::too_many_symbolic_link_levels));
+
+  // What cannot be written to its end, or is somebody else's to write, stays as it is.
+  struct rlimit limit {};
+  REQUIRE(::getrlimit(RLIMIT_FSIZE, &limit) == 0);
+  const struct rlimit small { 2, limit.rlim_max };
+  const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+  REQUIRE(::setrlimit(RLIMIT_FSIZE, &small) == 0);
+  os::ReplaceAtomically(path, Bytes("longer than that"), error);
+  REQUIRE(::setrlimit(RLIMIT_FSIZE, &limit) == 0);
+  ::signal(SIGXFSZ, handler);
+  CHECK((error == std::errc::file_too_large));
+  CHECK(ReadWhole(path) == "two");
+  REQUIRE(::chmod(path.c_str(), 0444) == 0);
+  REQUIRE(::chmod(folder.path().c_str(), 0777) == 0);
+  const uid_t user = ::geteuid();
+  if (user == 0) REQUIRE(::seteuid(65534) == 0);  // root may write everything
+  os::ReplaceAtomically(path, Bytes("no"), error);
+  if (user == 0) REQUIRE(::seteuid(user) == 0);
+  CHECK((error == std::errc::permission_denied));
+  CHECK(ReadWhole(path) == "two");
 
   std::vector<std::string> names = os::List(folder.path(), error);
   std::sort(names.begin(), names.end());
