@@ -14,6 +14,7 @@
 
 #include "base/M_Misc.h"
 #include "database/access/access_driver.h"
+#include "tests/support/definitions.h"
 
 namespace kelvorin::bench {
 namespace {
@@ -24,6 +25,7 @@ using database::IndexDef;
 using database::RecordsetType;
 using database::TableDef;
 using enum database::TypeCode;
+using tests::MakeField;
 
 constexpr std::size_t kFields = 10;
 using Record = std::array<std::string, kFields>;
@@ -41,14 +43,6 @@ double Seconds(int who) {
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
   };
   return of(usage.ru_utime) + of(usage.ru_stime);
-}
-
-FieldDef MakeField(const char* name, database::TypeCode type, std::int32_t size = 0) {
-  FieldDef field;
-  field.Name = name;
-  field.Type = type;
-  field.Size = size;
-  return field;
 }
 
 TableDef MakeDef(int indexes) {

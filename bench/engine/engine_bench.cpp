@@ -15,33 +15,12 @@
 #include "database/database.h"
 #include "engine/import_run.h"
 #include "engine/source_reader.h"
+#include "tests/support/null_recordset.h"
 
 namespace kelvorin::bench {
 namespace {
 
 using values::TypeCode;
-
-class NullRecordset final : public database::Recordset {
- public:
-  NullRecordset(database::Database& owner, database::TableDef def)
-      : Recordset(owner, database::RecordsetType::kTable, std::move(def)) {
-    OpenAtFirst();
-  }
-
- private:
-  bool DoMoveFirst() override { return false; }
-  bool DoMoveLast() override { return false; }
-  bool DoMoveNext() override { return false; }
-  bool DoMovePrevious() override { return false; }
-  std::int64_t DoRecordCount() override { return 0; }
-  void DoGetBookmark(std::string&) override {}
-  bool DoSetBookmark(std::string_view) override { return false; }
-  void DoReadField(std::size_t, database::Value& out) override { out = database::Value::Null(); }
-  Status DoWriteField(std::size_t, const database::Value&) override { return Status(); }
-  void DoAddNew() override {}
-  Status DoUpdate() override { return Status(); }
-  void DoClose() override {}
-};
 
 class NullDatabase final : public database::Database {
  public:
@@ -113,7 +92,7 @@ double Run(const std::string& path, settings::ImportSetting setting, bool typed,
   database::DBEngine engine;
   catalog::Target target;
   target.database = std::make_unique<NullDatabase>(engine);
-  target.recordset = std::make_unique<NullRecordset>(*target.database, Table(typed));
+  target.recordset = std::make_unique<tests::NullRecordset>(*target.database, Table(typed));
   target.table_name = "Null";
   contract::NoHost host(listens);
   host.properties().ShowSummary = false;

@@ -7,6 +7,7 @@
 #include "base/bytes.h"
 #include "database/access/access_driver.h"
 #include "tests/storage/support/memory_files.h"
+#include "tests/support/definitions.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -18,6 +19,7 @@ namespace {
 
 using namespace kelvorin;
 using namespace kelvorin::database;
+using tests::MakeField;
 
 constexpr int kMaxRecords = 200;
 constexpr const char* kPath = "/d/fuzz.mdb";
@@ -28,14 +30,6 @@ void Check(bool holds) {
 
 void Enter(DBEngine& engine, storage::FileSystem& disk) {
   engine.Register(access::MakeAccessDriver(disk, std::make_shared<storage::OpenFiles>()));
-}
-
-FieldDef MakeField(const char* name, TypeCode type, std::int32_t size = 0) {
-  FieldDef field;
-  field.Name = name;
-  field.Type = type;
-  field.Size = size;
-  return field;
 }
 
 /// A table with every kind of page: several leaves below a node, moved rows, chained memos.

@@ -63,23 +63,6 @@ void MakeDatabase(const std::string& path, std::string_view connect, storage::Fi
   REQUIRE_MESSAGE(made.ok(), made.message());
 }
 
-FieldDef MakeField(std::string name, TypeCode type, std::int32_t size) {
-  FieldDef field;
-  field.Name = std::move(name);
-  field.Type = type;
-  field.Size = size;
-  return field;
-}
-
-IndexDef MakeIndex(std::string name, std::string_view columns, bool unique, bool primary) {
-  IndexDef index;
-  index.Name = std::move(name);
-  index.Columns = database::ParseIndexFields(columns);
-  index.Unique = unique || primary;
-  index.Primary = index.Required = primary;
-  return index;
-}
-
 const std::string& Checker() {
   static const std::string path = [] {
     const std::string tool = SamplesRoot() + "/../tools/jetcheck.py";

@@ -10,6 +10,7 @@
 #include "database/engine.h"
 #include "storage/file.h"
 #include "tests/conformance/records.h"
+#include "tests/support/definitions.h"
 
 namespace kelvorin::tests {
 
@@ -52,10 +53,6 @@ std::string Walk(Recordset& set);
 /// Makes an empty database; `connect` chooses the version.
 void MakeDatabase(const std::string& path, std::string_view connect,
                   storage::FileSystem& fs = storage::RealFileSystem());
-FieldDef MakeField(std::string name, TypeCode type, std::int32_t size = 0);
-/// `columns` as "+A;-B".
-IndexDef MakeIndex(std::string name, std::string_view columns, bool unique = false,
-                   bool primary = false);
 
 /// Our own check and, where Python and the checker are at hand, an independent one find nothing.
 void CheckSound(Database& database, std::string_view table = {});

@@ -7,33 +7,11 @@
 #include "database/database.h"
 #include "tests/engine/run_rig.h"
 #include "tests/support/allocations.h"
+#include "tests/support/null_recordset.h"
 
 namespace kelvorin::tests {
 
 namespace {
-
-// A table that takes every record and keeps none.
-class NullRecordset final : public database::Recordset {
- public:
-  explicit NullRecordset(database::Database& owner)
-      : Recordset(owner, database::RecordsetType::kTable, Goods()) {
-    OpenAtFirst();
-  }
-
- private:
-  bool DoMoveFirst() override { return false; }
-  bool DoMoveLast() override { return false; }
-  bool DoMoveNext() override { return false; }
-  bool DoMovePrevious() override { return false; }
-  std::int64_t DoRecordCount() override { return 0; }
-  void DoGetBookmark(std::string&) override {}
-  bool DoSetBookmark(std::string_view) override { return false; }
-  void DoReadField(std::size_t, database::Value& out) override { out = {}; }
-  Status DoWriteField(std::size_t, const database::Value&) override { return Status(); }
-  void DoAddNew() override {}
-  Status DoUpdate() override { return Status(); }
-  void DoClose() override {}
-};
 
 std::string Lines(std::int16_t rule, int count) {
   std::string text;
@@ -63,7 +41,7 @@ TEST_CASE("No allocation per record by any rule, with and without a host that li
       rig.setting.TypeFormat = rule;
       for (const auto& end : std::array<std::uint16_t, 4>{30, 33, 43, 50})
         REQUIRE(rig.breaks.AddFixedBreak(end).ok());
-      rig.target.recordset = std::make_unique<NullRecordset>(*rig.target.database);
+      rig.target.recordset = std::make_unique<NullRecordset>(*rig.target.database, Goods());
       if (listening) {
         rig.host.before_field = [](auto, auto, auto, auto, std::string&) {};
         rig.host.before_post = [](bool&, bool&) {};

@@ -12,16 +12,6 @@
 
 namespace kelvorin::tests {
 
-database::IndexDef MakeIndex(std::string name, std::string_view columns, bool unique,
-                             bool primary) {
-  database::IndexDef index;
-  index.Name = std::move(name);
-  index.Columns = database::ParseIndexFields(columns);
-  index.Unique = unique || primary;
-  index.Primary = primary;
-  return index;
-}
-
 void CheckSound(Database& database) {
   const auto problems = database.Inspect();
   REQUIRE(problems.ok());

@@ -1,14 +1,10 @@
 #pragma once
-// What the tests of this room share beside the folders of `tests/xbase/xbase_support.h`: indexes,
-// and the independent checker where it and Python are at hand.
+// What the tests of this room share beside the folders of `tests/xbase/xbase_support.h`: the
+// independent checker where it and Python are at hand.
 
 #include "tests/xbase/xbase_support.h"
 
 namespace kelvorin::tests {
-
-/// `columns` as "+A;-B".
-database::IndexDef MakeIndex(std::string name, std::string_view columns, bool unique = false,
-                             bool primary = false);
 
 /// Our own check finds nothing in the folder.
 void CheckSound(Database& database);

@@ -1,5 +1,7 @@
 #include "tests/support/places.h"
 
+#include <filesystem>
+
 namespace kelvorin::tests {
 
 std::string SourceFolder() {
@@ -7,6 +9,9 @@ std::string SourceFolder() {
 }
 std::string SamplesRoot() {
   return KELVORIN_SAMPLES;
+}
+bool HasSamples(const std::string& kind) {
+  return std::filesystem::is_directory(SamplesRoot() + "/" + kind);
 }
 
 }  // namespace kelvorin::tests

@@ -10,5 +10,8 @@ namespace kelvorin::tests {
 std::string SourceFolder();
 /// The folder of sample files, which may be absent.
 std::string SamplesRoot();
+/// Whether there are samples of a kind. A case that lives by them is skipped, and counted as such:
+/// `TEST_CASE("..." * doctest::skip(!HasSamples("access")))`.
+bool HasSamples(const std::string& kind);
 
 }  // namespace kelvorin::tests

@@ -56,15 +56,6 @@ std::vector<Row> Folder::ReadAll(std::string_view table) {
   return rows;
 }
 
-FieldDef MakeField(std::string name, TypeCode type, std::int32_t size, std::int32_t decimals) {
-  FieldDef field;
-  field.Name = std::move(name);
-  field.Type = type;
-  field.Size = size;
-  field.Decimals = decimals;
-  return field;
-}
-
 TableDef MakeTable(std::string name, std::vector<FieldDef> fields) {
   TableDef table;
   table.Name = std::move(name);

@@ -10,6 +10,7 @@
 #include "database/engine.h"
 #include "storage/file.h"
 #include "tests/conformance/records.h"
+#include "tests/support/definitions.h"
 
 namespace kelvorin::tests {
 
@@ -45,8 +46,6 @@ class Folder {
   std::unique_ptr<Database> database_;
 };
 
-FieldDef MakeField(std::string name, TypeCode type, std::int32_t size = 0,
-                   std::int32_t decimals = 0);
 TableDef MakeTable(std::string name, std::vector<FieldDef> fields);
 
 /// Joined by "|", for comparisons that show both sides.
