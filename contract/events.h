@@ -41,8 +41,8 @@ class EventSink {
   virtual void ValidateBeforePost(bool& RecordCanceled, bool& ProcessCanceled) = 0;
   virtual void ValidateAfterPost(bool& ProcessCanceled) = 0;
 
-  /// Not ok once a handler has thrown. Asked after events: the run then drops the record at hand
-  /// and ends with this text in `LastError`.
+  /// Not ok once a handler has thrown or the host is gone. Asked after events and yields: the run
+  /// then drops the record at hand and ends with this text in `LastError`.
   virtual Status Failure() const noexcept { return Status(); }
 };
 

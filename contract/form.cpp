@@ -62,6 +62,10 @@ void Control::SetValue(bool value) {
   if (on_click) on_click();
 }
 
+void Control::ShowValue(bool value) {
+  SetQuietly(value);
+}
+
 void Control::AddItem(std::string_view text, int data) {
   items_.emplace_back(text);
   item_data_.push_back(data);
@@ -100,6 +104,16 @@ void Control::SetNumber(int number) {
 
 void Control::SetMaximum(int maximum) {
   if (std::exchange(maximum_, maximum) != maximum) Changed();
+}
+
+void Control::SetDefaultButton(bool is_default) {
+  if (std::exchange(default_button, is_default) != is_default) Changed();
+}
+
+void Control::SetAccessibleName(std::string_view name) {
+  if (accessible_name == name) return;
+  accessible_name = name;
+  Changed();
 }
 
 void Control::SetFocus() {
@@ -152,6 +166,10 @@ void Control::UserSelect(int index) {
 
 void Control::UserDoubleClick() {
   if (enabled_ && on_double_click) on_double_click();
+}
+
+void Control::UserCommit() {
+  if (enabled_ && on_commit) on_commit();
 }
 
 // --- Grid

@@ -75,6 +75,8 @@ class Control {
   /// A changed check box, and an option button that becomes checked, run `on_click`. The other
   /// option buttons of its group are cleared first.
   void SetValue(bool value);
+  /// The same without the handler.
+  void ShowValue(bool value);
   /// Entries and selection of lists; no handler runs.
   void AddItem(std::string_view text, int data = 0);
   void RemoveItem(std::size_t index);
@@ -84,6 +86,9 @@ class Control {
   /// Value and maximum of a progress bar, kept exactly.
   void SetNumber(int number);
   void SetMaximum(int maximum);
+  /// Whether Return presses the button, wherever the focus is.
+  void SetDefaultButton(bool is_default);
+  void SetAccessibleName(std::string_view name);
   /// Moves the focus here, once the form is on the screen; nothing before.
   void SetFocus();
 
@@ -92,9 +97,12 @@ class Control {
   void UserClick();
   void UserSelect(int index);
   void UserDoubleClick();
+  /// What was typed is meant to stay: Return was pressed, or the control was left.
+  void UserCommit();
 
   std::function<void()> on_click;
   std::function<void()> on_change;
+  std::function<void()> on_commit;
   std::function<void()> on_double_click;
   std::function<void()> on_got_focus;
 
@@ -106,6 +114,9 @@ class Control {
   bool digits_only = false;
   bool file_name = false;  // an edit box for one: its bytes are the file system's, in no code page
   bool password = false;
+  int apart = -1;  // entry of a list that is drawn apart and reached by intent only; -1 for none
+  bool select_on_focus = false;  // an edit box whose whole text is selected when it gets the focus
+  bool keeps_return = false;     // Return ends in the control; no button of the form takes it
   bool default_button = false;
   bool cancel_button = false;
   /// Option buttons of one group exclude each other.
@@ -202,6 +213,10 @@ class Form {
   virtual void Form_Activate() {}
   /// Esc, or the window's close button.
   virtual void CloseRequested() { Close(); }
+  /// F1.
+  virtual void HelpRequested() {}
+  /// Nobody is left to answer a question: the form ends what it does and closes.
+  virtual void Abandoned() { Close(); }
 
  private:
   friend class Control;

@@ -24,6 +24,7 @@ struct MessageBox {
   std::string title;
   Icon icon = Icon::kNone;
   Buttons buttons = Buttons::kOk;
+  bool careful = false;  // Return takes Cancel or No: the other answer throws something away
   bool operator==(const MessageBox&) const = default;
 };
 
@@ -107,6 +108,9 @@ class Caller {
   virtual const std::string& connect_type_name() const noexcept = 0;
   /// Tells the container that a property was changed by a form or a run.
   virtual void PropertyChanged(std::string_view key) = 0;
+  /// Whether the host has a help topic for its forms, and the user asking for it.
+  virtual bool HelpAvailable() const noexcept { return false; }
+  virtual void HelpRequested() {}
 };
 
 }  // namespace kelvorin::contract
