@@ -87,6 +87,7 @@ bool ImportRun::EndsBeforeRecord() {
 
 Status ImportRun::ReadRecord(bool& taken, bool& more) {
   in_.platform.Yield();
+  KV_TRY(HostFailure());
   values_.Clear();
   dropped_ = rejected_ = false;
   refused_value_.field = nullptr;
