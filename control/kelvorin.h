@@ -34,8 +34,10 @@ class Kelvorin {
 
  public:
   /// `platform` shows message boxes and the progress dialog; without one nothing is shown. It must
-  /// outlive the control.
+  /// outlive the control and a call under way.
   explicit Kelvorin(contract::Platform* platform = nullptr);
+  /// Also in one of its own handlers: the call under way then ends at its next record and touches
+  /// nothing of the control or its host any more.
   ~Kelvorin();
   Kelvorin(const Kelvorin&) = delete;
   Kelvorin& operator=(const Kelvorin&) = delete;
@@ -51,7 +53,7 @@ class Kelvorin {
 
     /// Texts by reference, all others by value.
     Read<Value> operator()() const noexcept {
-      return static_cast<Read<Value>>(control_.properties_.*kMember);
+      return static_cast<Read<Value>>(control_.properties().*kMember);
     }
     void operator()(Given<Value> value) noexcept {
       control_.Set(kMember, static_cast<Given<TypeOf<kMember>>>(value));
@@ -89,7 +91,7 @@ class Kelvorin {
   /// Sets a property by its name in any case from text, enumerations by member name or number.
   /// Fails with kNotFound or kConversion naming property and text.
   Status SetPropertyText(std::string_view name, std::string_view text) noexcept;
-  const contract::Properties& properties() const noexcept { return properties_; }
+  const contract::Properties& properties() const noexcept;
 
   // --- Persistence in the host's container.
   /// Reads all properties in their order; a value of the wrong type ends the loading with the
@@ -97,7 +99,8 @@ class Kelvorin {
   Status ReadProperties(contract::PropertyStore& store) noexcept;
   /// Writes all properties in their order; those at their default are not stored.
   Status WriteProperties(contract::PropertyStore& store) const noexcept;
-  /// The container's notification that a property changed.
+  /// The container's notification that a property changed. One that throws during a call ends it,
+  /// with its text in `LastError`.
   std::function<void(std::string_view key)> PropertyChanged;
 
   /// The host asks for a size and gets the fixed one.
@@ -114,10 +117,14 @@ class Kelvorin {
   /// else -1 with the reason in `LastError`.
   std::int16_t BatchImport(std::string& Setting) noexcept;
   /// Counts of the last import, by `BatchImport` or in the wizard.
-  const contract::RunResult& LastRun() const noexcept { return last_run_; }
+  const contract::RunResult& LastRun() const noexcept;
+  /// The call under way ends at the run's next record, with `why` in `LastError`; without one
+  /// nothing happens. For hosts that go away.
+  void StopRun(std::string_view why) noexcept;
 
   // --- Events. Connect a function; parameters taken by reference are read back. A handler that
-  // throws ends the run, with its text in `LastError`.
+  // throws ends the run, with its text in `LastError`. Those count that are connected when a method
+  // is called.
   std::function<void(std::string_view tableName, std::string_view FieldName, std::int16_t FieldType,
                      std::int16_t FieldSize, std::string& bufField)>
       BeforeFieldImport;
@@ -127,9 +134,14 @@ class Kelvorin {
       FilterField;
   std::function<void(bool& RecordCanceled, bool& ProcessCanceled)> ValidateBeforePost;
   std::function<void(bool& ProcessCanceled)> ValidateAfterPost;
+  /// Beside the six: the user asks for help in the wizard (its button, or F1), and the host shows
+  /// the topic of that number. Raised only while HelpID is not 0.
+  std::function<void(std::int16_t HelpID)> HelpRequested;
 
  private:
-  class Surface;  // the control as its forms see it
+  struct Core;    // what a call needs, also when the control is gone
+  class Surface;  // the control as the forms of one call see it
+  friend struct Core;
   friend class Surface;
 
   void Set(std::string contract::Properties::*member, std::string_view value) noexcept;
@@ -137,19 +149,14 @@ class Kelvorin {
   void Set(bool contract::Properties::*member, bool value) noexcept;
   template <typename T, typename V>
   void Store(T contract::Properties::*member, V value) noexcept;
-  /// What follows when a property has got a value.
-  void Stored(const contract::PropertyInfo& info);
-  /// Runs `call`; whatever it throws becomes `LastError`. False when it threw.
+  /// Runs `call` with what it needs; whatever it throws becomes `LastError`.
   template <typename F>
-  bool Safely(F&& call) noexcept;
-  void DeriveConnectTypeName(std::int16_t kind);
+  void Safely(F&& call) noexcept;
+  /// Makes a form for one call, runs `call` with it and releases it.
+  template <typename F>
+  void WithForm(F&& call) noexcept;
 
-  contract::Properties properties_;
-  std::string connect_type_name_;
-  contract::SilentPlatform silent_;
-  contract::Platform* platform_;
-  contract::RunResult last_run_;
-  std::unique_ptr<Surface> surface_;
+  std::shared_ptr<Core> core_;  // shared with a call under way
 };
 
 }  // namespace kelvorin

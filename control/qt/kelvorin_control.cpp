@@ -51,6 +51,8 @@ KelvorinControl::KelvorinControl(QWidget* parent)
 KelvorinControl::~KelvorinControl() {
   if (core_->calls == 0) return;
   // A call is under way: it stops, and returns to a host that has no control any more.
+  core_->widget.clear();  // now: the pointer itself learns of it only after this destructor
+  core_->control.StopRun("The control was destroyed while its import was under way");
   core_->platform.Abandon();
 }
 
@@ -153,15 +155,16 @@ void KelvorinControl::Listen() {
     };
   if (heard(&KelvorinControl::ValidateBeforePost))
     control.ValidateBeforePost = [core](bool& record, bool& process) {
-      if (core->widget) {
-        emit core->widget->ValidateBeforePost(record, process);
-      } else {
-        process = true;
-      }
+      if (core->widget) emit core->widget->ValidateBeforePost(record, process);
     };
   if (heard(&KelvorinControl::ValidateAfterPost))
     control.ValidateAfterPost = [core](bool& process) {
       if (core->widget) emit core->widget->ValidateAfterPost(process);
+    };
+  control.HelpRequested = {};
+  if (heard(&KelvorinControl::HelpRequested))
+    control.HelpRequested = [core](std::int16_t topic) {
+      if (core->widget) emit core->widget->HelpRequested(topic);
     };
 }
 

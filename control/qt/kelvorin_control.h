@@ -121,6 +121,9 @@ class KelvorinControl : public QWidget {
   void FilterField(const QString& tableName, const QString& FieldName, bool& Hide);
   void ValidateBeforePost(bool& RecordCanceled, bool& ProcessCanceled);
   void ValidateAfterPost(bool& ProcessCanceled);
+  /// Beside the six: the user asks for help in the wizard, by its button or F1. Only while HelpID
+  /// is not 0.
+  void HelpRequested(int HelpID);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
