@@ -1,6 +1,7 @@
 #include "wizard/break_editor.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
@@ -18,12 +19,10 @@ void BreakEditor::SetLines(std::vector<std::string> lines) {
   if (lines == lines_) return;
   lines_ = std::move(lines);
   undo_.clear();
-}
-
-std::size_t BreakEditor::width() const noexcept {
-  std::size_t width = 0;
-  for (const std::string& line : lines_) width = std::max(width, line.size());
-  return width;
+  dragged_ = 0;
+  width_ = 0;
+  for (const std::string& line : lines_) width_ = std::max(width_, base::CountCharacters(line));
+  MoveCaret(caret_);
 }
 
 std::vector<std::uint16_t> BreakEditor::Positions() const {
@@ -39,26 +38,13 @@ bool BreakEditor::Has(int position) const noexcept {
          breaks_.FixedBreakExist(static_cast<std::uint16_t>(position)) != base::kNoBreak;
 }
 
-// In UTF-8, a break stands before the first byte of a character of the longest line.
-int BreakEditor::Snap(int position) const noexcept {
-  position = std::clamp(position, 1, kLastPosition);
-  if (!base::AnsiPage().is_utf8() || lines_.empty()) return position;
-  const std::string& line = *std::max_element(
-      lines_.begin(), lines_.end(),
-      [](const std::string& a, const std::string& b) { return a.size() < b.size(); });
-  while (position > 1 && static_cast<std::size_t>(position) < line.size() &&
-         (line[static_cast<std::size_t>(position)] & 0xC0) == 0x80)
-    --position;
-  return position;
-}
-
 void BreakEditor::Remember() {
   if (undo_.size() == kUndoSteps) undo_.erase(undo_.begin());
   undo_.push_back(breaks_);
 }
 
 bool BreakEditor::Add(int position) {
-  position = Snap(position);
+  position = std::clamp(position, 1, kLastPosition);
   if (Has(position)) return false;
   Remember();
   if (!breaks_.AddFixedBreak(static_cast<std::uint16_t>(position)).ok()) {
@@ -78,7 +64,7 @@ bool BreakEditor::Remove(int position) {
 }
 
 bool BreakEditor::Move(int from, int to) {
-  to = Snap(to);
+  to = std::clamp(to, 1, kLastPosition);
   if (from == to || !Has(from)) return false;
   const int slot = breaks_.FixedBreakExist(static_cast<std::uint16_t>(from));
   if (breaks_.FixedBreakExistButNoSelf(static_cast<std::uint16_t>(to), slot) != -1) return false;
@@ -105,6 +91,69 @@ bool BreakEditor::Undo() {
   return true;
 }
 
+// --- By keyboard and mouse
+
+void BreakEditor::MoveCaret(int to) {
+  caret_ = std::clamp(to, 1, LastPosition());
+}
+
+void BreakEditor::Press(Key key) {
+  const std::vector<std::uint16_t> breaks = Positions();
+  switch (key) {
+    case Key::kLeft:
+    case Key::kRight:
+      MoveCaret(caret_ + (key == Key::kLeft ? -1 : 1));
+      return;
+    case Key::kMoveLeft:
+    case Key::kMoveRight: {
+      const int to = caret_ + (key == Key::kMoveLeft ? -1 : 1);
+      if (!Has(caret_) || Move(caret_, to)) MoveCaret(to);
+      return;
+    }
+    case Key::kFirst:
+      MoveCaret(1);
+      return;
+    case Key::kLast:
+      MoveCaret(static_cast<int>(width_));
+      return;
+    case Key::kNextBreak: {
+      const auto next = std::upper_bound(breaks.begin(), breaks.end(), caret_);
+      if (next != breaks.end()) MoveCaret(*next);
+      return;
+    }
+    case Key::kPreviousBreak: {
+      const auto at = std::lower_bound(breaks.begin(), breaks.end(), caret_);
+      if (at != breaks.begin()) MoveCaret(*std::prev(at));
+      return;
+    }
+    case Key::kToggle:
+      if (!Remove(caret_)) Add(caret_);
+      return;
+    case Key::kRemove:
+      Remove(caret_);
+      return;
+    case Key::kUndo:
+      Undo();
+      return;
+  }
+}
+
+void BreakEditor::BeginDrag(int position) {
+  dragged_ = drag_to_ = Has(position) ? position : 0;
+}
+
+void BreakEditor::DragTo(int position) {
+  position = std::clamp(position, 1, kLastPosition);
+  if (dragging() && (position == dragged_ || !Has(position))) drag_to_ = position;
+}
+
+bool BreakEditor::Drop() {
+  const int from = std::exchange(dragged_, 0);
+  if (from == 0 || from == drag_to_) return false;
+  MoveCaret(drag_to_);
+  return Move(from, drag_to_);
+}
+
 std::string BreakEditor::Text() const {
   std::string text;
   for (const std::uint16_t position : Positions()) {
@@ -115,15 +164,13 @@ std::string BreakEditor::Text() const {
 }
 
 void BreakEditor::Replace(const std::vector<std::uint16_t>& positions) {
-  if (positions == Positions()) return;
-  Remember();
   breaks_.ClearBreakList();
   for (const std::uint16_t position : positions)
     if (!breaks_.AddFixedBreak(position).ok()) break;
   if (on_change) on_change();
 }
 
-void BreakEditor::SetFromText(std::string_view text) {
+void BreakEditor::SetFromText(std::string_view text, bool goes_on) {
   std::vector<std::uint16_t> positions;
   for (std::size_t at = 0; at < text.size();) {
     if (!base::IsDigit(text[at])) {
@@ -134,11 +181,14 @@ void BreakEditor::SetFromText(std::string_view text) {
     while (end < text.size() && base::IsDigit(text[end])) ++end;
     const std::int64_t number = base::ParseInteger(text.substr(at, end - at));
     if (number >= 1 && number <= kLastPosition)
-      positions.push_back(static_cast<std::uint16_t>(Snap(static_cast<int>(number))));
+      positions.push_back(static_cast<std::uint16_t>(number));
     at = end;
   }
   std::sort(positions.begin(), positions.end());
   positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+  if (!goes_on) text_remembered_ = false;
+  if (positions == Positions()) return;
+  if (!std::exchange(text_remembered_, true)) Remember();
   Replace(positions);
 }
 
@@ -159,6 +209,8 @@ void BreakEditor::UpdateBreaksFromColWidths(const std::vector<int>& widths) {
     position += std::max(width / kTwipsPerCharacter, 1);
     if (position <= kLastPosition) positions.push_back(static_cast<std::uint16_t>(position));
   }
+  if (positions == Positions()) return;
+  Remember();
   Replace(positions);
 }
 

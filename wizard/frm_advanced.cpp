@@ -186,7 +186,7 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
   taken.AppendRecords = RBtnAppendRecords.value();
   const bool update = !taken.AppendRecords;
   taken.UpdateIndex = RBtnUseIndex.value() && update;
-  taken.KeyLookUp = CBoxKeyLookUp.value() && update;
+  taken.KeyLookUp = CBoxKeyLookUp.value() && taken.UpdateIndex;
   taken.AppendFields = CBoxAppendFields.value() && update;
   taken.AppendIfEof = CBoxAppendIfEof.value() && update;
   if (taken.UpdateIndex) taken.IndexName = CBoxIndexes.text();
@@ -212,21 +212,28 @@ void frmAdvanced::TabStrip1_Click() {
   for (int i = 0; i < 4; ++i) pages[i]->SetVisible(i == page);
 }
 
+void frmAdvanced::ShowMode() {
+  const bool update = !RBtnAppendRecords.value();
+  const bool by_index = update && !RBtnTableOrder.value();
+  Enable(update, {&RBtnUseIndex, &RBtnTableOrder, &CBoxAppendFields});
+  Enable(by_index, {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+  // A looked-up key that is missing is no end of the table.
+  CBoxAppendIfEof.SetEnabled(update && !(by_index && CBoxKeyLookUp.value()));
+}
+
 void frmAdvanced::RBtnAppendRecords_Click() {
   RBtnUpdateRecords.SetValue(false);
-  Enable(false, {&RBtnUseIndex, &RBtnTableOrder, &CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp,
-                 &CBoxAppendFields, &CBoxAppendIfEof});
+  ShowMode();
 }
 
 void frmAdvanced::RBtnUpdateRecords_Click() {
   RBtnAppendRecords.SetValue(false);
-  Enable(true, {&RBtnUseIndex, &RBtnTableOrder, &CBoxAppendFields, &CBoxAppendIfEof});
-  Enable(!RBtnTableOrder.value(), {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+  ShowMode();
 }
 
 void frmAdvanced::RBtnUseIndex_Click() {
   if (has_index_) {
-    Enable(true, {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+    ShowMode();
     return;
   }
   platform_.Ask({"The table has no index", "Warning", Icon::kExclamation, Buttons::kOk});
@@ -234,12 +241,13 @@ void frmAdvanced::RBtnUseIndex_Click() {
 }
 
 void frmAdvanced::RBtnTableOrder_Click() {
-  Enable(false, {&CBoxIndexes, &LblIndexDescr, &CBoxKeyLookUp});
+  CBoxKeyLookUp.SetValue(false);  // keys are looked up in an index
+  ShowMode();
 }
 
 void frmAdvanced::CBoxKeyLookUp_Click() {
   if (CBoxKeyLookUp.value()) CBoxAppendIfEof.SetValue(false);
-  CBoxAppendIfEof.SetEnabled(!CBoxKeyLookUp.value());
+  ShowMode();
 }
 
 void frmAdvanced::CBoxAllImport_Click() {
@@ -268,6 +276,31 @@ void frmAdvanced::BtnBrowseLog_Click() {
   if (!chosen.empty()) EdtLogFile.SetText(chosen);
 }
 
+bool frmAdvanced::NumbersFit() {
+  struct Box {
+    Control& box;
+    const char* what;
+    int page;
+    bool counts;
+  };
+  const Box boxes[] = {{EdtRecLength, "The record length", 0, RBtnNoSeparator.value()},
+                       {EdtStartLine, "The first line", 0, true},
+                       {EdtNbLineMax, "The number of lines", 0, !CBoxAllImport.value()},
+                       {EdtMaxErrors, "The number of errors", 2, true}};
+  for (const Box& number : boxes) {
+    std::int32_t ignored = 0;
+    const Status fits = number.counts ? ReadNumber(number.box, number.what, ignored) : Status();
+    if (fits.ok()) continue;
+    platform_.Ask({std::string(fits.message()), "Error", Icon::kCritical, Buttons::kOk});
+    for (std::size_t tab = 0; tab < TabStrip1.items().size(); ++tab)
+      if (TabStrip1.item_data(tab) == number.page) TabStrip1.SelectItem(static_cast<int>(tab));
+    TabStrip1_Click();
+    number.box.SetFocus();
+    return false;
+  }
+  return true;
+}
+
 void frmAdvanced::bntOK_Click() {
   if (RBtnUseIndex.value() && has_index_ && CBoxIndexes.text().empty()) {
     platform_.Ask({"You must choose an index", "Error", Icon::kCritical, Buttons::kOkCancel});
@@ -275,6 +308,7 @@ void frmAdvanced::bntOK_Click() {
   }
   if (EdtStartLine.text().empty()) EdtStartLine.SetText("1");
   if (!CBoxAllImport.value() && EdtNbLineMax.text().empty()) CBoxAllImport.SetValue(true);
+  if (!NumbersFit()) return;
   confirmed_ = true;
   Close();
 }

@@ -23,8 +23,9 @@ class frmAdvanced final : public contract::Form {
   /// Fills the controls. `indexes` are the names of the target table's indexes in their order.
   void Fill(const settings::ImportSetting& setting, const std::vector<std::string>& indexes,
             const contract::Properties& properties);
-  /// Takes the controls over into the setting. Fails with kOutOfRange when a number of the boxes
-  /// does not fit; the setting is then as it was.
+  /// Takes the controls over into the setting. A mode's box that is ticked though it cannot be used
+  /// does not count. Fails with kOutOfRange when a number of the boxes does not fit; the setting is
+  /// then as it was. OK has looked at that before.
   Status CopyBack(settings::ImportSetting& setting) const;
 
   bool HasIndex() const noexcept { return has_index_; }
@@ -111,6 +112,9 @@ class frmAdvanced final : public contract::Form {
 
  private:
   void Connect();
+  void ShowMode();
+  /// Tells a number that does not fit, and leads to its box.
+  bool NumbersFit();
   void FillIndexes(const settings::ImportSetting& setting, const std::vector<std::string>& indexes);
 
   contract::Platform& platform_;

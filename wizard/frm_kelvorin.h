@@ -4,14 +4,17 @@
 // the rooms below. The control and the command line make one; it never shows a window itself.
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/M_Misc.h"
 #include "base/status.h"
 #include "catalog/connections.h"
 #include "catalog/source.h"
+#include "catalog/source_kinds.h"
 #include "catalog/target.h"
 #include "contract/form.h"
 #include "contract/platform.h"
@@ -26,6 +29,7 @@
 #include "wizard/frm_settings.h"
 #include "wizard/job_habits.h"
 #include "wizard/source_preview.h"
+#include "wizard/suggestion.h"
 #include "wizard/wizard_controls.h"
 
 namespace kelvorin::wizard {
@@ -108,6 +112,10 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   Status Form_Load();
   void Form_Unload();
   void CloseRequested() override { BtnCancel_Click(); }
+  void Abandoned() override;
+  /// The host shows its help, where it has some.
+  void HelpRequested() override;
+  /// Asks first when fields were mapped by hand and nothing came of it yet.
   void BtnCancel_Click();
   void BtnNext_Click();
   void BtnPrev_Click();
@@ -120,6 +128,8 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void CBoxTypeFormat_Click();
   void BtnBrowseFiles_Click();
   void BtnDetect_Click();
+  void BtnSuggestion_Click();
+  void CBoxHeader_Click();
   void lstTables_Click();
   void CBoxComma_Click();
   void CBoxOtherChar_Click();
@@ -130,6 +140,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void DisplayFieldNames();
   void FillSourceFields();
   void CBoxSourceFields_Click();
+  void IgnoreCurrentRow();
   void GrdMapping_RowChange(int old_row);
   void BtnMapEqualNames_Click();
   void BtnMapInOrder_Click();
@@ -138,6 +149,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void BtnSaveSetting_Click();
   void BtnFinish_Click();
   void BtnRejected_Click();
+  void BtnReport_Click();
 
   WizardControls controls{*this};
   BreakEditor& break_editor() noexcept { return break_editor_; }
@@ -193,22 +205,49 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void TakeHabits();
   void ApplySource(bool setting_loaded);
   void GoTo(int step);
+  void GoToStepOfKind();
   void FileNameBox_Change();
   void ShowSourceControls();
   void ShowFileName();
   void ShowTableList();
   void BrowseDatabase();
+  /// Opens the database of a candidate and lists its tables. Only what could be listed becomes the
+  /// source; a failure leaves source and list as they are.
+  Status TakeDatabase(std::int32_t kind, catalog::Source candidate);
+  /// Puts the source away under the family of its kind, and takes up the one of another family:
+  /// the file of the name box where it is of that family, else what was put away for it.
+  void LeaveSource(std::int32_t old_kind);
+  void EnterSource(std::int32_t kind);
+  void CloseKeptSource();
+  /// Why the source step cannot be left, or what else is to be said about the source.
+  std::string SourceNote() const;
   void TakeSample();
   void RefreshPreview();
   void ShowSeparators();
   void ShowStatus(const PreviewTable& table);
+  void ShowHeader();
+  void ShowSuggestion();
+  /// Reads the text file anew by the layout of the setting, guessing nothing.
+  void ReadAgain();
   void EdtBreaks_Change();
+  void EdtBreaks_Commit();
   void PlaceChooser();
   void SelectPreviewColumnOf(std::size_t row);
   void ShowMappedCount();
   void MapAll(bool by_name);
   bool AnyRowMapped() const;
   void DoImport(contract::ProgressView* progress);
+  /// A run leaves its record set as it ends: the next one begins on one opened anew.
+  Status ReopenTargetTable();
+  void ShowOutcome();
+  /// All that an import depends on and the wizard can change.
+  struct Inventory {
+    settings::ImportSetting setting;
+    textsource::BreakList breaks;
+    std::string target_table;
+    bool operator==(const Inventory&) const = default;
+  };
+  Inventory TakeInventory() const;
   void SaveLastSetting();
   std::string Preface() const;
   void ReportError(std::string_view message, const Status& why);
@@ -228,13 +267,29 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   WizardState state_;
   StepState steps_;
   TextSample sample_;
+  std::optional<textsource::DetectedLayout> suggestion_;  // for the text file at hand
+  std::string suggested_for_;                             // its path
   BreakEditor break_editor_{state_.breaks};
   RejectedRecords rejected_;
   std::string preface_;
+  base::LocalTime ended_at_{};  // the last run
   std::string chosen_setting_;
   bool running_ = false;
   bool close_after_run_ = false;
+  bool mapped_by_hand_ = false;        // and neither imported nor saved since
+  bool imported_something_ = false;    // into the target, since the wizard was opened
+  bool typing_breaks_ = false;         // the box of the breaks holds what is not committed
+  bool in_breaks_box_ = false;         // the change under way comes from there
+  bool recordset_used_ = false;        // by a run
+  std::optional<Inventory> last_run_;  // what the last run imported
   std::vector<std::string> source_tables_;
+  std::string sample_problem_;  // why the text file could not be read
+  struct LeftSource {
+    catalog::Source source;
+    std::vector<std::string> tables;
+    std::string box;  // text of the file name box
+  };
+  std::map<catalog::Family, LeftSource> left_;  // by the family of the kind that was left
   engine::RunResult result_;
   BatchStep batch_step_ = BatchStep::kOpenDatabase;
   bool applying_setting_ = false;

@@ -9,7 +9,8 @@ frmODBCLogon::frmODBCLogon(contract::Platform& platform, database::DBEngine& eng
       platform_(platform),
       engine_(engine),
       odbc_mode_(odbc_mode) {
-  EdtPassword.password = true;
+  EdtPassword.password = EdtPassword.select_on_focus = true;
+  EdtDBName.select_on_focus = true;  // a path that is typed replaces the one that stood there
   EdtDBName.file_name = true;
   EdtDBName.accessible_name = "Database";
   BtnBrowseDB.accessible_name = BtnBrowseDB.tool_tip = "Browse for the database";
@@ -48,7 +49,7 @@ void frmODBCLogon::UpdateOk() {
 
 void frmODBCLogon::BtnBrowseDB_Click() {
   contract::FileDialog dialog;
-  dialog.filter = "Access(*.mdb)|*.mdb";
+  dialog.filter = "Access(*.mdb)|*.mdb|Access 2007 and later(*.accdb)|*.accdb|All Files (*.*)|*.*";
   dialog.file_name = EdtDBName.text();
   const std::string chosen = platform_.ChooseFile(dialog);
   if (!chosen.empty()) EdtDBName.SetText(chosen);
@@ -60,7 +61,7 @@ void frmODBCLogon::BtnOk_Click() {
 }
 
 frmDBPWD::frmDBPWD() : Form("frmDBPWD", "Password Required") {
-  txtPassword.password = true;
+  txtPassword.password = txtPassword.select_on_focus = true;
   txtPassword.accessible_name = "Database password";
   cmdOK.default_button = true;
   cmdCancel.cancel_button = true;

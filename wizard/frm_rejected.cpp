@@ -24,7 +24,7 @@ void RejectedRecords::Clear() {
 }
 
 frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& rejected,
-                         std::string preface)
+                         std::string preface, std::string_view outcome)
     : Form("frmRejected", "Rejected records"),
       platform_(platform),
       rejected_(rejected),
@@ -45,6 +45,8 @@ frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& re
     text += " The first " + base::ToDecimal(static_cast<std::int64_t>(RejectedRecords::kMost)) +
             " can be saved.";
   LblRejected.SetCaption(text);
+  LblOutcome.SetCaption(outcome);
+  LblOutcome.SetVisible(!outcome.empty());
   GrdRejected.Fill({"Line", "Field", "Value", "Reason"}, std::move(rows), {720, 1500, 2100, 4500});
   GrdRejected.accessible_name = "Rejected records";
   BtnSaveRejected.on_click = [this] { BtnSaveRejected_Click(); };

@@ -36,11 +36,14 @@ class frmRejected final : public contract::Form {
   using Kind = contract::ControlKind;
 
  public:
-  /// `preface` goes to the top of a saved file: the lines that the job passes over.
-  frmRejected(contract::Platform& platform, const RejectedRecords& rejected, std::string preface);
+  /// `preface` goes to the top of a saved file: the lines that the job passes over. `outcome` tells
+  /// how the whole run went.
+  frmRejected(contract::Platform& platform, const RejectedRecords& rejected, std::string preface,
+              std::string_view outcome = {});
 
   void BtnSaveRejected_Click();
 
+  contract::Control LblOutcome{*this, "LblOutcome", Kind::kLabel};
   contract::Control LblRejected{*this, "LblRejected", Kind::kLabel};
   contract::Grid GrdRejected{*this, "GrdRejected"};
   contract::Control BtnSaveRejected{*this, "BtnSaveRejected", Kind::kButton,

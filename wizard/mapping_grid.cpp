@@ -9,6 +9,7 @@ namespace kelvorin::wizard {
 namespace {
 
 constexpr std::size_t kMarker = 0;
+constexpr std::size_t kTarget = 2;
 constexpr std::size_t kSource = 5;
 constexpr std::size_t kMore = 6;
 
@@ -59,8 +60,13 @@ void frmKelvorin::FillSourceFields() {
       grid.SetBold(r, kSource, false);
     }
   }
+  c.CBoxSourceFields.apart = static_cast<int>(sources.size()) + 1;
   PlaceChooser();
   ShowMappedCount();
+}
+
+void frmKelvorin::IgnoreCurrentRow() {
+  controls.CBoxSourceFields.UserSelect(static_cast<int>(controls.PreviewGrid.headings().size()));
 }
 
 void frmKelvorin::PlaceChooser() {
@@ -69,6 +75,8 @@ void frmKelvorin::PlaceChooser() {
   const auto at = static_cast<std::size_t>(row);
   controls.CBoxSourceFields.SelectItem(
       FindListItem(controls.CBoxSourceFields, controls.GrdMapping.cell(at, kSource)));
+  controls.CBoxSourceFields.SetAccessibleName("Source field for " +
+                                              controls.GrdMapping.cell(at, kTarget));
   SelectPreviewColumnOf(at);
 }
 
@@ -98,7 +106,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
   } else if (picked == sources.size() + 1) {
     c.CBoxSourceFields.SelectItem(static_cast<int>(sources.size()));
     if (platform_.Ask({"This action will reset all the mapping, continue ?", "Confirmation",
-                       contract::Icon::kQuestion, contract::Buttons::kOkCancel}) ==
+                       contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) ==
         contract::Answer::kOk) {
       mapping::IgnoreAll(state_.setting.FieldMap);
       for (std::size_t r = 0; r < grid.rows().size(); ++r) {
@@ -116,6 +124,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
     grid.SetCell(row, kMore, {});
     grid.SetBold(row, kSource, false);
   }
+  mapped_by_hand_ = true;
   SelectPreviewColumnOf(row);
   ShowMappedCount();
   UpdateControls();
@@ -138,6 +147,7 @@ void frmKelvorin::MapAll(bool by_name) {
   } else {
     mapping::MapInOrder(map, state_.target.fields, sources.size(), breaks);
   }
+  mapped_by_hand_ = true;
   FillSourceFields();
   UpdateControls();
 }

@@ -1,3 +1,8 @@
+#include <algorithm>
+
+#include "base/M_Const.h"
+#include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "catalog/source.h"
 #include "catalog/tables.h"
 #include "contract/enums.h"
@@ -9,9 +14,75 @@ namespace kelvorin::wizard {
 
 using contract::Control;
 
+// --- The heading and the suggestion
+
+void frmKelvorin::ShowHeader() {
+  WizardControls& c = controls;
+  const std::int32_t names_in = settings::HeadingLineOf(state_.setting);
+  const std::int32_t suggested = suggestion_ ? suggestion_->heading_line : 0;
+  const std::int32_t line = names_in >= 1 ? names_in : suggested;
+  c.CBoxHeader.SetCaption(line > 1 ? "L&ine " + base::ToDecimal(line) + " holds the names"
+                                   : "First l&ine holds the names");
+  c.CBoxHeader.ShowValue(names_in >= 1);
+  c.CBoxHeader.tool_tip = suggested >= 1 && names_in < 1
+                              ? "The detection takes this line for the names of the columns."
+                              : "Takes the names of the columns from that line and begins the "
+                                "import behind it.";
+}
+
+void frmKelvorin::CBoxHeader_Click() {
+  settings::ImportSetting& setting = state_.setting;
+  setting.HeadingLine = 0;
+  setting.StartingLine = controls.CBoxHeader.value() ? 2 : 1;
+  if (suggestion_ && suggestion_->heading_line >= 1) {
+    if (controls.CBoxHeader.value()) TakeHeading(*suggestion_, setting);
+  } else if (suggestion_ && !controls.CBoxHeader.value()) {
+    TakeHeading(*suggestion_, setting);  // what stands above the data is stepped over
+  }
+  TakeSample();
+  ShowCurrentStep();
+}
+
+void frmKelvorin::ShowSuggestion() {
+  WizardControls& c = controls;
+  const std::string& file = state_.source.file_name;
+  if (!IsText() || !state_.source.exists) {
+    suggestion_.reset();
+    suggested_for_.clear();
+  } else if (suggested_for_ != file) {
+    suggested_for_ = file;
+    suggestion_.reset();
+    platform_.SetWaitCursor(true);
+    Result<textsource::DetectedLayout> found = textsource::DetectLayout(file);
+    platform_.SetWaitCursor(false);
+    if (found.ok()) suggestion_ = *std::move(found);
+  }
+  const bool differs = suggestion_ && Differs(*suggestion_, state_.setting, state_.breaks);
+  c.BtnSuggestion.SetVisible(differs);
+  c.LblSuggestion.SetVisible(differs);
+  if (differs) c.LblSuggestion.SetCaption(SuggestionText(*suggestion_));
+}
+
+void frmKelvorin::BtnSuggestion_Click() {
+  if (!suggestion_) return;
+  Take(*suggestion_, state_.setting, state_.breaks);
+  ReadAgain();
+}
+
+void frmKelvorin::ReadAgain() {
+  applying_setting_ = true;
+  EdtFileName_Change(state_.source.file_name);
+  applying_setting_ = false;
+  ShowSourceControls();
+  ShowSeparators();
+  TakeSample();
+  GoToStepOfKind();
+}
+
 // Reads the text file once; all redrawing works on what was read here.
 void frmKelvorin::TakeSample() {
   sample_ = {};
+  sample_problem_.clear();
   if (!IsText()) return;
   std::vector<std::string> lines;
   if (state_.source.exists) {
@@ -21,16 +92,13 @@ void frmKelvorin::TakeSample() {
     for (int i = 1; i <= static_cast<int>(base::kPreviewLines); ++i)
       lines.push_back(ShownLine(preview.Line(i), state_.setting));
     while (!lines.empty() && lines.back().empty()) lines.pop_back();
-    if (!read.ok()) controls.LblDetected.SetCaption(read.message());
+    if (!read.ok()) sample_problem_ = read.message();
   } else {
     steps_.loaded = false;
-    controls.LblDetected.SetCaption(state_.source.file_name.empty() ? "Choose the file to import."
-                                                                    : "There is no such file.");
   }
   controls.PreviewText.SetItems(std::move(lines));
   break_editor_.SetLines(sample_.records);
-  if (steps_.loaded)
-    controls.LblDetected.SetCaption(DetectionText(state_.setting, state_.breaks, sample_));
+  ShowSuggestion();
 }
 
 void frmKelvorin::RefreshPreview() {
@@ -47,8 +115,6 @@ void frmKelvorin::UpdateVarPreview() {
   PreviewTable table = CutSample(sample_, state_.setting, state_.breaks);
   ShowStatus(table);
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows));
-  if (steps_.loaded)
-    controls.LblDetected.SetCaption(DetectionText(state_.setting, state_.breaks, sample_));
 }
 
 void frmKelvorin::UpdateFixedPreview() {
@@ -57,7 +123,10 @@ void frmKelvorin::UpdateFixedPreview() {
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows),
                             break_editor_.UpdateColWidthsFromBreaks());
   const std::string breaks = break_editor_.Text();
-  controls.EdtBreaks.ShowText(breaks);
+  if (!in_breaks_box_) {
+    controls.EdtBreaks.ShowText(breaks);
+    typing_breaks_ = false;
+  }
   controls.PreviewFixed.ShowText(breaks);
   controls.PreviewFixed.tool_tip = breaks.empty() ? "No breaks" : "Breaks at " + breaks;
 }
@@ -106,6 +175,8 @@ void frmKelvorin::ShowStatus(const PreviewTable& table) {
   };
   add(table.ragged, "with another number of fields than most (in bold).");
   add(table.unclosed, "with a text delimiter that is not closed.");
+  add(table.behind, "with text behind the last break, which is not imported.");
+  add(table.wide, "with characters of several bytes; breaks count characters.");
   if (text.empty() && !table.rows.empty())
     text = "All records shown have " + std::to_string(table.headings.size()) +
            (table.headings.size() == 1 ? " field." : " fields.");
@@ -160,7 +231,8 @@ void frmKelvorin::CBoxComma_Click() {
   if (setting.SepSpace) set += ' ';
   if (setting.SepTab) set += '\t';
   if (setting.SepSemicolon) set += ';';
-  if (setting.SepOther && !setting.SepOtherText.empty()) set += setting.SepOtherText.front();
+  // All the bytes of one character.
+  if (setting.SepOther) set += base::CutToCharacters(setting.SepOtherText, 1);
   setting.nbSeparators = static_cast<std::int16_t>(set.size());
   UpdateVarPreview();
 }
@@ -180,7 +252,16 @@ void frmKelvorin::CBoxDelimiter_Click() {
 // --- Breaks
 
 void frmKelvorin::EdtBreaks_Change() {
-  break_editor_.SetFromText(controls.EdtBreaks.text());
+  // What is being typed stands as it is until it is done: "4, 1" on the way to "4, 14".
+  const bool goes_on = std::exchange(typing_breaks_, true);
+  in_breaks_box_ = true;
+  break_editor_.SetFromText(controls.EdtBreaks.text(), goes_on);
+  in_breaks_box_ = false;
+}
+
+void frmKelvorin::EdtBreaks_Commit() {
+  typing_breaks_ = false;
+  controls.EdtBreaks.ShowText(break_editor_.Text());
 }
 
 }  // namespace kelvorin::wizard

@@ -21,14 +21,12 @@ void frmKelvorin::BtnAdvanced_Click() {
   if (!options.Confirmed()) return;
   const Status taken = options.CopyBack(state_.setting);
   if (!taken.ok()) ReportError({}, taken);
+  TakeHabits();
   if (IsText() && state_.source.exists) {
-    // Lines may end elsewhere now.
-    applying_setting_ = true;
-    EdtFileName_Change(state_.source.file_name);
-    applying_setting_ = false;
-    TakeSample();
+    ReadAgain();  // lines may end elsewhere now
+  } else {
+    ShowCurrentStep();
   }
-  ShowCurrentStep();
 }
 
 void frmKelvorin::BtnSettings_Click() {
@@ -47,7 +45,12 @@ void frmKelvorin::BtnSettings_Click() {
     return;
   }
   TakeHabits();
+  // Whatever was open belongs to the setting before.
+  CloseKeptSource();
+  source_tables_.clear();
+  left_.clear();
   state_.source.exists = false;
+  mapped_by_hand_ = false;
   applying_setting_ = true;
   status = ConnectToSourceTable();
   applying_setting_ = false;
@@ -58,7 +61,7 @@ void frmKelvorin::BtnSettings_Click() {
   ShowTableList();
   ShowSeparators();
   TakeSample();
-  ShowCurrentStep();
+  GoToStepOfKind();
 }
 
 void frmKelvorin::BtnSaveSetting_Click() {
@@ -71,7 +74,11 @@ void frmKelvorin::BtnSaveSetting_Click() {
   catalog::StoreSource(state_.source, setting);
   settings::IniFile ini(caller_->properties().IniFile);
   const Status saved = settings::SaveSetting(ini, setting, state_.breaks);
-  if (!saved.ok()) ReportError({}, saved);
+  if (!saved.ok()) {
+    ReportError({}, saved);
+  } else {
+    mapped_by_hand_ = false;
+  }
 }
 
 void frmKelvorin::SaveLastSetting() {

@@ -90,34 +90,52 @@ void frmKelvorin::EdtFileName_Change(std::string_view text) {
   settings::RebuildDelimiter(setting);
 }
 
+namespace {
+
+catalog::Source NamesOf(const catalog::Source& source) {
+  catalog::Source names;
+  names.file_name = source.file_name;
+  names.SourceDBName = source.SourceDBName;
+  names.SourceConnectString = source.SourceConnectString;
+  names.password = source.password;
+  return names;
+}
+
+}  // namespace
+
 Status frmKelvorin::ListAccessTables() {
-  catalog::Source& source = state_.source;
-  platform_.SetWaitCursor(true);
-  auto opened = catalog::OpenSourceDatabase(engine_, contract::kAccess, source);
-  platform_.SetWaitCursor(false);
-  if (!opened.ok()) return opened.status();
-  Result<std::vector<std::string>> tables = catalog::ListSourceTables(**opened);
-  if (!tables.ok()) return tables.status();
-  source_tables_ = *std::move(tables);
-  source.kept = *std::move(opened);
-  catalog::SelectSourceTable(source_tables_, source.file_name);
-  source.exists = true;
-  return Status();
+  return TakeDatabase(contract::kAccess, NamesOf(state_.source));
 }
 
 Status frmKelvorin::ListOdbcTables() {
-  catalog::Source& source = state_.source;
+  return TakeDatabase(contract::kOdbc, NamesOf(state_.source));
+}
+
+Status frmKelvorin::TakeDatabase(std::int32_t kind, catalog::Source candidate) {
+  const bool access = kind == contract::kAccess;
   platform_.SetWaitCursor(true);
-  auto opened = engine_.OpenDatabase({}, true, false, source.SourceConnectString);
+  auto opened = access ? catalog::OpenSourceDatabase(engine_, kind, candidate)
+                       : engine_.OpenDatabase({}, true, false, candidate.SourceConnectString);
   platform_.SetWaitCursor(false);
   if (!opened.ok()) return opened.status();
   Result<std::vector<std::string>> tables = catalog::ListSourceTables(**opened);
   if (!tables.ok()) return tables.status();
-  KV_TRY((*opened)->Close());
+  if (access) {
+    candidate.kept = *std::move(opened);
+  } else {
+    KV_TRY((*opened)->Close());
+  }
+  catalog::SelectSourceTable(*tables, candidate.file_name);
+  candidate.exists = true;
+  CloseKeptSource();
   source_tables_ = *std::move(tables);
-  catalog::SelectSourceTable(source_tables_, source.file_name);
-  source.exists = true;
+  state_.source = std::move(candidate);
   return Status();
+}
+
+void frmKelvorin::CloseKeptSource() {
+  if (state_.source.kept) static_cast<void>(state_.source.kept->Close().ok());  // it was only read
+  state_.source.kept.reset();
 }
 
 // --- Names of the source's fields

@@ -1,10 +1,29 @@
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
 #include "catalog/source_kinds.h"
 #include "contract/enums.h"
 #include "settings/setting_store.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_odbc_logon.h"
+#include "wizard/plain_path.h"
 
 namespace kelvorin::wizard {
+namespace {
+
+catalog::Family FamilyOf(std::int32_t kind) noexcept {
+  const catalog::SourceKind* row = catalog::FindSourceKind(kind);
+  return row != nullptr ? row->family : catalog::Family::kText;
+}
+
+// The family whose files end so; everything else is read as text.
+catalog::Family FamilyOfFile(std::string_view path) noexcept {
+  const std::string_view extension = base::ExtensionPart(path);
+  if (base::EqualIgnoreCase(extension, "DB")) return catalog::Family::kParadox;
+  if (base::EqualIgnoreCase(extension, "DBF")) return catalog::Family::kXbase;
+  return catalog::Family::kText;
+}
+
+}  // namespace
 
 bool frmKelvorin::SourceHasFileBox() const noexcept {
   const catalog::SourceKind* row = catalog::FindSourceKind(state_.setting.TypeFormat);
@@ -16,6 +35,8 @@ bool frmKelvorin::SourceHasFileBox() const noexcept {
 void frmKelvorin::CBoxTables_Click() {
   const std::string name = controls.CBoxTables.text();
   if (name.empty()) return;
+  // Picked once more, the table that is open keeps its mapping.
+  if (name == state_.target.table_name && state_.target.recordset != nullptr) return;
   controls.LblTableNote.SetCaption({});
   const contract::Properties& properties = caller_->properties();
   std::int16_t kind = properties.DefaultSourceType;
@@ -49,31 +70,67 @@ void frmKelvorin::CBoxTypeFormat_Click() {
     if (!catalog::FindSourceKind(kind)->type_word.empty())
       state_.source.SourceConnectString = catalog::FindSourceKind(kind)->type_word;
     RefreshPreview();
-  } else if (contract::IsTextKind(static_cast<std::int16_t>(kind))) {
-    const bool was_text = contract::IsTextKind(static_cast<std::int16_t>(old_kind));
-    if (!was_text) {
-      // The layout that the user chose just now is not guessed away.
-      applying_setting_ = true;
-      EdtFileName_Change(controls.EdtFileName.text());
-      applying_setting_ = false;
-    }
-    ShowSourceControls();
-    TakeSample();
-    ShowCurrentStep();
   } else {
-    catalog::Source& source = state_.source;
-    source.exists = false;
-    steps_.loaded = false;
-    source.SourceConnectString.clear();
-    if (kind == contract::kOdbc) source.SourceDBName.clear();
-    if (kind == contract::kAccess || kind == contract::kOdbc) {
-      controls.lstTables.Clear();
-      source.file_name.clear();
+    if (FamilyOf(old_kind) != FamilyOf(kind)) {
+      LeaveSource(old_kind);
+      EnterSource(kind);
     }
     ShowSourceControls();
+    ShowTableList();
+    TakeSample();
     ShowCurrentStep();
   }
   UpdateControls();
+}
+
+void frmKelvorin::LeaveSource(std::int32_t old_kind) {
+  catalog::Source& source = state_.source;
+  std::string password = source.password;
+  std::string database = old_kind == contract::kOdbc ? std::string() : source.SourceDBName;
+  if (source.exists)
+    left_[FamilyOf(old_kind)] = {std::exchange(source, {}), std::exchange(source_tables_, {}),
+                                 controls.EdtFileName.text()};
+  CloseKeptSource();
+  source = {};
+  source.password = std::move(password);
+  source.SourceDBName = std::move(database);
+  source_tables_.clear();
+  steps_.loaded = false;
+}
+
+void frmKelvorin::EnterSource(std::int32_t kind) {
+  const catalog::SourceKind& row = *catalog::FindSourceKind(kind);
+  catalog::Source& source = state_.source;
+  const auto left = left_.find(row.family);
+  if (row.named_by_list) {
+    if (left != left_.end()) {
+      source = std::move(left->second.source);
+      source_tables_ = std::move(left->second.tables);
+      left_.erase(left);
+    }
+    if (kind == contract::kOdbc) source.SourceDBName.clear();
+    return;
+  }
+  std::string name = controls.EdtFileName.text();
+  const auto fits = [&] {
+    return FamilyOfFile(name) == row.family && catalog::SourceFileExists(name);
+  };
+  if (!fits() && left != left_.end()) name = left->second.box;
+  if (fits()) {
+    left_.erase(row.family);
+    controls.EdtFileName.ShowText(name);
+    // The kind, and the layout that belongs to it, are what the user chose just now.
+    applying_setting_ = true;
+    EdtFileName_Change(name);
+    applying_setting_ = false;
+    state_.setting.TypeFormat = kind;
+    settings::RebuildDelimiter(state_.setting);
+    source.SourceConnectString = row.type_word;
+  } else {
+    state_.preview.ClearLines();
+    state_.preview.valid = state_.preview.file_present = false;
+    source.file_name = controls.EdtFileName.text();
+  }
 }
 
 void frmKelvorin::ShowSourceControls() {
@@ -82,6 +139,9 @@ void frmKelvorin::ShowSourceControls() {
   const catalog::SourceKind* row = catalog::FindSourceKind(kind);
   for (std::size_t i = 0; i < c.CBoxTypeFormat.items().size(); ++i)
     if (c.CBoxTypeFormat.item_data(i) == kind) c.CBoxTypeFormat.SelectItem(static_cast<int>(i));
+  if (c.CBoxTypeFormat.list_index() >= 0 &&
+      c.CBoxTypeFormat.item_data(static_cast<std::size_t>(c.CBoxTypeFormat.list_index())) != kind)
+    c.CBoxTypeFormat.SelectItem(-1);  // the host does not offer this kind
   const bool file_box = SourceHasFileBox();
   c.EdtFileName.SetVisible(file_box);
   c.LblSelectFile.SetVisible(file_box);
@@ -91,7 +151,6 @@ void frmKelvorin::ShowSourceControls() {
   c.lstTables.SetEnabled(listed);
   c.LblLstTables.SetEnabled(listed);
   if (row != nullptr) c.BtnBrowseFiles.SetCaption(row->browse_caption);
-  c.LblDetected.SetVisible(IsText());
   c.BtnDetect.SetVisible(IsText());
 }
 
@@ -109,11 +168,33 @@ void frmKelvorin::ShowTableList() {
       controls.lstTables.SelectItem(static_cast<int>(i));
 }
 
+std::string frmKelvorin::SourceNote() const {
+  const std::int32_t kind = state_.setting.TypeFormat;
+  const catalog::Source& source = state_.source;
+  const catalog::SourceKind* row = catalog::FindSourceKind(kind);
+  if (row == nullptr) return {};
+  if (row->named_by_list) {
+    if (!source.exists)
+      return std::string("Choose what to import from with the button \"") +
+             std::string(row->browse_caption) + "\".";
+    return source_tables_.empty() ? "There is no table to import from." : std::string();
+  }
+  if (source.exists) return sample_problem_;
+  const std::string name = PlainPath(controls.EdtFileName.text());
+  if (name.empty()) return "Choose the file to import.";
+  if (!catalog::SourceFileExists(name)) return "There is no such file.";
+  const std::string file = "'" + std::string(base::NamePart(name)) + "' is ";
+  const char* const kinds[] = {"a text file", "an Access database", "a Paradox table",
+                               "a dBASE or FoxPro table", "a data source"};
+  return file + kinds[static_cast<int>(FamilyOfFile(name))] + ", not " +
+         kinds[static_cast<int>(row->family)] + ". Choose another file or source type.";
+}
+
 // --- The file
 
 void frmKelvorin::FileNameBox_Change() {
   if (!SourceHasFileBox()) return;
-  EdtFileName_Change(controls.EdtFileName.text());
+  EdtFileName_Change(PlainPath(controls.EdtFileName.text()));
   ShowSourceControls();
   ShowSeparators();
   TakeSample();
@@ -121,7 +202,7 @@ void frmKelvorin::FileNameBox_Change() {
 }
 
 void frmKelvorin::BtnDetect_Click() {
-  EdtFileName_Change(controls.EdtFileName.text());
+  EdtFileName_Change(PlainPath(controls.EdtFileName.text()));
   ShowSourceControls();
   ShowSeparators();
   TakeSample();
@@ -162,16 +243,16 @@ void frmKelvorin::BrowseDatabase() {
   properties.Password = logon.EdtPassword.text();
   caller_->PropertyChanged("UserName");
   caller_->PropertyChanged("Password");
-  catalog::Source& source = state_.source;
-  source.password = properties.Password;
-  source.file_name = properties.ImportTable;
+  catalog::Source candidate;
+  candidate.password = properties.Password;
+  candidate.file_name = properties.ImportTable;
   if (odbc) {
-    source.SourceConnectString = catalog::OdbcConnectString(
+    candidate.SourceConnectString = catalog::OdbcConnectString(
         logon.CBoxDataSources.text(), properties.UserName, properties.Password);
   } else {
-    source.SourceDBName = logon.EdtDBName.text();
+    candidate.SourceDBName = PlainPath(logon.EdtDBName.text());
   }
-  const Status listed = odbc ? ListOdbcTables() : ListAccessTables();
+  const Status listed = TakeDatabase(state_.setting.TypeFormat, std::move(candidate));
   if (!listed.ok()) {
     ReportError({}, listed);
     return;

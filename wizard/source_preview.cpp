@@ -47,6 +47,13 @@ std::string SeparatorNames(const settings::ImportSetting& setting) {
   return names.empty() ? "no separator" : names;
 }
 
+std::size_t LastBreak(const textsource::BreakList& breaks) {
+  std::size_t last = 0;
+  for (std::size_t slot = 0; slot < breaks.count(); ++slot)
+    if (breaks[slot] != base::kNoBreak) last = std::max<std::size_t>(last, breaks[slot]);
+  return last;
+}
+
 }  // namespace
 
 std::string ShownLine(const std::string& line, const settings::ImportSetting& setting) {
@@ -71,6 +78,8 @@ Status ReadSample(const std::string& path, const settings::ImportSetting& settin
     if (line == settings::HeadingLineOf(setting))
       sample.heading_line.assign(record.begin(), record.end());
     if (line < setting.StartingLine || record.empty()) continue;
+    const std::string_view text(record.data(), record.size());
+    if (setting.SkipBlankLines != 0 && base::Trim(text).empty()) continue;
     sample.records.emplace_back(record.begin(), record.end());
   }
   return Status();
@@ -84,11 +93,17 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
   std::map<std::size_t, int> how_often;
   std::size_t columns = 0;
   std::vector<bool> unclosed;
+  const std::size_t last_break = LastBreak(breaks);
   engine::TextConversion conversion(setting);
   std::string converted;
   for (const std::string& record : sample.records) {
     std::string copy = record;
     unclosed.push_back(rules.LeavesDelimiterOpen(record));
+    if (setting.TypeFormat == 1) {
+      if (base::CountCharacters(record) != record.size()) ++table.wide;
+      const std::string_view kept = base::CutToCharacters(record, last_break);
+      if (!base::Trim(std::string_view(record).substr(kept.size())).empty()) ++table.behind;
+    }
     // A record with too many fields still shows its first ones.
     static_cast<void>(rules.Split(copy, values).ok());
     contract::Grid::Row row;
@@ -155,15 +170,7 @@ Result<PreviewTable> ReadTable(database::Database& database, std::string_view ta
   return preview;
 }
 
-std::string DetectionText(const settings::ImportSetting& setting,
-                          const textsource::BreakList& breaks, const TextSample& sample) {
-  if (sample.records.empty()) return "The file has no records to show.";
-  textsource::PreviewLines lines;
-  lines.file_present = lines.valid = true;
-  for (std::size_t i = 0; i < sample.records.size(); ++i)
-    lines.Line(static_cast<int>(i) + 1) = sample.records[i];
-  const textsource::DetectionReport report = textsource::Weigh(
-      lines, engine::RecordFormatOf(setting), engine::SplitRulesOf(setting, breaks));
+std::string LayoutText(const settings::ImportSetting& setting) {
   const char* const kEnds[] = {"CR LF", "CR", "LF", "other record separator", "fixed length"};
   std::string text;
   if (setting.TypeFormat == 0) {
@@ -173,6 +180,19 @@ std::string DetectionText(const settings::ImportSetting& setting,
   }
   if (setting.RecSeparator >= 0 && setting.RecSeparator <= 4)
     text += std::string(", ") + kEnds[setting.RecSeparator];
+  return text;
+}
+
+std::string DetectionText(const settings::ImportSetting& setting,
+                          const textsource::BreakList& breaks, const TextSample& sample) {
+  if (sample.records.empty()) return "The file has no records to show.";
+  textsource::PreviewLines lines;
+  lines.file_present = lines.valid = true;
+  for (std::size_t i = 0; i < sample.records.size(); ++i)
+    lines.Line(static_cast<int>(i) + 1) = sample.records[i];
+  const textsource::DetectionReport report = textsource::Weigh(
+      lines, engine::RecordFormatOf(setting), engine::SplitRulesOf(setting, breaks));
+  std::string text = LayoutText(setting);
   text += ": " + base::ToDecimal(report.lines_agreeing) + " of " +
           Count(report.lines, "line", "lines") + " have " +
           Count(report.fields, "field", "fields") + ".";

@@ -17,7 +17,7 @@ namespace kelvorin::wizard {
 
 /// Records of a text file, uncut.
 struct TextSample {
-  std::string heading_line;  // line 1, when the import begins behind it
+  std::string heading_line;  // the line before the first one to import, when there is one
   std::vector<std::string> records;
 };
 
@@ -34,6 +34,8 @@ struct PreviewTable {
   std::vector<contract::Grid::Row> rows;
   int ragged = 0;    // records that have another number of fields than most
   int unclosed = 0;  // records that end inside quotes
+  int wide = 0;      // records of fixed width with characters of several bytes
+  int behind = 0;    // records of fixed width with text behind the last break
 };
 
 /// Cuts a sample by the setting's rules; values are converted as the run converts them. Ragged and
@@ -44,6 +46,9 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
 /// Field names and up to twenty rows of a table, from row `starting_line` (from 1) on.
 Result<PreviewTable> ReadTable(database::Database& database, std::string_view table,
                                database::RecordsetType type, std::int32_t starting_line);
+
+/// "Delimited text, comma, CR LF".
+std::string LayoutText(const settings::ImportSetting& setting);
 
 /// What was found out about a text file and how sure that is: "Delimited text, comma, CR LF: 20 of
 /// 20 lines have 8 fields."

@@ -60,6 +60,11 @@ void frmKelvorin::ConnectControls() {
   c.EdtFileName.on_change = [this] { FileNameBox_Change(); };
   c.EdtSpecialSeparator.on_change = [this] { CBoxComma_Click(); };
   c.EdtBreaks.on_change = [this] { EdtBreaks_Change(); };
+  c.BtnHelp.on_click = [this] { HelpRequested(); };
+  click(c.BtnReport, &frmKelvorin::BtnReport_Click);
+  click(c.BtnSuggestion, &frmKelvorin::BtnSuggestion_Click);
+  click(c.CBoxHeader, &frmKelvorin::CBoxHeader_Click);
+  c.EdtBreaks.on_commit = [this] { EdtBreaks_Commit(); };
   c.BtnUndoBreak.on_click = [this] { break_editor_.Undo(); };
   c.BtnClearBreaks.on_click = [this] { break_editor_.Clear(); };
   c.GrdMapping.on_row_change = [this](int old_row) { GrdMapping_RowChange(old_row); };
@@ -70,6 +75,7 @@ void frmKelvorin::ConnectControls() {
 
   c.BtnCancel.cancel_button = true;
   c.BtnBrowseFiles.shortcut = 'R';
+  c.BtnReport.shortcut = 'W';
   c.GrdMapping.shortcut = 'G';
   c.CBoxSourceFields.shortcut = 'C';
   c.BtnNext.default_button = c.BtnFinish.default_button = true;
@@ -99,7 +105,15 @@ void frmKelvorin::ConnectControls() {
   for (int step = 0; step < 5; ++step) c.frame(step).SetVisible(false);
   for (Control* button : {&c.BtnPrev, &c.BtnNext, &c.BtnFinish, &c.BtnSaveSetting, &c.BtnAdvanced})
     button->SetEnabled(false);
-  for (Control* control : {&c.CBoxSourceFields, &c.BtnRejected}) control->SetVisible(false);
+  for (Control* control : {&c.CBoxSourceFields, &c.BtnRejected, &c.LblOutcome, &c.BtnReport})
+    control->SetVisible(false);
+  c.BtnHelp.SetVisible(caller_->HelpAvailable());
+  for (Control* control : {&c.EdtFileName, &c.EdtSpecialSeparator, &c.EdtBreaks, &c.PreviewText})
+    control->keeps_return = true;
+  for (Control* control :
+       {static_cast<Control*>(&c.PreviewGrid), static_cast<Control*>(&c.GrdMapping),
+        &c.PreviewFixed, &c.CBoxSourceFields})
+    control->keeps_return = true;
 }
 
 Status frmKelvorin::Form_Load() {
@@ -274,7 +288,25 @@ void frmKelvorin::BtnCancel_Click() {
     close_after_run_ = true;
     return;
   }
+  if (mapped_by_hand_ && settings::HasMapping(state_.setting.FieldMap) &&
+      platform_.Ask(
+          {"The mapping of the fields was neither imported nor saved. Close all the same ?",
+           "Confirmation", contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) !=
+          contract::Answer::kOk)
+    return;
   Close();
+}
+
+void frmKelvorin::HelpRequested() {
+  if (caller_->HelpAvailable()) caller_->HelpRequested();
+}
+
+void frmKelvorin::Abandoned() {
+  if (running_) {
+    close_after_run_ = true;
+  } else {
+    Close();
+  }
 }
 
 void frmKelvorin::Form_Unload() {

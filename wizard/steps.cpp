@@ -58,6 +58,22 @@ void frmKelvorin::BtnPrev_Click() {
   }
 }
 
+// Another kind of source came up on a later step: its own layout step, or the source where there is
+// nothing to lay out.
+void frmKelvorin::GoToStepOfKind() {
+  const std::int32_t kind = state_.setting.TypeFormat;
+  const int own = kind == kDelimited ? kSeparatorStep : kind == kFixed ? kBreakStep : kSourceStep;
+  const bool lays_out = steps_.current == kSeparatorStep || steps_.current == kBreakStep;
+  int step = lays_out ? own : steps_.current;
+  if (step > kSourceStep && (!state_.source.exists || !(IsText() ? steps_.loaded : true)))
+    step = kSourceStep;
+  if (step != steps_.current) {
+    GoTo(step);
+  } else {
+    ShowCurrentStep();
+  }
+}
+
 void frmKelvorin::ShowCurrentStep() {
   WizardControls& c = controls;
   const int step = steps_.current;
@@ -69,6 +85,9 @@ void frmKelvorin::ShowCurrentStep() {
                            (step == kSourceStep && !text));
   c.PreviewFixed.SetVisible(step == kBreakStep);
   c.LblStatus.SetVisible(step != kTargetStep);
+  c.CBoxHeader.SetVisible(step != kTargetStep && text && state_.setting.TypeFormat != 2);
+  c.CBoxHeader.SetEnabled(steps_.loaded);
+  ShowHeader();
   c.CBoxSourceFields.SetVisible(step == kMappingStep);
   if (step == kMappingStep) {
     RefreshPreview();
@@ -100,6 +119,9 @@ void frmKelvorin::UpdateControls() {
       save = exists && mapped;
       c.BtnAdvanced.SetEnabled(exists && open);
       c.LblFilePreview.SetEnabled(exists);
+      c.LblDetected.SetCaption(IsText() && steps_.loaded
+                                   ? DetectionText(state_.setting, state_.breaks, sample_)
+                                   : SourceNote());
       break;
     case kMappingStep:
       next = false;
@@ -109,9 +131,14 @@ void frmKelvorin::UpdateControls() {
     default:
       break;
   }
+  c.LblEmptyTarget.SetVisible(state_.setting.EmptyTarget);
+  ShowSuggestion();
   c.BtnPrev.SetEnabled(steps_.current != steps_.first);
   c.BtnNext.SetEnabled(next);
   c.BtnFinish.SetEnabled(finish && !running_);
+  // Return must not import once more what has just been imported.
+  c.BtnFinish.SetDefaultButton(!running_ && (!last_run_ || *last_run_ != TakeInventory()));
+  c.BtnCancel.SetCaption(imported_something_ ? "Close" : "Cancel");
   c.BtnSaveSetting.SetEnabled(save);
   c.BtnDetect.SetEnabled(exists && IsText());
   c.BtnUndoBreak.SetEnabled(break_editor_.CanUndo());

@@ -37,6 +37,8 @@ struct WizardControls {
   Control BtnBrowseFiles{form, "BtnBrowseFiles", Kind::kButton, "Browse..."};
   Control LblDetected{form, "LblDetected", Kind::kLabel};
   Control BtnDetect{form, "BtnDetect", Kind::kButton, "Detect a&gain"};
+  Control LblSuggestion{form, "LblSuggestion", Kind::kLabel};
+  Control BtnSuggestion{form, "BtnSuggestion", Kind::kButton, "&Use suggestion"};
 
   Control CBoxComma{form, "CBoxComma", Kind::kCheck, "&Comma"};
   Control CBoxSemiColon{form, "CBoxSemiColon", Kind::kCheck, "Se&micolon"};
@@ -60,15 +62,21 @@ struct WizardControls {
 
   Control LblFilePreview{form, "LblFilePreview", Kind::kLabel, "File preview:"};
   Control LblTablePreview{form, "LblTablePreview", Kind::kLabel, "Table preview:"};
+  Control CBoxHeader{form, "CBoxHeader", Kind::kCheck, "First l&ine holds the names"};
   Control PreviewText{form, "PreviewText", Kind::kLines};
   contract::Grid PreviewGrid{form, "PreviewGrid"};
   Control PreviewFixed{form, "PreviewFixed", Kind::kBreaks};
   Control LblStatus{form, "LblStatus", Kind::kLabel};
+  Control LblEmptyTarget{form, "LblEmptyTarget", Kind::kLabel,
+                         "The import empties the target table first."};
+  Control LblOutcome{form, "LblOutcome", Kind::kLabel};
+  Control BtnReport{form, "BtnReport", Kind::kButton, "Save report..."};
 
   Control BtnSettings{form, "BtnSettings", Kind::kButton, "&Settings..."};
   Control BtnSaveSetting{form, "BtnSaveSetting", Kind::kButton, "Sa&ve setting..."};
   Control BtnAdvanced{form, "BtnAdvanced", Kind::kButton, "&Advanced..."};
   Control BtnRejected{form, "BtnRejected", Kind::kButton, "Re&jected records..."};
+  Control BtnHelp{form, "BtnHelp", Kind::kButton, "&Help"};
   Control BtnCancel{form, "BtnCancel", Kind::kButton, "Cancel"};
   Control BtnPrev{form, "BtnPrev", Kind::kButton, "< &Back"};
   Control BtnNext{form, "BtnNext", Kind::kButton, "&Next >"};

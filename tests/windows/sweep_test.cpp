@@ -81,6 +81,11 @@ void Look(QWidget& window) {
       QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(widget);
       REQUIRE(seen != nullptr);
       CHECK_FALSE(seen->text(QAccessible::Name).isEmpty());
+      if (const auto* combo = qobject_cast<QComboBox*>(widget)) {
+        CHECK(seen->text(QAccessible::Name) != combo->currentText());
+        CHECK(seen->text(QAccessible::Value) == combo->currentText());
+        CHECK(seen->role() == QAccessible::ComboBox);
+      }
       wanted += widget;
     }
   }

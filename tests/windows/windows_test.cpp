@@ -12,16 +12,21 @@
 #include "wizard/qt/break_view.h"
 #include "wizard/qt/qt_platform.h"
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDragEnterEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QTableWidget>
 
 #include <memory>
@@ -113,6 +118,18 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
     CHECK(box.isVisible());
     CHECK(Child<QPlainTextEdit>(window, "PreviewText").toPlainText().startsWith("Name;Amount\n"));
     CHECK(Child<QLabel>(window, "LblDetected").text().contains("semicolon"));
+    box.selectAll();
+    QTest::keyClick(&box, Qt::Key_Delete);
+    QMimeData dropped;
+    dropped.setUrls({QUrl::fromLocalFile(QString::fromStdString(file))});
+    const QPoint at = box.mapTo(&window, box.rect().center());
+    QDragEnterEvent enter(at, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+    CHECK_FALSE(box.acceptDrops());  // the window takes it, for the box too
+    QCoreApplication::sendEvent(&window, &enter);
+    CHECK(enter.isAccepted());
+    QDropEvent drop(at, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(&window, &drop);
+    CHECK(box.text().toStdString() == file);
   });
   drive.Click("frmKelvorin", "BtnAdvanced");
   drive.Do("frmAdvanced", [](QWidget& window) {
@@ -227,6 +244,88 @@ TEST_CASE("Cancelling a run: Esc asks, the other answer goes on, OK stops it") {
   CHECK(shop.Count() == shop.control.LastRun().imported);
 }
 
+namespace {
+
+// A key as it comes while it is held down.
+void Repeat(QWidget* widget, int key, Qt::KeyboardModifiers with = {}) {
+  for (const QEvent::Type type : {QEvent::ShortcutOverride, QEvent::KeyPress}) {
+    QKeyEvent event(type, key, with, QStringLiteral("\r"), true);
+    QCoreApplication::sendEvent(widget, &event);
+  }
+}
+
+}  // namespace
+
+TEST_CASE("Return imports once: not again from the summary, not from the grid, not while held") {
+  Shop shop;
+  shop.Source(Lines(8, "article %d,%d\r\n"));
+  shop.control.ShowSummary(true);
+  Driver drive;
+  for (const char* button : {"BtnNext", "BtnNext", "BtnMapInOrder"})
+    drive.Click("frmKelvorin", button);
+  drive.Do("frmKelvorin", [](QWidget& window) {
+    auto& grid = Child<QTableWidget>(window, "GrdMapping");
+    auto& chooser = Child<QComboBox>(window, "CBoxSourceFields");
+    grid.setFocus();
+    for (int i = 0; i < 5; ++i) Repeat(&grid, Qt::Key_Return);
+    Repeat(&window, Qt::Key_Return);
+    Repeat(&window, Qt::Key_F, Qt::AltModifier);
+    CHECK_FALSE(chooser.view()->isVisible());
+    QTest::keyClick(&grid, Qt::Key_Return);
+    CHECK(chooser.view()->isVisible());
+    CHECK(chooser.accessibleName() == "Source field for NAME");
+    chooser.hidePopup();
+    // One step down from the last but one entry does not throw the mapping away.
+    QTest::keyClick(&chooser, Qt::Key_End);
+    CHECK(chooser.currentText() == "(Ignored)");
+    for (int i = 0; i < 3; ++i) QTest::keyClick(&chooser, Qt::Key_Down);
+    CHECK(chooser.currentText() == "(Ignored)");
+    QTest::keyClick(&chooser, Qt::Key_Home);
+    CHECK(grid.item(0, 5)->text() == "Field 1");
+    auto& finish = Child<QPushButton>(window, "BtnFinish");
+    CHECK(finish.isDefault());
+    QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Return); });
+  });
+  drive.Do("QMessageBox", [](QWidget& window) {
+    Repeat(&window, Qt::Key_Return);
+    for (auto* button : window.findChildren<QPushButton*>()) Repeat(button, Qt::Key_Return);
+    CHECK(window.isVisible());
+    QTest::keyClick(&window, Qt::Key_Return);
+  });
+  drive.Do("frmKelvorin", [&](QWidget& window) {
+    CHECK_FALSE(Child<QPushButton>(window, "BtnFinish").isDefault());
+    CHECK(Child<QPushButton>(window, "BtnCancel").text() == "Close");
+    CHECK(Child<QPushButton>(window, "BtnCancel").accessibleName() == "Close");
+    CHECK(Child<QLabel>(window, "LblOutcome").text() == "8 of 8 records imported.");
+    QTest::keyClick(&window, Qt::Key_Return);
+    CHECK(window.isVisible());
+    CHECK(shop.control.properties().LastError.empty());
+    QTest::keyClick(&window, Qt::Key_Escape);
+  });
+  drive.Run([&] { shop.control.Execute(); });
+  CHECK(shop.Count() == 8);
+}
+
+TEST_CASE("A message fits on the screen, whatever it holds, and shows all of it in a pane") {
+  QtPlatform platform;
+  std::string text = "Cannot assign value '";
+  for (int i = 0; i < 300; ++i) text += "line " + std::to_string(i) + "\r\n";
+  text += std::string(100000, 'x') + "'\r\nthe reason\r\nContinue the import ?";
+  Driver drive;
+  drive.Do("QMessageBox", [](QWidget& window) {
+    const auto& box = dynamic_cast<QMessageBox&>(window);
+    CHECK(window.height() < 600);
+    CHECK(window.width() < window.screen()->availableGeometry().width());
+    CHECK(box.text().startsWith("Cannot assign value 'line 0\nline 1"));
+    CHECK(box.text().endsWith("the reason\nContinue the import ?"));
+    CHECK(box.detailedText().contains("line 299\nxxx"));
+    QTest::keyClick(&window, Qt::Key_Return);
+  });
+  drive.Run([&] {
+    platform.Ask({text, "Error", contract::Icon::kExclamation, contract::Buttons::kYesNo});
+  });
+}
+
 TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
   textsource::BreakList breaks;
   wizard::BreakEditor editor(breaks);
@@ -247,6 +346,11 @@ TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
   drag(7, 9);
   CHECK(editor.Text() == "9, 12");
   drag(9, 12);  // never onto another
+  CHECK(editor.Text() == "9, 12");
+  QTest::mousePress(port, Qt::LeftButton, {}, view.PointOf(9));
+  QTest::mouseMove(port, view.PointOf(10));
+  QTest::keyClick(&view, Qt::Key_Escape);  // ends the drag and nothing else
+  QTest::mouseRelease(port, Qt::LeftButton, {}, view.PointOf(10));
   CHECK(editor.Text() == "9, 12");
   QTest::mouseDClick(port, Qt::LeftButton, {}, view.PointOf(12));
   CHECK(editor.Text() == "9");
@@ -273,8 +377,18 @@ TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
     CAPTURE(static_cast<int>(row.key));
     QTest::keyClick(&view, row.key, row.with);
     CHECK(editor.Text() == row.breaks);
-    CHECK(view.caret() == row.caret);
+    CHECK(editor.caret() == row.caret);
   }
+  // A drag beyond the edge takes the text along.
+  editor.SetLines({std::string(400, 'a')});
+  view.Refresh();
+  editor.Add(20);
+  QTest::mousePress(port, Qt::LeftButton, {}, view.PointOf(20));
+  QTest::mouseMove(port, QPoint(port->width() + 30, 40));
+  CHECK(QTest::qWaitFor([&] { return editor.DrawnAt(20) > 120; }, 10000));
+  QTest::keyClick(&view, Qt::Key_Escape);
+  editor.SetLines({"abcdefghijklmnopqrstuvwxyz", "0123456789"});
+  view.Refresh();
   // What people hear who do not see the window.
   view.MoveCaret(8);
   QAccessibleInterface* seen = QAccessible::queryAccessibleInterface(&view);
@@ -289,7 +403,7 @@ TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
 TEST_CASE("Settings, logon and password windows") {
   QtPlatform platform;
   TempFolder folder;
-  WriteWhole(folder.File("k.ini"), "[settings]\na=\nb=\n[a]\n[b]\n");
+  WriteWhole(folder.File("k.ini"), "[settings]\na=\nb=\nc=\n[a]\n[b]\n[c]\n");
   struct Caller final : wizard::SettingsCaller {
     void SetChosenSetting(std::string name) override { chosen = std::move(name); }
     const std::string& CurrentSettingName() const override { return chosen; }
@@ -303,19 +417,21 @@ TEST_CASE("Settings, logon and password windows") {
   Driver drive;
   drive.Do("frmSettings", [](QWidget& window) {
     auto& box = Child<QListWidget>(window, "LBoxSettings");
-    REQUIRE(box.count() == 2);
+    REQUIRE(box.count() == 3);
     QTimer::singleShot(0, &window, [&] { QTest::keyClick(&window, Qt::Key_Delete); });
   });
   drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
   drive.Do("frmSettings", [](QWidget& window) {
     auto& box = Child<QListWidget>(window, "LBoxSettings");
-    REQUIRE(box.count() == 1);
-    const QPoint at = box.visualItemRect(box.item(0)).center();
+    REQUIRE(box.count() == 2);
+    CHECK(box.currentRow() == 0);
+    // The entry under the mouse, though another one is selected.
+    const QPoint at = box.visualItemRect(box.item(1)).center();
     QTest::mouseClick(box.viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(box.viewport(), Qt::LeftButton, {}, at);
   });
   drive.Run([&] { platform.ShowModal(list); });
-  CHECK(caller.chosen == "b");
+  CHECK(caller.chosen == "c");
 
   database::DBEngine engine;
   wizard::frmODBCLogon logon(platform, engine, false);
@@ -476,23 +592,36 @@ TEST_CASE("Errors during a run are asked about; rejected records are shown, save
   CHECK(shop.Count() == 4);
 }
 
-TEST_CASE("The host closes its form while an import runs") {
-  Shop shop;
-  const std::string file = shop.Source(Lines(300000, "article %d,%d\r\n"));
-  auto host = std::make_unique<QWidget>();
-  auto* control = new KelvorinControl(host.get());
-  control->setDataBaseName(QString::fromStdString(shop.folder.path()));
-  control->setConnectString(KelvorinControl::FOXPRO26);
-  control->setTableName("GOODS");
-  control->setIniFile(QString::fromStdString(shop.folder.File("k.ini")));
-  control->setImportDBName(QString::fromStdString(file));
-  Driver drive;
-  Begin(drive);
-  drive.Do("frmProgress", [&](QWidget&) { host.reset(); });
-  drive.Run([&] { control->Execute(); });
-  CHECK(host == nullptr);
-  CHECK(shop.Count() < 300000);
-  CHECK(QApplication::activeModalWidget() == nullptr);
+TEST_CASE("The host closes its form while an import runs, with its dialog or without one") {
+  for (const bool progress : {true, false}) {
+    CAPTURE(progress);
+    Shop shop;
+    const std::string file = shop.Source(Lines(300000, "article %d,%d\r\n"));
+    auto host = std::make_unique<QWidget>();
+    auto* control = new KelvorinControl(host.get());
+    control->setDataBaseName(QString::fromStdString(shop.folder.path()));
+    control->setConnectString(KelvorinControl::FOXPRO26);
+    control->setTableName("GOODS");
+    control->setIniFile(QString::fromStdString(shop.folder.File("k.ini")));
+    control->setImportDBName(QString::fromStdString(file));
+    control->setShowProgress(progress);
+    int converted = 0;
+    QObject::connect(control, &KelvorinControl::BeforeFieldImport, control,
+                     [&](const QString&, const QString& field, int, int, QString& value) {
+                       if (field == "NAME") value = "x";
+                       if (++converted == 2001 && !progress)
+                         QTimer::singleShot(0, qApp, [&] { host.reset(); });
+                     });
+    Driver drive;
+    Begin(drive);
+    if (progress) drive.Do("frmProgress", [&](QWidget&) { host.reset(); });
+    drive.Run([&] { control->Execute(); });
+    CHECK(host == nullptr);
+    const std::int64_t stored = shop.Count();
+    CHECK(stored < 300000);
+    CHECK(stored <= converted / 2);
+    CHECK(QApplication::activeModalWidget() == nullptr);
+  }
 }
 
 TEST_CASE("The wizard is refused to another thread than the windows'") {

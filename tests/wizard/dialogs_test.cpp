@@ -132,6 +132,51 @@ TEST_CASE("Enabling rules of the options") {
   CHECK(taken.StartingLine == 1);
 }
 
+TEST_CASE("Key lookup and appending at the end are never asked for together, by no road") {
+  OptionsRig rig;
+  rig.Fill();
+  frmAdvanced& form = rig.form;
+  for (Control* click : {&form.RBtnUpdateRecords, &form.RBtnUseIndex, &form.CBoxKeyLookUp,
+                         &form.RBtnAppendRecords, &form.RBtnUpdateRecords})
+    click->UserClick();
+  CHECK_FALSE(form.CBoxAppendIfEof.enabled());
+  form.CBoxAppendIfEof.UserClick();
+  CHECK_FALSE(form.CBoxAppendIfEof.value());
+  form.RBtnTableOrder.UserClick();  // no index to look a key up in
+  CHECK_FALSE(form.CBoxKeyLookUp.value());
+  CHECK(form.CBoxAppendIfEof.enabled());
+
+  OptionsRig odd;  // a file may hold what no run takes
+  odd.setting.AppendRecords = false;
+  odd.setting.KeyLookUp = true;
+  odd.Fill();
+  CHECK_FALSE(odd.form.CBoxKeyLookUp.enabled());
+  settings::ImportSetting taken;
+  CHECK(odd.form.CopyBack(taken).ok());
+  CHECK_FALSE(taken.KeyLookUp);
+}
+
+TEST_CASE("A number out of range keeps the dialog open, on the page of its box") {
+  OptionsRig rig;
+  rig.Fill();
+  frmAdvanced& form = rig.form;
+  form.CBoxUpper.UserClick();
+  form.EdtMaxErrors.UserText("32768");
+  CHECK_FALSE(form.EdtMaxErrors.text() == "32768");  // it cannot be used yet
+  form.CBoxStopIfErrors.UserClick();
+  form.EdtMaxErrors.UserText("32768");
+  form.bntOK.UserClick();
+  CHECK(form.shown());
+  CHECK_FALSE(form.Confirmed());
+  REQUIRE(rig.platform.boxes.size() == 1);
+  CHECK(rig.platform.boxes[0].text.find("32768") != std::string::npos);
+  CHECK(form.Frame1_2.visible());
+  CHECK(form.CBoxUpper.value());
+  form.EdtMaxErrors.UserText("32767");
+  form.bntOK.UserClick();
+  CHECK(form.Confirmed());
+}
+
 TEST_CASE("Boxes for numbers take digits only, typed or pasted, and know their limit") {
   OptionsRig rig;
   rig.Fill();
@@ -247,7 +292,7 @@ TEST_CASE("Logon: data sources or a database file") {
   CHECK_FALSE(access.CBoxDataSources.visible());
   platform.file = "/data/shop.mdb";
   access.BtnBrowseDB.UserClick();
-  CHECK(platform.dialogs.at(0).filter == "Access(*.mdb)|*.mdb");
+  CHECK(platform.dialogs.at(0).filter.rfind("Access(*.mdb)|*.mdb|", 0) == 0);
   CHECK(access.EdtDBName.text() == "/data/shop.mdb");
   CHECK(access.BtnOk.enabled());
   access.EdtDBName.UserText("");

@@ -3,10 +3,12 @@
 
 #include <doctest/doctest.h>
 
+#include "base/M_STRING.h"
 #include "control/kelvorin.h"
 #include "database/drivers/register_drivers.h"
 #include "tests/servers/test_server.h"
 #include "tests/wizard/wizard_rig.h"
+#include "wizard/plain_path.h"
 
 namespace kelvorin::tests {
 
@@ -173,10 +175,19 @@ TEST_CASE("Access: one file as source and target, and a file behind a password")
   asked = rig.folder.File("locked.mdb");
   WriteWhole(asked, ReadWhole(samples + "/j4-password.mdb"));
   rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
+    // The database that was chosen before stays, and so does what a saved setting would say.
+    const std::string locked = std::exchange(asked, shop);
+    form.controls.BtnBrowseFiles.UserClick();
+    CHECK(form.controls.lstTables.items() == Names{"goods", "stock"});
+    asked = locked;
     password = "wrong";
     form.controls.BtnBrowseFiles.UserClick();
     CHECK(rig.screen.boxes.size() == 1);
-    CHECK_FALSE(form.controls.BtnNext.enabled());
+    CHECK(form.state().source.SourceDBName == shop);
+    CHECK(form.state().source.kept->Name() == shop);
+    CHECK(form.controls.lstTables.items() == Names{"goods", "stock"});
+    CHECK(form.controls.PreviewGrid.headings() == Names{"name", "amount"});
+    CHECK(form.controls.BtnNext.enabled());
     password = "password";
     form.controls.BtnBrowseFiles.UserClick();
     CHECK(rig.screen.boxes.size() == 1);
@@ -184,6 +195,116 @@ TEST_CASE("Access: one file as source and target, and a file behind a password")
     CHECK(form.controls.BtnNext.enabled());
   });
   rig.control.Execute();
+}
+
+TEST_CASE("Names of files as people write them") {
+  TempFolder folder;
+  const std::string file = folder.File("a b.csv");
+  WriteWhole(file, "1\r\n");
+  const std::string odd = folder.File("~'\"%20.csv");
+  WriteWhole(odd, "1\r\n");
+  setenv("HOME", folder.path().c_str(), 1);
+  const std::string escaped = base::Replace(file, " ", "%20");
+  const std::string given[] = {file,
+                               "\"" + file + "\"",
+                               " '" + file + "' ",
+                               "file://" + escaped,
+                               "file://localhost" + escaped,
+                               "~/a b.csv",
+                               "/usr/share/" + file,
+                               folder.path() + "/~/a b.csv",
+                               "/usr/share/file://" + escaped};
+  for (const std::string& name : given) {
+    CAPTURE(name);
+    CHECK(wizard::PlainPath(name) == file);
+  }
+  CHECK(wizard::PlainPath(odd) == odd);
+  CHECK(wizard::PlainPath("no%such") == "no%such");
+  CHECK(wizard::PlainPath("file:///100%") == "/100%");
+  CHECK(wizard::PlainPath("") == "");
+}
+
+TEST_CASE("The list of kinds is walked without a dead end, and back to where it began") {
+  WizardRig rig;
+  const std::string csv = rig.File("in.csv", "a,b\r\n1,2\r\n");
+  rig.host.properties().ImportDBName = csv;
+  rig.Start();
+  rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+  REQUIRE(rig.c->BtnNext.enabled());
+  const auto note = [&] { return rig.c->LblDetected.caption(); };
+  for (int kind = 1; kind < 15; ++kind) {
+    rig.c->CBoxTypeFormat.UserSelect(kind);
+    CAPTURE(kind);
+    CHECK(rig.form->state().setting.TypeFormat == kind);
+    CHECK(rig.c->CBoxTypeFormat.list_index() == kind);
+    CHECK(rig.c->BtnNext.enabled() == (kind < 3));
+    CHECK_FALSE(note().empty());
+    if (kind == 4) CHECK(note().rfind("'in.csv' is a text file, not a Paradox table.", 0) == 0);
+    if (kind == 3) CHECK(note().find("\"Database...\"") != std::string::npos);
+  }
+  rig.c->CBoxTypeFormat.UserSelect(0);
+  CHECK(rig.c->EdtFileName.text() == csv);
+  CHECK(rig.c->BtnNext.enabled());
+  CHECK(rig.form->state().setting.SepComma);
+
+  // A table's own file under another kind, and back: the version that was chosen is kept.
+  const std::string dbf = rig.File("T.DBF", "");
+  rig.c->EdtFileName.UserText(dbf);
+  CHECK(rig.form->state().setting.TypeFormat == 13);
+  rig.screen.boxes.clear();
+  rig.c->CBoxTypeFormat.UserSelect(0);
+  CHECK(rig.form->state().setting.TypeFormat == 0);
+  CHECK(rig.c->EdtFileName.text() == dbf);
+  CHECK(note().rfind("'T.DBF' is a dBASE or FoxPro table, not a text file.", 0) == 0);
+  rig.c->CBoxTypeFormat.UserSelect(8);
+  CHECK(rig.c->EdtFileName.text() == dbf);
+  CHECK(rig.form->state().setting.TypeFormat == 8);
+  CHECK(rig.form->state().source.SourceDBName == rig.folder.path());
+
+  // A kind that the host hides is none of the list, and works all the same.
+  WizardRig hidden;
+  hidden.host.properties().ImportDBName = hidden.File("in.csv", "a,b\r\n1,2\r\n");
+  hidden.Start();
+  hidden.Choose(hidden.c->CBoxTypeFormat, "Fixed-width text");
+  hidden.form->state().breaks.AddFixedBreak(1).ok();
+  hidden.form->state().setting.FieldMap[0] = {"Name", 0, 1, -1, true, 0};
+  hidden.screen.input = "columns";
+  hidden.form->BtnSaveSetting_Click();
+  hidden.form->Form_Unload();
+  hidden.host.hidden = {"type 1"};
+  hidden.host.properties().AutoLoadSettingName = "columns";
+  hidden.Start();
+  CHECK(hidden.form->state().setting.TypeFormat == 1);
+  CHECK(hidden.c->CBoxTypeFormat.items().size() == 14);
+  CHECK(hidden.c->CBoxTypeFormat.list_index() == -1);
+  CHECK(hidden.c->BtnNext.enabled());
+}
+
+TEST_CASE("The same target table keeps its mapping; a setting of another kind finds its step") {
+  WizardRig rig;
+  rig.host.properties().MultiTable = true;
+  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\n1,2\r\n");
+  rig.Start();
+  rig.Choose(rig.c->CBoxTables, "Goods");
+  rig.Walk(rig.c->BtnNext);
+  rig.c->BtnMapInOrder.UserClick();
+  rig.screen.input = "comma";
+  rig.c->BtnSaveSetting.UserClick();
+  rig.Walk(rig.c->BtnPrev);
+  rig.Choose(rig.c->CBoxTables, "Goods");
+  CHECK(settings::HasMapping(rig.form->state().setting.FieldMap));
+  rig.c->BtnNext.UserClick();
+  rig.Choose(rig.c->CBoxTypeFormat, "Fixed-width text");
+  rig.c->BtnNext.UserClick();
+  REQUIRE(rig.Shown()[0] == '3');
+  rig.screen.In<wizard::frmSettings>("frmSettings",
+                                     [&](wizard::frmSettings& list) { list.BtnOpen.UserClick(); });
+  rig.c->BtnSettings.UserClick();
+  CHECK(rig.Shown()[0] == '2');
+  std::remove(rig.folder.File("in.csv").c_str());
+  rig.c->BtnSettings.UserClick();
+  CHECK(rig.Shown()[0] == '1');
+  CHECK(rig.c->LblDetected.caption() == "There is no such file.");
 }
 
 TEST_CASE("A setting's own code pages count in the previews at once, and only for it") {

@@ -281,7 +281,7 @@ TEST_CASE("Picking, ignoring and losing source fields") {
     rig.Choose(rig.c->CBoxSourceFields, "(Ignore all)");
     CHECK(rig.screen.boxes.back() ==
           contract::MessageBox{"This action will reset all the mapping, continue ?", "Confirmation",
-                               contract::Icon::kQuestion, contract::Buttons::kOkCancel});
+                               contract::Icon::kQuestion, contract::Buttons::kOkCancel, true});
     CHECK(rig.c->CBoxSourceFields.text() == (ok ? "(Ignored)" : "b"));
     CHECK(rig.c->BtnFinish.enabled() == !ok);
     CHECK(settings::HasMapping(rig.form->state().setting.FieldMap) == !ok);
@@ -295,6 +295,149 @@ TEST_CASE("Picking, ignoring and losing source fields") {
   rig.Walk(rig.c->BtnNext);
   CHECK(rig.MapColumn(5) == "(Ignored)*|(Ignored)|(Ignored)|(Ignored)|(Ignored)");
   CHECK(rig.form->state().setting.FieldMap[0].Field == 2);
+}
+
+TEST_CASE("Two imports from one opening begin alike, and Return starts only the first") {
+  // Emptying counts what the target holds: the second run has to see what the first one left.
+  for (const bool odbc : {false, true}) {
+    CAPTURE(odbc);
+    WizardRig rig(Goods(), odbc);
+    rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
+    rig.Start();
+    rig.form->state().setting.EmptyTarget = true;
+    rig.Walk(rig.c->BtnNext);
+    CHECK(rig.c->LblEmptyTarget.visible());
+    CHECK(rig.c->BtnCancel.caption() == "Cancel");
+    rig.c->BtnMapInOrder.UserClick();
+    CHECK(rig.c->BtnFinish.default_button);
+    for (const int run : {1, 2}) {
+      CAPTURE(run);
+      rig.c->BtnFinish.UserClick();
+      CHECK(rig.LastError() == "");
+      CHECK(rig.form->result().imported == 3);
+      CHECK_FALSE(rig.c->BtnFinish.default_button);
+      CHECK(rig.c->BtnFinish.enabled());
+    }
+    CHECK(rig.memory.Rows("shop", "Goods").size() == 3);
+    CHECK(rig.c->BtnCancel.caption() == "Close");
+    CHECK(rig.c->LblOutcome.caption() == "3 of 3 records imported.");
+    rig.Choose(rig.c->CBoxSourceFields, "Field 2");
+    CHECK(rig.c->BtnFinish.default_button);
+  }
+}
+
+TEST_CASE("What came of a run is told on the form, and its report can be saved") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName =
+      rig.File("in.csv", "anameofmorethantwentyletters,1\r\npen,x\r\naxe,3\r\n");
+  rig.Start();
+  rig.form->state().setting.ShowErrors = false;
+  rig.Walk(rig.c->BtnNext);
+  rig.c->BtnMapInOrder.UserClick();
+  rig.c->BtnFinish.UserClick();
+  CHECK(rig.c->LblOutcome.caption() ==
+        "2 of 3 records imported, 1 rejected. 1 value was cut to the size of its field.");
+  rig.screen.In<wizard::frmRejected>("frmRejected", [&](wizard::frmRejected& list) {
+    CHECK(list.LblOutcome.caption() == rig.c->LblOutcome.caption());
+  });
+  rig.c->BtnRejected.UserClick();
+  rig.screen.file = rig.folder.File("report.txt");
+  rig.c->BtnReport.UserClick();
+  const std::string report = ReadWhole(rig.screen.file);
+  CHECK(report.rfind("Import of " + rig.folder.File("in.csv") + " into Goods\r\nEnded at ", 0) ==
+        0);
+  CHECK(report.find(rig.c->LblOutcome.caption()) != std::string::npos);
+  CHECK(report.find("\r\nline 2, field Amount, value 'x': ") != std::string::npos);
+}
+
+TEST_CASE("A mapping made by hand is not thrown away without a question") {
+  struct Row {
+    const char* name;
+    std::function<void(WizardRig&)> act;
+    bool asks;
+  };
+  const Row kRows[] = {
+      {"nothing mapped", [](WizardRig&) {}, false},
+      {"mapped", [](WizardRig& rig) { rig.c->BtnMapInOrder.UserClick(); }, true},
+      {"taken back",
+       [](WizardRig& rig) {
+         WizardRig::Choose(rig.c->CBoxSourceFields, "Field 1");
+         WizardRig::Choose(rig.c->CBoxSourceFields, "(Ignored)");
+       },
+       false},
+      {"imported",
+       [](WizardRig& rig) {
+         rig.c->BtnMapInOrder.UserClick();
+         rig.c->BtnFinish.UserClick();
+       },
+       false},
+      {"saved",
+       [](WizardRig& rig) {
+         rig.c->BtnMapInOrder.UserClick();
+         rig.screen.input = "weekly";
+         rig.c->BtnSaveSetting.UserClick();
+       },
+       false},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.name);
+    WizardRig rig;
+    rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
+    rig.Start();
+    rig.form->SetShown(true);
+    rig.Walk(rig.c->BtnNext);
+    row.act(rig);
+    rig.screen.boxes.clear();
+    rig.form->CloseRequested();
+    CHECK(rig.screen.boxes.size() == (row.asks ? 1 : 0));
+    CHECK(rig.form->shown() == row.asks);
+    if (!row.asks) continue;
+    CHECK(rig.screen.boxes[0].careful);
+    rig.form->Abandoned();  // nobody is left to ask
+    CHECK_FALSE(rig.form->shown());
+  }
+}
+
+TEST_CASE(
+    "The first line holds the names: the box, what it says, and the breaks as they are typed") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", "name,amount\r\naxe,3\r\npen,4\r\n");
+  rig.Start();
+  CHECK(rig.c->CBoxHeader.visible());
+  CHECK_FALSE(rig.c->CBoxHeader.value());
+  rig.c->BtnNext.UserClick();
+  rig.c->CBoxHeader.UserClick();
+  CHECK(rig.form->state().setting.StartingLine == 2);
+  CHECK(rig.c->PreviewGrid.headings() == std::vector<std::string>{"name", "amount"});
+  CHECK(rig.c->PreviewGrid.rows().size() == 2);
+  rig.c->CBoxHeader.UserClick();
+  CHECK(rig.form->state().setting.StartingLine == 1);
+  // Lines of a title above the names: the line before the first to import names the columns.
+  rig.form->state().setting.StartingLine = 3;
+  rig.form->BtnDetect_Click();
+  CHECK(rig.c->CBoxHeader.caption() == "L&ine 2 holds the names");
+  CHECK(rig.c->PreviewGrid.headings() == std::vector<std::string>{"axe", "3"});
+}
+
+TEST_CASE("Breaks stand as they are typed until they are done") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
+  rig.Start();
+  rig.c->BtnNext.UserClick();
+  REQUIRE(rig.Shown()[0] == '3');
+  const std::string before = rig.form->break_editor().Text();
+  const std::string typed = "4, 1";
+  for (std::size_t n = 1; n <= typed.size(); ++n) {
+    rig.c->EdtBreaks.UserText(typed.substr(0, n));
+    CHECK(rig.c->EdtBreaks.text() == typed.substr(0, n));
+  }
+  CHECK(rig.form->break_editor().Text() == "1, 4");
+  CHECK(rig.c->LblStatus.caption().find("text behind the last break") != std::string::npos);
+  rig.c->EdtBreaks.UserCommit();
+  CHECK(rig.c->EdtBreaks.text() == "1, 4");
+  rig.c->BtnUndoBreak.UserClick();  // all that was typed at once
+  CHECK(rig.form->break_editor().Text() == before);
+  CHECK(rig.c->EdtBreaks.text() == before);
 }
 
 TEST_CASE("Fixed columns carry their position into the mapping") {
@@ -357,9 +500,15 @@ TEST_CASE("Breaks: adding, dragging, removing and taking back") {
   for (int i = 1; i <= 300; ++i) editor.Add(i);
   CHECK(editor.Positions().size() == 251);
   editor.SetLines({"a\xC3\xB6z"});
+  CHECK(editor.width() == (base::AnsiPage().is_utf8() ? 3 : 4));
   editor.Clear();
-  editor.Add(2);  // inside the second character
-  CHECK(editor.Text() == "1");
+  editor.Add(2);
+  editor.BeginDrag(2);
+  editor.DragTo(3);
+  CHECK(editor.DrawnAt(2) == 3);
+  editor.CancelDrag();
+  CHECK_FALSE(editor.Drop());
+  CHECK(editor.Text() == "2");
 }
 
 TEST_CASE("Settings are saved, listed, opened and deleted") {

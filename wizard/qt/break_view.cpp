@@ -36,13 +36,13 @@ class SeenBreaks final : public QAccessibleWidget, public QAccessibleValueInterf
   }
   QString text(QAccessible::Text kind) const override {
     if (kind != QAccessible::Value) return QAccessibleWidget::text(kind);
-    const QString at = QString::number(view_.caret());
-    return view_.AtBreak() ? Caption("Break at") + u' ' + at : at;
+    const QString at = QString::number(view_.editor().caret());
+    return view_.editor().Has(view_.editor().caret()) ? Caption("Break at") + u' ' + at : at;
   }
-  QVariant currentValue() const override { return view_.caret(); }
+  QVariant currentValue() const override { return view_.editor().caret(); }
   void setCurrentValue(const QVariant& value) override { view_.MoveCaret(value.toInt()); }
   QVariant minimumValue() const override { return 1; }
-  QVariant maximumValue() const override { return view_.LastPosition(); }
+  QVariant maximumValue() const override { return view_.editor().LastPosition(); }
   QVariant minimumStepSize() const override { return 1; }
 
  private:
@@ -88,13 +88,6 @@ int BreakView::BreakNear(int x) const {
   return 0;
 }
 
-bool BreakView::AtBreak() const {
-  return editor_.Has(caret_);
-}
-int BreakView::LastPosition() const {
-  return static_cast<int>(std::max<std::size_t>(editor_.width(), 1)) + 1;
-}
-
 void BreakView::Refresh() {
   UpdateScrollBars();
   viewport()->update();
@@ -104,7 +97,7 @@ void BreakView::Refresh() {
 
 void BreakView::UpdateScrollBars() {
   const int width = kLeft * 2 + static_cast<int>(editor_.width() + 4) * CellWidth();
-  const int height = static_cast<int>(editor_.lines().size() + 2) * RowHeight();
+  const int height = static_cast<int>(editor_.lines().size() + 1) * RowHeight() + RulerHeight();
   horizontalScrollBar()->setRange(0, std::max(width - viewport()->width(), 0));
   horizontalScrollBar()->setPageStep(viewport()->width());
   horizontalScrollBar()->setSingleStep(CellWidth());
@@ -131,7 +124,7 @@ void BreakView::Edit(const std::function<void()>& act) {
 
 void BreakView::DrawRuler(QPainter& painter) const {
   const int cell = CellWidth();
-  const int bottom = RowHeight() * 3 / 2;
+  const int bottom = RulerHeight();
   const int first = std::max(horizontalScrollBar()->value() / cell, 0);
   const int last = first + viewport()->width() / cell + 1;
   painter.fillRect(0, 0, viewport()->width(), bottom, palette().window());
@@ -140,8 +133,34 @@ void BreakView::DrawRuler(QPainter& painter) const {
     const int x = PointOf(at).x();
     painter.drawLine(x, bottom, x, bottom - (at % 10 == 0 ? 6 : at % 5 == 0 ? 4 : 2));
     if (at % 10 == 0 && at > 0)
-      painter.drawText(QRect(x - cell * 4, 0, cell * 8, RowHeight()), Qt::AlignCenter,
+      painter.drawText(QRect(x - cell * 4, RowHeight(), cell * 8, RowHeight()), Qt::AlignCenter,
                        QString::number(at));
+  }
+  // The number of each column over it.
+  QFont bold = painter.font();
+  bold.setBold(true);
+  painter.setFont(bold);
+  int left = PointOf(0).x();
+  int number = 0;
+  for (const int position : editor_.Positions()) {
+    const int right = PointOf(editor_.DrawnAt(position)).x();
+    painter.drawText(QRect(left, 0, std::max(right - left, 0), RowHeight()), Qt::AlignCenter,
+                     QString::number(++number));
+    left = right;
+  }
+}
+
+// Every other column is shaded, so that narrow ones are told apart.
+void BreakView::DrawColumns(QPainter& painter) const {
+  int left = PointOf(0).x();
+  bool shaded = false;
+  for (const int position : editor_.Positions()) {
+    const int right = PointOf(editor_.DrawnAt(position)).x();
+    if (shaded)
+      painter.fillRect(QRect(left, RulerHeight(), right - left, viewport()->height()),
+                       palette().alternateBase());
+    shaded = !shaded;
+    left = right;
   }
 }
 
@@ -151,20 +170,21 @@ void BreakView::DrawLine(QPainter& painter, const std::string& line, int top) co
   const auto first =
       static_cast<std::size_t>(std::max(horizontalScrollBar()->value() / cell - 8, 0));
   const std::size_t last = first + static_cast<std::size_t>(viewport()->width() / cell) + 16;
-  for (std::size_t at = 0; at < line.size() && at < last;) {
-    const std::size_t start = at;
+  std::size_t cell_no = 0;
+  for (std::size_t at = 0; at < line.size() && cell_no < last; ++cell_no) {
     const char32_t character = page.is_utf8()
                                    ? base::DecodeUtf8(line, at)
                                    : page.ToUnicode(static_cast<unsigned char>(line[at++]));
-    if (at < first || character == U' ') continue;
-    painter.drawText(PointOf(static_cast<int>(start)).x(), top + fontMetrics().ascent(),
+    if (cell_no < first || character == U' ') continue;
+    painter.drawText(PointOf(static_cast<int>(cell_no)).x(), top + fontMetrics().ascent(),
                      Visible(character));
   }
 }
 
 void BreakView::paintEvent(QPaintEvent*) {
   QPainter painter(viewport());
-  const int ruler = RowHeight() * 3 / 2;
+  const int ruler = RulerHeight();
+  DrawColumns(painter);
   painter.setPen(palette().color(QPalette::Text));
   int top = ruler + 2 - verticalScrollBar()->value();
   for (const std::string& line : editor_.lines()) {
@@ -178,9 +198,9 @@ void BreakView::paintEvent(QPaintEvent*) {
     painter.drawLine(x, ruler - 2, x, viewport()->height());
   };
   for (const int position : editor_.Positions())
-    draw(dragged_ == position && drag_to_ > 0 ? drag_to_ : position, QPalette::Highlight, 2);
+    draw(editor_.DrawnAt(position), QPalette::Highlight, 2);
   if (hasFocus()) {
-    const int x = PointOf(caret_).x();
+    const int x = PointOf(editor_.caret()).x();
     painter.setPen(Qt::NoPen);
     painter.setBrush(palette().color(QPalette::Text));
     const QPoint mark[] = {{x - 4, ruler - 8}, {x + 4, ruler - 8}, {x, ruler}};
@@ -193,49 +213,68 @@ void BreakView::paintEvent(QPaintEvent*) {
 void BreakView::mousePressEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
   const int x = qRound(event->position().x());
-  dragged_ = BreakNear(x);
-  drag_to_ = dragged_;
-  const int position = PositionAt(x);
-  if (dragged_ == 0 && position >= 1) {
-    MoveCaret(position);
+  const int near = BreakNear(x);
+  const int position = near != 0 ? near : PositionAt(x);
+  if (position < 1) return;
+  MoveCaret(position);
+  if (near != 0) {
+    editor_.BeginDrag(near);
+  } else {
     Edit([&] { editor_.Add(position); });
-  } else if (dragged_ != 0) {
-    MoveCaret(dragged_);
   }
 }
 
 void BreakView::mouseMoveEvent(QMouseEvent* event) {
   const int x = qRound(event->position().x());
-  if (dragged_ == 0) {
+  if (!editor_.dragging()) {
     viewport()->setCursor(BreakNear(x) != 0 ? Qt::SplitHCursor : Qt::ArrowCursor);
     return;
   }
-  const int to = std::max(PositionAt(x), 1);
-  if (to == dragged_ || !editor_.Has(to)) drag_to_ = to;  // never onto another
+  DragTo(x);
+}
+
+void BreakView::DragTo(int x) {
+  drag_x_ = x;
+  const bool outside = x < 0 || x >= viewport()->width();
+  if (outside && !scroll_.isActive()) scroll_.start(40, this);
+  if (!outside) scroll_.stop();
+  editor_.DragTo(
+      std::clamp(PositionAt(std::clamp(x, 0, viewport()->width())), 1, editor_.LastPosition()));
   viewport()->update();
 }
 
+// A break that is held beyond the edge takes the text along.
+void BreakView::timerEvent(QTimerEvent* event) {
+  if (event->timerId() != scroll_.timerId()) return QAbstractScrollArea::timerEvent(event);
+  if (!editor_.dragging()) return scroll_.stop();
+  const int step = drag_x_ < 0 ? -CellWidth() : CellWidth();
+  horizontalScrollBar()->setValue(horizontalScrollBar()->value() + step);
+  DragTo(drag_x_);
+}
+
 void BreakView::mouseReleaseEvent(QMouseEvent*) {
-  const int from = std::exchange(dragged_, 0);
-  if (from == 0 || from == drag_to_) return;
-  MoveCaret(drag_to_);
-  Edit([&] { editor_.Move(from, drag_to_); });
+  scroll_.stop();
+  if (editor_.dragging()) Edit([&] { editor_.Drop(); });
 }
 
 void BreakView::mouseDoubleClickEvent(QMouseEvent* event) {
   // The first click of the two may have added the break; two clicks remove it again.
   const int position = BreakNear(qRound(event->position().x()));
-  dragged_ = 0;
+  editor_.CancelDrag();
   if (position != 0) Edit([&] { editor_.Remove(position); });
 }
 
 // --- Keyboard
 
 void BreakView::MoveCaret(int to) {
-  caret_ = std::clamp(to, 1, LastPosition());
-  QAccessibleValueChangeEvent moved(this, caret_);
+  editor_.MoveCaret(to);
+  ShowCaret();
+}
+
+void BreakView::ShowCaret() {
+  QAccessibleValueChangeEvent moved(this, editor_.caret());
   QAccessible::updateAccessibility(&moved);
-  const int x = kLeft + caret_ * CellWidth();
+  const int x = kLeft + editor_.caret() * CellWidth();
   if (x < horizontalScrollBar()->value()) horizontalScrollBar()->setValue(x - CellWidth() * 4);
   if (x > horizontalScrollBar()->value() + viewport()->width() - CellWidth())
     horizontalScrollBar()->setValue(x - viewport()->width() + CellWidth() * 4);
@@ -243,50 +282,29 @@ void BreakView::MoveCaret(int to) {
 }
 
 void BreakView::keyPressEvent(QKeyEvent* event) {
+  using Key = BreakEditor::Key;
   const bool control = (event->modifiers() & Qt::ControlModifier) != 0;
-  const int step = event->key() == Qt::Key_Left ? -1 : 1;
-  const std::vector<std::uint16_t> breaks = editor_.Positions();
-  switch (event->key()) {
-    case Qt::Key_Left:
-    case Qt::Key_Right:
-      if (control && editor_.Has(caret_)) {
-        const int from = caret_;
-        Edit([&] { editor_.Move(from, from + step); });
-        if (!editor_.Has(from)) MoveCaret(from + step);
-      } else {
-        MoveCaret(caret_ + step);
-      }
-      return;
-    case Qt::Key_Home:
-      MoveCaret(1);
-      return;
-    case Qt::Key_End:
-      MoveCaret(static_cast<int>(editor_.width()));
-      return;
-    case Qt::Key_PageDown: {
-      const auto next = std::upper_bound(breaks.begin(), breaks.end(), caret_);
-      if (next != breaks.end()) MoveCaret(*next);
-      return;
-    }
-    case Qt::Key_PageUp: {
-      const auto at = std::lower_bound(breaks.begin(), breaks.end(), caret_);
-      if (at != breaks.begin()) MoveCaret(*std::prev(at));
-      return;
-    }
-    case Qt::Key_Space:
-      Edit([&] {
-        if (!editor_.Remove(caret_)) editor_.Add(caret_);
-      });
-      return;
-    case Qt::Key_Delete:
-      Edit([&] { editor_.Remove(caret_); });
-      return;
-    default:
-      break;
-  }
-  if (event->matches(QKeySequence::Undo)) {
-    Edit([&] { editor_.Undo(); });
+  if (event->key() == Qt::Key_Escape && editor_.dragging()) {
+    scroll_.stop();
+    editor_.CancelDrag();
+    viewport()->update();
     return;
+  }
+  const std::pair<int, Key> keys[] = {
+      {Qt::Key_Left, control ? Key::kMoveLeft : Key::kLeft},
+      {Qt::Key_Right, control ? Key::kMoveRight : Key::kRight},
+      {Qt::Key_Home, Key::kFirst},
+      {Qt::Key_End, Key::kLast},
+      {Qt::Key_PageDown, Key::kNextBreak},
+      {Qt::Key_PageUp, Key::kPreviousBreak},
+      {Qt::Key_Space, Key::kToggle},
+      {Qt::Key_Delete, Key::kRemove},
+      {event->matches(QKeySequence::Undo) ? event->key() : 0, Key::kUndo},
+  };
+  for (const auto& [key, action] : keys) {
+    if (event->key() != key) continue;
+    Edit([&, what = action] { editor_.Press(what); });
+    return ShowCaret();
   }
   QAbstractScrollArea::keyPressEvent(event);
 }

@@ -3,6 +3,7 @@
 // from the form's break editor and changes nothing by itself.
 
 #include <QAbstractScrollArea>
+#include <QBasicTimer>
 
 #include <functional>
 
@@ -16,12 +17,9 @@ class BreakView final : public QAbstractScrollArea {
 
   /// Draws anew after lines or breaks have changed.
   void Refresh();
-  int caret() const noexcept { return caret_; }
+  /// Moves the caret and brings it into sight.
   void MoveCaret(int to);
-  /// Whether the caret stands at a break.
-  bool AtBreak() const;
-  /// Where the caret can stand last.
-  int LastPosition() const;
+  const BreakEditor& editor() const noexcept { return editor_; }
   /// Centre of a break position on the viewport.
   QPoint PointOf(int position) const;
   /// Runs an edit of the user.
@@ -30,10 +28,14 @@ class BreakView final : public QAbstractScrollArea {
  private:
   int CellWidth() const;
   int RowHeight() const;
+  int RulerHeight() const { return RowHeight() * 5 / 2; }
+  void ShowCaret();
+  void DragTo(int x);
   int PositionAt(int x) const;
   int BreakNear(int x) const;  // 0 for none
   void Edit(const std::function<void()>& act);
   void UpdateScrollBars();
+  void DrawColumns(QPainter& painter) const;
   void DrawRuler(QPainter& painter) const;
   void DrawLine(QPainter& painter, const std::string& line, int top) const;
 
@@ -44,11 +46,11 @@ class BreakView final : public QAbstractScrollArea {
   void mouseReleaseEvent(QMouseEvent* event) override;
   void mouseDoubleClickEvent(QMouseEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
+  void timerEvent(QTimerEvent* event) override;
 
   BreakEditor& editor_;
-  int caret_ = 1;
-  int dragged_ = 0;  // break under the pressed mouse, 0 for none
-  int drag_to_ = 0;
+  QBasicTimer scroll_;  // while a break is dragged beyond the edge
+  int drag_x_ = 0;
 };
 
 }  // namespace kelvorin::wizard::qt

@@ -307,6 +307,9 @@ class RejectedWindow final : public FormWindow {
  public:
   explicit RejectedWindow(frmRejected& form) : FormWindow(form) {
     auto* all = new QVBoxLayout(this);
+    auto* outcome = qobject_cast<QLabel*>(Widget(form.LblOutcome));
+    outcome->setWordWrap(true);
+    all->addWidget(outcome);
     all->addWidget(Widget(form.LblRejected));
     all->addWidget(Widget(form.GrdRejected), 1);
     all->addLayout(ButtonRow({&form.BtnSaveRejected, nullptr, &form.BtnClose}));

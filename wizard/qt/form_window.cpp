@@ -1,5 +1,8 @@
 #include "wizard/qt/form_window.h"
 
+#include "wizard/qt/key_guard.h"
+#include "wizard/qt/note_label.h"
+#include "wizard/qt/seen_combo.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/window_memory.h"
 
@@ -24,6 +27,7 @@
 #include <QTabBar>
 #include <QTableWidget>
 #include <QTimer>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -43,9 +47,23 @@ FormWindow::~FormWindow() {
   if (form_.view() == this) form_.SetView(nullptr);
 }
 
+void FormWindow::OpenOver(QWidget& owner) {
+  owner_ = &owner;
+  windowHandle()->setTransientParent(owner.windowHandle());
+}
+
 void FormWindow::Run() {
   form_.SetShown(true);
   Flush();
+  if (owner_ != nullptr && !testAttribute(Qt::WA_Moved)) {
+    if (layout() != nullptr) layout()->activate();
+    const QSize size = start_size_.isEmpty() ? sizeHint() : start_size_;
+    QRect place(QPoint(), size);
+    place.moveCenter(owner_->frameGeometry().center());
+    const QRect room = screen()->availableGeometry();
+    move(std::clamp(place.left(), room.left(), std::max(room.right() - size.width(), room.left())),
+         std::clamp(place.top(), room.top(), std::max(room.bottom() - size.height(), room.top())));
+  }
   setModal(true);
   exec();
   form_.SetShown(false);
@@ -59,8 +77,7 @@ QWidget* FormWindow::Widget(Control& control) {
   QWidget* made = MakeSpecial(control);
   if (made == nullptr) made = Make(control);
   made->setObjectName(ToText(control.name()));
-  made->setAccessibleName(control.accessible_name.empty() ? PlainCaption(control.caption())
-                                                          : Caption(control.accessible_name));
+  made->installEventFilter(this);
   if (control.shortcut != 0) {
     // Of the widget, not of the window: while it is hidden the letter is another control's.
     auto* shortcut = new QShortcut(
@@ -82,8 +99,7 @@ QWidget* FormWindow::Make(Control& control) {
   Control* const at = &control;
   switch (control.kind()) {
     case ControlKind::kLabel: {
-      auto* label = new QLabel(this);
-      label->setTextFormat(Qt::PlainText);
+      auto* label = new NoteLabel(this);
       return label;
     }
     case ControlKind::kButton: {
@@ -96,7 +112,7 @@ QWidget* FormWindow::Make(Control& control) {
     case ControlKind::kEdit: {
       auto* edit = new QLineEdit(this);
       if (control.password) edit->setEchoMode(QLineEdit::Password);
-      edit->installEventFilter(this);
+      edit->setAcceptDrops(!control.file_name);  // the window takes files
       connect(edit, &QLineEdit::textEdited, this, [this, at](const QString& text) {
         ByUser([&] { at->UserText(at->file_name ? FromFileName(text) : FromText(text)); });
       });
@@ -120,7 +136,7 @@ QWidget* FormWindow::Make(Control& control) {
       auto* combo = new QComboBox(this);
       combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
       combo->setMinimumContentsLength(12);
-      combo->installEventFilter(this);
+      SeeComboNames();
       connect(combo, &QComboBox::activated, this,
               [this, at](int index) { ByUser([=] { at->UserSelect(index); }); });
       return combo;
@@ -246,14 +262,21 @@ void FormWindow::CopyButton(Control& control, QWidget* widget) {
   if (control.kind() == ControlKind::kCheck || control.value()) button->setChecked(control.value());
 }
 
+void FormWindow::CopyNames(Control& control, QWidget* widget) {
+  const bool named = !control.accessible_name.empty();
+  // Buttons and labels without a name of their own are called what they say; frames too.
+  const QString name = named ? Caption(control.accessible_name) : PlainCaption(control.caption());
+  if (widget->accessibleName() != name) widget->setAccessibleName(name);
+  if (control.tool_tip.empty()) return;
+  widget->setToolTip(Caption(control.tool_tip));
+  widget->setAccessibleDescription(Caption(control.tool_tip));
+}
+
 void FormWindow::Copy(Control& control, QWidget* widget) {
   widget->setEnabled(control.enabled());
   if (widget->isVisibleTo(widget->parentWidget()) != control.visible())
     widget->setVisible(control.visible());
-  if (!control.tool_tip.empty()) {
-    widget->setToolTip(Caption(control.tool_tip));
-    widget->setAccessibleDescription(Caption(control.tool_tip));
-  }
+  CopyNames(control, widget);
   const QSignalBlocker quiet(widget);
   if (CopySpecial(control, widget)) return;
   switch (control.kind()) {
@@ -288,8 +311,15 @@ void FormWindow::Copy(Control& control, QWidget* widget) {
     }
     case ControlKind::kList: {
       auto* list = qobject_cast<QListWidget*>(widget);
-      list->clear();
-      for (const std::string& item : control.items()) list->addItem(ToText(item));
+      QStringList items;
+      for (const std::string& item : control.items()) items += ToText(item);
+      bool same = list->count() == items.size();
+      for (int i = 0; same && i < list->count(); ++i) same = list->item(i)->text() == items[i];
+      // A double click's second half must find the entry of its first.
+      if (!same) {
+        list->clear();
+        list->addItems(items);
+      }
       list->setCurrentRow(control.list_index());
       return;
     }
@@ -384,11 +414,10 @@ void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
 void FormWindow::UpdateDefaultButton() {
   bool given = false;
   for (Control* control : form_.controls()) {
-    if (!control->default_button) continue;
     auto* button = qobject_cast<QPushButton*>(widgets_.value(control));
     if (button == nullptr) continue;
-    const bool take = !given && control->enabled() && control->visible();
-    button->setDefault(take);
+    const bool take = control->default_button && !given && control->enabled() && control->visible();
+    if (button->isDefault() != take) button->setDefault(take);
     given = given || take;
   }
 }
@@ -440,6 +469,29 @@ void FormWindow::resizeEvent(QResizeEvent* event) {
     start_size_ = size();
 }
 
+Control* FormWindow::ControlOf(QObject* widget) const {
+  for (auto at = widgets_.constBegin(); at != widgets_.constEnd(); ++at)
+    if (at.value() == widget) return at.key();
+  return nullptr;
+}
+
+void FormWindow::keyPressEvent(QKeyEvent* event) {
+  if (RepeatsPress(*event)) return;
+  if (event->matches(QKeySequence::HelpContents)) {
+    if (!event->isAutoRepeat()) ByUser([this] { form_.HelpRequested(); });
+    return;
+  }
+  QDialog::keyPressEvent(event);
+}
+
+bool FormWindow::event(QEvent* event) {
+  if (event->type() == QEvent::ShortcutOverride && RepeatsPress(*event)) {
+    event->accept();  // the letters of buttons are shortcuts: none is pressed again
+    return true;
+  }
+  return QDialog::event(event);
+}
+
 bool FormWindow::eventFilter(QObject* object, QEvent* event) {
   // A turn of the wheel over a closed list would change its entry unseen.
   if (event->type() == QEvent::Wheel) {
@@ -449,14 +501,31 @@ bool FormWindow::eventFilter(QObject* object, QEvent* event) {
       return true;
     }
   }
-  if (event->type() == QEvent::FocusIn) {
-    auto* edit = qobject_cast<QLineEdit*>(object);
-    if (edit != nullptr && edit->echoMode() == QLineEdit::Password) edit->selectAll();
+  Control* const control = ControlOf(object);
+  if (control == nullptr) return QDialog::eventFilter(object, event);
+  switch (event->type()) {
+    case QEvent::FocusIn:
+      if (control->on_got_focus) ByUser([control] { control->on_got_focus(); });
+      if (control->select_on_focus)
+        if (auto* edit = qobject_cast<QLineEdit*>(object)) edit->selectAll();
+      break;
+    case QEvent::FocusOut:
+      if (control->on_commit && !closed_) ByUser([control] { control->UserCommit(); });
+      break;
+    case QEvent::KeyPress: {
+      const int key = static_cast<QKeyEvent*>(event)->key();
+      if (key != Qt::Key_Return && key != Qt::Key_Enter) break;
+      if (RepeatsPress(*event)) return true;
+      if (control->on_commit) ByUser([control] { control->UserCommit(); });
+      if (control->keeps_return && !TakesReturn(*control)) return true;
+      break;
+    }
+    default:
+      break;
   }
-  if (event->type() == QEvent::KeyPress && qobject_cast<QLineEdit*>(object) != nullptr &&
-      form_.name() == "frmKelvorin") {
-    const int key = static_cast<QKeyEvent*>(event)->key();
-    if (key == Qt::Key_Return || key == Qt::Key_Enter) return true;  // takes the text, goes nowhere
+  if (qobject_cast<QAbstractButton*>(object) != nullptr && RepeatsPress(*event)) {
+    event->accept();
+    return true;
   }
   return QDialog::eventFilter(object, event);
 }

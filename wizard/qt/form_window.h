@@ -5,6 +5,7 @@
 
 #include <QDialog>
 #include <QHash>
+#include <QPointer>
 #include <QSet>
 
 #include <functional>
@@ -27,6 +28,8 @@ class FormWindow : public QDialog, public contract::FormView {
   contract::Form& form() const noexcept { return form_; }
   /// Copies all changed records into their widgets now; else this happens before the next event.
   void Flush();
+  /// Stands over that window, in its middle, when it opens; unless it has a place of its own.
+  void OpenOver(QWidget& owner);
   /// Shows the window and returns when the form has closed.
   void Run();
 
@@ -44,6 +47,8 @@ class FormWindow : public QDialog, public contract::FormView {
   /// True when the window itself copied the record.
   virtual bool CopySpecial(contract::Control&, QWidget*) { return false; }
   virtual void Copied() {}
+  /// Whether a control that keeps Return for itself does something with it.
+  virtual bool TakesReturn(contract::Control&) { return false; }
   /// Runs what the user did and copies what it changed.
   void ByUser(const std::function<void()>& act);
   /// The label's mnemonic leads to the widget.
@@ -60,6 +65,8 @@ class FormWindow : public QDialog, public contract::FormView {
   void closeEvent(QCloseEvent* event) override;
   void showEvent(QShowEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  bool event(QEvent* event) override;
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
@@ -68,12 +75,16 @@ class FormWindow : public QDialog, public contract::FormView {
   void CopyButton(contract::Control& control, QWidget* widget);
   void CopyGrid(contract::Grid& grid, QTableWidget* table);
   void UpdateDefaultButton();
+  contract::Control* ControlOf(QObject* widget) const;
+  /// What a person who does not see the window hears of a control.
+  void CopyNames(contract::Control& control, QWidget* widget);
 
   contract::Form& form_;
   QHash<contract::Control*, QWidget*> widgets_;
   QHash<int, QButtonGroup*> groups_;
   QSet<contract::Control*> changed_;
   QSize start_size_;  // in pixels; of a window that remembers its size
+  QPointer<QWidget> owner_;
   bool flush_posted_ = false;
   bool activated_ = false;
   bool closed_ = false;

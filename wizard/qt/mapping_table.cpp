@@ -6,7 +6,9 @@
 #include <QComboBox>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QScrollBar>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 
@@ -16,6 +18,26 @@ namespace {
 constexpr int kSourceColumn = 5;
 constexpr int kGrownColumns[] = {2, 5, 6};
 constexpr int kWidths[] = {210, 300, 1230, 765, 480, 1230, 570};  // in twips
+
+// Draws a line before the entry that is set apart.
+class LineBefore final : public QStyledItemDelegate {
+ public:
+  LineBefore(QObject* parent, const int& apart) : QStyledItemDelegate(parent), apart_(apart) {}
+  void paint(QPainter* painter, const QStyleOptionViewItem& option,
+             const QModelIndex& index) const override {
+    QStyledItemDelegate::paint(painter, option, index);
+    if (index.row() != apart_) return;
+    painter->setPen(option.palette.color(QPalette::Mid));
+    painter->drawLine(option.rect.topLeft(), option.rect.topRight());
+  }
+  QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+    const QSize size = QStyledItemDelegate::sizeHint(option, index);
+    return index.row() == apart_ ? size + QSize(0, size.height() / 2) : size;
+  }
+
+ private:
+  const int& apart_;
+};
 
 }  // namespace
 
@@ -42,6 +64,11 @@ void MappingTable::SetChooser(QComboBox* chooser) {
   chooser_ = chooser;
   chooser_->setParent(viewport());
   chooser_->installEventFilter(this);
+  chooser_->setItemDelegate(new LineBefore(chooser_, apart_));
+}
+
+void MappingTable::SetApart(int entry) {
+  apart_ = entry;
 }
 
 void MappingTable::ShowRow(int row, bool chooser_visible) {
@@ -85,7 +112,8 @@ void MappingTable::StretchColumns() {
 }
 
 void MappingTable::keyPressEvent(QKeyEvent* event) {
-  const bool opens = event->key() == Qt::Key_F4 || event->key() == Qt::Key_F2 ||
+  const bool opens = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter ||
+                     event->key() == Qt::Key_F4 || event->key() == Qt::Key_F2 ||
                      event->key() == Qt::Key_Space ||
                      (event->key() == Qt::Key_Down && (event->modifiers() & Qt::AltModifier) != 0);
   if (opens && chooser_ != nullptr && chooser_->isVisible()) {
@@ -105,7 +133,11 @@ bool MappingTable::eventFilter(QObject* object, QEvent* event) {
     switch (key->key()) {
       case Qt::Key_Up:
       case Qt::Key_Down:
-        if (!control) break;
+        if (!control) {
+          // The next entry would take the whole mapping away.
+          if (key->key() == Qt::Key_Down && chooser_->currentIndex() + 1 == apart_) return true;
+          break;
+        }
         if (const int row = currentRow() + (key->key() == Qt::Key_Up ? -1 : 1);
             row >= 0 && row < rowCount())
           setCurrentCell(row, kSourceColumn);
@@ -117,6 +149,12 @@ bool MappingTable::eventFilter(QObject* object, QEvent* event) {
         return true;
       case Qt::Key_Delete:
         if (on_ignore) on_ignore();
+        return true;
+      case Qt::Key_End:
+      case Qt::Key_PageDown:
+        if (apart_ < 0) break;
+        chooser_->setCurrentIndex(apart_ - 1);
+        emit chooser_->activated(apart_ - 1);
         return true;
       default:
         break;

@@ -16,6 +16,8 @@ class MappingTable final : public QTableWidget {
 
   /// The chooser becomes a child of the grid.
   void SetChooser(QComboBox* chooser);
+  /// The chooser's entry that keys do not step to while the list is closed, with a line before it.
+  void SetApart(int entry);
   /// Makes a row the current one and places the chooser on it.
   void ShowRow(int row, bool chooser_visible);
 
@@ -31,6 +33,7 @@ class MappingTable final : public QTableWidget {
   bool eventFilter(QObject* object, QEvent* event) override;
 
   QComboBox* chooser_ = nullptr;
+  int apart_ = -1;
   bool chooser_wanted_ = false;
   bool showing_ = false;
 };

@@ -4,6 +4,7 @@
 #include "wizard/frm_progress.h"
 #include "wizard/qt/display.h"
 #include "wizard/qt/form_window.h"
+#include "wizard/qt/key_guard.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/window_memory.h"
 
@@ -41,6 +42,32 @@ qint64 TickMilliseconds() {
 #else
   return base::MonotonicMilliseconds();
 #endif
+}
+
+constexpr int kMostLines = 12;     // of a message on the screen
+constexpr int kLinesAtTheEnd = 6;  // the reason and the question stand there
+constexpr int kLongestLine = 400;  // characters
+constexpr int kLongestWord = 90;   // is not wrapped
+
+QString WithoutMiddle(const QString& text, int longest) {
+  if (text.size() <= longest) return text;
+  return text.left(longest / 2) + QStringLiteral(" [...] ") + text.right(longest / 2);
+}
+
+// A message that fits on the screen: long lines and words lose their middle, many lines those in
+// between. Values in messages are as long as the data is.
+QString Shortened(const QString& message) {
+  QStringList lines = message.split(u'\n');
+  if (lines.size() > kMostLines) {
+    const QStringList end = lines.mid(lines.size() - kLinesAtTheEnd);
+    lines = lines.mid(0, kMostLines - kLinesAtTheEnd) + QStringList{QStringLiteral("[...]")} + end;
+  }
+  for (QString& line : lines) {
+    QStringList words = WithoutMiddle(line, kLongestLine).split(u' ');
+    for (QString& word : words) word = WithoutMiddle(word, kLongestWord);
+    line = words.join(u' ');
+  }
+  return lines.join(u'\n');
 }
 
 // "All Files (*.*)|*.*" as the name filter "All Files (*.*) (*)". The label's own parentheses are
@@ -107,7 +134,10 @@ Answer QtPlatform::Ask(const contract::MessageBox& box) {
   QMessageBox window(state_->parent());
   window.setWindowTitle(Caption(box.title));
   window.setTextFormat(Qt::PlainText);  // messages carry data
-  window.setText(ToText(box.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+  const QString whole = ToText(box.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  const QString shown = Shortened(whole);
+  window.setText(shown);
+  if (shown != whole) window.setDetailedText(whole);
   window.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   const QMessageBox::Icon icons[] = {QMessageBox::NoIcon, QMessageBox::Information,
                                      QMessageBox::Warning, QMessageBox::Question,
@@ -119,17 +149,20 @@ Answer QtPlatform::Ask(const contract::MessageBox& box) {
       break;
     case Buttons::kOkCancel:
       window.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
-      window.setDefaultButton(QMessageBox::Ok);
+      window.setDefaultButton(box.careful ? QMessageBox::Cancel : QMessageBox::Ok);
       break;
     case Buttons::kYesNo:
       window.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
-      window.setDefaultButton(QMessageBox::Yes);
+      window.setDefaultButton(box.careful ? QMessageBox::No : QMessageBox::Yes);
       window.setEscapeButton(QMessageBox::No);
       break;
   }
   QShortcut copy(QKeySequence::Copy, &window);
   QObject::connect(&copy, &QShortcut::activated, &window,
-                   [&window] { QApplication::clipboard()->setText(window.text()); });
+                   [&whole] { QApplication::clipboard()->setText(whole); });
+  KeyGuard once;
+  window.installEventFilter(&once);
+  for (QAbstractButton* button : window.buttons()) button->installEventFilter(&once);
   const int wait = std::exchange(state_->wait_depth, 0);
   if (wait > 0) QApplication::restoreOverrideCursor();
   const int pressed = window.exec();
@@ -182,6 +215,7 @@ void QtPlatform::ShowModal(contract::Form& form) {
     // No child of the other window: that one must not take this one along.
     window->winId();
     window->setWindowModality(Qt::ApplicationModal);
+    window->OpenOver(*state_->open.back());
   }
   state_->open.push_back(window.get());
   frmProgress* const before = std::exchange(state_->progress, dynamic_cast<frmProgress*>(&form));
@@ -229,7 +263,7 @@ void QtPlatform::Abandon() {
     if (auto* progress = dynamic_cast<frmProgress*>(&window->form())) {
       progress->Stop();
     } else {
-      window->form().CloseRequested();
+      window->form().Abandoned();
     }
   }
 }

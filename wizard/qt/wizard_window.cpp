@@ -30,17 +30,53 @@ class WizardWindow final : public FormWindow {
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
     all->addWidget(splitter_, 1);
-    all->addLayout(ButtonRow({&c_.BtnSettings, &c_.BtnSaveSetting, &c_.BtnAdvanced, &c_.BtnRejected,
-                              nullptr, &c_.BtnCancel, &c_.BtnPrev, &c_.BtnNext, &c_.BtnFinish}));
-    SetOrder(
-        {&c_.CBoxTables,     &c_.CBoxTypeFormat,   &c_.EdtFileName,      &c_.lstTables,
-         &c_.BtnBrowseFiles, &c_.BtnDetect,        &c_.CBoxComma,        &c_.CBoxSemiColon,
-         &c_.CBoxSpace,      &c_.CBoxTab,          &c_.CBoxOtherChar,    &c_.EdtSpecialSeparator,
-         &c_.CBoxDelimiter,  &c_.EdtBreaks,        &c_.BtnUndoBreak,     &c_.BtnClearBreaks,
-         &c_.GrdMapping,     &c_.CBoxSourceFields, &c_.BtnMapEqualNames, &c_.BtnMapInOrder,
-         &c_.PreviewText,    &c_.PreviewGrid,      &c_.PreviewFixed,     &c_.BtnSettings,
-         &c_.BtnSaveSetting, &c_.BtnAdvanced,      &c_.BtnRejected,      &c_.BtnCancel,
-         &c_.BtnPrev,        &c_.BtnNext,          &c_.BtnFinish});
+    auto* outcome = new QGridLayout;
+    outcome->addWidget(Wrapped(c_.LblEmptyTarget), 0, 0, 1, 2);
+    outcome->addWidget(Wrapped(c_.LblOutcome), 1, 0);
+    outcome->addWidget(Widget(c_.BtnReport), 1, 1, Qt::AlignTop);
+    outcome->setColumnStretch(0, 1);
+    QFont bold = font();
+    bold.setBold(true);
+    Widget(c_.LblEmptyTarget)->setFont(bold);
+    all->addLayout(outcome);
+    all->addLayout(
+        ButtonRow({&c_.BtnSettings, &c_.BtnSaveSetting, &c_.BtnAdvanced, &c_.BtnRejected,
+                   &c_.BtnHelp, nullptr, &c_.BtnCancel, &c_.BtnPrev, &c_.BtnNext, &c_.BtnFinish}));
+    SetOrder({&c_.CBoxTables,
+              &c_.CBoxTypeFormat,
+              &c_.EdtFileName,
+              &c_.lstTables,
+              &c_.BtnBrowseFiles,
+              &c_.BtnDetect,
+              &c_.BtnSuggestion,
+              &c_.CBoxComma,
+              &c_.CBoxSemiColon,
+              &c_.CBoxSpace,
+              &c_.CBoxTab,
+              &c_.CBoxOtherChar,
+              &c_.EdtSpecialSeparator,
+              &c_.CBoxDelimiter,
+              &c_.EdtBreaks,
+              &c_.BtnUndoBreak,
+              &c_.BtnClearBreaks,
+              &c_.GrdMapping,
+              &c_.CBoxSourceFields,
+              &c_.BtnMapEqualNames,
+              &c_.BtnMapInOrder,
+              &c_.CBoxHeader,
+              &c_.PreviewText,
+              &c_.PreviewGrid,
+              &c_.PreviewFixed,
+              &c_.BtnReport,
+              &c_.BtnSettings,
+              &c_.BtnSaveSetting,
+              &c_.BtnAdvanced,
+              &c_.BtnRejected,
+              &c_.BtnHelp,
+              &c_.BtnCancel,
+              &c_.BtnPrev,
+              &c_.BtnNext,
+              &c_.BtnFinish});
     setAcceptDrops(true);
     StartSize(9600, 7200);
     ShowPanes();
@@ -81,6 +117,8 @@ class WizardWindow final : public FormWindow {
     grid->addWidget(Widget(c_.BtnBrowseFiles), 1, 2);
     grid->addWidget(Wrapped(c_.LblDetected), 2, 1);
     grid->addWidget(Widget(c_.BtnDetect), 2, 2, Qt::AlignTop);
+    grid->addWidget(Wrapped(c_.LblSuggestion), 3, 1);
+    grid->addWidget(Widget(c_.BtnSuggestion), 3, 2, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
   }
 
@@ -128,8 +166,12 @@ class WizardWindow final : public FormWindow {
     previews_ = new QWidget;
     auto* box = new QVBoxLayout(previews_);
     box->setContentsMargins(0, 0, 0, 0);
-    box->addWidget(Label(c_.LblFilePreview, c_.PreviewText));
-    box->addWidget(Label(c_.LblTablePreview, c_.PreviewGrid));
+    auto* above = new QHBoxLayout;
+    above->addWidget(Label(c_.LblFilePreview, c_.PreviewText));
+    above->addWidget(Label(c_.LblTablePreview, c_.PreviewGrid));
+    above->addStretch(1);
+    above->addWidget(Widget(c_.CBoxHeader));
+    box->addLayout(above);
     for (Control* preview :
          {&c_.PreviewText, static_cast<Control*>(&c_.PreviewGrid), &c_.PreviewFixed}) {
       box->addWidget(Widget(*preview), 1);
@@ -149,11 +191,7 @@ class WizardWindow final : public FormWindow {
     if (&control == &c_.GrdMapping) {
       table_ = new MappingTable(this);
       table_->on_row = [this](int row) { ByUser([&] { c_.GrdMapping.UserRow(row); }); };
-      table_->on_ignore = [this] {
-        ByUser([&] {
-          c_.CBoxSourceFields.UserSelect(static_cast<int>(c_.CBoxSourceFields.items().size()) - 2);
-        });
-      };
+      table_->on_ignore = [this] { ByUser([this] { form_.IgnoreCurrentRow(); }); };
       return table_;
     }
     if (&control == &c_.PreviewFixed) {
@@ -167,6 +205,7 @@ class WizardWindow final : public FormWindow {
   bool CopySpecial(Control& control, QWidget* widget) override {
     if (&control == &c_.CBoxSourceFields && table_ != nullptr) {
       table_->SetChooser(qobject_cast<QComboBox*>(widget));
+      table_->SetApart(control.apart);
       return false;
     }
     if (&control == &c_.PreviewFixed) {
@@ -174,6 +213,11 @@ class WizardWindow final : public FormWindow {
       return true;
     }
     return false;
+  }
+
+  // Return opens the list of source fields from the grid, and closes it from there.
+  bool TakesReturn(Control& control) override {
+    return &control == &c_.GrdMapping || &control == &c_.CBoxSourceFields;
   }
 
   void Copied() override {
@@ -203,7 +247,8 @@ class WizardWindow final : public FormWindow {
     return data.urls().size() == 1 ? data.urls().constFirst().toLocalFile() : QString();
   }
   void dragEnterEvent(QDragEnterEvent* event) override {
-    if (form_.steps().current == 1 && !LocalFile(*event->mimeData()).isEmpty())
+    if (form_.steps().current == 1 && c_.EdtFileName.visible() &&
+        !LocalFile(*event->mimeData()).isEmpty())
       event->acceptProposedAction();
   }
   void dropEvent(QDropEvent* event) override {

@@ -1,0 +1,28 @@
+#pragma once
+// What the detection would choose for a text file, beside the layout at hand: found once per file,
+// compared with the setting, and put into it when the user says so. Never applied by itself.
+
+#include <string>
+
+#include "base/status.h"
+#include "settings/import_setting.h"
+#include "textsource/break_list.h"
+#include "textsource/layout_detection.h"
+
+namespace kelvorin::wizard {
+
+/// Whether the layout at hand is another one than the detected. The first line is not part of it.
+bool Differs(const textsource::DetectedLayout& layout, const settings::ImportSetting& setting,
+             const textsource::BreakList& breaks);
+
+/// Puts the detected layout into the setting, heading and first line included.
+void Take(const textsource::DetectedLayout& layout, settings::ImportSetting& setting,
+          textsource::BreakList& breaks);
+
+/// Puts the detected heading and first line into the setting, and nothing else.
+void TakeHeading(const textsource::DetectedLayout& layout, settings::ImportSetting& setting);
+
+/// "Suggested: delimited, bar, names in line 3 (certainty 95 %)."
+std::string SuggestionText(const textsource::DetectedLayout& layout);
+
+}  // namespace kelvorin::wizard
