@@ -34,8 +34,7 @@ BlockFile::BlockFile(storage::Store& store, storage::FileNo file)
       header_(ReadHeaderFrom(store, file)),
       capacity_(header_.capacity()),
       cipher_(header_.key),
-      counts_(header_.counts),
-      written_(header_.counts) {
+      counts_(header_.counts) {
   store.SetPages(file, header_.block_bytes, header_.header_bytes);
 }
 
@@ -330,7 +329,6 @@ void BlockFile::WriteCounter(std::uint32_t counter) {
 }
 
 void BlockFile::WriteCounts() {
-  if (counts_ == written_) return;
   const auto write16 = [&](std::size_t at, std::uint16_t value) {
     std::array<std::byte, 2> bytes;
     base::StoreLE16(bytes, 0, value);
@@ -344,12 +342,11 @@ void BlockFile::WriteCounts() {
   write16(kFirstAt, counts_.first);
   write16(kLastAt, counts_.last);
   write16(kFreeAt, counts_.free);
-  if (counts_.blocks != written_.blocks) write16(kBlocksAgainAt, counts_.blocks);
+  write16(kBlocksAgainAt, counts_.blocks);
   if (header_.is_tree()) {
     write16(kRootAt, counts_.root);
     WriteByte(kLevelsAt, counts_.levels);
   }
-  written_ = counts_;
 }
 
 void BlockFile::Forget() noexcept {

@@ -83,7 +83,8 @@ class BlockFile {
   /// Forgets all blocks; the file ends with its header.
   void Clear();
 
-  /// What of the header changed, for the end of a group.
+  // What of the header follows the changes, for the end of a group. Always written whole: a group
+  // that could not be finished leaves nothing noted as done.
   void WriteCounts();
   void WriteByte(std::size_t at, std::uint8_t value);
   void WriteCounter(std::uint32_t counter);
@@ -118,7 +119,6 @@ class BlockFile {
   std::uint32_t capacity_;
   Cipher cipher_;
   Counts counts_;
-  Counts written_;
   bool touched_ = false;
   std::array<OpenBlock, kOpenBlocks> open_;
   std::vector<std::byte> scratch_;  // of a block that its file cuts short

@@ -267,9 +267,8 @@ void RecordFile::FinishGroup() {
   const auto changes = static_cast<std::uint8_t>(own.changes % 255 + 1);
   blocks_.WriteCounts();
   if (tree_) tree_->blocks().WriteCounts();
-  if (session_counted_) return;
-  // Once per session: other programs take an index for current by these numbers.
-  session_counted_ = true;
+  // One step further than at the opening, however many groups there are: other programs take an
+  // index for current by these numbers.
   blocks_.WriteByte(kChangesAt, changes);
   if (!own.is_new()) blocks_.WriteCounter(own.counter + 1);
   if (!tree_) return;

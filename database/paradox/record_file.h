@@ -81,7 +81,6 @@ class RecordFile {
   KeyOrder order_;
   std::optional<KeyTree> tree_;
   bool tree_current_ = false;
-  bool session_counted_ = false;
   BlockNo moved_to_ = 0;
   BlockNo moved_from_ = 0;
 };
