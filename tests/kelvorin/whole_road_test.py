@@ -270,6 +270,31 @@ class WholeRoad(unittest.TestCase):
         self.assertEqual(outcome["imported"], rejected[2] - 3)
         self.assertEqual(len(dump(target, "t")) - 1, rejected[2] - 3)
 
+    def test_options_mean_what_they_say(self):
+        target = f"Access:{self.folder}/o.mdb"
+        source = self.write("o.txt", "1|NULL|x\r\n2|null|NULL\r\n3|y|NULLx\r\n")
+        self.run_json(source, "--into", target, "--table", "T", "--create", "--map-in-order",
+                      "--separators", "\\x7C", "--null", "NULL")
+        self.assertEqual([row[1:] for row in dump(target, "T")[1:]],
+                         [["", "x"], ["null", ""], ["y", "NULLx"]])
+        for words in (["--separators", "\\x9"], ["--separators", "\\xZZ"], ["--decimal", ",,"],
+                      ["--date-order", "ydm"], ["--limit-errors", "many"]):
+            with self.subTest(words):
+                done = kelvorin("import", source, "--into", target, "--table", "T", *words)
+                self.assertEqual(done.returncode, 2, done.stderr)
+                self.assertIn(words[0], done.stderr)
+        protected = pathlib.Path(SAMPLES) / "access/j4-password.mdb"
+        if not protected.exists():
+            return
+        words = ["import", f"Access:{protected}", "--source-table", "Table1", "--into", target,
+                 "--table", "P", "--create"]
+        kelvorin(*words, check=3)
+        kelvorin(*words, "--source-password", "password", check=0)
+        self.assertEqual(dump(target, "P"),
+                         list(csv.reader(io.StringIO(kelvorin(
+                             "dump", f"Access:{protected}", "Table1", "--password", "password",
+                             check=0).stdout))))
+
     def odbc_drivers(self):
         try:
             return subprocess.run(["odbcinst", "-q", "-d"], capture_output=True, text=True,
