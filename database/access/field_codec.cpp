@@ -343,7 +343,9 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
         double number = 0;
         if (!AsDouble(value, number) || std::abs(number) > 922337203685477.0)
           return Failed(Code::kConversion, ErrorNumber::kConversion, column, "takes amounts");
-        amount = std::llround(number * 10000);
+        // By parts: ten thousand times a great number is more than a double tells apart.
+        const double whole = std::trunc(number);
+        amount = static_cast<std::int64_t>(whole) * 10000 + std::llround((number - whole) * 10000);
       }
       StoreNumber(static_cast<std::uint64_t>(amount), 8, out.bytes);
       return Status();

@@ -2,6 +2,7 @@
 
 #include "base/M_Misc.h"
 #include "base/code_page.h"
+#include "database/access/field_codec.h"
 #include "database/access/table_definition.h"
 #include "tests/access/access_support.h"
 #include "tests/storage/support/memory_files.h"
@@ -125,6 +126,59 @@ TEST_CASE("what a field does not hold whole is refused, and the file knows one z
   CHECK(!set->NoMatch());
 }
 
+TEST_CASE("numbers of other kinds are rounded to amounts and whole days, never cut") {
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("C", TypeCode::kCurrency)};
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  for (const double number : {1.005, -1.005, 0.29, -922337203685476.5}) {
+    REQUIRE(set->AddNew().ok());
+    REQUIRE(set->Fields(0).SetValue(values::Value::Double(number)).ok());
+    REQUIRE(set->Update().ok());
+  }
+  CHECK(Walk(*set) == "1.005\n-1.005\n0.29\n-922337203685476.5\n");
+  // A day's last moment is the next day's first where milliseconds cannot tell them apart.
+  values::DateTime date;
+  REQUIRE(database::access::FromStoredDate(36525.9999999999, date));
+  CHECK(date.day == 36526);
+  CHECK(date.milliseconds == 0);
+  CHECK_FALSE(database::access::FromStoredDate(2958465.9999999999, date));
+}
+
+TEST_CASE("automatic numbers go on behind those given by hand, and a record has its limit") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("Id", TypeCode::kLong)};
+  def.Fields[0].AutoIncrement = true;
+  for (int i = 0; i < 9; ++i)
+    def.Fields.push_back(MakeField("F" + std::to_string(i), TypeCode::kText, 255));
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  std::string wide;
+  for (int i = 0; i < 255; ++i) wide += "\u65E5";
+  const auto add = [&](const char* id, int wide_fields) {
+    REQUIRE(set->AddNew().ok());
+    if (*id != '\0') REQUIRE(set->Fields(0).SetText(id).ok());
+    for (int i = 0; i < wide_fields; ++i)
+      REQUIRE(set->Fields(static_cast<std::size_t>(i) + 1).SetText(wide).ok());
+    return set->Update();
+  };
+  for (const char* id : {"", "100", "", "7", ""}) REQUIRE(add(id, 0).ok());
+  CHECK(Rows(file, "T", "F0", "<null>", {"Id"}) ==
+        std::vector<std::string>{"1|", "100|", "101|", "7|", "102|"});
+  CHECK(add("", 7).ok());
+  CHECK(add("", 8).code() == Code::kTooLong);
+  CheckSound(*file);
+}
+
 TEST_CASE("defaults are those of the moment, constants those of the field's type") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   MemoryFileSystem disk;
@@ -243,6 +297,20 @@ TEST_CASE("room that records give up is offered to others") {
       REQUIRE(set->Update().ok());
     }
   });
+  // Pages of an index that lost all of its entries.
+  def.Name = "Indexed";
+  def.Indexes = {MakeIndex("Ids", "+Id;+Text")};
+  REQUIRE(file->CreateTable(def).ok());
+  set = file.Open("Indexed");
+  std::size_t once = 0;
+  for (int time = 0; time < 2; ++time) {
+    for (int i = 0; i < 1200; ++i) append(i, 190);
+    REQUIRE(set->Flush().ok());
+    if (time == 0) once = disk.Contents("/a.mdb").size();
+    for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext()) REQUIRE(set->Delete().ok());
+  }
+  CHECK(disk.Contents("/a.mdb").size() <= once + 8 * 4096);
+  CheckSound(*file);
 }
 
 }  // namespace kelvorin::tests
