@@ -96,31 +96,65 @@ bool MakeDay(Number year, Number month, Number day, DateTime& out) noexcept {
   return true;
 }
 
-/// Milliseconds behind the seconds' point; what three digits cannot hold must be zeros.
-bool TakeFraction(Cursor& in, std::int32_t& milliseconds) noexcept {
+/// Milliseconds behind the seconds' point; `narrowed` is set when they are not all it says.
+bool TakeFraction(Cursor& in, std::int32_t& milliseconds, bool& narrowed) noexcept {
   if (!IsDigit(in.next())) return false;
   std::int32_t unit = 100;
   for (; IsDigit(in.next()); in.Take(in.next())) {
     const std::int32_t digit = in.next() - '0';
-    if (unit == 0 && digit != 0) return false;
+    if (unit == 0 && digit != 0) narrowed = true;
     milliseconds += digit * unit;
     unit /= 10;
   }
   return true;
 }
 
-/// A time of day up to the end of the text.
-bool TakeTime(Cursor& in, DateTime& out) noexcept {
+/// "Z", "+02", "+02:00" or "+0200" behind a time of day: the minutes that it is ahead of UTC.
+bool TakeOffset(Cursor& in, std::int32_t& minutes) noexcept {
+  if (in.Take('Z') || in.Take('z')) return true;
+  const bool behind = in.next() == '-';
+  if (!in.Take(behind ? '-' : '+')) return false;
+  Number hours, rest;
+  if (!in.TakeNumber(4, hours)) return false;
+  if (hours.digits == 4) {
+    rest.value = hours.value % 100;
+    hours.value /= 100;
+  } else if (hours.digits != 2 || (in.Take(':') && (!in.TakeNumber(2, rest) || rest.digits != 2))) {
+    return false;
+  }
+  if (hours.value > 15 || rest.value > 59) return false;
+  minutes = (hours.value * 60 + rest.value) * (behind ? -1 : 1);
+  return true;
+}
+
+/// Takes the minutes away; false when the day would lie outside the calendar.
+bool ToUtc(DateTime& time, std::int32_t minutes) noexcept {
+  std::int32_t rest = time.milliseconds - minutes * kMinute;
+  if (rest < 0) {
+    rest += 24 * kHour;
+    --time.day;
+  } else if (rest >= 24 * kHour) {
+    rest -= 24 * kHour;
+    ++time.day;
+  }
+  time.milliseconds = rest;
+  return IsValidDate(FromDay(time.day));
+}
+
+/// A time of day up to the end of the text. Behind an ISO date it may have an offset from UTC, by
+/// which date and time are turned into those of UTC.
+bool TakeTime(Cursor& in, Value& out, bool with_offset) noexcept {
   Number hour, minute, second;
   if (!in.TakeNumber(2, hour) || !in.Take(':')) return false;
   if (!in.TakeNumber(2, minute) || minute.digits != 2) return false;
   std::int32_t milliseconds = 0;
   if (in.Take(':')) {
     if (!in.TakeNumber(2, second) || second.digits != 2) return false;
-    if (in.Take('.') && !TakeFraction(in, milliseconds)) return false;
+    if (in.Take('.') && !TakeFraction(in, milliseconds, out.narrowed)) return false;
   }
   in.TakeBlanks();
-  if (!in.done()) {
+  std::int32_t offset = 0;
+  if (!in.done() && !(with_offset && TakeOffset(in, offset) && in.done())) {
     const std::string_view half = in.TakeLetters();
     const bool pm = base::EqualIgnoreCase(half, "PM");
     if ((!pm && !base::EqualIgnoreCase(half, "AM")) || !in.done()) return false;
@@ -128,9 +162,9 @@ bool TakeTime(Cursor& in, DateTime& out) noexcept {
     hour.value = hour.value % 12 + (pm ? 12 : 0);
   }
   if (hour.value > 23 || minute.value > 59 || second.value > 59) return false;
-  out.milliseconds =
+  out.date_time.milliseconds =
       hour.value * kHour + minute.value * kMinute + second.value * 1000 + milliseconds;
-  return true;
+  return offset == 0 || ToUtc(out.date_time, offset);
 }
 
 /// One separator between the parts of a date; a blank for blanks alone, the character 0 for none.
@@ -196,7 +230,7 @@ constexpr std::int32_t TwoDigits(const char* at) noexcept {
 
 /// `yyyy-mm-dd`, alone or before a time, as nearly every file has it; false leaves the text to the
 /// general way.
-bool ParsePlainIso(std::string_view text, DateTime& out) noexcept {
+bool ParsePlainIso(std::string_view text, Value& out) noexcept {
   constexpr std::string_view kShape = "0000-00-00";
   if (text.size() < kShape.size()) return false;
   for (std::size_t i = 0; i < kShape.size(); ++i) {
@@ -205,11 +239,11 @@ bool ParsePlainIso(std::string_view text, DateTime& out) noexcept {
   const CivilDate date{TwoDigits(text.data()) * 100 + TwoDigits(text.data() + 2),
                        TwoDigits(text.data() + 5), TwoDigits(text.data() + 8)};
   if (!IsValidDate(date)) return false;
-  out = {ToDay(date), 0};
+  out.date_time = {ToDay(date), 0};
   if (text.size() == kShape.size()) return true;
   Cursor in(text.substr(kShape.size()));
   if (!in.Take('T') && !in.Take(' ')) return false;
-  return TakeTime(in, out);
+  return TakeTime(in, out, true);
 }
 
 void AppendPadded(std::int32_t number, std::size_t digits, std::string& out) {
@@ -232,24 +266,26 @@ void AppendTime(std::int32_t milliseconds, std::string& out) {
 
 }  // namespace
 
-bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out,
-                   bool& time_only) noexcept {
+bool ParseDateTime(std::string_view text, DateOrder order, Value& out) noexcept {
+  out.time_only = out.narrowed = false;
   if (ParsePlainIso(text, out)) return true;
-  time_only = ParseTimeOfDay(text, out);
-  if (time_only) return true;
+  out.narrowed = false;
+  out.time_only = ParseTimeOfDay(text, out);
+  if (out.time_only) return true;
   Cursor in(text);
   bool iso = false;
-  out = {};
-  if (!TakeDate(in, order, out, iso)) return false;
+  out.date_time = {};
+  if (!TakeDate(in, order, out.date_time, iso)) return false;
   if (in.done()) return true;
   if (!(iso && in.Take('T')) && !in.TakeBlanks()) return false;
-  return TakeTime(in, out);
+  return TakeTime(in, out, iso);
 }
 
-bool ParseTimeOfDay(std::string_view text, DateTime& out) noexcept {
+bool ParseTimeOfDay(std::string_view text, Value& out) noexcept {
   Cursor in(text);
-  out = {};
-  return TakeTime(in, out);
+  out.date_time = {};
+  out.narrowed = false;
+  return TakeTime(in, out, false);
 }
 
 std::string_view DateOrderWords(DateOrder order) noexcept {

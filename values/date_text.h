@@ -20,12 +20,14 @@ namespace kelvorin::values {
 ///   day and month are never swapped. Years of two digits are those of 1930 to 2029.
 /// - A month may be an English name or its first three letters: `15 Jan 2020`, `January 15, 2020`,
 ///   `2020-Jan-15`. Where both other numbers could be the year, `order` decides.
-/// - Times are `h:mm[:ss[.fff]]`, 0 to 23 hours, or 1 to 12 with AM or PM behind. Digits behind the
-///   milliseconds must be zeros.
-bool ParseDateTime(std::string_view text, DateOrder order, DateTime& out, bool& time_only) noexcept;
+/// - Times are `h:mm[:ss[.fff]]`, 0 to 23 hours, or 1 to 12 with AM or PM behind. Where digits
+///   behind the milliseconds are none of zeros, `narrowed` is set and they are left out.
+/// - Behind an ISO date the time may end in an offset from UTC (`Z`, `+02`, `+02:00`, `-0930`);
+///   date and time are then turned into those of UTC.
+bool ParseDateTime(std::string_view text, DateOrder order, Value& out) noexcept;
 
 /// Reads a time of day alone, onto day 0.
-bool ParseTimeOfDay(std::string_view text, DateTime& out) noexcept;
+bool ParseTimeOfDay(std::string_view text, Value& out) noexcept;
 
 /// "year-month-day", "day/month/year" or "month/day/year", for messages.
 std::string_view DateOrderWords(DateOrder order) noexcept;

@@ -70,9 +70,9 @@ Fit FitDate(const Value& value, const Resolution& resolution) noexcept {
   const std::int32_t rest = value.date_time.milliseconds;
   switch (resolution.time) {
     case Time::kMilliseconds:
-      return Fit::kWhole;
+      return value.narrowed ? Fit::kChanged : Fit::kWhole;
     case Time::kSeconds:
-      return rest % 1000 == 0 ? Fit::kWhole : Fit::kChanged;
+      return rest % 1000 == 0 && !value.narrowed ? Fit::kWhole : Fit::kChanged;
     case Time::kDateOnly:
       break;
   }

@@ -174,15 +174,14 @@ Status ParseBytes(std::string_view text, Value& out, std::string& scratch) {
 }
 
 Status ParseDate(std::string_view text, DateOrder order, Value& out) {
-  if (!ParseDateTime(text, order, out.date_time, out.time_only))
+  if (!ParseDateTime(text, order, out))
     return Refuse(text, " is no date in the order " + std::string(DateOrderWords(order)));
   out.kind = Kind::kDateTime;
   return Status();
 }
 
 Status ParseTime(std::string_view text, Value& out) {
-  if (!ParseTimeOfDay(text, out.date_time))
-    return Refuse(text, " is no time of day of the form hh:mm:ss");
+  if (!ParseTimeOfDay(text, out)) return Refuse(text, " is no time of day of the form hh:mm:ss");
   out.kind = Kind::kDateTime;
   return Status();
 }
