@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "apps/kelvorin/database_argument.h"
+#include "apps/kelvorin/passwords.h"
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
@@ -147,9 +148,9 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
   command.add_option("--into", o.into, "Target as KIND:DATABASE, e.g. DBase3:folder")->required();
   command.add_option("--table", o.table, "Target table")->required();
   command.add_option("--user", o.user, "User name of the target");
-  command.add_option("--password", o.password, "Password of the target");
+  AddPassword(command, "", "target", o.password);
   command.add_option("--source-user", o.source_user, "User name of the source");
-  command.add_option("--source-password", o.source_password, "Password of the source");
+  AddPassword(command, "source-", "source", o.source_password);
 
   AddTextOptions(command, o.text);
   command.add_option("--max-lines", o.max_lines, "Number of lines to import (0: all)")

@@ -5,6 +5,7 @@
 
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
+#include "apps/kelvorin/passwords.h"
 #include "settings/ini_file.h"
 #include "settings/setting_store.h"
 
@@ -46,8 +47,8 @@ int Show(const SettingsOptions& options) {
   nlohmann::ordered_json object = nlohmann::ordered_json::object();
   for (const settings::IniEntry& entry : entries) {
     const std::string key = ToUtf8(entry.key);
-    const std::string value =
-        ToUtf8(document.Value(options.name, entry.key).value_or(std::string_view()));
+    const std::string value = ToUtf8(
+        WithoutPasswords(document.Value(options.name, entry.key).value_or(std::string_view())));
     if (options.json) {
       object[key] = value;
     } else {

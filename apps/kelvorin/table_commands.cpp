@@ -6,6 +6,7 @@
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/output.h"
+#include "apps/kelvorin/passwords.h"
 #include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "database/drivers/register_drivers.h"
@@ -320,7 +321,7 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
         ->required();
     if (with_table) command->add_option("TABLE", options.table, "Name of the table")->required();
     command->add_option("--user", options.user, "User name, where the database wants one");
-    command->add_option("--password", options.password, "Password, where the database wants one");
+    AddPassword(*command, "", "database", options.password);
   };
 
   auto [tables, tables_options] = add("tables", "List the tables of a database", Tables);

@@ -1,0 +1,106 @@
+#include "apps/kelvorin/passwords.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include "base/M_STRING.h"
+
+namespace kelvorin::app {
+namespace {
+
+/// The first line without its end; fails when there is none.
+std::string FirstLine(std::istream& in, const std::string& option, const std::string& name) {
+  std::string line;
+  if (!std::getline(in, line))
+    throw CLI::ValidationError(option, "no password can be read from '" + name + "'");
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
+std::string ReadPassword(const std::string& option, const std::string& file) {
+  if (file == "-") return FirstLine(std::cin, option, "standard input");
+  std::ifstream in(file, std::ios::binary);
+  return FirstLine(in, option, file);
+}
+
+/// The terminal's echo, off while this lives.
+class Silence {
+ public:
+  Silence() {
+    tcgetattr(STDIN_FILENO, &before_);
+    termios silent = before_;
+    silent.c_lflag &= static_cast<tcflag_t>(~ECHO);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  }
+  ~Silence() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  termios before_{};
+};
+
+std::string AskPassword(const std::string& option, const std::string& of) {
+  if (isatty(STDIN_FILENO) == 0)
+    throw CLI::ValidationError(option, "there is no terminal to ask on");
+  std::fprintf(stderr, "Password of the %s: ", of.c_str());
+  const Silence silence;
+  const std::string password = FirstLine(std::cin, option, "the terminal");
+  std::fputc('\n', stderr);
+  return password;
+}
+
+}  // namespace
+
+void AddPassword(CLI::App& command, const std::string& prefix, const std::string& of,
+                 std::string& password) {
+  std::string variable = "KELVORIN_" + base::UpperAscii(prefix) + "PASSWORD";
+  for (char& c : variable)
+    if (c == '-') c = '_';
+  command.add_option("--" + prefix + "password", password, "Password of the " + of)
+      ->envname(variable);
+  const std::string from_file = "--" + prefix + "password-file";
+  command.add_option_function<std::string>(
+      from_file,
+      [&password, from_file](const std::string& file) { password = ReadPassword(from_file, file); },
+      "File whose first line is the password of the " + of + " (-: standard input)");
+  const std::string ask = "--ask-" + prefix + "password";
+  command.add_flag_callback(
+      ask, [&password, ask, of] { password = AskPassword(ask, of); },
+      "Ask for the password of the " + of + " on the terminal");
+}
+
+std::string WithoutPasswords(std::string_view value) {
+  std::string shown;
+  for (std::size_t at = 0; at < value.size();) {
+    // A part ends at ";"; inside braces that is an ordinary character.
+    const std::size_t equals = value.find('=', at);
+    std::size_t end = value.find(';', at);
+    const bool has_key = equals < end;
+    if (has_key && equals + 1 < value.size() && value[equals + 1] == '{') {
+      end = equals + 2;
+      while (end < value.size() && (value[end] != '}' || value.substr(end, 2) == "}}"))
+        end += value[end] == '}' ? 2 : 1;
+      end = value.find(';', std::min(end, value.size()));
+    }
+    end = std::min(end, value.size());
+    const std::string_view key =
+        has_key ? base::Trim(value.substr(at, equals - at)) : std::string_view();
+    if ((base::EqualIgnoreCase(key, "PWD") || base::EqualIgnoreCase(key, "Password")) &&
+        end > equals + 1) {
+      shown += value.substr(at, equals + 1 - at);
+      shown += "***";
+    } else {
+      shown += value.substr(at, end - at);
+    }
+    if (end < value.size()) shown += ';';
+    at = end + 1;
+  }
+  return shown;
+}
+
+}  // namespace kelvorin::app
