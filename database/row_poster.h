@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -51,6 +52,9 @@ struct PostOptions {
 class RowPoster {
  public:
   virtual ~RowPoster() = default;
+  /// Whether the server reads this text into the field, though no value of the engine's holds all
+  /// that it says: digits behind the milliseconds, a date before the year 1, an endless one.
+  virtual bool TakesText(std::size_t field, std::string_view text) const noexcept = 0;
   /// Takes a copy of the record's values, one for each field the poster was made with: text for
   /// whatever the server shall read by itself, else a value of the field's own kind. A Null key of
   /// an update finds the records whose field is Null. `record_no` is the caller's own number. Fails
@@ -64,6 +68,10 @@ class RowPoster {
   virtual std::size_t Waiting() const noexcept = 0;
   /// Whether more than one record may wait at a time. When false every `Add` posts its record.
   virtual bool Grouped() const noexcept = 0;
+  /// Asked several times a second from now on while the server or a lock is waited for; true ends
+  /// the waiting and the posting: `Add` and `Flush` fail with kStopped, records without an outcome
+  /// may be stored or not. By default a poster waits as long as the driver is set to.
+  virtual void StopWhen(std::function<bool()> stop) = 0;
   /// Deletes all records of the table. To be called before the first `Add`.
   virtual Status DeleteAll() noexcept = 0;
 };

@@ -183,7 +183,7 @@ Status ImportRun::PostLater() {
   record.processed = processed_;
   const Status status = writer_->Post(place_);
   KV_TRY(std::exchange(receiver_failure_, Status()));
-  if (status.ok() || stop_) return Status();
+  if (status.ok() || stop_ || GaveUp(status)) return Status();
   waiting_.pop_back();  // it was not taken
   KV_TRY(FlushPosts());
   return stop_ ? Status() : RecordError(status);
@@ -193,9 +193,16 @@ Status ImportRun::FlushPosts() {
   if (waiting_.empty()) return Status();
   const Status status = writer_->Flush();
   KV_TRY(std::exchange(receiver_failure_, Status()));
-  if (status.ok() || stop_) return Status();
+  if (status.ok() || stop_ || GaveUp(status)) return Status();
   step_ = Step::kPost;
   return status;
+}
+
+bool ImportRun::GaveUp(const Status& status) noexcept {
+  if (status.code() != Code::kStopped || !progress_.cancelled()) return false;
+  result_.cancelled = true;
+  waiting_.clear();
+  return true;
 }
 
 void ImportRun::Stored(std::int64_t) {

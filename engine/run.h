@@ -59,6 +59,8 @@ class ImportRun final : private database::RowReceiver {
   // --- Records posted in groups.
   Status PostLater();
   Status FlushPosts();
+  /// Whether the user cancelled while the server was waited for; what waits has no outcome then.
+  bool GaveUp(const Status& status) noexcept;
   void Stored(std::int64_t record_no) override;
   bool Refused(std::int64_t record_no, const Status& why) override;
 

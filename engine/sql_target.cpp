@@ -85,6 +85,7 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     return std::move(outcome_);
   }
 
+  void StopWhen(std::function<bool()> stop) override { poster_->StopWhen(std::move(stop)); }
   Status MoveOn() override { return Status(); }
   void Cancel() override {}
   std::int64_t replaced_characters() const noexcept override { return 0; }

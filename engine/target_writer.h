@@ -3,6 +3,7 @@
 // statements. Which of the two, and in which write mode, is decided before the first record.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -57,6 +58,9 @@ class TargetWriter {
   virtual Status MoveOn() = 0;
   /// Abandons a record begun.
   virtual void Cancel() = 0;
+  /// Asked several times a second while a server is waited for; true ends the waiting, and what was
+  /// waited for fails with kStopped.
+  virtual void StopWhen(std::function<bool()>) {}
   /// Characters that the target could not hold so far.
   virtual std::int64_t replaced_characters() const noexcept = 0;
 };

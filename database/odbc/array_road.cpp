@@ -31,10 +31,10 @@ void AppendElement(std::string_view text, std::string& out) {
 ArrayRoad::ArrayRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
                      const std::vector<std::string>& element_types)
     : SqlRoad(session, into, refuses_doubles, limits), columns_(element_types.size()) {
-  sql_ = this->into() + "SELECT * FROM unnest(";
+  // In the list of targets the arrays run side by side without a table in between.
+  sql_ = this->into() + "SELECT ";
   for (std::size_t i = 0; i < element_types.size(); ++i)
-    sql_ += (i == 0 ? "?::" : ",?::") + Utf8Name(element_types[i]) + "[]";
-  sql_ += ')';
+    sql_ += (i == 0 ? "unnest(?::" : ",unnest(?::") + Utf8Name(element_types[i]) + "[])";
 }
 
 void ArrayRoad::Fill(const RecordBatch& batch, BatchRange range) {
@@ -83,8 +83,7 @@ PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
   try {
     Fill(batch, range);
     PrepareAndBind();
-    const auto waiting = prepared_.Waits();
-    const SQLRETURN result = SQLExecute(prepared_.get());
+    const SQLRETURN result = prepared_.ExecutePrepared();
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
     PostFailure failure = FailureOf(prepared_);
     if (failure.lost) prepared_ = Statement();

@@ -143,16 +143,44 @@ std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry
   return columns;
 }
 
-// SQLite's driver tells a type's word without its length, and a length where none was declared.
-void TakeDeclaredTypes(const Session& session, const TableEntry& table,
-                       std::vector<ColumnFacts>& columns) {
-  const auto rows =
-      QueryRows(session.connection(),
-                "SELECT name, type FROM pragma_table_info(" + Literal(session, table.name) + ")",
-                "cannot read the fields of table '" + table.shown + "'");
-  for (const auto& row : rows)
-    for (ColumnFacts& column : columns)
-      if (column.name == row[0]) column.type_name = row[1];
+// SQLite's driver tells a name only from its last "." on, a type's word without its length, and a
+// length where none was declared. The columns of a query for all stand in the order of the table's.
+void TakeDeclaration(const Session& session, const TableEntry& table,
+                     std::vector<ColumnFacts>& columns) {
+  const auto rows = QueryRows(session.connection(),
+                              "SELECT name, type FROM pragma_table_xinfo(" +
+                                  Literal(session, table.name) + ") WHERE hidden<>1 ORDER BY cid",
+                              "cannot read the fields of table '" + table.shown + "'");
+  if (rows.size() != columns.size())
+    database::Throw(Code::kCorrupt, database::ErrorNumber::kOdbcCallFailed,
+                    "table '" + table.shown + "' has " + std::to_string(rows.size()) +
+                        " fields by its definition and " + std::to_string(columns.size()) +
+                        " in a query");
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    columns[i].name = rows[i][0];
+    columns[i].type_name = rows[i][1];
+  }
+}
+
+// PostgreSQL's driver calls most types texts or unknown.
+void TakeCatalogTypes(const Session& session, const TableEntry& table,
+                      std::vector<ColumnFacts>& columns) {
+  const std::vector<CatalogType> types = CatalogTypes(session, table);
+  if (types.size() != columns.size()) return;  // the driver's own words must do
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    ColumnFacts& column = columns[i];
+    column.type_name = types[i].name;
+    const bool is_text = types[i].category == "S" || column.type_name == "xml";
+    column.refuses_empty = !is_text;
+    column.unlimited = column.type_name == "numeric" && types[i].modifier < 0;
+    const bool described_as_text = column.sql_type == SQL_CHAR || column.sql_type == SQL_VARCHAR ||
+                                   column.sql_type == SQL_WCHAR ||
+                                   column.sql_type == SQL_WVARCHAR || column.sql_type == SQL_BIT;
+    // A time of day with a zone is none of the engine's times; nobody knows how long others get.
+    if (column.type_name == "timetz" ||
+        (described_as_text && !is_text && column.type_name != "bool"))
+      column.sql_type = SQL_LONGVARCHAR;
+  }
 }
 
 bool SameColumns(const IndexDef& index, const std::vector<std::string>& columns) {
@@ -253,6 +281,21 @@ std::string Literal(const Session& session, std::string_view text) {
   return sql;
 }
 
+std::vector<CatalogType> CatalogTypes(const Session& session, const TableEntry& table) {
+  const auto rows = QueryRows(
+      session.connection(),
+      "SELECT b.typname, b.typcategory, CASE WHEN t.typtype='d' THEN t.typtypmod ELSE a.atttypmod "
+      "END FROM pg_attribute a JOIN pg_type t ON t.oid=a.atttypid LEFT JOIN pg_type d ON "
+      "d.oid=t.typbasetype JOIN pg_type b ON b.oid=CASE WHEN t.typtype<>'d' THEN t.oid WHEN "
+      "d.typtype<>'d' THEN d.oid ELSE d.typbasetype END WHERE a.attrelid=" +
+          Literal(session, SqlName(session, table)) +
+          "::regclass AND a.attnum>0 AND NOT a.attisdropped ORDER BY a.attnum",
+      "cannot read the fields of table '" + table.shown + "'");
+  std::vector<CatalogType> types;
+  for (const auto& row : rows) types.push_back({row[0], row[1], base::ParseInteger(row[2])});
+  return types;
+}
+
 std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string_view what) {
   SQLSMALLINT count = 0;
   statement.Check(SQLNumResultCols(statement.get(), &count), what);
@@ -292,6 +335,19 @@ std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string
   return columns;
 }
 
+std::string IdentityOf(Session& session, const TableEntry& table) {
+  std::string database = session.Identity();
+  if (database.empty()) return {};
+  if (session.facts().server == Server::kPostgres) {
+    const auto rows = QueryRows(
+        session.connection(),
+        "SELECT " + Literal(session, SqlName(session, table)) + "::regclass::oid", "no identity");
+    return database + "/" + rows.front().front();
+  }
+  const bool any_case = session.facts().server == Server::kSqlite;
+  return database + "/" + (any_case ? base::LowerAscii(table.name) : table.name);
+}
+
 database::TableDef DescribeTable(const Session& session, const TableEntry& table) {
   const std::string what = "cannot read the fields of table '" + table.shown + "'";
   database::TableDef def;
@@ -301,7 +357,8 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
   std::vector<ColumnFacts> columns = DescribeColumns(statement, what);
   statement.CloseCursor();
-  if (session.facts().server == Server::kSqlite) TakeDeclaredTypes(session, table, columns);
+  if (session.facts().server == Server::kSqlite) TakeDeclaration(session, table, columns);
+  if (session.facts().server == Server::kPostgres) TakeCatalogTypes(session, table, columns);
   for (const ColumnFacts& column : columns)
     def.Fields.push_back(FieldOf(column, session.facts().server));
   def.Indexes = ReadStatistics(session, table, def);

@@ -35,6 +35,19 @@ std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string
 /// their key cannot be looked up.
 database::TableDef DescribeTable(const Session& session, const TableEntry& table);
 
+/// The same text for the same table, whatever connection leads to it; empty where the server does
+/// not tell.
+std::string IdentityOf(Session& session, const TableEntry& table);
+
+/// PostgreSQL: what the catalog says of each column in the table's order. A domain is told as what
+/// it is made of.
+struct CatalogType {
+  std::string name;           // "int4"
+  std::string category;       // "S" for texts
+  std::int64_t modifier = 0;  // length or digits in the server's form, negative for none
+};
+std::vector<CatalogType> CatalogTypes(const Session& session, const TableEntry& table);
+
 /// Text as a quoted literal for the room's own questions.
 std::string Literal(const Session& session, std::string_view text);
 

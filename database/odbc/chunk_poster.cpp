@@ -59,7 +59,7 @@ Status ChunkPoster::Add(std::int64_t record_no, std::span<const values::Value> r
   const std::size_t unsent = batch_.size() - sent_;
   const bool enough =
       limits_.whole_batches
-          ? unsent >= limits_.commit_records || BytesFrom(sent_) >= kMostUncommittedBytes
+          ? unsent >= limits_.most_records || BytesFrom(sent_) >= kMostUncommittedBytes
           : unsent >= chunk_records_ || BytesFrom(sent_) >= limits_.most_bytes;
   if (enough) {
     SendWaiting();
@@ -119,6 +119,7 @@ bool ChunkPoster::SendSome(std::size_t end, bool suspected) {
   }
   PostFailure failure = road_.Send(batch_, range);
   if (failure.try_again && range.size() > 1) failure = road_.Send(batch_, range);
+  if (failure.cancelled()) return Cancel();
   if (!failure.failed()) {
     sent_ = range.end;
     if (!in_transaction_) Acknowledge(range.end);
@@ -126,6 +127,7 @@ bool ChunkPoster::SendSome(std::size_t end, bool suspected) {
   }
   ++failures_;
   if (failure.lost) return Resolve({acknowledged_, range.end}, failure);
+  if (failure.undone) return SendAgain(range);
   if (range.size() == 1) {
     // What stands before the bad record is made sure of first: whoever hears of the error may stop
     // the run or wait for a person.
@@ -162,6 +164,21 @@ bool ChunkPoster::SendSingly(std::size_t end) {
   return true;
 }
 
+// The failure took back what had been sent before it. All of it goes again, and from now on every
+// statement commits itself, so that a later failure finds nothing to take back.
+bool ChunkPoster::SendAgain(BatchRange undone) {
+  in_transaction_ = false;
+  limits_.commit_records = 0;
+  sent_ = acknowledged_;
+  return SendUpTo(undone.first) && SendSome(undone.end);
+}
+
+// What was sent has no outcome that anybody waits for.
+bool ChunkPoster::Cancel() {
+  stopped_ = true;
+  return false;
+}
+
 // The server went away with these records: it may have them or not.
 bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
   in_transaction_ = false;
@@ -173,6 +190,7 @@ bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
     } else {
       one = failure;
     }
+    if (one.cancelled()) return Cancel();
     if (!one.failed()) {
       Acknowledge(i + 1);
     } else if (!RefuseRecord(i, one)) {
@@ -191,9 +209,11 @@ bool ChunkPoster::CommitSent(std::size_t replay_to) {
     Acknowledge(sent_);
     return true;
   }
+  if (failure.cancelled()) return Cancel();
   if (failure.lost) return Resolve({acknowledged_, replay_to}, failure);
   for (std::size_t i = acknowledged_; i < replay_to; ++i) {
     const PostFailure one = road_.Send(batch_, {i, i + 1});
+    if (one.cancelled()) return Cancel();
     if (!one.failed()) {
       Acknowledge(i + 1);
     } else if (!RefuseRecord(i, one)) {

@@ -25,9 +25,12 @@ struct PostFailure {
   std::vector<database::PendingError> errors;
   bool lost = false;       // the server is gone; whether it has the records is unknown
   bool try_again = false;  // the server undid the statement for the sake of another writer
+  bool undone = false;     // the whole open transaction is gone with it
   /// The record that the server stopped at, where it tells: those of the range before it are good.
   std::optional<std::size_t> stopped_at;
   bool failed() const noexcept { return !status.ok(); }
+  /// Somebody ended the waiting for the server: nothing more is to be sent.
+  bool cancelled() const noexcept { return status.code() == Code::kStopped; }
 };
 
 /// What people are shown of a failure that no server told.
@@ -84,6 +87,8 @@ class ChunkPoster {
   bool SendUpTo(std::size_t end);
   bool SendHalves(std::size_t end);
   bool SendSingly(std::size_t end);
+  bool SendAgain(BatchRange undone);
+  bool Cancel();
   bool Resolve(BatchRange doubtful, const PostFailure& failure);
   bool CommitSent(std::size_t replay_to);
   bool RefuseRecord(std::size_t record, const PostFailure& failure);

@@ -15,21 +15,32 @@ struct Addition {
   std::string_view key;
   std::string_view value;
   bool streaming_only;
+  bool always = false;  // whatever the connect string or the data source says
 };
 
-// Unknown keys are ignored by the drivers, so all are added whatever the driver is.
+// Unknown keys are ignored by the drivers, so all are added whatever the driver is. Those that are
+// ours always would else let a data source cut, convert or repeat values unseen.
 constexpr Addition kAdditions[] = {
-    {"Protocol", "7.4-2", false},         // PostgreSQL: a failing statement undoes only itself
-    {"MaxVarcharSize", "100000", false},  // PostgreSQL: tells varchar from varchar(255)
-    {"CHARSET", "utf8mb4", false},        // MariaDB: text is UTF-8
+    {"Protocol", "7.4-2", false, true},  // PostgreSQL: a failing statement undoes only itself
+    {"MaxVarcharSize", "100000", false, true},  // PostgreSQL: tells varchar from varchar(255)
+    {"BoolsAsChar", "1", false, true},          // PostgreSQL: how truth values look
+    {"TrueIsMinus1", "0", false, true},
+    {"LFConversion", "0", false, true},   // PostgreSQL: line ends stay as they are
+    {"ShowOidColumn", "0", false, true},  // PostgreSQL: no columns that the table has not
+    {"RowVersioning", "0", false, true},
+    {"CHARSET", "utf8mb4", false, true},  // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
     {"OPTION", "2", false},               // MariaDB: an update counts the records it found
     {"READ_TIMEOUT", "600", false},  // MariaDB: seconds for one answer, then the server is lost
     {"WRITE_TIMEOUT", "600", false},
     {"KeepaliveTime", "60", false},  // PostgreSQL: seconds of silence until the network is tried
     {"KeepaliveInterval", "10", false},
+    {"NoTXN", "0", false, true},    // SQLite: transactions
+    {"StepAPI", "0", false, true},  // SQLite: no lock is held between two pages
+    {"LongNames", "0", false, true},
+    {"JDConv", "0", false, true},    // SQLite: dates as they are
     {"NoCreat", "1", false},         // SQLite: a mistyped name makes no file
-    {"Timeout", "5000", false},      // SQLite: wait for a lock; milliseconds
+    {"Timeout", "1", false, true},   // SQLite: locks are waited for by this room, not its driver
     {"UseDeclareFetch", "1", true},  // PostgreSQL: a window of the result instead of all
     {"Fetch", "1000", true},         // rows of that window
 };
@@ -86,14 +97,20 @@ bool Has(const std::vector<std::pair<std::string, std::string>>& pairs, std::str
 Result<std::string> DriverConnectText(const database::ConnectString& connect,
                                       ConnectPurpose purpose, const DataSourceHasKey& has_key) {
   std::vector<std::pair<std::string, std::string>> pairs;
+  const auto ours = [](std::string_view key) {
+    return std::any_of(std::begin(kAdditions), std::end(kAdditions), [&](const Addition& addition) {
+      return addition.always && base::EqualIgnoreCase(addition.key, key);
+    });
+  };
   for (const auto& [key, value] : connect.pairs())
-    if (!value.empty() && !Has(pairs, key)) pairs.emplace_back(key, value);
+    if (!value.empty() && !Has(pairs, key) && !ours(key)) pairs.emplace_back(key, value);
   if (!Has(pairs, "DSN") && !Has(pairs, "DRIVER"))
     return Refuse("the connect string names no data source");
 
   for (const Addition& addition : kAdditions) {
     if (addition.streaming_only && purpose != ConnectPurpose::kStreaming) continue;
-    if (Has(pairs, addition.key) || (has_key && has_key(addition.key))) continue;
+    if (!addition.always && (Has(pairs, addition.key) || (has_key && has_key(addition.key))))
+      continue;
     pairs.emplace_back(addition.key, addition.value);
   }
   std::string ansi;

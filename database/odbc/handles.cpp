@@ -4,12 +4,16 @@
 #include <array>
 
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "database/engine.h"
 
 namespace kelvorin::database::odbc {
 namespace {
 
 using database::PendingError;
+
+constexpr SQLINTEGER kSqliteBusy = 5;
+constexpr SQLINTEGER kSqliteLocked = 6;
 
 SQLPOINTER Number(SQLULEN value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);  // how attributes carry numbers
@@ -28,6 +32,16 @@ std::string Shown(std::string_view text) {
     out += c;
   }
   return out;
+}
+
+/// Whether SQLite's file or table is locked by another connection.
+bool IsLocked(SQLSMALLINT handle_type, SQLHANDLE handle) noexcept {
+  SQLINTEGER number = 0;
+  SQLSMALLINT length = 0;
+  std::array<SQLCHAR, 6> state{};
+  return Succeeded(
+             SQLGetDiagRec(handle_type, handle, 1, state.data(), &number, nullptr, 0, &length)) &&
+         (number == kSqliteBusy || number == kSqliteLocked);
 }
 
 bool Contains(std::string_view text, std::string_view part) noexcept {
@@ -154,12 +168,17 @@ void Connection::LimitAnswers(int seconds) {
   if (socket_) watch_ = std::make_shared<AnswerWatch>(*socket_, std::int64_t{seconds} * 1000);
 }
 
+void Connection::WaitForLocks(std::int64_t milliseconds) {
+  waiting_ = std::make_shared<Waiting>(milliseconds, socket_);
+}
+
 Connection& Connection::operator=(Connection&& other) noexcept {
   if (this != &other) {
     Close();
     handle_ = std::move(other.handle_);
     socket_ = other.socket_;
     watch_ = std::move(other.watch_);
+    waiting_ = std::move(other.waiting_);
   }
   return *this;
 }
@@ -201,7 +220,11 @@ void Connection::SetAutocommit(bool on) {
 
 void Connection::Commit() {
   const AnswerWatch::Call waiting(watch_.get());
-  const SQLRETURN result = SQLEndTran(SQL_HANDLE_DBC, get(), SQL_COMMIT);
+  SQLRETURN result = SQLEndTran(SQL_HANDLE_DBC, get(), SQL_COMMIT);
+  while (!Succeeded(result) && waiting_ && waiting_->waits_for_locks() &&
+         IsLocked(SQL_HANDLE_DBC, get()) && waiting_->TryLockAgain())
+    result = SQLEndTran(SQL_HANDLE_DBC, get(), SQL_COMMIT);
+  if (Succeeded(result) && waiting_) waiting_->Succeeded();
   Check(result, SQL_HANDLE_DBC, get(), "the records cannot be committed");
   if (Dead())
     ThrowDiagnosis("the records cannot be committed",
@@ -215,6 +238,7 @@ void Connection::Rollback() noexcept {
 
 Statement::Statement(const Connection& connection)
     : watch_(connection.watch_),
+      waiting_(connection.waiting_),
       handle_(connection.get(), SQL_HANDLE_DBC, "no further statement can be made") {
   SQLSetStmtAttr(get(), SQL_ATTR_NOSCAN, Number(SQL_NOSCAN_ON), 0);
 }
@@ -226,6 +250,7 @@ Statement& Statement::operator=(Statement&& other) noexcept {
       handle_ = std::move(other.handle_);
     }
     watch_ = std::move(other.watch_);
+    waiting_ = std::move(other.waiting_);
   }
   return *this;
 }
@@ -236,9 +261,29 @@ Statement::~Statement() {
 }
 
 SQLRETURN Statement::Send(std::string_view sql) {
-  const auto waiting = Waits();
   CloseCursor();
-  return SQLExecDirect(get(), Chars(sql), static_cast<SQLINTEGER>(sql.size()));
+  return WaitFor(
+      [&] { return SQLExecDirect(get(), Chars(sql), static_cast<SQLINTEGER>(sql.size())); });
+}
+
+SQLRETURN Statement::ExecutePrepared() {
+  return WaitFor([&] { return SQLExecute(get()); });
+}
+
+SQLRETURN Statement::WaitFor(const std::function<SQLRETURN()>& call) {
+  const auto watched = Waits();
+  if (!waiting_) return call();
+  SQLRETURN result = waiting_->Run(get(), call);
+  if (!waiting_->waits_for_locks()) return result;
+  const auto locked = [&] {
+    return result != SQL_NO_DATA && !Succeeded(result) && IsLocked(SQL_HANDLE_STMT, get());
+  };
+  while (locked() && waiting_->TryLockAgain()) {
+    CloseCursor();
+    result = call();
+  }
+  if (Succeeded(result)) waiting_->Succeeded();
+  return result;
 }
 
 void Statement::Execute(std::string_view sql, std::string_view what) {
@@ -262,11 +307,10 @@ bool Statement::Fetch(std::string_view what) {
   return true;
 }
 
-bool Statement::GetText(SQLUSMALLINT column, std::string& out, std::string_view what) {
+bool Statement::GetUtf8(SQLUSMALLINT column, std::string& out, std::string_view what) {
   out.clear();
   std::array<char, 65536> piece;
   bool any = false;
-  std::string utf8;
   for (;;) {
     SQLLEN indicator = 0;
     const SQLRETURN result = SQLGetData(get(), column, SQL_C_CHAR, piece.data(),
@@ -277,13 +321,17 @@ bool Statement::GetText(SQLUSMALLINT column, std::string& out, std::string_view 
     any = true;
     const bool more = indicator == SQL_NO_TOTAL || indicator >= static_cast<SQLLEN>(piece.size());
     const std::size_t size = more ? piece.size() - 1 : static_cast<std::size_t>(indicator);
-    if (!more && utf8.empty()) {
-      AppendAnsiText({piece.data(), size}, out);
-      return true;
-    }
-    utf8.append(piece.data(), size);
+    out.append(piece.data(), size);
     if (!more || result == SQL_SUCCESS) break;
   }
+  return any;
+}
+
+bool Statement::GetText(SQLUSMALLINT column, std::string& out, std::string_view what) {
+  const bool any = GetUtf8(column, out, what);
+  if (base::AnsiPage().is_utf8() || base::AsciiPrefix(out) == out.size()) return any;
+  const std::string utf8 = std::move(out);
+  out.clear();
   AppendAnsiText(utf8, out);
   return any;
 }

@@ -7,6 +7,7 @@
 #include <sqlext.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@
 #include "database/odbc/answer_watch.h"
 #include "database/odbc/sql_text.h"
 #include "database/odbc/utf8.h"
+#include "database/odbc/waiting.h"
 
 namespace kelvorin::database::odbc {
 
@@ -108,6 +110,15 @@ class Connection {
   void Close() noexcept;
   /// From now on a server that owes an answer for longer counts as lost.
   void LimitAnswers(int seconds);
+  /// How long this connection and its statements wait for a lock of SQLite; 0 where the driver does
+  /// so by itself.
+  void WaitForLocks(std::int64_t milliseconds);
+  /// Asked from now on while there is something to wait for.
+  void StopWhen(Waiting::Stop stop) {
+    if (waiting_) waiting_->StopWhen(std::move(stop));
+  }
+  /// Whether somebody ended the waiting.
+  bool stopped() const noexcept { return waiting_ && waiting_->stopped(); }
 
   std::string Info(SQLUSMALLINT what) const;
   /// Whether the driver itself knows that the server is gone.
@@ -124,6 +135,7 @@ class Connection {
   std::optional<os::SocketIdentity> socket_;  // the driver's, when it can be told
   // Shared with the statements, some of which outlive a connection that was lost.
   std::shared_ptr<AnswerWatch> watch_;
+  std::shared_ptr<Waiting> waiting_;
 };
 
 /// A statement handle on an open connection.
@@ -146,19 +158,25 @@ class Statement {
   /// is the driver's: SQL_NO_DATA for a change that met no row. Statements reach the server as they
   /// are: the driver does not look for escape clauses in them.
   SQLRETURN Send(std::string_view sql);
+  /// Runs the prepared statement.
+  SQLRETURN ExecutePrepared();
   /// The same for a statement in the ANSI page, checked.
   void Execute(std::string_view sql, std::string_view what);
   /// Lets go of an open result; harmless when there is none.
   void CloseCursor() noexcept;
   /// The next row; false behind the last one.
   bool Fetch(std::string_view what);
-  /// A column of the current row as text of the ANSI page, from 1; false for Null. `out` is
-  /// cleared.
+  /// A column of the current row, from 1, in UTF-8; false for Null. `out` is cleared.
+  bool GetUtf8(SQLUSMALLINT column, std::string& out, std::string_view what);
+  /// The same as text of the ANSI page.
   bool GetText(SQLUSMALLINT column, std::string& out, std::string_view what);
   std::int64_t RowCount() const noexcept;
 
  private:
+  SQLRETURN WaitFor(const std::function<SQLRETURN()>& call);
+
   std::shared_ptr<AnswerWatch> watch_;
+  std::shared_ptr<Waiting> waiting_;
   Handle<SQL_HANDLE_STMT> handle_;
 };
 

@@ -83,6 +83,9 @@ std::string TypeOf(const FieldDef& field, Server server, std::int32_t longest) {
   if ((field.Type == TypeCode::kText || field.Type == TypeCode::kChar) && field.Size >= 1 &&
       field.Size <= longest)
     return "VARCHAR" + InParentheses(field.Size);
+  if (server == Server::kMariaDb && field.Decimals > 3 &&
+      (field.Type == TypeCode::kDate || field.Type == TypeCode::kTimeStamp))
+    return "DATETIME(6)";
   if (field.Type != TypeCode::kNumeric && field.Type != TypeCode::kDecimal)
     return WordsOf(field.Type).Of(server);
   if (server == Server::kSqlite && (field.Size < 1 || field.Size > kExactDigits))

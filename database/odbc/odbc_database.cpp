@@ -5,6 +5,7 @@
 #include "database/odbc/new_table.h"
 #include "database/odbc/row_posters.h"
 #include "database/odbc/snapshot.h"
+#include "database/odbc/sqlite_reads.h"
 #include "database/wall.h"
 
 namespace kelvorin::database::odbc {
@@ -56,6 +57,8 @@ std::int64_t OdbcDatabase::DoExecute(std::string_view sql, std::int32_t) {
 
 std::int64_t OdbcDatabase::Run(std::string_view utf8) {
   session_.RequireConnection();
+  const SqliteWriter writer(session_.facts().server == Server::kSqlite ? session_.Identity()
+                                                                       : std::string());
   try {
     Statement statement(session_.connection());
     const SQLRETURN result = statement.Send(utf8);

@@ -88,14 +88,17 @@ PostFailure ParameterRoad::Abandon(PostFailure failure) {
 // Where the driver cannot send an array at once it sends record by record, so the array has a
 // transaction around it: a chunk is stored whole or not at all.
 PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
-  if (range.size() < kLeastRecords || session().lost() || !Fill(batch, range))
+  // In a packet each value has its length before it.
+  const std::size_t packet = session().facts().most_packet_bytes;
+  const bool fits =
+      packet == 0 || 2 * (batch.Bytes(range) + 9 * range.size() * columns_.size()) < packet;
+  if (range.size() < kLeastRecords || !fits || session().lost() || !Fill(batch, range))
     return SqlRoad::Send(batch, range);
   try {
     Prepare();
     Bind(range.size());
     RunTransaction("START TRANSACTION");
-    const auto waiting = prepared_.Waits();
-    const SQLRETURN result = SQLExecute(prepared_.get());
+    const SQLRETURN result = prepared_.ExecutePrepared();
     if (!Succeeded(result) && result != SQL_NO_DATA) {
       PostFailure failure = FailureOf(prepared_);
       AskWhere(range, failure);

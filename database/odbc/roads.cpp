@@ -32,6 +32,9 @@ std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one
   const std::string into = InsertText(session, target.table, target.fields);
   const bool escapes = session.facts().dialect.backslash_escapes;
   PostRoad::Limits limits;
+  // What stands around the values, and quotes that stand doubled, count as well.
+  if (const std::size_t packet = session.facts().most_packet_bytes; packet != 0)
+    limits.most_bytes = std::min(limits.most_bytes, packet / 4);
   if (one_by_one || !rules.chunks)
     return std::make_unique<SqlRoad>(session, into, refuses_doubles, limits);
   switch (session.facts().server) {

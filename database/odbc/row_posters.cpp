@@ -4,6 +4,8 @@
 
 #include "database/engine.h"
 #include "database/odbc/sql_road.h"
+#include "database/odbc/sqlite_reads.h"
+#include "database/odbc/text_values.h"
 #include "database/wall.h"
 #include "os/system.h"
 
@@ -20,8 +22,18 @@ class Poster : public database::RowPoster {
       : engine_(engine),
         session_(session),
         table_(SqlName(session, target.table)),
-        field_count_(target.fields.size()) {}
+        writer_(session.facts().server == Server::kSqlite ? session.Identity() : std::string()),
+        field_count_(target.fields.size()) {
+    for (const std::string& field : target.fields)
+      fields_.push_back(target.def.Fields[static_cast<std::size_t>(target.def.FindField(field))]);
+  }
 
+  ~Poster() override { session_.StopWhen({}); }
+
+  void StopWhen(std::function<bool()> stop) final { session_.StopWhen(std::move(stop)); }
+  bool TakesText(std::size_t field, std::string_view text) const noexcept final {
+    return ServerTakes(session_.facts().server, fields_[field], text);
+  }
   Status Add(std::int64_t record_no, std::span<const Value> row) noexcept final {
     return Guarded([&]() -> Status {
       if (row.size() != field_count_)
@@ -62,7 +74,9 @@ class Poster : public database::RowPoster {
   database::DBEngine& engine_;
   Session& session_;
   std::string table_;
+  SqliteWriter writer_;
   std::size_t field_count_;
+  std::vector<database::FieldDef> fields_;
 };
 
 class InsertPoster final : public Poster {

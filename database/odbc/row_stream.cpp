@@ -28,10 +28,27 @@ std::size_t CellBytes(const database::FieldDef& field) {
       return 0;
     case TypeCode::kNumeric:
     case TypeCode::kDecimal:
+      if (field.Size < 1) return 0;
       return static_cast<std::size_t>(field.Size) + 40;
     default:
       return 64;
   }
+}
+
+// Types of PostgreSQL that its driver hands out as the server writes them.
+constexpr std::string_view kPlainTypes[] = {"int2",    "int4", "int8", "float4",  "float8",
+                                            "numeric", "bool", "text", "varchar", "bpchar",
+                                            "name",    "uuid", "xml",  "bytea",   "citext"};
+
+// U+FDD0, which is no character and so begins no text.
+constexpr std::string_view kHexMark = "\xEF\xB7\x90";
+
+// What stands behind the mark, two digits a byte.
+void DecodeHex(std::string_view digits, std::string& out) {
+  const auto value = [](char c) { return c <= '9' ? c - '0' : c - 'A' + 10; };
+  out.clear();
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    out += static_cast<char>(value(digits[i]) << 4 | value(digits[i + 1]));
 }
 
 SQLPOINTER Number(std::size_t value) noexcept {
@@ -57,7 +74,7 @@ void RowStream::PlanColumns(bool bind) {
     Column& column = columns_[i];
     column.skipped = values::IsBinary(fields_[i].Type);
     column.cell_bytes = column.skipped ? 0 : CellBytes(fields_[i]);
-    column.bound = bind && column.cell_bytes != 0;
+    column.bound = bind && column.cell_bytes != 0 && KeepsLengths();
     has_unbound_ |= !column.bound && !column.skipped;
     if (column.bound) row_bytes += column.cell_bytes + sizeof(SQLLEN);
   }
@@ -66,6 +83,12 @@ void RowStream::PlanColumns(bool bind) {
   // A column that is not bound can be read of the last row of a block only.
   block_rows_ =
       has_unbound_ ? 1 : std::clamp<std::size_t>(kBlockBytes / row_bytes, 1, kMostBlockRows);
+}
+
+// Whether no value can be longer than its cell, or a row with one can be asked for again.
+bool RowStream::KeepsLengths() const noexcept {
+  const Server server = session_.facts().server;
+  return server == Server::kPostgres || server == Server::kMariaDb || !row_number_name_.empty();
 }
 
 void RowStream::LearnPaging() {
@@ -78,8 +101,8 @@ void RowStream::LearnPaging() {
     if (taken) continue;
     try {
       const auto rows = QueryRows(
-          session_.connection(),
-          "SELECT max(" + std::string(name) + ") FROM " + SqlName(session_, table_), what_);
+          connection(), "SELECT max(" + std::string(name) + ") FROM " + SqlName(session_, table_),
+          what_);
       final_row_number_ = rows.front().front().empty() ? "0" : rows.front().front();
       row_number_name_ = name;
     } catch (const Error&) {
@@ -89,24 +112,51 @@ void RowStream::LearnPaging() {
   }
 }
 
-// A column as it is asked for. Some servers write a number's text with fewer digits than the number
-// has, and MariaDB's bit comes as a raw byte.
-void RowStream::AppendColumn(const database::FieldDef& field, std::string& sql) const {
-  const Server server = session_.facts().server;
-  std::string name;
-  AppendName(field.Name, session_.facts().dialect, name);
-  if (server == Server::kSqlite && values::IsNumber(field.Type)) {
+// SQLite writes a number's text with fewer digits than the number has, and its driver ends a text
+// at its first character of code 0: such a text comes in hexadecimal digits behind a mark.
+std::string RowStream::SqliteColumn(const database::FieldDef& field,
+                                    const std::string& name) const {
+  if (values::IsNumber(field.Type))
     // as few digits as bring the same number back: 15 by itself, else 16 or 17
-    sql += "CASE WHEN typeof(" + name + ")<>'real' OR CAST(CAST(" + name +
+    return "CASE WHEN typeof(" + name + ")<>'real' OR CAST(CAST(" + name +
            " AS TEXT) AS REAL)=" + name + " THEN " + name + " WHEN CAST(printf('%!.16g'," + name +
            ") AS REAL)=" + name + " THEN printf('%!.16g'," + name + ") ELSE printf('%!.17g'," +
            name + ") END";
-  } else if (server == Server::kMariaDb && field.Type == TypeCode::kBoolean) {
-    sql += name + "+0";
-  } else if (server == Server::kMariaDb && field.Type == TypeCode::kSingle) {
-    sql += name + "+0e0";
-  } else {
-    sql += name;
+  if (!values::IsText(field.Type)) return name;
+  return "CASE WHEN typeof(" + name + ")='text' AND (instr(" + name + ",char(0))>0 OR substr(" +
+         name + ",1,1)=char(64976)) THEN char(64976)||hex(" + name + ") ELSE " + name + " END";
+}
+
+// PostgreSQL's driver reads dates before the year 1 and endless ones as others, and a zone of the
+// session's into what has one: their texts are the server's own. MariaDB's bit comes as a raw byte.
+void RowStream::LearnColumns() {
+  const Server server = session_.facts().server;
+  std::vector<CatalogType> types;
+  if (server == Server::kPostgres) types = CatalogTypes(session_, table_);
+  selected_.clear();
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    std::string& sql = selected_.emplace_back();
+    if (columns_[i].skipped) continue;
+    std::string name;
+    AppendName(fields_[i].Name, session_.facts().dialect, name);
+    sql = name;
+    if (server == Server::kSqlite) {
+      sql = SqliteColumn(fields_[i], name);
+    } else if (server == Server::kMariaDb && fields_[i].Type == TypeCode::kBoolean) {
+      sql = name + "+0";
+    } else if (server == Server::kMariaDb && fields_[i].Type == TypeCode::kSingle) {
+      sql = name + "+0e0";
+    } else if (types.size() == fields_.size()) {
+      const std::string& type = types[i].name;
+      if (type == "money") {
+        sql = name + "::numeric";
+      } else if (type == "timestamptz") {
+        sql = "(" + name + " AT TIME ZONE 'UTC')::text";
+      } else if (std::find(std::begin(kPlainTypes), std::end(kPlainTypes), type) ==
+                 std::end(kPlainTypes)) {
+        sql = name + "::text";
+      }
+    }
   }
 }
 
@@ -114,11 +164,7 @@ std::string RowStream::SelectText() const {
   std::string sql = "SELECT ";
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (i != 0) sql += ',';
-    if (columns_[i].skipped) {
-      sql += "NULL";
-    } else {
-      AppendColumn(fields_[i], sql);
-    }
+    sql += selected_[i].empty() ? "NULL" : selected_[i];
   }
   if (!row_number_name_.empty()) sql += "," + row_number_name_;
   sql += " FROM " + SqlName(session_, table_);
@@ -128,21 +174,30 @@ std::string RowStream::SelectText() const {
   return sql + " ORDER BY " + row_number_name_ + " LIMIT " + std::to_string(page_rows_);
 }
 
+// Rows are read on a connection of their own, so that all of them are those of one moment, also
+// when they are asked for again.
+void RowStream::Connect() {
+  const Server server = session_.facts().server;
+  statement_ = Statement();
+  if (server == Server::kPostgres && !own_connection_.open()) {
+    own_connection_ = session_.OpenStream();
+    own_connection_.SetAutocommit(false);
+    Statement(own_connection_)
+        .Execute("SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY", what_);
+  }
+  if (server == Server::kSqlite && !own_connection_.open() && !session_.Identity().empty()) {
+    own_connection_ = session_.OpenStream();
+    reads_.emplace(own_connection_, session_.Identity());
+  }
+  statement_ = Statement(connection());
+}
+
 void RowStream::Restart() {
   session_.RequireConnection();
-  if (session_.facts().server == Server::kPostgres) {
-    if (!own_connection_.open()) {
-      own_connection_ = session_.OpenStream();
-      own_connection_.SetAutocommit(false);  // a cursor, and the same rows when asked again
-      Statement(own_connection_)
-          .Execute("SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY", what_);
-    }
-    if (!statement_) statement_ = Statement(own_connection_);
-  } else {
-    statement_ = Statement();
-    statement_ = Statement(session_.connection());
-    LearnPaging();
-  }
+  Connect();
+  if (selected_.empty()) LearnColumns();
+  if (session_.facts().server == Server::kSqlite) LearnPaging();
+  PlanColumns(true);
   last_row_number_.clear();
   page_rows_ = has_unbound_ ? kFirstMemoPageRows : kMostPageRows;
   rows_passed_ = 0;
@@ -218,12 +273,13 @@ bool RowStream::Next() {
       Send();
     }
     if (AnyCut()) {
-      // A server that does not keep to declared lengths: read on without cells of fixed width.
-      const std::int64_t passed = rows_passed_;
+      // SQLite keeps to no declared length: the rows behind the last one passed are asked for anew,
+      // without cells of fixed width.
+      if (row_number_name_.empty())
+        database::Throw(Code::kCorrupt, database::ErrorNumber::kOdbcCallFailed,
+                        what_ + ": a value is longer than the server declared");
       PlanColumns(false);
-      Restart();
-      while (rows_passed_ < passed)
-        if (!Next()) return false;
+      Send();
       return Next();
     }
   }
@@ -249,7 +305,7 @@ void RowStream::LoadUnbound() {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     Column& column = columns_[i];
     if (column.bound || column.skipped) continue;
-    column.is_null = !statement_.GetText(static_cast<SQLUSMALLINT>(i + 1), column.text, what_);
+    column.is_null = !statement_.GetUtf8(static_cast<SQLUSMALLINT>(i + 1), column.text, what_);
     bytes_in_page_ += column.text.size() + 32;
   }
 }
@@ -268,19 +324,28 @@ void RowStream::Read(std::size_t field, Value& out) {
   if (column.bound) {
     if (column.sizes[row_in_block_] == SQL_NULL_DATA) return;
     text = CellText(column);
-    if (values::IsText(type) && !base::AnsiPage().is_utf8()) {
-      column.scratch.clear();
-      AppendAnsiText(text, column.scratch);
-      text = column.scratch;
-    }
   } else {
     LoadUnbound();
     if (column.is_null) return;
     text = column.text;
   }
+  if (values::IsText(type)) text = InAnsi(text, column);
+  // What is no value of the type, or more than one, comes as the text it is.
   if (values::IsText(type) ||
-      !values::ValueFormat::Neutral().Parse(text, type, out, column.scratch).ok() || out.IsNull())
+      !values::ValueFormat::Neutral().Parse(text, type, out, column.scratch).ok() || out.IsNull() ||
+      out.narrowed)
     out = Value::Text(text);
+}
+
+std::string_view RowStream::InAnsi(std::string_view text, Column& column) const {
+  if (session_.facts().server == Server::kSqlite && text.starts_with(kHexMark)) {
+    DecodeHex(text.substr(kHexMark.size()), column.decoded);
+    text = column.decoded;
+  }
+  if (base::AnsiPage().is_utf8()) return text;
+  column.scratch.clear();
+  AppendAnsiText(text, column.scratch);
+  return column.scratch;
 }
 
 }  // namespace kelvorin::database::odbc

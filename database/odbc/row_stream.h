@@ -4,11 +4,13 @@
 // themselves. Used by this room's record set alone.
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "database/odbc/catalog.h"
 #include "database/odbc/session.h"
+#include "database/odbc/sqlite_reads.h"
 #include "database/table_def.h"
 #include "values/value.h"
 
@@ -42,12 +44,20 @@ class RowStream {
     std::string text;           // value of the current row when it is not bound
     bool is_null = false;
     std::string scratch;  // digits or converted text of the value handed out
+    std::string decoded;  // a text that came in hexadecimal digits
   };
 
   void PlanColumns(bool bind);
   void Bind(Column& column, SQLUSMALLINT place);
   void LearnPaging();
-  void AppendColumn(const database::FieldDef& field, std::string& sql) const;
+  void LearnColumns();
+  std::string SqliteColumn(const database::FieldDef& field, const std::string& name) const;
+  void Connect();
+  const Connection& connection() const noexcept {
+    return own_connection_.open() ? own_connection_ : session_.connection();
+  }
+  bool KeepsLengths() const noexcept;
+  std::string_view InAnsi(std::string_view text, Column& column) const;
   std::string SelectText() const;
   void Send();
   bool FetchBlock();
@@ -60,7 +70,9 @@ class RowStream {
   TableEntry table_;
   const std::vector<database::FieldDef>& fields_;
   std::string what_;
-  Connection own_connection_;  // PostgreSQL: where the cursor lives
+  Connection own_connection_;          // where the cursor or the reading transaction lives
+  std::optional<SqliteReads> reads_;   // on it; goes first
+  std::vector<std::string> selected_;  // how each column is asked for; empty: not at all
   Statement statement_;
   std::vector<Column> columns_;
   bool has_unbound_ = false;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 
 #include "base/M_STRING.h"
 #include "database/engine.h"
@@ -14,6 +15,7 @@ namespace {
 // As long as the drivers that know these limits by themselves are told to wait.
 constexpr int kLogonSeconds = 15;
 constexpr int kAnswerSeconds = 600;
+constexpr std::int64_t kLockMilliseconds = 5000;
 
 Server ServerOf(std::string_view dbms_name) noexcept {
   if (base::StartsWithIgnoreCase(dbms_name, "SQLite")) return Server::kSqlite;
@@ -32,6 +34,26 @@ std::string QueryText(const Connection& connection, std::string_view sql, std::s
 
 void Run(const Connection& connection, std::string_view sql, std::string_view what) {
   Statement(connection).Execute(sql, what);
+}
+
+// What a data source or an account may have set otherwise: values would be read or stored as
+// others.
+void SetUpPostgres(const Connection& connection, std::string_view what) {
+  for (const char* sql :
+       {"SET client_encoding='UTF8'", "SET standard_conforming_strings=on",
+        "SET DateStyle='ISO, YMD'", "SET IntervalStyle='postgres'", "SET TimeZone='UTC'",
+        "SET bytea_output='hex'", "SET extra_float_digits=3", "SET synchronize_seqscans=off"})
+    Run(connection, sql, what);
+}
+
+// Without these a value that does not fit is cut, rounded to a limit or replaced, a 0 counts a
+// number up, and a backslash ends a text.
+void SetUpMariaDb(const Connection& connection, std::string_view what) {
+  Run(connection,
+      "SET SESSION sql_mode='STRICT_ALL_TABLES,STRICT_TRANS_TABLES,NO_ENGINE_SUBSTITUTION,"
+      "ERROR_FOR_DIVISION_BY_ZERO,NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES', time_zone='+00:00', "
+      "group_concat_max_len=1048576",
+      what);
 }
 
 /// Whether the server takes "\" in quoted text as an escape.
@@ -69,9 +91,13 @@ Connection Session::LogOn(ConnectPurpose purpose) const {
       connect_, purpose, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
   if (!text.ok()) throw Error(std::move(text).status());
   Connection connection(environment_, *text, name_, Seconds("CONN_TIMEOUT", kLogonSeconds));
+  const Server server = ServerOf(connection.Info(SQL_DBMS_NAME));
   // PostgreSQL's driver waits for a silent server for good.
-  if (ServerOf(connection.Info(SQL_DBMS_NAME)) == Server::kPostgres)
-    connection.LimitAnswers(Seconds("READ_TIMEOUT", kAnswerSeconds));
+  if (server == Server::kPostgres) connection.LimitAnswers(Seconds("READ_TIMEOUT", kAnswerSeconds));
+  const std::string lock_wait = Setting("Timeout");
+  connection.WaitForLocks(server != Server::kSqlite ? 0
+                          : lock_wait.empty()       ? kLockMilliseconds
+                                                    : base::ParseInteger(lock_wait));
   return connection;
 }
 
@@ -87,16 +113,19 @@ void Session::SetUp() {
   bool escapes = TakesBackslash(connection_, what);
   switch (facts_.server) {
     case Server::kSqlite:
+      // Between double quotes a name that is none would be taken for a text.
+      facts_.dialect.identifier_quote = "`";
       Run(connection_, "SELECT COUNT(*) FROM sqlite_master", what);
       break;
     case Server::kPostgres:
-      if (escapes) Run(connection_, "SET standard_conforming_strings=on", what);
+      SetUpPostgres(connection_, what);
       facts_.default_schema = QueryText(connection_, "SELECT current_schema()", what);
       break;
     case Server::kMariaDb:
-      if (escapes)
-        Run(connection_, "SET sql_mode=CONCAT(@@sql_mode,',NO_BACKSLASH_ESCAPES')", what);
+      SetUpMariaDb(connection_, what);
       facts_.current_catalog = QueryText(connection_, "SELECT DATABASE()", what);
+      facts_.most_packet_bytes = static_cast<std::size_t>(
+          base::ParseInteger(QueryText(connection_, "SELECT @@max_allowed_packet", what)));
       break;
     case Server::kOther:
       break;
@@ -106,7 +135,56 @@ void Session::SetUp() {
 }
 
 Connection Session::OpenStream() const {
-  return LogOn(ConnectPurpose::kStreaming);
+  Connection stream = LogOn(ConnectPurpose::kStreaming);
+  if (facts_.server == Server::kPostgres) SetUpPostgres(stream, "cannot read from '" + name_ + "'");
+  return stream;
+}
+
+namespace {
+
+// The file must not be opened for this: closing it would take away the locks that SQLite holds.
+std::string FileIdentity(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path plain = std::filesystem::canonical(path, error);
+  return error ? path : plain.string();
+}
+
+}  // namespace
+
+void Session::StopWhen(Waiting::Stop stop) {
+  stop_ = std::move(stop);
+  connection_.StopWhen(stop_);
+}
+
+const std::string& Session::Identity() {
+  if (identity_) return *identity_;
+  identity_.emplace();
+  try {
+    switch (facts_.server) {
+      case Server::kSqlite: {
+        const std::string path = QueryText(
+            connection_, "SELECT file FROM pragma_database_list WHERE name='main'", "no file");
+        if (!path.empty()) identity_ = FileIdentity(path);
+        break;
+      }
+      case Server::kPostgres:
+        identity_ = QueryText(connection_,
+                              "SELECT system_identifier||':'||(SELECT oid FROM pg_database WHERE "
+                              "datname=current_database()) FROM pg_control_system()",
+                              "no identity");
+        break;
+      case Server::kMariaDb:
+        identity_ = QueryText(connection_,
+                              "SELECT CONCAT(@@hostname,':',@@port,':',@@datadir,':',DATABASE())",
+                              "no identity");
+        break;
+      case Server::kOther:
+        break;
+    }
+  } catch (const Error&) {
+    // a server that does not tell: nothing can be known to be the same
+  }
+  return *identity_;
 }
 
 void Session::Note(const Diagnosis& diagnosis) noexcept {
@@ -120,6 +198,7 @@ bool Session::Reconnect() noexcept {
     connection_.Close();
     connection_ = LogOn(ConnectPurpose::kOrdinary);
     SetUp();
+    connection_.StopWhen(stop_);
     lost_ = false;
   } catch (...) {
     gave_up_ = true;  // why it failed no longer matters: the loss itself is what is reported

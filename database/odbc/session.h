@@ -3,6 +3,7 @@
 // was lost. Shared by a database's record sets, statements and bulk inserters; further connections
 // for reading are made here too. Included by .cpp files of this room only.
 
+#include <optional>
 #include <string>
 
 #include "database/connect_string.h"
@@ -20,6 +21,7 @@ struct ServerFacts {
   std::string current_catalog;  // MariaDB: the database; else as the driver tells
   std::string default_schema;   // PostgreSQL; empty elsewhere
   SqlDialect dialect;
+  std::size_t most_packet_bytes = 0;  // of a statement; 0: no limit is known
 };
 
 class Session {
@@ -33,6 +35,13 @@ class Session {
 
   /// A further connection for reading, on which PostgreSQL hands out a result window by window.
   Connection OpenStream() const;
+
+  /// Asked from now on while the server or a lock is waited for, also after a loss.
+  void StopWhen(Waiting::Stop stop);
+
+  /// The server's own name for the database, the same through every connection; empty where it
+  /// tells none. Of SQLite the file.
+  const std::string& Identity();
 
   /// To be called with every diagnosis: remembers when the server is gone.
   void Note(const Diagnosis& diagnosis) noexcept;
@@ -53,12 +62,14 @@ class Session {
   void SetUp();
 
   database::ConnectString connect_;
+  Waiting::Stop stop_;
   std::string name_;
   Environment environment_;
   Connection connection_;
   ServerFacts facts_;
   bool lost_ = false;
   bool gave_up_ = false;
+  std::optional<std::string> identity_;
 };
 
 }  // namespace kelvorin::database::odbc

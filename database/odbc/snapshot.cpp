@@ -8,7 +8,8 @@ Snapshot::Snapshot(database::Database& database, database::TableDef def, Session
                    TableEntry table)
     : Recordset(database, database::RecordsetType::kSnapshot, std::move(def)),
       session_(session),
-      table_(std::move(table)) {
+      table_(std::move(table)),
+      identity_(IdentityOf(session, table_)) {
   OpenAtFirst();
 }
 

@@ -8,13 +8,16 @@
 
 #include "database/odbc/row_stream.h"
 #include "database/recordset.h"
+#include "database/table_identity.h"
 
 namespace kelvorin::database::odbc {
 
-class Snapshot final : public database::Recordset {
+class Snapshot final : public database::Recordset, public database::TableIdentity {
  public:
   Snapshot(database::Database& database, database::TableDef def, Session& session,
            TableEntry table);
+
+  const std::string& Identity() const noexcept override { return identity_; }
 
  private:
   bool DoMoveFirst() override;
@@ -34,6 +37,7 @@ class Snapshot final : public database::Recordset {
 
   Session& session_;
   TableEntry table_;
+  std::string identity_;
   std::optional<RowStream> stream_;  // made when a row is needed
   std::int64_t position_ = 0;        // of the current record, from 0
   std::optional<std::int64_t> count_;

@@ -10,6 +10,8 @@ namespace {
 
 // A failed question costs what sending so few records again does.
 constexpr std::size_t kLeastAsked = 6;
+// What a packet holds beside the statement.
+constexpr std::size_t kPacketRest = 16;
 
 }  // namespace
 
@@ -54,6 +56,7 @@ PostFailure SqlRoad::FailureOf(const Statement& statement) {
   failure.status = database::MakeStatus(CodeOf(first), database::ErrorNumber::kOdbcCallFailed,
                                         first.description);
   failure.errors = std::move(diagnosis.errors);
+  if (session_.connection().stopped()) failure.status = Status(Code::kStopped, "cancelled");
   return failure;
 }
 
@@ -75,7 +78,8 @@ PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
 
 // Known from MariaDB 10.7 on; an older one refuses the question and is not asked again.
 void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
-  if (!tells_where_ || !failure.failed() || failure.lost || range.size() < kLeastAsked) return;
+  const bool asked = failure.failed() && !failure.lost && !failure.errors.front().state.empty();
+  if (!tells_where_ || !asked || range.size() < kLeastAsked) return;
   try {
     const auto rows = QueryRows(session_.connection(),
                                 "BEGIN NOT ATOMIC GET DIAGNOSTICS CONDITION 1 @kelvorin_row = "
@@ -91,9 +95,25 @@ void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
 
 PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
   try {
+    if (session_.connection().stopped()) {
+      PostFailure failure;
+      failure.status = Status(Code::kStopped, "cancelled");
+      return failure;
+    }
     if (session_.lost()) {
       ForgetStatement();
       session_.RequireConnection();
+    }
+    // A longer one would cost the connection, and with it the neighbours of its record.
+    const std::size_t most = session_.facts().most_packet_bytes;
+    if (most != 0 && sql.size() + kPacketRest > most) {
+      PostFailure failure;
+      failure.status = database::MakeStatus(
+          Code::kTooLong, database::ErrorNumber::kOdbcCallFailed,
+          "the statement has " + std::to_string(sql.size()) + " bytes, and the server takes " +
+              std::to_string(most) + " at most (max_allowed_packet)");
+      failure.errors = ErrorsOf(failure.status);
+      return failure;
     }
     if (!statement_) statement_ = Statement(session_.connection());
     const SQLRETURN result = statement_.Send(sql);
@@ -103,6 +123,7 @@ PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
     }
     PostFailure failure = FailureOf(statement_);
     if (failure.lost) ForgetStatement();
+    failure.undone = !failure.lost && in_transaction_ && !TransactionLives();
     return failure;
   } catch (const Error& error) {
     // No statement to be had: the connection is gone before anything was sent.
@@ -112,6 +133,21 @@ PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
     ForgetStatement();
     return failure;
   }
+}
+
+bool SqlRoad::TransactionLives() noexcept {
+  try {
+    Statement probe(session_.connection());
+    if (!Succeeded(probe.Send("BEGIN")) &&
+        Diagnose(SQL_HANDLE_STMT, probe.get())
+                .errors.front()
+                .description.find("within a transaction") != std::string::npos)
+      return true;
+  } catch (const Error&) {
+    // whatever it is, nothing of it may stay
+  }
+  EndTransaction();
+  return false;
 }
 
 PostFailure SqlRoad::Begin() {
@@ -133,6 +169,7 @@ PostFailure SqlRoad::Commit() {
     failure = FailureOf(error);
     session_.Note(Diagnosis{failure.errors});
     failure.lost = session_.lost();
+    if (session_.connection().stopped()) failure.status = Status(Code::kStopped, "cancelled");
     session_.connection().Rollback();
   }
   try {

@@ -31,6 +31,9 @@ class SqlRoad : public PostRoad {
  protected:
   /// What the statement's diagnostics say, and what that means for the session.
   PostFailure FailureOf(const Statement& statement);
+  /// After a failed statement: whether the transaction around it is still open. SQLite drops it at
+  /// some failures, as of a full disk; its driver does not notice.
+  bool TransactionLives() noexcept;
   /// Right after a failed statement of several records: notes which one the server stopped at.
   void AskWhere(BatchRange range, PostFailure& failure);
   static PostFailure FailureOf(const Error& error);

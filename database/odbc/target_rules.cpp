@@ -27,7 +27,8 @@ bool HasWord(const std::string& sql, std::string_view word) {
 }
 
 // A conflict clause can undo the whole transaction or keep what a failing statement did before; so
-// can triggers that raise. With foreign keys on, a child may pass in front of its parent.
+// can triggers that raise, and tables that triggers write to. With foreign keys on, a child may
+// pass in front of its parent.
 TargetRules SqliteRules(const Session& session, const TableEntry& table) {
   const Questions ask(session, table);
   TargetRules rules;
@@ -37,8 +38,11 @@ TargetRules SqliteRules(const Session& session, const TableEntry& table) {
     const std::string& sql = row.back();
     if (row.front() == "table" && (HasWord(sql, "CONFLICT") || HasWord(sql, "CREATE VIRTUAL")))
       rules.chunks = false;
-    if (row.front() == "trigger" && (HasWord(sql, "ROLLBACK") || HasWord(sql, "FAIL")))
-      rules.chunks = false;
+    if (row.front() == "trigger")
+      rules.chunks &= !ask.Any(
+          "SELECT 1 FROM sqlite_master WHERE (type='trigger' AND (sql LIKE '%ROLLBACK%' OR sql "
+          "LIKE "
+          "'%FAIL%')) OR (type='table' AND sql LIKE '%CONFLICT%') LIMIT 1");
   }
   if (!rules.chunks) return rules;
   const Rows keys_on = ask.Ask("PRAGMA foreign_keys");
@@ -75,7 +79,27 @@ TargetRules PostgresRules(const Session& session, const TableEntry& table,
       tree +
       "SELECT 1 FROM pg_constraint c JOIN tree t ON c.conrelid = t.oid WHERE c.contype = 'f' "
       "AND c.confrelid IN (SELECT oid FROM tree) LIMIT 1");
-  rules.chunks = !other_kind && !triggers && !rewritten && !own_parent;
+  // What a check, a default or a domain calls may look at the table, unless it promises not to; a
+  // row policy may look by itself.
+  const bool looks = ask.Any(
+      tree +
+      ", called(classid, objid) AS (SELECT 'pg_constraint'::regclass::oid, c.oid FROM "
+      "pg_constraint "
+      "c WHERE c.conrelid IN (SELECT oid FROM tree) OR c.contypid IN (SELECT a.atttypid FROM "
+      "pg_attribute a JOIN tree t ON a.attrelid = t.oid UNION SELECT d.typbasetype FROM "
+      "pg_attribute "
+      "a JOIN tree t ON a.attrelid = t.oid JOIN pg_type d ON d.oid = a.atttypid) UNION ALL SELECT "
+      "'pg_attrdef'::regclass::oid, f.oid FROM pg_attrdef f JOIN tree t ON f.adrelid = t.oid) "
+      "SELECT "
+      "1 FROM called JOIN pg_depend d ON d.classid = called.classid AND d.objid = called.objid "
+      "LEFT "
+      "JOIN pg_operator o ON d.refclassid = 'pg_operator'::regclass AND o.oid = d.refobjid JOIN "
+      "pg_proc p ON p.oid = CASE WHEN d.refclassid = 'pg_proc'::regclass THEN d.refobjid ELSE "
+      "o.oprcode::oid END WHERE p.provolatile <> 'i' AND p.pronamespace <> "
+      "'pg_catalog'::regnamespace "
+      "LIMIT 1");
+  const bool policies = ask.Any(tree + "SELECT 1 FROM tree WHERE row_security_active(oid) LIMIT 1");
+  rules.chunks = !other_kind && !triggers && !rewritten && !own_parent && !looks && !policies;
   if (!rules.chunks) return rules;
 
   const Rows columns = ask.Ask(

@@ -4,7 +4,6 @@
 #include <sqlext.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "base/M_STRING.h"
 
@@ -58,15 +57,28 @@ bool SetBySqliteWord(FieldDef& field, const ColumnFacts& column) {
   return true;
 }
 
-// PostgreSQL's driver tells most types as texts. Those whose input must not be empty.
-bool RefusesEmptyText(const std::string& type_name) {
-  static constexpr std::string_view kTypes[] = {
-      "bool",     "json",      "jsonb",    "inet",      "cidr",  "macaddr",   "macaddr8",
-      "bit",      "varbit",    "interval", "timetz",    "point", "line",      "lseg",
-      "box",      "path",      "polygon",  "circle",    "oid",   "int4range", "int8range",
-      "numrange", "daterange", "tsrange",  "tstzrange", "pg_lsn"};
-  return type_name.starts_with('_') ||  // arrays
-         std::find(std::begin(kTypes), std::end(kTypes), type_name) != std::end(kTypes);
+// SQLite keeps a number with a point as floating point and a date as the text it is.
+void SetKept(FieldDef& field, const ColumnFacts& column, Server server) {
+  using Number = values::Resolution::Number;
+  using Time = values::Resolution::Time;
+  if (server == Server::kSqlite) {
+    if (field.Type == TypeCode::kNumeric || field.Type == TypeCode::kDecimal ||
+        field.Type == TypeCode::kCurrency)
+      field.Keeps.number = Number::kDouble;
+    return;
+  }
+  if (column.unlimited) field.Keeps.number = Number::kAllDigits;
+  if (field.Type == TypeCode::kCurrency) {  // PostgreSQL's money
+    field.Keeps.number = Number::kDecimals;
+    field.Decimals = 2;
+  }
+  if (column.sql_type == SQL_TYPE_TIMESTAMP || column.sql_type == SQL_TYPE_TIME)
+    field.Decimals = column.scale;
+  if (column.sql_type == SQL_TYPE_DATE) {
+    field.Keeps.time = Time::kDateOnly;
+  } else if (column.scale < 3) {
+    field.Keeps.time = Time::kSeconds;
+  }
 }
 
 }  // namespace
@@ -88,6 +100,10 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
       no_sign ? Set(field, TypeCode::kLong, 4) : Set(field, TypeCode::kInteger, 2);
       break;
     case SQL_INTEGER:
+      if (server == Server::kSqlite) {  // whose integers have 64 bits
+        Set(field, TypeCode::kBigInt, 8);
+        break;
+      }
       no_sign ? Set(field, TypeCode::kBigInt, 8) : Set(field, TypeCode::kLong, 4);
       break;
     case SQL_BIGINT:
@@ -96,8 +112,8 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
     case SQL_NUMERIC:
     case SQL_DECIMAL:
       Set(field, column.sql_type == SQL_NUMERIC ? TypeCode::kNumeric : TypeCode::kDecimal,
-          column.size);
-      field.Decimals = column.scale;
+          column.unlimited ? 0 : column.size);
+      field.Decimals = column.unlimited ? 0 : column.scale;
       break;
     case SQL_REAL:
       Set(field, TypeCode::kSingle, 4);
@@ -115,7 +131,6 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
     case SQL_WVARCHAR:
       if (server == Server::kSqlite && SetBySqliteWord(field, column)) break;
       SetText(field, column.size);
-      field.AllowZeroLength = server != Server::kPostgres || !RefusesEmptyText(column.type_name);
       break;
     case SQL_BINARY:
     case SQL_VARBINARY:
@@ -145,6 +160,8 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
     default:
       Set(field, TypeCode::kMemo, 0);
   }
+  if (values::IsText(field.Type)) field.AllowZeroLength = !column.refuses_empty;
+  SetKept(field, column, server);
   return field;
 }
 

@@ -22,6 +22,8 @@ struct ColumnFacts {
   bool is_unsigned = false;
   bool is_auto = false;
   bool refuses_null = false;
+  bool refuses_empty = false;  // an empty text is no value of the type
+  bool unlimited = false;      // decimals without a declared precision
 };
 
 database::FieldDef FieldOf(const ColumnFacts& column, Server server);

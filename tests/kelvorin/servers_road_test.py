@@ -103,6 +103,46 @@ class ServersRoad(unittest.TestCase):
             if got != wanted:
                 self.fail(f"{wanted!r} became {got!r}")
 
+    def kelvorin(self, *words, status=0, **environment):
+        done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, text=True, timeout=120, check=False,
+                              env={**place.environment, **environment})
+        self.assertEqual(done.returncode, status, done.stdout + done.stderr)
+        return done.stdout + done.stderr
+
+    def test_a_table_is_not_imported_into_itself(self):
+        place.sql("CREATE TABLE itself (id INTEGER PRIMARY KEY, t VARCHAR(20))")
+        place.sql("INSERT INTO itself VALUES (1,'a'),(2,'b')")
+        name = self.folder / "ini" / "odbc.ini"
+        name.parent.mkdir()
+        keys = place.connect.replace("DRIVER=", "Driver=").replace(";", "\n")
+        name.write_text(f"[Other]\n{keys}\n")
+        for source in (self.target, "ODBC:Other"):
+            said = self.kelvorin("import", source, "--source-table", "itself", "--into", self.target, "--table",
+                                 "itself", "--empty-target", status=3, ODBCINI=str(name))
+            self.assertIn("same table", said)
+        self.assertEqual(len(place.rows("itself")), 2)
+
+    def test_passwords_stay_off_the_command_line(self):
+        if SERVER != "mariadb":
+            self.skipTest("the other servers ask for none here")
+        place.sql("CREATE USER guarded@'%' IDENTIFIED BY 's;e}c r%'; GRANT ALL ON imp.* TO guarded@'%'")
+        target = self.target.replace("UID=root", "UID=guarded")
+        (self.folder / "secret").write_text("s;e}c r%\n")
+        (self.folder / "wrong").write_text("another\n")
+        self.kelvorin("tables", target, status=3)
+        self.kelvorin("tables", target, "--password-file", self.folder / "wrong", status=3)
+        self.kelvorin("tables", target, "--password-file", self.folder / "secret")
+        self.kelvorin("tables", target, KELVORIN_PASSWORD="s;e}c r%")
+        place.sql("CREATE TABLE guarded (id INTEGER)")
+        (self.folder / "one.csv").write_text("id\n1\n")
+        ini = self.folder / "jobs.ini"
+        self.kelvorin("import", target, "--source-table", "guarded", "--source-password-file",
+                      self.folder / "secret", "--into", f"DBase3:{self.folder}", "--table", "copy", "--create",
+                      "--save-as", "Job", "--ini", ini)
+        shown = self.kelvorin("settings", "show", "Job", "--ini", ini)
+        self.assertIn("UID=guarded", shown)
+        self.assertNotIn("s;e", shown)
+
     def test_registered_makers(self):
         with open(OUI, newline="", encoding="utf-8") as file:
             rows = list(csv.reader(file))

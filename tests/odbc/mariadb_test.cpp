@@ -1,5 +1,7 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
+
 #include "tests/odbc/driver_checks.h"
 #include "tests/odbc/odbc_backend.h"
 #include "tests/odbc/open_source.h"
@@ -63,6 +65,45 @@ TEST_CASE("MariaDB") {
   CheckRandomPosting(*source, "mariadb");
 }
 
+TEST_CASE("MariaDB: values come and go as they are whatever the server and the source set") {
+  TestServer& server = SharedServer("mariadb");
+  if (!server.running()) return;
+  DataSourceFolder sources;
+  const std::string connect = "ODBC;DSN=" + sources.AddServer(server) + ";UID=root;";
+  {
+    OpenSource source(connect);
+    Execute(*source, "SET GLOBAL sql_mode=''");
+    Execute(*source, "SET GLOBAL time_zone='+05:00'");
+    Execute(*source, "SET GLOBAL max_allowed_packet=1048576");
+  }
+  OpenSource source(connect + "CHARSET=latin1;");
+  Execute(
+      *source,
+      "CREATE TABLE kept (id INT AUTO_INCREMENT PRIMARY KEY, t TINYINT NOT NULL, v VARCHAR(10), "
+      "s TIMESTAMP(6) NULL) CHARSET=utf8mb4");
+  const std::string story =
+      PostGrouped(*source, "kept", {"id", "t", "v", "s"},
+                  {{"0", "1", "'\u00e4\u20ac\\'", "'2024-07-01 12:00:00.123456'"},
+                   {"2", "300", "'x'", "NULL"},
+                   {"3", "NULL", "'x'", "NULL"},
+                   {"4", "1", "'12345678901'", "NULL"},
+                   {"5", "1", "'y'", "NULL"}});
+  std::string signs;
+  for (std::size_t at = 0; at < story.size(); at = story.find('\n', at) + 1) signs += story[at];
+  CHECK(signs == "+---+");
+  CHECK(DumpTable(*source, "kept") ==
+        "0|1|\u00e4\u20ac\\|2024-07-01 12:00:00.123456\n5|1|y|<null>\n");
+  // What is longer than a statement may be costs its own record only, and chunks keep below it.
+  Execute(*source, "CREATE TABLE packets (id INT PRIMARY KEY, v LONGTEXT)");
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 4000; ++i)
+    records.push_back({std::to_string(i), "'" + std::string(i == 70 ? 1'200'000 : 900, 'x') + "'"});
+  const std::string packets = PostGrouped(*source, "packets", {"id", "v"}, records);
+  CHECK(std::count(packets.begin(), packets.end(), '-') == 1);
+  CHECK(packets.find("\n-70[") != std::string::npos);
+  CHECK(packets.find("max_allowed_packet") != std::string::npos);
+}
+
 TEST_CASE("MariaDB: passwords of any kind, and a server that ends in the middle") {
   TestServer& server = SharedServer("mariadb");
   if (!server.running()) return;
@@ -73,6 +114,15 @@ TEST_CASE("MariaDB: passwords of any kind, and a server that ends in the middle"
     Execute(*source, "CREATE USER odd@'%' IDENTIFIED BY 'k;el}v %41=b'");
     Execute(*source, "GRANT ALL ON imp.* TO odd@'%'");
     OpenSource odd(dsn + "UID=odd;PWD={k;el}}v %41=b};pwd=;");
+  }
+  {
+    OpenSource source(dsn + "UID=root;"), other(dsn + "UID=root;");
+    Execute(*source, "CREATE TABLE waits (id INTEGER, t VARCHAR(20))");
+    CheckGivingUp(*source, "waits", [&] { Execute(*other, "LOCK TABLES waits READ"); });
+    Execute(*other, "UNLOCK TABLES");
+    CHECK(DumpTable(*other, "waits").empty());
+    CheckGivingUp(*source, "waits", [&] { server.Freeze(true); });
+    server.Freeze(false);
   }
   CheckLostServer(dsn + "UID=root;", server);
 }

@@ -40,6 +40,7 @@ std::vector<TypeCase> Types(std::string_view server) {
       stored(code, TypeCode::kText, code);
       if (postgres) type.texts = {"1", "0"};
     }
+    if (code == TypeCode::kLong) stored(TypeCode::kBigInt, code, code);
     if (code == TypeCode::kByte) stored(TypeCode::kInteger, TypeCode::kInteger, code);
     if (code == TypeCode::kCurrency) {
       stored(TypeCode::kDecimal, TypeCode::kNumeric, TypeCode::kDecimal);

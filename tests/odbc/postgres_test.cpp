@@ -1,5 +1,7 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
+
 #include "tests/odbc/driver_checks.h"
 #include "tests/odbc/odbc_backend.h"
 #include "tests/odbc/open_source.h"
@@ -90,7 +92,114 @@ TEST_CASE("PostgreSQL") {
           "b FROM generate_series(1,100000) i");
   CHECK(GrowthWhileReading(*source, "big", 100000) < 10);
 
+  // A value wider than any plan costs no row and brings none twice.
+  Execute(*source,
+          "CREATE TABLE wide AS SELECT i AS id, CASE WHEN i%1700=0 THEN "
+          "repeat('9',300)::numeric ELSE i/3.0 END AS n FROM generate_series(1,4000) i");
+  const std::string wide = DumpTable(*source, "wide");
+  CHECK(std::count(wide.begin(), wide.end(), '\n') == 4000);
+  CHECK(wide.find("1700|" + std::string(300, '9') + "\n") != std::string::npos);
+  CHECK(ShowTable(*source, "wide").find("n:Numeric:0") != std::string::npos);
+
   CheckRandomPosting(*source, "postgres");
+}
+
+TEST_CASE("PostgreSQL: functions and policies that look at the table see single records") {
+  TestServer& server = SharedServer("postgres");
+  if (!server.running()) return;
+  DataSourceFolder sources;
+  const std::string dsn = "ODBC;DSN=" + sources.AddServer(server) + ";";
+  OpenSource owner(dsn + "UID=kv;");
+  Execute(*owner, "CREATE TABLE looks_a (id INTEGER)");
+  for (const char* volatility : {"STABLE", "VOLATILE"}) {
+    const std::string name = std::string("looks_") + volatility;
+    Execute(*owner, "CREATE OR REPLACE FUNCTION " + name + "_count() RETURNS bigint LANGUAGE sql " +
+                        volatility + " AS 'SELECT count(*) FROM looks_a'");
+  }
+  Execute(*owner,
+          "CREATE FUNCTION looks_under(integer, bigint) RETURNS boolean LANGUAGE sql STABLE "
+          "AS 'SELECT looks_stable_count() < $2'");
+  Execute(*owner, "CREATE OPERATOR <<< (LEFTARG=integer, RIGHTARG=bigint, FUNCTION=looks_under)");
+  Execute(*owner, "CREATE DOMAIN looks_few AS integer CHECK (looks_stable_count() < 5)");
+  const char* kTables[] = {
+      "CREATE TABLE looks_a (id INTEGER CHECK (looks_stable_count() < 5), n INTEGER)",
+      "CREATE TABLE looks_a (id INTEGER CHECK (id OPERATOR(public.<<<) 5), n INTEGER)",
+      "CREATE TABLE looks_a (id looks_few, n INTEGER)",
+      "CREATE TABLE looks_a (id INTEGER, n INTEGER, c BIGINT DEFAULT looks_volatile_count())",
+      "CREATE TABLE looks_a (id INTEGER, n INTEGER) PARTITION BY RANGE (id)"};
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 90; ++i) records.push_back({std::to_string(i), "1"});
+  for (const std::string table : kTables) {
+    CAPTURE(table);
+    std::string story[2], rows[2];
+    for (const bool grouped : {false, true}) {
+      Execute(*owner, "DROP TABLE looks_a");
+      Execute(*owner, table);
+      if (table.find("PARTITION") != std::string::npos)
+        Execute(*owner,
+                "CREATE TABLE looks_part PARTITION OF looks_a (CHECK (looks_stable_count() "
+                "< 9)) FOR VALUES FROM (0) TO (1000)");
+      story[grouped] = grouped ? PostGrouped(*owner, "looks_a", {"id", "n"}, records)
+                               : PostSingly(*owner, "looks_a", {"id", "n"}, records);
+      rows[grouped] = DumpTable(*owner, "looks_a");
+    }
+    CHECK(story[true] == story[false]);
+    CHECK(rows[true] == rows[false]);
+  }
+  Execute(*owner, "GRANT USAGE ON SCHEMA public TO PUBLIC");
+  Execute(*owner, "CREATE TABLE guarded (id INTEGER, n INTEGER)");
+  Execute(*owner, "ALTER TABLE guarded ENABLE ROW LEVEL SECURITY");
+  Execute(*owner,
+          "CREATE POLICY p ON guarded FOR INSERT WITH CHECK ((SELECT count(*) FROM "
+          "guarded) < 3)");
+  Execute(*owner, "CREATE POLICY q ON guarded FOR SELECT USING (true)");
+  Execute(*owner, "CREATE USER guest");
+  Execute(*owner, "GRANT ALL ON guarded TO guest");
+  OpenSource guest(dsn + "UID=guest;");
+  CHECK(PostGrouped(*guest, "guarded", {"id", "n"}, records).starts_with("+1\n+2\n+3\n-4["));
+}
+
+TEST_CASE("PostgreSQL: values come and go as they are whatever the account sets") {
+  TestServer& server = SharedServer("postgres");
+  if (!server.running()) return;
+  DataSourceFolder sources;
+  const std::string dsn = "ODBC;DSN=" + sources.AddServer(server) + ";";
+  {
+    OpenSource owner(dsn + "UID=kv;");
+    Execute(*owner, "CREATE USER abroad SUPERUSER");
+    for (const char* setting :
+         {"TimeZone='America/New_York'", "DateStyle='SQL, DMY'", "client_encoding='LATIN1'",
+          "extra_float_digits=-3", "standard_conforming_strings=off"})
+      Execute(*owner, std::string("ALTER ROLE abroad SET ") + setting);
+    Execute(*owner, "CREATE TYPE mood AS ENUM ('sad', 'fine')");
+    Execute(*owner, "CREATE DOMAIN short AS numeric CHECK (value < 1e9)");
+  }
+  OpenSource source(dsn + "UID=abroad;LFConversion=1;BoolsAsChar=0;MaxVarcharSize=10;");
+  Execute(
+      *source,
+      "CREATE TABLE kept (id INTEGER, z TIMESTAMPTZ, t TIMESTAMP, d DATE, n NUMERIC, f FLOAT8, v "
+      "VARBIT, b BIT(3), i INTERVAL, tz TIMETZ, a INTEGER[], j JSON, e mood, s short, x TEXT, o "
+      "BOOLEAN, m MONEY)");
+  const std::vector<std::string> fields = {"id", "z", "t", "d", "n", "f", "v", "b", "i",
+                                           "tz", "a", "j", "e", "s", "x", "o", "m"};
+  const std::vector<std::vector<std::string>> kRecords = {
+      {"1", "'2024-11-03 05:30:00.123456'", "'2024-11-03 01:30:00.5'", "'2024-02-03'", "0.1", "0.1",
+       "'10101'", "'101'", "'1 mon 2 days'", "'12:00:00+02'", "'{1,2}'", "'{\"a\": 1}'", "'sad'",
+       "1.25", "'line\nline \\ \u00e4\u20ac'", "'1'", "12.5"},
+      {"2", "'infinity'", "'-infinity'", "'0044-03-15 BC'", "'NaN'", "'Infinity'", "''", "NULL",
+       "NULL", "NULL", "NULL", "NULL", "NULL", "NULL", "''", "NULL", "NULL"}};
+  const std::string kExpected =
+      "1|2024-11-03 05:30:00.123456|2024-11-03 01:30:00.500|2024-02-03|0.1|0.1|10101|101|1 mon 2 "
+      "days|12:00:00+02|{1,2}|{\"a\": 1}|sad|1.25|line\nline \\ \u00e4\u20ac|1|12.5\n"
+      "2|infinity|-infinity|0044-03-15 BC|NaN|Infinity||<null>|<null>|<null>|<null>|<null>|<null>|"
+      "<null>||<null>|<null>\n";
+  CHECK(PostGrouped(*source, "kept", fields, kRecords) == "+1\n+2\n");
+  CHECK(DumpTable(*source, "kept") == kExpected);
+  const auto def = source->FindTableDef("kept");
+  std::string without_empty;
+  for (const auto& field : def->Fields)
+    if (values::IsText(field.Type) && !field.AllowZeroLength) without_empty += field.Name + " ";
+  CHECK(without_empty == "v b i tz a j e o ");
 }
 
 TEST_CASE("PostgreSQL: passwords of any kind, and a server that ends in the middle") {
@@ -102,6 +211,16 @@ TEST_CASE("PostgreSQL: passwords of any kind, and a server that ends in the midd
     OpenSource source(dsn + "UID=kv;");
     Execute(*source, "CREATE USER odd PASSWORD 'k;el}v %41=b'");
     OpenSource odd(dsn + "UID=odd;PWD={k;el}}v %41=b};pwd=;");
+  }
+  {
+    OpenSource source(dsn + "UID=kv;"), other(dsn + "UID=kv;");
+    Execute(*source, "CREATE TABLE waits (id INTEGER, t VARCHAR(20))");
+    Execute(*other, "BEGIN");
+    CheckGivingUp(*source, "waits", [&] { Execute(*other, "LOCK TABLE waits IN SHARE MODE"); });
+    Execute(*other, "ROLLBACK");
+    CHECK(DumpTable(*other, "waits").empty());
+    CheckGivingUp(*source, "waits", [&] { server.Freeze(true); });
+    server.Freeze(false);
   }
   CheckLostServer(dsn + "UID=kv;", server);
 }

@@ -251,6 +251,22 @@ std::string PostSingly(Database& database, std::string_view table,
   return Singly(database, table, fields, records, {});
 }
 
+void CheckGivingUp(Database& database, std::string_view table, const std::function<void()>& block) {
+  Listener listener(database, {});
+  auto poster = database::AsRowDatabase(database)->MakeRowPoster(table, {"id", "t"}, listener, {});
+  REQUIRE(poster.ok());
+  block();
+  const std::int64_t before = os::MonotonicMilliseconds();
+  (*poster)->StopWhen([&] { return os::MonotonicMilliseconds() - before > 300; });
+  for (int i = 1; i <= 60; ++i) {
+    const Value row[] = {Value::Integer(i), Value::Text("text")};
+    if (!(*poster)->Add(i, row).ok()) break;
+  }
+  CHECK((*poster)->Flush().code() == Code::kStopped);
+  CHECK(os::MonotonicMilliseconds() - before < 3000);
+  CHECK(listener.story.empty());
+}
+
 void CheckLostServer(const std::string& connect, TestServer& server) {
   enum class Way { kComesBack, kStaysAway, kStandsStill };
   Execute(*OpenSource(connect), "CREATE TABLE lost (id INTEGER PRIMARY KEY, t VARCHAR(20))");

@@ -3,6 +3,7 @@
 // in the same order, whatever is wrong with the records and wherever the posting ends.
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -47,6 +48,11 @@ std::string PostGrouped(database::Database& database, std::string_view table,
 std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
                        const std::vector<std::vector<std::string>>& records);
+
+/// Posts into `table` (id, t), which `block` makes unreachable, and gives up after a while: nothing
+/// is told stored or refused, and the caller has its thread back at once.
+void CheckGivingUp(database::Database& database, std::string_view table,
+                   const std::function<void()>& block);
 
 /// Ends the server in the middle of a posting, with a new start, for good, or by letting it stand
 /// still: every record has one outcome, what was told stored is stored, what may be stored is

@@ -174,6 +174,11 @@ TEST_CASE("SQLite: every kind of table stores in groups what single statements s
         "DEFERRABLE "
         "INITIALLY DEFERRED, d DATE)"},
        "FKSupport=1;"},
+      {"a conflict that rolls back, reached through a trigger",
+       {kPlain, "CREATE TABLE seen (n UNIQUE ON CONFLICT ROLLBACK)",
+        "CREATE TRIGGER g AFTER INSERT ON t BEGIN INSERT INTO seen VALUES (NEW.id/50); END"}},
+      {"a full disk, with a cache that has to spill",
+       {"PRAGMA page_size=512", "PRAGMA cache_size=2", kPlain, "PRAGMA max_page_count=60"}},
       {"its own parent",
        {"CREATE TABLE t (id INTEGER PRIMARY KEY, a TEXT, b DOUBLE, c INTEGER REFERENCES t, d "
         "DATE)"},
@@ -212,6 +217,7 @@ TEST_CASE("SQLite: every kind of table stores in groups what single statements s
       story[grouped] = grouped ? PostGrouped(*source, "t", fields, records)
                                : PostSingly(*source, "t", fields, records);
       Execute(*source, "PRAGMA query_only=0");
+      Execute(*source, "PRAGMA max_page_count=1000000");
       Execute(*source,
               "CREATE TABLE shown AS SELECT quote(id)||quote(a)||quote(b)||quote(c)||quote(d)||"
               "typeof(a)||typeof(b)||typeof(c)||typeof(d) AS v FROM t");

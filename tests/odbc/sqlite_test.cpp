@@ -1,5 +1,8 @@
 #include <doctest/doctest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 
 #include "base/code_page.h"
@@ -74,7 +77,7 @@ TEST_CASE("SQLite: fields take their declared types, system tables are marked") 
   Execute(*source, "CREATE UNIQUE INDEX \"by two\" ON types (w, c)");
   Execute(*source, "CREATE INDEX expression ON types (lower(w))");
   CHECK(ShowTable(*source, "types") ==
-        "i:Long:4\nb:Boolean:1\ns:Integer:2\nl:BigInt:8\nd:Double:8\ndec:Decimal:10\n"
+        "i:BigInt:8\nb:Boolean:1\ns:Integer:2\nl:BigInt:8\nd:Double:8\ndec:Decimal:10\n"
         "m:Currency:8\nc:Text:5\nv:Memo:0\nw:Text:20\nn:Memo:0\nu:GUID:16\nda:Date:8\nti:Date:8\n"
         "bl:LongBinary:0\nx:Memo:0\nsqlite_autoindex_0(+i)!#\nby two(+w;+c)!\n");
   Execute(*source, "CREATE VIRTUAL TABLE search USING fts5(word)");
@@ -103,6 +106,65 @@ TEST_CASE("SQLite: what is longer than declared or of another type still reads w
                        "','not a date'),('x','z',NULL)");
   CHECK(DumpTable(*source, "loose") ==
         "1|abc|2024-01-31\n2|" + std::string(5000, 'y') + "|not a date\nx|z|<null>\n");
+}
+
+TEST_CASE("SQLite: names with a point, and names that are none") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  Execute(*source,
+          "CREATE TABLE iris (id INTEGER PRIMARY KEY, \"Sepal.Length\" DOUBLE, Length TEXT)");
+  CHECK(PostGrouped(*source, "iris", {"id", "Sepal.Length", "Length"},
+                    {{"1", "5.5", "'x'"}, {"2", "6.5", "'y'"}}) == "+1\n+2\n");
+  CHECK(DumpTable(*source, "iris") == "1|5.5|x\n2|6.5|y\n");
+  CHECK(ShowTable(*source, "iris").find("Sepal.Length:Double") != std::string::npos);
+  // A column that went away meanwhile is an error, not a text of its name.
+  auto set = *source->OpenRecordset("iris", database::RecordsetType::kSnapshot);
+  Execute(*source, "ALTER TABLE iris DROP COLUMN `Sepal.Length`");
+  std::string text;
+  bool is_null = false;
+  CHECK_FALSE(set->Fields(1).GetText(text, is_null).ok());
+}
+
+TEST_CASE("SQLite: texts keep what stands behind a NUL, and rows are those of one moment") {
+  SqliteFile file;
+  OpenSource source(file.connect);
+  Execute(*source, "CREATE TABLE t (id INTEGER PRIMARY KEY, a TEXT, b VARCHAR(20))");
+  Execute(
+      *source,
+      "INSERT INTO t VALUES (1,'a'||char(0)||'b','x'||char(0)||'y'),(2,char(64976)||'z','plain')");
+  CHECK(DumpTable(*source, "t") == std::string("1|a\0b|x\0y\n2|\xEF\xB7\x90z|plain\n", 23));
+  Execute(*source,
+          "WITH RECURSIVE c(v) AS (SELECT 3 UNION ALL SELECT v+1 FROM c WHERE v<5000) "
+          "INSERT INTO t SELECT v,'old','old' FROM c");
+  auto set = *source->OpenRecordset("t", database::RecordsetType::kSnapshot);
+  REQUIRE(set->Move(10).ok());
+  // Another process: it may not change what is being read.
+  const std::string change = "sqlite3 " + file.sources.File("t.sqlite") +
+                             " \"UPDATE t SET a='new' WHERE id>3000\" 2>/dev/null";
+  CHECK(std::system(change.c_str()) != 0);
+  std::string text;
+  bool is_null = false;
+  for (; !set->Eof(); Advance(*set)) {
+    REQUIRE(set->Fields(1).GetText(text, is_null).ok());
+    if (text == "new") break;
+  }
+  CHECK(set->Eof());
+}
+
+TEST_CASE("SQLite: a lock is waited for once a flush, and nobody has to") {
+  SqliteFile file;
+  OpenSource other(file.connect);
+  Execute(*other, "CREATE TABLE t (id INTEGER PRIMARY KEY, t TEXT)");
+  OpenSource source(file.connect + "Timeout=700;");
+  CheckGivingUp(*source, "t", [&] { Execute(*other, "BEGIN IMMEDIATE"); });
+  std::vector<std::vector<std::string>> records;
+  for (int i = 1; i <= 50; ++i) records.push_back({std::to_string(i), "'x'"});
+  const auto before = std::chrono::steady_clock::now();
+  const std::string story = PostGrouped(*source, "t", {"id", "t"}, records);
+  CHECK(std::count(story.begin(), story.end(), '-') == 50);
+  CHECK(std::chrono::steady_clock::now() - before < std::chrono::seconds(5));
+  Execute(*other, "COMMIT");
+  CHECK(PostGrouped(*source, "t", {"id", "t"}, {{"1", "'x'"}}) == "+1\n");
 }
 
 TEST_CASE("SQLite: a reader of the target's own file does not stand in its way") {

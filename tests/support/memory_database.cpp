@@ -371,6 +371,8 @@ class MemoryPoster final : public database::RowPoster {
     }
     return Status();
   }
+  void StopWhen(std::function<bool()>) override {}
+  bool TakesText(std::size_t, std::string_view) const noexcept override { return false; }
   Status Flush() noexcept override { return Status(); }
   std::size_t Waiting() const noexcept override { return 0; }
   bool Grouped() const noexcept override { return false; }
