@@ -285,6 +285,9 @@ void Inspector::CheckLongValues(Table& table, RowId at, const std::vector<Column
       if (contents.size() != LongValueLength(stored)) Say(value + ": is cut short (7)");
       ForEachLongRow(channel_, stored, [&](RowId row) {
         if (!long_rows_.insert(row).second) Say(value + ": shares a row with another value (7)");
+        if (columns[i].owned_map && !UsageMap(channel_, columns[i].owned_map).Contains(row.page()))
+          Say(value + ": lies on page " + std::to_string(row.page()) +
+              ", which is not one of its column (7)");
       });
     });
   }
