@@ -94,6 +94,15 @@ BlockHead BlockFile::HeadOf(BlockNo block, base::ByteSpan view) const {
   return head;
 }
 
+bool BlockFile::InChain(BlockNo block) {
+  if (block == 0 || block > counts_.blocks) return false;
+  const BlockNo previous = base::LoadLE16(View(block), 2);
+  if (previous > counts_.blocks) return false;
+  const BlockNo leads_to =
+      previous == 0 ? counts_.first : BlockNo{base::LoadLE16(View(previous), 0)};
+  return leads_to == block;
+}
+
 BlockNo BlockFile::NextBlock(BlockNo block) {
   const BlockNo next = Head(block).next;
   if (next == 0) return 0;
@@ -197,7 +206,8 @@ void BlockFile::PutSize(BlockNo block, std::uint32_t records) {
 void BlockFile::InsertRecord(Place at, base::ByteSpan record) {
   const base::ByteSpan view = View(at.block);
   const BlockHead head = HeadOf(at.block, view);
-  KV_ASSERT(head.records < capacity_ && at.slot <= head.records, "room in the block");
+  if (head.records >= capacity_ || at.slot > head.records)
+    Damaged(at.block, "it has no room at record " + std::to_string(at.slot + 1));
   const std::size_t from = kBlockHead + std::size_t{at.slot} * record_bytes();
   const std::size_t tail = (head.records - at.slot) * std::size_t{record_bytes()};
   if (tail == 0) {
@@ -215,7 +225,7 @@ void BlockFile::InsertRecord(Place at, base::ByteSpan record) {
 void BlockFile::EraseRecord(Place at) {
   const base::ByteSpan view = View(at.block);
   const BlockHead head = HeadOf(at.block, view);
-  KV_ASSERT(at.slot < head.records, "a record of the block");
+  if (at.slot >= head.records) Damaged(at.block, "it has no record " + std::to_string(at.slot + 1));
   const std::size_t from = kBlockHead + std::size_t{at.slot} * record_bytes();
   const std::size_t tail = (head.records - at.slot - 1) * std::size_t{record_bytes()};
   // The last one's bytes are cleared: nothing of a deleted record stays behind.
@@ -233,6 +243,8 @@ void BlockFile::Overwrite(Place at, std::size_t offset, base::ByteSpan bytes) {
 void BlockFile::MoveTail(BlockNo from, std::uint32_t slot, BlockNo to) {
   const base::ByteSpan view = View(from);
   const BlockHead head = HeadOf(from, view);
+  if (from == to || slot > head.records)
+    Damaged(from, "it is in use and in the list of free blocks");
   const std::size_t at = kBlockHead + std::size_t{slot} * record_bytes();
   const std::size_t bytes = (head.records - slot) * std::size_t{record_bytes()};
   image_.assign(view.begin() + static_cast<std::ptrdiff_t>(at),
@@ -276,6 +288,9 @@ BlockNo BlockFile::AddBlock(BlockNo behind) {
             "file '" + path() + "' is full: it has " + std::to_string(kMaxBlocks) + " blocks of " +
                 std::to_string(header_.block_bytes) + " bytes, and there can be no more");
     block = static_cast<BlockNo>(counts_.blocks + 1);
+    if (block > 1) (void)RawView(counts_.blocks);  // a file that ends before is not made longer
+  } else if (InChain(block)) {
+    Damaged(block, "it is in use and in the list of free blocks");
   }
   const BlockNo next = behind == 0 ? BlockNo{0} : Head(behind).next;
   image_.assign(header_.block_bytes, std::byte{0});

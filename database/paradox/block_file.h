@@ -63,6 +63,9 @@ class BlockFile {
   Place Last();
   Place Next(Place at);
   Place Previous(Place at);
+  /// Whether the chain leads to a block, as far as the blocks beside it tell. No number of it is
+  /// trusted; false for one that is not there.
+  bool InChain(BlockNo block);
   BlockNo NextBlock(BlockNo block);
   BlockNo PreviousBlock(BlockNo block);
 

@@ -48,7 +48,8 @@ int KeyOrder::Compare(const std::byte* a, const std::byte* b, std::size_t count)
 
 KeyTree::KeyTree(storage::Store& store, storage::FileNo file, const KeyOrder& order)
     : blocks_(store, file), order_(&order) {
-  if (!blocks_.header().is_tree() || blocks_.record_bytes() != key_bytes() + kTreeWords)
+  if (!blocks_.header().is_tree() || blocks_.record_bytes() != key_bytes() + kTreeWords ||
+      blocks_.capacity() < 2)
     Throw(Code::kCorrupt, ErrorNumber::kCorrupt,
           "index file '" + blocks_.path() + "' has entries of " +
               std::to_string(blocks_.record_bytes()) + " bytes where its table's key needs " +
@@ -105,6 +106,8 @@ void KeyTree::Put16(Place at, std::size_t which, std::uint16_t value) {
 void KeyTree::Plant(base::ByteSpan key, BlockNo block, std::uint16_t records) {
   Counts& counts = blocks_.counts();
   const BlockNo root = counts.used > 0 ? counts.first : blocks_.AddBlock(0);
+  if (blocks_.Head(root).records != 0)
+    blocks_.Damaged(root, "it holds entries, and the header says that there are no levels");
   MakeEntry(key, block, records);
   blocks_.InsertRecord({root, 0}, entry_);
   counts.root = root;

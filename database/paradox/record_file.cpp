@@ -89,13 +89,8 @@ Place RecordFile::Find(const std::byte* key, std::size_t count) {
 }
 
 Place RecordFile::FindInBlock(BlockNo block, const std::byte* key) {
-  if (block == 0 || block > blocks_.counts().blocks) return {};
-  const BlockNo previous = base::LoadLE16(blocks_.View(block), 2);
-  if (previous > blocks_.counts().blocks) return {};
-  // A block that is free holds what once was; the chain does not lead to it.
-  const BlockNo before =
-      previous == 0 ? blocks_.counts().first : base::LoadLE16(blocks_.View(previous), 0);
-  if (before != block) return {};
+  // A block that is free holds what once was.
+  if (!blocks_.InChain(block)) return {};
   const base::ByteSpan view = blocks_.View(block);
   const std::uint32_t records = blocks_.HeadOf(block, view).records;
   const std::uint32_t slot = SlotOf(view, records, key, order_.bytes(), false);
@@ -118,6 +113,8 @@ bool RecordFile::Insert(base::ByteSpan record, Place& at) {
   if (tree_->empty()) {
     const BlockNo block = blocks_.counts().used > 0 ? blocks_.counts().first : blocks_.AddBlock(0);
     at = {block, 0};
+    if (blocks_.Head(block).records != 0)
+      blocks_.Damaged(block, "it holds records, and the index has no entry");
     blocks_.InsertRecord(at, record);
     tree_->Plant(key, block, 1);
     return true;
