@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "contract/enums.h"
 
 namespace kelvorin::wizard {
@@ -57,6 +59,12 @@ frmAdvanced::frmAdvanced(contract::Platform& platform)
   EdtMaxErrors.accessible_name = "Number of errors";
   EdtLogFile.accessible_name = "Log file";
   BtnBrowseLog.accessible_name = BtnBrowseLog.tool_tip = "Browse for the log file";
+  CBoxAnsiPage.accessible_name = "Encoding";
+  CBoxOemPage.accessible_name = "Dos page";
+  CBoxDateOrder.accessible_name = "Order of dates";
+  CBoxDecimal.accessible_name = "Decimal sign";
+  EdtNullText.accessible_name = "Text for Null";
+  GrdSample.accessible_name = "First records";
   RBtnTraceOn.accessible_name = "Trace on";
   RBtnTraceOff.accessible_name = "Trace off";
   RBtnCRLF.accessible_name = "CRLF, carriage return and line feed";
@@ -87,6 +95,8 @@ void frmAdvanced::Connect() {
   RBtnOther.on_click = [this] { EdtOtherChar.SetFocus(); };
   RBtnNoSeparator.on_click = [this] { EdtRecLength.SetFocus(); };
   BtnBrowseLog.on_click = [this] { BtnBrowseLog_Click(); };
+  for (Control* option : {&CBoxAnsiPage, &CBoxOemPage, &CBoxTrim, &CBoxOem2Ansi})
+    option->on_click = [this] { ShowSample(); };
   bntOK.on_click = [this] { bntOK_Click(); };
   bntCancel.on_click = [this] { bntCancel_Click(); };
 }
@@ -146,6 +156,7 @@ void frmAdvanced::Fill(const settings::ImportSetting& setting,
   EdtMaxErrors.SetText(base::ToDecimal(setting.nErrorStop));
   Enable(setting.LimitErrors, {&EdtMaxErrors, &LblMaxErrors});
 
+  FillValueOptions(setting);
   std::size_t removed = 0;
   if (!properties.ShowUpdateOption) TabStrip1.RemoveItem(1 - removed++);
   if (!properties.ShowErrorsOption) TabStrip1.RemoveItem(2 - removed++);
@@ -199,8 +210,100 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
   taken.ShowErrors = CBoxErrors.value();
   taken.LimitErrors = CBoxStopIfErrors.value();
   KV_TRY(ReadNumber(EdtMaxErrors, "The number of errors", taken.nErrorStop));
+  CopyValueOptions(taken);
   setting = std::move(taken);
   return Status();
+}
+
+// --- How values are written
+
+namespace {
+
+constexpr int kPages[] = {65001, 1250, 1251, 1252,  1253, 1254, 1255,  1256,  1257,  1258,  437,
+                          850,   852,  866,  10000, 1200, 1201, 28591, 28592, 28595, 28599, 28605};
+constexpr int kDosPages[] = {437, 850, 852, 866};
+
+void FillPages(Control& list, std::span<const int> pages, std::int32_t chosen) {
+  list.Clear();
+  list.AddItem("(usual)", 0);
+  for (const int page : pages) {
+    const base::CodePage* known = base::FindCodePage(page);
+    std::string name = page == 1200 ? "UTF-16" : page == 1201 ? "UTF-16, big end first" : "";
+    if (known != nullptr) name = known->name();
+    if (!name.empty()) list.AddItem(name + " (" + base::ToDecimal(page) + ")", page);
+  }
+  list.SelectItem(0);
+  for (std::size_t i = 0; i < list.items().size(); ++i)
+    if (list.item_data(i) == chosen) list.SelectItem(static_cast<int>(i));
+  if (chosen == 0 || list.list_index() != 0) return;
+  list.AddItem(base::ToDecimal(chosen), chosen);  // a page of the setting that is none of ours
+  list.SelectItem(static_cast<int>(list.items().size()) - 1);
+}
+
+// Entries with the texts that a setting holds for them.
+struct Written {
+  const char* entry;
+  const char* text;
+};
+constexpr Written kDateOrders[] = {{"(usual)", ""},
+                                   {"day month year", "dmy"},
+                                   {"month day year", "mdy"},
+                                   {"year month day", "ymd"}};
+constexpr Written kDecimals[] = {{"(usual)", ""}, {"point", "."}, {"comma", ","}};
+
+void FillWritten(Control& list, std::span<const Written> all, const std::string& chosen) {
+  list.Clear();
+  for (const Written& one : all) list.AddItem(one.entry);
+  list.SelectItem(-1);
+  for (std::size_t i = 0; i < all.size(); ++i)
+    if (base::EqualIgnoreCase(all[i].text, chosen)) list.SelectItem(static_cast<int>(i));
+}
+
+// A text that is none of the entries stays as it is until another is chosen.
+void TakeWritten(const Control& list, std::span<const Written> all, std::string& text) {
+  if (list.list_index() >= 0) text = all[static_cast<std::size_t>(list.list_index())].text;
+}
+
+std::int32_t ChosenData(const Control& list) {
+  return list.list_index() < 0 ? 0 : list.item_data(static_cast<std::size_t>(list.list_index()));
+}
+
+}  // namespace
+
+void frmAdvanced::FillValueOptions(const settings::ImportSetting& setting) {
+  shown_ = setting;
+  FillPages(CBoxAnsiPage, kPages, setting.AnsiPage);
+  FillPages(CBoxOemPage, kDosPages, setting.OemPage);
+  FillWritten(CBoxDateOrder, kDateOrders, setting.DateOrder);
+  FillWritten(CBoxDecimal, kDecimals, setting.Decimal);
+  EdtNullText.SetText(setting.NullText);
+  CBoxTrim.SetValue(setting.Trim != 0);
+  const bool text = setting.TypeFormat < 3;
+  Enable(text, {&CBoxAnsiPage, &LblAnsiPage, &CBoxTrim});
+  GrdSample.SetVisible(text);
+}
+
+void frmAdvanced::CopyValueOptions(settings::ImportSetting& setting) const {
+  setting.AnsiPage = ChosenData(CBoxAnsiPage);
+  setting.OemPage = ChosenData(CBoxOemPage);
+  TakeWritten(CBoxDateOrder, kDateOrders, setting.DateOrder);
+  TakeWritten(CBoxDecimal, kDecimals, setting.Decimal);
+  setting.NullText = EdtNullText.text();
+  setting.Trim = CBoxTrim.value() ? 1 : 0;
+}
+
+void frmAdvanced::SetSample(std::function<Sample(const settings::ImportSetting&)> sample) {
+  sample_ = std::move(sample);
+  ShowSample();
+}
+
+void frmAdvanced::ShowSample() {
+  if (!sample_ || !GrdSample.visible()) return;
+  settings::ImportSetting setting = shown_;
+  // Numbers out of range are told by OK.
+  if (!CopyBack(setting).ok()) return;
+  Sample sample = sample_(setting);
+  GrdSample.Fill(std::move(sample.headings), std::move(sample.rows));
 }
 
 // --- Enabling

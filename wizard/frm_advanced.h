@@ -20,6 +20,14 @@ class frmAdvanced final : public contract::Form {
  public:
   explicit frmAdvanced(contract::Platform& platform);
 
+  /// What the first records look like under a setting: headings and rows.
+  struct Sample {
+    std::vector<std::string> headings;
+    std::vector<contract::Grid::Row> rows;
+  };
+  /// Shows the sample, and shows it anew whenever an option that changes it is touched.
+  void SetSample(std::function<Sample(const settings::ImportSetting&)> sample);
+
   /// Fills the controls. `indexes` are the names of the target table's indexes in their order.
   void Fill(const settings::ImportSetting& setting, const std::vector<std::string>& indexes,
             const contract::Properties& properties);
@@ -107,6 +115,20 @@ class frmAdvanced final : public contract::Form {
   contract::Control CBoxDeleteImportFile{*this, "CBoxDeleteImportFile", Kind::kCheck,
                                          "&Delete the file after the import"};
 
+  // How values are written in the source.
+  contract::Control LblAnsiPage{*this, "LblAnsiPage", Kind::kLabel, "En&coding:"};
+  contract::Control CBoxAnsiPage{*this, "CBoxAnsiPage", Kind::kCombo};
+  contract::Control LblOemPage{*this, "LblOemPage", Kind::kLabel, "D&os page:"};
+  contract::Control CBoxOemPage{*this, "CBoxOemPage", Kind::kCombo};
+  contract::Control LblDateOrder{*this, "LblDateOrder", Kind::kLabel, "Da&tes:"};
+  contract::Control CBoxDateOrder{*this, "CBoxDateOrder", Kind::kCombo};
+  contract::Control LblDecimal{*this, "LblDecimal", Kind::kLabel, "Decimal &sign:"};
+  contract::Control CBoxDecimal{*this, "CBoxDecimal", Kind::kCombo};
+  contract::Control LblNullText{*this, "LblNullText", Kind::kLabel, "Text for N&ull:"};
+  contract::Control EdtNullText{*this, "EdtNullText", Kind::kEdit};
+  contract::Control CBoxTrim{*this, "CBoxTrim", Kind::kCheck, "&Remove blanks around values"};
+  contract::Grid GrdSample{*this, "GrdSample"};
+
   contract::Control bntOK{*this, "bntOK", Kind::kButton, "OK"};
   contract::Control bntCancel{*this, "bntCancel", Kind::kButton, "Cancel"};
 
@@ -117,7 +139,13 @@ class frmAdvanced final : public contract::Form {
   bool NumbersFit();
   void FillIndexes(const settings::ImportSetting& setting, const std::vector<std::string>& indexes);
 
+  void FillValueOptions(const settings::ImportSetting& setting);
+  void CopyValueOptions(settings::ImportSetting& setting) const;
+  void ShowSample();
+
   contract::Platform& platform_;
+  std::function<Sample(const settings::ImportSetting&)> sample_;
+  settings::ImportSetting shown_;  // as it was filled in
   bool has_index_ = false;
   bool confirmed_ = false;
 };

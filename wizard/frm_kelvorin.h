@@ -25,6 +25,8 @@
 #include "textsource/break_list.h"
 #include "textsource/preview_lines.h"
 #include "wizard/break_editor.h"
+#include "wizard/frm_advanced.h"
+#include "wizard/frm_new_table.h"
 #include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
 #include "wizard/job_habits.h"
@@ -125,6 +127,9 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void EmptyVisibleGrid();
   void EmptyFixedVisibleGrid();
   void CBoxTables_Click();
+  /// On the target step: goes on to the source, whose fields the new table is going to have; on the
+  /// mapping step: proposes that table.
+  void BtnNewTable_Click();
   void CBoxTypeFormat_Click();
   void BtnBrowseFiles_Click();
   void BtnDetect_Click();
@@ -205,6 +210,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void TakeHabits();
   void ApplySource(bool setting_loaded);
   void GoTo(int step);
+  void GoOn();
   void GoToStepOfKind();
   void FileNameBox_Change();
   void ShowSourceControls();
@@ -225,6 +231,9 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void RefreshPreview();
   void ShowSeparators();
   void ShowStatus(const PreviewTable& table);
+  Result<database::TableDef> SourceTableDef();
+  Status MakeTable(const std::string& name, const std::vector<ProposedField>& fields);
+  frmAdvanced::Sample SampleUnder(const settings::ImportSetting& setting);
   void ShowHeader();
   void ShowSuggestion();
   /// Reads the text file anew by the layout of the setting, guessing nothing.
@@ -280,6 +289,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   bool imported_something_ = false;    // into the target, since the wizard was opened
   bool typing_breaks_ = false;         // the box of the breaks holds what is not committed
   bool in_breaks_box_ = false;         // the change under way comes from there
+  bool new_table_wanted_ = false;      // on the way to the mapping step
   bool recordset_used_ = false;        // by a run
   std::optional<Inventory> last_run_;  // what the last run imported
   std::vector<std::string> source_tables_;

@@ -57,7 +57,7 @@ void frmKelvorin::ShowSuggestion() {
     platform_.SetWaitCursor(false);
     if (found.ok()) suggestion_ = *std::move(found);
   }
-  const bool differs = suggestion_ && Differs(*suggestion_, state_.setting, state_.breaks);
+  const bool differs = suggestion_ && Differs(file, *suggestion_, state_.setting, state_.breaks);
   c.BtnSuggestion.SetVisible(differs);
   c.LblSuggestion.SetVisible(differs);
   if (differs) c.LblSuggestion.SetCaption(SuggestionText(*suggestion_));
@@ -66,6 +66,7 @@ void frmKelvorin::ShowSuggestion() {
 void frmKelvorin::BtnSuggestion_Click() {
   if (!suggestion_) return;
   Take(*suggestion_, state_.setting, state_.breaks);
+  TakeHabits();
   ReadAgain();
 }
 

@@ -1,3 +1,4 @@
+#include "base/code_page.h"
 #include "catalog/source.h"
 #include "settings/setting_store.h"
 #include "wizard/frm_advanced.h"
@@ -17,6 +18,9 @@ void frmKelvorin::BtnAdvanced_Click() {
   }
   frmAdvanced options(platform_);
   options.Fill(state_.setting, indexes, caller_->properties());
+  if (IsText() && state_.source.exists)
+    options.SetSample(
+        [this](const settings::ImportSetting& setting) { return SampleUnder(setting); });
   platform_.ShowModal(options);
   if (!options.Confirmed()) return;
   const Status taken = options.CopyBack(state_.setting);
@@ -27,6 +31,33 @@ void frmKelvorin::BtnAdvanced_Click() {
   } else {
     ShowCurrentStep();
   }
+}
+
+// The texts come in the page at hand, whatever page they would be read in.
+frmAdvanced::Sample frmKelvorin::SampleUnder(const settings::ImportSetting& setting) {
+  constexpr std::size_t kRows = 5;
+  frmAdvanced::Sample shown;
+  const base::CodePage& page = base::AnsiPage();
+  PreviewTable table;
+  if (habits_->Apply(setting).ok()) {
+    TextSample sample;
+    if (ReadSample(state_.source.file_name, setting, sample).ok())
+      table = CutSample(sample, setting, state_.breaks);
+  }
+  const base::Converter converter(base::AnsiPage(), page);
+  // The habits of the setting at hand were in force before.
+  static_cast<void>(habits_->Apply(state_.setting).ok());
+  if (table.rows.size() > kRows) table.rows.resize(kRows);
+  for (std::string& heading : table.headings)
+    converter.Append(heading, shown.headings.emplace_back());
+  for (contract::Grid::Row& row : table.rows)
+    for (contract::Grid::Cell& cell : row) {
+      std::string text;
+      converter.Append(cell.text, text);
+      cell.text = std::move(text);
+    }
+  shown.rows = std::move(table.rows);
+  return shown;
 }
 
 void frmKelvorin::BtnSettings_Click() {

@@ -177,20 +177,11 @@ Result<std::vector<std::string>> frmKelvorin::SourceFieldNames(bool whole_file) 
   if (row != nullptr && row->family == catalog::Family::kText)
     return TextFieldNames(state_.source.file_name, state_.setting, state_.breaks,
                           whole_file ? SIZE_MAX : base::kPreviewLines);
-  std::unique_ptr<database::Database> own;
-  database::Database* database = state_.source.kept.get();
-  if (kind != contract::kAccess || database == nullptr) {
-    auto opened = catalog::OpenSourceDatabase(engine_, kind, state_.source);
-    if (!opened.ok()) return opened.status();
-    own = *std::move(opened);
-    database = own.get();
-  }
-  const Result<database::TableDef> table = database->FindTableDef(state_.source.file_name);
+  const Result<database::TableDef> table = SourceTableDef();
   if (!table.ok()) return table.status();
   std::vector<std::string> names;
   for (const database::FieldDef& field : table->Fields)
     if (names.size() < base::kMaxFields) names.push_back(field.Name);
-  if (own) KV_TRY(own->Close());
   return names;
 }
 

@@ -46,6 +46,8 @@ void frmKelvorin::ConnectControls() {
   click(c.BtnAdvanced, &frmKelvorin::BtnAdvanced_Click);
   click(c.BtnRejected, &frmKelvorin::BtnRejected_Click);
   click(c.CBoxTables, &frmKelvorin::CBoxTables_Click);
+  for (Control* button : {&c.BtnNewTable, &c.BtnMakeTable})
+    click(*button, &frmKelvorin::BtnNewTable_Click);
   click(c.CBoxTypeFormat, &frmKelvorin::CBoxTypeFormat_Click);
   click(c.BtnBrowseFiles, &frmKelvorin::BtnBrowseFiles_Click);
   click(c.BtnDetect, &frmKelvorin::BtnDetect_Click);
@@ -210,6 +212,8 @@ Status frmKelvorin::StartTarget() {
     return tables.status();
   }
   steps_.first = tables->fixed ? 1 : 0;
+  for (Control* button : {&controls.BtnNewTable, &controls.BtnMakeTable})
+    button->SetVisible(!tables->fixed);
   controls.CBoxTables.SetItems(tables->names);
   controls.CBoxTables.SelectItem(tables->selected);
   if (tables->table_name.empty()) {

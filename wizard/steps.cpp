@@ -27,7 +27,7 @@ void frmKelvorin::GoTo(int step) {
   ShowCurrentStep();
 }
 
-void frmKelvorin::BtnNext_Click() {
+void frmKelvorin::GoOn() {
   const std::int32_t kind = state_.setting.TypeFormat;
   switch (steps_.current) {
     case kMappingStep:
@@ -41,6 +41,12 @@ void frmKelvorin::BtnNext_Click() {
     default:
       GoTo(steps_.current + 1);
   }
+}
+
+void frmKelvorin::BtnNext_Click() {
+  GoOn();
+  if (steps_.current == kMappingStep && std::exchange(new_table_wanted_, false))
+    BtnNewTable_Click();
 }
 
 void frmKelvorin::BtnPrev_Click() {

@@ -1,6 +1,7 @@
 #include "wizard/suggestion.h"
 
 #include "base/M_STRING.h"
+#include "engine/source_reader.h"
 #include "textsource/layout_words.h"
 
 namespace kelvorin::wizard {
@@ -39,23 +40,60 @@ void Take(const DetectedLayout& layout, settings::ImportSetting& setting,
   TakeHeading(layout, setting);
 }
 
-bool Differs(const DetectedLayout& layout, const settings::ImportSetting& setting,
-             const textsource::BreakList& breaks) {
+namespace {
+
+constexpr std::uint64_t kLookedAt = 64 * 1024;  // bytes, as the detection does
+
+// Records of a file as a run would take them, one after the other.
+class Records {
+ public:
+  Records(textsource::RecordReader reader, const settings::ImportSetting& setting,
+          const textsource::BreakList& breaks)
+      : reader_(std::move(reader)),
+        rules_(engine::SplitRulesOf(setting, breaks)),
+        skips_blanks_(setting.SkipBlankLines != 0) {}
+
+  /// False at the end.
+  bool Next(textsource::FieldValues& values) {
+    while (!reader_.AtEnd() && reader_.position() < kLookedAt) {
+      std::span<char> record;
+      if (!reader_.ReadRecord(record).ok()) return false;
+      const std::string_view text(record.data(), record.size());
+      if (record.empty() || (skips_blanks_ && base::Trim(text).empty())) continue;
+      static_cast<void>(rules_.Split(record, values).ok());  // the first fields do
+      return true;
+    }
+    return false;
+  }
+
+ private:
+  textsource::RecordReader reader_;
+  textsource::SplitRules rules_;
+  bool skips_blanks_;
+};
+
+}  // namespace
+
+bool Differs(const std::string& path, const DetectedLayout& layout,
+             const settings::ImportSetting& setting, const textsource::BreakList& breaks) {
   settings::ImportSetting taken = setting;
   textsource::BreakList taken_breaks = breaks;
   Take(layout, taken, taken_breaks);
-  taken.StartingLine = setting.StartingLine;
-  taken.HeadingLine = setting.HeadingLine;
-  taken.RecLength = setting.RecLength;
-  // Quotes that open at a field's start only, and line ends in quotes, matter where there are some.
-  taken.QuotesAtStart = setting.QuotesAtStart;
-  taken.nbSeparators = setting.nbSeparators;
-  taken.SepOtherChar = setting.SepOtherChar;
-  taken.SepOtherText = setting.SepOtherText;
-  if (setting.TypeFormat == taken.TypeFormat && taken.QuotedLineEnds == 1 &&
-      layout.report.unclosed_lines == 0)
-    taken.QuotedLineEnds = setting.QuotedLineEnds;
-  return taken != setting || (layout.rule == CutRule::kFixed && !(taken_breaks == breaks));
+  auto now = textsource::RecordReader::Open(path, engine::RecordFormatOf(setting));
+  auto then = textsource::RecordReader::Open(path, engine::RecordFormatOf(taken));
+  if (!now.ok() || !then.ok()) return false;
+  Records first(*std::move(now), setting, breaks);
+  Records second(*std::move(then), taken, taken_breaks);
+  textsource::FieldValues a;
+  textsource::FieldValues b;
+  for (;;) {
+    const bool more = first.Next(a);
+    if (more != second.Next(b)) return true;
+    if (!more) return false;
+    if (a.count() != b.count()) return true;
+    for (std::size_t i = 0; i < a.count(); ++i)
+      if (a[i] != b[i]) return true;
+  }
 }
 
 std::string SuggestionText(const DetectedLayout& layout) {

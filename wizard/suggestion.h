@@ -11,9 +11,10 @@
 
 namespace kelvorin::wizard {
 
-/// Whether the layout at hand is another one than the detected. The first line is not part of it.
-bool Differs(const textsource::DetectedLayout& layout, const settings::ImportSetting& setting,
-             const textsource::BreakList& breaks);
+/// Whether the detected layout reads other values out of the file's beginning than the setting
+/// does. The first line is not part of it.
+bool Differs(const std::string& path, const textsource::DetectedLayout& layout,
+             const settings::ImportSetting& setting, const textsource::BreakList& breaks);
 
 /// Puts the detected layout into the setting, heading and first line included.
 void Take(const textsource::DetectedLayout& layout, settings::ImportSetting& setting,

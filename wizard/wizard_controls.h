@@ -26,6 +26,7 @@ struct WizardControls {
 
   Control LblTables{form, "LblTables", Kind::kLabel, "&Target table:"};
   Control CBoxTables{form, "CBoxTables", Kind::kCombo};
+  Control BtnNewTable{form, "BtnNewTable", Kind::kButton, "Ne&w table..."};
   Control LblTableNote{form, "LblTableNote", Kind::kLabel};
 
   Control LblTypeFormat{form, "LblTypeFormat", Kind::kLabel, "Source &type:"};
@@ -57,6 +58,7 @@ struct WizardControls {
   contract::Grid GrdMapping{form, "GrdMapping"};
   Control CBoxSourceFields{form, "CBoxSourceFields", Kind::kCombo};
   Control BtnMapEqualNames{form, "BtnMapEqualNames", Kind::kButton, "&Map equal names"};
+  Control BtnMakeTable{form, "BtnMakeTable", Kind::kButton, "Ne&w table..."};
   Control BtnMapInOrder{form, "BtnMapInOrder", Kind::kButton, "Map in &order"};
   Control LblMapped{form, "LblMapped", Kind::kLabel};
 

@@ -8,6 +8,7 @@
 #include "tests/windows/driver.h"
 #include "wizard/frm_advanced.h"
 #include "wizard/frm_kelvorin.h"
+#include "wizard/frm_new_table.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/frm_progress.h"
 #include "wizard/frm_rejected.h"
@@ -160,6 +161,12 @@ void LookAtDialogs(wizard::qt::QtPlatform& platform) {
   }
   wizard::frmDBPWD password;
   look(password);
+  database::FieldDef field;
+  field.Name = "Name";
+  field.Size = 20;
+  wizard::frmNewTable table(platform, "Goods", {{field, 0, "axe", true}},
+                            [](const auto&, const auto&) { return Status(); });
+  look(table);
   wizard::RejectedRecords rejected;
   CHECK(rejected.OnReject({1, "Amount", "x", "no number", "x\r\n"}).ok());
   wizard::frmRejected records(platform, rejected, {});

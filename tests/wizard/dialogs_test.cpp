@@ -42,6 +42,40 @@ struct OptionsRig {
 
 }  // namespace
 
+TEST_CASE("How values are written: the options of the last tab, and what they look like") {
+  OptionsRig rig;
+  rig.setting.AnsiPage = 1252;
+  rig.setting.OemPage = 852;
+  rig.setting.DateOrder = "DMY";
+  rig.setting.Decimal = ";";  // none of the list: kept until another is chosen
+  rig.setting.NullText = "-";
+  rig.setting.Trim = 1;
+  rig.Fill();
+  frmAdvanced& form = rig.form;
+  CHECK(form.CBoxAnsiPage.text().find("1252") != std::string::npos);
+  CHECK(form.CBoxDateOrder.text() == "day month year");
+  CHECK(form.CBoxDecimal.list_index() == -1);
+  settings::ImportSetting seen;
+  form.SetSample([&](const settings::ImportSetting& setting) {
+    seen = setting;
+    return frmAdvanced::Sample{{"a"}, {{{"1", false}}}};
+  });
+  CHECK(seen.AnsiPage == 1252);
+  CHECK(form.GrdSample.rows().size() == 1);
+  form.CBoxAnsiPage.UserSelect(1);
+  CHECK(seen.AnsiPage == 65001);
+  form.CBoxTrim.UserClick();
+  CHECK(seen.Trim == 0);
+  form.CBoxDateOrder.UserSelect(0);
+  form.bntOK.UserClick();
+  CHECK(form.CopyBack(rig.setting).ok());
+  CHECK(rig.setting.AnsiPage == 65001);
+  CHECK(rig.setting.OemPage == 852);
+  CHECK(rig.setting.DateOrder.empty());
+  CHECK(rig.setting.Decimal == ";");
+  CHECK(rig.setting.NullText == "-");
+}
+
 TEST_CASE("The options show a setting and give it back unchanged") {
   settings::ImportSetting full;
   full.RecSeparator = 3;

@@ -307,6 +307,128 @@ TEST_CASE("The same target table keeps its mapping; a setting of another kind fi
   CHECK(rig.c->LblDetected.caption() == "There is no such file.");
 }
 
+TEST_CASE("A new table from the source: proposed, changed, made and mapped") {
+  WizardRig rig;
+  rig.host.properties().MultiTable = true;
+  const std::string file =
+      rig.File("stock.csv",
+               "Name,Code,Amount,Price,Day,Note\r\naxe,007,3,1.50,2024-05-01,\r\n"
+               "a longer name,012,-4,2,2024-05-02,x\r\n");
+  rig.host.properties().ImportDBName = file;
+  rig.Start();
+  rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+  rig.c->BtnNewTable.UserClick();
+  REQUIRE(rig.Shown()[0] == '1');
+  rig.c->CBoxHeader.UserClick();
+  std::string proposed;
+  rig.screen.In<wizard::frmNewTable>("frmNewTable", [&](wizard::frmNewTable& form) {
+    for (const auto& row : form.GrdFields.rows())
+      proposed += row[0].text + ":" + row[1].text + ":" + row[2].text + " ";
+    CHECK(form.EdtTableName.text() == "stock");
+    form.EdtTableName.UserText("");
+    form.BtnMake.UserClick();
+    CHECK(rig.screen.boxes.size() == 1);
+    form.EdtTableName.UserText("Stock");
+    form.GrdFields.UserRow(0);
+    form.EdtFieldName.UserText("Article");
+    form.EdtFieldSize.UserText("30");
+    form.GrdFields.UserRow(5);
+    form.CBoxFieldWanted.UserClick();
+    form.BtnMake.UserClick();
+  });
+  rig.Walk(rig.c->BtnNext);
+  const auto name = [](values::TypeCode type) {
+    return std::string(values::FieldType(static_cast<std::int16_t>(type)));
+  };
+  using values::TypeCode;
+  CHECK(proposed == "Name:" + name(TypeCode::kText) + ":13 Code:" + name(TypeCode::kText) +
+                        ":3 Amount:" + name(TypeCode::kLong) +
+                        ": Price:" + name(TypeCode::kDouble) + ": Day:" + name(TypeCode::kDate) +
+                        ": Note:" + name(TypeCode::kText) + ":1 ");
+  CHECK(rig.form->state().target.table_name == "Stock");
+  CHECK(rig.c->CBoxTables.text() == "Stock");
+  CHECK(rig.MapColumn(2) == "Article|Code|Amount|Price|Day");
+  CHECK(rig.MapColumn(5) == "Name|Code|Amount|Price|Day");
+  rig.c->BtnFinish.UserClick();
+  CHECK(rig.form->result().imported == 2);
+  CHECK(rig.memory.Rows("shop", "Stock").size() == 2);
+}
+
+TEST_CASE("A newcomer imports each sample into a new table, with what the wizard suggests") {
+  const std::string samples = SampleFolder("text");
+  if (samples.empty()) {
+    MESSAGE("skipped: no sample files");
+    return;
+  }
+  RealRig rig;
+  const std::string shop = rig.folder.File("shop.mdb");
+  REQUIRE(rig.engine.CreateDatabase(shop, {}).ok());
+  rig.control.DataBaseName(shop);
+  rig.control.DefaultSourceType(contract::FileTypeFormat::TAccess);
+  rig.control.tableName("");
+  rig.control.MultiTable(true);
+  struct Row {
+    const char* file;
+    int records;
+  };
+  const Row kRows[] = {{"addresses.csv", 26},
+                       {"blanks.txt", 34},
+                       {"caret.txt", 34},
+                       {"entities.html", 30},
+                       {"eu_numbers_no_heading.csv", 36},
+                       {"eu_semicolon.csv", 37},
+                       {"eu_semicolon_1252.csv", 37},
+                       {"even_lengths.csv", 25},
+                       {"fixed_accents.txt", 25},
+                       {"fixed_customers.txt", 26},
+                       {"fixed_numbers.txt", 28},
+                       {"iso_times_semicolon.csv", 25},
+                       {"mixed_line_ends.csv", 34},
+                       {"multi_line.csv", 31},
+                       {"multi_line_late.csv", 51},
+                       {"passwd", 31},
+                       {"pipe.txt", 34},
+                       {"rows.html", 25},
+                       {"semicolon_with_commas.csv", 33},
+                       {"sep_line.csv", 32},
+                       {"single_quotes.csv", 28},
+                       {"stray_quotes.csv", 59},
+                       {"title_above.csv", 14},
+                       {"tsv_quotes.tsv", 34},
+                       {"two_columns_text.csv", 25},
+                       {"utf16le.txt", 25},
+                       {"wide.csv", 25}};
+  int number = 0;
+  for (const Row& row : kRows) {
+    CAPTURE(row.file);
+    const std::string table = "T" + std::to_string(++number);
+    std::string proposed;
+    rig.screen.In<wizard::frmNewTable>("frmNewTable", [&](wizard::frmNewTable& form) {
+      form.EdtTableName.UserText(table);
+      form.BtnMake.UserClick();
+    });
+    rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
+      wizard::WizardControls& c = form.controls;
+      WizardRig::Choose(c.CBoxTypeFormat, "Delimited text");
+      c.BtnNewTable.UserClick();
+      c.EdtFileName.UserText(samples + "/" + row.file);
+      if (c.BtnSuggestion.visible()) {
+        c.BtnSuggestion.UserClick();
+      } else if (!c.CBoxHeader.value() && !c.CBoxHeader.tool_tip.rfind("The detection", 0)) {
+        c.CBoxHeader.UserClick();
+      }
+      for (int i = 0; i < 3 && c.BtnNext.enabled(); ++i) c.BtnNext.UserClick();
+      REQUIRE(c.BtnFinish.enabled());
+      c.BtnFinish.UserClick();
+      const engine::RunResult& run = form.result();
+      CHECK(run.imported == row.records);
+      CHECK(run.rejected + run.truncated_values + run.replaced_characters == 0);
+    });
+    rig.control.Execute();
+    CHECK(rig.control.LastError() == "");
+  }
+}
+
 TEST_CASE("A setting's own code pages count in the previews at once, and only for it") {
   const int before = base::AnsiPage().number();
   WizardRig rig;

@@ -1,4 +1,5 @@
 #include "wizard/frm_advanced.h"
+#include "wizard/frm_new_table.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/frm_progress.h"
 #include "wizard/frm_rejected.h"
@@ -89,6 +90,13 @@ class AdvancedWindow final : public FormWindow {
               &f_.CBoxLogAppend,
               &f_.CBoxEmptyTarget,
               &f_.CBoxDeleteImportFile,
+              &f_.CBoxAnsiPage,
+              &f_.CBoxOemPage,
+              &f_.CBoxDateOrder,
+              &f_.CBoxDecimal,
+              &f_.EdtNullText,
+              &f_.CBoxTrim,
+              &f_.GrdSample,
               &f_.bntOK,
               &f_.bntCancel});
   }
@@ -178,7 +186,23 @@ class AdvancedWindow final : public FormWindow {
     auto* page = new QVBoxLayout(Widget(f_.Frame1_3));
     page->addWidget(Widget(f_.CBoxEmptyTarget));
     page->addWidget(Widget(f_.CBoxDeleteImportFile));
-    page->addStretch(1);
+    auto* values = new QGridLayout;
+    values->addWidget(Label(f_.LblAnsiPage, f_.CBoxAnsiPage), 0, 0);
+    values->addWidget(Widget(f_.CBoxAnsiPage), 0, 1);
+    values->addWidget(Label(f_.LblOemPage, f_.CBoxOemPage), 0, 2);
+    values->addWidget(Widget(f_.CBoxOemPage), 0, 3);
+    values->addWidget(Label(f_.LblDateOrder, f_.CBoxDateOrder), 1, 0);
+    values->addWidget(Widget(f_.CBoxDateOrder), 1, 1);
+    values->addWidget(Label(f_.LblDecimal, f_.CBoxDecimal), 1, 2);
+    values->addWidget(Widget(f_.CBoxDecimal), 1, 3);
+    values->addWidget(Label(f_.LblNullText, f_.EdtNullText), 2, 0);
+    values->addWidget(Widget(f_.EdtNullText), 2, 1);
+    values->addWidget(Widget(f_.CBoxTrim), 2, 2, 1, 2);
+    values->setColumnStretch(1, 1);
+    values->setColumnStretch(3, 1);
+    page->addLayout(values);
+    page->addWidget(Widget(f_.GrdSample), 1);
+    Widget(f_.GrdSample)->setMinimumHeight(Pixels(*this, 1500));
   }
 
   frmAdvanced& f_;
@@ -321,6 +345,41 @@ class RejectedWindow final : public FormWindow {
   }
 };
 
+class NewTableWindow final : public FormWindow {
+ public:
+  explicit NewTableWindow(frmNewTable& form) : FormWindow(form), f_(form) {
+    auto* all = new QVBoxLayout(this);
+    auto* name = new QHBoxLayout;
+    name->addWidget(Label(f_.LblTableName, f_.EdtTableName));
+    name->addWidget(Widget(f_.EdtTableName), 1);
+    all->addLayout(name);
+    auto* table = qobject_cast<QTableWidget*>(Widget(f_.GrdFields));
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->horizontalHeader()->setStretchLastSection(true);
+    connect(table, &QTableWidget::currentCellChanged, this,
+            [this](int row) { ByUser([&] { f_.GrdFields.UserRow(row); }); });
+    all->addWidget(table, 1);
+    auto* field = new QHBoxLayout;
+    field->addWidget(Label(f_.LblFieldName, f_.EdtFieldName));
+    field->addWidget(Widget(f_.EdtFieldName), 1);
+    field->addWidget(Label(f_.LblFieldType, f_.CBoxFieldType));
+    field->addWidget(Widget(f_.CBoxFieldType));
+    field->addWidget(Label(f_.LblFieldSize, f_.EdtFieldSize));
+    field->addWidget(Widget(f_.EdtFieldSize));
+    Narrow(Widget(f_.EdtFieldSize));
+    all->addLayout(field);
+    all->addWidget(Widget(f_.CBoxFieldWanted));
+    all->addLayout(ButtonRow({nullptr, &f_.BtnMake, &f_.BtnNewTableCancel}));
+    SetOrder({&f_.EdtTableName, &f_.GrdFields, &f_.EdtFieldName, &f_.CBoxFieldType,
+              &f_.EdtFieldSize, &f_.CBoxFieldWanted, &f_.BtnMake, &f_.BtnNewTableCancel});
+    StartSize(9000, 6000);
+  }
+
+ private:
+  frmNewTable& f_;
+};
+
 }  // namespace
 
 std::unique_ptr<FormWindow> MakeWindow(contract::Form& form) {
@@ -335,6 +394,8 @@ std::unique_ptr<FormWindow> MakeWindow(contract::Form& form) {
     return std::make_unique<LogonWindow>(*logon);
   if (auto* password = dynamic_cast<frmDBPWD*>(&form))
     return std::make_unique<PasswordWindow>(*password);
+  if (auto* table = dynamic_cast<frmNewTable*>(&form))
+    return std::make_unique<NewTableWindow>(*table);
   return std::make_unique<RejectedWindow>(dynamic_cast<frmRejected&>(form));
 }
 

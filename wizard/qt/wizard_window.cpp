@@ -42,41 +42,17 @@ class WizardWindow final : public FormWindow {
     all->addLayout(
         ButtonRow({&c_.BtnSettings, &c_.BtnSaveSetting, &c_.BtnAdvanced, &c_.BtnRejected,
                    &c_.BtnHelp, nullptr, &c_.BtnCancel, &c_.BtnPrev, &c_.BtnNext, &c_.BtnFinish}));
-    SetOrder({&c_.CBoxTables,
-              &c_.CBoxTypeFormat,
-              &c_.EdtFileName,
-              &c_.lstTables,
-              &c_.BtnBrowseFiles,
-              &c_.BtnDetect,
-              &c_.BtnSuggestion,
-              &c_.CBoxComma,
-              &c_.CBoxSemiColon,
-              &c_.CBoxSpace,
-              &c_.CBoxTab,
-              &c_.CBoxOtherChar,
-              &c_.EdtSpecialSeparator,
-              &c_.CBoxDelimiter,
-              &c_.EdtBreaks,
-              &c_.BtnUndoBreak,
-              &c_.BtnClearBreaks,
-              &c_.GrdMapping,
-              &c_.CBoxSourceFields,
-              &c_.BtnMapEqualNames,
-              &c_.BtnMapInOrder,
-              &c_.CBoxHeader,
-              &c_.PreviewText,
-              &c_.PreviewGrid,
-              &c_.PreviewFixed,
-              &c_.BtnReport,
-              &c_.BtnSettings,
-              &c_.BtnSaveSetting,
-              &c_.BtnAdvanced,
-              &c_.BtnRejected,
-              &c_.BtnHelp,
-              &c_.BtnCancel,
-              &c_.BtnPrev,
-              &c_.BtnNext,
-              &c_.BtnFinish});
+    SetOrder(
+        {&c_.CBoxTables,       &c_.BtnNewTable,         &c_.CBoxTypeFormat, &c_.EdtFileName,
+         &c_.lstTables,        &c_.BtnBrowseFiles,      &c_.BtnDetect,      &c_.BtnSuggestion,
+         &c_.CBoxComma,        &c_.CBoxSemiColon,       &c_.CBoxSpace,      &c_.CBoxTab,
+         &c_.CBoxOtherChar,    &c_.EdtSpecialSeparator, &c_.CBoxDelimiter,  &c_.EdtBreaks,
+         &c_.BtnUndoBreak,     &c_.BtnClearBreaks,      &c_.GrdMapping,     &c_.CBoxSourceFields,
+         &c_.BtnMapEqualNames, &c_.BtnMapInOrder,       &c_.BtnMakeTable,   &c_.CBoxHeader,
+         &c_.PreviewText,      &c_.PreviewGrid,         &c_.PreviewFixed,   &c_.BtnReport,
+         &c_.BtnSettings,      &c_.BtnSaveSetting,      &c_.BtnAdvanced,    &c_.BtnRejected,
+         &c_.BtnHelp,          &c_.BtnCancel,           &c_.BtnPrev,        &c_.BtnNext,
+         &c_.BtnFinish});
     setAcceptDrops(true);
     StartSize(9600, 7200);
     ShowPanes();
@@ -103,6 +79,7 @@ class WizardWindow final : public FormWindow {
     grid->addWidget(Label(c_.LblTables, c_.CBoxTables), 0, 0);
     grid->addWidget(Widget(c_.CBoxTables), 0, 1);
     grid->addWidget(Wrapped(c_.LblTableNote), 1, 1);
+    grid->addWidget(Widget(c_.BtnNewTable), 0, 2);
     grid->setColumnStretch(1, 1);
   }
 
@@ -157,6 +134,7 @@ class WizardWindow final : public FormWindow {
     auto* row = new QHBoxLayout;
     row->addWidget(Widget(c_.BtnMapEqualNames));
     row->addWidget(Widget(c_.BtnMapInOrder));
+    row->addWidget(Widget(c_.BtnMakeTable));
     row->addStretch(1);
     row->addWidget(Widget(c_.LblMapped));
     box->addLayout(row);
