@@ -21,6 +21,14 @@ SQLPOINTER Number(SQLULEN value) noexcept {
 
 /// The driver's text in the ANSI page, with the line ends of the product's log.
 std::string Shown(std::string_view text) {
+  // PostgreSQL's driver says so behind every text of the server.
+  constexpr std::string_view kTail = "Error while executing the query";
+  constexpr std::string_view kEnds = "\r\n ;";
+  if (text.ends_with(kTail)) {
+    text.remove_suffix(kTail.size());
+    while (!text.empty() && kEnds.find(text.back()) != std::string_view::npos)
+      text.remove_suffix(1);
+  }
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
     text.remove_suffix(1);
   std::string ansi;

@@ -90,7 +90,10 @@ Connection Session::LogOn(ConnectPurpose purpose) const {
   Result<std::string> text = DriverConnectText(
       connect_, purpose, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
   if (!text.ok()) throw Error(std::move(text).status());
-  Connection connection(environment_, *text, name_, Seconds("CONN_TIMEOUT", kLogonSeconds));
+  // A file that cannot be opened is named: the driver says "connect failed" and no more.
+  const std::string place = Setting("Database");
+  const std::string shown = place.find('/') == std::string::npos ? name_ : name_ + "' at '" + place;
+  Connection connection(environment_, *text, shown, Seconds("CONN_TIMEOUT", kLogonSeconds));
   const Server server = ServerOf(connection.Info(SQL_DBMS_NAME));
   // PostgreSQL's driver waits for a silent server for good.
   if (server == Server::kPostgres) connection.LimitAnswers(Seconds("READ_TIMEOUT", kAnswerSeconds));

@@ -61,8 +61,11 @@ TEST_CASE("what cannot be opened fails at the opening and leaves no file") {
                                    "ODBC;DSN=unknown;", "ODBC;DSN=;UID=;PWD=;", "ODBC;"};
   for (const std::string& connect : kConnects) {
     CAPTURE(connect);
-    CHECK_FALSE(engine.OpenDatabase("", true, false, connect).ok());
+    const auto opened = engine.OpenDatabase("", true, false, connect);
+    CHECK_FALSE(opened.ok());
     CHECK_FALSE(engine.Errors().empty());
+    if (connect.find(missing) != std::string::npos)  // says which file it was
+      CHECK(opened.status().message().find(sources.File("missing.sqlite")) != std::string::npos);
   }
   CHECK_FALSE(std::filesystem::exists(sources.File("missing.sqlite")));
 }
