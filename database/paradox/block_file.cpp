@@ -8,8 +8,6 @@
 namespace kelvorin::database::paradox {
 namespace {
 
-constexpr std::size_t kMaxHeaderBytes = 0xFFFF;
-
 Header ReadHeaderFrom(storage::Store& store, storage::FileNo file) {
   const std::string& path = store.Path(file);
   const std::uint64_t size = store.Size(file);

@@ -255,7 +255,6 @@ void KeyTree::Repoint(const std::byte* key, BlockNo from, BlockNo to) {
     counts.root = to;
     return;
   }
-  Path path;
   BlockNo block = counts.root;
   for (int level = 0; level < counts.levels - 1; ++level) {
     const Place at = Descend(block, key, key_bytes(), 1, block);
