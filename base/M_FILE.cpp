@@ -1,6 +1,8 @@
 #include "base/M_FILE.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "base/M_STRING.h"
@@ -133,6 +135,32 @@ std::optional<std::string> FindIgnoringCase(const std::string& folder, std::stri
     if (EqualAnyCase(entry, name)) return JoinPath(folder, entry);
   }
   return std::nullopt;
+}
+
+struct FileLock::Open_ {
+  os::FileHandle handle;
+};
+
+FileLock::FileLock(std::unique_ptr<Open_> file) noexcept : file_(std::move(file)) {}
+FileLock::FileLock(FileLock&&) noexcept = default;
+FileLock& FileLock::operator=(FileLock&&) noexcept = default;
+FileLock::~FileLock() = default;
+
+Result<FileLock> FileLock::Acquire(const std::string& path, int wait_ms) {
+  constexpr int kStepMs = 5;
+  std::error_code error;
+  auto file = std::make_unique<Open_>();
+  file->handle = os::FileHandle::Open(path, os::OpenMode::kAppend, error);
+  if (error) return FileStatus(error, "open for writing", InMessage(path));
+  for (int waited = 0;; waited += kStepMs) {
+    if (file->handle.TryLock(0, 1, os::LockKind::kExclusive, error))
+      return FileLock(std::move(file));
+    if (error) return FileStatus(error, "lock", InMessage(path));
+    if (waited >= wait_ms)
+      return Status(Code::kLocked, "Somebody else has held the lock " + InMessage(path) + " for " +
+                                       ToDecimal(wait_ms) + " ms");
+    std::this_thread::sleep_for(std::chrono::milliseconds(kStepMs));
+  }
 }
 
 struct InputFile::Open_ {

@@ -56,6 +56,23 @@ Result<std::vector<std::string>> ListFolder(const std::string& folder);
 /// one.
 std::optional<std::string> FindIgnoringCase(const std::string& folder, std::string_view name);
 
+/// Holds a lock between processes until it goes: who changes a file in several steps makes one on a
+/// file of its own beside it, which stays there. Move-only.
+class FileLock {
+ public:
+  /// Waits up to `wait_ms` for others to let go; `kLocked` then. The lock file is made when
+  /// missing.
+  static Result<FileLock> Acquire(const std::string& path, int wait_ms);
+  FileLock(FileLock&&) noexcept;
+  FileLock& operator=(FileLock&&) noexcept;
+  ~FileLock();
+
+ private:
+  struct Open_;
+  explicit FileLock(std::unique_ptr<Open_> file) noexcept;
+  std::unique_ptr<Open_> file_;
+};
+
 /// A file open for reading at any position. Move-only; the destructor closes it.
 class InputFile {
  public:

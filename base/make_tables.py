@@ -25,7 +25,7 @@ PAGES = [
     (1258, "cp1258", "Vietnamese"), (10000, "mac_roman", "Macintosh Roman"),
     (10006, "mac_greek", "Macintosh Greek"), (10007, "mac_cyrillic", "Macintosh Cyrillic"),
     (10029, "mac_latin2", "Macintosh Central European"), (20866, "koi8_r", "KOI8-R"),
-    (21866, "koi8_u", "KOI8-U"), (28592, "iso8859_2", "ISO 8859-2"),
+    (21866, "koi8_u", "KOI8-U"), (28591, "iso8859_1", "ISO 8859-1"), (28592, "iso8859_2", "ISO 8859-2"),
     (28595, "iso8859_5", "ISO 8859-5"), (28597, "iso8859_7", "ISO 8859-7"),
     (28599, "iso8859_9", "ISO 8859-9"), (28605, "iso8859_15", "ISO 8859-15"),
 ]

@@ -17,6 +17,7 @@ struct RunResult {
   std::int64_t errors = 0;    // record errors; a record may have several
   std::int64_t truncated_values = 0;     // texts cut to the size of their field
   std::int64_t replaced_characters = 0;  // characters that a code page could not hold
+  std::int64_t unclosed_delimiters = 0;  // records with a text delimiter that was never closed
   bool stopped = false;                  // by the user, the host or the error limit
   bool cancelled = false;                // by the progress dialog
   std::optional<std::string> fatal;      // what `LastError` says of the error that ended the run

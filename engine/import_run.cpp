@@ -54,9 +54,13 @@ RunResult ImportRun::Run() {
   result_.stopped = stop_;
   if (status.ok()) status = Finish();
   if (!status.ok()) Fail(status);
+  if (source_) {
+    result_.replaced_characters += source_->replaced_characters();
+    result_.unclosed_delimiters = source_->unclosed_delimiters();
+  }
   CloseAll();
   result_.errors = policy_.error_count();
-  result_.replaced_characters =
+  result_.replaced_characters +=
       conversion_.replaced_characters() + (writer_ ? writer_->replaced_characters() : 0);
   if (assignment_) result_.truncated_values = assignment_->truncated_values();
   return std::move(result_);

@@ -7,6 +7,7 @@
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "engine/csv_line.h"
+#include "textsource/text_input.h"
 
 namespace kelvorin::engine {
 
@@ -29,7 +30,8 @@ Status RejectFile::Begin() {
   begun_ = true;
   KV_TRY(reasons_.Write("Line,Field,Value,Reason\r\n"));
   if (preface_bytes_ == 0) return Status();
-  const Result<base::InputFile> source = base::InputFile::Open(preface_source_);
+  // As the reader gives it: a compressed or UTF-16 file's records are written in UTF-8.
+  const Result<textsource::TextInput> source = textsource::TextInput::Open(preface_source_, true);
   if (!source.ok()) return source.status();
   std::array<char, 16 * 1024> block;
   for (std::uint64_t at = 0; at < preface_bytes_;) {

@@ -107,6 +107,12 @@ Status ImportRun::OpenTableSource() {
 
 // What would do harm, or nothing at all, is refused while the target is still untouched.
 Status ImportRun::CheckJob() {
+  if (!plan_.maps_any && !is_table()) {
+    // A text without a record has no columns to map.
+    const Result<bool> blank = IsBlankText(in_.source.file_name, setting_);
+    if (!blank.ok()) return blank.status();
+    if (*blank) return Status();
+  }
   if (!plan_.maps_any)
     return Refuse("No target field is mapped to a source field: there is nothing to import");
   if (mode_ == WriteMode::kInOrder && in_.target.database->IsOdbc())

@@ -24,7 +24,7 @@ textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) 
   textsource::RecordFormat format;
   format.code = setting.RecSeparator;
   format.other = setting.RecSepOther;
-  if (format.code == textsource::separator_code::kLength) format.length = setting.RecLength;
+  format.length = setting.RecLength;
   format.gap = setting.RecGap;
   format.any_line_end = setting.AnyLineEnd != 0 && format.code == textsource::separator_code::kLf;
   format.html_rows = setting.TypeFormat == 2 && setting.HtmlCells != 0;
@@ -52,6 +52,7 @@ SplitRules SplitRulesOf(const settings::ImportSetting& setting,
     }
   }();
   rules.set_trim(setting.Trim != 0);
+  rules.set_ignore_extra(setting.IgnoreExtraFields != 0);
   return rules;
 }
 
@@ -98,6 +99,7 @@ Status TextSource::Read(bool& taken) {
 
 Status TextSource::Split(FieldValues& fields) {
   Status status = rules_.Split(record_, fields);
+  if (fields.left_open()) ++unclosed_delimiters_;
   if (status.ok()) return status;
   return Status(status.code(),
                 "line " + std::to_string(line_number_) + ": " + std::string(status.message()),
@@ -121,8 +123,20 @@ Result<std::int64_t> TextSource::Estimate() {
 }
 
 Status TextSource::Close() {
+  replaced_characters_ = replaced_characters();
   reader_.reset();
   return Status();
+}
+
+Result<bool> IsBlankText(const std::string& path, const settings::ImportSetting& setting) {
+  Result<RecordReader> reader = RecordReader::Open(path, RecordFormatOf(setting));
+  if (!reader.ok()) return reader.status();
+  while (!reader->AtEnd()) {
+    std::span<char> record;
+    KV_TRY(reader->ReadRecord(record));
+    if (!base::Trim({record.data(), record.size()}, " \t\r\n").empty()) return false;
+  }
+  return true;
 }
 
 // --- Table

@@ -68,6 +68,11 @@ class SourceReader {
   virtual Status GoToStart() { return Status(); }
   virtual Status Close() = 0;
 
+  /// Characters of the source that the ANSI page does not have, and records whose text delimiter
+  /// was never closed; of what has been read so far.
+  virtual std::int64_t replaced_characters() const noexcept { return 0; }
+  virtual std::int64_t unclosed_delimiters() const noexcept { return 0; }
+
   /// Damaged values of the record read; their texts among the fields are empty.
   const std::vector<DamagedValue>& damaged() const noexcept { return damaged_; }
 
@@ -94,6 +99,10 @@ class TextSource final : public SourceReader {
   Status Raw(const RecordMark& mark, std::string& out) override;
   std::uint64_t preface_bytes() const noexcept override { return preface_bytes_; }
   Result<std::int64_t> Estimate() override;
+  std::int64_t replaced_characters() const noexcept override {
+    return reader_ ? reader_->replaced_characters() : replaced_characters_;
+  }
+  std::int64_t unclosed_delimiters() const noexcept override { return unclosed_delimiters_; }
   Status Close() override;
 
  private:
@@ -106,7 +115,12 @@ class TextSource final : public SourceReader {
   bool skip_blank_lines_ = false;
   std::int64_t first_record_bytes_ = 0;
   std::uint64_t preface_bytes_ = 0;
+  std::int64_t replaced_characters_ = 0;  // once the reader is gone
+  std::int64_t unclosed_delimiters_ = 0;
 };
+
+/// Whether a text file has no record but blank ones.
+Result<bool> IsBlankText(const std::string& path, const settings::ImportSetting& setting);
 
 /// The rows of a table. Binary fields stay empty; line ends inside texts become blanks.
 class TableSource final : public SourceReader {

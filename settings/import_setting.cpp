@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/code_page.h"
+
 namespace kelvorin::settings {
 
 void FieldMapEntry::Unmap() noexcept {
@@ -49,7 +51,7 @@ void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
   for (std::int32_t* number :
        {&setting.AnsiPage, &setting.OemPage, &setting.QuotedLineEnds, &setting.QuotesAtStart,
         &setting.MergeSeparators, &setting.AnyLineEnd, &setting.HtmlCells, &setting.Trim,
-        &setting.SkipBlankLines, &setting.HeadingLine})
+        &setting.SkipBlankLines, &setting.HeadingLine, &setting.IgnoreExtraFields})
     *number = 0;
   setting.RecGap = 1;
   for (std::string* text :
@@ -63,15 +65,23 @@ void RebuildSeparatorSet(ImportSetting& setting) {
   if (setting.SepSpace) setting.SeparatorSet += ' ';
   if (setting.SepTab) setting.SeparatorSet += base::kTab;
   if (setting.SepSemicolon) setting.SeparatorSet += ';';
-  if (setting.SepOther) setting.SeparatorSet += setting.SepOtherChar;
+  if (!setting.SepOther) return;
+  const std::string_view text = base::CutToCharacters(setting.SepOtherText, 1);
+  if (text.starts_with(setting.SepOtherChar)) {
+    setting.SeparatorSet += text;
+  } else {
+    setting.SeparatorSet += setting.SepOtherChar;
+  }
 }
 
 void SetSeparators(ImportSetting& setting, std::string_view characters) {
   setting.SepComma = setting.SepSemicolon = setting.SepSpace = setting.SepTab = false;
   setting.SepOther = false;
   setting.SepOtherText.clear();
-  for (const char c : characters) {
-    switch (c) {
+  for (std::string_view rest = characters; !rest.empty();) {
+    const std::string_view one = base::CutToCharacters(rest, 1);
+    rest.remove_prefix(one.size());
+    switch (one[0]) {
       case ',':
         setting.SepComma = true;
         break;
@@ -86,8 +96,8 @@ void SetSeparators(ImportSetting& setting, std::string_view characters) {
         break;
       default:
         setting.SepOther = true;
-        setting.SepOtherChar = c;
-        setting.SepOtherText.assign(1, c);
+        setting.SepOtherChar = one[0];
+        setting.SepOtherText = one;
     }
   }
   RebuildSeparatorSet(setting);

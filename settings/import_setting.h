@@ -75,7 +75,8 @@ struct ImportSetting {
   bool SepTab = false;
   bool SepOther = false;
   char SepOtherChar = ' ';
-  /// Text of the other-separator box. Its first character is what gets stored, not `SepOtherChar`.
+  /// Text of the other-separator box. Its first character, which may be of several bytes, is what
+  /// gets stored, not `SepOtherChar`.
   std::string SepOtherText;
   std::string SeparatorSet = ",";
   char DelimiterChar = '"';  // the character 0 for none
@@ -86,19 +87,20 @@ struct ImportSetting {
   // Additional keys, written behind the others and only when they differ from what stands here.
   std::int32_t AnsiPage = 0;  // code page numbers; of text: of the file
   std::int32_t OemPage = 0;
-  std::int32_t QuotedLineEnds = 0;   // 1: line ends between text delimiters are data
-  std::int32_t QuotesAtStart = 0;    // 1: text delimiters count at a field's start only
-  std::int32_t MergeSeparators = 0;  // 1: runs of separators count as one
-  std::int32_t AnyLineEnd = 0;       // 1: CR LF, LF and CR all end a record (RecSeparator 2)
-  std::int32_t HtmlCells = 0;        // 1: records are rows of HTML tables, fields their cells
-  std::int32_t Trim = 0;             // 1: blanks around values are padding
-  std::int32_t SkipBlankLines = 0;   // 1: lines of blanks only are no records
-  std::int32_t HeadingLine = 0;      // record that names the columns; 0 the one before the first
-  std::int32_t RecGap = 1;           // bytes behind each record of RecSeparator 4
-  std::string DateOrder;             // "dmy", "mdy" or "ymd"
-  std::string Decimal;               // the decimal sign
-  std::string NullText;              // text that stands for Null
-  std::string RejectFile;            // file that takes the rejected records
+  std::int32_t QuotedLineEnds = 0;     // 1: line ends between text delimiters are data
+  std::int32_t QuotesAtStart = 0;      // 1: text delimiters count at a field's start only
+  std::int32_t MergeSeparators = 0;    // 1: runs of separators count as one
+  std::int32_t AnyLineEnd = 0;         // 1: CR LF, LF and CR all end a record (RecSeparator 2)
+  std::int32_t HtmlCells = 0;          // 1: records are rows of HTML tables, fields their cells
+  std::int32_t Trim = 0;               // 1: blanks around values are padding
+  std::int32_t SkipBlankLines = 0;     // 1: lines of blanks only are no records
+  std::int32_t HeadingLine = 0;        // record that names the columns; 0 the one before the first
+  std::int32_t IgnoreExtraFields = 0;  // 1: fields behind the 251st are left out
+  std::int32_t RecGap = 1;             // bytes behind each record of RecSeparator 4
+  std::string DateOrder;               // "dmy", "mdy" or "ymd"
+  std::string Decimal;                 // the decimal sign
+  std::string NullText;                // text that stands for Null
+  std::string RejectFile;              // file that takes the rejected records
 
   bool operator==(const ImportSetting&) const = default;
 };
@@ -109,8 +111,9 @@ struct ImportSetting {
 void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
                        std::int16_t default_source_type);
 
-/// `SeparatorSet` from the five flags: comma, blank, Tab, semicolon, `SepOtherChar`, one character
-/// per flag even when two are equal (the number of characters is stored as the number of keys).
+/// `SeparatorSet` from the five flags: comma, blank, Tab, semicolon and the other character (the
+/// first of `SepOtherText` where that begins with `SepOtherChar`), one character per flag even when
+/// two are equal (the number of characters is stored as the number of keys).
 void RebuildSeparatorSet(ImportSetting& setting);
 
 /// Sets flags, `SepOtherChar` and `SepOtherText` from a set of characters, and the set from them.

@@ -206,6 +206,13 @@ void IniDocument::DeleteKey(std::string_view section, std::string_view key) {
 
 void IniDocument::DeleteSection(std::string_view section) {
   section = TrimName(FirstLine(section));
+  // The blank line that parts it from what stands before it goes with it.
+  for (std::size_t at = FindSection(section); at < lines_.size();
+       at = FindSection(section, at + 1)) {
+    if (at == 0 || !TrimName(FirstLine(lines_[at - 1].text)).empty()) continue;
+    --at;
+    lines_.erase(lines_.begin() + static_cast<std::ptrdiff_t>(at));
+  }
   bool inside = false;
   std::erase_if(lines_, [&](const Line& line) {
     if (line.kind == LineKind::kSection) inside = SameName(line.name(), section);

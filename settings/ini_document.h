@@ -42,7 +42,8 @@ class IniDocument {
   void SetValue(std::string_view section, std::string_view key, std::string_view value);
   /// Removes every line of the key.
   void DeleteKey(std::string_view section, std::string_view key);
-  /// Removes a section with all its keys; comments and blank lines stay.
+  /// Removes a section with all its keys and the blank line before it; comments and other blank
+  /// lines stay.
   void DeleteSection(std::string_view section);
   /// Puts `entries` in place of all keys that the section has; it stays where it was.
   void ReplaceSection(std::string_view section, std::span<const IniEntry> entries);

@@ -1,5 +1,6 @@
 #include "settings/ini_file.h"
 
+#include <algorithm>
 #include <limits>
 #include <optional>
 
@@ -37,6 +38,31 @@ std::vector<std::string> KeyNames(const IniDocument& document, std::string_view 
   return names;
 }
 
+std::string IniBesideLibrary() {
+  return base::JoinPath(base::LibraryFolder(), kFileName);
+}
+
+/// Empty when the user has no folder of their own.
+std::string IniOfUser() {
+  std::optional<std::string> config = base::Environment("XDG_CONFIG_HOME");
+  if (!config || config->empty()) {
+    const std::optional<std::string> home = base::Environment("HOME");
+    if (!home || home->empty()) return {};
+    config = base::JoinPath(*home, ".config");
+  }
+  return base::JoinPath(base::JoinPath(*config, "Kelvorin"), kFileName);
+}
+
+Result<IniDocument> LoadFile(const std::string& path) {
+  const Result<std::string> text = base::ReadWholeFile(path, kMaxFileBytes);
+  if (!text.ok()) return text.status();
+  if (text->starts_with("\xFF\xFE") || text->starts_with("\xFE\xFF"))
+    return Status(
+        Code::kNotSupported,
+        "The settings file '" + path + "' is UTF-16 text; save it as UTF-8 or in the ANSI page");
+  return IniDocument(*text);
+}
+
 std::string Upper(std::string_view text) {
   std::string upper;
   base::AppendUpper(text, upper);
@@ -46,16 +72,33 @@ std::string Upper(std::string_view text) {
 }  // namespace
 
 std::string DefaultIniFile() {
-  const std::string folder = base::LibraryFolder();
-  std::string beside = base::JoinPath(folder, kFileName);
-  if (base::FileExists(beside) || base::IsWritable(folder)) return beside;
-  std::optional<std::string> config = base::Environment("XDG_CONFIG_HOME");
-  if (!config || config->empty()) {
-    const std::optional<std::string> home = base::Environment("HOME");
-    if (!home || home->empty()) return beside;
-    config = base::JoinPath(*home, ".config");
+  const std::string beside = IniBesideLibrary();
+  const std::string own = IniOfUser();
+  if (own.empty()) return beside;
+  if (base::FileExists(own)) return own;
+  const bool writable = base::IsWritable(base::LibraryFolder()) &&
+                        (!base::FileExists(beside) || base::IsWritable(beside));
+  return writable ? beside : own;
+}
+
+Status CheckSettingName(std::string_view name) {
+  const std::string_view plain = base::Trim(name, base::kBlankOrTab);
+  std::string why;
+  if (plain.empty()) {
+    why = "a setting needs a name to be saved";
+  } else if (base::EqualIgnoreCase(plain, kIndexSection)) {
+    why = "the settings file keeps its list of names under it";
+  } else if (plain.front() == ';' || plain.front() == '[') {
+    why = std::string("it begins with '") + plain.front() + "'";
+  } else if (const std::size_t at = name.find_first_of(std::string_view("=]\r\n\0", 5));
+             at != name.npos) {
+    why = name[at] == '=' || name[at] == ']' ? std::string("it holds '") + name[at] + "'"
+                                             : std::string("it holds a line end");
+  } else {
+    return Status();
   }
-  return base::JoinPath(base::JoinPath(*config, "Kelvorin"), kFileName);
+  return Status(Code::kInvalidArgument,
+                "'" + std::string(name) + "' cannot be a setting's name: " + why);
 }
 
 Result<std::int16_t> NarrowValue(std::int64_t value, std::string_view section,
@@ -131,31 +174,41 @@ bool IniFile::SettingExists(std::string_view section, std::string_view name) con
   return false;
 }
 
+std::size_t IniFile::HiddenNames() const {
+  const IniDocument document = Load();
+  const std::size_t all = document.Entries(kIndexSection).size();
+  return all - std::min(all, KeyNames(document, kIndexSection).size());
+}
+
 IniDocument IniFile::Load() const {
-  Result<IniDocument> document = LoadForChange();
+  Result<IniDocument> document = TryLoad();
   return document.ok() ? *std::move(document) : IniDocument();
 }
 
-Result<IniDocument> IniFile::LoadForChange() const {
+Result<IniDocument> IniFile::TryLoad() const {
   if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
-  const Result<std::string> text = base::ReadWholeFile(path_, kMaxFileBytes);
-  if (text.ok()) return IniDocument(*text);
-  if (text.status().code() == Code::kNotFound) return IniDocument();
-  return text.status();
-}
-
-Status IniFile::Save(const IniDocument& document) const {
-  if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
-  const std::string folder(base::FolderPart(path_));
-  if (!folder.empty() && !base::FolderExists(folder)) KV_TRY(base::MakeFolders(folder));
-  return base::WriteFileAtomically(path_, document.Text());
+  Result<IniDocument> document = LoadFile(path_);
+  if (document.ok() || document.status().code() != Code::kNotFound) return document;
+  if (path_ != IniOfUser()) return IniDocument();
+  // What somebody else put beside the library, as far as this user may read it.
+  Result<IniDocument> beside = LoadFile(IniBesideLibrary());
+  return beside.ok() ? *std::move(beside) : IniDocument();
 }
 
 Status IniFile::Change(const std::function<Status(IniDocument&)>& change) {
-  Result<IniDocument> document = LoadForChange();
+  if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
+  const std::string folder(base::FolderPart(path_));
+  if (!folder.empty() && !base::FolderExists(folder)) KV_TRY(base::MakeFolders(folder));
+  // The file itself is replaced, so the lock is on another one beside it.
+  constexpr int kWaitMs = 10'000;
+  const std::string lock_name = '.' + std::string(base::NamePart(path_)) + ".lock";
+  const Result<base::FileLock> lock =
+      base::FileLock::Acquire(base::JoinPath(folder, lock_name), kWaitMs);
+  if (!lock.ok()) return lock.status();
+  Result<IniDocument> document = TryLoad();
   if (!document.ok()) return document.status();
   KV_TRY(change(*document));
-  return Save(*document);
+  return base::WriteFileAtomically(path_, document->Text());
 }
 
 }  // namespace kelvorin::settings

@@ -23,10 +23,15 @@ inline constexpr std::string_view kLastSetting = "__LastSetting__";
 /// Longest text that a read yields; the rest of a longer value is cut off.
 inline constexpr std::size_t kMaxValueBytes = 4095;
 
-/// `Kelvorin.Ini` in the library's folder, or, where that folder cannot be written and holds no
-/// such file, in the user's configuration folder (`$XDG_CONFIG_HOME`, else `~/.config`) under
-/// `Kelvorin`.
+/// Where settings are kept when nobody names a file: `Kelvorin/Kelvorin.Ini` in the user's
+/// configuration folder (`$XDG_CONFIG_HOME`, else `~/.config`) when it is there, else
+/// `Kelvorin.Ini` in the library's folder where that can be written, else the user's again. One
+/// beside the library that the user may only read is read until the user has a file.
 std::string DefaultIniFile();
+
+/// Whether a setting of this name could be found again. Refused (`kInvalidArgument`): the section
+/// that lists the names, blanks only, `=`, `]` or a line end within, `;` or `[` at the front.
+Status CheckSettingName(std::string_view name);
 
 /// `value` as a 16-bit number; `kOutOfRange` naming section, key and value when it does not fit.
 Result<std::int16_t> NarrowValue(std::int64_t value, std::string_view section,
@@ -65,18 +70,20 @@ class IniFile {
   /// any case.
   bool SettingExists(std::string_view section, std::string_view name) const;
 
-  /// The file's contents; an empty document when it is missing or cannot be read.
+  /// Names in the list's section that the list does not show, because it is full or hidden.
+  std::size_t HiddenNames() const;
+
+  /// The file's contents; an empty document when it is missing. Fails when it is there but cannot
+  /// be read: no permission, a folder, UTF-16, more than 64 MiB.
+  Result<IniDocument> TryLoad() const;
+  /// The same where a failure counts as an empty document.
   IniDocument Load() const;
-  /// Loads, changes and saves in one step. Fails when the file is there but cannot be read, so that
-  /// no change is ever based on less than the whole file, when it cannot be written, and when
-  /// `change` fails; the file is then as it was.
+  /// Loads, changes and saves in one step, in which no other process saves. Fails when the file is
+  /// there but cannot be read, so that no change is ever based on less than the whole file, when it
+  /// cannot be written, and when `change` fails; the file is then as it was.
   Status Change(const std::function<Status(IniDocument&)>& change);
 
  private:
-  Result<IniDocument> LoadForChange() const;
-  /// Replaces the file, making its folder when it is missing.
-  Status Save(const IniDocument& document) const;
-
   std::string path_;
 };
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "contract/enums.h"
 
 namespace kelvorin::settings {
@@ -19,6 +20,10 @@ using contract::kOdbc;
 constexpr auto kFixedWidth = static_cast<std::int16_t>(contract::FileTypeFormat::TFixed);
 constexpr std::int32_t kOtherSeparatorText = 3;
 constexpr std::int32_t kFixedLength = 4;
+// The other separator where no code stands for it, and a record separator with characters that a
+// line of the file cannot hold, written with escapes.
+constexpr std::string_view kSeparatorTextKey = "SepOtherText";
+constexpr std::string_view kEscapedSeparatorKey = "RecSepOtherEscaped";
 
 /// An additional number: its key and what it is when the key is missing.
 struct ExtraNumber {
@@ -36,6 +41,7 @@ constexpr ExtraNumber kExtraNumbers[] = {{"AnsiPage", &ImportSetting::AnsiPage},
                                          {"Trim", &ImportSetting::Trim},
                                          {"SkipBlankLines", &ImportSetting::SkipBlankLines},
                                          {"HeadingLine", &ImportSetting::HeadingLine},
+                                         {"IgnoreExtraFields", &ImportSetting::IgnoreExtraFields},
                                          {"RecGap", &ImportSetting::RecGap, 1}};
 constexpr std::array<std::pair<std::string_view, std::string ImportSetting::*>, 4> kExtraTexts{
     {{"DateOrder", &ImportSetting::DateOrder},
@@ -47,6 +53,46 @@ std::string Numbered(std::string_view key, std::int64_t number) {
   std::string name(key);
   base::AppendDecimal(number, name);
   return name;
+}
+
+bool NeedsEscape(std::string_view text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) != text.npos;
+}
+
+std::string Escape(std::string_view text) {
+  std::string escaped;
+  for (const char c : text) {
+    switch (c) {
+      case '\r':
+        escaped += "\\r";
+        break;
+      case '\n':
+        escaped += "\\n";
+        break;
+      case '\0':
+        escaped += "\\0";
+        break;
+      case '\\':
+        escaped += "\\\\";
+        break;
+      default:
+        escaped += c;
+    }
+  }
+  return escaped;
+}
+
+std::string Unescape(std::string_view text) {
+  std::string plain;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      plain += text[i];
+      continue;
+    }
+    const char next = text[++i];
+    plain += next == 'r' ? '\r' : next == 'n' ? '\n' : next == '0' ? '\0' : next;
+  }
+  return plain;
 }
 
 /// One section by key. A number that does not fit is remembered and reads as 0; the first one is
@@ -97,6 +143,14 @@ class SectionReader {
     return list;
   }
 
+  /// Remembers that a code is none.
+  void Refuse(std::string_view key, std::int64_t value) {
+    if (!status_.ok()) return;
+    status_ = Status(Code::kOutOfRange, "Setting '" + std::string(section_) + "': the value " +
+                                            base::ToDecimal(value) + " of " + std::string(key) +
+                                            " is no character: codes are 0 to 255");
+  }
+
   const Status& status() const noexcept { return status_; }
 
  private:
@@ -115,6 +169,29 @@ class SectionReader {
   std::unordered_map<std::string, std::string_view> values_;
   Status status_;
 };
+
+/// The separator with a code: a byte of the ANSI page. Under UTF-8 the codes above 127 are those of
+/// page 1252, which most settings were saved under. Empty for a code that no character has.
+std::string OtherSeparator(std::int16_t code) {
+  if (code < 0 || code > 255) return {};
+  const auto byte = static_cast<unsigned char>(code);
+  std::string text;
+  if (byte < 0x80 || !base::AnsiPage().is_utf8()) {
+    text.assign(1, static_cast<char>(byte));
+  } else {
+    base::AppendUtf8(base::FindCodePage(1252)->ToUnicode(byte), text);
+  }
+  return text;
+}
+
+/// The code of a separator's first character, or 0 for one that needs a key of its own: the code
+/// stored beside that is its first byte.
+int SeparatorCode(std::string_view text) {
+  if (!base::AnsiPage().is_utf8()) return static_cast<unsigned char>(text.front());
+  std::size_t at = 0;
+  const char32_t character = base::DecodeUtf8(text, at);
+  return base::FindCodePage(1252)->FromUnicode(character).value_or('\0');
+}
 
 void ReadSeparators(SectionReader& in, ImportSetting& setting) {
   setting.SepComma = setting.SepSemicolon = setting.SepSpace = setting.SepTab = false;
@@ -139,10 +216,14 @@ void ReadSeparators(SectionReader& in, ImportSetting& setting) {
         break;
       default:
         setting.SepOther = true;
-        setting.SepOtherChar = static_cast<char>(code);
-        setting.SepOtherText.assign(1, setting.SepOtherChar);
+        setting.SepOtherText = OtherSeparator(code);
+        if (setting.SepOtherText.empty()) in.Refuse(Numbered("Separator", number), code);
     }
   }
+  // A character that has no code of its own.
+  if (const std::string text = in.Text(kSeparatorTextKey); setting.SepOther && !text.empty())
+    setting.SepOtherText = text;
+  if (!setting.SepOtherText.empty()) setting.SepOtherChar = setting.SepOtherText.front();
   RebuildSeparatorSet(setting);
 }
 
@@ -218,11 +299,14 @@ void WriteSeparators(SectionWriter& out, const ImportSetting& setting) {
   write(setting.SepSemicolon, 1);
   write(setting.SepSpace, 2);
   write(setting.SepTab, 3);
-  if (!setting.SepOtherText.empty())
-    write(setting.SepOther, static_cast<unsigned char>(setting.SepOtherText.front()));
+  if (!setting.SepOtherText.empty()) {
+    const int code = SeparatorCode(setting.SepOtherText);
+    const auto first_byte = static_cast<unsigned char>(setting.SepOtherText.front());
+    write(setting.SepOther, code != 0 ? code : first_byte);
+  }
   // The size of the set, not the number of keys: the other flag without a text counts without
   // having a key. Kept as it is.
-  out.Int("nbSeparators", static_cast<std::int64_t>(setting.SeparatorSet.size()));
+  out.Int("nbSeparators", static_cast<std::int64_t>(base::CountCharacters(setting.SeparatorSet)));
 }
 
 template <typename Write>
@@ -284,7 +368,8 @@ void WriteOptions(SectionWriter& out, const ImportSetting& setting) {
 }  // namespace
 
 Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::BreakList& breaks) {
-  return ReadSetting(ini.Load(), setting, breaks);
+  const Result<IniDocument> document = ini.TryLoad();
+  return document.ok() ? ReadSetting(*document, setting, breaks) : document.status();
 }
 
 Status ReadSetting(const IniDocument& document, ImportSetting& setting,
@@ -299,7 +384,11 @@ Status ReadSetting(const IniDocument& document, ImportSetting& setting,
   RebuildDelimiter(read);
   read.RecSeparator = in.Int("RecSeparator");
   read.RecSepOther = in.Text("RecSepOther");
+  if (const std::string escaped = in.Text(kEscapedSeparatorKey);
+      read.RecSeparator == kOtherSeparatorText && !escaped.empty())
+    read.RecSepOther = Unescape(escaped);
   read.RecLength = in.Int("RecLength");
+  if (read.RecSeparator != kFixedLength) read.RecLength = 0;
   read.OemConvert = in.Bool("OemConvert");
   read.Upper = in.Bool("Upper");
   read.Lower = in.Bool("Lower");
@@ -343,8 +432,7 @@ Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::Break
 Status SaveSetting(IniDocument& document, const ImportSetting& setting,
                    textsource::BreakList& breaks) {
   const std::string_view name = setting.SettingName;
-  if (base::Trim(name, base::kBlankOrTab).empty())
-    return Status(Code::kInvalidArgument, "A setting needs a name to be saved");
+  KV_TRY(CheckSettingName(name));
   SectionWriter out(name);
   out.Int("TypeFormat", setting.TypeFormat);
   out.Int("Delimiter", setting.Delimiter);
@@ -355,6 +443,10 @@ Status SaveSetting(IniDocument& document, const ImportSetting& setting,
   out.Text("SourceDBName", setting.SourceDBName);
   out.Text("SourceTableName", setting.SourceTableName);
   if (setting.TypeFormat == kOdbc) out.Text("SourceConnectString", setting.SourceConnectString);
+  if (setting.SepOther && !setting.SepOtherText.empty() && SeparatorCode(setting.SepOtherText) == 0)
+    out.Text(kSeparatorTextKey, base::CutToCharacters(setting.SepOtherText, 1));
+  if (setting.RecSeparator == kOtherSeparatorText && NeedsEscape(setting.RecSepOther))
+    out.Text(kEscapedSeparatorKey, Escape(setting.RecSepOther));
   for (const ExtraNumber& extra : kExtraNumbers) {
     if (setting.*extra.member != extra.otherwise)
       out.Text(extra.key, base::ToDecimal(setting.*extra.member));
@@ -369,6 +461,8 @@ Status SaveSetting(IniDocument& document, const ImportSetting& setting,
 }
 
 Status DeleteSetting(IniFile& ini, std::string_view name) {
+  if (base::EqualIgnoreCase(base::Trim(name, base::kBlankOrTab), kIndexSection))
+    return CheckSettingName(name);
   return ini.Change([&](IniDocument& document) {
     document.DeleteSection(name);
     document.DeleteKey(kIndexSection, name);

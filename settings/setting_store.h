@@ -12,8 +12,9 @@ namespace kelvorin::settings {
 /// Fills the record and the breaks from the section `setting.SettingName`; a key that is missing
 /// gives its default, so a name that is not in the file gives a plain job. The names of the target
 /// fields stay: a mapping applies by position. `SourceConnectString` stays unless the source is
-/// ODBC. Fails only with `kOutOfRange` when a number does not fit 16 bits, naming section, key and
-/// value; then nothing is changed.
+/// ODBC. Fails with `kOutOfRange` when a number does not fit 16 bits or a separator's code is no
+/// character, naming section, key and value, and when the file cannot be read; then nothing is
+/// changed.
 Status ReadSetting(const IniFile& ini, ImportSetting& setting, textsource::BreakList& breaks);
 Status ReadSetting(const IniDocument& document, ImportSetting& setting,
                    textsource::BreakList& breaks);
@@ -22,8 +23,9 @@ Status ReadSetting(const IniDocument& document, ImportSetting& setting,
 /// the name in the list of settings. Mapping entries without a field name are left out. The break
 /// list is compacted.
 ///
-/// Fails with `kOutOfRange` when a number does not fit 16 bits, `kInvalidArgument` without a name,
-/// or with what the file system said; the file is then as it was. Windows may ignore the result.
+/// Fails with `kOutOfRange` when a number does not fit 16 bits, `kInvalidArgument` for a name that
+/// could not be found again, or with what the file system said; the file is then as it was. Windows
+/// may ignore the result.
 Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::BreakList& breaks);
 Status SaveSetting(IniDocument& document, const ImportSetting& setting,
                    textsource::BreakList& breaks);

@@ -148,6 +148,8 @@ bool LooksCut(std::string_view value, char separator) noexcept {
   if (value.empty()) return false;
   // Most values are words and numbers: nothing in them could be wrong.
   if (std::all_of(value.begin(), value.end(), IsWordByte)) return false;
+  const bool address = value.find("://") != value.npos && value.find(' ') == value.npos;
+  if (address) return false;
   for (const char quote : {'"', '\''}) {
     if (value.front() != quote) continue;
     if (quote == '"' || value.size() == 1 || value.find(quote, 1) == value.npos) return true;
@@ -163,10 +165,10 @@ bool LooksCut(std::string_view value, char separator) noexcept {
     if (c == separator || kMarks.find(c) == kMarks.npos) continue;
     const bool edge = i == 0 || i + 1 == value.size();
     const bool inside = !edge && value[i + 1] != ' ' && value[i - 1] != ' ';
-    const bool slashes = c == ':' && value.substr(i + 1).starts_with("//");
-    if (!edge && !inside) continue;
+    const bool padded = !edge && value[i + 1] == ' ' && value[i - 1] == ' ' && c != ',' && c != ':';
+    if (!edge && !inside && !padded) continue;
     if (c == ':') {
-      colons += slashes ? 0 : 1;
+      ++colons;
       if (edge || colons > 1) asked = true;
     } else {
       asked = true;

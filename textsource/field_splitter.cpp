@@ -88,8 +88,12 @@ Status SplitRules::Split(std::span<char> record, FieldValues& fields) const {
   if (trim_) {
     for (std::size_t i = 0; i < fields.count(); ++i) fields.Set(i, base::Trim(fields[i]));
   }
-  if (fits) return {};
-  return Status(Code::kOutOfRange, "The record has more than 251 fields");
+  if (fits || ignore_extra_) return {};
+  return Status(
+      Code::kOutOfRange,
+      "The record has more than 251 fields. Are other separators or columns meant "
+      "(--separators, --breaks)? With --ignore-extra-fields the first 251 are imported, or "
+      "those of them that --map names");
 }
 
 // Moves `p` to the next separator, delimiter or to `end`; the result is the separator's size in
@@ -180,6 +184,7 @@ bool SplitRules::SplitQuotedAtStart(char* p, char* end, FieldValues& fields) con
         separator = NextMark(p, end);
         std::memmove(field_end, tail, static_cast<std::size_t>(p - tail));
         field_end += p - tail;
+        if (p != tail) fields.set_loose();
       } else {
         fields.set_left_open();
         ++p;  // an ordinary character

@@ -22,7 +22,7 @@ class FieldValues {
  public:
   void Clear() noexcept {
     count_ = 0;
-    left_open_ = false;
+    left_open_ = loose_ = false;
   }
   std::size_t count() const noexcept { return count_; }
   /// Text of field `field_no`; empty for a field that the record does not have.
@@ -40,11 +40,15 @@ class FieldValues {
   /// Whether a text delimiter of the record was opened and never closed.
   bool left_open() const noexcept { return left_open_; }
   void set_left_open() noexcept { left_open_ = true; }
+  /// Whether text follows a closing delimiter before the next separator.
+  bool loose() const noexcept { return loose_; }
+  void set_loose() noexcept { loose_ = true; }
 
  private:
   std::array<std::string_view, base::kMaxFields> values_;
   std::size_t count_ = 0;
   bool left_open_ = false;
+  bool loose_ = false;
 };
 
 /// How a record is cut; the numbers are those of the source kind.
@@ -81,6 +85,9 @@ class SplitRules {
   /// Takes the blanks at both ends of every field away.
   void set_trim(bool trim) noexcept { trim_ = trim; }
 
+  /// Leaves fields behind the 251st out instead of failing.
+  void set_ignore_extra(bool ignore) noexcept { ignore_extra_ = ignore; }
+
   CutRule rule() const noexcept { return rule_; }
   /// The text delimiter of the delimited rule; the character 0 for none.
   char delimiter() const noexcept { return delimiter_; }
@@ -88,7 +95,8 @@ class SplitRules {
   /// Cuts `record` into `fields`, which are cleared first.
   ///
   /// `record` is changed: quoted fields lose their delimiters in place. The views point into it.
-  /// Fails with `kOutOfRange` at the 252nd field; the first 251 are then filled.
+  /// Fails with `kOutOfRange` at the 252nd field unless it is to be ignored; the first 251 are
+  /// filled in either case.
   Status Split(std::span<char> record, FieldValues& fields) const;
 
   /// Whether a delimited record ends inside quotes, so that its rest became one field. Looks at the
@@ -113,6 +121,7 @@ class SplitRules {
   bool in_bytes_ = false;
   bool html_cells_ = false;
   bool trim_ = false;
+  bool ignore_extra_ = false;
   std::array<Kind, 256> kinds_{};  // what a byte is outside quotes
   std::string wide_separator_;     // of several bytes; its first one is a kWideSeparator
   std::size_t break_count_ = 0;

@@ -119,6 +119,10 @@ class Columns {
   // Whether the blanks between two pieces end a column.
   bool Ends(Piece left, Piece right) const {
     if (right.begin - left.end > 1) return true;
+    // One blank says little where most lines end before it.
+    const auto reaching = std::count_if(
+        marks_.begin(), marks_.end(), [&](const Marks& line) { return line.size() > right.begin; });
+    if (reaching * 5 < static_cast<std::ptrdiff_t>(marks_.size()) * 4) return false;
     if (IsTyped(left) || IsTyped(right)) return true;
     constexpr std::size_t kEnoughLines = 10;
     if (lines_.size() < kEnoughLines) return false;

@@ -65,10 +65,10 @@ Result<std::size_t> GzipReader::Read(std::span<char> out) {
       if (s.zlib.avail_in == 0 && !s.between_members) return s.Damaged("cut off");
     }
     if (s.between_members) {
-      // Zeros behind the last member are padding of tapes; anything else that is no member ends
-      // the file too.
-      s.at_end = s.zlib.avail_in == 0 || *s.zlib.next_in != 0x1F;
+      // Zeros behind the last member are padding of tapes.
+      s.at_end = s.zlib.avail_in == 0 || *s.zlib.next_in == 0;
       if (s.at_end) break;
+      if (*s.zlib.next_in != 0x1F) return s.Damaged("damaged");
       s.between_members = false;
     }
     const std::size_t room = std::min<std::size_t>(out.size() - done, std::size_t{1} << 20);

@@ -189,6 +189,7 @@ Result<DetectedLayout> Detection::Run() {
   if (!best_) {  // an empty file
     plain_.format = formats[0];
     plain_.format.page = plain_.page_is_guessed ? plain_.page : 0;
+    plain_.skip_blank_lines = true;
     return plain_;
   }
   Finish(*best_);
@@ -236,7 +237,7 @@ Status Detection::TrySeparator(const RecordFormat& format, std::string_view sepa
     }
   }
   if (single) KV_TRY(TryDelimited(format, separator, '\''));
-  const bool uneven = score.left_open > 0 || score.agreeing < score.rows;
+  const bool uneven = score.loose_quotes > 0 || score.agreeing < score.rows;
   return stray && uneven ? TryDelimited(format, separator, '\0') : Status();
 }
 
@@ -426,7 +427,7 @@ void Detection::Finish(Candidate& best) {
   report.lines = static_cast<int>(score.rows);
   report.fields = static_cast<int>(score.fields);
   report.lines_agreeing = static_cast<int>(score.agreeing);
-  report.unclosed_lines = static_cast<int>(score.left_open);
+  report.unclosed_lines = static_cast<int>(score.loose_quotes);
   report.utf16 = start_.utf16_page != 0;
   report.html_rows = layout.rule == CutRule::kHtmlTags;
   report.certainty_percent = Certainty(best);

@@ -43,7 +43,7 @@ Sort SortOf(char32_t c) noexcept {
 }
 
 /// How likely a page is by one of its characters among its neighbours.
-int Weigh(char32_t c, Sort before, Sort after, bool own_script) noexcept {
+int Weigh(char32_t c, Sort before, Sort after, int high_neighbours) noexcept {
   const Sort sort = SortOf(c);
   if (sort == Sort::kOther) {
     if (c < 0xA0) return -6;                   // a control character
@@ -54,7 +54,8 @@ int Weigh(char32_t c, Sort before, Sort after, bool own_script) noexcept {
   if (sort == Sort::kUpper && before == Sort::kLower) return -4;
   if (before == Sort::kOther && after == Sort::kOther) return -1;
   // Letters of a script of its own stand among their like.
-  if (c >= 0x370 || sort == Sort::kLetter) return own_script ? 2 : -2;
+  if (c >= 0x370 || sort == Sort::kLetter) return high_neighbours > 0 ? 2 : -2;
+  if (high_neighbours > 0) return high_neighbours > 1 ? -2 : 1;  // Latin ones stand among ASCII
   return kUsual.find(c) != kUsual.npos ? 3 : 1;
 }
 
@@ -74,7 +75,7 @@ int Score(std::string_view text, const base::CodePage& page) {
     if (byte(at) < 0x80) continue;
     const auto high = [&](std::size_t i) { return i < text.size() && byte(i) >= 0x80; };
     score += Weigh(characters[byte(at)], at > 0 ? sort_at(at - 1) : Sort::kOther, sort_at(at + 1),
-                   (at > 0 && high(at - 1)) || high(at + 1));
+                   (at > 0 && high(at - 1) ? 1 : 0) + (high(at + 1) ? 1 : 0));
   }
   return score;
 }

@@ -93,7 +93,7 @@ void LookAtSeparators(const SampleTable& table, const ScoredLayout& layout, Layo
   }
   if (count == 0) return;
   score.followed_by_blank = static_cast<double>(blanks) / static_cast<double>(count);
-  score.cuts_times = separator == ':' ? times * 2 > count : times * 2 > score.rows;
+  score.cuts_times = separator == ':' ? times * 2 >= count && times > 0 : times * 2 > score.rows;
 }
 
 void LookAtColumns(const SampleTable& table, const ScoredLayout& layout, LayoutScore& score) {
@@ -146,6 +146,16 @@ bool HasTemplate(const SampleTable& table, const LayoutScore& score) {
     return words;
   };
   const auto& rows = table.rows();
+  // Columns have wide gaps; a log has one blank between words.
+  std::size_t gaps = 0;
+  for (std::size_t i = score.first_row; i < rows.size(); ++i) {
+    const std::string_view text = rows[i].record;
+    for (std::size_t at = text.find("  "); at != text.npos; at = text.find("  ", at)) {
+      ++gaps;
+      at = std::min(text.find_first_not_of(' ', at), text.size());
+    }
+  }
+  if (gaps >= 2 * score.rows) return false;
   std::vector<std::string_view> same = words_of(rows[score.first_row + 1].record);
   for (std::size_t i = score.first_row + 1; i < rows.size(); ++i) {
     const std::vector<std::string_view> words = words_of(rows[i].record);
@@ -206,7 +216,7 @@ Result<SampleTable> SampleTable::Read(const std::string& file_name, const Record
     static_cast<void>(rules.Split(std::span<char>(table.cut_).subspan(at, size), values).ok());
     row.first = table.cells_.size();
     row.count = values.count();
-    row.left_open = values.left_open();
+    row.loose_quotes = values.left_open() || values.loose();
     for (std::size_t field = 0; field < values.count(); ++field)
       table.cells_.push_back(values[field]);
   }
@@ -222,17 +232,20 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
   score.first_row = FirstRow(table, score.fields, first_row);
   score.rows = rows.size() - score.first_row;
   for (std::size_t i = score.first_row; i < rows.size(); ++i) {
-    if (rows[i].left_open) ++score.left_open;
-    if (rows[i].count == score.fields && !rows[i].left_open) ++score.agreeing;
+    if (rows[i].loose_quotes) ++score.loose_quotes;
+    if (rows[i].count == score.fields && !rows[i].loose_quotes) ++score.agreeing;
   }
   LookAtSeparators(table, layout, score);
   LookAtColumns(table, layout, score);
   const auto useful =
       static_cast<double>(std::count_if(score.columns.begin(), score.columns.end(),
                                         [](const ColumnFacts& c) { return c.filled > 0; }));
-  if (useful < 2) return score;
-
   const double even = static_cast<double>(score.agreeing) / static_cast<double>(score.rows);
+  if (useful < 2) {
+    // Cells of one column are certain all the same: tags say so.
+    if (layout.rule == CutRule::kHtmlTags && score.rows > 1) score.certainty = even;
+    return score;
+  }
   const double cut = static_cast<double>(score.cut_cells) /
                      static_cast<double>(std::max<std::size_t>(score.cells, 1));
   const double typed = static_cast<double>(score.typed_columns) / useful;
@@ -242,11 +255,12 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
   if (layout.rule == CutRule::kFixed) trust = 0.85;
   if (sentence) trust *= 0.5;
   if (score.cuts_times) trust *= 0.3;
+  if (score.first_row > first_row) trust *= 0.98;  // a title may be a row that does not fit
   score.score = even * even * (1 - cut) * (1 - cut) * (0.8 + 0.2 * typed) *
                 (0.7 + 0.3 * (1 - 1 / useful)) * trust;
 
   score.certainty = even * (1 - cut / 2);
-  if (sentence) score.certainty *= 0.7;
+  if (sentence && score.typed_columns == 0) score.certainty *= 0.7;
   if (score.cuts_times) score.certainty *= 0.5;
   const bool by_blanks = layout.separator == " " || layout.rule == CutRule::kFixed;
   if (by_blanks) {

@@ -20,11 +20,11 @@ inline constexpr std::size_t kSampleBytes = std::size_t{64} * 1024;
 class SampleTable {
  public:
   struct Row {
-    std::size_t first = 0;    // its first cell
-    std::size_t count = 0;    // of cells
-    std::int32_t number = 0;  // of the record, from 1
-    bool left_open = false;   // a text delimiter was not closed
-    std::string_view record;  // as it was read
+    std::size_t first = 0;      // its first cell
+    std::size_t count = 0;      // of cells
+    std::int32_t number = 0;    // of the record, from 1
+    bool loose_quotes = false;  // a text delimiter was not closed, or text stands behind it
+    std::string_view record;    // as it was read
   };
 
   /// Reads the records of the sample and cuts them. Records without a character other than blanks
@@ -78,7 +78,7 @@ struct LayoutScore {
   std::size_t first_row = 0;  // of the table; what stands above it is a title
   std::size_t rows = 0;       // from there on
   std::size_t agreeing = 0;   // rows with so many fields
-  std::size_t left_open = 0;
+  std::size_t loose_quotes = 0;
   std::size_t cells = 0;         // filled
   std::size_t cut_cells = 0;     // of them, what looks cut
   std::string_view cut_cell;     // the first of these

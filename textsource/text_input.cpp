@@ -55,9 +55,9 @@ int Utf16Page(std::string_view start, bool unmarked) noexcept {
   if (!unmarked || start.size() < kFewest) return 0;
   std::size_t zeros[2] = {0, 0};  // at even and at odd places
   for (std::size_t at = 0; at < start.size(); ++at) zeros[at % 2] += start[at] == '\0' ? 1u : 0u;
-  const bool little = zeros[0] == 0;
+  const bool little = zeros[0] < zeros[1];
   // A third of the characters are ASCII even where most letters are not: blanks, digits, line ends.
-  const bool mixed = zeros[0] != 0 && zeros[1] != 0;
+  const bool mixed = std::min(zeros[0], zeros[1]) * 8 > std::max(zeros[0], zeros[1]);
   const std::size_t most = std::max(zeros[0], zeros[1]);
   if (mixed || most * 6 < start.size() || !IsUtf16Text(start, little)) return 0;
   return little ? kUtf16LittleEndianPage : kUtf16BigEndianPage;

@@ -87,7 +87,9 @@ Status frmKelvorin::LoadJobSetting(const Job& job) {
     SetDefaultSetting();
     return Status();
   }
-  if (settings::IniFile(job.ini_file).Load().Entries(*job.setting_name).empty())
+  const Result<settings::IniDocument> ini = settings::IniFile(job.ini_file).TryLoad();
+  if (!ini.ok()) return ini.status();
+  if (ini->Entries(*job.setting_name).empty())
     return Status(Code::kNotFound, "The settings file '" + job.ini_file + "' has no setting '" +
                                        *job.setting_name + "'");
   setting.SettingName = *job.setting_name;

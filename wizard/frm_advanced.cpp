@@ -183,6 +183,7 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
   for (std::int32_t i = 0; i < 5; ++i)
     if (separators[i]->value()) taken.RecSeparator = i;
   if (taken.RecSeparator == 3) taken.RecSepOther = EdtOtherChar.text();
+  taken.RecLength = 0;
   if (taken.RecSeparator == 4)
     KV_TRY(ReadNumber(EdtRecLength, "The record length", taken.RecLength));
   taken.QuotedLineEnds = CBoxQuotedLineEnds.value() ? 1 : 0;

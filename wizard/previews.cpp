@@ -234,7 +234,7 @@ void frmKelvorin::CBoxComma_Click() {
   if (setting.SepSemicolon) set += ';';
   // All the bytes of one character.
   if (setting.SepOther) set += base::CutToCharacters(setting.SepOtherText, 1);
-  setting.nbSeparators = static_cast<std::int16_t>(set.size());
+  setting.nbSeparators = static_cast<std::int16_t>(base::CountCharacters(set));
   UpdateVarPreview();
 }
 

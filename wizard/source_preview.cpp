@@ -43,7 +43,7 @@ std::string SeparatorNames(const settings::ImportSetting& setting) {
   add(setting.SepSpace, "space");
   add(setting.SepTab, "tab");
   if (setting.SepOther && !setting.SepOtherText.empty())
-    add(true, "'" + setting.SepOtherText.substr(0, 1) + "'");
+    add(true, "'" + std::string(base::CutToCharacters(setting.SepOtherText, 1)) + "'");
   return names.empty() ? "no separator" : names;
 }
 

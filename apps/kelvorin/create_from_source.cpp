@@ -60,7 +60,7 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   const std::size_t columns = std::max(widths.size(), heading.size());
   if (columns == 0 && !refused.ok()) return refused;
   if (columns == 0)
-    return Status(Code::kInvalidArgument,
+    return Status(Code::kNoCurrentRecord,
                   "--create: '" + reader->path() + "' holds no record to take fields from");
   widths.resize(columns);
   const std::vector<std::string_view> names(heading.begin(), heading.end());

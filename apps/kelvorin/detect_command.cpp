@@ -5,6 +5,7 @@
 
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
+#include "apps/kelvorin/piped_source.h"
 #include "apps/kelvorin/text_layout.h"
 #include "base/M_Const.h"
 #include "base/M_FILE.h"
@@ -88,7 +89,14 @@ void PrintWords(const DetectedLayout& layout, std::vector<std::string>& lines) {
   }
 }
 
-int Detect(const DetectOptions& options) {
+int Detect(DetectOptions options) {
+  std::optional<PipedSource> piped;
+  if (PipedSource::IsPipe(options.file)) {
+    Result<PipedSource> read = PipedSource::Read(options.file);
+    if (!read.ok()) return Report(kFatal, read.status());
+    piped = *std::move(read);
+    options.file = piped->path();
+  }
   if (!base::FileExists(options.file))
     return Report(kFatal, "there is no file '" + options.file + "'");
   const Result<textsource::GivenLayout> given = GivenBy(options.text);
@@ -117,7 +125,8 @@ int Detect(const DetectOptions& options) {
 void AddDetectCommand(CLI::App& app, int& exit_status) {
   auto options = std::make_shared<DetectOptions>();
   CLI::App* command = app.add_subcommand("detect", "Tell how a text file seems to be built");
-  command->add_option("FILE", options->file, "Text file to look at")->required();
+  command->add_option("FILE", options->file, "Text file to look at (- for standard input)")
+      ->required();
   AddTextOptions(*command, options->text, true);
   command->add_flag("--json", options->json, "Print one JSON object");
   command->callback([options, &exit_status] { exit_status = Detect(*options); });

@@ -52,15 +52,13 @@ Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
   return settings::SaveSetting(ini, setting, form.state().breaks);
 }
 
-// Names that a settings file could not list, or that would overwrite its list of names.
-bool IsSettingName(std::string_view name) {
-  return !base::EqualIgnoreCase(name, settings::kIndexSection) && name.front() != ';' &&
-         name.find_first_of("=[]\r\n") == std::string_view::npos;
-}
-
 int Import(const ImportOptions& options) {
-  if (!options.save_as.empty() && !IsSettingName(options.save_as))
-    return Report(kWrongUsage, "--save-as '" + options.save_as + "' cannot be a setting's name");
+  if (!options.save_as.empty()) {
+    const Status named = settings::CheckSettingName(options.save_as);
+    if (!named.ok()) return Report(kWrongUsage, "--save-as: " + std::string(named.message()));
+    if (options.source == "-")
+      return Report(kWrongUsage, "--save-as: a job that reads standard input cannot be saved");
+  }
   const Result<DatabaseArgument> into = RequireDatabase(options.into);
   if (!into.ok()) return Report(kWrongUsage, into.status());
   ImportJob job;
@@ -71,6 +69,9 @@ int Import(const ImportOptions& options) {
   const catalog::TargetAddress target = into->Address(options.user, options.password);
   if (options.create) {
     const Status created = CreateFromSource(target, options.table, options.source_password, job);
+    // No record, so nothing to make a table from, and nothing to import.
+    if (created.code() == Code::kNoCurrentRecord)
+      return PrintSummary({}, 0, options.json, job.said);
     if (!created.ok()) return Report(kFatal, created);
   }
 
@@ -108,11 +109,11 @@ int Import(const ImportOptions& options) {
   if (!options.save_as.empty()) {
     const Status saved = SaveJob(options, form);
     if (!saved.ok()) {
-      PrintSummary(run, took, options.json);
+      PrintSummary(run, took, options.json, job.said);
       return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
     }
   }
-  return PrintSummary(run, took, options.json);
+  return PrintSummary(run, took, options.json, job.said);
 }
 
 }  // namespace

@@ -58,6 +58,15 @@ Status MakeSource(const ImportOptions& options, ImportJob& job) {
     KV_TRY(MakeTableSource(options, *database, job.setting));
     return TakePage(job);
   }
+  if (PipedSource::IsPipe(options.source)) {
+    Result<PipedSource> piped = PipedSource::Read(options.source);
+    if (!piped.ok()) return piped.status();
+    job.piped = *std::move(piped);
+    job.setting.SourceDBName = job.piped->path();
+    KV_TRY(TakePage(job));
+    return TakeTextLayout(options.text, job.piped->path(), job.setting, job.breaks, job.layout,
+                          job.said);
+  }
   catalog::Source source;
   std::int32_t kind = 0;
   switch (catalog::ApplyFileName(options.source, true, kind, source)) {
@@ -143,7 +152,10 @@ Status WrongValue(std::string_view option, std::string_view value, std::string_v
 }
 
 void AddImportOptions(CLI::App& command, ImportOptions& o) {
-  command.add_option("SOURCE", o.source, "Text file, table file, or KIND:DATABASE")->required();
+  command
+      .add_option("SOURCE", o.source,
+                  "Text file (- for standard input), table file, or KIND:DATABASE")
+      ->required();
   command.add_option("--source-table", o.source_table, "Table of a source KIND:DATABASE");
   command.add_option("--into", o.into, "Target as KIND:DATABASE, e.g. DBase3:folder")->required();
   command.add_option("--table", o.table, "Target table")->required();

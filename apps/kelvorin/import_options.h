@@ -2,9 +2,11 @@
 // The options of `kelvorin import`, and the import setting that they describe.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "apps/kelvorin/piped_source.h"
 #include "apps/kelvorin/text_layout.h"
 #include "base/status.h"
 #include "mapping/field_mapping.h"
@@ -53,6 +55,7 @@ struct ImportJob {
   textsource::BreakList breaks;
   mapping::MapRequest map;
   textsource::DetectedLayout layout;  // of a text source
+  std::optional<PipedSource> piped;   // the copy that is read, where the source is a pipe
   std::string said;                   // which layout a text source is read by; empty for a table
 };
 

@@ -7,7 +7,8 @@
 
 namespace kelvorin::app {
 
-int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json) {
+int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json,
+                 std::string_view layout) {
   const double seconds = static_cast<double>(milliseconds) / 1000;
   if (json) {
     nlohmann::ordered_json object = {{"read", run.read},         {"imported", run.imported},
@@ -17,6 +18,8 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
     if (run.stopped || run.cancelled) object["stopped"] = true;
     if (run.truncated_values) object["truncated_values"] = run.truncated_values;
     if (run.replaced_characters) object["replaced_characters"] = run.replaced_characters;
+    if (run.unclosed_delimiters) object["unclosed_delimiters"] = run.unclosed_delimiters;
+    if (!layout.empty()) object["layout"] = ToUtf8(layout);
     std::printf("%s\n",
                 object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
   } else if (run.read > 0 || !run.fatal) {
@@ -28,8 +31,12 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
       std::printf("%lld texts were cut to the size of their field\n",
                   static_cast<long long>(run.truncated_values));
     if (run.replaced_characters)
-      std::printf("%lld characters are not in the table's code page and were replaced\n",
-                  static_cast<long long>(run.replaced_characters));
+      std::printf(
+          "%lld characters are not in the table's or the text's code page and were replaced\n",
+          static_cast<long long>(run.replaced_characters));
+    if (run.unclosed_delimiters)
+      std::printf("%lld records hold a text delimiter that is never closed\n",
+                  static_cast<long long>(run.unclosed_delimiters));
   }
   std::fflush(stdout);
   if (run.fatal) return Report(kFatal, *run.fatal);

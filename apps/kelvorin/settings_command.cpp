@@ -24,6 +24,7 @@ settings::IniFile OpenIni(const SettingsOptions& options) {
 
 int List(const SettingsOptions& options) {
   const settings::IniFile ini = OpenIni(options);
+  if (const auto loaded = ini.TryLoad(); !loaded.ok()) return Report(kFatal, loaded.status());
   const std::vector<std::string> names = ini.FillSettingsList();
   if (options.json) {
     nlohmann::json array = nlohmann::json::array();
@@ -32,15 +33,24 @@ int List(const SettingsOptions& options) {
   } else {
     for (const std::string& name : names) std::printf("%s\n", ToUtf8(name).c_str());
   }
-  if (names.empty() && ini.Load().Entries(settings::kIndexSection).size() > 1)
+  const std::size_t hidden = ini.HiddenNames();
+  if (hidden > 0 && names.empty()) {
     std::fputs("kelvorin: the first saved name begins with \"Default\", which hides the list\n",
                stderr);
+  } else if (hidden > 0) {
+    std::fprintf(stderr,
+                 "kelvorin: %zu more names lie behind the list's first 4,096 bytes and are not "
+                 "shown; each can still be run by its name\n",
+                 hidden);
+  }
   return kAllImported;
 }
 
 int Show(const SettingsOptions& options) {
   const settings::IniFile ini = OpenIni(options);
-  const settings::IniDocument document = ini.Load();
+  const Result<settings::IniDocument> loaded = ini.TryLoad();
+  if (!loaded.ok()) return Report(kFatal, loaded.status());
+  const settings::IniDocument& document = *loaded;
   const std::vector<settings::IniEntry> entries = document.Entries(options.name);
   if (entries.empty())
     return Report(kFatal, "there is no setting '" + options.name + "' in '" + ini.path() + "'");
@@ -61,7 +71,9 @@ int Show(const SettingsOptions& options) {
 
 int Delete(const SettingsOptions& options) {
   settings::IniFile ini = OpenIni(options);
-  if (ini.Load().Entries(options.name).empty() &&
+  const Result<settings::IniDocument> loaded = ini.TryLoad();
+  if (!loaded.ok()) return Report(kFatal, loaded.status());
+  if (loaded->Entries(options.name).empty() &&
       !ini.SettingExists(settings::kIndexSection, options.name))
     return Report(kFatal, "there is no setting '" + options.name + "' in '" + ini.path() + "'");
   const Status deleted = settings::DeleteSetting(ini, options.name);

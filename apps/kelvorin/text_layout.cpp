@@ -197,6 +197,7 @@ void FillSetting(const TextOptions& options, const DetectedLayout& layout,
   setting.HtmlCells = layout.rule == CutRule::kHtmlTags && options.format != "html-tags" ? 1 : 0;
   setting.Trim = options.trim || (layout.trim && !options.no_trim) ? 1 : 0;
   setting.SkipBlankLines = options.skip_blank_lines || layout.skip_blank_lines ? 1 : 0;
+  setting.IgnoreExtraFields = options.ignore_extra_fields ? 1 : 0;
   if (layout.page_is_guessed) setting.AnsiPage = layout.page;
 }
 
@@ -301,6 +302,8 @@ void AddTextOptions(CLI::App& command, TextOptions& o, bool detection) {
   flag("--skip-blank-lines", o.skip_blank_lines, "Lines of blanks only are no records");
   flag("--trim", o.trim, "Take blanks around values away (fixed columns: without being told)");
   flag("--no-trim", o.no_trim, "Keep the blanks of fixed columns");
+  flag("--ignore-extra-fields", o.ignore_extra_fields,
+       "Import the first 251 fields of records that have more");
   flag("--guess", o.guess, "Take the layout that fits best, however uncertain");
 }
 

@@ -30,6 +30,7 @@ struct TextOptions {
   bool quotes_anywhere = false;
   bool skip_blank_lines = false;
   bool trim = false, no_trim = false;
+  bool ignore_extra_fields = false;
   bool guess = false;
   int ansi = 0;  // code page of the file
   bool oem = false;

@@ -67,3 +67,90 @@ class TextRoad(unittest.TestCase):
         for name, what in expected.items():
             with self.subTest(name):
                 self.compare(folder / name, what, *what["advice"].split())
+
+    def test_doors(self):
+        """The same table through every door that a text can come by."""
+        rows = [["name", "sum"], ["J\u00e4ger", "1,5"], ["\u00d6zt\u00fcrk", "2,5"], ["Joe", "3,5"]]
+        text = "".join(";".join(row) + "\r\n" for row in rows)
+        auto = ["--start-line", "auto"]
+        sources = {
+            "utf-8": (self.write("a.csv", text), auto),
+            "mark": (self.write("b.csv", "\ufeff" + text), auto),
+            "utf-16": (self.write("c.csv", text.encode("utf-16")), auto),
+            "big end": (self.write("d.csv", ("\ufeff" + text).encode("utf-16-be")), auto),
+            "packed": (self.write("e.csv.gz", gzip.compress(text.encode())), auto),
+            "packed utf-16": (self.write("f.gz", gzip.compress(text.encode("utf-16"))), auto),
+            "1252": (self.write("g.csv", text.encode("cp1252")), [*auto, "--ansi", 1252]),
+            "latin 1": (self.write("h.csv", text.encode("latin-1")), [*auto, "--ansi", 28591]),
+            "850": (self.write("i.csv", text.encode("cp850")), [*auto, "--ansi", 850]),
+            "dos": (self.write("j.csv", text.encode("cp850") + b"\x1a"), [*auto, "--oem"]),
+            "wide": (self.write("k.csv", text.replace(";", "\u00a7")),
+                     ["--start-line", 2, "--separators", "\u00a7"]),
+            "padded": (self.write("l.csv", text.replace(";", " ; ")),
+                       [*auto, "--trim", "--skip-blank-lines"]),
+        }
+        for name, (source, words) in sources.items():
+            with self.subTest(name):
+                self.assertEqual(self.read(source, *words)[0], rows)
+        with self.subTest("standard input"):
+            self.assertEqual(self.read("-", *auto, input=text)[0], rows)
+        said = self.read(self.folder / "g.csv", check=3)[1]
+        self.assertIn("--ansi 1252", said)
+        self.assertEqual(self.read(self.folder / "g.csv", *auto, "--guess")[0], rows)
+        self.assertIn("--start-line 2", self.read(self.folder / "a.csv")[1])  # the heading is told
+
+    def test_records_that_are_not_lines(self):
+        dump = self.write("d.bin", "ab12cd34ef56")
+        self.assertEqual(self.read(dump, "--record-separator", "length:4,0", "--breaks", "2,4")[0][1:],
+                         [["ab", "12"], ["cd", "34"], ["ef", "56"]])
+        nails = ['4" nail' if i in (5, 50) else "n" for i in range(60)]
+        stray = self.write("s.csv", "".join(f"i{i},{nails[i]},x{i}\n" for i in range(60)))
+        for words in ([], ["--record-separator", "lf"]):
+            stored = self.read(stray, *words)[0]
+            self.assertEqual(len(stored), 61)
+            self.assertEqual(stored[6], ["i5", '4" nail', "x5"])
+        open_ = self.write("o.csv", 'a,b\n1,"x\n2,y\n3,z\n')
+        stored, said = self.read(open_, "--separators", ",", "--start-line", 2)
+        self.assertEqual(stored[1:], [["1", '"x'], ["2", "y"], ["3", "z"]])
+        mixed = self.write("m.csv", "a,1\nb,2\r\nc,3\r\n")
+        self.assertEqual(self.read(mixed)[0][1:], [["a", "1"], ["b", "2"], ["c", "3"]])
+        wide = self.write("w.csv", ",".join(str(i) for i in range(300)) + "\n")
+        self.assertIn("--ignore-extra-fields", self.read(wide, "--separators", ",", check=3)[1])
+        self.assertEqual(len(self.read(wide, "--separators", ",", "--ignore-extra-fields")[0][1]), 251)
+        long = self.write("l.csv", ("x" * 3000 + "\n") * 5)
+        self.assertEqual(len(self.read(long, "--guess")[0]), 6)
+
+    def test_settings_keep_the_layout(self):
+        source = self.write("f.txt", "".join("%4d %-9s%7.2f\n" % (i, n, i * 1.5) for i, n in
+                                             enumerate(["J\u00e4ger", "New York", "Joe", "A B"])))
+        target, ini = f"Access:{self.folder}/s.mdb", self.folder / "s.ini"
+        done = kelvorin("import", source, "--into", target, "--table", "T", "--create", "--save-as",
+                        "J", "--ini", ini, "--json")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("fixed width", json.loads(done.stdout)["layout"])
+        utf16 = self.write("g.txt", source.read_bytes().decode().encode("utf-16"))
+        done = kelvorin("batch", "J", f"IniFile={ini}", "ConnectString=Access",
+                        f"DataBaseName={self.folder}/s.mdb", "MultiTable=1", "TableName=T",
+                        f"ImportTable={utf16}")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        rows = list(csv.reader(io.StringIO(kelvorin("dump", target, "T").stdout, newline="")))[1:]
+        self.assertEqual(rows[:4], rows[4:])
+        self.assertEqual(rows[1], ["1", "New York", "1.50"])
+        for name in ("settings", "a=b", "[a", " "):
+            done = kelvorin("import", source, "--into", target, "--table", "T", "--save-as", name,
+                            "--ini", ini)
+            self.assertEqual(done.returncode, 2, name)
+
+    def test_nothing_to_import_is_no_error(self):
+        target = f"Access:{self.folder}/e.mdb"
+        kelvorin("create", target, "T", "A:Text:5")
+        for text in ("", "\n\n", " \r\n"):
+            source = self.write("e.txt", text)
+            for words in (["--table", "T"], ["--table", "NEW", "--create"]):
+                done = kelvorin("import", source, "--into", target, *words, "--json")
+                self.assertEqual(done.returncode, 0, done.stderr + done.stdout)
+                self.assertEqual(json.loads(done.stdout)["read"], 0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,8 +1,10 @@
 #include "settings/ini_file.h"
 
 #include <doctest/doctest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "tests/support/temp_folder.h"
@@ -111,4 +113,55 @@ TEST_CASE("the list of settings and its odd ends") {
     if (!row.exists.empty()) CHECK(ini.SettingExists("settings", row.exists));
     CHECK_FALSE(ini.SettingExists("settings", row.not_there));
   }
+}
+
+TEST_CASE("a file that cannot be read is an error, not an empty one") {
+  TempFolder folder;
+  WriteWhole(folder.File("u.ini"), std::string("\xFF\xFE[\0s\0", 6));
+  CHECK(IniFile(folder.File("u.ini")).TryLoad().status().code() == Code::kNotSupported);
+  CHECK_FALSE(IniFile(folder.File("")).TryLoad().ok());  // a folder
+  CHECK(IniFile(folder.File("none.ini")).TryLoad().ok());
+}
+
+TEST_CASE("saves at the same time lose nothing, and fifty leave no trace") {
+  TempFolder folder;
+  const std::string path = folder.File("a.ini");
+  WriteWhole(path, "; mine\n[x]\ny=1\n");
+  const std::string before = ReadWhole(path);
+  std::vector<pid_t> children;
+  for (int child = 0; child < 4; ++child) {
+    const pid_t pid = fork();
+    REQUIRE(pid >= 0);
+    if (pid == 0) {
+      IniFile ini(path);
+      bool all = true;
+      for (int i = 0; i < 12; ++i)
+        all = ini.WriteIniString("j" + std::to_string(child), "k" + std::to_string(i), "v").ok() &&
+              all;
+      _exit(all ? 0 : 1);
+    }
+    children.push_back(pid);
+  }
+  for (const pid_t pid : children) {
+    int outcome = -1;
+    REQUIRE(waitpid(pid, &outcome, 0) == pid);
+    CHECK(outcome == 0);
+  }
+  IniFile ini(path);
+  for (int child = 0; child < 4; ++child) {
+    CHECK(ini.Load().Entries("j" + std::to_string(child)).size() == 12);
+    REQUIRE(ini.DeleteIniSection("j" + std::to_string(child)).ok());
+  }
+  CHECK(ReadWhole(path) == before);
+}
+
+TEST_CASE("the user's own file wins over one beside the library") {
+  TempFolder folder;
+  setenv("XDG_CONFIG_HOME", folder.File("config").c_str(), 1);
+  const std::string own = folder.File("config/Kelvorin/Kelvorin.Ini");
+  CHECK(DefaultIniFile() != own);  // the library's folder can be written
+  IniFile ini(own);
+  REQUIRE(ini.WriteIniString("settings", "mine", "").ok());
+  CHECK(DefaultIniFile() == own);
+  unsetenv("XDG_CONFIG_HOME");
 }

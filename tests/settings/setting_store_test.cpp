@@ -191,7 +191,7 @@ TEST_CASE("what a load makes of odd lines") {
       {"nbSeparators=1\nSeparator1=1\nSeparator2=2\nSeparator01=3\n", ";", "", ""},
       {"nbSeparators=0\nSeparator1=1\n", "", "", ""},
       {"nbSeparators=30000\nSeparator29999=1\nSeparator7=x\n", ",;", "", ""},
-      {"Separator1=233\n", "\xE9", "", ""},
+      {"Separator1=233\n", "\xC3\xA9", "", ""},
       {"nbBreaks=3\nBreak0=7\nBreak1=3\nBreak2=7\n", ",", "7 3 ", ""},
       {"nbBreaks=3\nBreak0=7\nBreak2=9\n", ",", "7 0 9 ", ""},
       {"nbBreaks=32767\nBreak1=4\n", ",", "0 4 ", ""},
@@ -247,4 +247,64 @@ TEST_CASE("a number that does not fit fails the whole load or save") {
   CHECK(ReadWhole(store.ini.path()) == "[j]\nkept=1\n");
   setting.SettingName = " ";
   CHECK(SaveSetting(store.ini, setting, store.breaks).code() == Code::kInvalidArgument);
+}
+
+TEST_CASE("separators that a line of the file cannot hold come back whole") {
+  struct Row {
+    std::string separators;
+    std::string rec_sep;
+    const char* line;  // one that is written
+  };
+  const Row kRows[] = {
+      {"\xC2\xA7", "@\n@", "\nRecSepOtherEscaped=@\\n@\n"},  // the section sign has a code
+      {"\xC2\xA7", std::string("\\\r\0x", 4), "\nSeparator1=167\n"},
+      {",\xE2\x82\xAC", "#", "\nSeparator2=128\n"},
+      {"\xE2\x80\x96", "a\\nb", "\nSepOtherText=\xE2\x80\x96\n"},
+      {"|", "##", "\nRecSepOther=##\n"},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.line);
+    Store store;
+    ImportSetting setting;
+    setting.RecSeparator = 3;
+    setting.RecSepOther = row.rec_sep;
+    SetSeparators(setting, row.separators);
+    CHECK(setting.SeparatorSet == row.separators);
+    const std::string text = store.Save(setting);
+    CHECK(text.find(row.line) != std::string::npos);
+    CHECK(text.find("nbSeparators=" + std::string(row.separators[0] == ',' ? "2" : "1") + "\n") !=
+          std::string::npos);
+    const ImportSetting read = store.Read();
+    CHECK(read.SeparatorSet == row.separators);
+    CHECK(read.RecSepOther == row.rec_sep);
+  }
+}
+
+TEST_CASE("what makes no sense is refused by name, and a length counts with its code only") {
+  Store store;
+  for (const char* code : {"256", "300", "-1", "99999"}) {
+    CAPTURE(code);
+    IniDocument document("[j]\nSeparator1=" + std::string(code) + "\n");
+    ImportSetting setting;
+    setting.SettingName = "j";
+    const Status status = ReadSetting(document, setting, store.breaks);
+    CHECK(status.code() == Code::kOutOfRange);
+    CHECK(status.message().find(code) != std::string_view::npos);
+    CHECK(setting.SeparatorSet == ",");
+  }
+  for (const char* name : {"settings", " SETTINGS ", "", "  ", "a=b", "a]", ";a", "[a", "a\nb"}) {
+    CAPTURE(name);
+    IniDocument document("[settings]\nold=\n[old]\nTypeFormat=1\n");
+    ImportSetting setting;
+    setting.SettingName = name;
+    CHECK(SaveSetting(document, setting, store.breaks).code() == Code::kInvalidArgument);
+    CHECK(document.Text() == "[settings]\nold=\n[old]\nTypeFormat=1\n");
+  }
+  IniDocument document("[j]\nRecLength=4\nField3=-7\n");
+  ImportSetting setting;
+  setting.SettingName = "j";
+  REQUIRE(ReadSetting(document, setting, store.breaks).ok());
+  CHECK(setting.RecLength == 0);
+  CHECK((setting.FieldMap[3].Mapped && setting.FieldMap[3].Field == -7));
+  CHECK_FALSE(setting.FieldMap[2].Mapped);
 }
