@@ -65,8 +65,9 @@ struct ColumnFacts {
   std::size_t cut = 0;               // of them, what looks cut
   CellKind kind = CellKind::kEmpty;  // of most
   std::size_t of_kind = 0;
+  /// One value may be a name above the others.
   bool typed() const noexcept {
-    return kind != CellKind::kText && kind != CellKind::kEmpty && of_kind * 10 >= filled * 9;
+    return kind != CellKind::kText && kind != CellKind::kEmpty && of_kind * 10 + 9 >= filled * 9;
   }
 };
 
