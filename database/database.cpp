@@ -72,6 +72,13 @@ Status Database::DeleteTable(std::string_view name) noexcept {
   });
 }
 
+Result<std::int64_t> Database::RebuildIndexes(std::string_view table) noexcept {
+  return Guarded(*engine_, [&] {
+    CheckUpdatable("RebuildIndexes");
+    return DoRebuildIndexes(table);
+  });
+}
+
 Result<std::vector<std::string>> Database::Inspect(std::string_view table) noexcept {
   return Guarded(*engine_, [&] {
     CheckOpen();
@@ -110,6 +117,9 @@ void Database::DoCreateIndex(std::string_view, const IndexDef&) {
 }
 void Database::DoDeleteTable(std::string_view) {
   Unsupported(*this, "DeleteTable");
+}
+std::int64_t Database::DoRebuildIndexes(std::string_view) {
+  Unsupported(*this, "RebuildIndexes");
 }
 std::vector<std::string> Database::DoInspect(std::string_view) {
   Unsupported(*this, "Inspect");

@@ -57,11 +57,14 @@ class Database {
 
   /// Makes a table with its fields and indexes. Refuses, before anything is made, what the format
   /// cannot hold. Fields a format would change (a text of 255 where 254 is the limit) are made as
-  /// the format allows and can be read back with `FindTableDef`. This and the next two fail with
+  /// the format allows and can be read back with `FindTableDef`. This and the next three fail with
   /// kReadOnly in a database that is not `Updatable`.
   Status CreateTable(const TableDef& table) noexcept;
   Status CreateIndex(std::string_view table, const IndexDef& index) noexcept;
   Status DeleteTable(std::string_view name) noexcept;
+  /// Builds the indexes of a table anew from its records and returns how many there are. Nobody may
+  /// have the table open (kLocked). kNotSupported where indexes are no files of their own.
+  Result<std::int64_t> RebuildIndexes(std::string_view table) noexcept;
 
   /// Verifies the format's invariants and lists what is wrong, one sentence each; an empty list is
   /// a sound database. An empty `table` means all.
@@ -87,6 +90,7 @@ class Database {
   virtual void DoCreateTable(const TableDef& table);
   virtual void DoCreateIndex(std::string_view table, const IndexDef& index);
   virtual void DoDeleteTable(std::string_view name);
+  virtual std::int64_t DoRebuildIndexes(std::string_view table);
   virtual std::vector<std::string> DoInspect(std::string_view table);
   virtual void DoClose() = 0;
 
