@@ -393,6 +393,10 @@ std::vector<NewFile> PlanTable(const TableDef& table, Product product, std::stri
   return TablePlanner(table, product, base_name, key).Plan();
 }
 
+NewFile PlanPrimary(const Header& table, std::string_view base_name) {
+  return TreeOf(table, FileType::kPrimaryIndex, base_name, "PX");
+}
+
 std::vector<NewFile> PlanIndex(const Header& table, const IndexDef& index,
                                std::string_view base_name, const std::vector<std::string>& taken) {
   if (table.type != FileType::kKeyedTable)

@@ -29,6 +29,9 @@ struct NewFile {
 std::vector<NewFile> PlanTable(const TableDef& table, Product product, std::string_view base_name,
                                std::uint32_t key);
 
+/// Plans an empty primary index for a table that has lost its own.
+NewFile PlanPrimary(const Header& table, std::string_view base_name);
+
 /// Plans the two files of a further secondary index of a table; `taken` are the extensions of the
 /// files that are there.
 std::vector<NewFile> PlanIndex(const Header& table, const IndexDef& index,

@@ -32,6 +32,12 @@ void RemoveAll(storage::FileSystem& fs, const std::vector<std::string>& files) n
   }
 }
 
+void RequireWritable(const Table& table, std::string_view name) {
+  if (table.why_read_only().empty()) return;
+  Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
+        "table '" + std::string(name) + "' cannot be written: " + table.why_read_only());
+}
+
 }  // namespace
 
 ParadoxDatabase::ParadoxDatabase(DBEngine& owner, OpenRequest asked, std::string folder,
@@ -160,9 +166,7 @@ void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef&
   std::vector<NewFile> files;
   {
     const std::shared_ptr<Table> table = Open(path, true);
-    if (!table->why_read_only().empty())
-      Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
-            "table '" + std::string(table_name) + "' cannot be written: " + table->why_read_only());
+    RequireWritable(*table, table_name);
     if (Describe(*table).FindIndex(index.Name) != nullptr)
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "table '" + std::string(table_name) + "' has an index '" + index.Name + "' already");
@@ -198,6 +202,24 @@ void ParadoxDatabase::DoDeleteTable(std::string_view name) {
   fs.Remove(path);
   for (const Companion& companion : companions.all()) fs.Remove(companion.path);
   fs.SyncFolder(folder_);
+}
+
+std::int64_t ParadoxDatabase::DoRebuildIndexes(std::string_view name) {
+  const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
+  RequireNobodyElse(path);
+  const std::string real = tables_->fs().RealPath(path);
+  {
+    const std::shared_ptr<Table> table = Open(path, true);
+    if (table->keyed() && table->companions().Find("PX").empty()) {
+      const NewFile primary = PlanPrimary(table->header(), WithoutExtension(storage::NameOf(real)));
+      WriteFiles(real, {primary});
+    }
+  }
+  const std::shared_ptr<Table> table = Open(path, true);
+  RequireWritable(*table, name);
+  table->Reindex();
+  table->Flush();
+  return static_cast<std::int64_t>(table->indexes().size()) + (table->keyed() ? 1 : 0);
 }
 
 // --- Inspecting

@@ -27,6 +27,7 @@ class ParadoxDatabase final : public Database {
   void DoCreateTable(const TableDef& table) override;
   void DoCreateIndex(std::string_view table, const IndexDef& index) override;
   void DoDeleteTable(std::string_view name) override;
+  std::int64_t DoRebuildIndexes(std::string_view name) override;
   std::vector<std::string> DoInspect(std::string_view name) override;
   void DoClose() override {}
 
