@@ -1,5 +1,7 @@
 #include "database/xbase/inspect.h"
 
+#include "database/xbase/index_inspect.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -120,6 +122,7 @@ class Inspection {
 
 void InspectTable(Table& table, std::vector<std::string>& problems) {
   Inspection(table, problems).Run();
+  InspectIndexes(table, problems);
 }
 
 }  // namespace kelvorin::database::xbase

@@ -2,6 +2,7 @@
 
 #include "base/M_Misc.h"
 #include "database/errors.h"
+#include "database/xbase/index_build.h"
 #include "database/xbase/table_files.h"
 
 #include <algorithm>
@@ -9,9 +10,9 @@
 #include <utility>
 
 // A change of a record goes, in one bracket: memo blocks and the memo file's header, then the
-// record. The table's header (count, date, next automatic number) and the 0x1A behind the last
-// record follow once per group of brackets; the group reaches the disk as a whole, so that no
-// reader ever finds a count and records that disagree.
+// record, then the entries of every index. The table's header (count, date, next automatic number)
+// and the 0x1A behind the last record follow once per group of brackets; the group reaches the disk
+// as a whole, so that no reader ever finds a count and records that disagree.
 
 namespace kelvorin::database::xbase {
 namespace {
@@ -40,9 +41,9 @@ TableLayout ReadLayoutFrom(storage::Store& store) {
   return ReadLayout(header, path);
 }
 
-/// What is known to forbid writing before the table is opened: its kind, and index files that
-/// this driver cannot keep up to date.
-std::string WhyNotWritable(storage::FileSystem& fs, const std::string& path) {
+/// What is known to forbid writing before the table is opened.
+std::string WhyNotWritable(storage::FileSystem& fs, const std::string& path,
+                           const std::vector<IndexFileName>& indexes) {
   std::array<std::byte, kHeaderFixedBytes> front{};
   std::size_t size = 0;
   {
@@ -54,12 +55,8 @@ std::string WhyNotWritable(storage::FileSystem& fs, const std::string& path) {
   if (version == nullptr) return {};
   if (version->access == Access::kReadOnly)
     return "a table of the kind " + std::string(version->what) + " is read, not written";
-  const std::string index = FindIndexFile(fs, path);
-  if (!index.empty())
-    return "its index file '" + index +
-           "' would have to be kept up to date, which this driver "
-           "cannot do";
-  if (size > kTableFlagsAt && (base::Load8(front, kTableFlagsAt) & kFlagHasIndex) != 0)
+  if (indexes.empty() && size > kTableFlagsAt &&
+      (base::Load8(front, kTableFlagsAt) & kFlagHasIndex) != 0)
     return "its header says that it has an index file, but there is none";
   if (!version->visual && size > kTransactionAt && base::Load8(front, kTransactionAt) == 1)
     return "its header says that a transaction was not finished";
@@ -68,7 +65,8 @@ std::string WhyNotWritable(storage::FileSystem& fs, const std::string& path) {
 
 }  // namespace
 
-Table::Table(std::shared_ptr<storage::Store> store, std::string why_read_only)
+Table::Table(std::shared_ptr<storage::Store> store, std::string why_read_only,
+             const std::vector<IndexFileName>& indexes)
     : store_(std::move(store)),
       layout_(ReadLayoutFrom(*store_)),
       page_(layout_.code_page_mark),
@@ -82,6 +80,8 @@ Table::Table(std::shared_ptr<storage::Store> store, std::string why_read_only)
                      " records, but the file holds only " + std::to_string(there);
   if (layout_.HasMemoFields()) OpenMemo();
   FindAutoColumn();
+  indexes_.emplace(*store_, indexes, layout_, page_);
+  if (why_read_only_.empty()) why_read_only_ = indexes_->why_not();
   if (!store_->read_only()) {
     LockForExclusiveUse();
     store_->AddGroupHook(*this);
@@ -168,6 +168,7 @@ void Table::InBracket(F&& change) {
     change();
   } catch (...) {
     if (memo_) memo_->Forget();
+    indexes_->Forget();
     throw;
   }
   bracket.Commit();
@@ -188,48 +189,63 @@ void Table::StoreMemos(base::MutableByteSpan row, std::span<const MemoChange> me
   }
 }
 
-std::uint32_t Table::Append(base::MutableByteSpan row, std::span<const MemoChange> memos,
-                            bool numbered) {
+Status Table::Append(base::MutableByteSpan row, std::span<const MemoChange> memos, bool numbered) {
   CheckRoom();
   const bool number = numbered && auto_column_ != nullptr;
   if (number) {
     std::string scratch;
     std::size_t replaced = 0;
     const auto next = static_cast<std::int32_t>(next_number_);
-    const Status fits =
-        codec_.Encode(*auto_column_, values::Value::Integer(next), row, scratch, replaced);
-    if (!fits.ok()) throw Error(fits);
+    KV_TRY(codec_.Encode(*auto_column_, values::Value::Integer(next), row, scratch, replaced));
   }
+  KV_TRY(indexes_->Plan({}, row, records_ + 1, *this));
   InBracket([&] {
     StoreMemos(row, memos);
     store_->Write(storage::kMainFile, Offset(records_ + 1), row);
+    indexes_->Apply();
   });
   ++records_;
   if (live_) ++*live_;
   if (number) next_number_ += number_step_;
   appended_ = true;
-  return records_;
+  return Status();
 }
 
-void Table::Rewrite(std::uint32_t record, base::MutableByteSpan row,
-                    std::span<const MemoChange> memos) {
+Status Table::Rewrite(std::uint32_t record, base::MutableByteSpan row,
+                      std::span<const MemoChange> memos) {
+  const base::ByteSpan stored = View(record);
+  before_.assign(stored.begin(), stored.end());
+  KV_TRY(indexes_->Plan(before_, row, record, *this));
   InBracket([&] {
     StoreMemos(row, memos);
     store_->Write(storage::kMainFile, Offset(record), row);
+    indexes_->Apply();
   });
   ++changes_;
+  return Status();
 }
 
 void Table::Delete(std::uint32_t record) {
+  const base::ByteSpan stored = View(record);
+  before_.assign(stored.begin(), stored.end());
+  after_ = before_;
+  after_[0] = kDeleted;
+  const Status planned = indexes_->Plan(before_, after_, record, *this);
+  if (!planned.ok()) throw Error(planned);
   InBracket([&] {
-    const std::byte mark[] = {kDeleted};
-    store_->Write(storage::kMainFile, Offset(record), mark);
+    store_->Write(storage::kMainFile, Offset(record), base::ByteSpan(after_).first(1));
+    indexes_->Apply();
   });
   ++changes_;
   if (live_) --*live_;
 }
 
+const Tag* Table::FindStaleIndex() {
+  return indexes_->FindStale(*store_, layout_, records_);
+}
+
 void Table::BeforeGroup(storage::Store& store) {
+  indexes_->Stamp();
   const auto now = base::Now();
   std::array<std::byte, kHeaderBytesAt - kDateAt> head;
   base::Store8(head, 0, static_cast<std::uint8_t>(now.year - kYearBase));
@@ -251,16 +267,30 @@ void Table::BeforeGroup(storage::Store& store) {
 // --- The tables of the process
 
 std::shared_ptr<Table> OpenTables::Open(const std::string& path, bool write, bool exclusive) {
-  std::string why = WhyNotWritable(*fs_, path);
+  std::string why = WhyNotWritable(*fs_, path, FindIndexFiles(*fs_, path));
   if (write && why.empty()) {
     try {
-      return Share(path, false, exclusive, {});
+      return ShareToWrite(path, exclusive);
     } catch (const Error& error) {  // the table's or the memo file may not be written
       if (error.status().code() != Code::kReadOnly) throw;
       why = error.status().message();
     }
   }
   return Share(path, true, exclusive, why);
+}
+
+std::shared_ptr<Table> OpenTables::ShareToWrite(const std::string& path, bool exclusive) {
+  std::shared_ptr<Table> table = Share(path, false, exclusive, {});
+  if (!table->why_read_only().empty() || table.use_count() > 1) return table;
+  const Tag* stale = table->FindStaleIndex();
+  if (stale == nullptr) return table;
+  std::string note = "tag '" + stale->definition().name + "' of index file '" + stale->path() +
+                     "' lacked records of its table: the table's indexes were rebuilt";
+  table.reset();
+  RebuildIndexes(path);
+  table = Share(path, false, exclusive, {});
+  table->notes().push_back(std::move(note));
+  return table;
 }
 
 std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only, bool exclusive,
@@ -278,7 +308,11 @@ std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only
     table = nullptr;
   }
   if (table == nullptr) {
-    table = store->Opening([&] { return std::make_shared<Table>(store, why_read_only); });
+    const std::vector<IndexFileName> indexes = FindIndexFiles(*fs_, path);
+    table = store->Opening([&] { return std::make_shared<Table>(store, why_read_only, indexes); });
+    for (const std::string& file : UnlistedIndexFiles(*fs_, path))
+      table->notes().push_back("index file '" + file + "' lies beside table file '" + path +
+                               "' and no INF file lists it: changes of the table do not reach it");
     tables_.push_back(table);
   }
   if (exclusive) table->LockForExclusiveUse();

@@ -1,7 +1,7 @@
 #pragma once
-// One open table: its layout, its records by number, its memo file, and the changes to them as
-// storage brackets. Shared by all record sets on the same file in this process, so that they see
-// the same count. Knows no cursors and no values; throws base::Error.
+// One open table: its layout, its records by number, its memo file, its indexes, and the changes to
+// them as storage brackets. Shared by all record sets on the same file in this process, so that
+// they see the same count. Knows no cursors and no values; throws base::Error.
 
 #include <cstdint>
 #include <memory>
@@ -13,6 +13,7 @@
 
 #include "database/xbase/field_codec.h"
 #include "database/xbase/memo_file.h"
+#include "database/xbase/table_indexes.h"
 #include "database/xbase/table_layout.h"
 #include "database/xbase/text_page.h"
 #include "storage/open_files.h"
@@ -27,11 +28,12 @@ struct MemoChange {
   std::string_view value;
 };
 
-class Table final : private storage::GroupHook {
+class Table final : private storage::GroupHook, private LiveRecords {
  public:
-  /// Reads header and memo header from a store just opened. `why_read_only` is empty when nothing
-  /// that is known so far forbids writing.
-  Table(std::shared_ptr<storage::Store> store, std::string why_read_only);
+  /// Reads header, memo header and index definitions from a store just opened. `why_read_only` is
+  /// empty when nothing that is known so far forbids writing.
+  Table(std::shared_ptr<storage::Store> store, std::string why_read_only,
+        const std::vector<IndexFileName>& indexes);
   ~Table();
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
@@ -43,6 +45,16 @@ class Table final : private storage::GroupHook {
   const FieldCodec& codec() const noexcept { return codec_; }
   /// Null when the table has no memo fields.
   MemoFile* memo() noexcept { return memo_ ? &*memo_ : nullptr; }
+  TableIndexes& indexes() noexcept { return *indexes_; }
+  const TableIndexes& indexes() const noexcept { return *indexes_; }
+  /// The tag that lacks records the table has, or null.
+  const Tag* FindStaleIndex();
+  /// Sentences that a user should hear before the table is written.
+  std::vector<std::string>& notes() noexcept { return notes_; }
+  /// Records that the header claims and that are not in the file.
+  std::uint32_t MissingRecords() const noexcept {
+    return layout_.record_count > records_ ? layout_.record_count - records_ : 0;
+  }
   /// What forbids writing; empty when nothing does.
   const std::string& why_read_only() const noexcept { return why_read_only_; }
 
@@ -65,17 +77,21 @@ class Table final : private storage::GroupHook {
     return store_->View(storage::kMainFile, offset, 1, scratch_)[0];
   }
 
-  /// Appends a record and returns its number. Block numbers of the changed memos and, where
-  /// `numbered` says so, the next automatic number are put into `row`.
-  std::uint32_t Append(base::MutableByteSpan row, std::span<const MemoChange> memos, bool numbered);
-  /// Stores an existing record.
-  void Rewrite(std::uint32_t record, base::MutableByteSpan row, std::span<const MemoChange> memos);
+  /// Appends a record. Block numbers of the changed memos and, where `numbered` says so, the next
+  /// automatic number are put into `row`. Fails with kDuplicateKey; nothing is changed then.
+  Status Append(base::MutableByteSpan row, std::span<const MemoChange> memos, bool numbered);
+  /// Stores an existing record. Fails as `Append` does.
+  Status Rewrite(std::uint32_t record, base::MutableByteSpan row,
+                 std::span<const MemoChange> memos);
   void Delete(std::uint32_t record);
   /// Everything changed so far is on the disk when it returns.
   void Flush() { store_->Flush(); }
 
  private:
   void BeforeGroup(storage::Store& store) override;
+  bool IsLiveRecord(std::uint32_t record) override {
+    return record >= 1 && record <= records_ && IsLive(record);
+  }
   void OpenMemo();
   void FindAutoColumn();
   std::uint64_t Offset(std::uint32_t record) const noexcept {
@@ -91,7 +107,9 @@ class Table final : private storage::GroupHook {
   TextPage page_;
   FieldCodec codec_;
   std::optional<MemoFile> memo_;
+  std::optional<TableIndexes> indexes_;
   std::string why_read_only_;
+  std::vector<std::string> notes_;
   std::uint32_t records_ = 0;
   std::uint64_t changes_ = 0;
   std::optional<std::uint32_t> live_;
@@ -101,6 +119,8 @@ class Table final : private storage::GroupHook {
   std::uint32_t next_number_ = 0;
   std::uint8_t number_step_ = 1;
   std::vector<std::byte> scratch_;
+  std::vector<std::byte> before_;  // the record being changed, as it was
+  std::vector<std::byte> after_;   // and as a deleted one
 };
 
 /// The tables open in this process; belongs to the driver, and so to the engine.
@@ -110,15 +130,21 @@ class OpenTables {
       : fs_(&fs), files_(std::move(files)) {}
 
   /// Opens a table, or shares it where it is open already. It is opened for reading only when
-  /// `write` is false or something forbids writing. Errors: `kLocked`, `kCorrupt`, `kNotSupported`,
-  /// `kNotFound` (a memo file).
+  /// `write` is false or something forbids writing. An index that is out of date is rebuilt when
+  /// the table is opened for writing. Errors: `kLocked`, `kCorrupt`, `kNotSupported`, `kNotFound`
+  /// (a memo or index file).
   std::shared_ptr<Table> Open(const std::string& path, bool write, bool exclusive);
+  /// Writes all index files of a table anew from its records, which nobody may have open. `added`
+  /// is entered into `kind`'s file beside what is there. Returns the number of tags.
+  std::size_t RebuildIndexes(const std::string& path, const IndexFileName* into = nullptr,
+                             const TagDefinition* added = nullptr);
   storage::FileSystem& fs() const noexcept { return *fs_; }
   storage::OpenFiles& files() const noexcept { return *files_; }
 
  private:
   std::shared_ptr<Table> Share(const std::string& path, bool read_only, bool exclusive,
                                const std::string& why_read_only);
+  std::shared_ptr<Table> ShareToWrite(const std::string& path, bool exclusive);
 
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;

@@ -8,26 +8,6 @@
 #include <algorithm>
 
 namespace kelvorin::database::xbase {
-namespace {
-
-constexpr std::size_t kMaxInfBytes = 1 << 20;
-constexpr std::string_view kIndexKinds[] = {"NDX", "IDX", "MDX", "CDX"};
-constexpr std::string_view kProductionIndexes[] = {"mdx", "cdx"};
-
-/// File an INF line names ("UNDX1=CUST.NDX"), or an empty text for any other line.
-std::string_view IndexOfLine(std::string_view line) {
-  const std::size_t equals = line.find('=');
-  if (equals == std::string_view::npos) return {};
-  std::string_view key = base::Trim(line.substr(0, equals), base::kBlankOrTab);
-  if (!key.empty() && base::ToUpperAscii(key.front()) == 'U') key.remove_prefix(1);
-  while (!key.empty() && base::IsDigit(key.back())) key.remove_suffix(1);
-  for (std::string_view kind : kIndexKinds)
-    if (base::EqualIgnoreCase(key, kind))
-      return base::Trim(line.substr(equals + 1), base::kBlankOrTab);
-  return {};
-}
-
-}  // namespace
 
 std::string FindFile(storage::FileSystem& fs, const std::string& folder, std::string_view name) {
   if (name.empty() || name.find_first_of("/\\") != std::string_view::npos) return {};
@@ -92,24 +72,6 @@ std::string ReadSmallFile(storage::FileSystem& fs, const std::string& path, std:
   std::string text(static_cast<std::size_t>(size), '\0');
   text.resize(file->Read(0, std::as_writable_bytes(std::span<char>(text.data(), text.size()))));
   return text;
-}
-
-std::string FindIndexFile(storage::FileSystem& fs, const std::string& table_path) {
-  const std::string inf = FindCompanion(fs, table_path, "inf");
-  if (!inf.empty()) {
-    const std::string text = ReadSmallFile(fs, inf, kMaxInfBytes);
-    for (std::string_view line : base::SplitAt(text, '\n')) {
-      const std::string_view file = IndexOfLine(base::Trim(line, "\r"));
-      if (file.empty()) continue;
-      const std::string found = FindFile(fs, storage::FolderOf(table_path), file);
-      return found.empty() ? base::JoinPath(storage::FolderOf(table_path), file) : found;
-    }
-  }
-  for (std::string_view extension : kProductionIndexes) {
-    std::string file = FindCompanion(fs, table_path, extension);
-    if (!file.empty()) return file;
-  }
-  return {};
 }
 
 }  // namespace kelvorin::database::xbase

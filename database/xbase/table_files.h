@@ -1,7 +1,7 @@
 #pragma once
 // Which files of a folder belong to a table: the table file itself, found without regard to case,
-// its memo file, and the index files that every change of the table would have to reach. Used when
-// a table is opened, made or deleted; reads names and the small INF text, nothing else.
+// and its companions by their extensions. Used when a table is opened, made or deleted; reads
+// names, and small texts as a whole.
 
 #include <string>
 #include <string_view>
@@ -32,10 +32,6 @@ std::string FindCompanion(storage::FileSystem& fs, const std::string& table_path
                           std::string_view extension);
 /// Path that a new companion gets; its extension takes the case of the table file's.
 std::string CompanionPath(const std::string& table_path, std::string_view extension);
-
-/// The first index file of the table that a writer would have to keep up to date, or an empty text:
-/// one that the table's INF file lists, else its production index.
-std::string FindIndexFile(storage::FileSystem& fs, const std::string& table_path);
 
 /// Whole contents of a small file; throws `kCorrupt` when it has more than `max_bytes`.
 std::string ReadSmallFile(storage::FileSystem& fs, const std::string& path, std::size_t max_bytes);

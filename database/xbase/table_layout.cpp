@@ -19,6 +19,7 @@ namespace kelvorin::database::xbase {
 namespace {
 
 constexpr std::uint8_t kOldVersion = 0x02;
+constexpr std::uint16_t kDoubleBytes = 8;  // of a B field that is no memo
 constexpr std::size_t kOldHeaderBytes = 521;
 constexpr std::size_t kOldDescriptorsAt = 8;
 constexpr std::size_t kOldDescriptorBytes = 16;
@@ -55,20 +56,22 @@ struct Face {
   TypeCode type;
 };
 
-/// Width and type of a field letter. Widths of memo pointers are checked apart.
+/// Width and type of a field letter. Widths of memo pointers are checked apart. Other writers put
+/// FoxPro's binary types into tables of any kind.
 constexpr Face kFaces[] = {
-    {'C', false, 0, TypeCode::kText},    {'N', false, 0, TypeCode::kDouble},
-    {'F', false, 0, TypeCode::kDouble},  {'L', false, 1, TypeCode::kBoolean},
-    {'D', false, 8, TypeCode::kDate},    {'B', true, 8, TypeCode::kDouble},
-    {'Y', true, 8, TypeCode::kCurrency}, {'I', true, 4, TypeCode::kLong},
-    {'T', true, 8, TypeCode::kDate},     {'V', true, 0, TypeCode::kText},
+    {'C', false, 0, TypeCode::kText},     {'N', false, 0, TypeCode::kDouble},
+    {'F', false, 0, TypeCode::kDouble},   {'L', false, 1, TypeCode::kBoolean},
+    {'D', false, 8, TypeCode::kDate},     {'B', false, 8, TypeCode::kDouble},
+    {'Y', false, 8, TypeCode::kCurrency}, {'I', false, 4, TypeCode::kLong},
+    {'T', false, 8, TypeCode::kDate},     {'V', true, 0, TypeCode::kText},
     {'Q', true, 0, TypeCode::kBinary},
 };
 
 /// Sets the column's type; says what is wrong, or nothing.
 std::string Classify(Column& column, bool visual) {
   if (column.letter == 'M' || column.letter == 'G' || column.letter == 'P' ||
-      (column.letter == 'B' && !visual) || (column.letter == 'W' && visual)) {
+      (column.letter == 'B' && !visual && column.bytes != kDoubleBytes) ||
+      (column.letter == 'W' && visual)) {
     column.type =
         column.letter == 'M' && !column.binary() ? TypeCode::kMemo : TypeCode::kLongBinary;
     const unsigned width = visual ? 4 : 10;

@@ -41,6 +41,7 @@ inline constexpr std::size_t kDecimalsAt = 17;
 inline constexpr std::size_t kFieldFlagsAt = 18;  // FoxPro 3.0 and later
 inline constexpr std::size_t kNextNumberAt = 19;  // u32, the next automatic number
 inline constexpr std::size_t kNumberStepAt = 23;  // u8
+inline constexpr std::size_t kIsKeyAt = 31;       // dBASE IV: 1 when a tag's key is this very field
 inline constexpr std::byte kDescriptorsEnd{0x0D};
 
 inline constexpr std::uint8_t kFieldHidden = 0x01;

@@ -24,12 +24,21 @@ class XbaseDatabase final : public Database {
   TableDef DoFindTableDef(std::string_view name) override;
   std::unique_ptr<Recordset> DoOpenRecordset(std::string_view name, RecordsetType type) override;
   void DoCreateTable(const TableDef& table) override;
+  void DoCreateIndex(std::string_view name, const IndexDef& index) override;
+  std::int64_t DoRebuildIndexes(std::string_view name) override;
   void DoDeleteTable(std::string_view name) override;
   std::vector<std::string> DoInspect(std::string_view name) override;
   void DoClose() override {}
 
   std::string PathOf(std::string_view name, ErrorNumber missing) const;
   TableDef Describe(const Table& table) const;
+  void Announce(Table& table);
+  void MakeIndex(const std::string& path, const IndexDef& index,
+                 const std::vector<FieldDef>& fields);
+  void MarkIndexed(const std::string& path, const TableLayout& layout, const TagDefinition& tag,
+                   IndexKind kind);
+  void ListIndex(const std::string& path, const IndexFileName& file);
+  std::vector<std::string> FilesOf(const std::string& path) const;
   void InspectFile(const std::string& path, std::vector<std::string>& problems);
 
   std::string folder_;

@@ -4,6 +4,7 @@
 #include "database/engine.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace kelvorin::database::xbase {
 
@@ -54,20 +55,66 @@ void XbaseRecordset::RefreshRow() {
         "record " + std::to_string(record_) + " of table '" + def().Name + "' was deleted");
 }
 
+/// One step in the index's order.
+bool XbaseRecordset::StepInOrder(bool forward) {
+  return forward != tag_->reversed() ? tag_->tree().Next(place_) : tag_->tree().Previous(place_);
+}
+
+/// Takes the record of the entry found, or of the next one whose record is to be seen.
+bool XbaseRecordset::LandInOrder(bool found, bool forward) {
+  for (; found; found = StepInOrder(forward)) {
+    const std::uint32_t record = place_.record();
+    if (record < 1 || record > table_->RecordCount())
+      Throw(Code::kCorrupt, ErrorNumber::kCorrupt,
+            "index file '" + tag_->path() + "', tag '" + tag_->definition().name +
+                "', names record " + std::to_string(record) + " of a table of " +
+                std::to_string(table_->RecordCount()));
+    if (Take(record)) return true;
+  }
+  return false;
+}
+
+/// Puts the place in the index where the current record is, or would be.
+void XbaseRecordset::StandOnRecord() {
+  if (tag_ == nullptr) return;
+  seek_low_.resize(tag_->entry_bytes());
+  tag_->MakeKey(row_, record_, seek_low_.data());
+  base::StoreBE32(seek_low_, tag_->key_bytes(), record_);
+  place_.StandAt(seek_low_);
+}
+
 bool XbaseRecordset::DoMoveFirst() {
-  return ForwardFrom(1);
+  if (tag_ == nullptr) return ForwardFrom(1);
+  return LandInOrder(tag_->reversed() ? tag_->tree().Last(place_) : tag_->tree().First(place_),
+                     true);
 }
 bool XbaseRecordset::DoMoveLast() {
-  return BackwardFrom(Last());
+  if (tag_ == nullptr) return BackwardFrom(Last());
+  return LandInOrder(tag_->reversed() ? tag_->tree().First(place_) : tag_->tree().Last(place_),
+                     false);
 }
 bool XbaseRecordset::DoMoveNext() {
-  return ForwardFrom(record_ + 1);
+  if (tag_ != nullptr) return LandInOrder(StepInOrder(true), true);
+  if (ForwardFrom(record_ + 1)) return true;
+  // Whoever has read what is there must not take it for all.
+  if (table_->MissingRecords() != 0)
+    Throw(Code::kCorrupt, ErrorNumber::kCorrupt,
+          "table '" + def().Name + "' claims " + std::to_string(table_->layout().record_count) +
+              " records, but its file ends behind record " + std::to_string(table_->RecordCount()) +
+              ": " + std::to_string(table_->MissingRecords()) + " are missing");
+  return false;
 }
 bool XbaseRecordset::DoMovePrevious() {
-  return BackwardFrom(record_ - 1);
+  return tag_ == nullptr ? BackwardFrom(record_ - 1) : LandInOrder(StepInOrder(false), false);
 }
 
 bool XbaseRecordset::DoMove(std::int64_t rows) {
+  if (tag_ != nullptr) {
+    const bool forward = rows > 0;
+    for (; rows != 0; rows -= forward ? 1 : -1)
+      if (!LandInOrder(StepInOrder(forward), forward)) return false;
+    return true;
+  }
   // Deletion marks alone are looked at on the way; the record itself is read at its end.
   std::int64_t record = record_;
   const std::int64_t step = rows > 0 ? 1 : -1, last = Last();
@@ -91,7 +138,86 @@ void XbaseRecordset::DoGetBookmark(std::string& out) {
 bool XbaseRecordset::DoSetBookmark(std::string_view bytes) {
   if (bytes.size() != sizeof(std::uint32_t)) return false;
   const std::uint32_t record = base::LoadLE32(base::AsBytes(bytes), 0);
-  return record >= 1 && record <= Last() && Take(record);
+  if (record < 1 || record > Last() || !Take(record)) return false;
+  StandOnRecord();
+  return true;
+}
+
+// --- Index
+
+void XbaseRecordset::DoSetIndex(const IndexDef* index) {
+  tag_ = nullptr;
+  if (index == nullptr) return;
+  Tag* tag = table_->indexes().Find(index->Name);
+  if (tag == nullptr)
+    Throw(Code::kNotFound, ErrorNumber::kIndexNotFound,
+          "table '" + def().Name + "' has no index '" + index->Name + "'");
+  if (!tag->usable()) Throw(Code::kNotSupported, ErrorNumber::kNotSupported, tag->why_not());
+  tag_ = tag;
+}
+
+/// Makes the bounds of the entries that have the key; false when no record can have it.
+bool XbaseRecordset::MakeSeekKey(SeekComparison comparison, std::span<const Value> keys) {
+  const std::vector<KeyPart>& parts = tag_->parts();
+  const bool exact = comparison == SeekComparison::kEqual;
+  seek_row_.resize(table_->layout().record_bytes);
+  table_->codec().Blank(seek_row_);
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const std::size_t field = parts[i].column;
+    const FieldPlan& plan = plans_[field];
+    Value converted;
+    const Value* value = &keys[i];
+    std::size_t replaced = 0;
+    Status made;
+    if ((plan.natural >> static_cast<unsigned>(value->kind) & 1) == 0) {
+      made = Convert(field, *value, converted);
+      value = &converted;
+    }
+    if (made.ok())
+      made = table_->codec().Encode(*plan.column, *value, seek_row_, texts_[field], replaced);
+    if (exact && (!made.ok() || replaced != 0)) return false;  // no field can hold it
+    if (!made.ok()) throw Error(made);
+  }
+  const std::size_t prefix = tag_->PrefixBytes(keys.size());
+  seek_low_.resize(tag_->key_bytes());
+  tag_->MakeKey(seek_row_, 0, seek_low_.data());
+  seek_high_ = seek_low_;
+  constexpr double kHalfSecond = 0.5 / 86400;  // programs differ in a time's last bits
+  if (tag_->Shift(seek_low_.data(), -kHalfSecond))
+    (void)tag_->Shift(seek_high_.data(), kHalfSecond);
+  seek_low_.resize(prefix);
+  seek_high_.resize(prefix);
+  return true;
+}
+
+bool XbaseRecordset::DoSeek(SeekComparison comparison, std::span<const Value> keys) {
+  if (!MakeSeekKey(comparison, keys)) return false;
+  using enum SeekComparison;
+  const std::size_t prefix = seek_low_.size();
+  seek_high_.resize(tag_->entry_bytes(), std::byte{0xFF});
+  IndexTree& tree = tag_->tree();
+  // What is greater comes later in the index's order, which may be the tree's from its end.
+  const bool reversed = tag_->reversed();
+  const bool to_first =
+      comparison == kEqual || comparison == kGreaterEqual || comparison == kGreater;
+  const bool beyond = comparison == kGreater || comparison == kLess;
+  bool found = false;
+  if (to_first != reversed) {
+    found = tree.Find(beyond ? seek_high_ : seek_low_, place_);
+  } else {
+    found = tree.FindBefore(beyond ? seek_low_ : seek_high_, place_);
+  }
+  if (comparison != kEqual) return LandInOrder(found, to_first);
+  for (; found; found = StepInOrder(true)) {
+    const base::ByteSpan key = place_.entry().first(prefix);
+    if (std::memcmp(key.data(), seek_low_.data(), prefix) < 0 ||
+        std::memcmp(key.data(), seek_high_.data(), prefix) > 0)
+      return false;
+    const std::uint32_t record = place_.record();
+    if (record < 1 || record > table_->RecordCount()) return LandInOrder(true, true);
+    if (Take(record)) return true;
+  }
+  return false;
 }
 
 // --- Reading
@@ -178,7 +304,6 @@ XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept
   FieldPlan plan;
   plan.column = &column;
   plan.in_memo_file = InMemoFile(column);
-  if (column.auto_increment()) return plan;  // takes no value at all
   plan.natural = bit(Kind::kNull);
   switch (column.letter) {
     case 'N':
@@ -210,6 +335,10 @@ XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept
 
 Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
   const FieldPlan& plan = plans_[field];
+  if (plan.column->auto_increment())
+    return MakeStatus(
+        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
+        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
   if ((plan.natural >> static_cast<unsigned>(value.kind) & 1) == 0)
     return WriteConverted(field, value);
   if (plan.in_memo_file) return WriteMemo(field, value);
@@ -220,16 +349,16 @@ Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
 }
 
 /// A value of another kind goes the way of its text, as everywhere in the engine.
-Status XbaseRecordset::WriteConverted(std::size_t field, const Value& value) {
-  if (plans_[field].column->auto_increment())
-    return MakeStatus(
-        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
-        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
+Status XbaseRecordset::Convert(std::size_t field, const Value& value, Value& converted) {
   const values::ValueFormat& format = database().engine().Format();
   text_.clear();
   format.Append(value, text_);
+  return format.Parse(text_, def().Fields[field].Type, converted, digits_);
+}
+
+Status XbaseRecordset::WriteConverted(std::size_t field, const Value& value) {
   Value converted;
-  KV_TRY(format.Parse(text_, def().Fields[field].Type, converted, digits_));
+  KV_TRY(Convert(field, value, converted));
   return DoWriteField(field, converted);
 }
 
@@ -262,11 +391,14 @@ Status XbaseRecordset::DoUpdate() {
   for (std::size_t i = 0; i < memos_.size(); ++i)
     if (memos_[i].set) changes_.push_back({plans_[i].column, memos_[i].null, memos_[i].raw});
   if (EditMode() == EditState::kAdd) {
-    table_->Append(edit_row_, changes_, true);
+    Status stored = table_->Append(edit_row_, changes_, true);
+    BeginEdit();
+    return stored;
   } else {
-    table_->Rewrite(record_, edit_row_, changes_);
+    KV_TRY(table_->Rewrite(record_, edit_row_, changes_));
     row_ = edit_row_;
     row_changes_ = table_->changes();
+    StandOnRecord();
   }
   BeginEdit();
   return Status();

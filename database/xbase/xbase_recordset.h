@@ -1,6 +1,7 @@
 #pragma once
-// The cursor over one dBASE or FoxPro table. Records come in the order of their numbers; deleted
-// ones are passed over. A bookmark is the record number. Made by the database of this room.
+// The cursor over one dBASE or FoxPro table. Records come in the order of their numbers or of an
+// index; deleted ones are passed over. A bookmark is the record number. Made by the database of
+// this room.
 
 #include <cstdint>
 #include <memory>
@@ -38,6 +39,8 @@ class XbaseRecordset final : public Recordset {
   std::int64_t DoRecordCount() override;
   void DoGetBookmark(std::string& out) override;
   bool DoSetBookmark(std::string_view bytes) override;
+  void DoSetIndex(const IndexDef* index) override;
+  bool DoSeek(SeekComparison comparison, std::span<const Value> keys) override;
   void DoReadField(std::size_t field, Value& out) override;
   Status DoWriteField(std::size_t field, const Value& value) override;
   void DoAddNew() override;
@@ -52,8 +55,13 @@ class XbaseRecordset final : public Recordset {
   bool ForwardFrom(std::uint32_t record);
   bool BackwardFrom(std::uint32_t record);
   bool Take(std::uint32_t record);
+  bool StepInOrder(bool forward);
+  bool LandInOrder(bool found, bool forward);
+  void StandOnRecord();
+  bool MakeSeekKey(SeekComparison comparison, std::span<const Value> keys);
   void RefreshRow();
   static FieldPlan PlanFor(const Column& column) noexcept;
+  Status Convert(std::size_t field, const Value& value, Value& converted);
   [[noreturn]] void ThrowUnreadable(std::size_t field, const std::string& why);
   void ReadMemo(std::size_t field, base::ByteSpan row, Value& out);
   void MemoValue(std::size_t field, const std::string& raw, Value& out);
@@ -73,6 +81,11 @@ class XbaseRecordset final : public Recordset {
   std::vector<std::string> raws_;   // per memo field: the value as stored
   std::vector<PendingMemo> memos_;  // per field; empty when the table has no memo fields
   std::vector<MemoChange> changes_;
+  Tag* tag_ = nullptr;  // that the records come in the order of
+  IndexTree::Place place_;
+  std::vector<std::byte> seek_row_;  // a record that holds nothing but the key sought
+  std::vector<std::byte> seek_low_;  // the least entry that has it, or its front
+  std::vector<std::byte> seek_high_;
   std::string text_;  // of a value of another kind than the field's
   std::string digits_;
 };

@@ -64,7 +64,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     int steps = 0;
     for (; !set.Eof() && steps < kMaxRecords; ++steps) {
       ReadFields(set);
-      Require(set.MoveNext().ok(), "reading goes on");
+      const Status moved = set.MoveNext();
+      // A file that is shorter than its header claims says so at its end.
+      if (!moved.ok())
+        Require(moved.message().find(" are missing") != std::string_view::npos, "why");
+      if (!moved.ok()) break;
     }
     (void)set.Move(-3);
     ReadFields(set);

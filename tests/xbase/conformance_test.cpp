@@ -81,7 +81,7 @@ Backend BackendOf(const char* connect) {
   backend.types = visual ? VisualTypes() : OldTypes();
   backend.text_size = 254;
   backend.empty_text = backend.trailing_blanks = backend.unicode = false;
-  backend.required = backend.auto_increment = backend.indexes = false;
+  backend.required = backend.auto_increment = backend.indexes_of_several = false;
   if (!visual) backend.lost_bytes = MissingIn(850);
   return backend;
 }

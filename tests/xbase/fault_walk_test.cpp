@@ -18,18 +18,29 @@ using enum TypeCode;
 struct Scenario {
   const char* connect;
   bool memo;
+  bool indexed = false;
 };
-const Scenario kScenarios[] = {
-    {"dBASE III", false}, {"dBASE III", true}, {"dBASE IV", true}, {"FoxPro 3.0", true}};
+const Scenario kScenarios[] = {{"dBASE III", false},       {"dBASE III", true, true},
+                               {"dBASE IV", true},         {"dBASE IV", false, true},
+                               {"FoxPro 2.6", true, true}, {"FoxPro 3.0", true}};
+
+constexpr std::size_t kNameBytes = 100;  // so long that few keys fill a page
 
 TableDef Definition(const Scenario& scenario) {
-  TableDef table = MakeTable("T", {MakeField("ID", kLong), MakeField("NAME", kText, 30)});
+  TableDef table = MakeTable("T", {MakeField("ID", kLong), MakeField("NAME", kText, kNameBytes)});
+  if (scenario.indexed) {
+    for (const char* field : {"NAME", "ID"}) {
+      database::IndexDef& index = table.Indexes.emplace_back();
+      index.Name = std::string("BY") + field;
+      index.Columns = {{field, false}};
+    }
+  }
   if (scenario.memo) table.Fields.push_back(MakeField("NOTE", kMemo));
   return table;
 }
 
 Row Record(const Scenario& scenario, int id, std::size_t note) {
-  Row row = {std::to_string(id), "name " + std::to_string(id)};
+  Row row = {std::to_string(id), std::string(kNameBytes, static_cast<char>('A' + id * 7 % 26))};
   if (scenario.memo) row.push_back(std::string(note, static_cast<char>('a' + id % 26)));
   return row;
 }

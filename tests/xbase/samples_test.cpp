@@ -20,6 +20,7 @@ namespace {
 struct Sample {
   const char* name;
   const char* why_read_only;  // part of it, empty for a table that can be written
+  bool indexed = false;       // written to with its indexes, in index_test.cpp
 };
 
 const Sample kSamples[] = {
@@ -27,21 +28,21 @@ const Sample kSamples[] = {
     {"dbase_03", ""},
     {"ver43", ""},
     {"dbase_83", ""},
-    {"db3", "db3code.ndx"},
+    {"db3", "", true},
     {"dbase_8b", ""},
-    {"db4", "db4.mdx"},
+    {"db4", "", true},
     {"vercb", ""},
-    {"mdxnum", "mdxnum.mdx"},
-    {"fox25", "fox25.cdx"},
+    {"mdxnum", "", true},
+    {"fox25", "", true},
     {"dbase_30", "there is none"},
-    {"calls", "calls.CDX"},
+    {"calls", "", true},
     {"dbase_31", "there is none"},
     {"dbase_32", ""},
     {"cp1251", "there is none"},
     {"vfp_currency", ""},
-    {"stale_index", "stale_index.cdx"},
-    {"vfp30", "vfp30.cdx"},
-    {"vfpgen", "vfpgen.cdx"},
+    {"stale_index", "", true},
+    {"vfp30", "", true},
+    {"vfpgen", "", true},
 };
 
 /// The value as the expected files write it.
@@ -128,7 +129,7 @@ TEST_CASE("sample tables are written to where they lie") {
   const TempFolder temp;
   Folder copies(temp.path(), "FoxPro 3.0");
   for (const Sample& sample : kSamples) {
-    if (*sample.why_read_only != '\0') continue;
+    if (*sample.why_read_only != '\0' || sample.indexed) continue;
     CAPTURE(std::string(sample.name));
     for (const char* extension : {".dbf", ".dbt"}) {
       const std::string file = std::string(sample.name) + extension;

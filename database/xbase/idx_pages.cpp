@@ -1,0 +1,109 @@
+// The plain IDX of FoxBASE and FoxPro: pages of 512 bytes, named by their offset in the file.
+//
+//   header | u32 root | i32 free pages (-1) | u32 file bytes | 12: u16 key bytes | 14: u8 options
+//          | 16: expression | 236: FOR condition
+//   page   | u16 attributes: 1 root, 2 leaf | u16 keys | u32 left | u32 right (-1 for none)
+//          | 12: entries: key, u32 BE record or page |
+//
+// A branch entry is the last key of the page it names.
+
+#include "database/xbase/index_pages.h"
+
+#include <algorithm>
+
+namespace kelvorin::database::xbase {
+namespace {
+
+constexpr std::uint32_t kPageBytes = 512;
+constexpr std::size_t kRootAt = 0;
+constexpr std::size_t kFileBytesAt = 8;
+constexpr std::size_t kCountAt = 2;
+constexpr std::size_t kLeftAt = 4;
+constexpr std::size_t kRightAt = 8;
+constexpr std::size_t kEntriesAt = 12;
+constexpr std::uint16_t kRootPage = 1;
+constexpr std::uint16_t kLeafPage = 2;
+
+class IdxPages final : public FixedPages {
+ public:
+  IdxPages(storage::Store& store, storage::FileNo file, std::string name, const TagDefinition& tag)
+      : FixedPages(store, file, std::move(name), tag.key_bytes, KeyForm(), {.all_links = true}) {
+    const std::size_t stride = tag.key_bytes + 4;
+    SetStride(stride, (kPageBytes - kEntriesAt) / stride);
+  }
+
+  std::uint64_t PageCount() const noexcept override { return Size() / kPageBytes; }
+
+  void Read(std::uint32_t page, IndexNode& out) override {
+    if (page == 0 || page % kPageBytes != 0) Corrupt(page, "no page begins there");
+    const base::ByteSpan bytes = View(page, kPageBytes, page);
+    const std::uint16_t attributes = base::LoadLE16(bytes, 0);
+    const std::uint16_t count = base::LoadLE16(bytes, kCountAt);
+    if (attributes > (kRootPage | kLeafPage) || count > most_)
+      Corrupt(page, "it claims " + std::to_string(count) + " keys and attributes " +
+                        std::to_string(attributes));
+    out.leaf = (attributes & kLeafPage) != 0;
+    StartNode(page, count, out);
+    out.left = base::LoadLE32(bytes, kLeftAt);
+    out.right = base::LoadLE32(bytes, kRightAt);
+    std::byte* entry = out.entries.data();
+    for (std::size_t i = 0; i < count; ++i, entry += out.entry_bytes) {
+      const std::size_t at = kEntriesAt + i * stride_;
+      const std::uint32_t pointer = base::LoadBE32(bytes, at + key_bytes_);
+      if (!out.leaf) out.children.push_back(pointer);
+      PutKey(bytes.subspan(at, key_bytes_), out.leaf ? pointer : kNoPage, entry);
+    }
+  }
+
+  void Write(const IndexNode& node, std::size_t first, std::size_t count,
+             const PagePlace& place) override {
+    image_.assign(kPageBytes, std::byte{0});
+    base::StoreLE16(
+        image_, 0,
+        static_cast<std::uint16_t>((place.root ? kRootPage : 0) | (node.leaf ? kLeafPage : 0)));
+    base::StoreLE16(image_, kCountAt, static_cast<std::uint16_t>(count));
+    base::StoreLE32(image_, kLeftAt, place.left);
+    base::StoreLE32(image_, kRightAt, place.right);
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::size_t at = kEntriesAt + i * stride_;
+      StoredKey(node, first + i, image_.data() + at);
+      base::StoreBE32(image_, at + key_bytes_,
+                      node.leaf ? node.RecordAt(first + i) : node.children[first + i]);
+    }
+    store_.Write(file_, place.page, image_);
+  }
+
+  void SetLeft(std::uint32_t page, std::uint32_t left) override {
+    Write32(std::uint64_t{page} + kLeftAt, left);
+  }
+  void SetRight(std::uint32_t page, std::uint32_t right) override {
+    Write32(std::uint64_t{page} + kRightAt, right);
+  }
+
+  std::uint32_t Root() override { return Load32(kRootAt); }
+  void SetRoot(std::uint32_t page) override { Write32(kRootAt, page); }
+
+  std::uint32_t Allocate() override {
+    if (!spare_.empty()) {
+      const std::uint32_t page = spare_.back();
+      spare_.pop_back();
+      return page;
+    }
+    const std::uint64_t end = (Size() + kPageBytes - 1) / kPageBytes * kPageBytes;
+    const auto page = static_cast<std::uint32_t>(end);
+    store_.Write(file_, page, std::vector<std::byte>(kPageBytes, std::byte{0}));
+    Write32(kFileBytesAt, page + kPageBytes);
+    return page;
+  }
+  void Release(std::uint32_t page) override { spare_.push_back(page); }
+  void Stamp() override {}
+};
+
+}  // namespace
+
+std::unique_ptr<IndexPages> MakeIdxPages(storage::Store& store, storage::FileNo file,
+                                         std::string name, const TagDefinition& tag) {
+  return std::make_unique<IdxPages>(store, file, std::move(name), tag);
+}
+
+}  // namespace kelvorin::database::xbase

@@ -1,0 +1,463 @@
+// Indexes of all formats: expressions, random work against a model, tables of other programs, and
+// files that nobody should trust.
+
+#include "database/drivers/register_drivers.h"
+#include "database/xbase/collation.h"
+#include "database/xbase/key_expression.h"
+#include "database/xbase/new_table.h"
+#include "tests/storage/support/memory_files.h"
+#include "tests/support/places.h"
+#include "tests/support/temp_folder.h"
+#include "tests/xbase/xbase_support.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <set>
+
+namespace kelvorin::tests {
+namespace {
+
+using namespace database::xbase;
+using database::IndexDef;
+using database::SeekComparison;
+using enum TypeCode;
+
+void Must(const Status& status) {
+  REQUIRE_MESSAGE(status.ok(), std::string(status.message()));
+}
+
+// --- Expressions, on a record of NAME C(6) "Bo bB ", AMT N(7,2) -2.50, D 2004-02-29, OK L .T.
+
+struct Evaluated {
+  const char* expression;
+  const char* text;  // the result; null for a number
+  double number;
+};
+const Evaluated kEvaluated[] = {
+    {"NAME", "Bo bB ", 0},
+    {"upper(name)", "BO BB ", 0},
+    {"X->NAME+'z'", "Bo bB z", 0},
+    {"NAME-'z'", "Bo bBz ", 0},
+    {"TRIM(NAME)+[!]", "Bo bB!", 0},
+    {"SUBS(NAME,2,3)", "o b", 0},
+    {"LEFT(NAME,2)+RIGHT(NAME,2)", "BoB ", 0},
+    {"STR(AMT,7,2)+STR(12345,3)", "  -2.50***", 0},
+    {"STR(AMT)", "        -3", 0},
+    {"DTOS(D)+DTOC(D)", "2004022902/29/04", 0},
+    {"DTOC(D,1)", "20040229", 0},
+    {"IIF(AMT<0 .AND. .NOT. DELETED(),'neg','pos')", "neg", 0},
+    {"PADL('7',3,'0')+PADR('a',3)+SPACE(1)+REPL('xy',2)", "007a   xyxy", 0},
+    {"IIF('b' $ NAME, CHR(65), 'no')", "A", 0},
+    {"AMT*2+1", nullptr, -4},
+    {"-AMT", nullptr, 2.5},
+    {"ROUND(AMT,0)+INT(AMT)+ABS(AMT)", nullptr, -2.5},
+    {"D+1", nullptr, 2453066},
+    {"D-STOD('20040101')", nullptr, 59},
+    {"CTOD('02/28/2004')", nullptr, 2453064},
+    {"YEAR(D)*10000+MONTH(D)*100+DAY(D)", nullptr, 20040229},
+    {"VAL('12.5x')+ASC(NAME)+LEN(ALLTRIM(NAME))+AT('b',NAME)", nullptr, 12.5 + 66 + 5 + 4},
+    {"RECNO()", nullptr, 7},
+    {"IIF(NAME='Bo',1,0)+IIF(NAME=='Bo',10,0)+IIF('Bo'=NAME,100,0)", nullptr, 1},
+    {"IIF(EMPTY(NAME).OR.AMT>=0,1,2)", nullptr, 2},
+};
+const char* const kNotUnderstood[][2] = {
+    {"NAME+", "its end"},         {"NOBODY", "'NOBODY'"},     {"SOUNDEX(NAME)", "SOUNDEX"},
+    {"NAME+AMT", "'+AMT'"},       {"UPPER(AMT)", "argument"}, {"(NAME", "its end"},
+    {"STR(AMT,AMT)", "argument"}, {"NAME NAME", "'NAME'"},    {"'open", "'open"},
+    {"SUBSTR(NAME)", "SUBSTR"},
+};
+
+struct OneRecord {
+  OneRecord() {
+    const TableDef def =
+        MakeTable("T", {MakeField("NAME", kText, 6), MakeField("AMT", kNumeric, 7, 2),
+                        MakeField("D", kDate), MakeField("OK", kBoolean)});
+    const NewTable plan = PlanTable(def, Product::kDbase4);
+    layout = ReadLayout(base::AsBytes(plan.header), "T");
+  }
+  TableLayout layout;
+  const std::string row = " Bo bB   -2.5020040229T";
+};
+
+}  // namespace
+
+TEST_CASE("key expressions yield what the products' own yield") {
+  OneRecord record;
+  for (const Evaluated& row : kEvaluated) {
+    CAPTURE(std::string(row.expression));
+    KeyExpression expression(row.expression, record.layout);
+    KeyValue value;
+    for (int again = 0; again < 2; ++again)
+      expression.Evaluate(base::AsBytes(record.row), 7, value);
+    if (row.text != nullptr) {
+      CHECK(std::string(value.text) == row.text);
+      CHECK(value.text.size() <= expression.text_bytes());
+    } else {
+      CHECK(value.number == doctest::Approx(row.number));
+    }
+  }
+  for (const auto& row : kNotUnderstood) {
+    CAPTURE(std::string(row[0]));
+    std::string why;
+    try {
+      KeyExpression(row[0], record.layout);
+    } catch (const Error& error) {
+      why = error.status().message();
+    }
+    CHECK_MESSAGE(why.find(row[1]) != std::string::npos, why);
+  }
+}
+
+TEST_CASE("GENERAL keys put letters first and accents behind") {
+  const std::map<std::string, std::string> keys = {{"M\xFCller4 ", "6F786D6D66755A04"},
+                                                   {"", ""},
+                                                   {"a b", "601161"},
+                                                   {"\xDF", "7676"},
+                                                   {"\xE9t\xE9", "6677660101"}};
+  for (const auto& [text, hex] : keys) {
+    std::vector<std::byte> key(20);
+    MakeGeneralKey(text, key);
+    std::string shown;
+    for (std::byte byte : key) {
+      constexpr char kDigits[] = "0123456789ABCDEF";
+      shown += kDigits[std::to_integer<unsigned>(byte) >> 4];
+      shown += kDigits[std::to_integer<unsigned>(byte) & 15];
+    }
+    CHECK(shown == hex + std::string(40 - hex.size(), '0'));
+  }
+}
+
+namespace {
+
+// --- Random work
+
+struct Kind {
+  const char* connect;
+  bool descending;  // such indexes can be made
+};
+const Kind kKinds[] = {
+    {"dBASE III", false}, {"dBASE IV", true}, {"FoxPro 2.6", true}, {"FoxPro 3.0", true}};
+
+class Work {
+ public:
+  Work(const Kind& kind, storage::FileSystem& fs, const std::string& folder, unsigned seed)
+      : kind_(kind), folder_(folder, kind.connect, fs), random_(seed) {
+    TableDef def = MakeTable("T", {MakeField("CODE", kText, 30), MakeField("AMT", kNumeric, 9, 2),
+                                   MakeField("D", kDate), MakeField("ID", kLong)});
+    const auto index = [&](const char* name, std::vector<database::IndexField> columns) {
+      IndexDef made;
+      made.Name = name;
+      made.Columns = std::move(columns);
+      def.Indexes.push_back(made);
+    };
+    index("BYCODE", {{"CODE", false}});
+    index("BYAMT", {{"AMT", kind.descending}});
+    index("BYDATE", {{"D", kind.descending}});
+    index("BYBOTH", {{"CODE", false}, {"ID", false}});
+    index("BYID", {{"ID", false}});
+    def.Indexes.back().Unique = true;
+    folder_.Make(def);
+    set_ = folder_.Open("T");
+    constrained_ =
+        kind.connect == std::string("dBASE III") || kind.connect == std::string("FoxPro 3.0");
+  }
+
+  void Step() {
+    const unsigned what = Below(10);
+    if (what < 6 || rows_.empty()) return Add();
+    const auto row =
+        std::next(rows_.begin(), static_cast<long>(Below(static_cast<unsigned>(rows_.size()))));
+    REQUIRE(set_->SetIndex("BYID").ok());
+    const std::string_view key[] = {row->second[3]};
+    REQUIRE(set_->SeekText(SeekComparison::kEqual, key).ok());
+    REQUIRE_FALSE(set_->NoMatch());
+    if (what < 8) {
+      const Row fresh = Fresh(row->second[3]);
+      REQUIRE(set_->Edit().ok());
+      for (std::size_t i = 0; i < 3; ++i) REQUIRE(set_->Fields(i).SetText(fresh[i]).ok());
+      REQUIRE(set_->Update().ok());
+      row->second = fresh;
+    } else {
+      REQUIRE(set_->Delete().ok());
+      rows_.erase(row);
+    }
+  }
+
+  void CheckSound() {
+    const auto problems = folder_->Inspect();
+    REQUIRE(problems.ok());
+    CHECK_MESSAGE(problems->empty(), Show(*problems));
+  }
+
+  /// Walks every index both ways and seeks every key.
+  void CheckOrders() {
+    const auto walk = [&](const char* index, auto less) {
+      CAPTURE(std::string(index));
+      REQUIRE(set_->SetIndex(index).ok());
+      std::vector<std::string> ids, back;
+      for (; !set_->Eof(); Must(set_->MoveNext())) ids.push_back(Field(3));
+      for (Must(set_->MoveLast()); !set_->Bof(); Must(set_->MovePrevious()))
+        back.push_back(Field(3));
+      std::reverse(back.begin(), back.end());
+      CHECK(ids == back);
+      CHECK(ids.size() == rows_.size());
+      for (std::size_t i = 1; i < ids.size(); ++i)
+        CHECK_FALSE(less(rows_.at(std::stoi(ids[i])), rows_.at(std::stoi(ids[i - 1]))));
+    };
+    const bool down = kind_.descending;
+    walk("BYCODE", [](const Row& a, const Row& b) { return a[0] < b[0]; });
+    walk("BYAMT", [&](const Row& a, const Row& b) {
+      return down ? std::stod(a[1]) > std::stod(b[1]) : std::stod(a[1]) < std::stod(b[1]);
+    });
+    walk("BYDATE", [&](const Row& a, const Row& b) { return down ? a[2] > b[2] : a[2] < b[2]; });
+    walk("BYBOTH", [](const Row& a, const Row& b) {
+      return a[0] != b[0] ? a[0] < b[0] : std::stoi(a[3]) < std::stoi(b[3]);
+    });
+    std::set<std::string> codes;
+    for (const auto& [id, row] : rows_) codes.insert(row[0]);
+    REQUIRE(set_->SetIndex("BYCODE").ok());
+    for (const auto& [id, row] : rows_) {
+      const std::string_view key[] = {row[0]};
+      REQUIRE(set_->SeekText(SeekComparison::kEqual, key).ok());
+      CHECK_FALSE(set_->NoMatch());
+      CHECK(Field(0) == row[0]);
+      const auto next = codes.upper_bound(row[0]);
+      REQUIRE(set_->SeekText(SeekComparison::kGreater, key).ok());
+      CHECK(set_->NoMatch() == (next == codes.end()));
+      if (next != codes.end()) CHECK(Field(0) == *next);
+      const std::string absent = row[0] + "~";
+      const std::string_view no_key[] = {absent};
+      REQUIRE(set_->SeekText(SeekComparison::kEqual, no_key).ok());
+      CHECK(set_->NoMatch());
+    }
+  }
+  Status Close() { return set_->Close(); }
+
+ private:
+  unsigned Below(unsigned end) { return static_cast<unsigned>(random_() % end); }
+  std::string Field(std::size_t field) {
+    std::string text;
+    bool null = false;
+    REQUIRE(set_->Fields(field).GetText(text, null).ok());
+    return text;
+  }
+  Row Fresh(const std::string& id) {
+    const std::string code = "K" + std::to_string(Below(60)) + std::string(Below(3) * 9, 'x') +
+                             std::to_string(Below(1000));
+    const int amount = static_cast<int>(Below(4000)) - 2000;
+    char date[16];
+    std::snprintf(date, sizeof date, "20%02u-%02u-%02u", Below(3), 1 + Below(12), 1 + Below(28));
+    return {code, std::to_string(amount) + (amount % 3 == 0 ? ".5" : ".25"), date, id};
+  }
+  void Add() {
+    const bool twin = constrained_ && !rows_.empty() && Below(20) == 0;
+    const int id = twin ? rows_.begin()->first : next_id_++;
+    const Row row = Fresh(std::to_string(id));
+    const Status added = Append(*set_, row);
+    CHECK(added.ok() == !twin);
+    if (twin) CHECK(added.code() == Code::kDuplicateKey);
+    if (added.ok()) rows_[id] = row;
+  }
+
+  Kind kind_;
+  Folder folder_;
+  std::unique_ptr<Recordset> set_;
+  std::mt19937 random_;
+  std::map<int, Row> rows_;
+  int next_id_ = 1;
+  bool constrained_ = false;
+};
+
+int StepsToTake() {
+  const char* asked = std::getenv("KELVORIN_INDEX_STEPS");
+  return asked != nullptr ? std::atoi(asked) : 1000;
+}
+
+/// Verdict of the independent checker on the indexes of a folder's table T, or nothing when it is
+/// not there.
+std::string ForeignVerdict(const std::string& folder) {
+  const std::string checker = SamplesRoot() + "/../tools/xbcheck.py";
+  if (SamplesRoot().empty() || !std::filesystem::exists(checker)) return {};
+  std::string files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string extension = entry.path().extension().string();
+    if (extension == ".NDX" || extension == ".MDX" || extension == ".CDX")
+      files += " '" + entry.path().string() + "'";
+  }
+  const std::string out = folder + "/verdict";
+  const std::string command =
+      "python3 '" + checker + "' index '" + folder + "/T.DBF'" + files + " >'" + out + "' 2>&1";
+  const bool sound = std::system(command.c_str()) == 0;
+  std::ifstream text(out);
+  return sound ? std::string() : std::string(std::istreambuf_iterator<char>(text), {});
+}
+
+}  // namespace
+
+TEST_CASE("random work keeps every index right") {
+  for (const Kind& kind : kKinds) {
+    CAPTURE(std::string(kind.connect));
+    const TempFolder temp;
+    Work work(kind, storage::RealFileSystem(), temp.path(), 17);
+    for (int step = 1; step <= StepsToTake(); ++step) {
+      work.Step();
+      if (step % 100 == 0) work.CheckSound();
+    }
+    work.CheckOrders();
+    REQUIRE(work.Close().ok());
+    CHECK(ForeignVerdict(temp.path()) == "");
+  }
+}
+
+namespace {
+
+/// Copies a sample table's files to a disk in memory; false when there are no samples.
+bool LoadSample(const std::string& name, MemoryFileSystem& disk) {
+  const std::string folder = SampleFolder("xbase");
+  if (folder.empty()) return false;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string file = entry.path().filename().string();
+    if (file.rfind(name, 0) != 0) continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    disk.Put("/d/" + file, std::string(std::istreambuf_iterator<char>(in), {}));
+  }
+  return true;
+}
+
+int CountInOrder(Recordset& set, const std::string& index) {
+  REQUIRE(set.SetIndex(index).ok());
+  int count = 0;
+  for (; !set.Eof(); ++count) REQUIRE(set.MoveNext().ok());
+  return count;
+}
+
+}  // namespace
+
+TEST_CASE("tables of other programs keep their indexes right under our changes") {
+  for (const std::string name :
+       {"db3", "db4", "mdxnum", "fox25", "vfp30", "vfpgen", "calls", "stale_index"}) {
+    CAPTURE(name);
+    MemoryFileSystem disk;
+    if (!LoadSample(name, disk)) {
+      MESSAGE("skipped: no samples");
+      return;
+    }
+    Folder folder("/d", "FoxPro 2.6", disk);
+    const auto sound = [&](const char* when) {
+      CAPTURE(std::string(when));
+      const auto problems = folder->Inspect(name);
+      REQUIRE(problems.ok());
+      CHECK_MESSAGE(problems->empty(), Show(*problems));
+    };
+    if (name != "stale_index") sound("as found");
+    auto set = folder.Open(name);
+    REQUIRE_MESSAGE(set->Updatable(), set->Def().WhyReadOnly);
+    sound("opened");
+    const auto live = static_cast<int>(set->RecordCount().value_or(-1));
+    for (const IndexDef& index : set->Def().Indexes) {
+      CAPTURE(index.Name);
+      const int count = CountInOrder(*set, index.Name);
+      CHECK(count > 0);
+      CHECK(count <= live);
+      if (index.Columns.size() != 1) continue;
+      // Every tenth record is found by its own key.
+      REQUIRE(set->SetIndex("").ok());
+      const int field = set->Def().FindField(index.Columns[0].Name);
+      for (int at = 0; !set->Eof() && at < live; ++at, Must(set->Move(10))) {
+        values::Value value;
+        REQUIRE(set->Fields(static_cast<std::size_t>(field)).GetValue(value).ok());
+        const std::string text(value.text);
+        if (value.kind == values::Kind::kText) value.text = text;
+        database::Bookmark here;
+        REQUIRE(set->GetBookmark(here).ok());
+        REQUIRE(set->SetIndex(index.Name).ok());
+        REQUIRE(set->Seek(SeekComparison::kEqual, std::span<const values::Value>(&value, 1)).ok());
+        const bool filtered = name == "vfp30" || name == "vfpgen" || name == "stale_index";
+        if (!filtered) CHECK_FALSE(set->NoMatch());
+        REQUIRE(set->SetIndex("").ok());
+        REQUIRE(set->SetBookmark(here).ok());
+      }
+    }
+    // Each third record is edited, each fifth deleted, some are added.
+    REQUIRE(set->SetIndex("").ok());
+    std::vector<std::string> first(set->FieldCount());
+    bool null = false;
+    for (std::size_t i = 0; i < first.size(); ++i) (void)set->Fields(i).GetText(first[i], null);
+    for (int at = 0; !set->Eof(); ++at, Must(set->MoveNext())) {
+      if (at % 3 == 1) {
+        REQUIRE(set->Edit().ok());
+        for (std::size_t i = 1; i < std::min<std::size_t>(first.size(), 3); ++i)
+          (void)set->Fields(i).SetText(first[i]);
+        const Status updated = set->Update();
+        CHECK_MESSAGE((updated.ok() || updated.code() == Code::kDuplicateKey), updated.message());
+      } else if (at % 5 == 0) {
+        REQUIRE(set->Delete().ok());
+      }
+    }
+    sound("changed");
+    for (int n = 0; n < 40; ++n) {
+      REQUIRE(set->AddNew().ok());
+      for (std::size_t i = 0; i < std::min<std::size_t>(first.size(), 3); ++i)
+        (void)set->Fields(i).SetText(i == 0 ? std::to_string(900000 - n) : first[i]);
+      const Status added = set->Update();
+      CHECK_MESSAGE((added.ok() || added.code() == Code::kDuplicateKey), added.message());
+    }
+    sound("appended");
+    for (Must(set->MoveFirst()); !set->Eof(); Must(set->MoveNext())) REQUIRE(set->Delete().ok());
+    sound("emptied");
+    CHECK(set->Close().ok());
+    CHECK(folder->RebuildIndexes(name).ok());
+    sound("rebuilt");
+  }
+}
+
+TEST_CASE("what stands in an index file is never trusted") {
+  for (const Kind& kind : kKinds) {
+    CAPTURE(std::string(kind.connect));
+    MemoryFileSystem whole;
+    {
+      Work work(kind, whole, "/d", 3);
+      for (int step = 0; step < 300; ++step) work.Step();
+      REQUIRE(work.Close().ok());
+    }
+    std::mt19937 random(9);
+    for (int round = 0; round < 60; ++round) {
+      MemoryFileSystem disk;
+      for (const std::string& name : whole.List("/d")) {
+        std::string contents = whole.Contents("/d/" + name);
+        const bool index = name.find("DX") != std::string::npos;
+        if (index && round % 10 == 9) contents.resize(random() % contents.size());
+        for (unsigned n = 0; index && n < 8 && !contents.empty(); ++n)
+          contents[random() %
+                   std::min<std::size_t>(contents.size(), n % 2 == 0 ? 2048 : contents.size())] =
+              static_cast<char>(random() % 3 == 0 ? 255 : random());
+        disk.Put("/d/" + name, contents);
+      }
+      Folder folder("/d", kind.connect, disk);
+      (void)folder->Inspect();
+      auto opened = folder->OpenRecordset("T", RecordsetType::kTable);
+      if (!opened.ok()) continue;
+      Recordset& set = **opened;
+      const std::vector<IndexDef> indexes = set.Def().Indexes;
+      for (const IndexDef& index : indexes) {
+        if (!set.SetIndex(index.Name).ok()) continue;
+        for (int n = 0; n < 400 && !set.Eof() && set.MoveNext().ok(); ++n) continue;
+        const std::string_view key[] = {"5"};
+        if (index.Columns.size() == 1) (void)set.SeekText(SeekComparison::kGreaterEqual, key);
+      }
+      (void)set.SetIndex("");
+      for (int n = 0; n < 5; ++n)
+        (void)Append(set, {"K" + std::to_string(n), "1.5", "2001-01-01", std::to_string(5000 + n)});
+      if (set.MoveFirst().ok() && !set.Eof()) (void)set.Delete();
+      (void)set.Close();
+    }
+  }
+}
+
+}  // namespace kelvorin::tests
