@@ -1,8 +1,10 @@
 #include "apps/kelvorin/create_from_source.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "apps/kelvorin/database_argument.h"
+#include "apps/kelvorin/output.h"
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
@@ -16,6 +18,7 @@ namespace kelvorin::app {
 namespace {
 
 using database::FieldDef;
+using database::IndexDef;
 using database::TableDef;
 using database::TypeCode;
 
@@ -81,7 +84,8 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
 // In the engine of the open target: source and target may be one file, which only one engine
 // shares.
 Status ReadTableFields(const ImportJob& job, const std::string& password,
-                       database::DBEngine& engine, std::vector<FieldDef>& fields) {
+                       database::DBEngine& engine, std::vector<FieldDef>& fields,
+                       std::vector<IndexDef>& indexes) {
   catalog::Source source;
   catalog::LoadSource(job.setting, source);
   source.password = password;
@@ -91,7 +95,34 @@ Status ReadTableFields(const ImportJob& job, const std::string& password,
   Result<TableDef> table = (*database)->FindTableDef(job.setting.SourceTableName);
   if (!table.ok()) return table.status();
   fields = std::move(table->Fields);
+  indexes = std::move(table->Indexes);
   return (*database)->Close();
+}
+
+// Makes the source's indexes on the new table. One that the target's format cannot hold is told of
+// and left out: the records matter more.
+void TakeOverIndexes(database::Database& target, const TableDef& made, const TableDef& source,
+                     const std::vector<std::size_t>& source_numbers,
+                     std::vector<IndexDef>& indexes) {
+  if (target.IsOdbc()) return;
+  for (IndexDef& index : indexes) {
+    bool whole = !index.Columns.empty();
+    for (database::IndexField& column : index.Columns) {
+      const auto field = source.FindField(column.Name);
+      const auto at =
+          std::find(source_numbers.begin(), source_numbers.end(), static_cast<std::size_t>(field));
+      whole = whole && field >= 0 && at != source_numbers.end();
+      if (whole)
+        column.Name = made.Fields[static_cast<std::size_t>(at - source_numbers.begin())].Name;
+    }
+    index.Expression.clear();
+    const Status status =
+        whole ? target.CreateIndex(made.Name, index)
+              : Status(Code::kNotSupported, "its key is no list of fields that are imported");
+    if (!status.ok())
+      std::fprintf(stderr, "kelvorin: --create: index '%s' is not taken over: %s\n",
+                   ToUtf8(index.Name).c_str(), ToUtf8(status.message()).c_str());
+  }
 }
 
 }  // namespace
@@ -103,11 +134,14 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   if (open->database->FindTableDef(table).ok()) return Status();
 
   std::vector<FieldDef> fields;
+  std::vector<IndexDef> indexes;
   KV_TRY(contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat))
              ? MeasureText(job, fields)
-             : ReadTableFields(job, source_password, *open->engine, fields));
+             : ReadTableFields(job, source_password, *open->engine, fields, indexes));
   TableDef wanted;
   wanted.Name = table;
+  TableDef source_fields;
+  source_fields.Fields = fields;
   std::vector<std::size_t> source_numbers;
   for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
     if (values::IsBinary(fields[i].Type)) continue;
@@ -123,6 +157,7 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   // The format may have changed names (length, characters), so pairs are made by position.
   Result<TableDef> made = open->database->FindTableDef(table);
   if (!made.ok()) return made.status();
+  TakeOverIndexes(*open->database, *made, source_fields, source_numbers, indexes);
   if (job.map.pairs.empty()) {
     job.map.rest = mapping::MapRequest::Rest::kKeep;
     for (std::size_t i = 0; i < made->Fields.size() && i < source_numbers.size(); ++i)

@@ -1,4 +1,5 @@
-// `kelvorin tables | fields | dump | create | sources`: what databases hold, and new tables.
+// `kelvorin tables | fields | dump | check | reindex | create | sources`: what databases hold, and
+// new tables.
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -8,6 +9,7 @@
 #include "apps/kelvorin/output.h"
 #include "apps/kelvorin/passwords.h"
 #include "base/M_STRING.h"
+#include "base/code_page.h"
 #include "contract/enums.h"
 #include "database/drivers/register_drivers.h"
 #include "values/field_types.h"
@@ -32,6 +34,7 @@ struct TableOptions {
   std::string primary;               // FIELD,...
   bool unique = false;               // the indexes
   bool access97 = false;
+  int oem_page = 0;  // 0: that of the process
 };
 
 std::string TypeName(database::TypeCode type) {
@@ -52,8 +55,15 @@ std::string_view AttributeWord(std::uint32_t attributes) {
 Result<OpenDatabase> OpenFor(const TableOptions& options, Access access) {
   Result<DatabaseArgument> argument = RequireDatabase(options.database);
   if (!argument.ok()) return argument.status();
+  if (options.oem_page != 0) KV_TRY(base::SetOemPage(options.oem_page));
   return Open(argument->Address(options.user, options.password), access,
               options.access97 ? "version=97;" : "");
+}
+
+/// What the engine wants a person to know, on standard error.
+void PrintNotices(OpenDatabase& open) {
+  for (const std::string& notice : open.engine->TakeNotices())
+    std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(notice).c_str());
 }
 
 int Failure(const Status& status) {
@@ -143,6 +153,7 @@ int Fields(const TableOptions& options) {
   if (!open.ok()) return Failure(open.status());
   const Result<TableDef> table = open->database->FindTableDef(options.table);
   if (!table.ok()) return Report(kFatal, table.status());
+  PrintNotices(*open);
   if (options.json) {
     PrintJson(TableJson(*table));
   } else {
@@ -169,6 +180,7 @@ int Dump(const TableOptions& options) {
   Result<std::unique_ptr<database::Recordset>> rows = open->database->OpenRecordset(
       options.table, odbc ? database::RecordsetType::kSnapshot : database::RecordsetType::kTable);
   if (!rows.ok()) return Report(kFatal, rows.status());
+  PrintNotices(*open);
   database::Recordset& set = **rows;
   CsvWriter csv(stdout);
   for (const FieldDef& field : set.Def().Fields) csv.Add(ToUtf8(field.Name));
@@ -268,6 +280,7 @@ int Check(const TableOptions& options) {
   if (!open.ok()) return Failure(open.status());
   const Result<std::vector<std::string>> findings = open->database->Inspect(options.table);
   if (!findings.ok()) return Report(kFatal, findings.status());
+  PrintNotices(*open);
   if (options.json) {
     ordered_json array = ordered_json::array();
     for (const std::string& finding : *findings) array.push_back(ToUtf8(finding));
@@ -277,6 +290,16 @@ int Check(const TableOptions& options) {
     if (findings->empty()) std::printf("no fault found\n");
   }
   return findings->empty() ? kAllImported : kRecordsFailed;
+}
+
+int Reindex(const TableOptions& options) {
+  Result<OpenDatabase> open = OpenFor(options, Access::kWrite);
+  if (!open.ok()) return Failure(open.status());
+  const Result<std::int64_t> count = open->database->RebuildIndexes(options.table);
+  if (!count.ok()) return Report(kFatal, count.status());
+  PrintNotices(*open);
+  std::printf("%lld indexes rebuilt\n", static_cast<long long>(*count));
+  return kAllImported;
 }
 
 int Sources(const TableOptions& options) {
@@ -324,22 +347,33 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
     AddPassword(*command, "", "database", options.password);
   };
 
+  const auto add_oem_page = [](CLI::App* command, TableOptions& options) {
+    command->add_option("--oem-page", options.oem_page,
+                        "Code page of dBASE and FoxPro tables that name none");
+  };
+
   auto [tables, tables_options] = add("tables", "List the tables of a database", Tables);
   add_database(tables, *tables_options, false);
   tables->add_flag("--json", tables_options->json, "Print JSON");
 
   auto [fields, fields_options] = add("fields", "List fields and indexes of a table", Fields);
   add_database(fields, *fields_options, true);
+  add_oem_page(fields, *fields_options);
   fields->add_flag("--json", fields_options->json, "Print JSON");
 
   auto [dump, dump_options] = add("dump", "Write a table as CSV (UTF-8) to standard output", Dump);
   add_database(dump, *dump_options, true);
+  add_oem_page(dump, *dump_options);
 
   auto [check, check_options] =
       add("check", "Verify a database's structure and say what is wrong", Check);
   add_database(check, *check_options, false);
   check->add_option("TABLE", check_options->table, "One table only");
   check->add_flag("--json", check_options->json, "Print JSON");
+
+  auto [reindex, reindex_options] =
+      add("reindex", "Build the indexes of a dBASE or FoxPro table anew", Reindex);
+  add_database(reindex, *reindex_options, true);
 
   auto [create, create_options] =
       add("create", "Make a table, and its database if missing", Create);
