@@ -95,11 +95,10 @@ Result<std::unique_ptr<database::Database>> OpenSourceDatabase(database::DBEngin
   if (row == nullptr || row->family == Family::kText)
     return Status(Code::kInvalidArgument,
                   "a source of kind " + std::to_string(kind) + " is no database");
-  // A source that may only be read is good enough.
+  // A source is only read, and shares its files with everybody else who reads.
+  const bool is_server = row->family == Family::kOdbc;
   const auto open = [&](std::string_view name, const std::string& connect) {
-    auto opened = engine.OpenDatabase(name, true, false, connect);
-    if (opened.ok() || opened.status().code() != Code::kReadOnly) return opened;
-    return engine.OpenDatabase(name, false, true, connect);
+    return engine.OpenDatabase(name, is_server, !is_server, connect);
   };
   if (row->family == Family::kAccess)
     return open(source.SourceDBName, TableConnectString({}, source.password));

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kelvorin::contract {
 
@@ -20,7 +21,10 @@ struct RunResult {
   std::int64_t unclosed_delimiters = 0;  // records with a text delimiter that was never closed
   bool stopped = false;                  // by the user, the host or the error limit
   bool cancelled = false;                // by the progress dialog
-  std::optional<std::string> fatal;      // what `LastError` says of the error that ended the run
+  /// What a person should know although nothing failed, e.g. that an interrupted change of the
+  /// table was undone before.
+  std::vector<std::string> notices;
+  std::optional<std::string> fatal;  // what `LastError` says of the error that ended the run
 
   bool ended_early() const noexcept { return stopped || cancelled || fatal.has_value(); }
 };

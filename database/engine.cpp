@@ -15,6 +15,12 @@ void Driver::Create(const OpenRequest& request, const ConnectString&) {
             " does not create databases");
 }
 
+std::vector<std::string> Driver::Recover(const OpenRequest&, const ConnectString&, std::string_view,
+                                         RecoverAction) {
+  Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+        "databases of the driver for " + std::string(Name()) + " keep no journal");
+}
+
 Driver* DBEngine::FindDriver(std::string_view type_word) const noexcept {
   for (const auto& driver : drivers_)
     if (driver->Handles(type_word)) return driver.get();
@@ -54,6 +60,19 @@ Status DBEngine::CreateDatabase(std::string_view name, std::string_view connect)
     Driver* driver = FindDriver(parsed.type_word());
     if (driver == nullptr) throw Error(NoDriver(parsed.type_word()));
     driver->Create({std::string(name), true, false, std::string(connect)}, parsed);
+  });
+}
+
+Result<std::vector<std::string>> DBEngine::Recover(std::string_view name, std::string_view connect,
+                                                   std::string_view table,
+                                                   RecoverAction action) noexcept {
+  return Guarded(*this, [&] {
+    const ConnectString parsed = ConnectString::Parse(connect);
+    Driver* driver = FindDriver(parsed.type_word());
+    if (driver == nullptr) throw Error(NoDriver(parsed.type_word()));
+    const OpenRequest request{std::string(name), true, action != RecoverAction::kApply,
+                              std::string(connect)};
+    return driver->Recover(request, parsed, table, action);
   });
 }
 
@@ -111,9 +130,10 @@ Status CaughtStatus(DBEngine& engine) noexcept {
 
 void DBEngine::AddNotice(const std::string& text) noexcept {
   try {
+    if (notice_listener_) return notice_listener_(text);
     if (std::find(notices_.begin(), notices_.end(), text) == notices_.end())
       notices_.push_back(text);
-  } catch (const std::bad_alloc&) {
+  } catch (const std::exception&) {
     // Nothing failed, and nobody hears of it.
   }
 }

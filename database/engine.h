@@ -2,6 +2,7 @@
 // The database engine: the drivers it knows, how values become text, and the pending errors of the
 // last failed operation. One object per form; it outlives the databases it opened.
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,13 @@ struct DataSource {
   std::string Description;
 };
 
+/// What is done with the journal that an interrupted change left beside a table.
+enum class RecoverAction : std::uint8_t {
+  kShow,
+  kApply,     // takes the change back or finishes it; refused where others changed the files since
+  kSetAside,  // keeps it under another name; the files stay as they are
+};
+
 /// One family of formats. Entered once in an engine; holds what its databases share. What its
 /// functions throw becomes a status at the wall: base::Error for what they expect, `DriverError`
 /// with the details of a server.
@@ -38,6 +46,9 @@ class Driver {
   /// Makes an empty database (a file, or a folder of table files) or throws base::Error.
   virtual void Create(const OpenRequest& request, const ConnectString& connect);
   virtual std::vector<DataSource> DataSources() { return {}; }
+  /// See `DBEngine::Recover`.
+  virtual std::vector<std::string> Recover(const OpenRequest& request, const ConnectString& connect,
+                                           std::string_view table, RecoverAction action);
 };
 
 class DBEngine {
@@ -58,6 +69,11 @@ class DBEngine {
   Result<std::unique_ptr<Database>> OpenDatabase(std::string_view name, bool exclusive,
                                                  bool read_only, std::string_view connect) noexcept;
   Status CreateDatabase(std::string_view name, std::string_view connect) noexcept;
+  /// Deals with the journals of a database, of one table or (empty name) of all, and tells about
+  /// each in sentences; none when there is no journal. Opens nothing for good. `kNotSupported` for
+  /// kinds that keep no journal.
+  Result<std::vector<std::string>> Recover(std::string_view name, std::string_view connect,
+                                           std::string_view table, RecoverAction action) noexcept;
   /// Of all drivers.
   Result<std::vector<DataSource>> DataSources() noexcept;
 
@@ -72,6 +88,10 @@ class DBEngine {
   /// undone, that a file is read as it stands. Drivers leave one sentence each; who runs the engine
   /// takes them and shows them. The same sentence waits once.
   void AddNotice(const std::string& text) noexcept;
+  /// Who hears notices at once; they are not kept then.
+  void set_notice_listener(std::function<void(std::string_view)> listener) {
+    notice_listener_ = std::move(listener);
+  }
   std::vector<std::string> TakeNotices() noexcept { return std::exchange(notices_, {}); }
   /// Replaces the pending errors by those of a failed operation: `details` where a driver knew
   /// them, else the status itself. Called by the wall.
@@ -84,6 +104,7 @@ class DBEngine {
   values::ValueFormat format_;
   std::vector<PendingError> errors_;
   std::vector<std::string> notices_;
+  std::function<void(std::string_view)> notice_listener_;
 };
 
 /// Thrown by a driver that knows several errors of one failure; the wall makes them the pending

@@ -42,6 +42,15 @@ void ErrorPolicy::Begin() {
   if (!caller_.properties().LastError.empty()) SetLastError({});
 }
 
+void ErrorPolicy::TellNotices(std::vector<std::string>& told) {
+  for (std::string& notice : engine_.TakeNotices()) {
+    // A log that cannot take it fails with the next thing that is written to it.
+    if (log_.is_open()) static_cast<void>(log_.Write(notice + std::string(base::kCrLf)).ok());
+    SetLastError(notice);
+    told.push_back(std::move(notice));
+  }
+}
+
 const std::string& ErrorPolicy::Fatal(std::string_view message, const Status& why) {
   const std::string text = WithDescription(message, why);
   // The run ends with this error; a log that cannot take it changes nothing about that.

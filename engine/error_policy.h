@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/status.h"
 #include "contract/platform.h"
@@ -22,6 +23,10 @@ class ErrorPolicy {
 
   /// Forgets the error of an earlier run.
   void Begin();
+
+  /// What the engine's databases had to tell: logs it, leaves it in `LastError` and adds it to
+  /// `told`. No error.
+  void TellNotices(std::vector<std::string>& told);
 
   /// A failure that ends the run: logs it, shows it with the engine's pending errors, and returns
   /// what it left in `LastError`.

@@ -39,6 +39,7 @@ ImportRun::ImportRun(const RunInputs& inputs, contract::ProgressView* view)
 RunResult ImportRun::Run() {
   policy_.Begin();
   Status status = Prepare();
+  policy_.TellNotices(result_.notices);
   for (bool more = true; status.ok() && more;) status = OneRecord(more);
   if (writer_) {
     writer_->Cancel();

@@ -17,4 +17,14 @@ namespace kelvorin::storage {
 /// is there.
 std::string SetJournalAside(FileSystem& fs, const std::string& main_path);
 
+enum class JournalAction : std::uint8_t { kShow, kApply, kSetAside };
+
+/// Shows what the journal of the table at `path` would do, file by file, applies it (also to a copy
+/// of the files, never over what others changed), or sets it aside; answers what a person should
+/// read, nothing when there is no journal. `build` makes what a driver makes of an opened store,
+/// all companions attached. Errors as in `Store::Open`.
+std::vector<std::string> RecoverJournal(
+    FileSystem& fs, const std::string& path, JournalAction action,
+    const std::function<std::shared_ptr<void>(const std::shared_ptr<Store>&)>& build);
+
 }  // namespace kelvorin::storage

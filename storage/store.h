@@ -55,6 +55,8 @@ struct StoreOptions {
   std::int64_t group_milliseconds = 1000;
   /// Hears of journals that a crash left and what became of them, one sentence each.
   std::function<void(const std::string&)> tell = {};
+  /// Hears what a journal would do to each file; only `RecoverJournal` asks for it.
+  std::function<void(const std::string&)> explain = {};
   /// The caller knows that the files may be others than the journal was written for (a copied
   /// folder) and wants it all the same, as far as their contents fit.
   bool any_identity = false;

@@ -74,6 +74,7 @@ void Store::State::FindJournal(bool is_new) {
   Adopt(kMainFile);
   if (refused.empty()) return;
   const std::string why = refused;
+  Explain();
   leftover.reset();
   StoredFile& f = files.front();
   f.size = f.disk_size = f.disk_valid = f.reserved = f.file->Size();
@@ -105,6 +106,30 @@ void Store::State::Adopt(FileNo no) {
 void Store::State::PatchOld(FileNo no, std::uint64_t offset, base::MutableByteSpan bytes) {
   for (std::size_t i = 0; i < parts.size(); ++i)
     if (parts[i].attached && parts[i].file == no) leftover->Patch(i, offset, bytes);
+}
+
+void Store::State::Explain() const {
+  if (!options.explain) return;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const JournalEntry& entry = leftover->entries()[i];
+    std::string text = RoleName(entry.role);
+    if (parts[i].attached) {
+      const FileFindings& found = parts[i].found;
+      text += " " + NameOf(files[static_cast<std::size_t>(parts[i].file)].file->path()) + ": " +
+              std::to_string(found.size) + " bytes";
+      if (found.size_fits)
+        text += ", " + std::to_string(found.pieces) +
+                " pieces compared: " + std::to_string(found.old_pieces) + " as before, " +
+                std::to_string(found.new_pieces) + " as after, " +
+                std::to_string(found.empty_pieces) + " not written, " +
+                std::to_string(found.other_pieces) + " changed since";
+    } else {
+      text += ": not there";
+    }
+    options.explain(text + "; " + std::to_string(entry.old_size) + " bytes before the change" +
+                    (entry.made ? " (it was made)" : "") + ", " + std::to_string(entry.new_size) +
+                    " after" + (entry.removed ? " (it is removed)" : ""));
+  }
 }
 
 std::string Store::State::WhyNot() const {
@@ -141,6 +166,7 @@ bool Store::State::NothingTorn() const {
 
 bool Store::State::SettleJournal(bool may_build_again) {
   if (leftover == nullptr || settled) return true;
+  Explain();
   const std::string why = WhyNot();
   if (!why.empty()) {
     RefuseJournal(why);
@@ -155,6 +181,9 @@ bool Store::State::SettleJournal(bool may_build_again) {
       Tell(JournalPath(real_path) + ": the interrupted change of " + NameOf(real_path) +
            " was found complete; the journal was removed");
     }
+    if (options.read_only && options.explain)
+      options.explain(JournalPath(real_path) +
+                      ": nothing is torn, the next writing removes the journal");
     refused = "nothing is torn";
     return false;
   }

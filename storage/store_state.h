@@ -101,6 +101,7 @@ struct Store::State {
   // store_journal.cpp: the journal that a crash left
   void FindJournal(bool is_new);
   void Tell(const std::string& what) const;
+  void Explain() const;
   /// Notes that the journal is not used; throws when the store writes.
   void RefuseJournal(const std::string& why);
   std::string RefusalText(const std::string& why) const;

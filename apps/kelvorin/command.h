@@ -22,6 +22,7 @@ enum ExitStatus : int {
 
 void AddBatchCommand(CLI::App& app, int& exit_status);
 void AddImportCommand(CLI::App& app, int& exit_status);
+void AddRecoverCommand(CLI::App& app, int& exit_status);
 void AddSettingsCommand(CLI::App& app, int& exit_status);
 void AddDetectCommand(CLI::App& app, int& exit_status);
 void AddTableCommands(CLI::App& app,
@@ -32,5 +33,7 @@ void AddWizardCommand(CLI::App& app, int& exit_status);
 /// Writes "kelvorin: " and the text to standard error and answers the status.
 int Report(ExitStatus status, std::string_view text);
 int Report(ExitStatus status, const Status& failure);
+/// Writes "kelvorin: note: " and the text to standard error.
+void PrintNotice(std::string_view text);
 
 }  // namespace kelvorin::app

@@ -1,5 +1,7 @@
 #include "apps/kelvorin/database_argument.h"
 
+#include "apps/kelvorin/command.h"
+
 #include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "database/connect_string.h"
@@ -52,6 +54,7 @@ Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access,
   OpenDatabase open;
   open.engine = std::make_unique<database::DBEngine>(values::ValueFormat::FromLocale());
   database::RegisterDrivers(*open.engine);
+  open.engine->set_notice_listener(PrintNotice);
   const std::string connect = catalog::TargetConnectString(address);
   const bool reads = access == Access::kRead;
   const auto try_open = [&] {

@@ -20,6 +20,11 @@ int Report(ExitStatus status, const Status& failure) {
   return Report(status, failure.message());
 }
 
+void PrintNotice(std::string_view text) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "kelvorin: note: %s\n", ToUtf8(text).c_str());
+}
+
 }  // namespace kelvorin::app
 
 int main(int argc, char** argv) {
@@ -37,6 +42,7 @@ int main(int argc, char** argv) {
   AddDetectCommand(app, exit_status);
   AddSettingsCommand(app, exit_status);
   AddTableCommands(app, exit_status);
+  AddRecoverCommand(app, exit_status);
   AddWizardCommand(app, exit_status);
   try {
     app.parse(argc, argv);

@@ -9,6 +9,7 @@ namespace kelvorin::app {
 
 int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool json,
                  std::string_view layout) {
+  for (const std::string& notice : run.notices) PrintNotice(notice);
   const double seconds = static_cast<double>(milliseconds) / 1000;
   if (json) {
     nlohmann::ordered_json object = {{"read", run.read},         {"imported", run.imported},

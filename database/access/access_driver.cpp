@@ -7,6 +7,7 @@
 #include "base/M_STRING.h"
 #include "database/access/access_database.h"
 #include "database/access/new_database.h"
+#include "storage/recover.h"
 
 namespace kelvorin::database::access {
 namespace {
@@ -41,7 +42,8 @@ class AccessDriver final : public Driver {
   }
 
   void Create(const OpenRequest& request, const ConnectString& connect) override {
-    if (fs_.Exists(request.Name))
+    // A file without a byte is what an interrupted making left.
+    if (fs_.Exists(request.Name) && fs_.Open(request.Name, os::OpenMode::kRead)->Size() > 0)
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "'" + request.Name + "' exists already");
     if (base::EqualIgnoreCase(base::ExtensionPart(request.Name), "accdb"))
@@ -66,6 +68,12 @@ class AccessDriver final : public Driver {
       if (fs_.Exists(request.Name)) fs_.Remove(request.Name);
       throw;
     }
+  }
+
+  std::vector<std::string> Recover(const OpenRequest& request, const ConnectString&,
+                                   std::string_view, RecoverAction action) override {
+    return storage::RecoverJournal(fs_, request.Name, storage::JournalAction(action),
+                                   [](const auto&) { return nullptr; });
   }
 
  private:

@@ -10,6 +10,7 @@
 #include "database/xbase/new_table.h"
 #include "database/xbase/table_files.h"
 #include "database/xbase/xbase_recordset.h"
+#include "storage/recover.h"
 
 #include <algorithm>
 #include <utility>
@@ -206,6 +207,8 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
   try {
     if (!memo_path.empty()) WriteNewFile(fs, memo_path, MemoFile::NewFile(plan.memo, bare));
     WriteNewFile(fs, unnamed, plan.header);
+    // That of a table which had the name before.
+    storage::SetJournalAside(fs, path);
     fs.Rename(unnamed, path);
     fs.SyncFolder(folder_);
     for (const IndexDef& index : table.Indexes) MakeIndex(path, index, table.Fields);
@@ -332,6 +335,7 @@ void XbaseDatabase::DoDeleteTable(std::string_view name) {
   }
   // The table first: what a crash leaves then is no table any more.
   for (const std::string& file : files) fs.Remove(file);
+  storage::SetJournalAside(fs, path);
   fs.SyncFolder(folder_);
 }
 

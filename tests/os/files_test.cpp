@@ -116,6 +116,41 @@ TEST_CASE("positioned reads and writes meet the end of the file") {
   CHECK((error == std::errc::file_too_large));
 }
 
+TEST_CASE("a limit of file sizes is an error, not the death of the process") {
+  const TempFolder folder;
+  struct rlimit old {};
+  REQUIRE(::getrlimit(RLIMIT_FSIZE, &old) == 0);
+  struct rlimit low = old;
+  low.rlim_cur = 1000;
+  REQUIRE(::setrlimit(RLIMIT_FSIZE, &low) == 0);
+  FileHandle file = MustOpen(folder.File("f"), OpenMode::kCreateNew);
+  FileHandle log = MustOpen(folder.File("log"), OpenMode::kAppend);
+  std::error_code fine;
+  file.WriteAt(990, Bytes("0123456789"), fine);
+  std::error_code errors[4];
+  file.WriteAt(991, Bytes("0123456789"), errors[0]);
+  file.Truncate(1001, errors[1]);
+  file.Reserve(1001, errors[2]);
+  for (int i = 0; i < 101; ++i) log.Write(Bytes("0123456789"), errors[3]);
+  REQUIRE(::setrlimit(RLIMIT_FSIZE, &old) == 0);
+  CHECK(!fine);
+  for (const std::error_code& error : errors) CHECK((error == std::errc::file_too_large));
+  CHECK(log.Size(fine) == 1000);
+}
+
+TEST_CASE("what is no regular file is refused without waiting, where that is asked for") {
+  const TempFolder folder;
+  const std::string pipe = folder.File("pipe");
+  REQUIRE(::mkfifo(pipe.c_str(), 0600) == 0);
+  std::error_code error;
+  for (const OpenMode mode : {OpenMode::kRead, OpenMode::kReadWrite}) {
+    CHECK_FALSE(FileHandle::Open(pipe, mode, error, false, os::Accept::kRegular).is_open());
+    CHECK((error == std::errc::operation_not_supported));
+  }
+  CHECK(os::Look(pipe).kind == os::FileKind::kOther);
+  CHECK(os::Look(folder.File("none")).kind == os::FileKind::kNone);
+}
+
 TEST_CASE("locks hold between two openings, even in one process") {
   const TempFolder folder;
   WriteWhole(folder.File("f"), "x");

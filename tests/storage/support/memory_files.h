@@ -24,7 +24,7 @@ class MemoryFileSystem final : public storage::FileSystem {
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
   os::FileFacts Look(const std::string& path) override;
-  bool CanMakeFilesIn(const std::string&) override { return true; }
+  bool CanMakeFilesIn(const std::string&) override { return folder_writable; }
   std::uint64_t User() override { return user; }
   std::vector<std::string> List(const std::string& folder) override;
   void SyncFolder(const std::string& folder) override;
@@ -47,6 +47,7 @@ class MemoryFileSystem final : public storage::FileSystem {
 
   std::int64_t clock = 0;
   std::uint64_t user = 1000;
+  bool folder_writable = true;
   std::uint64_t room = ~std::uint64_t{0};  // bytes that all files may take
 
   struct Node;
