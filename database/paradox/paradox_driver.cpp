@@ -5,6 +5,7 @@
 #include "database/paradox/new_table.h"
 #include "database/paradox/paradox_database.h"
 #include "database/paradox/table_files.h"
+#include "storage/recover.h"
 
 namespace kelvorin::database::paradox {
 namespace {
@@ -34,6 +35,27 @@ class ParadoxDriver final : public Driver {
   void Create(const OpenRequest& request, const ConnectString&) override {
     const Status made = base::MakeFolders(request.Name);
     if (!made.ok()) throw Error(made);
+  }
+
+  std::vector<std::string> Recover(const OpenRequest& request, const ConnectString& connect,
+                                   std::string_view table, RecoverAction action) override {
+    storage::FileSystem& fs = tables_->fs();
+    const std::string folder = FolderOfName(request.Name);
+    std::vector<std::string> names{std::string(table)};
+    if (table.empty()) names = ListTables(fs, folder);
+    std::vector<std::string> lines;
+    for (const std::string& name : names) {
+      const std::string path = FindTableFile(fs, folder, name);
+      if (path.empty())
+        Throw(Code::kNotFound, ErrorNumber::kNotInCollection,
+              "there is no table '" + name + "' in folder '" + folder + "'");
+      for (std::string& line : storage::RecoverJournal(
+               fs, path, storage::JournalAction(action), [&](const auto& store) {
+                 return std::make_shared<Table>(store, connect.password());
+               }))
+        lines.push_back(std::move(line));
+    }
+    return lines;
   }
 
  private:
