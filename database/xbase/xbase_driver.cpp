@@ -47,9 +47,11 @@ class XbaseDriver final : public Driver {
       if (path.empty())
         Throw(Code::kNotFound, ErrorNumber::kNotInCollection,
               "there is no table '" + name + "' in folder '" + folder + "'");
+      const std::vector<IndexFileName> indexes = FindIndexFiles(fs, path);
       for (std::string& line : storage::RecoverJournal(
-               fs, path, storage::JournalAction(action),
-               [](const auto& store) { return std::make_shared<Table>(store, std::string()); }))
+               fs, path, storage::JournalAction(action), [&](const auto& store) {
+                 return std::make_shared<Table>(store, std::string(), indexes);
+               }))
         lines.push_back(std::move(line));
     }
     return lines;
