@@ -170,7 +170,7 @@ void TakeCatalogTypes(const Session& session, const TableEntry& table,
   for (std::size_t i = 0; i < columns.size(); ++i) {
     ColumnFacts& column = columns[i];
     column.type_name = types[i].name;
-    const bool is_text = types[i].category == "S" || column.type_name == "xml";
+    const bool is_text = types[i].category == "S";
     column.refuses_empty = !is_text;
     column.unlimited = column.type_name == "numeric" && types[i].modifier < 0;
     const bool described_as_text = column.sql_type == SQL_CHAR || column.sql_type == SQL_VARCHAR ||
@@ -181,6 +181,24 @@ void TakeCatalogTypes(const Session& session, const TableEntry& table,
         (described_as_text && !is_text && column.type_name != "bool"))
       column.sql_type = SQL_LONGVARCHAR;
   }
+}
+
+// MariaDB's driver calls these texts; none of them may be empty. Its json is a text with a check.
+void TakeStrictTypes(const Session& session, const TableEntry& table,
+                     std::vector<ColumnFacts>& columns) {
+  const auto rows = QueryRows(
+      session.connection(),
+      "SELECT c.COLUMN_NAME FROM information_schema.COLUMNS c WHERE c.TABLE_SCHEMA=" +
+          Literal(session, session.facts().current_catalog) +
+          " AND c.TABLE_NAME=" + Literal(session, table.name) +
+          " AND (c.DATA_TYPE IN ('uuid','inet4','inet6','enum') OR EXISTS (SELECT 1 FROM "
+          "information_schema.CHECK_CONSTRAINTS k WHERE k.CONSTRAINT_SCHEMA=c.TABLE_SCHEMA AND "
+          "k.TABLE_NAME=c.TABLE_NAME AND "
+          "k.CHECK_CLAUSE=CONCAT('json_valid(`',c.COLUMN_NAME,'`)')))",
+      "cannot read the fields of table '" + table.shown + "'");
+  for (const auto& row : rows)
+    for (ColumnFacts& column : columns)
+      if (column.name == row.front()) column.refuses_empty = true;
 }
 
 bool SameColumns(const IndexDef& index, const std::vector<std::string>& columns) {
@@ -359,6 +377,7 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   statement.CloseCursor();
   if (session.facts().server == Server::kSqlite) TakeDeclaration(session, table, columns);
   if (session.facts().server == Server::kPostgres) TakeCatalogTypes(session, table, columns);
+  if (session.facts().server == Server::kMariaDb) TakeStrictTypes(session, table, columns);
   for (const ColumnFacts& column : columns)
     def.Fields.push_back(FieldOf(column, session.facts().server));
   def.Indexes = ReadStatistics(session, table, def);
