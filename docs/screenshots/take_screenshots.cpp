@@ -254,6 +254,35 @@ void Visit(const QString& folder, const QString& demo, bool dark) {
   third.Press("BtnCancel");
   third.Run([&] { columns.Execute(); });
 
+  // A file that nobody has prepared for, into a table that is not there yet.
+  const QString report = demo + QStringLiteral("/sales.txt");
+  QFile sales(report);
+  if (sales.open(QIODevice::WriteOnly))
+    sales.write(
+        "Sales of May\r\n\r\nArticle|Code|Sold|Price|First sold\r\n"
+        "Hammer 300 g|007|12|14.50|2026-05-02\r\nSaw, fine|012|3|22.00|2026-05-02\r\n"
+        "Nails, 500|019|140|4.25|2026-05-04\r\nChisel|023|7|11.90|2026-05-05\r\n");
+  sales.close();
+  kelvorin::Kelvorin newcomer(&platform);
+  prepare(newcomer, report);
+  Tour sixth(folder, suffix);
+  sixth.Press("BtnNewTable");
+  sixth.Take("source-suggestion");
+  sixth.Press("BtnSuggestion");
+  sixth.Take("source-suggested");
+  sixth.Press("BtnNext");
+  sixth.Press("BtnNext");
+  sixth.Do([dark](QWidget& window) {
+    Type(window, "EdtTableName", dark ? QStringLiteral("SALES_D") : QStringLiteral("SALES"));
+  });
+  sixth.Take("new-table");
+  sixth.Press("BtnMake");
+  sixth.Press("BtnFinish");
+  sixth.Do([](QWidget& window) { window.close(); });
+  sixth.Take("outcome");
+  sixth.Press("BtnCancel");
+  sixth.Run([&] { newcomer.Execute(); });
+
   kelvorin::wizard::frmDBPWD password;
   Tour fourth(folder, suffix);
   fourth.Do([](QWidget& window) { Type(window, "txtPassword", QStringLiteral("secret")); });

@@ -5,6 +5,7 @@
 #include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
 #include "wizard/qt/form_window.h"
+#include "wizard/qt/note_label.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/wizard_window.h"
 
@@ -331,8 +332,8 @@ class RejectedWindow final : public FormWindow {
  public:
   explicit RejectedWindow(frmRejected& form) : FormWindow(form) {
     auto* all = new QVBoxLayout(this);
-    auto* outcome = qobject_cast<QLabel*>(Widget(form.LblOutcome));
-    outcome->setWordWrap(true);
+    auto* outcome = dynamic_cast<NoteLabel*>(Widget(form.LblOutcome));
+    outcome->Wrap();
     all->addWidget(outcome);
     all->addWidget(Widget(form.LblRejected));
     all->addWidget(Widget(form.GrdRejected), 1);

@@ -1,6 +1,8 @@
 #include "wizard/qt/note_label.h"
 
-#include <QEvent>
+#include <QResizeEvent>
+
+#include <algorithm>
 
 namespace kelvorin::wizard::qt {
 
@@ -8,18 +10,24 @@ NoteLabel::NoteLabel(QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);  // it carries data
 }
 
-bool NoteLabel::event(QEvent* event) {
-  const bool done = QLabel::event(event);
-  // A new text asks for a layout, a new layout for a height.
-  if (wordWrap() && (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest ||
-                     event->type() == QEvent::Polish || event->type() == QEvent::FontChange))
-    KeepHeight();
-  return done;
+void NoteLabel::Wrap() {
+  setWordWrap(true);
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
-void NoteLabel::KeepHeight() {
-  const int height = text().isEmpty() ? 0 : heightForWidth(width());
-  if (height >= 0 && minimumHeight() != height) setMinimumHeight(height);
+QSize NoteLabel::sizeHint() const {
+  const QSize hint = QLabel::sizeHint();
+  return wordWrap() ? QSize(hint.width(), std::max(heightForWidth(width()), 0)) : hint;
+}
+
+QSize NoteLabel::minimumSizeHint() const {
+  const QSize hint = QLabel::minimumSizeHint();
+  return wordWrap() ? QSize(hint.width(), sizeHint().height()) : hint;
+}
+
+void NoteLabel::resizeEvent(QResizeEvent* event) {
+  QLabel::resizeEvent(event);
+  if (wordWrap() && event->size().width() != event->oldSize().width()) updateGeometry();
 }
 
 }  // namespace kelvorin::wizard::qt

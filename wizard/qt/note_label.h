@@ -1,6 +1,7 @@
 #pragma once
 // A label that is always as high as its text needs at the width it has. Layouts under a splitter do
-// not ask wrapped labels for that, and draw over their last lines.
+// not ask wrapped labels for that: they draw over the last lines, or leave room for lines that a
+// narrower label would have.
 
 #include <QLabel>
 
@@ -9,10 +10,14 @@ namespace kelvorin::wizard::qt {
 class NoteLabel final : public QLabel {
  public:
   explicit NoteLabel(QWidget* parent);
-  bool event(QEvent* event) override;
+  /// Wraps, as high as its lines.
+  void Wrap();
+  QSize sizeHint() const override;
+  QSize minimumSizeHint() const override;
+  bool hasHeightForWidth() const override { return false; }
 
  private:
-  void KeepHeight();
+  void resizeEvent(QResizeEvent* event) override;
 };
 
 }  // namespace kelvorin::wizard::qt

@@ -2,6 +2,7 @@
 
 #include "wizard/qt/break_view.h"
 #include "wizard/qt/mapping_table.h"
+#include "wizard/qt/note_label.h"
 #include "wizard/qt/text.h"
 
 #include <QComboBox>
@@ -11,6 +12,7 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QSplitter>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace kelvorin::wizard::qt {
@@ -29,6 +31,8 @@ class WizardWindow final : public FormWindow {
     splitter_->addWidget(Previews());
     splitter_->setStretchFactor(0, 0);
     splitter_->setStretchFactor(1, 1);
+    connect(splitter_, &QSplitter::splitterMoved, this, [this] { moved_by_user_ = true; });
+    splitter_->widget(0)->installEventFilter(this);
     all->addWidget(splitter_, 1);
     auto* outcome = new QGridLayout;
     outcome->addWidget(Wrapped(c_.LblEmptyTarget), 0, 0, 1, 2);
@@ -160,8 +164,8 @@ class WizardWindow final : public FormWindow {
   }
 
   QWidget* Wrapped(Control& label) {
-    auto* widget = qobject_cast<QLabel*>(Widget(label));
-    widget->setWordWrap(true);
+    auto* widget = dynamic_cast<NoteLabel*>(Widget(label));
+    widget->Wrap();
     return widget;
   }
 
@@ -203,11 +207,22 @@ class WizardWindow final : public FormWindow {
     ShowPanes();
   }
 
+  // A note that came or went leaves its room to the preview.
+  bool eventFilter(QObject* object, QEvent* event) override {
+    if (object == splitter_->widget(0) && event->type() == QEvent::LayoutRequest &&
+        !moved_by_user_ && shown_step_ != 4)
+      QTimer::singleShot(0, this, [this] {
+        if (!moved_by_user_ && shown_step_ != 4) splitter_->setSizes({1, splitter_->height()});
+      });
+    return FormWindow::eventFilter(object, event);
+  }
+
   // The mapping shares the window with the preview; the other steps leave it nearly all.
   void ShowPanes() {
     const int step = form_.steps().current;
     if (step == shown_step_) return;
     shown_step_ = step;
+    moved_by_user_ = false;
     previews_->setVisible(step != 0);
     const int all = splitter_->height();
     if (step == 4) {
@@ -240,6 +255,7 @@ class WizardWindow final : public FormWindow {
   QWidget* previews_ = nullptr;
   MappingTable* table_ = nullptr;
   int shown_step_ = -1;
+  bool moved_by_user_ = false;  // the line between a step and its preview
 };
 
 }  // namespace
