@@ -259,6 +259,40 @@ TEST_CASE("keys that are too long, and the count of distinct keys") {
   CheckSound(*file);
 }
 
+TEST_CASE("a full disk refuses records, and takes them when there is room again") {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MemoryFileSystem disk;
+  MakeDatabase("/a.mdb", "", disk);
+  AccessFile file("/a.mdb", disk);
+  TableDef def;
+  def.Name = "T";
+  def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 255),
+                MakeField("Memo", TypeCode::kMemo)};
+  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Texts", "-Text")};
+  REQUIRE(file->CreateTable(def).ok());
+  auto set = file.Open("T");
+  int stored = 0;
+  const auto append = [&](int id) {
+    const Status status = Append(
+        *set,
+        {std::to_string(id), std::to_string(id) + std::string(200, 'x'), std::string(900, 'm')});
+    stored += status.ok() ? 1 : 0;
+    return status;
+  };
+  for (int id = 0; id < 100; ++id) REQUIRE(append(id).ok());
+  REQUIRE(set->Flush().ok());
+  for (int round = 1; round <= 12; ++round) {
+    disk.room = 0;  // what is reserved already may still be used
+    int id = round * 1000;
+    while (id < round * 1000 + 200 && append(id).ok()) ++id;
+    CHECK(append(id).code() == Code::kNoSpace);
+    disk.room = ~std::uint64_t{0};
+    REQUIRE(append(id).ok());
+    CHECK(set->RecordCount().value_or(-1) == stored);
+  }
+  CheckSound(*file);
+}
+
 TEST_CASE("room that records give up is offered to others") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   MemoryFileSystem disk;
