@@ -268,24 +268,30 @@ TEST_CASE("a full disk refuses records, and takes them when there is room again"
   def.Name = "T";
   def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 255),
                 MakeField("Memo", TypeCode::kMemo)};
-  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Texts", "-Text")};
+  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Texts", "-Text"),
+                 MakeIndex("Both", "+Text;+Id"), MakeIndex("Again", "+Text")};
   REQUIRE(file->CreateTable(def).ok());
   auto set = file.Open("T");
+  std::string wide;
+  for (int i = 0; i < 240; ++i) wide += "\u65E5";
   int stored = 0;
   const auto append = [&](int id) {
-    const Status status = Append(
-        *set,
-        {std::to_string(id), std::to_string(id) + std::string(200, 'x'), std::string(900, 'm')});
+    // Keys in no order, rows of which few fit a page: each may ask for pages of both.
+    const std::string text = std::to_string(id * 7919 % 10007) + wide;
+    const Status status = Append(*set, {std::to_string(id), text, "m"});
     stored += status.ok() ? 1 : 0;
     return status;
   };
   for (int id = 0; id < 100; ++id) REQUIRE(append(id).ok());
   REQUIRE(set->Flush().ok());
-  for (int round = 1; round <= 12; ++round) {
-    disk.room = 0;  // what is reserved already may still be used
+  for (int round = 1; round <= 25; ++round) {
+    // Page by page more, so that a record meets the end at each of its pages once.
+    REQUIRE(set->Flush().ok());
+    disk.room = disk.Contents("/a.mdb").size() + static_cast<std::size_t>(round) * 4096;
     int id = round * 1000;
-    while (id < round * 1000 + 200 && append(id).ok()) ++id;
-    CHECK(append(id).code() == Code::kNoSpace);
+    Status status;
+    while (id < round * 1000 + 999 && (status = append(id)).ok()) ++id;
+    CHECK(status.code() == Code::kNoSpace);
     disk.room = ~std::uint64_t{0};
     REQUIRE(append(id).ok());
     CHECK(set->RecordCount().value_or(-1) == stored);
