@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include "base/code_page.h"
 #include "tests/textsource/slow_twin.h"
 
 using namespace kelvorin;
@@ -90,6 +91,18 @@ TEST_CASE("HTML rows") {
     CHECK(Show(Split(SplitRules::HtmlTags(), row.record)) == Show(row.fields));
     CHECK(Show(SlowHtml(row.record)) == Show(row.fields));
   }
+}
+
+TEST_CASE("a separator of several bytes is taken whole, and no delimiter is no character") {
+  REQUIRE(kelvorin::base::SetAnsiPage(kelvorin::base::kUtf8Page).ok());
+  CHECK(Split(SplitRules::Delimited("\u00A7", '"'), "a\u00A7\"b\u00A7\"\u00A7\u00A9") ==
+        Fields{"a", "b\u00A7", "\u00A9"});
+  FieldValues values;
+  char record[] = {'a', '\0', 'b', ',', '\0', 'c'};
+  REQUIRE(SplitRules::Delimited(",", '\0').Split(record, values).ok());
+  REQUIRE(values.count() == 2);
+  CHECK(values[0] == std::string_view("a\0b", 3));
+  CHECK(values[1] == std::string_view("\0c", 2));
 }
 
 TEST_CASE("fixed columns") {
