@@ -11,7 +11,7 @@
 #include "base/M_FILE.h"
 #include "fuzz/require.h"
 #include "tests/textsource/slow_twin.h"
-#include "textsource/format_detection.h"
+#include "textsource/layout_detection.h"
 
 using namespace kelvorin;
 using fuzz::Require;
@@ -35,6 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   format.code = data[0] % 6;
   format.length = data[1] % 16;
   format.quote = data[1] >= 128 ? '"' : '\0';
+  format.separators = ",;";
+  format.any_line_end = format.code == 2 && data[0] >= 128;
   const textsource::ReaderLimits limits{.block_bytes = data[2] % 32u + 1};
   const std::size_t separator_bytes = std::min<std::size_t>(data[3] % 8, size - 4);
   format.other = input.substr(4, separator_bytes);
@@ -46,7 +48,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
 
   auto fast = textsource::RecordReader::Open(Path(), format, limits);
-  Require(fast.ok(), "the file can be opened");
+  // Damage of a compressed file shows as soon as it is looked at, or later.
+  if (!fast.ok() || fast->input().compressed() || fast->input().utf16_page() != 0) {
+    static_cast<void>(textsource::DetectLayout(Path()).ok());
+    return 0;
+  }
   const auto mark = static_cast<std::size_t>(fast->position());  // of the byte order
   tests::SlowReader slow{file.substr(mark)};
   for (int failures = 0; !fast->AtEnd() && failures < 3;) {
@@ -72,5 +78,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto report = textsource::Weigh(preview, format, rules);
   Require(report.certainty_percent >= 0 && report.certainty_percent <= 100, "a percentage");
   Require(report.lines_agreeing <= report.lines, "no more lines than there are");
+  const auto layout = textsource::DetectLayout(Path());
+  Require(layout.ok(), "a layout is always found");
+  Require(layout->report.certainty_percent >= 0 && layout->report.certainty_percent <= 100,
+          "a percentage");
+  Require(layout->start_line > layout->heading_line, "the heading stands above the data");
   return 0;
 }

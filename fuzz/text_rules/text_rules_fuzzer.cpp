@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/code_page.h"
 #include "tests/textsource/slow_twin.h"
 #include "textsource/field_splitter.h"
 
@@ -25,6 +26,13 @@ void Compare(const textsource::SplitRules& rules, std::string record,
   std::abort();
 }
 
+/// The two columns of a line of UTF-8, counted in characters.
+tests::Fields Characters(std::string_view record, std::size_t first, std::size_t second) {
+  const std::string_view to_second = base::CutToCharacters(record, second);
+  const std::string_view to_first = base::CutToCharacters(record, first);
+  return {std::string(to_first), std::string(to_second.substr(to_first.size()))};
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -39,9 +47,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   textsource::BreakList breaks;
   static_cast<void>(breaks.AddFixedBreak(second));
   static_cast<void>(breaks.AddFixedBreak(first));
+  static_cast<void>(base::SetAnsiPage(1252).ok());  // every byte a character
   Compare(textsource::SplitRules::Delimited(separators, delimiter), record,
           tests::SlowDelimited(record, separators, delimiter));
   Compare(textsource::SplitRules::Fixed(breaks), record, tests::SlowFixed(record, {first, second}));
   Compare(textsource::SplitRules::HtmlTags(), record, tests::SlowHtml(record));
+  static_cast<void>(base::SetAnsiPage(base::kUtf8Page).ok());
+  Compare(textsource::SplitRules::Fixed(breaks), record, Characters(record, first, second));
+  // What has no slow twin must at least stay inside its record.
+  textsource::FieldValues values;
+  std::string copy = record;
+  static_cast<void>(textsource::SplitRules::HtmlCells().Split(copy, values).ok());
+  copy = record;
+  static_cast<void>(
+      textsource::SplitRules::Delimited(
+          separators, delimiter, {.quotes_at_start = true, .merge_separators = data[0] >= 128})
+          .Split(copy, values)
+          .ok());
+  for (std::size_t i = 0; i < values.count(); ++i) {
+    const bool inside = values[i].data() >= copy.data() &&
+                        values[i].data() + values[i].size() <= copy.data() + copy.size();
+    if (!inside) std::abort();
+  }
   return 0;
 }
