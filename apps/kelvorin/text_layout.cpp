@@ -10,6 +10,7 @@
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "engine/source_reader.h"
 #include "textsource/layout_words.h"
 #include "textsource/page_guess.h"
 
@@ -249,7 +250,12 @@ Status TakeTextLayout(const TextOptions& options, const std::string& file,
   if (layout.rule == CutRule::kFixed) breaks = layout.breaks;
 
   const textsource::DetectionReport& report = layout.report;
-  const bool nothing_there = report.lines == 0;
+  bool nothing_there = false;
+  if (report.lines == 0) {  // or the first record is too long to be one
+    const Result<bool> blank = engine::IsBlankText(file, setting);
+    if (!blank.ok()) return blank.status();
+    nothing_there = *blank;
+  }
   const bool say = !SaysTheCut(*given);
   said = say ? "detected: " : "layout: ";
   said += textsource::LayoutWords(layout);
