@@ -259,6 +259,13 @@ Status OutputFile::Flush() {
   return FileStatus(error, "write", file_->path);
 }
 
+Status OutputFile::Sync() {
+  KV_TRY(Flush());
+  std::error_code error;
+  file_->handle.Sync(error);
+  return FileStatus(error, "write", file_->path);
+}
+
 Status OutputFile::Close() {
   Status flushed = Flush();
   std::error_code error;

@@ -107,6 +107,8 @@ class OutputFile {
   Status Write(std::string_view text);
   /// Hands everything written so far to the operating system.
   Status Flush();
+  /// Flushes, and waits until the contents are on the disk.
+  Status Sync();
   Status Close();
 
  private:

@@ -508,7 +508,7 @@ Status Recordset::WriteField(std::size_t field, const Value& value) noexcept {
 Status Recordset::ParseText(std::string_view text, const FieldDef& field, Value& out,
                             std::string& scratch) const {
   const values::ValueFormat& format = database_->engine().Format();
-  if (values::IsText(field.Type) && format.options().null_text.empty()) {
+  if (values::IsText(field.Type)) {
     // The way of most fields: nothing to parse.
     out.kind = values::Kind::kText;
     out.text = text;

@@ -165,6 +165,9 @@ class Recordset {
   /// one, counted since the record set was opened.
   std::int64_t ReplacedCharacters() const noexcept { return replaced_characters_; }
 
+  /// Characters of values read so far that the ANSI page could not hold and that were replaced.
+  std::int64_t UnreadableCharacters() const noexcept { return unreadable_characters_; }
+
   /// Whether the field assigned last keeps something other than it was given: rounded, without its
   /// time of day, False for Null, with characters replaced. The field itself then tells what it
   /// keeps. Blanks at the end of a text do not count where a format fills its texts with blanks.
@@ -188,6 +191,11 @@ class Recordset {
   bool Assigned(std::size_t field) const noexcept { return assigned_[field] != 0; }
   void CountReplacedCharacters(std::size_t count) noexcept {
     replaced_characters_ += static_cast<std::int64_t>(count);
+  }
+
+  /// Of a value being read: characters that the ANSI page lacks.
+  void CountUnreadableCharacters(std::size_t count) noexcept {
+    unreadable_characters_ += static_cast<std::int64_t>(count);
   }
 
  private:
@@ -257,6 +265,7 @@ class Recordset {
   std::string scratch_;                   // digits of the number being assigned
   std::vector<std::string> key_scratch_;  // the same for each key of SeekText
   std::int64_t replaced_characters_ = 0;
+  std::int64_t unreadable_characters_ = 0;
   EditState edit_ = EditState::kNone;
   bool open_ = true;
   bool placed_ = false;  // OpenAtFirst was done

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/M_Const.h"
+#include "base/M_STRING.h"
 #include "base/case_map.h"
 
 namespace kelvorin::engine {
@@ -24,6 +25,7 @@ Result<FieldPlan> PlanFields(const settings::FieldMap& map,
     AssignedField field;
     field.name = fields[i].Name;
     field.type = fields[i].Type;
+    field.is_text = values::IsText(field.type);
     field.size = fields[i].Size;
     field.source_no = static_cast<std::size_t>(entry.Field);
     field.position = fields[i].position;
@@ -43,10 +45,31 @@ std::string ResolveKeys(const database::IndexDef& index, FieldPlan& plan) {
                      [&](const AssignedField& f) { return !f.is_key && f.name == column.Name; });
     if (found == plan.fields.end()) return column.Name;
     found->is_key = true;
-    if (plan.keys.size() < kMaxKeyFields)
-      plan.keys.push_back(static_cast<std::size_t>(found - plan.fields.begin()));
+    plan.keys.push_back(static_cast<std::size_t>(found - plan.fields.begin()));
   }
   return {};
+}
+
+std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan) {
+  std::string names;
+  for (AssignedField& field : plan.fields) {
+    field.is_absent = field.source_no >= columns;
+    if (!field.is_absent) continue;
+    names += names.empty() ? "" : ", ";
+    names += "'" + std::string(field.name) + "' from column " +
+             base::ToDecimal(static_cast<std::int64_t>(field.source_no) + 1);
+  }
+  if (names.empty()) return names;
+  if (remove) std::erase_if(plan.fields, [](const AssignedField& f) { return f.is_absent; });
+  return "The source has " + base::ToDecimal(static_cast<std::int64_t>(columns)) +
+         " columns; nothing is assigned to fields that are mapped to others: " + names;
+}
+
+NullText::NullText(std::string_view text) : text_(text), trimmed_(base::Trim(text)) {}
+
+bool NullText::Matches(const AssignedField& field, std::string_view value) const noexcept {
+  if (text_.empty()) return false;
+  return field.is_text ? value == text_ : base::Trim(value) == trimmed_;
 }
 
 std::vector<bool> WantedSourceFields(const FieldPlan& plan) {

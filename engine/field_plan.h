@@ -27,18 +27,21 @@ struct AssignedField {
   std::size_t source_no = 0;  // field of the source record
   std::size_t position = 0;   // in the target's record set
   bool is_key = false;        // used to find the record, assigned only to a new one
+  bool is_absent = false;     // the source has no such column, though a record of it may
+  bool is_text = false;       // an empty value is text of length zero
 };
 
 struct FieldPlan {
   /// In target table order. Binary fields are never assigned and left out.
   std::vector<AssignedField> fields;
-  /// Key fields of a key lookup in key order, at most 7, as numbers into `fields`.
+  /// Key fields of a key lookup in key order, as numbers into `fields`.
   std::vector<std::size_t> keys;
   /// Whether the setting maps any field at all, binary ones included.
   bool maps_any = false;
 };
 
-inline constexpr std::size_t kMaxKeyFields = 7;
+/// Most values that a record can be looked up by.
+inline constexpr std::size_t kMaxKeyFields = 16;
 
 /// Fails with `kInvalidArgument` for a field that is mapped to a source field outside 0 to 250.
 Result<FieldPlan> PlanFields(const settings::FieldMap& map,
@@ -46,8 +49,24 @@ Result<FieldPlan> PlanFields(const settings::FieldMap& map,
                              const database::TableDef& table);
 
 /// Marks the key fields of an index in the plan. Returns the name of the first one that no source
-/// field feeds, or an empty text. Key fields behind the seventh are marked but not used.
+/// field feeds, or an empty text. All of them are used, so that no record is found by a part of its
+/// key.
 std::string ResolveKeys(const database::IndexDef& index, FieldPlan& plan);
+
+/// Marks the fields whose source column is not among the first `columns`, and takes them out of the
+/// plan with `remove`. Returns a sentence that names them for the user, or nothing.
+std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan);
+
+/// The text of a setting that stands for Null. It is compared with values as they were read.
+class NullText {
+ public:
+  explicit NullText(std::string_view text);
+  bool Matches(const AssignedField& field, std::string_view value) const noexcept;
+
+ private:
+  std::string_view text_;     // as given, for texts
+  std::string_view trimmed_;  // without blanks around it, for every other type
+};
 
 /// Marks of the source fields that the plan reads.
 std::vector<bool> WantedSourceFields(const FieldPlan& plan);

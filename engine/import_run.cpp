@@ -1,11 +1,10 @@
 #include "engine/import_run.h"
 
 #include "base/M_Const.h"
-#include "base/M_FILE.h"
-#include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "engine/run.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kelvorin::engine {
@@ -45,11 +44,15 @@ RunResult ImportRun::Run() {
     writer_->Cancel();
     // Records that the source gave before the run ended are stored, however it ended.
     const Step at = step_;
+    const bool stopped_before = stop_;
+    const bool refused_before = std::exchange(refused_, false);
     Status flushed = FlushPosts();
-    if (status.ok()) {
+    if (status.ok() || !flushed.ok() || (stop_ && !stopped_before)) {
+      // What a record that waited leads to comes before what a later one led to.
       status = std::move(flushed);
     } else {
       step_ = at;
+      refused_ = refused_before;
     }
   }
   result_.stopped = stop_;
@@ -61,9 +64,6 @@ RunResult ImportRun::Run() {
   }
   CloseAll();
   result_.errors = policy_.error_count();
-  result_.replaced_characters +=
-      conversion_.replaced_characters() + (writer_ ? writer_->replaced_characters() : 0);
-  if (assignment_) result_.truncated_values = assignment_->truncated_values();
   return std::move(result_);
 }
 
@@ -96,6 +96,8 @@ Status ImportRun::ReadRecord(bool& taken, bool& more) {
   values_.Clear();
   dropped_ = rejected_ = false;
   refused_value_.field = nullptr;
+  losses_.Clear();
+  replaced_before_ = ReplacedSoFar();
   step_ = Step::kReadFields;
   more = !EndsBeforeRecord();
   if (!more) return Status();
@@ -116,7 +118,8 @@ Status ImportRun::FillRecord() {
   step_ = Step::kAssign;
   if (status.ok() && !dropped_) status = DamagedField();
   if (status.ok() && !dropped_)
-    status = assignment_->AssignAll(values_, place_, *writer_, refused_value_);
+    status = assignment_->AssignAll(values_, place_, *source_, *writer_, !result_.first_changed,
+                                    losses_, refused_value_);
   if (!status.ok()) {
     KV_TRY(HostFailure());
     KV_TRY(FlushPosts());
@@ -164,7 +167,10 @@ Status ImportRun::PostRecord() {
   Status status = writer_->Post(place_);
   if (!status.ok()) KV_TRY(RecordError(status));
   if (status.ok()) dropped_ = place_ == Place::kMissing;
-  if (!dropped_) ++result_.imported;
+  if (!dropped_) {
+    MakeCounts();
+    CountImported(counts_, line_number_);
+  }
   if (updates_in_order()) {
     // The target goes on behind a record that was refused, too.
     status = writer_->MoveOn();
@@ -186,6 +192,8 @@ Status ImportRun::PostLater() {
   record.read = result_.read;
   record.skipped = result_.skipped;
   record.processed = processed_;
+  MakeCounts();
+  record.counts = counts_;
   const Status status = writer_->Post(place_);
   KV_TRY(std::exchange(receiver_failure_, Status()));
   if (status.ok() || stop_ || GaveUp(status)) return Status();
@@ -211,8 +219,8 @@ bool ImportRun::GaveUp(const Status& status) noexcept {
 }
 
 void ImportRun::Stored(std::int64_t) {
+  CountImported(waiting_.front().counts, waiting_.front().line_number);
   waiting_.pop_front();
-  ++result_.imported;
 }
 
 bool ImportRun::Refused(std::int64_t, const Status& why) {
@@ -241,6 +249,50 @@ bool ImportRun::Refused(std::int64_t, const Status& why) {
   return false;
 }
 
+// --- What values lost
+
+std::int64_t ImportRun::ReplacedSoFar() const noexcept {
+  return conversion_.replaced_characters() + writer_->replaced_characters();
+}
+
+// Values in columns that the mapping could not know of, and that no field takes.
+std::int64_t ImportRun::LeftOutValues() const noexcept {
+  std::int64_t count = 0;
+  for (std::size_t i = *columns_; i < values_.count(); ++i) {
+    const bool taken = std::any_of(plan_.fields.begin(), plan_.fields.end(),
+                                   [&](const AssignedField& f) { return f.source_no == i; });
+    if (!taken && !values_[i].empty()) ++count;
+  }
+  return count;
+}
+
+// Of the record that is being posted.
+void ImportRun::MakeCounts() {
+  counts_.truncated = losses_.truncated;
+  counts_.changed = losses_.changed;
+  counts_.replaced = ReplacedSoFar() - replaced_before_;
+  for (const AlteredValue& altered : source_->altered())
+    if (std::any_of(plan_.fields.begin(), plan_.fields.end(),
+                    [&](const AssignedField& f) { return f.source_no == altered.field_no; }))
+      counts_.replaced += altered.lost_characters;
+  counts_.left_out = columns_ && values_.count() > *columns_ ? LeftOutValues() : 0;
+  counts_.first_changed.reset();
+  if (losses_.field != nullptr)
+    counts_.first_changed.emplace(contract::ChangedValue{
+        line_number_, std::string(losses_.field->name), losses_.was, losses_.is});
+}
+
+void ImportRun::CountImported(const RecordCounts& counts, std::int64_t line_number) {
+  ++result_.imported;
+  result_.truncated_values += counts.truncated;
+  result_.replaced_characters += counts.replaced;
+  result_.changed_values += counts.changed;
+  if (!result_.first_changed) result_.first_changed = counts.first_changed;
+  if (result_.left_out_values == 0 && counts.left_out != 0)
+    result_.first_left_out_line = line_number;
+  result_.left_out_values += counts.left_out;
+}
+
 void ImportRun::CountRecord() noexcept {
   if (rejected_) {
     ++result_.rejected;
@@ -249,57 +301,19 @@ void ImportRun::CountRecord() noexcept {
   }
 }
 
-// --- The end
-
-Status ImportRun::Finish() {
-  if (in_.caller.properties().ShowSummary && !in_.options.batch) {
-    std::string text(kEndOfImport);
-    text += base::kCrLf;
-    text += kImportedRecords;
-    base::AppendDecimal(result_.imported, text);
-    in_.platform.Ask({std::move(text), std::string(kTitleInformation), contract::Icon::kInformation,
-                      contract::Buttons::kOk});
-  }
-  step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
-  if (log_.is_open())
-    KV_TRY(log_.Footer(GeneralDate(in_.options.now(), in_.engine.Format()), result_.imported));
-  step_ = Step::kClose;
-  KV_TRY(source_->Close());
-  if (reject_file_) {
-    if (const Status closed = reject_file_->Close(); !closed.ok())
-      return Refuse(std::string(closed.message()));
-  }
-  step_ = Step::kOpenFile;
-  KV_TRY(log_.Close());
-  step_ = Step::kClose;
-  KV_TRY(DeleteSource());
-  in_.engine.ClearErrors();
-  return Status();
-}
-
-Status ImportRun::DeleteSource() {
-  const bool complete = !result_.stopped && !result_.cancelled && !in_.options.dry_run;
-  const bool is_file =
-      setting_.TypeFormat != contract::kAccess && setting_.TypeFormat != contract::kOdbc;
-  if (!setting_.DeleteImportFile || !complete || !is_file || result_.imported == 0 ||
-      is_target_itself_)
-    return Status();
-  return base::DeleteFile(catalog::SourceFilePath(setting_.TypeFormat, in_.source));
-}
-
-void ImportRun::CloseAll() noexcept {
-  // Reached with everything closed, or behind a failure that was reported already.
-  if (source_) static_cast<void>(source_->Close().ok());
-  source_.reset();
-  reject_file_.reset();
-  static_cast<void>(log_.Close().ok());
-}
-
 // --- Failures
 
 Status ImportRun::Refuse(std::string text) {
   refused_ = true;
   return Status(Code::kInvalidArgument, std::move(text));
+}
+
+Status ImportRun::Note(std::string text) {
+  if (in_.options.observer != nullptr) in_.options.observer->OnNote(text);
+  step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
+  KV_TRY(log_.Write(text + std::string(base::kCrLf)));
+  result_.notices.push_back(std::move(text));
+  return Status();
 }
 
 Status ImportRun::HostFailure() {

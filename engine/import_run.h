@@ -36,14 +36,19 @@ class RunObserver {
   virtual ~RunObserver() = default;
   /// Called once for each rejected record, after its error was reported. A failure ends the run.
   virtual Status OnReject(const RejectedRecord& record) = 0;
+  /// Something that the user should know: told before the first record, or at the end.
+  virtual void OnNote(std::string_view /*text*/) {}
 };
 
 struct RunOptions {
   /// Nothing is shown and nothing asked: errors are silent, there is no summary.
   bool batch = false;
   /// Everything but the change: the target is not emptied, nothing is posted, the import file
-  /// stays. `imported` counts the records that were ready to be posted.
+  /// stays, no log and no reject file is written. `imported` counts the records that were ready to
+  /// be posted.
   bool dry_run = false;
+  /// The settings file of the job, which the run must not write over; empty where there is none.
+  std::string settings_file{};
   /// Beside the reject file that the setting may name.
   RunObserver* observer = nullptr;
   base::LocalTime (*now)() = &base::Now;

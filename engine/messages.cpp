@@ -64,6 +64,27 @@ std::string MissingKeyMessage(std::string_view field) {
          std::string(field);
 }
 
+std::vector<std::string> LossMessages(const contract::RunResult& result) {
+  std::vector<std::string> messages;
+  const auto add = [&](std::int64_t count, std::string_view words) {
+    if (count != 0) messages.push_back(base::ToDecimal(count) + std::string(words));
+  };
+  add(result.truncated_values, " texts were cut to the size of their field");
+  add(result.replaced_characters, " characters are not in a code page and were replaced");
+  add(result.changed_values, " values are kept other than they were");
+  if (result.first_changed) {
+    const contract::ChangedValue& first = *result.first_changed;
+    messages.back() += "; the first in line " + base::ToDecimal(first.line_number) + ", field " +
+                       first.field + ": '" + first.was + "' is kept as '" + first.is + "'";
+  }
+  add(result.left_out_values,
+      " values stand in columns that neither the heading nor the first record has, and were left "
+      "out");
+  if (result.left_out_values != 0)
+    messages.back() += "; the first in line " + base::ToDecimal(result.first_left_out_line);
+  return messages;
+}
+
 std::string PendingErrors(const database::DBEngine& engine, const Status& why) {
   std::string text;
   for (const database::PendingError& error : engine.Errors()) {

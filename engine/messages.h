@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/status.h"
+#include "contract/run_result.h"
 #include "database/engine.h"
 #include "values/field_types.h"
 
@@ -54,6 +56,10 @@ std::string AssignMessage(std::int64_t line_number, std::string_view value, std:
 std::string PostMessage(const database::DBEngine& engine, const Status& why);
 std::string LimitMessage(std::int32_t nErrorStop);
 std::string MissingKeyMessage(std::string_view field);
+
+/// What became of values that were not kept as they were, one sentence for each kind of loss that a
+/// run met; for the log and the summary.
+std::vector<std::string> LossMessages(const contract::RunResult& result);
 
 /// The engine's pending errors, one line each: the description and the number in parentheses.
 /// Without any, the status's own text.

@@ -15,13 +15,12 @@ namespace {
 class RecordsetTarget final : public TargetWriter {
  public:
   RecordsetTarget(database::Recordset& recordset, const database::DBEngine& engine,
-                  const FieldPlan& plan, TextConversion& conversion, WriteMode mode,
-                  bool append_missing_keys, bool dry_run)
+                  const FieldPlan& plan, TextConversion& conversion, const WriterOptions& options)
       : recordset_(recordset),
-        keys_(plan, conversion, engine.Format()),
-        mode_(mode),
-        append_missing_keys_(append_missing_keys),
-        dry_run_(dry_run),
+        keys_(plan, conversion, engine.Format(), recordset, options.null_text),
+        mode_(options.mode),
+        append_missing_keys_(options.append_missing_keys),
+        dry_run_(options.dry_run),
         replaced_before_(recordset.ReplacedCharacters()) {}
 
   bool AtEnd() const noexcept override { return recordset_.Eof(); }
@@ -51,9 +50,10 @@ class RecordsetTarget final : public TargetWriter {
     place = Place::kNew;
     if (append || mode_ == WriteMode::kAppend) return recordset_.AddNew();
     if (mode_ == WriteMode::kKeyLookUp) {
-      KV_TRY(keys_.Take(values, refused));
-      KV_TRY(Seek());
-      if (recordset_.NoMatch()) {
+      bool found = false;
+      KV_TRY(keys_.Take(values, found, refused));
+      if (found) KV_TRY(Seek(found));
+      if (!found) {
         if (append_missing_keys_) return recordset_.AddNew();
         place = Place::kMissing;
         return Status();
@@ -67,8 +67,17 @@ class RecordsetTarget final : public TargetWriter {
     return recordset_.Fields(field.position).GetText(out, is_null);
   }
 
-  Status Assign(const AssignedField& field, std::string_view value) override {
-    return recordset_.Fields(field.position).SetText(value);
+  Status Assign(const AssignedField& field, std::string_view value, bool is_null,
+                bool& changed) override {
+    database::Field target = recordset_.Fields(field.position);
+    KV_TRY(is_null ? target.SetValue(values::Value::Null()) : target.SetText(value));
+    changed = recordset_.LastChanged();
+    return Status();
+  }
+
+  Status Kept(const AssignedField& field, std::string& out) override {
+    bool is_null = false;
+    return recordset_.Fields(field.position).GetText(out, is_null);
   }
 
   Status Post(Place&) override {
@@ -76,6 +85,7 @@ class RecordsetTarget final : public TargetWriter {
   }
 
   Status MoveOn() override { return recordset_.MoveNext(); }
+  Status WriteOut() override { return dry_run_ ? Status() : recordset_.Flush(); }
 
   void Cancel() override {
     // What was begun is forgotten either way; a failure would show in the next call.
@@ -88,11 +98,14 @@ class RecordsetTarget final : public TargetWriter {
 
  private:
   // A key that is not found leaves the target where it stood, if it stood anywhere.
-  Status Seek() {
+  Status Seek(bool& found) {
     const bool placed = !recordset_.Bof() && !recordset_.Eof();
     if (placed) KV_TRY(recordset_.GetBookmark(bookmark_));
+    const std::int64_t replaced_before = recordset_.ReplacedCharacters();
     KV_TRY(recordset_.Seek(database::SeekComparison::kEqual, keys_.values()));
-    if (!recordset_.NoMatch() || !placed) return Status();
+    // A key with characters that the table lacks was looked up with others in their place.
+    found = !recordset_.NoMatch() && recordset_.ReplacedCharacters() == replaced_before;
+    if (found || !placed) return Status();
     return recordset_.SetBookmark(bookmark_);
   }
 
@@ -110,10 +123,8 @@ class RecordsetTarget final : public TargetWriter {
 std::unique_ptr<TargetWriter> MakeRecordsetTarget(database::Recordset& recordset,
                                                   const database::DBEngine& engine,
                                                   const FieldPlan& plan, TextConversion& conversion,
-                                                  WriteMode mode, bool append_missing_keys,
-                                                  bool dry_run) {
-  return std::make_unique<RecordsetTarget>(recordset, engine, plan, conversion, mode,
-                                           append_missing_keys, dry_run);
+                                                  const WriterOptions& options) {
+  return std::make_unique<RecordsetTarget>(recordset, engine, plan, conversion, options);
 }
 
 }  // namespace kelvorin::engine

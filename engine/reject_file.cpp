@@ -13,10 +13,17 @@ namespace kelvorin::engine {
 
 using base::OutputFile;
 
-Result<std::unique_ptr<RejectFile>> RejectFile::Open(const std::string& path) {
-  Result<OutputFile> records = OutputFile::Open(path, OutputFile::Mode::kReplace);
+namespace {
+constexpr std::string_view kReasons = ".reasons";
+constexpr std::string_view kNew = ".new";
+}  // namespace
+
+Result<std::unique_ptr<RejectFile>> RejectFile::Open(const std::string& path, bool beside) {
+  const std::string end(beside ? kNew : std::string_view());
+  Result<OutputFile> records = OutputFile::Open(path + end, OutputFile::Mode::kReplace);
   if (!records.ok()) return records.status();
-  Result<OutputFile> reasons = OutputFile::Open(path + ".reasons", OutputFile::Mode::kReplace);
+  Result<OutputFile> reasons =
+      OutputFile::Open(path + std::string(kReasons) + end, OutputFile::Mode::kReplace);
   if (!reasons.ok()) return reasons.status();
   return std::unique_ptr<RejectFile>(new RejectFile(*std::move(records), *std::move(reasons)));
 }
@@ -58,10 +65,15 @@ Status RejectFile::OnReject(const RejectedRecord& record) {
   return reasons_.Write(line_);
 }
 
-Status RejectFile::Close() {
-  Status records = records_.Close();
-  Status reasons = reasons_.Close();
-  return records.ok() ? std::move(reasons) : std::move(records);
+Status RejectFile::Close(bool to_disk, bool replace) {
+  for (OutputFile* file : {&records_, &reasons_}) {
+    if (to_disk || replace) KV_TRY(file->Sync());
+    KV_TRY(file->Close());
+  }
+  if (!replace) return Status();
+  for (const std::string* path : {&records_path_, &reasons_path_})
+    KV_TRY(base::RenameFile(*path, path->substr(0, path->size() - kNew.size())));
+  return Status();
 }
 
 }  // namespace kelvorin::engine

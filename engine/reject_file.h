@@ -15,22 +15,33 @@ namespace kelvorin::engine {
 /// `FILE` takes each record byte for byte; the lines of a text source before StartingLine stand at
 /// its top, so that the same job can read it. `FILE.reasons` is CSV with the heading
 /// Line,Field,Value,Reason. An earlier pair is replaced; without rejected records both stay empty.
+/// A pair that is being read meanwhile is replaced at the end only: until then the new one bears
+/// `.new` behind its names.
 class RejectFile final : public RunObserver {
  public:
-  static Result<std::unique_ptr<RejectFile>> Open(const std::string& path);
+  /// `beside` tells that the file of this name is being read.
+  static Result<std::unique_ptr<RejectFile>> Open(const std::string& path, bool beside);
 
   /// The first bytes of `source` go to the top. To be told before the first rejected record.
   void SetPreface(std::string source, std::uint64_t size_bytes);
   Status OnReject(const RejectedRecord& record) override;
-  Status Close();
+  /// With `to_disk` waits until both files are there; with `replace` a pair made beside takes the
+  /// place of the old one.
+  Status Close(bool to_disk, bool replace);
+  /// Where the records are written.
+  const std::string& path() const noexcept { return records_path_; }
 
  private:
   RejectFile(base::OutputFile records, base::OutputFile reasons)
-      : records_(std::move(records)), reasons_(std::move(reasons)) {}
+      : records_(std::move(records)),
+        reasons_(std::move(reasons)),
+        records_path_(records_.path()),
+        reasons_path_(reasons_.path()) {}
   Status Begin();
 
   base::OutputFile records_;
   base::OutputFile reasons_;
+  std::string records_path_, reasons_path_;
   std::string preface_source_;
   std::uint64_t preface_bytes_ = 0;
   bool begun_ = false;

@@ -22,12 +22,19 @@
 
 namespace kelvorin::engine {
 
+/// What counts only when the record is imported.
+struct RecordCounts {
+  std::int64_t truncated = 0, replaced = 0, changed = 0, left_out = 0;
+  std::optional<contract::ChangedValue> first_changed;
+};
+
 /// A record that a server was given and has not answered for, with the counts up to it: when the
 /// run ends with its refusal, later records have not happened.
 struct WaitingRecord {
   std::int64_t line_number = 0;
   RecordMark mark;
   std::int64_t read = 0, skipped = 0, processed = 0;
+  RecordCounts counts;
 };
 
 class ImportRun final : private database::RowReceiver {
@@ -42,6 +49,8 @@ class ImportRun final : private database::RowReceiver {
   Status OpenSource();
   Status OpenTableSource();
   Status CheckJob();
+  Status CheckOrder(const database::IndexDef& index);
+  Status CheckColumns();
   Status ResolveIndex();
   Status MakeWriter();
   Status EstimateTotal();
@@ -55,6 +64,10 @@ class ImportRun final : private database::RowReceiver {
   Status PostRecord();
   bool EndsBeforeRecord();
   void CountRecord() noexcept;
+  std::int64_t ReplacedSoFar() const noexcept;
+  std::int64_t LeftOutValues() const noexcept;
+  void MakeCounts();
+  void CountImported(const RecordCounts& counts, std::int64_t line_number);
 
   // --- Records posted in groups.
   Status PostLater();
@@ -64,8 +77,10 @@ class ImportRun final : private database::RowReceiver {
   void Stored(std::int64_t record_no) override;
   bool Refused(std::int64_t record_no, const Status& why) override;
 
-  // --- The end.
+  // --- The end (run_end.cpp).
   Status Finish();
+  Status CloseRejects();
+  bool ReadToEnd();
   Status DeleteSource();
   void CloseAll() noexcept;
 
@@ -74,6 +89,8 @@ class ImportRun final : private database::RowReceiver {
   Status Refuse(std::string text);
   Status HostFailure();
   void Fail(const Status& why);
+  /// Tells the user something before the first record, or at the end.
+  Status Note(std::string text);
   /// Reports a failure of the current record and goes on. With `rejects` the record is lost by it.
   Status RecordError(const Status& why, bool rejects = true);
   Status ReportRejected(RejectedRecord record, const RecordMark& mark);
@@ -104,6 +121,8 @@ class ImportRun final : private database::RowReceiver {
 
   Step step_ = Step::kOpenFile;
   bool is_target_itself_ = false;  // source and target are one table
+  bool reached_end_ = false;       // nothing of the source is left to import
+  bool reads_rejects_ = false;     // the source is the job's own reject file
   bool refused_ = false;           // the failure under way has a text of its own
   bool stop_ = false;
   bool appending_after_end_ = false;
@@ -117,8 +136,12 @@ class ImportRun final : private database::RowReceiver {
   bool dropped_ = false;
   bool rejected_ = false;  // dropped because of an error
   RefusedValue refused_value_;
+  RecordLosses losses_;
+  RecordCounts counts_;
+  std::int64_t replaced_before_ = 0;
   RecordMark mark_;
   std::string raw_;
+  std::optional<std::size_t> columns_;  // of the source, where they are known
   std::deque<WaitingRecord> waiting_;
   Status receiver_failure_;  // what went wrong while an outcome was being reported
 };

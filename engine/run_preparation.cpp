@@ -1,13 +1,13 @@
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
+#include "base/case_map.h"
 #include "catalog/tables.h"
 #include "contract/enums.h"
 #include "database/table_identity.h"
 #include "engine/run.h"
+#include "engine/same_files.h"
 
 namespace kelvorin::engine {
 
@@ -21,9 +21,12 @@ static bool IsSameServerTable(const database::Recordset& a, const database::Reco
 
 Status ImportRun::Prepare() {
   step_ = Step::kOpenFile;
+  if (const Status files = engine::CheckFiles(in_, reads_rejects_); !files.ok())
+    return Refuse(std::string(files.message()));
   KV_TRY(OpenLogs());
   KV_TRY(OpenSource());
   KV_TRY(CheckJob());
+  KV_TRY(CheckColumns());
   KV_TRY(ResolveIndex());
   step_ = Step::kEstimate;
   KV_TRY(MakeWriter());
@@ -35,13 +38,14 @@ Status ImportRun::Prepare() {
 }
 
 Status ImportRun::OpenLogs() {
+  if (in_.options.dry_run) return Status();  // which leaves no trace
   if (setting_.Trace) {
     KV_TRY(log_.Open(setting_.LogFileName, setting_.LogAppend));
     KV_TRY(log_.Header(in_.source.file_name, in_.target.table_name,
                        GeneralDate(in_.options.now(), in_.engine.Format())));
   }
   if (setting_.RejectFile.empty()) return Status();
-  auto opened = RejectFile::Open(setting_.RejectFile);
+  auto opened = RejectFile::Open(setting_.RejectFile, reads_rejects_);
   if (!opened.ok()) return Refuse(std::string(opened.status().message()));
   reject_file_ = *std::move(opened);
   return Status();
@@ -62,23 +66,6 @@ Status ImportRun::OpenSource() {
   if (!opened.ok()) return opened.status();
   source_ = *std::move(opened);
   return Status();
-}
-
-// Whether both name one folder or file; it may be spelled in several ways, and linked to.
-static bool IsSamePlace(std::string_view a, std::string_view b) {
-  const auto plain = [](std::string_view path) {
-    while (path.size() > 1 && (path.back() == '/' || path.back() == '\\')) path.remove_suffix(1);
-    return path.empty() ? std::string_view(".") : path;
-  };
-  std::error_code error;
-  return plain(a) == plain(b) || std::filesystem::equivalent(plain(a), plain(b), error);
-}
-
-// Whether both hold the records of one table, also where one of them is a link to it.
-static bool IsSameTable(const database::Recordset& a, const database::Recordset& b) {
-  return !a.Home().IsOdbc() && !b.Home().IsOdbc() &&
-         IsSamePlace(a.Home().Name(), b.Home().Name()) &&
-         base::EqualIgnoreCase(a.Def().Name, b.Def().Name);
 }
 
 Status ImportRun::OpenTableSource() {
@@ -120,14 +107,58 @@ Status ImportRun::CheckJob() {
         "The records of an ODBC table cannot be updated in table order; use the key lookup");
   if (mode_ == WriteMode::kKeyLookUp && !setting_.UpdateIndex)
     return Refuse("You specified KeyLookUp but no index to look the keys up in");
+  if (setting_.EmptyTarget && !setting_.AppendRecords && !setting_.AppendIfEof)
+    return Refuse(
+        "The target would be emptied and then only updated: no record would be left to "
+        "update, and none imported");
   if ((setting_.AppendRecords || setting_.AppendIfEof || setting_.EmptyTarget) && is_target_itself_)
     return Refuse("Source and target are the same table '" + in_.target.table_name +
                   "': its records can be updated, but not appended to it or deleted first");
   return Status();
 }
 
+// Told before the first record: a column that is not there never empties what is stored.
+Status ImportRun::CheckColumns() {
+  Result<std::optional<std::size_t>> columns = source_->Columns();
+  if (!columns.ok()) return columns.status();
+  columns_ = *columns;
+  if (!columns_) return Status();
+  std::string note = MarkAbsentFields(*columns_, in_.target.database->IsOdbc(), plan_);
+  if (note.empty()) return Status();
+  const bool any = std::any_of(plan_.fields.begin(), plan_.fields.end(),
+                               [](const AssignedField& field) { return !field.is_absent; });
+  if (!any) return Refuse(std::move(note));
+  const Step at = step_;
+  KV_TRY(Note(std::move(note)));
+  step_ = at;
+  return Status();
+}
+
+// A record whose key changes moves in the index that is being walked: it would be met again, or
+// those between would be left out.
+Status ImportRun::CheckOrder(const database::IndexDef& index) {
+  if (mode_ != WriteMode::kInOrder) return Status();
+  for (const AssignedField& field : plan_.fields) {
+    const bool in_key = std::any_of(index.Columns.begin(), index.Columns.end(),
+                                    [&](const database::IndexField& column) {
+                                      return base::EqualAnyCase(column.Name, field.name);
+                                    });
+    const bool in_expression =
+        base::UpperAscii(index.Expression).find(base::UpperAscii(field.name)) != std::string::npos;
+    if (in_key || in_expression)
+      return Refuse("The records would be updated in the order of the index '" + index.Name +
+                    "', whose field '" + std::string(field.name) +
+                    "' the import changes: use the key lookup, or no index");
+  }
+  return Status();
+}
+
 Status ImportRun::ResolveIndex() {
-  if (!setting_.UpdateIndex) return Status();
+  if (!setting_.UpdateIndex) {
+    // An earlier run may have left the record set in the order of an index.
+    if (in_.target.database->IsOdbc() || in_.target.recordset->Index().empty()) return Status();
+    return in_.target.recordset->SetIndex({});
+  }
   const database::IndexDef* index = nullptr;
   Result<database::TableDef> on_server = database::TableDef();
   if (in_.target.database->IsOdbc()) {
@@ -141,7 +172,11 @@ Status ImportRun::ResolveIndex() {
   if (index == nullptr)
     return Status(Code::kNotFound, "table '" + in_.target.table_name + "' has no index '" +
                                        setting_.IndexName + "'");
-  if (!setting_.KeyLookUp) return Status();
+  if (!setting_.KeyLookUp) return CheckOrder(*index);
+  if (index->Columns.size() > kMaxKeyFields)
+    return Refuse("The index '" + index->Name + "' has " + std::to_string(index->Columns.size()) +
+                  " key fields, and a record can be looked up by " + std::to_string(kMaxKeyFields) +
+                  " of them at most");
   if (const std::string missing = ResolveKeys(*index, plan_); !missing.empty())
     return Refuse(MissingKeyMessage(missing));
   if (plan_.keys.empty())
@@ -150,22 +185,20 @@ Status ImportRun::ResolveIndex() {
 }
 
 Status ImportRun::MakeWriter() {
-  const bool append_missing = setting_.AppendIfEof;
-  const bool dry_run = in_.options.dry_run;
+  const WriterOptions options{mode_, setting_.AppendIfEof, in_.options.dry_run, setting_.NullText};
   if (auto* rows = database::AsRowDatabase(*in_.target.database)) {
     // A host that watches records must see each one stored before it sees the next.
     using contract::Event;
     const bool watched = events_.Listens(Event::kBeforeFieldImport) ||
                          events_.Listens(Event::kValidateBeforePost) ||
                          events_.Listens(Event::kValidateAfterPost);
-    const bool grouped = !watched && mode_ == WriteMode::kAppend && !dry_run;
-    auto made = MakeSqlTarget(*rows, in_.target, in_.engine, plan_, conversion_, mode_,
-                              append_missing, dry_run, grouped ? this : nullptr);
+    const bool grouped = !watched && mode_ == WriteMode::kAppend && !options.dry_run;
+    auto made = MakeSqlTarget(*rows, in_.target, in_.engine, plan_, conversion_, options,
+                              grouped ? this : nullptr);
     if (!made.ok()) return Refuse(std::string(made.status().message()));
     writer_ = *std::move(made);
   } else {
-    writer_ = MakeRecordsetTarget(*in_.target.recordset, in_.engine, plan_, conversion_, mode_,
-                                  append_missing, dry_run);
+    writer_ = MakeRecordsetTarget(*in_.target.recordset, in_.engine, plan_, conversion_, options);
   }
   assignment_.emplace(setting_, plan_, conversion_, events_, in_.target.table_name);
   return Status();

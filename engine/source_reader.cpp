@@ -76,7 +76,9 @@ Result<std::unique_ptr<SourceReader>> TextSource::Open(const std::string& path,
   if (!reader.ok()) return reader.status();
   std::unique_ptr<TextSource> source(
       new TextSource(*std::move(reader), SplitRulesOf(setting, breaks)));
+  source->format_ = RecordFormatOf(setting);
   source->starting_line_ = setting.StartingLine;
+  source->heading_line_ = setting.HeadingLine;
   source->skip_blank_lines_ = setting.SkipBlankLines != 0;
   source->first_record_bytes_ = first_record_bytes;
   return std::unique_ptr<SourceReader>(std::move(source));
@@ -113,6 +115,26 @@ void TextSource::Mark(RecordMark& mark) {
 
 Status TextSource::Raw(const RecordMark& mark, std::string& out) {
   return reader_->ReadRaw(mark.offset, mark.size, out);
+}
+
+// Read from the file's start once more, since the columns are wanted before the first record.
+Result<std::optional<std::size_t>> TextSource::Columns() {
+  std::optional<std::size_t> columns;
+  Result<RecordReader> reader = RecordReader::Open(reader_->path(), format_);
+  if (!reader.ok()) return reader.status();
+  FieldValues fields;
+  for (std::int64_t line = 1; !reader->AtEnd(); ++line) {
+    std::span<char> record;
+    // What is wrong with a record is said when its turn comes.
+    if (!reader->ReadRecord(record).ok()) return std::optional<std::size_t>();
+    const bool heading =
+        line == heading_line_ || (heading_line_ == 0 && line + 1 == starting_line_);
+    if (record.empty() || (line < starting_line_ && !heading)) continue;
+    if (!rules_.Split(record, fields).ok()) return std::optional<std::size_t>();
+    columns = std::max(columns.value_or(0), fields.count());
+    if (line >= starting_line_) break;
+  }
+  return columns;
 }
 
 Result<std::int64_t> TextSource::Estimate() {
@@ -164,29 +186,44 @@ Status TableSource::GoToStart() {
 Status TableSource::Read(bool& taken) {
   arena_.clear();
   damaged_.clear();
+  altered_.clear();
   for (std::size_t i = 0; i < wanted_.size(); ++i) {
-    if (wanted_[i]) {
-      database::Field field = rows_->Fields(i);
-      database::Value value;
-      const std::size_t begin = arena_.size();
-      if (Status read = field.GetValue(value); !read.ok()) {
-        if (read.code() != Code::kCorrupt && read.code() != Code::kConversion) return read;
-        const bool shown = value.kind == values::Kind::kText;
-        damaged_.push_back({i, std::string(shown ? value.text : std::string_view()), read});
-      } else if (value.kind == values::Kind::kText) {
-        arena_ += value.text;
-      } else {
-        format_.Append(value, arena_);
-      }
-      if (field.Type() == values::TypeCode::kText || field.Type() == values::TypeCode::kMemo)
-        std::replace_if(
-            arena_.begin() + static_cast<std::ptrdiff_t>(begin), arena_.end(),
-            [](char c) { return c == base::kCr || c == base::kLf; }, ' ');
-    }
+    if (wanted_[i]) KV_TRY(ReadValue(i));
     ends_[i] = arena_.size();
   }
   taken = true;
   return Status();
+}
+
+Status TableSource::ReadValue(std::size_t field_no) {
+  database::Field field = rows_->Fields(field_no);
+  database::Value value;
+  const std::size_t begin = arena_.size();
+  const std::int64_t unreadable_before = rows_->UnreadableCharacters();
+  if (Status read = field.GetValue(value); !read.ok()) {
+    if (read.code() != Code::kCorrupt && read.code() != Code::kConversion) return read;
+    const bool shown = value.kind == values::Kind::kText;
+    damaged_.push_back({field_no, std::string(shown ? value.text : std::string_view()), read});
+  } else if (value.kind == values::Kind::kText) {
+    arena_ += value.text;
+  } else {
+    format_.Append(value, arena_);
+  }
+  const std::int64_t lost = rows_->UnreadableCharacters() - unreadable_before;
+  bool lines = false;
+  if (field.Type() == values::TypeCode::kText || field.Type() == values::TypeCode::kMemo) {
+    for (std::size_t i = begin; (i = arena_.find_first_of("\r\n", i)) != std::string::npos;) {
+      arena_[i] = ' ';
+      lines = true;
+    }
+  }
+  if (lost != 0 || lines) altered_.push_back({field_no, lost});
+  return Status();
+}
+
+Status TableSource::Original(std::size_t field_no, std::string& out) {
+  bool is_null = false;
+  return rows_->Fields(field_no).GetText(out, is_null);
 }
 
 Status TableSource::Split(FieldValues& fields) {

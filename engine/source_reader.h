@@ -2,6 +2,7 @@
 // Where the run's records come from: a text file cut by one of three rules, or the rows of a table.
 // Which of the two is decided once; the run then only sees texts numbered by source field.
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -43,6 +44,13 @@ struct DamagedValue {
   Status why;
 };
 
+/// A value of a source record that is not what its table holds: the ANSI page lacks characters of
+/// it, or its line ends became blanks.
+struct AlteredValue {
+  std::size_t field_no = 0;  // of the source record
+  std::int64_t lost_characters = 0;
+};
+
 class SourceReader {
  public:
   virtual ~SourceReader() = default;
@@ -62,6 +70,10 @@ class SourceReader {
   virtual Status Raw(const RecordMark& mark, std::string& out) = 0;
   /// Bytes of a text file before its first line to import; known once that line was read.
   virtual std::uint64_t preface_bytes() const noexcept { return 0; }
+  /// Columns of the source: of a table its fields; of a text those of its heading, the line before
+  /// the first one to import, or of its first record, whichever has more. Nothing where that cannot
+  /// be told without reading what can only be read once.
+  virtual Result<std::optional<std::size_t>> Columns() = 0;
   /// Records that a whole run reads, as far as can be told now.
   virtual Result<std::int64_t> Estimate() = 0;
   /// Goes to the first record to import; nothing for text.
@@ -76,12 +88,22 @@ class SourceReader {
   /// Damaged values of the record read; their texts among the fields are empty.
   const std::vector<DamagedValue>& damaged() const noexcept { return damaged_; }
 
+  /// Altered values of the record read; empty for nearly every record.
+  const std::vector<AlteredValue>& altered() const noexcept { return altered_; }
+  bool Altered(std::size_t field_no) const noexcept {
+    return std::any_of(altered_.begin(), altered_.end(),
+                       [&](const AlteredValue& value) { return value.field_no == field_no; });
+  }
+  /// An altered value of the record read, with its line ends.
+  virtual Status Original(std::size_t field_no, std::string& out) = 0;
+
   /// Lines read so far, or the current row, from 1.
   std::int64_t line_number() const noexcept { return line_number_; }
 
  protected:
   std::int64_t line_number_ = 0;
   std::vector<DamagedValue> damaged_;
+  std::vector<AlteredValue> altered_;
 };
 
 class TextSource final : public SourceReader {
@@ -98,20 +120,24 @@ class TextSource final : public SourceReader {
   void Mark(RecordMark& mark) override;
   Status Raw(const RecordMark& mark, std::string& out) override;
   std::uint64_t preface_bytes() const noexcept override { return preface_bytes_; }
+  Result<std::optional<std::size_t>> Columns() override;
   Result<std::int64_t> Estimate() override;
   std::int64_t replaced_characters() const noexcept override {
     return reader_ ? reader_->replaced_characters() : replaced_characters_;
   }
   std::int64_t unclosed_delimiters() const noexcept override { return unclosed_delimiters_; }
+  Status Original(std::size_t, std::string&) override { return Status(); }
   Status Close() override;
 
  private:
   TextSource(textsource::RecordReader reader, textsource::SplitRules rules);
 
   std::optional<textsource::RecordReader> reader_;
+  textsource::RecordFormat format_;
   textsource::SplitRules rules_;
   std::span<char> record_;
   std::int64_t starting_line_ = 1;
+  std::int64_t heading_line_ = 0;  // 0: the one before the first
   bool skip_blank_lines_ = false;
   std::int64_t first_record_bytes_ = 0;
   std::uint64_t preface_bytes_ = 0;
@@ -137,11 +163,15 @@ class TableSource final : public SourceReader {
   Status Advance() override;
   void Mark(RecordMark& mark) override;
   Status Raw(const RecordMark& mark, std::string& out) override;
+  Result<std::optional<std::size_t>> Columns() override { return std::optional(ends_.size()); }
   Result<std::int64_t> Estimate() override;
+  Status Original(std::size_t field_no, std::string& out) override;
   Status GoToStart() override;
   Status Close() override;
 
  private:
+  Status ReadValue(std::size_t field_no);
+
   std::unique_ptr<database::Database> database_;
   std::unique_ptr<database::Recordset> rows_;
   const values::ValueFormat& format_;

@@ -16,14 +16,14 @@ using database::PostMode;
 class SqlTarget final : public TargetWriter, private database::RowReceiver {
  public:
   SqlTarget(catalog::Target& target, const database::DBEngine& engine, const FieldPlan& plan,
-            TextConversion& conversion, WriteMode mode, bool append_missing_keys, bool dry_run)
+            TextConversion& conversion, const WriterOptions& options)
       : target_(target),
         format_(engine.Format()),
         plan_(plan),
-        keys_(plan, conversion, engine.Format()),
-        mode_(mode),
-        append_missing_keys_(append_missing_keys),
-        dry_run_(dry_run),
+        keys_(plan, conversion, engine.Format(), *target.recordset, options.null_text),
+        mode_(options.mode),
+        append_missing_keys_(options.append_missing_keys),
+        dry_run_(options.dry_run),
         row_(plan.fields.size()),
         texts_(plan.fields.size()) {}
 
@@ -52,7 +52,12 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
                   RefusedValue& refused) override {
     place = append || mode_ == WriteMode::kAppend ? Place::kNew : Place::kFound;
     if (place == Place::kNew) return Status();
-    KV_TRY(keys_.Take(values, refused));
+    bool fits = false;
+    KV_TRY(keys_.Take(values, fits, refused));
+    if (!fits) {
+      place = append_missing_keys_ ? Place::kNew : Place::kMissing;
+      return Status();
+    }
     for (std::size_t i = 0; i < plan_.keys.size(); ++i) Keep(plan_.keys[i], keys_.values()[i]);
     return Status();
   }
@@ -63,13 +68,23 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     return Status();
   }
 
-  Status Assign(const AssignedField& field, std::string_view text) override {
+  Status Assign(const AssignedField& field, std::string_view text, bool is_null,
+                bool& changed) override {
+    const database::Recordset& set = *target_.recordset;
+    const database::FieldDef& def = set.Def().Fields[field.position];
     values::Value value;
-    KV_TRY(format_.Parse(text, field.type, value, digits_));
-    if (value.kind == values::Kind::kText && value.text.empty() &&
-        !target_.recordset->Def().Fields[field.position].AllowZeroLength)
+    if (!is_null) KV_TRY(format_.Parse(text, field.type, value, digits_));
+    if (value.kind == values::Kind::kText && value.text.empty() && !def.AllowZeroLength)
       value = values::Value::Null();
+    KV_TRY(database::CheckFit(def, set.Keeps(field.position), value, changed));
     Keep(static_cast<std::size_t>(&field - plan_.fields.data()), value);
+    return Status();
+  }
+
+  Status Kept(const AssignedField& field, std::string& out) override {
+    out.clear();
+    values::AppendKept(row_[static_cast<std::size_t>(&field - plan_.fields.data())],
+                       target_.recordset->Keeps(field.position), format_, out);
     return Status();
   }
 
@@ -132,10 +147,9 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
 
 Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(
     database::RowDatabase& database, catalog::Target& target, const database::DBEngine& engine,
-    const FieldPlan& plan, TextConversion& conversion, WriteMode mode, bool append_missing_keys,
-    bool dry_run, database::RowReceiver* receiver) {
-  auto writer = std::make_unique<SqlTarget>(target, engine, plan, conversion, mode,
-                                            append_missing_keys, dry_run);
+    const FieldPlan& plan, TextConversion& conversion, const WriterOptions& options,
+    database::RowReceiver* receiver) {
+  auto writer = std::make_unique<SqlTarget>(target, engine, plan, conversion, options);
   KV_TRY(writer->MakePoster(database, receiver));
   return std::unique_ptr<TargetWriter>(std::move(writer));
 }

@@ -46,7 +46,11 @@ class TargetWriter {
                           RefusedValue& refused) = 0;
   /// What a field of the record being changed holds; Null in a new one.
   virtual Status Current(const AssignedField& field, std::string& out, bool& is_null) = 0;
-  virtual Status Assign(const AssignedField& field, std::string_view value) = 0;
+  /// Assigns a text, or Null. `changed` is set for one that the field keeps other than it is.
+  virtual Status Assign(const AssignedField& field, std::string_view value, bool is_null,
+                        bool& changed) = 0;
+  /// What a field that was just assigned keeps, as text; "" for Null.
+  virtual Status Kept(const AssignedField& field, std::string& out) = 0;
   /// Stores the record. `place` tells of a server that only now found no such key. A grouped
   /// writer only takes the record: what becomes of it goes to the receiver, in the order of the
   /// records, during this or a later call.
@@ -54,6 +58,8 @@ class TargetWriter {
   virtual bool Grouped() const noexcept { return false; }
   /// Stores the records that wait; harmless when none do.
   virtual Status Flush() { return Status(); }
+  /// Brings what was stored to the disk, at the end of a run.
+  virtual Status WriteOut() { return Status(); }
   /// In an update in order: goes to the next record.
   virtual Status MoveOn() = 0;
   /// Abandons a record begun.
@@ -65,18 +71,24 @@ class TargetWriter {
   virtual std::int64_t replaced_characters() const noexcept = 0;
 };
 
-/// `plan` and `conversion` outlive the writer. With `dry_run` nothing is emptied or stored.
+struct WriterOptions {
+  WriteMode mode = WriteMode::kAppend;
+  bool append_missing_keys = false;  // a key that is not found makes a new record
+  bool dry_run = false;              // nothing is emptied or stored
+  std::string null_text{};           // among the keys; empty for none
+};
+
+/// `plan` and `conversion` outlive the writer.
 std::unique_ptr<TargetWriter> MakeRecordsetTarget(database::Recordset& recordset,
                                                   const database::DBEngine& engine,
                                                   const FieldPlan& plan, TextConversion& conversion,
-                                                  WriteMode mode, bool append_missing_keys,
-                                                  bool dry_run);
+                                                  const WriterOptions& options);
 /// The target takes records as values through `database`. With a `receiver` (which outlives the
 /// writer) records may be posted in groups where the database can do so and the mode only appends.
 /// Fails with `kInvalidArgument` for a name that no statement can hold.
 Result<std::unique_ptr<TargetWriter>> MakeSqlTarget(
     database::RowDatabase& database, catalog::Target& target, const database::DBEngine& engine,
-    const FieldPlan& plan, TextConversion& conversion, WriteMode mode, bool append_missing_keys,
-    bool dry_run, database::RowReceiver* receiver);
+    const FieldPlan& plan, TextConversion& conversion, const WriterOptions& options,
+    database::RowReceiver* receiver);
 
 }  // namespace kelvorin::engine

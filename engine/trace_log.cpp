@@ -53,11 +53,12 @@ Status TraceLog::Footer(std::string_view date_time, std::int64_t imported) {
   return Write(entry);
 }
 
-Status TraceLog::Close() {
+Status TraceLog::Close(bool to_disk) {
   if (!file_) return Status();
+  Status synced = to_disk ? file_->Sync() : Status();
   Status closed = file_->Close();
   file_.reset();
-  return closed;
+  return synced.ok() ? std::move(closed) : std::move(synced);
 }
 
 std::string GeneralDate(const base::LocalTime& time, const values::ValueFormat& format) {

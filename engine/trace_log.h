@@ -28,8 +28,8 @@ class TraceLog {
   /// Any other entry, exactly as it shall stand.
   Status Write(std::string_view entry);
   Status Footer(std::string_view date_time, std::int64_t imported);
-  /// Harmless when not open.
-  Status Close();
+  /// With `to_disk` waits until the log is there. Harmless when not open.
+  Status Close(bool to_disk);
 
  private:
   std::optional<base::OutputFile> file_;

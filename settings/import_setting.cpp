@@ -51,7 +51,8 @@ void SetDefaultSetting(ImportSetting& setting, textsource::BreakList& breaks,
   for (std::int32_t* number :
        {&setting.AnsiPage, &setting.OemPage, &setting.QuotedLineEnds, &setting.QuotesAtStart,
         &setting.MergeSeparators, &setting.AnyLineEnd, &setting.HtmlCells, &setting.Trim,
-        &setting.SkipBlankLines, &setting.HeadingLine, &setting.IgnoreExtraFields})
+        &setting.SkipBlankLines, &setting.HeadingLine, &setting.IgnoreExtraFields,
+        &setting.ExactValues})
     *number = 0;
   setting.RecGap = 1;
   for (std::string* text :

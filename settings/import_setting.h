@@ -97,6 +97,7 @@ struct ImportSetting {
   std::int32_t HeadingLine = 0;        // record that names the columns; 0 the one before the first
   std::int32_t IgnoreExtraFields = 0;  // 1: fields behind the 251st are left out
   std::int32_t RecGap = 1;             // bytes behind each record of RecSeparator 4
+  std::int32_t ExactValues = 0;        // 1: a value that would be kept other than it is, fails
   std::string DateOrder;               // "dmy", "mdy" or "ymd"
   std::string Decimal;                 // the decimal sign
   std::string NullText;                // text that stands for Null

@@ -42,7 +42,8 @@ constexpr ExtraNumber kExtraNumbers[] = {{"AnsiPage", &ImportSetting::AnsiPage},
                                          {"SkipBlankLines", &ImportSetting::SkipBlankLines},
                                          {"HeadingLine", &ImportSetting::HeadingLine},
                                          {"IgnoreExtraFields", &ImportSetting::IgnoreExtraFields},
-                                         {"RecGap", &ImportSetting::RecGap, 1}};
+                                         {"RecGap", &ImportSetting::RecGap, 1},
+                                         {"ExactValues", &ImportSetting::ExactValues}};
 constexpr std::array<std::pair<std::string_view, std::string ImportSetting::*>, 4> kExtraTexts{
     {{"DateOrder", &ImportSetting::DateOrder},
      {"Decimal", &ImportSetting::Decimal},

@@ -237,16 +237,12 @@ Status ValueFormat::Parse(std::string_view text, TypeCode type, Value& out,
   out.text = {};
   out.narrowed = out.time_only = false;
   if (IsText(type)) {
-    if (!options_.null_text.empty() && text == options_.null_text) {
-      out.kind = Kind::kNull;
-    } else {
-      out.kind = Kind::kText;
-      out.text = text;
-    }
+    out.kind = Kind::kText;
+    out.text = text;
     return Status();
   }
   text = WithoutBlanks(text);
-  if (text.empty() || (!options_.null_text.empty() && text == WithoutBlanks(options_.null_text))) {
+  if (text.empty()) {
     out.kind = Kind::kNull;
     return Status();
   }

@@ -22,7 +22,6 @@ struct FormatOptions {
   char thousands = ',';        // '\0' none; must differ from `decimal`
   std::string currency = "$";  // sign accepted before or after a Currency value
   char date_separator = '-';   // used when a date is written in another order than year first
-  std::string null_text{};  // additional text that reads as Null (besides empty); unused when empty
 };
 
 class ValueFormat {
@@ -36,8 +35,8 @@ class ValueFormat {
   const FormatOptions& options() const noexcept { return options_; }
 
   /// Text to a value of a field of type `type`. Blanks around a value are ignored for every type
-  /// but text. An empty (or all blank) text, or `null_text`, gives Null for every type but text;
-  /// for text types the value is the text itself, and only `null_text` gives Null.
+  /// but text. An empty (or all blank) text gives Null for every type but text; for text types the
+  /// value is the text itself.
   /// `scratch` may receive the exact digits that `out.text` then points to; it must live as long as
   /// `out`. Fails with `kConversion`, the message naming the text and what was expected
   /// ("'13/1/2020' is no date in the order month/day/year"); overflow is a failure, never a guess.

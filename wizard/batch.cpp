@@ -27,7 +27,9 @@ const engine::RunResult& frmKelvorin::RunJob(const Job& job) {
   if (status.ok()) status = OpenJob(job);
   if (status.ok()) {
     batch_step_ = BatchStep::kRun;
-    result_ = StartImport(job.options);
+    engine::RunOptions options = job.options;
+    if (job.setting_name) options.settings_file = job.ini_file;
+    result_ = StartImport(options);
   } else {
     ReportFailure(job, status);
   }
@@ -118,7 +120,9 @@ engine::RunInputs frmKelvorin::Inputs(const engine::RunOptions& options) {
 }
 
 engine::RunResult frmKelvorin::StartImport(const engine::RunOptions& options) {
-  return engine::StartImport(Inputs(options));
+  engine::RunOptions all = options;
+  if (all.settings_file.empty()) all.settings_file = caller_->properties().IniFile;
+  return engine::StartImport(Inputs(all));
 }
 
 engine::RunResult frmKelvorin::DoImport(contract::ProgressView* progress,

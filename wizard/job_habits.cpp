@@ -46,7 +46,6 @@ Status JobHabits::Apply(const settings::ImportSetting& setting) {
     if (options.thousands == options.decimal)
       options.thousands = options.decimal == ',' ? '.' : ',';
   }
-  if (!setting.NullText.empty()) options.null_text = setting.NullText;
   KV_TRY(base::SetAnsiPage(ansi_page_));
   if (setting.AnsiPage != 0 && !engine::ReadsByConversion(setting))
     KV_TRY(base::SetAnsiPage(setting.AnsiPage));

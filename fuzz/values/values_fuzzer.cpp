@@ -31,8 +31,7 @@ const ValueFormat& FormatOf(std::uint8_t habits) {
                    .date_separator = '.'}),
       ValueFormat({.date_order = DateOrder::kMonthDayYear,
                    .thousands = ' ',
-                   .date_separator = '/',
-                   .null_text = "NULL"}),
+                   .date_separator = '/'}),
       ValueFormat(
           {.date_order = DateOrder::kDayMonthYear, .thousands = '\'', .date_separator = ' '}),
   };

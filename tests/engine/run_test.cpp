@@ -70,13 +70,11 @@ TEST_CASE("Text is cut by the rule of its kind") {
   rig.FromText("axe  3 rest\r\nsaw  12rest\r\n");
   rig.setting.TypeFormat = 1;
   REQUIRE((rig.breaks.AddFixedBreak(7).ok() && rig.breaks.AddFixedBreak(5).ok()));
-  rig.setting.RecLength = 6;
   CHECK(rig.Counts() == "2 2 0 0");
-  rig.setting.RecLength = 0;
   rig.FromText("<tr><td>pin</td><td>4</td></tr>\r\n");
   rig.setting.TypeFormat = 2;
   CHECK(rig.Counts() == "1 1 0 0");
-  CHECK(rig.Rows() == "axe  ,3 | saw  ,1 | pin,4");
+  CHECK(rig.Rows() == "axe  ,3 | saw  ,12 | pin,4");
 }
 
 TEST_CASE("A table source hands over its texts without line ends and nothing binary") {
@@ -210,16 +208,17 @@ TEST_CASE("The import file is deleted only when nothing of it can be missed") {
   struct Row {
     const char* name;
     const char* text;
-    bool dry_run, limit;
+    bool dry_run, limit, rejects;
     bool deleted;
     const char* rows;  // a dry run leaves the target as it was
   };
   const Row kRows[] = {
-      {"imported", "a,1\r\n", false, false, true, "a,1"},
-      {"with a rejected record", "a,1\r\nb,x\r\n", false, false, true, "a,1"},
-      {"nothing imported", "b,x\r\n", false, false, false, ""},
-      {"dry run", "a,1\r\nb,x\r\n", true, false, false, "old,1"},
-      {"stopped by the error limit", "a,1\r\nb,x\r\nc,3\r\n", false, true, false, "a,1"},
+      {"imported", "a,1\r\n", false, false, false, true, "a,1"},
+      {"with a rejected record", "a,1\r\nb,x\r\n", false, false, false, false, "a,1"},
+      {"which stands in the reject file", "a,1\r\nb,x\r\n", false, false, true, true, "a,1"},
+      {"nothing imported", "b,x\r\n", false, false, true, false, ""},
+      {"dry run", "a,1\r\nb,x\r\n", true, false, true, false, "old,1"},
+      {"stopped by the error limit", "a,1\r\nb,x\r\nc,3\r\n", false, true, true, false, "a,1"},
   };
   for (const Row& row : kRows) {
     CAPTURE(row.name);
@@ -231,11 +230,34 @@ TEST_CASE("The import file is deleted only when nothing of it can be missed") {
     rig.setting.LimitErrors = row.limit;
     rig.setting.nErrorStop = 1;
     rig.options.dry_run = row.dry_run;
+    if (row.rejects) rig.setting.RejectFile = rig.folder.File("rejected");
     if (row.dry_run) rig.host.after_post = [](bool&) { FAIL("nothing was posted"); };
     rig.Run();
     CHECK(base::FileExists(rig.source.file_name) == !row.deleted);
     CHECK(rig.Rows() == row.rows);
+    CHECK(base::FileExists(rig.folder.File("rejected")) == (row.rejects && !row.dry_run));
   }
+  // Not all of it was read, or it is not certain to be stored.
+  for (const int how : {0, 1, 2}) {
+    CAPTURE(how);
+    RunRig rig;
+    rig.Holds({{"old", "1", "<null>", "<null>", "<null>"}});
+    rig.FromText("a,1\r\nb,2\r\nc,3\r\n");
+    rig.Map({0, 1});
+    rig.setting.DeleteImportFile = true;
+    if (how == 0) rig.setting.MaxLines = 1;
+    if (how == 1) rig.setting.AppendRecords = false;  // one record to update
+    if (how == 2) rig.memory.FailNext("Flush", 1, Status(Code::kIo, "disk full"));
+    CHECK(rig.Run().fatal.has_value() == (how == 2));
+    CHECK(base::FileExists(rig.source.file_name));
+  }
+  RunRig rig;
+  rig.FromText("a,1\r\nb,2\r\n\r\n");
+  rig.Map({0, 1});
+  rig.setting.DeleteImportFile = true;
+  rig.setting.MaxLines = 2;  // all that there are
+  rig.Run();
+  CHECK_FALSE(base::FileExists(rig.source.file_name));
 }
 
 TEST_CASE("Rejected records go to a file that the same job can import") {

@@ -67,6 +67,7 @@ ImportSetting Filled() {
   s.FieldMap[250] = {"LAST", 10, 1, -1, true, 250};
   s.AnsiPage = 65001;
   s.OemPage = 850;
+  s.ExactValues = 1;
   s.DateOrder = "dmy";
   s.Decimal = ",";
   s.NullText = " n/a";
@@ -114,7 +115,7 @@ TEST_CASE("a full job, saved and loaded") {
         "DeleteImportFile=1\nField0=2\nField2=0\nFieldInfo2=4\nField250=250\nnbFields=3\n"
         "Offset0=0\nLength0=3\nOffset2=3\nLength2=7\nOffset250=10\nLength250=1\nnbBreaks=2\n"
         "Break0=7\nBreak1=3\nSourceDBName=\"/data/a b.txt \"\nSourceTableName=T\nAnsiPage=65001\n"
-        "OemPage=850\nDateOrder=dmy\nDecimal=,\nNullText=\" n/a\"\nRejectFile=r.txt\n"
+        "OemPage=850\nExactValues=1\nDateOrder=dmy\nDecimal=,\nNullText=\" n/a\"\nRejectFile=r.txt\n"
         "\n[settings]\nj=\n");
 
   // The names of the fields are not stored; the table that is open has them.

@@ -259,6 +259,7 @@ class MemoryRecordset final : public database::Recordset {
     Enter("Delete");
     table_->Delete(row_no_);
   }
+  void DoFlush() override { store_->Meet("Flush", Def().Name); }
   void DoClose() override { Enter("Close", Def().Name); }
 
   std::shared_ptr<Store> store_;

@@ -1,0 +1,148 @@
+#include "engine/same_files.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
+#include "base/case_map.h"
+#include "contract/enums.h"
+#include "engine/trace_log.h"
+
+namespace kelvorin::engine {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A file of the job, with what to call it in a message.
+struct JobFile {
+  std::string path;
+  std::string words;
+};
+
+/// Extensions of tables, memos and indexes; those of Paradox indexes are X or Y and two digits.
+bool IsTablePart(std::string_view path) {
+  static constexpr std::array<std::string_view, 12> kExtensions{
+      "DBF", "DBT", "FPT", "MDX", "CDX", "NDX", "IDX", "INF", "DB", "MB", "PX", "VAL"};
+  const std::string extension = base::UpperAscii(base::ExtensionPart(path));
+  if (extension.size() == 3 && (extension[0] == 'X' || extension[0] == 'Y')) return true;
+  return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+}
+
+// Everything in the folder of a table that a table driver may write; or the one file of a database
+// with its lock file.
+void AddDatabase(const std::string& name, std::string_view words, std::vector<JobFile>& files) {
+  if (name.empty()) return;
+  if (!base::FolderExists(name)) {
+    files.push_back({name, std::string(words)});
+    const std::string_view folder = base::FolderPart(name);
+    for (const char* lock : {".ldb", ".laccdb"})
+      files.push_back({base::JoinPath(folder, std::string(base::BaseNamePart(name)) + lock),
+                       "the lock file of " + std::string(words)});
+    return;
+  }
+  const Result<std::vector<std::string>> entries = base::ListFolder(name);
+  if (!entries.ok()) return;  // said when the table is opened
+  for (const std::string& entry : *entries)
+    if (IsTablePart(entry))
+      files.push_back(
+          {base::JoinPath(name, entry), "a file of tables in the folder of " + std::string(words)});
+}
+
+// The file of a table that has one of its own: those of a database that is a folder.
+std::string FileOf(const database::Recordset& set) {
+  const std::string& name = set.Home().Name();
+  const std::string folder = name.empty() ? "." : name;
+  if (!base::FolderExists(folder)) return {};
+  for (const char* extension : {".DBF", ".DB"})
+    if (const auto found = base::FindIgnoringCase(folder, set.Def().Name + extension))
+      return *found;
+  return {};
+}
+
+std::vector<JobFile> FilesRead(const RunInputs& inputs) {
+  std::vector<JobFile> files;
+  const bool text = contract::IsTextKind(static_cast<std::int16_t>(inputs.setting.TypeFormat));
+  if (text) {
+    files.push_back({inputs.source.file_name, "the import file"});
+  } else if (inputs.setting.TypeFormat != contract::kOdbc) {
+    const std::string& name = inputs.source.SourceDBName;
+    AddDatabase(name.empty() ? "." : name, "the source", files);
+  }
+  return files;
+}
+
+std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
+  std::vector<JobFile> files;
+  if (inputs.options.dry_run) return files;
+  const settings::ImportSetting& setting = inputs.setting;
+  if (setting.Trace)
+    files.push_back(
+        {setting.LogFileName.empty() ? std::string(kDefaultLogName) : setting.LogFileName,
+         "the log"});
+  if (!setting.RejectFile.empty()) {
+    files.push_back({setting.RejectFile, "the reject file"});
+    files.push_back({setting.RejectFile + ".reasons", "the reject file's reasons"});
+  }
+  return files;
+}
+
+Status SameFile(const JobFile& a, const JobFile& b) {
+  std::string text(a.words);
+  text[0] = base::ToUpperAscii(text[0]);
+  return Status(Code::kInvalidArgument, text + " '" + a.path + "' is " + b.words + " '" + b.path +
+                                            "': the import would destroy it; name another file");
+}
+
+}  // namespace
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+  if (a.empty() || b.empty()) return false;
+  std::error_code error;
+  if (fs::equivalent(a, b, error)) return true;
+  if (!error) return false;
+  // At least one is not there: then they are one when they have the same name.
+  const fs::path one = fs::weakly_canonical(fs::absolute(a, error), error);
+  const fs::path other = fs::weakly_canonical(fs::absolute(b, error), error);
+  return !error && one == other;
+}
+
+bool IsSameTable(const database::Recordset& a, const database::Recordset& b) {
+  if (a.Home().IsOdbc() || b.Home().IsOdbc()) return false;
+  const std::string file_a = FileOf(a), file_b = FileOf(b);
+  if (!file_a.empty() || !file_b.empty()) return IsSameFile(file_a, file_b);
+  return IsSameFile(a.Home().Name(), b.Home().Name()) &&
+         base::EqualAnyCase(a.Def().Name, b.Def().Name);
+}
+
+Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
+  reads_rejects = false;
+  const std::vector<JobFile> written = FilesWritten(inputs);
+  std::vector<JobFile> kept = FilesRead(inputs);
+  const bool text = contract::IsTextKind(static_cast<std::int16_t>(inputs.setting.TypeFormat));
+  const std::size_t sources = kept.size();
+  if (inputs.target.database != nullptr && !inputs.target.database->IsOdbc())
+    AddDatabase(std::string(inputs.target.database->Name()), "the target", kept);
+  for (std::size_t i = sources; text && i < kept.size(); ++i)
+    if (IsSameFile(kept[0].path, kept[i].path)) return SameFile(kept[0], kept[i]);
+  if (!inputs.options.settings_file.empty()) {
+    kept.push_back({inputs.options.settings_file, "the settings file"});
+    if (text && IsSameFile(kept[0].path, kept.back().path)) return SameFile(kept[0], kept.back());
+  }
+  for (std::size_t i = 0; i < written.size(); ++i) {
+    for (std::size_t j = i + 1; j < written.size(); ++j)
+      if (IsSameFile(written[i].path, written[j].path)) return SameFile(written[i], written[j]);
+    for (std::size_t j = 0; j < kept.size(); ++j) {
+      if (!IsSameFile(written[i].path, kept[j].path)) continue;
+      if (!text || j != 0 || written[i].path != inputs.setting.RejectFile)
+        return SameFile(written[i], kept[j]);
+      reads_rejects = true;
+    }
+  }
+  return Status();
+}
+
+}  // namespace kelvorin::engine

@@ -1,0 +1,27 @@
+#pragma once
+// Which files a job reads and writes, and whether two of them are one: a run that writes over its
+// own source, target or settings is refused before anything is opened for writing.
+
+#include <string>
+#include <string_view>
+
+#include "base/status.h"
+#include "database/recordset.h"
+#include "engine/import_run.h"
+
+namespace kelvorin::engine {
+
+/// Whether two paths lead to one file or folder, through whatever links; of files that are not
+/// there yet, whether they would be one.
+bool IsSameFile(const std::string& a, const std::string& b);
+
+/// Whether both hold the records of one table, also where one of them is a link to it. A server's
+/// tables are compared by the database that holds them.
+bool IsSameTable(const database::Recordset& a, const database::Recordset& b);
+
+/// Fails with `kInvalidArgument` where log, reject file, source, target and settings file are not
+/// all different files; tables count with their memo and index files. The one exception: a text
+/// source may be the job's reject file, which `reads_rejects` then tells.
+Status CheckFiles(const RunInputs& inputs, bool& reads_rejects);
+
+}  // namespace kelvorin::engine
