@@ -26,7 +26,11 @@ struct FieldDef {
   /// Declared size: Text and Binary in characters or bytes as the format counts them, numbers their
   /// storage width, Memo and LongBinary 0.
   std::int32_t Size = 0;
-  std::int32_t Decimals = 0;    // digits behind the point where a format declares them
+  std::int32_t Decimals = 0;  // digits behind the point where a format declares them
+  /// Of a number kept in decimal form: the places it has, as the format counts them (dBASE counts
+  /// sign and point, others digits alone). In a request: what the user wants, whatever `Size` says.
+  /// 0 where none are declared.
+  std::int32_t Digits = 0;
   bool Required = false;        // Null is refused
   bool AllowZeroLength = true;  // text of length zero is told apart from Null and accepted
   bool AutoIncrement = false;
@@ -36,6 +40,9 @@ struct FieldDef {
   /// differs: a number kept as decimal digits, a date without a time of day, a truth value without
   /// Null.
   values::Resolution Keeps;
+  /// The driver's own words for type and width. A table made by the same driver gets just that
+  /// where its version has it; every other driver goes by the members above. Empty for none.
+  std::string Native;
   /// What the database's own program wants of values, as an expression of its own; shown, never
   /// checked. Empty for none.
   std::string ValidationRule;

@@ -309,10 +309,10 @@ Status ImportRun::Refuse(std::string text) {
 }
 
 Status ImportRun::Note(std::string text) {
-  if (in_.options.observer != nullptr) in_.options.observer->OnNote(text);
+  const bool told = in_.options.observer != nullptr && in_.options.observer->OnNote(text);
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
   KV_TRY(log_.Write(text + std::string(base::kCrLf)));
-  result_.notices.push_back(std::move(text));
+  if (!told) result_.notices.push_back(std::move(text));
   return Status();
 }
 

@@ -36,8 +36,9 @@ class RunObserver {
   virtual ~RunObserver() = default;
   /// Called once for each rejected record, after its error was reported. A failure ends the run.
   virtual Status OnReject(const RejectedRecord& record) = 0;
-  /// Something that the user should know: told before the first record, or at the end.
-  virtual void OnNote(std::string_view /*text*/) {}
+  /// Something that the user should know: told before the first record, or at the end. False where
+  /// nobody hears it; the run's result then tells it.
+  virtual bool OnNote(std::string_view /*text*/) { return false; }
 };
 
 struct RunOptions {

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <random>
+#include <system_error>
 
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/output.h"
@@ -9,6 +12,7 @@
 #include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "catalog/source.h"
+#include "catalog/source_kinds.h"
 #include "contract/enums.h"
 #include "engine/source_reader.h"
 #include "mapping/field_mapping.h"
@@ -81,6 +85,73 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   return Status();
 }
 
+constexpr std::string_view kXbaseWords = "xBase ";
+
+bool IsXbaseKind(std::int16_t kind) {
+  const catalog::SourceKind* row = catalog::FindSourceKind(kind);
+  return row != nullptr && row->family == catalog::Family::kXbase;
+}
+
+// A number with so many digits, as the narrowest type that holds all of them.
+void SetDigits(FieldDef& field, std::int32_t digits) {
+  constexpr std::int32_t kOfInteger = 4, kOfLong = 9, kOfDouble = 15;
+  const bool whole = field.Decimals == 0;
+  field.Type = whole && digits <= kOfInteger ? TypeCode::kInteger
+               : whole && digits <= kOfLong  ? TypeCode::kLong
+               : digits <= kOfDouble         ? TypeCode::kDouble
+                                             : TypeCode::kDecimal;
+  const bool decimal = field.Type == TypeCode::kDecimal;
+  field.Size = field.Digits = decimal ? digits : 0;
+  if (!decimal) field.Decimals = 0;
+}
+
+// A decimal number in a table that counts sign and point as places; text where it has too few.
+void SetPlaces(FieldDef& field, std::int32_t digits, std::int32_t most) {
+  constexpr std::int32_t kMostDecimals = 15;
+  const std::int32_t point = field.Decimals > 0 ? 1 : 0;
+  field.Digits = std::min(digits + point + 1, most);
+  if (digits + point <= most && field.Decimals <= kMostDecimals &&
+      (point == 0 || field.Decimals <= field.Digits - 2))
+    return;
+  field.Type = TypeCode::kText;
+  field.Size = digits + point + 2;
+  field.Digits = field.Decimals = 0;
+}
+
+// A field of the source as the target is to make it: of its own kind just as it is, else the
+// narrowest that holds every value.
+void FitToTarget(std::int16_t target_kind, FieldDef& field) {
+  constexpr std::int32_t kDbase3Places = 19, kPlaces = 20;
+  const bool from_xbase = field.Native.starts_with(kXbaseWords);
+  const bool to_xbase = IsXbaseKind(target_kind);
+  const bool decimal = field.Type == TypeCode::kNumeric || field.Type == TypeCode::kDecimal;
+  if (from_xbase && !to_xbase && field.Digits > 0) {
+    SetDigits(field, field.Digits - (field.Decimals > 0 ? 1 : 0));
+  } else if (decimal && !from_xbase) {
+    const std::int32_t digits = field.Digits > 0 ? field.Digits : field.Size;
+    if (to_xbase && digits > 0)
+      SetPlaces(field, digits,
+                target_kind == static_cast<std::int16_t>(contract::TypeConnect::DBase3)
+                    ? kDbase3Places
+                    : kPlaces);
+    else if (!to_xbase)
+      field.Size = field.Digits = digits;
+  }
+}
+
+// Names that differ only in case, or not at all, get a number.
+void MakeNamesUnique(std::vector<FieldDef>& fields) {
+  for (std::size_t i = 1; i < fields.size(); ++i) {
+    const std::string name = fields[i].Name;
+    const auto taken = [&] {
+      return std::any_of(
+          fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(i),
+          [&](const FieldDef& other) { return base::EqualIgnoreCase(other.Name, fields[i].Name); });
+    };
+    for (int number = 2; taken(); ++number) fields[i].Name = name + "_" + std::to_string(number);
+  }
+}
+
 // In the engine of the open target: source and target may be one file, which only one engine
 // shares.
 Status ReadTableFields(const ImportJob& job, const std::string& password,
@@ -127,6 +198,41 @@ void TakeOverIndexes(database::Database& target, const TableDef& made, const Tab
 
 }  // namespace
 
+ScratchTarget::~ScratchTarget() {
+  std::error_code ignored;
+  std::filesystem::remove_all(folder_, ignored);
+}
+
+bool HasTable(const catalog::TargetAddress& target, const std::string& table) {
+  const Result<OpenDatabase> open = Open(target, Access::kRead);
+  return open.ok() && open->database->FindTableDef(table).ok();
+}
+
+Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting& setting,
+                         std::optional<ScratchTarget>& scratch) {
+  namespace fs = std::filesystem;
+  if (target.kind == contract::kOdbc)
+    return Status(Code::kNotSupported,
+                  "--dry-run with --create: a table of a server cannot be made on trial; make it "
+                  "first, or leave one of the two out");
+  std::error_code error;
+  const fs::path start = fs::temp_directory_path(error);
+  std::random_device random;
+  for (int tries = 0; !error && tries < 100; ++tries) {
+    const fs::path folder = start / ("kelvorin-trial-" + std::to_string(random()));
+    if (!fs::create_directory(folder, error)) continue;
+    fs::permissions(folder, fs::perms::owner_all, error);
+    scratch.emplace(folder.string());
+    const bool is_file = target.kind == contract::kAccess;
+    target.DataBaseName =
+        is_file ? (folder / fs::path(target.DataBaseName).filename()).string() : folder.string();
+    setting.Trace = setting.DeleteImportFile = false;
+    setting.RejectFile.clear();
+    return Status();
+  }
+  return Status(Code::kIo, "no temporary folder can be made in '" + start.string() + "'");
+}
+
 Status CreateFromSource(const catalog::TargetAddress& target, const std::string& table,
                         const std::string& source_password, ImportJob& job) {
   Result<OpenDatabase> open = Open(target, Access::kCreate);
@@ -146,9 +252,16 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
     if (values::IsBinary(fields[i].Type)) continue;
     fields[i].AutoIncrement = false;
+    FitToTarget(target.kind, fields[i]);
     wanted.Fields.push_back(std::move(fields[i]));
     source_numbers.push_back(i);
   }
+  MakeNamesUnique(wanted.Fields);
+  if (fields.size() > base::kMaxFields)
+    job.said += (job.said.empty() ? "" : "\nkelvorin: ") + std::string("the source has ") +
+                std::to_string(fields.size()) +
+                " fields, and only the first 251 can be imported: a query or a table with fewer "
+                "fields brings the others";
   if (wanted.Fields.empty())
     return Status(Code::kInvalidArgument,
                   "--create: the source has no field that could be imported");

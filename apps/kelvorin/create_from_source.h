@@ -1,10 +1,35 @@
 #pragma once
 // `--create`: makes the target table from the fields of the source.
 
+#include <optional>
+#include <string>
+
 #include "apps/kelvorin/import_options.h"
 #include "catalog/connections.h"
 
 namespace kelvorin::app {
+
+/// A folder for a database that is thrown away with it: the target of a trial import into a table
+/// that is yet to be made.
+class ScratchTarget {
+ public:
+  explicit ScratchTarget(std::string folder) : folder_(std::move(folder)) {}
+  ScratchTarget(const ScratchTarget&) = delete;
+  ScratchTarget& operator=(const ScratchTarget&) = delete;
+  ~ScratchTarget();
+
+ private:
+  std::string folder_;
+};
+
+/// Whether the database is there and holds the table.
+bool HasTable(const catalog::TargetAddress& target, const std::string& table);
+
+/// Points `target` to a database in a new folder, and takes from `setting` what would leave a
+/// trace: log, reject file, the deletion of the source. A server has no such place:
+/// `kNotSupported`.
+Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting& setting,
+                         std::optional<ScratchTarget>& scratch);
 
 /// Makes the table (and its database) when it does not exist, and maps its fields to the source
 /// fields they were made from; a table that exists stays as it is, and so does `job`.

@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <optional>
+
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/create_from_source.h"
 #include "apps/kelvorin/database_argument.h"
@@ -10,6 +12,7 @@
 #include "apps/kelvorin/output.h"
 #include "apps/kelvorin/progress_bar.h"
 #include "apps/kelvorin/run_summary.h"
+#include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
 #include "contract/enums.h"
@@ -35,6 +38,10 @@ class ReasonPrinter final : public engine::RunObserver {
     std::fprintf(stderr, "kelvorin: %s: %s\n", ToUtf8(text).c_str(), ToUtf8(record.reason).c_str());
     return Status();
   }
+  bool OnNote(std::string_view text) override {
+    std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(text).c_str());
+    return true;
+  }
   void Finish(bool has_reject_file) const {
     if (count_ > kReasonsShown)
       std::fprintf(stderr, "kelvorin: and %d more%s\n", count_ - kReasonsShown,
@@ -52,6 +59,79 @@ Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
   return settings::SaveSetting(ini, setting, form.state().breaks);
 }
 
+// A setting that could not be saved is known before anything is imported.
+Status CheckSave(const ImportOptions& options, const ImportJob& job) {
+  settings::IniDocument document;
+  settings::ImportSetting setting = job.setting;
+  textsource::BreakList breaks = job.breaks;
+  setting.SettingName = options.save_as;
+  KV_TRY(settings::SaveSetting(document, setting, breaks));
+  if (options.ini.empty()) return Status();
+  const std::string folder(base::FolderPart(options.ini));
+  const std::string place = base::FileExists(options.ini) ? options.ini
+                            : folder.empty()              ? "."
+                                                          : folder;
+  if (base::IsWritable(place)) return Status();
+  return Status(Code::kReadOnly, "'" + place + "' cannot be written");
+}
+
+// What stops a job before its run: with --json it is a result as well.
+int Stop(const ImportOptions& options, ExitStatus status, const Status& why) {
+  if (!options.json || status == kWrongUsage) return Report(status, why);
+  contract::RunResult none;
+  none.fatal = std::string(why.message());
+  return PrintSummary(none, 0, true);
+}
+
+wizard::Job WorkOf(const ImportOptions& options, const catalog::TargetAddress& target,
+                   ImportJob& job) {
+  if (job.map.empty()) {
+    const bool has_names =
+        !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
+        job.setting.StartingLine >= 2;
+    job.map.rest =
+        has_names ? mapping::MapRequest::Rest::kByName : mapping::MapRequest::Rest::kInOrder;
+  }
+  wizard::Job work;
+  work.target = target;
+  work.table = options.table;
+  work.setting = std::move(job.setting);
+  work.breaks = job.breaks;
+  work.source_password = options.source_password;
+  work.map = std::move(job.map);
+  work.options.batch = true;
+  work.options.dry_run = options.dry_run;
+  if (!options.save_as.empty() || !options.ini.empty())
+    work.options.settings_file = options.ini.empty() ? settings::DefaultIniFile() : options.ini;
+  return work;
+}
+
+int Run(const ImportOptions& options, const std::string& said, const wizard::Job& job) {
+  database::DBEngine engine(values::ValueFormat::FromLocale());
+  database::RegisterDrivers(engine);
+  TerminalPlatform platform(options.json);
+  contract::NoHost host;
+  ReasonPrinter reasons;
+  wizard::frmKelvorin form(engine, platform);
+  form.SetCaller(host);
+  wizard::Job work = job;
+  if (!options.json) work.options.observer = &reasons;
+
+  const std::int64_t began = base::MonotonicMilliseconds();
+  const contract::RunResult run = form.RunJob(work);
+  const std::int64_t took = base::MonotonicMilliseconds() - began;
+  reasons.Finish(!options.reject.empty());
+  // What could not run does not take the place of a setting that could.
+  if (!options.save_as.empty() && !run.fatal) {
+    const Status saved = SaveJob(options, form);
+    if (!saved.ok()) {
+      PrintSummary(run, took, options.json, said);
+      return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
+    }
+  }
+  return PrintSummary(run, took, options.json, said);
+}
+
 int Import(const ImportOptions& options) {
   if (!options.save_as.empty()) {
     const Status named = settings::CheckSettingName(options.save_as);
@@ -63,57 +143,31 @@ int Import(const ImportOptions& options) {
   if (!into.ok()) return Report(kWrongUsage, into.status());
   ImportJob job;
   if (const Status made = MakeJob(options, job); !made.ok())
-    return Report(made.code() == Code::kInvalidArgument ? kWrongUsage : kFatal, made);
-  if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
-
-  const catalog::TargetAddress target = into->Address(options.user, options.password);
+    return Stop(options, made.code() == Code::kInvalidArgument ? kWrongUsage : kFatal, made);
+  if (!options.save_as.empty()) {
+    if (const Status saving = CheckSave(options, job); !saving.ok())
+      return Stop(
+          options, kFatal,
+          Status(saving.code(), "the setting could not be saved, and nothing was imported: " +
+                                    std::string(saving.message())));
+  }
+  catalog::TargetAddress target = into->Address(options.user, options.password);
+  std::optional<ScratchTarget> scratch;
+  if (options.create && options.dry_run && !HasTable(target, options.table)) {
+    const Status made = MakeScratchTarget(target, job.setting, scratch);
+    if (!made.ok()) return Stop(options, kFatal, made);
+  }
   if (options.create) {
     const Status created = CreateFromSource(target, options.table, options.source_password, job);
     // No record, so nothing to make a table from, and nothing to import.
     if (created.code() == Code::kNoCurrentRecord)
       return PrintSummary({}, 0, options.json, job.said);
-    if (!created.ok()) return Report(kFatal, created);
+    if (!created.ok()) return Stop(options, kFatal, created);
   }
-
-  if (job.map.empty()) {
-    const bool has_names =
-        !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
-        job.setting.StartingLine >= 2;
-    job.map.rest =
-        has_names ? mapping::MapRequest::Rest::kByName : mapping::MapRequest::Rest::kInOrder;
-  }
-
-  database::DBEngine engine(values::ValueFormat::FromLocale());
-  database::RegisterDrivers(engine);
-  TerminalPlatform platform(options.json);
-  contract::NoHost host;
-  ReasonPrinter reasons;
-  wizard::frmKelvorin form(engine, platform);
-  form.SetCaller(host);
-
-  wizard::Job work;
-  work.target = target;
-  work.table = options.table;
-  work.setting = std::move(job.setting);
-  work.breaks = job.breaks;
-  work.source_password = options.source_password;
-  work.map = std::move(job.map);
-  work.options.batch = true;
-  work.options.dry_run = options.dry_run;
-  if (!options.json) work.options.observer = &reasons;
-
-  const std::int64_t began = base::MonotonicMilliseconds();
-  const contract::RunResult run = form.RunJob(work);
-  const std::int64_t took = base::MonotonicMilliseconds() - began;
-  reasons.Finish(!options.reject.empty());
-  if (!options.save_as.empty()) {
-    const Status saved = SaveJob(options, form);
-    if (!saved.ok()) {
-      PrintSummary(run, took, options.json, job.said);
-      return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
-    }
-  }
-  return PrintSummary(run, took, options.json, job.said);
+  if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
+  wizard::Job work = WorkOf(options, target, job);
+  if (scratch) work.options.dry_run = false;  // all of it is thrown away
+  return Run(options, job.said, work);
 }
 
 }  // namespace

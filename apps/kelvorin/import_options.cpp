@@ -141,6 +141,7 @@ Status MakeRules(const ImportOptions& options, settings::ImportSetting& setting)
   setting.Decimal = options.decimal;
   setting.NullText = options.null_text;
   setting.RejectFile = options.reject;
+  setting.ExactValues = options.exact ? 1 : 0;
   return Status();
 }
 
@@ -178,6 +179,10 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
       ->group(values);
   command.add_option("--decimal", o.decimal, "Decimal sign")->group(values);
   command.add_option("--null", o.null_text, "Text that stands for Null")->group(values);
+  command
+      .add_flag("--exact", o.exact,
+                "A value that its field would keep other than it is, is an error of its record")
+      ->group(values);
 
   const std::string mapping = "Mapping";
   command.add_option("--map", o.map, "TARGET=SOURCE,... (source by number from 0 or by heading)")

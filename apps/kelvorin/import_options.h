@@ -44,7 +44,7 @@ struct ImportOptions {
   std::string save_as, ini;
   int oem_page = 0;
   std::string date_order, decimal, null_text, reject;
-  bool dry_run = false, json = false;
+  bool exact = false, dry_run = false, json = false;
 };
 
 void AddImportOptions(CLI::App& command, ImportOptions& options);

@@ -4,6 +4,7 @@
 
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
+#include "engine/messages.h"
 
 namespace kelvorin::app {
 
@@ -21,6 +22,17 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
     if (run.replaced_characters) object["replaced_characters"] = run.replaced_characters;
     if (run.unclosed_delimiters) object["unclosed_delimiters"] = run.unclosed_delimiters;
     if (!layout.empty()) object["layout"] = ToUtf8(layout);
+    if (run.changed_values) object["changed_values"] = run.changed_values;
+    if (run.first_changed)
+      object["first_changed"] = {{"line", run.first_changed->line_number},
+                                 {"field", ToUtf8(run.first_changed->field)},
+                                 {"was", ToUtf8(run.first_changed->was)},
+                                 {"is", ToUtf8(run.first_changed->is)}};
+    if (run.left_out_values) {
+      object["left_out_values"] = run.left_out_values;
+      object["first_left_out_line"] = run.first_left_out_line;
+    }
+    for (const std::string& notice : run.notices) object["notices"].push_back(ToUtf8(notice));
     std::printf("%s\n",
                 object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
   } else if (run.read > 0 || !run.fatal) {
@@ -28,13 +40,8 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
                 static_cast<long long>(run.read), static_cast<long long>(run.imported),
                 static_cast<long long>(run.rejected), static_cast<long long>(run.skipped), seconds);
     if (run.cancelled || run.stopped) std::printf("stopped before the end of the source\n");
-    if (run.truncated_values)
-      std::printf("%lld texts were cut to the size of their field\n",
-                  static_cast<long long>(run.truncated_values));
-    if (run.replaced_characters)
-      std::printf(
-          "%lld characters are not in the table's or the text's code page and were replaced\n",
-          static_cast<long long>(run.replaced_characters));
+    for (const std::string& message : engine::LossMessages(run))
+      std::printf("%s\n", ToUtf8(message).c_str());
     if (run.unclosed_delimiters)
       std::printf("%lld records hold a text delimiter that is never closed\n",
                   static_cast<long long>(run.unclosed_delimiters));

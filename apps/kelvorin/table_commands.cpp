@@ -203,6 +203,9 @@ int Dump(const TableOptions& options) {
     if (!moved.ok()) return Report(kFatal, moved);
   }
   if (!csv.Flush()) return Report(kFatal, "cannot write to standard output");
+  if (const std::int64_t lost = set.UnreadableCharacters(); lost != 0)
+    std::fprintf(stderr, "kelvorin: %lld characters are not in the ANSI page and were replaced\n",
+                 static_cast<long long>(lost));
   return kAllImported;
 }
 
@@ -226,6 +229,10 @@ Result<FieldDef> ParseField(const std::string& text) {
       return wrong("'" + std::string(parts[i]) + "' is no size");
     (i == 2 ? field.Size : field.Decimals) = static_cast<std::int32_t>(*number);
   }
+  // What the user gave is what is made, also where the size could be that of the type itself.
+  using enum values::TypeCode;
+  for (const values::TypeCode real : {kSingle, kDouble, kFloat, kNumeric, kDecimal})
+    if (field.Type == real) field.Digits = field.Size;
   return field;
 }
 

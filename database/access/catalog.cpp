@@ -163,6 +163,7 @@ TableDef Describe(Table& table, const CatalogEntry& entry,
     field.Type = TypeCodeOf(column);
     field.Size = ShownSize(table.file().layout(), column);
     field.Decimals = column.scale;
+    if (column.type == ColumnType::kDecimal) field.Digits = column.precision;
     field.AutoIncrement = column.counter();
     field.AllowZeroLength = false;
     field.Keeps.null_is_false = column.is_bit();

@@ -190,6 +190,12 @@ void AccessRecordset::Refresh() {
 }
 
 void AccessRecordset::DoReadField(std::size_t field, Value& out) {
+  const std::size_t before = file_->text().unreadable();
+  ReadValue(field, out);
+  CountUnreadableCharacters(file_->text().unreadable() - before);
+}
+
+void AccessRecordset::ReadValue(std::size_t field, Value& out) {
   const Column& column = table_->definition().columns[field];
   base::ByteSpan stored;
   if (EditMode() != EditState::kNone && pending_[field].assigned) {

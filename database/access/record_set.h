@@ -29,6 +29,7 @@ class AccessRecordset final : public Recordset {
   void DoSetIndex(const IndexDef* index) override;
   bool DoSeek(SeekComparison comparison, std::span<const Value> keys) override;
   void DoReadField(std::size_t field, Value& out) override;
+  void ReadValue(std::size_t field, values::Value& out);
   Status DoWriteField(std::size_t field, const Value& value) override;
   void DoAddNew() override;
   void DoEdit() override;

@@ -25,9 +25,9 @@ constexpr std::string_view kForbidden = ".![]`";
 /// Digits of a decimal that the asked size stands for.
 std::uint8_t PrecisionOf(const FieldDef& field) {
   constexpr std::int32_t kDecimalBytes = 16;  // the size that decimals show
-  const bool digits = field.Size > 0 && field.Size <= 28 && field.Size != kDecimalBytes;
-  return static_cast<std::uint8_t>(
-      std::clamp(digits ? field.Size : 28, std::max(1, field.Decimals), 28));
+  const bool by_size = field.Size > 0 && field.Size <= 28 && field.Size != kDecimalBytes;
+  const std::int32_t digits = field.Digits > 0 ? field.Digits : by_size ? field.Size : 28;
+  return static_cast<std::uint8_t>(std::clamp(digits, std::clamp(field.Decimals, 1, 28), 28));
 }
 
 Column PlanColumn(const DatabaseFile& file, const FieldDef& field) {

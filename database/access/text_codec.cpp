@@ -84,7 +84,7 @@ void TextCodec::Units(base::ByteSpan stored, std::size_t limit, std::vector<char
 
 void TextCodec::Decode(base::ByteSpan stored, std::string& out) {
   if (!wide_) {
-    to_ansi_.Append(base::AsText(stored), out);
+    unreadable_ += to_ansi_.Append(base::AsText(stored), out);
     return;
   }
   if (IsCompressed(stored)) {
@@ -99,7 +99,7 @@ void TextCodec::Decode(base::ByteSpan stored, std::string& out) {
   if (base::AnsiPage().is_utf8()) return AppendUtf8Of(units_, out);
   utf8_.clear();
   AppendUtf8Of(units_, utf8_);
-  to_ansi_.Append(utf8_, out);
+  unreadable_ += to_ansi_.Append(utf8_, out);
 }
 
 std::size_t TextCodec::Encode(std::string_view text, bool compress, std::string& out,

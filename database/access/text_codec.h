@@ -19,6 +19,8 @@ class TextCodec {
   TextCodec(bool wide, int code_page);
 
   bool wide() const noexcept { return wide_; }
+  /// Characters that the ANSI page lacked, in all texts decoded so far.
+  std::size_t unreadable() const noexcept { return unreadable_; }
   /// Appends stored text as text of the ANSI page.
   void Decode(base::ByteSpan stored, std::string& out);
   /// Appends text in its stored form. `compress` where the column allows the short form of Jet 4.
@@ -36,6 +38,7 @@ class TextCodec {
   base::Converter from_ansi_;   // to the page
   std::u16string units_;
   std::string utf8_;
+  std::size_t unreadable_ = 0;
 };
 
 }  // namespace kelvorin::database::access

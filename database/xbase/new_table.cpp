@@ -17,6 +17,7 @@ namespace {
 constexpr std::size_t kMaxNameChars = 10;
 constexpr std::int32_t kMaxDecimals = 15;
 constexpr std::int32_t kDefaultDecimals = 5;
+constexpr std::int32_t kCurrencyDecimals = 4;
 constexpr std::int32_t kAnsiText255 = 255;  // usual limit elsewhere, taken as "as long as possible"
 constexpr std::uint16_t kGuidChars = 38;
 constexpr std::uint16_t kTimeChars = 12;
@@ -79,8 +80,28 @@ class Planner {
     columns_.push_back(std::move(column));
   }
 
+  /// A field that was described by this driver stays as it was where this product has its type.
+  bool KeepNative(const FieldDef& field, Column& column) const {
+    char letter = '\0';
+    std::uint16_t bytes = 0;
+    std::uint8_t decimals = 0;
+    if (!ReadNativeWords(field.Native, letter, bytes, decimals)) return false;
+    const bool number = letter == 'N' || (letter == 'F' && product_ != Product::kDbase3);
+    if (number && bytes > limits_.max_number_digits) return false;
+    const std::string_view also = visual() ? "CDLTBIY" : "CDL";
+    if (!number && also.find(letter) == std::string_view::npos) return false;
+    if (letter == 'B' && bytes != sizeof(double)) return false;  // a memo of dBASE 5
+    if (letter == 'C' && (bytes > kMaxTextBytes || decimals != 0)) return false;
+    Set(column, letter, bytes, decimals);
+    return true;
+  }
+
   void ChooseType(const FieldDef& field, Column& column) {
     using enum TypeCode;
+    if (KeepNative(field, column)) return;
+    if (field.Digits > 0 && field.Type != kCurrency && values::IsNumber(field.Type))
+      return field.Native.empty() ? SetNumber(field, column, field.Digits)
+                                  : SetWidest(field, column);
     switch (field.Type) {
       case kText:
       case kChar:
@@ -97,7 +118,7 @@ class Planner {
         return Set(column, 'N', limits_.max_number_digits);
       case kCurrency:
         return visual() ? Set(column, 'Y', 8, 4)
-                        : Set(column, 'N', limits_.max_number_digits, kDefaultDecimals);
+                        : Set(column, 'N', limits_.max_number_digits, kCurrencyDecimals);
       case kSingle:
       case kDouble:
       case kFloat: {
@@ -167,6 +188,13 @@ class Planner {
       Refuse(field, limits_,
              "a number of " + std::to_string(digits) + " places cannot have " +
                  std::to_string(decimals) + " decimals");
+    Set(column, 'N', static_cast<std::uint16_t>(digits), decimals);
+  }
+
+  /// Of a number that another product has more places for: as many as there can be.
+  void SetWidest(const FieldDef& field, Column& column) const {
+    const std::int32_t digits = std::min<std::int32_t>(field.Digits, limits_.max_number_digits);
+    const std::int32_t decimals = std::min({field.Decimals, kMaxDecimals, std::max(0, digits - 2)});
     Set(column, 'N', static_cast<std::uint16_t>(digits), decimals);
   }
 

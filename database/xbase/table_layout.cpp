@@ -231,6 +231,29 @@ TableLayout ReadLayout(base::ByteSpan header, const std::string& file) {
   return layout;
 }
 
+namespace {
+
+constexpr std::string_view kNativePrefix = "xBase ";
+
+}  // namespace
+
+std::string NativeWords(const Column& column) {
+  return std::string(kNativePrefix) + column.letter + " " + std::to_string(column.bytes) + " " +
+         std::to_string(column.decimals);
+}
+
+bool ReadNativeWords(std::string_view words, char& letter, std::uint16_t& bytes,
+                     std::uint8_t& decimals) {
+  if (!words.starts_with(kNativePrefix)) return false;
+  const std::vector<std::string_view> parts =
+      base::SplitAt(words.substr(kNativePrefix.size()), ' ');
+  if (parts.size() != 3 || parts[0].size() != 1) return false;
+  letter = parts[0][0];
+  bytes = static_cast<std::uint16_t>(base::ParseInteger(parts[1]));
+  decimals = static_cast<std::uint8_t>(base::ParseInteger(parts[2]));
+  return true;
+}
+
 FieldDef FaceOf(const Column& column) {
   FieldDef face;
   face.Type = column.type;
@@ -240,6 +263,7 @@ FieldDef FaceOf(const Column& column) {
     case 'N':
     case 'F':
       face.Keeps.number = values::Resolution::Number::kDecimals;
+      face.Digits = column.bytes;
       break;
     case 'D':
       face.Keeps.time = values::Resolution::Time::kDateOnly;
@@ -266,6 +290,7 @@ FieldDef FaceOf(const Column& column) {
       face.Size = InMemoFile(column) ? 0 : 8;
       break;
   }
+  face.Native = NativeWords(column);
   return face;
 }
 

@@ -106,4 +106,10 @@ TableLayout ReadLayout(base::ByteSpan header, const std::string& file);
 /// The columns' part of a definition as the interface shows it; names converted by the caller.
 FieldDef FaceOf(const Column& column);
 
+/// Letter, width and decimals of a column as `FieldDef::Native` holds them, and back. False for the
+/// words of another driver.
+std::string NativeWords(const Column& column);
+bool ReadNativeWords(std::string_view words, char& letter, std::uint16_t& bytes,
+                     std::uint8_t& decimals);
+
 }  // namespace kelvorin::database::xbase

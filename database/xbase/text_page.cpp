@@ -66,7 +66,7 @@ bool TextPage::ConvertToAnsi(std::string_view in, std::string& scratch,
                              std::string_view& out) const {
   if (converters_ == nullptr) return false;
   scratch.clear();
-  converters_->to_ansi.Append(in, scratch);
+  unreadable_ += converters_->to_ansi.Append(in, scratch);
   out = scratch;
   return true;
 }

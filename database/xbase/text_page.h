@@ -34,6 +34,8 @@ class TextPage {
     out = in;
     return same_ || IsAscii(in) || ConvertToAnsi(in, scratch, out);
   }
+  /// Characters that the ANSI page lacked, in all texts converted so far.
+  std::size_t unreadable() const noexcept { return unreadable_; }
   /// The same in the other direction; `replaced` is set to the number of characters the table's
   /// page lacks, which became similar ones.
   bool FromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
@@ -62,6 +64,7 @@ class TextPage {
                        std::size_t& replaced) const;
 
   int number_;
+  mutable std::size_t unreadable_ = 0;
   bool same_ = false;                             // the table's page is the ANSI page
   std::shared_ptr<const Converters> converters_;  // null when the page is not supported
 };

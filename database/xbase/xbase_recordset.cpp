@@ -256,6 +256,12 @@ void XbaseRecordset::ReadMemo(std::size_t field, base::ByteSpan row, Value& out)
 }
 
 void XbaseRecordset::DoReadField(std::size_t field, Value& out) {
+  const std::size_t before = table_->page().unreadable();
+  ReadValue(field, out);
+  CountUnreadableCharacters(table_->page().unreadable() - before);
+}
+
+void XbaseRecordset::ReadValue(std::size_t field, Value& out) {
   const FieldPlan& plan = plans_[field];
   const bool editing = EditMode() != EditState::kNone;
   if (!editing) RefreshRow();

@@ -29,9 +29,8 @@ const ValueFormat& FormatOf(std::uint8_t habits) {
                    .thousands = '.',
                    .currency = "\xE2\x82\xAC",
                    .date_separator = '.'}),
-      ValueFormat({.date_order = DateOrder::kMonthDayYear,
-                   .thousands = ' ',
-                   .date_separator = '/'}),
+      ValueFormat(
+          {.date_order = DateOrder::kMonthDayYear, .thousands = ' ', .date_separator = '/'}),
       ValueFormat(
           {.date_order = DateOrder::kDayMonthYear, .thousands = '\'', .date_separator = ' '}),
   };

@@ -106,17 +106,18 @@ TEST_CASE("a full job, saved and loaded") {
     CHECK(store.breaks.AddFixedBreak(static_cast<std::uint16_t>(position)).ok());
   store.breaks.DeleteFixedBreak(30);
   const std::string first = store.Save(Filled());
-  CHECK(first ==
-        "[j]\nTypeFormat=1\nDelimiter=1\nSeparator1=0\nSeparator2=1\nSeparator3=35\n"
-        "nbSeparators=3\nRecSeparator=3\nRecSepOther=\" \"x\" \"\nRecLength=0\nMaxLines=32767\n"
-        "OemConvert=1\nUpper=1\nLower=1\nStartingLine=3\nAppendRecords=0\nUpdateIndex=1\n"
-        "IndexName=PK\nKeyLookUp=1\nAppendFields=1\nAppendIfEof=1\nShowErrors=0\nLimitErrors=1\n"
-        "nErrorStop=9\nTrace=1\nLogFileName=/tmp/a.log\nLogAppend=1\nEmptyTarget=1\n"
-        "DeleteImportFile=1\nField0=2\nField2=0\nFieldInfo2=4\nField250=250\nnbFields=3\n"
-        "Offset0=0\nLength0=3\nOffset2=3\nLength2=7\nOffset250=10\nLength250=1\nnbBreaks=2\n"
-        "Break0=7\nBreak1=3\nSourceDBName=\"/data/a b.txt \"\nSourceTableName=T\nAnsiPage=65001\n"
-        "OemPage=850\nExactValues=1\nDateOrder=dmy\nDecimal=,\nNullText=\" n/a\"\nRejectFile=r.txt\n"
-        "\n[settings]\nj=\n");
+  CHECK(
+      first ==
+      "[j]\nTypeFormat=1\nDelimiter=1\nSeparator1=0\nSeparator2=1\nSeparator3=35\n"
+      "nbSeparators=3\nRecSeparator=3\nRecSepOther=\" \"x\" \"\nRecLength=0\nMaxLines=32767\n"
+      "OemConvert=1\nUpper=1\nLower=1\nStartingLine=3\nAppendRecords=0\nUpdateIndex=1\n"
+      "IndexName=PK\nKeyLookUp=1\nAppendFields=1\nAppendIfEof=1\nShowErrors=0\nLimitErrors=1\n"
+      "nErrorStop=9\nTrace=1\nLogFileName=/tmp/a.log\nLogAppend=1\nEmptyTarget=1\n"
+      "DeleteImportFile=1\nField0=2\nField2=0\nFieldInfo2=4\nField250=250\nnbFields=3\n"
+      "Offset0=0\nLength0=3\nOffset2=3\nLength2=7\nOffset250=10\nLength250=1\nnbBreaks=2\n"
+      "Break0=7\nBreak1=3\nSourceDBName=\"/data/a b.txt \"\nSourceTableName=T\nAnsiPage=65001\n"
+      "OemPage=850\nExactValues=1\nDateOrder=dmy\nDecimal=,\nNullText=\" n/a\"\nRejectFile=r.txt\n"
+      "\n[settings]\nj=\n");
 
   // The names of the fields are not stored; the table that is open has them.
   ImportSetting onto;
