@@ -164,7 +164,8 @@ class WholeRoad(unittest.TestCase):
         source = pathlib.Path(ROOT) / "examples/data/customers.csv"
         target = f"FOXPRO26:{self.folder}"
         self.run_json(source, "--into", target, "--table", "CUST", "--create", "--start-line", 2,
-                      "--save-as", "Customers", "--ini", ini, "--dry-run")
+                      "--save-as", "Customers", "--ini", ini)
+        ini.write_text(ini.read_text().replace("EmptyTarget=0", "EmptyTarget=1"))
         done = subprocess.run([BATCH_HOST, ini, "Customers", source, self.folder, "CUST"],
                               capture_output=True, text=True, env=ENVIRONMENT, timeout=60)
         self.assertEqual(done.returncode, 0, done.stderr)
