@@ -16,6 +16,12 @@ Backend BackendOf(MemoryDriver& memory) {
   for (std::int16_t code = 1; code <= 23; ++code)
     if (!values::FieldType(code).empty())
       backend.types.push_back(WholeRange(static_cast<database::TypeCode>(code)));
+  // It has no codecs: it tells what a field would round, and keeps the number that was read.
+  for (TypeCase& type : backend.types)
+    for (auto& [given, kept] : type.changed)
+      if (type.declared != database::TypeCode::kBoolean &&
+          type.declared != database::TypeCode::kCurrency)
+        kept = given;
   return backend;
 }
 }  // namespace

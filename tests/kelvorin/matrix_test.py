@@ -97,7 +97,8 @@ def check(source, held, target):
         differing = [pair for pair in differing if not pair[0].endswith("E308")]
     if len(differing) != outcome.get("changed_values", 0):
         faults.append(f"changed_values {outcome.get('changed_values', 0)}, but {len(differing)} differ: {differing[:9]}")
-    if source == target and (refused or [d for d in differing if "\n" not in d[0]]):
+    # Line ends of memos become blanks, and the largest numbers lose a digit in SQLite: both were counted above.
+    if source == target and (refused or [d for d in differing if "\n" not in d[0] and "e+308" not in d[0]]):
         faults.append(f"its own kind does not hold it: {reasons} {differing}")
     return faults
 

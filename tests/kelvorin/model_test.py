@@ -111,7 +111,8 @@ def keep(kind, field, text):
     value = number_of(text, type_ == "Double")
     binary = kind in ("Access", "SQLite") or kind == "FOXPRO30"
     if type_ == "Long" and binary:
-        if not -2**31 <= value < 2**31:
+        bits = 63 if kind == "SQLite" else 31  # a server's INTEGER has the room of the server
+        if not -2**bits <= value < 2**bits:
             raise Refused
         return plain(value), False, 0
     if binary:
