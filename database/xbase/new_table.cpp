@@ -17,7 +17,6 @@ namespace {
 constexpr std::size_t kMaxNameChars = 10;
 constexpr std::int32_t kMaxDecimals = 15;
 constexpr std::int32_t kDefaultDecimals = 5;
-constexpr std::int32_t kCurrencyDecimals = 4;
 constexpr std::int32_t kAnsiText255 = 255;  // usual limit elsewhere, taken as "as long as possible"
 constexpr std::uint16_t kGuidChars = 38;
 constexpr std::uint16_t kTimeChars = 12;
@@ -118,7 +117,7 @@ class Planner {
         return Set(column, 'N', limits_.max_number_digits);
       case kCurrency:
         return visual() ? Set(column, 'Y', 8, 4)
-                        : Set(column, 'N', limits_.max_number_digits, kCurrencyDecimals);
+                        : Set(column, 'N', limits_.max_number_digits, kDefaultDecimals);
       case kSingle:
       case kDouble:
       case kFloat: {

@@ -52,7 +52,7 @@ const Mapping kMappings[] = {
     {MakeField("X", kInteger), "X N6", "X N6", "X N6", "X N6"},
     {MakeField("X", kLong), "X N11", "X N11", "X N11", "X I4/6; _NullFlags 01/5"},
     {MakeField("X", kBigInt), "X N19", "X N20", "X N20", "X N20"},
-    {MakeField("X", kCurrency), "X N19.4", "X N20.4", "X N20.4", "X Y8.4/6; _NullFlags 01/5"},
+    {MakeField("X", kCurrency), "X N19.5", "X N20.5", "X N20.5", "X Y8.4/6; _NullFlags 01/5"},
     {MakeField("X", kDouble, 8), "X N19.5", "X N20.5", "X N20.5", "X B8/6; _NullFlags 01/5"},
     {MakeField("X", kDouble, 8, 2), "X N19.2", "X N20.2", "X N20.2", "X B8.2/6; _NullFlags 01/5"},
     {MakeField("X", kDouble, 12, 3), "X N12.3", "X N12.3", "X N12.3", "X N12.3"},
