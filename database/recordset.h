@@ -126,10 +126,13 @@ class Recordset {
   Status SetBookmark(const Bookmark& to) noexcept;
 
   // --- Index. Only for record sets of type table.
+  /// Nothing will be stored through this set: an index that is out of date stays as it is.
+  void SetTrial() noexcept { trial_ = true; }
   /// Orders the set by an index of the table (without regard to case) and makes it the one for
   /// `Seek`; empty text returns to the table's own order. Moves to the first record.
   Status SetIndex(std::string_view name) noexcept;
   const std::string& Index() const noexcept { return index_name_; }
+  bool trial() const noexcept { return trial_; }
   const IndexDef* CurrentIndex() const noexcept { return def_.FindIndex(index_name_); }
   /// Finds the first record (last for "<=" and "<") whose key compares so with `keys`, given in
   /// key order; fewer values than key fields compare the leading ones. "Greater" is what comes
@@ -269,6 +272,7 @@ class Recordset {
   EditState edit_ = EditState::kNone;
   bool open_ = true;
   bool placed_ = false;  // OpenAtFirst was done
+  bool trial_ = false;
   bool bof_ = true;
   bool eof_ = true;
   bool deleted_ = false;  // the current record was deleted

@@ -56,6 +56,7 @@ RunResult ImportRun::Run() {
     }
   }
   result_.stopped = stop_;
+  policy_.TellNotices(result_.notices);  // of what came to light when the first record was stored
   if (status.ok()) status = Finish();
   if (!status.ok()) Fail(status);
   if (source_) {

@@ -159,6 +159,7 @@ Status ImportRun::ResolveIndex() {
     if (in_.target.database->IsOdbc() || in_.target.recordset->Index().empty()) return Status();
     return in_.target.recordset->SetIndex({});
   }
+  if (in_.options.dry_run && in_.target.recordset) in_.target.recordset->SetTrial();
   const database::IndexDef* index = nullptr;
   Result<database::TableDef> on_server = database::TableDef();
   if (in_.target.database->IsOdbc()) {

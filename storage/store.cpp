@@ -176,6 +176,27 @@ void Store::SetPages(FileNo no, std::uint32_t page_bytes, std::uint64_t first_pa
   f.run_pages = 1;
 }
 
+void Store::Reopen(FileNo no) {
+  Flush();
+  State& s = *state_;
+  State::StoredFile& f = s.At(no);
+  const os::OpenMode mode = s.options.read_only ? os::OpenMode::kRead : os::OpenMode::kReadWrite;
+  std::unique_ptr<File> file = s.fs.Open(f.file->path(), mode);
+  s.ResetWindow(no);
+  State::ResetWritePage(f);
+  using List = PageCache::List;
+  for (const List list : {List::kClean, List::kScanned}) {
+    s.cache.ForEach(list, [&](PageCache::FrameNo at) {
+      if (FileNo(s.cache[at].file) == no) s.cache.Drop(at);
+    });
+  }
+  f.identity = file->Identity();
+  f.size = f.disk_size = f.disk_valid = f.reserved = file->Size();
+  f.next_fetch = 0;
+  f.run_pages = 1;
+  f.file = std::move(file);
+}
+
 void Store::Lock(FileNo no, std::uint64_t offset, std::uint64_t length) {
   State& s = *state_;
   State::StoredFile& f = s.At(no);

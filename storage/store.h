@@ -180,6 +180,9 @@ class Store {
   /// begins, for formats that tell it in their header. Allowed while nothing of the file is changed
   /// or pinned; what was viewed of it before is no longer valid.
   void SetPages(FileNo file, std::uint32_t page_bytes, std::uint64_t first_page_at = 0);
+  /// Opens a file anew that was built beside it and renamed to its name. What waits to be written
+  /// is written first; locks on the old file are gone. Not inside a bracket.
+  void Reopen(FileNo file);
   /// Locks a further range of bytes, the way the format's other programs do, until the store is
   /// closed: exclusively when the store writes. `kLocked` when somebody holds any of it.
   void Lock(FileNo file, std::uint64_t offset, std::uint64_t length);

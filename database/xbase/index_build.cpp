@@ -216,25 +216,16 @@ std::size_t OpenTables::RebuildIndexes(const std::string& path, const IndexFileN
   if (!table->why_read_only().empty())
     Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
           "table file '" + path + "' cannot be written: " + table->why_read_only());
-  std::size_t count = 0;
-  bool entered = added == nullptr;
-  for (const IndexFile& file : table->indexes().files()) {
-    std::vector<TagDefinition> tags;
-    for (const std::unique_ptr<Tag>& tag : table->indexes().tags())
-      if (tag->path() == file.path) tags.push_back(tag->definition());
-    const IndexFileName name{file.kind, file.path, file.constraint};
-    const bool here = added != nullptr && into->path == file.path;
-    if (added != nullptr && !here) continue;
-    if (here) tags.push_back(*added);
-    entered = entered || here;
-    BuildIndexFile(*fs_, *table, name, file.kind, tags, here);
-    count += tags.size();
-  }
-  if (!entered) {
-    BuildIndexFile(*fs_, *table, *into, into->kind, {*added}, true);
-    ++count;
-  }
-  return count;
+  if (added == nullptr) return table->RebuildIndexes();
+  std::vector<TagDefinition> tags;
+  IndexFileName file = *into;
+  for (const IndexFile& there : table->indexes().files())
+    if (there.path == into->path) file = {there.kind, there.path, there.constraint};
+  for (const std::unique_ptr<Tag>& tag : table->indexes().tags())
+    if (tag->path() == file.path) tags.push_back(tag->definition());
+  tags.push_back(*added);
+  BuildIndexFile(*fs_, *table, file, file.kind, tags, true);
+  return tags.size();
 }
 
 }  // namespace kelvorin::database::xbase

@@ -16,7 +16,8 @@ namespace kelvorin::database::xbase {
 
 class IndexTree {
  public:
-  explicit IndexTree(IndexPages& pages) noexcept : pages_(pages) {}
+  explicit IndexTree(IndexPages& pages, std::uint64_t version = 1) noexcept
+      : pages_(pages), version_(version) {}
 
   /// A place in the tree: the pages from the root to a leaf, and where in each. It finds itself
   /// again by its entry when the tree has changed.
@@ -77,6 +78,8 @@ class IndexTree {
   /// To be called when a bracket was given up: what is remembered of pages is forgotten.
   void Forget() noexcept;
   IndexPages& pages() noexcept { return pages_; }
+  /// Another number for each state of the tree; places tell by it that theirs is past.
+  std::uint64_t version() const noexcept { return version_; }
 
  private:
   static constexpr std::size_t kMaxDepth = 24;
@@ -117,7 +120,7 @@ class IndexTree {
   Place path_;  // where changes are made; its pages stay known from one change to the next
   IndexNode probe_;
   std::vector<std::byte> merged_;
-  std::uint64_t version_ = 1;
+  std::uint64_t version_;
   bool changed_ = false;
 };
 

@@ -241,7 +241,32 @@ void Table::Delete(std::uint32_t record) {
 }
 
 const Tag* Table::FindStaleIndex() {
-  return indexes_->FindStale(*store_, layout_, records_);
+  if (!stale_) stale_ = indexes_->FindStale(*store_, layout_, records_);
+  return *stale_;
+}
+
+void Table::FreshenIndexes() {
+  const Tag* stale = FindStaleIndex();
+  if (stale == nullptr) return;
+  (void)RebuildIndexes();
+  notes_.push_back("tag '" + stale->definition().name + "' of index file '" + stale->path() +
+                   "' lacked records of its table: the table's indexes were rebuilt");
+}
+
+std::size_t Table::RebuildIndexes() {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < indexes_->files().size(); ++i) {
+    const IndexFile& file = indexes_->files()[i];
+    std::vector<TagDefinition> tags;
+    for (const std::unique_ptr<Tag>& tag : indexes_->tags())
+      if (tag->path() == file.path) tags.push_back(tag->definition());
+    BuildIndexFile(store_->file_system(), *this, {file.kind, file.path, file.constraint}, file.kind,
+                   tags, false);
+    indexes_->Reopen(*store_, i);
+    count += tags.size();
+  }
+  stale_ = nullptr;
+  return count;
 }
 
 void Table::BeforeGroup(storage::Store& store) {
@@ -270,27 +295,13 @@ std::shared_ptr<Table> OpenTables::Open(const std::string& path, bool write, boo
   std::string why = WhyNotWritable(*fs_, path, FindIndexFiles(*fs_, path));
   if (write && why.empty()) {
     try {
-      return ShareToWrite(path, exclusive);
+      return Share(path, false, exclusive, {});
     } catch (const Error& error) {  // the table's or the memo file may not be written
       if (error.status().code() != Code::kReadOnly) throw;
       why = error.status().message();
     }
   }
   return Share(path, true, exclusive, why);
-}
-
-std::shared_ptr<Table> OpenTables::ShareToWrite(const std::string& path, bool exclusive) {
-  std::shared_ptr<Table> table = Share(path, false, exclusive, {});
-  if (!table->why_read_only().empty() || table.use_count() > 1) return table;
-  const Tag* stale = table->FindStaleIndex();
-  if (stale == nullptr) return table;
-  std::string note = "tag '" + stale->definition().name + "' of index file '" + stale->path() +
-                     "' lacked records of its table: the table's indexes were rebuilt";
-  table.reset();
-  RebuildIndexes(path);
-  table = Share(path, false, exclusive, {});
-  table->notes().push_back(std::move(note));
-  return table;
 }
 
 std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only, bool exclusive,

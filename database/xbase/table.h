@@ -47,8 +47,13 @@ class Table final : private storage::GroupHook, private LiveRecords {
   MemoFile* memo() noexcept { return memo_ ? &*memo_ : nullptr; }
   TableIndexes& indexes() noexcept { return *indexes_; }
   const TableIndexes& indexes() const noexcept { return *indexes_; }
-  /// The tag that lacks records the table has, or null.
+  /// The tag that lacks records the table has, or null; looked for once.
   const Tag* FindStaleIndex();
+  /// Rebuilds the indexes when one is out of date, and notes it. To be called before a change,
+  /// and before a record is looked up that is to be changed.
+  void FreshenIndexes();
+  /// Writes all index files anew from the records. Returns the number of tags.
+  std::size_t RebuildIndexes();
   /// Sentences that a user should hear before the table is written.
   std::vector<std::string>& notes() noexcept { return notes_; }
   /// Records that the header claims and that are not in the file.
@@ -110,6 +115,7 @@ class Table final : private storage::GroupHook, private LiveRecords {
   std::optional<TableIndexes> indexes_;
   std::string why_read_only_;
   std::vector<std::string> notes_;
+  std::optional<const Tag*> stale_;
   std::uint32_t records_ = 0;
   std::uint64_t changes_ = 0;
   std::optional<std::uint32_t> live_;
@@ -130,9 +136,8 @@ class OpenTables {
       : fs_(&fs), files_(std::move(files)) {}
 
   /// Opens a table, or shares it where it is open already. It is opened for reading only when
-  /// `write` is false or something forbids writing. An index that is out of date is rebuilt when
-  /// the table is opened for writing. Errors: `kLocked`, `kCorrupt`, `kNotSupported`, `kNotFound`
-  /// (a memo or index file).
+  /// `write` is false or something forbids writing. Errors: `kLocked`, `kCorrupt`, `kNotSupported`,
+  /// `kNotFound` (a memo or index file).
   std::shared_ptr<Table> Open(const std::string& path, bool write, bool exclusive);
   /// Writes all index files of a table anew from its records, which nobody may have open. `added`
   /// is entered into `kind`'s file beside what is there. Returns the number of tags.
@@ -144,7 +149,6 @@ class OpenTables {
  private:
   std::shared_ptr<Table> Share(const std::string& path, bool read_only, bool exclusive,
                                const std::string& why_read_only);
-  std::shared_ptr<Table> ShareToWrite(const std::string& path, bool exclusive);
 
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;

@@ -37,13 +37,27 @@ void TableIndexes::Attach(storage::Store& store, const IndexFileName& name, std:
   IndexFile file{name.kind, store.Attach(name.path, {.role = storage::IndexRole(number)}),
                  name.path, name.constraint};
   std::vector<TagPlace> places = ReadTags(store, file);
-  if (!store.read_only() && file.kind != IndexKind::kNdx) store.Lock(file.file, kIndexLockAt, 1);
+  LockFile(store, file);
   for (TagPlace& place : places) {
     auto tag = std::make_unique<Tag>(store, file, std::move(place), layout, page);
     if (why_not_.empty()) why_not_ = tag->why_not();
     tags_.push_back(std::move(tag));
   }
   files_.push_back(std::move(file));
+}
+
+void TableIndexes::LockFile(storage::Store& store, const IndexFile& file) {
+  if (!store.read_only() && file.kind != IndexKind::kNdx) store.Lock(file.file, kIndexLockAt, 1);
+}
+
+void TableIndexes::Reopen(storage::Store& store, std::size_t number) {
+  IndexFile& file = files_[number];
+  store.Reopen(file.file);
+  LockFile(store, file);
+  for (const TagPlace& place : ReadTags(store, file))
+    for (const std::unique_ptr<Tag>& tag : tags_)
+      if (tag->path() == file.path && tag->definition().name == place.definition.name)
+        tag->Reopen(store, file.file, place.header);
 }
 
 Tag* TableIndexes::Find(std::string_view name) const noexcept {

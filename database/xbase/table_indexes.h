@@ -46,6 +46,9 @@ class TableIndexes {
   /// Before a group of changes is written.
   void Stamp();
 
+  /// Opens the index file at `file` of `files` anew after another one took its place.
+  void Reopen(storage::Store& store, std::size_t file);
+
   /// The first tag that lacks one of the last records, or null. Looks at few records: an index that
   /// a program forgot about lacks what was appended since.
   const Tag* FindStale(storage::Store& store, const TableLayout& layout, std::uint32_t records);
@@ -60,6 +63,7 @@ class TableIndexes {
     std::vector<std::byte> after;
   };
 
+  static void LockFile(storage::Store& store, const IndexFile& file);
   void Attach(storage::Store& store, const IndexFileName& name, std::uint32_t number,
               const TableLayout& layout, const TextPage& page);
   Status PlanUnique(Tag& tag, Planned& planned, LiveRecords& records);

@@ -66,26 +66,29 @@ Tag::Tag(storage::Store& store, const IndexFile& file, TagPlace place, const Tab
   general_ = definition_.collation == kGeneral;
   constraint_ = file.constraint || definition_.candidate;
   Compile(layout, page);
-  if (!usable()) return;
+  if (usable()) Reopen(store, file.file, place.header);
+}
+
+void Tag::Reopen(storage::Store& store, storage::FileNo file, std::uint64_t header) {
   const std::string name = "tag '" + definition_.name + "'";
   switch (kind_) {
     case IndexKind::kNdx:
-      pages_ = MakeNdxPages(store, file.file, name, definition_);
+      pages_ = MakeNdxPages(store, file, name, definition_);
       break;
     case IndexKind::kMdx:
-      pages_ = MakeMdxPages(store, file.file, name, definition_, place.header);
+      pages_ = MakeMdxPages(store, file, name, definition_, header);
       break;
     case IndexKind::kIdx:
-      pages_ = MakeIdxPages(store, file.file, name, definition_);
+      pages_ = MakeIdxPages(store, file, name, definition_);
       break;
     case IndexKind::kCompactIdx:
     case IndexKind::kCdx: {
       const bool blanks = key_->type() == KeyType::kText && !general_;
-      pages_ = MakeCompactPages(store, file.file, name, definition_, place.header,
+      pages_ = MakeCompactPages(store, file, name, definition_, header,
                                 blanks ? std::byte{' '} : std::byte{0});
     }
   }
-  tree_.emplace(*pages_);
+  tree_.emplace(*pages_, tree_ ? tree_->version() + 1 : 1);
 }
 
 void Tag::Refuse(const std::string& what) {

@@ -38,6 +38,10 @@ class Tag {
   Tag(storage::Store& store, const IndexFile& file, TagPlace place, const TableLayout& layout,
       const TextPage& page);
 
+  /// Goes on in the tree of a file that took the place of the tag's own, where its header lies at
+  /// `header`. Places in the tree stay good. Only for usable tags.
+  void Reopen(storage::Store& store, storage::FileNo file, std::uint64_t header);
+
   const TagDefinition& definition() const noexcept { return definition_; }
   IndexKind kind() const noexcept { return kind_; }
   const std::string& path() const noexcept { return path_; }

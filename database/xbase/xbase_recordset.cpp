@@ -153,7 +153,22 @@ void XbaseRecordset::DoSetIndex(const IndexDef* index) {
     Throw(Code::kNotFound, ErrorNumber::kIndexNotFound,
           "table '" + def().Name + "' has no index '" + index->Name + "'");
   if (!tag->usable()) Throw(Code::kNotSupported, ErrorNumber::kNotSupported, tag->why_not());
+  // What is looked up in an index that lacks records would be stored a second time.
+  if (Updatable() && !trial()) {
+    table_->FreshenIndexes();
+  } else if (const Tag* stale = table_->FindStaleIndex(); stale != nullptr) {
+    table_->notes().push_back(
+        "tag '" + stale->definition().name + "' of index file '" + stale->path() +
+        "' lacks records of its table, which are not found by it; the table's "
+        "indexes are rebuilt before it is written");
+  }
+  TellNotes();
   tag_ = tag;
+}
+
+void XbaseRecordset::TellNotes() {
+  for (const std::string& note : table_->notes()) database().engine().AddNotice(note);
+  table_->notes().clear();
 }
 
 /// Makes the bounds of the entries that have the key; false when no record can have it.
@@ -393,6 +408,8 @@ Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
 }
 
 Status XbaseRecordset::DoUpdate() {
+  table_->FreshenIndexes();
+  TellNotes();
   changes_.clear();
   for (std::size_t i = 0; i < memos_.size(); ++i)
     if (memos_[i].set) changes_.push_back({plans_[i].column, memos_[i].null, memos_[i].raw});
@@ -412,6 +429,8 @@ Status XbaseRecordset::DoUpdate() {
 
 void XbaseRecordset::DoDelete() {
   RefreshRow();
+  table_->FreshenIndexes();
+  TellNotes();
   table_->Delete(record_);
 }
 

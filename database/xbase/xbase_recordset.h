@@ -59,6 +59,7 @@ class XbaseRecordset final : public Recordset {
   bool StepInOrder(bool forward);
   bool LandInOrder(bool found, bool forward);
   void StandOnRecord();
+  void TellNotes();
   bool MakeSeekKey(SeekComparison comparison, std::span<const Value> keys);
   void RefreshRow();
   static FieldPlan PlanFor(const Column& column) noexcept;

@@ -101,7 +101,8 @@ TEST_CASE("sample tables read as independent readers saw them") {
     CHECK(set->Close().ok());
     const auto problems = samples->Inspect(sample.name);
     REQUIRE(problems.ok());
-    CHECK_MESSAGE(problems->empty(), Show(*problems));
+    const bool stale = sample.name == std::string_view("stale_index");  // and stays it when read
+    CHECK_MESSAGE(problems->size() == (stale ? 8 : 0), Show(*problems));
   }
   const auto dbase7 = samples->OpenRecordset("dbase_8c", RecordsetType::kTable);
   CHECK(dbase7.status().message().find("dBASE 7") != std::string_view::npos);
