@@ -19,22 +19,24 @@ using MutableByteSpan = std::span<std::byte>;
 
 namespace detail {
 template <typename T, std::endian kOrder>
+T InOrder(T value) noexcept {
+  if constexpr (kOrder == std::endian::native || sizeof(T) == 1) return value;
+  if constexpr (sizeof(T) == 2) return __builtin_bswap16(value);
+  if constexpr (sizeof(T) == 4) return __builtin_bswap32(value);
+  if constexpr (sizeof(T) == 8) return __builtin_bswap64(value);
+}
+template <typename T, std::endian kOrder>
 T Load(ByteSpan bytes, std::size_t at) noexcept {
   KV_ASSERT(at <= bytes.size() && sizeof(T) <= bytes.size() - at, "load inside the span");
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < sizeof(T); ++i) {
-    const std::size_t shift = 8 * (kOrder == std::endian::little ? i : sizeof(T) - 1 - i);
-    value |= static_cast<std::uint64_t>(bytes[at + i]) << shift;
-  }
-  return static_cast<T>(value);
+  T value;
+  std::memcpy(&value, bytes.data() + at, sizeof(T));
+  return InOrder<T, kOrder>(value);
 }
 template <typename T, std::endian kOrder>
 void Store(MutableByteSpan bytes, std::size_t at, T value) noexcept {
   KV_ASSERT(at <= bytes.size() && sizeof(T) <= bytes.size() - at, "store inside the span");
-  for (std::size_t i = 0; i < sizeof(T); ++i) {
-    const std::size_t shift = 8 * (kOrder == std::endian::little ? i : sizeof(T) - 1 - i);
-    bytes[at + i] = static_cast<std::byte>(static_cast<std::uint64_t>(value) >> shift);
-  }
+  value = InOrder<T, kOrder>(value);
+  std::memcpy(bytes.data() + at, &value, sizeof(T));
 }
 }  // namespace detail
 

@@ -1,6 +1,7 @@
 #include "base/code_page.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -212,7 +213,13 @@ Status SetOemPage(int number) {
 
 std::size_t AsciiPrefix(std::string_view text) noexcept {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  constexpr std::size_t kStep = 4 * sizeof(std::uint64_t);
   std::size_t at = 0;
+  for (; at + kStep <= text.size(); at += kStep) {
+    std::array<std::uint64_t, 4> eights;
+    std::memcpy(eights.data(), text.data() + at, kStep);
+    if ((eights[0] | eights[1] | eights[2] | eights[3]) & kHighBits) break;
+  }
   for (; at + sizeof(std::uint64_t) <= text.size(); at += sizeof(std::uint64_t)) {
     std::uint64_t eight;
     std::memcpy(&eight, text.data() + at, sizeof eight);
