@@ -80,6 +80,24 @@ int Score(std::string_view text, const base::CodePage& page) {
   return score;
 }
 
+/// Number of the line in which a byte of the file stands; `block` is overwritten.
+Result<std::int64_t> LineOf(const TextInput& input, std::uint64_t offset, std::string& block) {
+  std::int64_t line_feeds = 0;
+  std::int64_t returns = 0;
+  for (std::uint64_t at = 0; at < offset;) {
+    const auto wanted = std::min<std::uint64_t>(block.size(), offset - at);
+    const Result<std::size_t> got =
+        input.ReadAt(at, std::span(block).first(static_cast<std::size_t>(wanted)));
+    if (!got.ok()) return got.status();
+    if (*got == 0) break;
+    const std::string_view text(block.data(), *got);
+    line_feeds += std::count(text.begin(), text.end(), '\n');
+    returns += std::count(text.begin(), text.end(), '\r');
+    at += *got;
+  }
+  return std::max(line_feeds, returns) + 1;
+}
+
 }  // namespace
 
 std::size_t Utf8Prefix(std::string_view text) noexcept {
@@ -126,28 +144,21 @@ Result<ForeignText> FindForeignText(const std::string& file_name, bool unmarked_
   ForeignText found;
   if (input->utf16_page() != 0) return found;
   std::string block(kBlockBytes, '\0');
-  std::int64_t line_feeds = 0;
-  std::int64_t returns = 0;
   for (std::uint64_t at = 0;;) {
     const Result<std::size_t> got = input->ReadAt(at, block);
     if (!got.ok()) return got.status();
     const std::string_view text(block.data(), *got);
     const bool last = *got < block.size();
-    const std::size_t fault = Utf8Fault(text, !last);
-    const std::string_view sound = text.substr(0, fault);
-    if (fault != text.npos) {
-      line_feeds += std::count(sound.begin(), sound.end(), '\n');
-      returns += std::count(sound.begin(), sound.end(), '\r');
-      found.line = std::max(line_feeds, returns) + 1;
+    // A character that the block cuts off is looked at again with the next one.
+    const std::size_t whole = Utf8Prefix(text);
+    if (whole < text.size() && Utf8Fault(text.substr(whole), !last) != text.npos) {
       found.page = GuessPage(text);
+      const Result<std::int64_t> line = LineOf(*input, at + whole, block);
+      if (!line.ok()) return line.status();
+      found.line = *line;
       return found;
     }
     if (last) return found;
-    // A character that the block cuts off is looked at again with the next one.
-    const std::size_t whole = Utf8Prefix(text);
-    const std::string_view passed = text.substr(0, whole);
-    line_feeds += std::count(passed.begin(), passed.end(), '\n');
-    returns += std::count(passed.begin(), passed.end(), '\r');
     at += whole;
   }
 }
