@@ -99,13 +99,22 @@ Status SplitRules::Split(std::span<char> record, FieldValues& fields) const {
 // Moves `p` to the next separator, delimiter or to `end`; the result is the separator's size in
 // bytes, 0 where there is none.
 std::size_t SplitRules::NextMark(char*& p, char* end) const noexcept {
-  for (;;) {
-    while (p != end && kinds_[ToByte(*p)] == Kind::kPlain) ++p;
-    if (p == end || kinds_[ToByte(*p)] == Kind::kDelimiter) return 0;
-    if (kinds_[ToByte(*p)] == Kind::kSeparator) return 1;
-    if (Slice(p, end).starts_with(wide_separator_)) return wide_separator_.size();
-    ++p;
+  char* at = p;  // in a register: a character read through `p` might be `p`
+  Kind kind = Kind::kPlain;
+  std::size_t size = 0;
+  for (; at != end; ++at) {
+    kind = kinds_[ToByte(*at)];
+    if (kind == Kind::kPlain) [[likely]]
+      continue;
+    if (kind == Kind::kSeparator) size = 1;
+    if (kind == Kind::kWideSeparator) {
+      if (!Slice(at, end).starts_with(wide_separator_)) continue;
+      size = wide_separator_.size();
+    }
+    break;
   }
+  p = at;
+  return size;
 }
 
 bool SplitRules::SplitDelimited(char* p, char* end, FieldValues& fields) const {

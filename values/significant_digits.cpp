@@ -23,10 +23,18 @@ bool SameDigits(std::string_view a, std::string_view b) noexcept {
 
 Significant DigitsOf(std::string_view plain) noexcept {
   Significant out;
-  const std::size_t point = std::min(plain.find('.'), plain.size());
-  const std::size_t first = plain.find_first_of("123456789");
-  if (first == std::string_view::npos) return out;
-  const std::size_t last = plain.find_last_of("123456789");
+  std::size_t point = plain.size();
+  std::size_t first = plain.size();
+  std::size_t last = 0;
+  for (std::size_t at = 0; at < plain.size(); ++at) {
+    if (plain[at] == '.') {
+      point = std::min(point, at);
+    } else if (plain[at] >= '1' && plain[at] <= '9') {
+      first = std::min(first, at);
+      last = at;
+    }
+  }
+  if (first == plain.size()) return out;
   out.text = plain.substr(first, last - first + 1);
   out.count = static_cast<int>(out.text.size()) - (first < point && last > point ? 1 : 0);
   out.power =
