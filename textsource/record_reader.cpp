@@ -243,7 +243,8 @@ Status RecordReader::FindHtmlRow(End& end) {
     }
     if (row != kNowhere) {
       std::size_t behind = kNowhere;
-      for (const char* const tag : {kRowEnd, kRowStart, kTableEnd}) {
+      // The row's own end comes last: where none stands, the next row keeps the search short.
+      for (const char* const tag : {kRowStart, kTableEnd, kRowEnd}) {
         const std::size_t at = FindHtmlTag(text.substr(0, behind), tag, searched);
         if (at != kNowhere) behind = tag == kRowEnd ? HtmlTagEnd(text, at) : at;
       }

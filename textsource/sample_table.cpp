@@ -178,8 +178,10 @@ bool HasTemplate(const SampleTable& table, const LayoutScore& score) {
 
 Result<SampleTable> SampleTable::Read(const std::string& file_name, const RecordFormat& format,
                                       const SplitRules& rules) {
-  Result<RecordReader> reader =
-      RecordReader::Open(file_name, format, {.block_bytes = kSampleBytes});
+  // A longer one tells nothing: there is no second one to compare with.
+  constexpr std::size_t kLongestRecord = std::size_t{1} << 20;
+  Result<RecordReader> reader = RecordReader::Open(
+      file_name, format, {.block_bytes = kSampleBytes, .max_record_bytes = kLongestRecord});
   if (!reader.ok()) return reader.status();
   SampleTable table;
   std::vector<std::pair<std::size_t, std::size_t>> places;
