@@ -179,7 +179,7 @@ void AddImportCommand(CLI::App& app, int& exit_status) {
   command->footer(
       "KIND is Access, Paradox3 ... Paradox5, DBase3 ... DBase5, FOXPRO20 ... FOXPRO30 or ODBC, "
       "in\n"
-      "any case. For dBASE and FoxPro the database is a folder; for ODBC it is a DSN or\n"
+      "any case. For Paradox, dBASE and FoxPro the database is a folder; for ODBC a DSN or\n"
       "\"DSN=...;UID=...;PWD=...\". Without a mapping option fields of equal names are mapped, or\n"
       "all in order when the source's fields have no names.");
   command->callback([options, &exit_status] { exit_status = Import(*options); });

@@ -379,7 +379,7 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
   check->add_flag("--json", check_options->json, "Print JSON");
 
   auto [reindex, reindex_options] =
-      add("reindex", "Build the indexes of a dBASE or FoxPro table anew", Reindex);
+      add("reindex", "Build the indexes of a dBASE, FoxPro or Paradox table anew", Reindex);
   add_database(reindex, *reindex_options, true);
 
   auto [create, create_options] =

@@ -1,6 +1,13 @@
 #include "database/paradox/format.h"
 
+#include "base/M_STRING.h"
+
 namespace kelvorin::database::paradox {
+namespace {
+
+constexpr std::string_view kNativePrefix = "Paradox ";
+
+}  // namespace
 
 int FixedBytes(std::uint8_t kind_code) noexcept {
   switch (FieldKind{kind_code}) {
@@ -31,9 +38,26 @@ int FixedBytes(std::uint8_t kind_code) noexcept {
   return -1;
 }
 
+std::string NativeWords(const Column& column) {
+  return std::string(kNativePrefix) + std::to_string(static_cast<unsigned>(column.kind)) + " " +
+         std::to_string(column.bytes) + " " + std::to_string(column.decimals);
+}
+
+bool ReadNativeWords(std::string_view words, Column& column) {
+  if (!words.starts_with(kNativePrefix)) return false;
+  const std::vector<std::string_view> parts =
+      base::SplitAt(words.substr(kNativePrefix.size()), ' ');
+  if (parts.size() != 3) return false;
+  column.kind = FieldKind{static_cast<std::uint8_t>(base::ParseInteger(parts[0]))};
+  column.bytes = static_cast<std::uint16_t>(base::ParseInteger(parts[1]));
+  column.decimals = static_cast<std::uint8_t>(base::ParseInteger(parts[2]));
+  return true;
+}
+
 FieldDef FaceOf(const Column& column) {
   FieldDef face;
   face.Name = column.name;
+  face.Native = NativeWords(column);
   face.AllowZeroLength = false;  // an empty text is the blank value
   switch (column.kind) {
     case FieldKind::kAlpha:

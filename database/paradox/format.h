@@ -138,6 +138,11 @@ struct Column {
 /// -1 for a code that is no kind.
 int FixedBytes(std::uint8_t kind_code) noexcept;
 
+/// Kind, width and decimals of a column in words that `ReadNativeWords` understands; that one says
+/// false, and may have changed the column, when they are of another driver.
+std::string NativeWords(const Column& column);
+bool ReadNativeWords(std::string_view words, Column& column);
+
 /// What the database interface says about a column.
 FieldDef FaceOf(const Column& column);
 

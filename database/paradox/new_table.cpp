@@ -16,7 +16,8 @@ namespace kelvorin::database::paradox {
 namespace {
 
 constexpr std::uint16_t kMaxText = 255;
-constexpr std::uint16_t kGuidText = 38, kTimeText = 12, kTimeStampText = 24, kBigIntText = 20;
+constexpr std::uint16_t kGuidText = 38, kTimeText = 12, kTimeStampText = 24, kBigIntText = 20,
+                        kBooleanText = 5;
 constexpr std::int32_t kDoubleDigits = 15;
 constexpr std::int32_t kBcdDigits = 32;
 constexpr std::size_t kMemoLeader = 1;
@@ -102,8 +103,7 @@ class TablePlanner {
     header_.key = key;
     header_.changes = header_.structure = 1;
     header_.sort_name = "ascii";
-    header_.page = base::OemPage().is_utf8() ? 437 : base::OemPage().number();
-    if (!header_.is_new()) header_.page = base::OemPage().number();
+    header_.page = header_.is_new() ? PageOfNewTable() : base::OemPage().number();
   }
 
   std::vector<NewFile> Plan() {
@@ -171,8 +171,41 @@ class TablePlanner {
     column.bytes = static_cast<std::uint16_t>(fixed > 0 ? static_cast<std::size_t>(fixed) : bytes);
   }
 
+  /// The version with which a type came; no table of an older one holds it.
+  static std::uint8_t VersionOf(FieldKind kind) noexcept {
+    switch (kind) {
+      case FieldKind::kAlpha:
+      case FieldKind::kDate:
+      case FieldKind::kShort:
+      case FieldKind::kMoney:
+      case FieldKind::kNumber:
+        return kVersion35;
+      case FieldKind::kMemo:
+      case FieldKind::kBinary:
+        return kVersion4;
+      default:
+        return kVersion5;
+    }
+  }
+
+  /// A field that was described by this driver stays as it was where this product has its type.
+  bool KeepNative(const FieldDef& field, Column& column) const {
+    Column native;
+    if (!ReadNativeWords(field.Native, native) || VersionOf(native.kind) > limits_.version)
+      return false;
+    const FieldDef face = FaceOf(native);
+    if (face.Type != field.Type || face.Size != field.Size ||
+        face.AutoIncrement != field.AutoIncrement)
+      return false;
+    column.kind = native.kind;
+    column.bytes = native.bytes;
+    column.decimals = native.decimals;
+    return true;
+  }
+
   void ChooseKind(const FieldDef& field, Column& column) {
     using enum TypeCode;
+    if (KeepNative(field, column)) return;
     if (field.AutoIncrement) {
       if (!new_types()) RefuseField(field, limits_, "it numbers no records by itself");
       return Set(column, FieldKind::kAutoIncrement);
@@ -182,7 +215,9 @@ class TablePlanner {
       case kChar:
         return Set(column, FieldKind::kAlpha, TextBytes(field));
       case kBoolean:
-        return Set(column, new_types() ? FieldKind::kLogical : FieldKind::kShort);
+        // A number would take neither the word True nor False.
+        return new_types() ? Set(column, FieldKind::kLogical)
+                           : Set(column, FieldKind::kAlpha, kBooleanText);
       case kByte:
       case kInteger:
         return Set(column, FieldKind::kShort);
@@ -378,6 +413,10 @@ std::string HexPair(std::size_t number) {
 }
 
 }  // namespace
+
+int PageOfNewTable() noexcept {
+  return base::OemPage().is_utf8() ? 437 : base::OemPage().number();
+}
 
 bool FindProduct(std::string_view type_word, Product& out) noexcept {
   for (std::size_t i = 0; i < std::size(kLimits); ++i) {

@@ -17,6 +17,9 @@ enum class Product : std::uint8_t { kParadox3, kParadox4, kParadox5 };
 /// The product of a connect string's type word, without regard to case; false when it is none.
 bool FindProduct(std::string_view type_word, Product& out) noexcept;
 
+/// Code page that a new table gets.
+int PageOfNewTable() noexcept;
+
 struct NewFile {
   std::string extension;  // "DB", "PX", "X02", "MB"
   std::string contents;

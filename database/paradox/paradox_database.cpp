@@ -161,6 +161,32 @@ void ParadoxDatabase::DoCreateTable(const TableDef& table) {
   WriteFiles(path, files);
 }
 
+/// The files of a table that is as it was made, once more with a primary index. Its fields come
+/// first.
+std::vector<NewFile> ParadoxDatabase::PlanAnew(Table& table, const IndexDef& primary) const {
+  const Header& header = table.header();
+  TableDef def = Describe(table);
+  const auto refuse = [&](const std::string& why) {
+    Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
+          "index '" + primary.Name +
+              "' cannot be made: a primary index is made with its table or "
+              "right after, and table '" +
+              def.Name + "' " + why);
+  };
+  if (table.keyed()) refuse("has one already");
+  if (table.RecordCount() > 0) refuse("has " + std::to_string(table.RecordCount()) + " records");
+  const auto others = [](const Companion& companion) { return companion.extension != "MB"; };
+  const std::vector<Companion>& files = table.companions().all();
+  if (table.last_number() != 0 || header.sort_order != 0 || header.page != PageOfNewTable() ||
+      std::any_of(files.begin(), files.end(), others))
+    refuse("was made or used by another program");
+  def.Indexes.push_back(primary);
+  const Product product = header.version > kVersion4    ? Product::kParadox5
+                          : header.version > kVersion35 ? Product::kParadox4
+                                                        : Product::kParadox3;
+  return PlanTable(def, product, WithoutExtension(storage::NameOf(table.path())), header.key);
+}
+
 void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef& index) {
   const std::string path = PathOf(table_name, ErrorNumber::kNotInCollection);
   std::vector<NewFile> files;
@@ -170,17 +196,17 @@ void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef&
     if (Describe(*table).FindIndex(index.Name) != nullptr)
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "table '" + std::string(table_name) + "' has an index '" + index.Name + "' already");
+    if (index.Primary) files = PlanAnew(*table, index);
     std::vector<std::string> taken;
     for (const Companion& companion : table->companions().all())
       taken.push_back(companion.extension);
-    if (index.Primary)
-      Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
-            "a primary index is made with its table only");
-    files = PlanIndex(table->header(), index, WithoutExtension(storage::NameOf(path)), taken);
+    if (!index.Primary)
+      files = PlanIndex(table->header(), index, WithoutExtension(storage::NameOf(path)), taken);
   }
   RequireNobodyElse(path);
   const std::string real = tables_->fs().RealPath(path);
   WriteFiles(real, files);
+  if (index.Primary) return;
   try {
     const std::shared_ptr<Table> table = Open(path, true);
     table->MakeReady();

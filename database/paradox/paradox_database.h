@@ -34,6 +34,7 @@ class ParadoxDatabase final : public Database {
   std::string PathOf(std::string_view name, ErrorNumber missing) const;
   std::shared_ptr<Table> Open(const std::string& path, bool write) const;
   TableDef Describe(Table& table) const;
+  std::vector<NewFile> PlanAnew(Table& table, const IndexDef& primary) const;
   void RequireNobodyElse(const std::string& path) const;
   void WriteFiles(const std::string& table_path, const std::vector<NewFile>& files) const;
 

@@ -283,20 +283,25 @@ void ParadoxRecordset::ReadBlob(std::size_t field, base::ByteSpan row, Value& ou
   }
 }
 
+void ParadoxRecordset::ReadLong(std::size_t field, base::ByteSpan row, bool editing, Value& out) {
+  const PendingBlob& pending = blobs_[field];
+  if (!editing || !pending.set) return ReadBlob(field, row, out);
+  if (!pending.null) return BlobValue(field, pending.raw, out);
+  out = Value::Null();
+}
+
 void ParadoxRecordset::DoReadField(std::size_t field, Value& out) {
   const FieldPlan& plan = plans_[field];
   const bool editing = EditMode() != EditState::kNone;
   if (!editing) Refresh();
   const base::ByteSpan row = editing ? edit_row_ : row_;
+  const std::size_t before = table_->page().unreadable();
   if (plan.blob) {
-    const PendingBlob& pending = blobs_[field];
-    if (!editing || !pending.set) return ReadBlob(field, row, out);
-    if (!pending.null) return BlobValue(field, pending.raw, out);
-    out = Value::Null();
-    return;
+    ReadLong(field, row, editing, out);
+  } else if (!table_->codec().Decode(*plan.column, row, texts_[field], out)) {
+    ThrowUnreadable(field, table_->codec().WhatIsWrong(*plan.column, row));
   }
-  if (table_->codec().Decode(*plan.column, row, texts_[field], out)) return;
-  ThrowUnreadable(field, table_->codec().WhatIsWrong(*plan.column, row));
+  CountUnreadableCharacters(table_->page().unreadable() - before);
 }
 
 // --- Writing

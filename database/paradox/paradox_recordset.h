@@ -58,6 +58,7 @@ class ParadoxRecordset final : public Recordset {
   RecordFile& Order() { return index_ != nullptr ? index_->file() : table_->data(); }
   static FieldPlan PlanFor(const Column& column) noexcept;
   [[noreturn]] void ThrowUnreadable(std::size_t field, const std::string& why);
+  void ReadLong(std::size_t field, base::ByteSpan row, bool editing, Value& out);
   void ReadBlob(std::size_t field, base::ByteSpan row, Value& out);
   void BlobValue(std::size_t field, const std::string& raw, Value& out);
   Status WriteConverted(std::size_t field, const Value& value);

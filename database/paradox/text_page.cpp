@@ -79,7 +79,7 @@ bool TextPage::ToAnsi(std::string_view in, std::string& scratch, std::string_vie
   if (plain_ || base::AsciiPrefix(in) == in.size()) return true;
   if (known_ == nullptr) return false;
   scratch.clear();
-  known_->to_ansi.Append(in, scratch);
+  unreadable_ += known_->to_ansi.Append(in, scratch);
   out = scratch;
   return true;
 }

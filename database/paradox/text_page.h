@@ -36,6 +36,8 @@ class TextPage {
   /// The other direction; `replaced` becomes the number of characters the page lacks.
   bool FromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
                 std::size_t& replaced) const;
+  /// Characters that the ANSI page lacks, counted over all calls of `ToAnsi`.
+  std::size_t unreadable() const noexcept { return unreadable_; }
   /// Each byte's capital.
   const std::array<std::uint8_t, 256>& Capitals() const;
 
@@ -43,6 +45,7 @@ class TextPage {
   struct Known;
   int number_;
   bool plain_ = false;  // the table's page is the ANSI page
+  mutable std::size_t unreadable_ = 0;
   std::shared_ptr<const Known> known_;
 };
 
