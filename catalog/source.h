@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/status.h"
 #include "database/database.h"
@@ -23,6 +24,8 @@ struct Source {
   std::string SourceConnectString;
   std::string password;
   bool exists = false;
+  /// Tables of a source that is chosen from a list, in the database's order.
+  std::vector<std::string> tables;
   /// The open database of an Access source, kept from its listing on.
   std::unique_ptr<database::Database> kept;
 };

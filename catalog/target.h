@@ -27,6 +27,7 @@ struct TargetField {
 
 /// Records of state only; the record set is let go before its database.
 struct Target {
+  std::int16_t kind = 3;  // of the database, a TypeConnect value
   std::unique_ptr<database::Database> database;
   std::unique_ptr<database::Recordset> recordset;
   std::string table_name;

@@ -4,7 +4,7 @@
 set(KELVORIN_ROOM_ORDER
     os base contract textsource settings values storage
     database database/access database/xbase database/paradox database/odbc database/drivers catalog
-    mapping engine wizard wizard/qt control control/qt control/designer)
+    mapping engine job wizard wizard/qt control control/qt control/designer)
 
 set(KELVORIN_LAYERS_os                 "")
 set(KELVORIN_LAYERS_base               os)
@@ -24,14 +24,16 @@ set(KELVORIN_LAYERS_catalog            database values settings contract base)
 set(KELVORIN_LAYERS_mapping            catalog database settings base)
 set(KELVORIN_LAYERS_engine
     mapping catalog database values textsource settings contract base)
-set(KELVORIN_LAYERS_wizard
+set(KELVORIN_LAYERS_job
     engine mapping catalog database values textsource settings contract base)
+set(KELVORIN_LAYERS_wizard
+    job engine mapping catalog database values textsource settings contract base)
 # The windows, where Qt is: views over the form objects, the control for Qt hosts, the plug-in for
 # its form designer.
 set(KELVORIN_LAYERS_wizard_qt          wizard contract base)
-set(KELVORIN_LAYERS_control            wizard database/drivers database values settings contract base)
+set(KELVORIN_LAYERS_control            wizard job database/drivers database values settings contract base)
 set(KELVORIN_LAYERS_control_qt         wizard/qt control contract base)
 set(KELVORIN_LAYERS_control_designer   control/qt contract base)
 set(KELVORIN_LAYERS_apps_kelvorin
-    control wizard engine mapping database/drivers catalog database values textsource settings
+    control job engine mapping database/drivers catalog database values textsource settings
     contract base)

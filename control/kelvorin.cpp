@@ -3,6 +3,7 @@
 #include "contract/enums.h"
 #include "database/drivers/register_drivers.h"
 #include "database/engine.h"
+#include "job/job.h"
 #include "values/value_format.h"
 #include "wizard/frm_kelvorin.h"
 
@@ -38,7 +39,7 @@ struct Kelvorin::Core {
   }
 };
 
-/// What the forms of one call see of the control: its property record, and its events behind an
+/// What job and forms of one call see of the control: its property record, and its events behind an
 /// adapter that lets no exception of a host's handler through. It has the handlers as they were
 /// when the call began, so that one may destroy the control, or disconnect itself, while it runs.
 class Kelvorin::Surface final : public contract::Caller, public contract::EventSink {
@@ -251,29 +252,29 @@ void Kelvorin::display() noexcept {
   });
 }
 
-template <typename F>
-void Kelvorin::WithForm(F&& call) noexcept {
+template <typename Work, typename F>
+void Kelvorin::With(F&& call) noexcept {
   Safely([&](Core& core) {
     core.last_run = contract::RunResult();
     Surface surface(core_, *this);
     core.DeriveConnectTypeName(core.properties.ConnectString);
     database::DBEngine engine(values::ValueFormat::FromLocale());
     database::RegisterDrivers(engine);
-    wizard::frmKelvorin form(engine, *core.platform);
-    form.SetCaller(surface);
-    call(form);
-    core.last_run = form.result();
+    Work work(engine, *core.platform);
+    work.SetCaller(surface);
+    call(work);
+    core.last_run = work.result();
   });
 }
 
 void Kelvorin::Execute() noexcept {
-  WithForm([](wizard::frmKelvorin& form) { form.Execute(); });
+  With<wizard::frmKelvorin>([](wizard::frmKelvorin& form) { form.Execute(); });
 }
 
 std::int16_t Kelvorin::BatchImport(std::string& Setting) noexcept {
   std::int16_t result = -1;
   const std::string name = Setting;  // the host's own may go with the host
-  WithForm([&](wizard::frmKelvorin& form) { result = form.DoBatchImport(name); });
+  With<job::Job>([&](job::Job& job) { result = job.BatchImport(name); });
   return result;
 }
 

@@ -152,9 +152,9 @@ class Kelvorin {
   /// Runs `call` with what it needs; whatever it throws becomes `LastError`.
   template <typename F>
   void Safely(F&& call) noexcept;
-  /// Makes a form for one call, runs `call` with it and releases it.
-  template <typename F>
-  void WithForm(F&& call) noexcept;
+  /// Makes a job or a form for one call, runs `call` with it and releases it.
+  template <typename Work, typename F>
+  void With(F&& call) noexcept;
 
   std::shared_ptr<Core> core_;  // shared with a call under way
 };

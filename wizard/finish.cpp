@@ -1,30 +1,22 @@
 #include "base/M_FILE.h"
 #include "base/M_Misc.h"
-#include "catalog/tables.h"
-#include "contract/enums.h"
-#include "engine/source_reader.h"
+#include "job/outcome.h"
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_progress.h"
-#include "wizard/outcome.h"
+#include "wizard/frm_rejected.h"
 
 namespace kelvorin::wizard {
-namespace {
-
-constexpr std::int32_t kLongestPreface = 1000;  // lines
-
-}  // namespace
 
 void frmKelvorin::BtnFinish_Click() {
   if (running_) return;
   running_ = true;
   UpdateControls();
-  rejected_.Clear();
-  preface_ = Preface();
-  Status ready = habits_->Apply(state_.setting);
-  if (ready.ok() && recordset_used_) ready = ReopenTargetTable();
+  rejected_.Begin(job_.SkippedLines());
+  Status ready = job_.ApplyLocale(state().setting);
+  if (ready.ok()) ready = job_.PrepareTargetTable();
   if (!ready.ok()) {
     ReportError({}, ready);
-  } else if (caller_->properties().ShowProgress) {
+  } else if (caller().properties().ShowProgress) {
     frmProgress progress(platform_);
     progress.SetCaller([this, &progress] { DoImport(&progress); });
     platform_.ShowModal(progress);
@@ -37,46 +29,27 @@ void frmKelvorin::BtnFinish_Click() {
     SaveLastSetting();
     last_run_ = TakeInventory();
     mapped_by_hand_ = false;
-    imported_something_ = imported_something_ || result_.imported > 0;
+    imported_something_ = imported_something_ || result().imported > 0;
     ShowOutcome();
   }
   controls.BtnRejected.SetVisible(rejected_.count() > 0);
-  const std::string file = catalog::SourceFilePath(state_.setting.TypeFormat, state_.source);
-  if (state_.setting.DeleteImportFile && !file.empty())
-    state_.source.exists = catalog::SourceFileExists(file);
+  const std::string file = catalog::SourceFilePath(state().setting.TypeFormat, state().source);
+  if (state().setting.DeleteImportFile && !file.empty())
+    state().source.exists = catalog::SourceFileExists(file);
   UpdateControls();
   if (ready.ok()) controls.BtnCancel.SetFocus();
-  if (close_after_run_ || caller_->properties().QuitAfterImport) Close();
-}
-
-Status frmKelvorin::ReopenTargetTable() {
-  catalog::Target& target = state_.target;
-  const std::int16_t kind = target.database->IsOdbc() ? std::int16_t{contract::kOdbc}
-                                                      : caller_->properties().DefaultSourceType;
-  if (target.recordset) KV_TRY(target.recordset->Close());
-  target.recordset.reset();
-  recordset_used_ = false;
-  auto opened = catalog::OpenTableRecordset(*target.database, target.table_name, kind, platform_);
-  if (!opened.ok()) return opened.status();
-  for (const catalog::TargetField& field : target.fields)
-    if (field.position >= (*opened)->FieldCount() ||
-        (*opened)->Fields(field.position).Name() != field.Name)
-      return Status(Code::kNotFound, "The table '" + target.table_name +
-                                         "' has been changed: its field '" + field.Name +
-                                         "' is not where it was. Choose the table again.");
-  target.recordset = *std::move(opened);
-  return Status();
+  if (close_after_run_ || caller().properties().QuitAfterImport) Close();
 }
 
 frmKelvorin::Inventory frmKelvorin::TakeInventory() const {
-  Inventory all{state_.setting, state_.breaks, state_.target.table_name};
+  Inventory all{state().setting, state().breaks, state().target.table_name};
   all.setting.SettingName.clear();
-  catalog::StoreSource(state_.source, all.setting);
+  catalog::StoreSource(state().source, all.setting);
   return all;
 }
 
 void frmKelvorin::ShowOutcome() {
-  controls.LblOutcome.SetCaption(OutcomeText(result_));
+  controls.LblOutcome.SetCaption(job::OutcomeText(result()));
   controls.LblOutcome.SetVisible(true);
   controls.BtnReport.SetVisible(true);
 }
@@ -88,41 +61,22 @@ void frmKelvorin::BtnReport_Click() {
   const std::string path = platform_.ChooseFile(dialog);
   if (path.empty()) return;
   const bool by_list = !SourceHasFileBox();
-  const std::string from = by_list
-                               ? state_.source.file_name
-                               : catalog::SourceFilePath(state_.setting.TypeFormat, state_.source);
+  const std::string from =
+      by_list ? state().source.file_name
+              : catalog::SourceFilePath(state().setting.TypeFormat, state().source);
   const Status saved = base::WriteFileAtomically(
-      path, ReportText({from, state_.target.table_name, ended_at_, result_, rejected_}));
+      path, job::ReportText({from, state().target.table_name, ended_at_, result(), rejected_}));
   if (!saved.ok()) ReportError({}, saved);
 }
 
 void frmKelvorin::DoImport(contract::ProgressView* progress) {
-  recordset_used_ = true;
   engine::RunOptions options;
   options.observer = &rejected_;
-  result_ = engine::DoImport({state_.setting, state_.breaks, state_.target, state_.source, engine_,
-                              *caller_, platform_, options},
-                             progress);
-}
-
-// The lines that the job passes over, so that saved records can be read by the same job.
-std::string frmKelvorin::Preface() const {
-  const settings::ImportSetting& setting = state_.setting;
-  std::string preface;
-  if (!IsText() || setting.StartingLine < 2 || setting.StartingLine > kLongestPreface)
-    return preface;
-  auto reader =
-      textsource::RecordReader::Open(state_.source.file_name, engine::RecordFormatOf(setting));
-  if (!reader.ok()) return preface;
-  std::span<char> record;
-  for (std::int32_t line = 1; line < setting.StartingLine && !reader->AtEnd(); ++line)
-    if (!reader->ReadRecord(record).ok()) return preface;
-  if (!reader->ReadRaw(0, reader->position(), preface).ok()) preface.clear();
-  return preface;
+  job_.Import(progress, options);
 }
 
 void frmKelvorin::BtnRejected_Click() {
-  frmRejected list(platform_, rejected_, preface_, OutcomeText(result_));
+  frmRejected list(platform_, rejected_, job::OutcomeText(result()));
   platform_.ShowModal(list);
 }
 

@@ -1,6 +1,5 @@
 #include "wizard/frm_rejected.h"
 
-#include "base/M_FILE.h"
 #include "base/M_STRING.h"
 
 namespace kelvorin::wizard {
@@ -10,27 +9,11 @@ constexpr std::size_t kRowsShown = 1000;
 
 }  // namespace
 
-Status RejectedRecords::OnReject(const engine::RejectedRecord& record) {
-  ++count_;
-  if (records_.size() < kMost)
-    records_.push_back({record.line_number, std::string(record.field), std::string(record.value),
-                        std::string(record.reason), std::string(record.raw)});
-  return Status();
-}
-
-void RejectedRecords::Clear() {
-  records_.clear();
-  count_ = 0;
-}
-
-frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& rejected,
-                         std::string preface, std::string_view outcome)
-    : Form("frmRejected", "Rejected records"),
-      platform_(platform),
-      rejected_(rejected),
-      preface_(std::move(preface)) {
+frmRejected::frmRejected(contract::Platform& platform, const job::RejectedRecords& rejected,
+                         std::string_view outcome)
+    : Form("frmRejected", "Rejected records"), platform_(platform), rejected_(rejected) {
   std::vector<contract::Grid::Row> rows;
-  for (const RejectedRecords::Record& record : rejected.records()) {
+  for (const job::RejectedRecords::Record& record : rejected.records()) {
     if (rows.size() == kRowsShown) break;
     rows.push_back({{base::ToDecimal(record.line), false},
                     {record.field, false},
@@ -41,8 +24,9 @@ frmRejected::frmRejected(contract::Platform& platform, const RejectedRecords& re
                      (rejected.count() == 1 ? " record was" : " records were") + " not imported.";
   if (static_cast<std::size_t>(rejected.count()) > rows.size())
     text += " The first " + base::ToDecimal(static_cast<std::int64_t>(rows.size())) + " are shown.";
-  if (static_cast<std::size_t>(rejected.count()) > RejectedRecords::kMost)
-    text += " The first " + base::ToDecimal(static_cast<std::int64_t>(RejectedRecords::kMost)) +
+  if (static_cast<std::size_t>(rejected.count()) > job::RejectedRecords::kMost)
+    text += " The first " +
+            base::ToDecimal(static_cast<std::int64_t>(job::RejectedRecords::kMost)) +
             " can be saved.";
   LblRejected.SetCaption(text);
   LblOutcome.SetCaption(outcome);
@@ -61,9 +45,7 @@ void frmRejected::BtnSaveRejected_Click() {
   dialog.save = true;
   const std::string path = platform_.ChooseFile(dialog);
   if (path.empty()) return;
-  std::string contents = preface_;
-  for (const RejectedRecords::Record& record : rejected_.records()) contents += record.raw;
-  const Status saved = base::WriteFileAtomically(path, contents);
+  const Status saved = rejected_.Save(path);
   if (!saved.ok())
     platform_.Ask(
         {std::string(saved.message()), "Error", contract::Icon::kCritical, contract::Buttons::kOk});

@@ -22,7 +22,7 @@ int FindListItem(const contract::Control& list, std::string_view text) {
 
 void frmKelvorin::DisplayFieldNames() {
   contract::Grid& grid = controls.GrdMapping;
-  const std::vector<catalog::TargetField>& fields = state_.target.fields;
+  const std::vector<catalog::TargetField>& fields = state().target.fields;
   const int row = std::clamp(grid.row(), 0, std::max(static_cast<int>(fields.size()) - 1, 0));
   std::vector<contract::Grid::Row> rows;
   for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -48,7 +48,7 @@ void frmKelvorin::FillSourceFields() {
   const std::vector<std::string>& sources = c.PreviewGrid.headings();
   c.CBoxSourceFields.SetItems(mapping::ChooserEntries(sources));
   for (std::size_t r = 0; r < grid.rows().size(); ++r) {
-    const mapping::FieldMapEntry& entry = state_.setting.FieldMap[r];
+    const mapping::FieldMapEntry& entry = state().setting.FieldMap[r];
     const std::string shown = grid.cell(r, kSource);
     const bool lost = mapping::LostItsSource(entry, sources) ||
                       (!shown.empty() && FindListItem(c.CBoxSourceFields, shown) == -1);
@@ -94,7 +94,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
   const int index = c.CBoxSourceFields.list_index();
   if (grid.row() < 0 || index < 0) return;
   const auto row = static_cast<std::size_t>(grid.row());
-  mapping::FieldMapEntry& entry = state_.setting.FieldMap[row];
+  mapping::FieldMapEntry& entry = state().setting.FieldMap[row];
   const std::vector<std::string>& sources = c.PreviewGrid.headings();
   // Compared by position: a source field may bear the name of one of the two last entries.
   const auto picked = static_cast<std::size_t>(index);
@@ -108,7 +108,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
     if (platform_.Ask({"This action will reset all the mapping, continue ?", "Confirmation",
                        contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) ==
         contract::Answer::kOk) {
-      mapping::IgnoreAll(state_.setting.FieldMap);
+      mapping::IgnoreAll(state().setting.FieldMap);
       for (std::size_t r = 0; r < grid.rows().size(); ++r) {
         grid.SetCell(r, kSource, mapping::kIgnored);
         grid.SetCell(r, kMore, {});
@@ -118,8 +118,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
       c.CBoxSourceFields.SelectItem(FindListItem(c.CBoxSourceFields, grid.cell(row, kSource)));
     }
   } else {
-    const textsource::BreakList* breaks = state_.setting.TypeFormat == 1 ? &state_.breaks : nullptr;
-    mapping::PickSourceField(entry, sources[picked], sources, breaks);
+    mapping::PickSourceField(entry, sources[picked], sources, job_.FixedBreaks());
     grid.SetCell(row, kSource, sources[picked]);
     grid.SetCell(row, kMore, {});
     grid.SetBold(row, kSource, false);
@@ -132,7 +131,7 @@ void frmKelvorin::CBoxSourceFields_Click() {
 
 void frmKelvorin::GrdMapping_RowChange(int old_row) {
   contract::Grid& grid = controls.GrdMapping;
-  if (steps_.current < 4 || grid.row() < 0) return;
+  if (steps_.current != WizardStep::kMapping || grid.row() < 0) return;
   if (old_row >= 0) grid.SetCell(static_cast<std::size_t>(old_row), kMarker, {});
   grid.SetCell(static_cast<std::size_t>(grid.row()), kMarker, "->");
   PlaceChooser();
@@ -140,12 +139,11 @@ void frmKelvorin::GrdMapping_RowChange(int old_row) {
 
 void frmKelvorin::MapAll(bool by_name) {
   const std::vector<std::string>& sources = controls.PreviewGrid.headings();
-  const textsource::BreakList* breaks = state_.setting.TypeFormat == 1 ? &state_.breaks : nullptr;
-  mapping::FieldMap& map = state_.setting.FieldMap;
+  mapping::FieldMap& map = state().setting.FieldMap;
   if (by_name) {
-    mapping::MapByName(map, state_.target.fields, sources, breaks);
+    mapping::MapByName(map, state().target.fields, sources, job_.FixedBreaks());
   } else {
-    mapping::MapInOrder(map, state_.target.fields, sources.size(), breaks);
+    mapping::MapInOrder(map, state().target.fields, sources.size(), job_.FixedBreaks());
   }
   mapped_by_hand_ = true;
   FillSourceFields();

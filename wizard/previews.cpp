@@ -18,8 +18,8 @@ using contract::Control;
 
 void frmKelvorin::ShowHeader() {
   WizardControls& c = controls;
-  const std::int32_t names_in = settings::HeadingLineOf(state_.setting);
-  const std::int32_t suggested = suggestion_ ? suggestion_->heading_line : 0;
+  const std::int32_t names_in = settings::HeadingLineOf(state().setting);
+  const std::int32_t suggested = suggestion_.layout ? suggestion_.layout->heading_line : 0;
   const std::int32_t line = names_in >= 1 ? names_in : suggested;
   c.CBoxHeader.SetCaption(line > 1 ? "L&ine " + base::ToDecimal(line) + " holds the names"
                                    : "First l&ine holds the names");
@@ -31,13 +31,13 @@ void frmKelvorin::ShowHeader() {
 }
 
 void frmKelvorin::CBoxHeader_Click() {
-  settings::ImportSetting& setting = state_.setting;
+  settings::ImportSetting& setting = state().setting;
   setting.HeadingLine = 0;
   setting.StartingLine = controls.CBoxHeader.value() ? 2 : 1;
-  if (suggestion_ && suggestion_->heading_line >= 1) {
-    if (controls.CBoxHeader.value()) TakeHeading(*suggestion_, setting);
-  } else if (suggestion_ && !controls.CBoxHeader.value()) {
-    TakeHeading(*suggestion_, setting);  // what stands above the data is stepped over
+  if (suggestion_.layout && suggestion_.layout->heading_line >= 1) {
+    if (controls.CBoxHeader.value()) job::TakeHeading(*suggestion_.layout, setting);
+  } else if (suggestion_.layout && !controls.CBoxHeader.value()) {
+    job::TakeHeading(*suggestion_.layout, setting);  // what stands above the data is stepped over
   }
   TakeSample();
   ShowCurrentStep();
@@ -45,35 +45,32 @@ void frmKelvorin::CBoxHeader_Click() {
 
 void frmKelvorin::ShowSuggestion() {
   WizardControls& c = controls;
-  const std::string& file = state_.source.file_name;
-  if (!IsText() || !state_.source.exists) {
-    suggestion_.reset();
-    suggested_for_.clear();
-  } else if (suggested_for_ != file) {
-    suggested_for_ = file;
-    suggestion_.reset();
+  const std::string& file = state().source.file_name;
+  if (!IsText() || !state().source.exists) {
+    suggestion_ = {};
+  } else if (suggestion_.file != file) {
+    suggestion_ = {file, {}};
     platform_.SetWaitCursor(true);
     Result<textsource::DetectedLayout> found = textsource::DetectLayout(file);
     platform_.SetWaitCursor(false);
-    if (found.ok()) suggestion_ = *std::move(found);
+    if (found.ok()) suggestion_.layout = *std::move(found);
   }
-  const bool differs = suggestion_ && Differs(file, *suggestion_, state_.setting, state_.breaks);
+  const bool differs = suggestion_.layout &&
+                       job::Differs(file, *suggestion_.layout, state().setting, state().breaks);
   c.BtnSuggestion.SetVisible(differs);
   c.LblSuggestion.SetVisible(differs);
-  if (differs) c.LblSuggestion.SetCaption(SuggestionText(*suggestion_));
+  if (differs) c.LblSuggestion.SetCaption(job::SuggestionText(*suggestion_.layout));
 }
 
 void frmKelvorin::BtnSuggestion_Click() {
-  if (!suggestion_) return;
-  Take(*suggestion_, state_.setting, state_.breaks);
-  TakeHabits();
+  if (!suggestion_.layout) return;
+  job::Take(*suggestion_.layout, state().setting, state().breaks);
+  TakeLocale();
   ReadAgain();
 }
 
 void frmKelvorin::ReadAgain() {
-  applying_setting_ = true;
-  EdtFileName_Change(state_.source.file_name);
-  applying_setting_ = false;
+  job_.TakeFile(std::string(state().source.file_name), job::Layout::kOfSetting);
   ShowSourceControls();
   ShowSeparators();
   TakeSample();
@@ -83,17 +80,16 @@ void frmKelvorin::ReadAgain() {
 // Reads the text file once; all redrawing works on what was read here.
 void frmKelvorin::TakeSample() {
   sample_ = {};
-  sample_problem_.clear();
   if (!IsText()) return;
   std::vector<std::string> lines;
-  if (state_.source.exists) {
-    const Status read = ReadSample(state_.source.file_name, state_.setting, sample_);
-    steps_.loaded = read.ok() && state_.preview.valid;
-    const textsource::PreviewLines& preview = state_.preview;
+  if (state().source.exists) {
+    const Status read = ReadSample(state().source.file_name, state().setting, sample_);
+    steps_.loaded = read.ok() && state().preview.valid;
+    const textsource::PreviewLines& preview = state().preview;
     for (int i = 1; i <= static_cast<int>(base::kPreviewLines); ++i)
-      lines.push_back(ShownLine(preview.Line(i), state_.setting));
+      lines.push_back(ShownLine(preview.Line(i), state().setting));
     while (!lines.empty() && lines.back().empty()) lines.pop_back();
-    if (!read.ok()) sample_problem_ = read.message();
+    if (!read.ok()) sample_.problem = read.message();
   } else {
     steps_.loaded = false;
   }
@@ -105,7 +101,7 @@ void frmKelvorin::TakeSample() {
 void frmKelvorin::RefreshPreview() {
   if (!IsText()) {
     UpdateSrcTablePreview();
-  } else if (state_.setting.TypeFormat == 1) {
+  } else if (state().setting.TypeFormat == 1) {
     UpdateFixedPreview();
   } else {
     UpdateVarPreview();
@@ -113,13 +109,13 @@ void frmKelvorin::RefreshPreview() {
 }
 
 void frmKelvorin::UpdateVarPreview() {
-  PreviewTable table = CutSample(sample_, state_.setting, state_.breaks);
+  PreviewTable table = CutSample(sample_, state().setting, state().breaks);
   ShowStatus(table);
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows));
 }
 
 void frmKelvorin::UpdateFixedPreview() {
-  PreviewTable table = CutSample(sample_, state_.setting, state_.breaks);
+  PreviewTable table = CutSample(sample_, state().setting, state().breaks);
   ShowStatus(table);
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows),
                             break_editor_.UpdateColWidthsFromBreaks());
@@ -135,17 +131,17 @@ void frmKelvorin::UpdateFixedPreview() {
 void frmKelvorin::UpdateSrcTablePreview() {
   EmptyAllGrid();
   steps_.loaded = false;
-  if (!state_.source.exists || state_.source.file_name.empty()) return;
-  const std::int32_t kind = state_.setting.TypeFormat;
+  if (!state().source.exists || state().source.file_name.empty()) return;
+  const std::int32_t kind = state().setting.TypeFormat;
   engine::SourceNames names;
   names.is_table = true;
-  names.import_file = state_.source.file_name;
-  names.database = state_.source.SourceDBName;
+  names.import_file = state().source.file_name;
+  names.database = state().source.SourceDBName;
 
   std::unique_ptr<database::Database> own;
-  database::Database* database = kind == contract::kAccess ? state_.source.kept.get() : nullptr;
+  database::Database* database = kind == contract::kAccess ? state().source.kept.get() : nullptr;
   if (database == nullptr) {
-    auto opened = catalog::OpenSourceDatabase(engine_, kind, state_.source);
+    auto opened = catalog::OpenSourceDatabase(engine_, kind, state().source);
     if (!opened.ok()) {
       ReportError(engine::FatalMessage(engine::Step::kOpenDatabase, names), opened.status());
       return;
@@ -156,7 +152,7 @@ void frmKelvorin::UpdateSrcTablePreview() {
   const auto type = kind == contract::kOdbc ? database::RecordsetType::kSnapshot
                                             : database::RecordsetType::kTable;
   Result<PreviewTable> table =
-      ReadTable(*database, state_.source.file_name, type, state_.setting.StartingLine);
+      ReadTable(*database, state().source.file_name, type, state().setting.StartingLine);
   if (own) static_cast<void>(own->Close().ok());  // it was only read
   if (!table.ok()) {
     ReportError(engine::FatalMessage(engine::Step::kOpenTable, names), table.status());
@@ -201,9 +197,10 @@ void frmKelvorin::EmptyFixedVisibleGrid() {
 // --- Separators
 
 void frmKelvorin::ShowSeparators() {
-  const settings::ImportSetting& setting = state_.setting;
+  const settings::ImportSetting& setting = state().setting;
   WizardControls& c = controls;
-  const int step = std::exchange(steps_.current, 0);  // no handler redraws while they are set
+  const WizardStep step =
+      std::exchange(steps_.current, WizardStep::kTarget);  // no handler redraws while they are set
   c.CBoxComma.SetValue(setting.SepComma);
   c.CBoxSemiColon.SetValue(setting.SepSemicolon);
   c.CBoxSpace.SetValue(setting.SepSpace);
@@ -216,8 +213,8 @@ void frmKelvorin::ShowSeparators() {
 }
 
 void frmKelvorin::CBoxComma_Click() {
-  if (steps_.current != 2) return;
-  settings::ImportSetting& setting = state_.setting;
+  if (steps_.current != WizardStep::kSeparators) return;
+  settings::ImportSetting& setting = state().setting;
   const WizardControls& c = controls;
   setting.SepComma = c.CBoxComma.value();
   setting.SepSemicolon = c.CBoxSemiColon.value();
@@ -240,14 +237,14 @@ void frmKelvorin::CBoxComma_Click() {
 
 void frmKelvorin::CBoxOtherChar_Click() {
   CBoxComma_Click();
-  if (steps_.current == 2) controls.EdtSpecialSeparator.SetFocus();
+  if (steps_.current == WizardStep::kSeparators) controls.EdtSpecialSeparator.SetFocus();
 }
 
 void frmKelvorin::CBoxDelimiter_Click() {
   if (controls.CBoxDelimiter.list_index() < 0) return;
-  state_.setting.Delimiter = controls.CBoxDelimiter.list_index();
-  settings::RebuildDelimiter(state_.setting);
-  if (steps_.current == 2) UpdateVarPreview();
+  state().setting.Delimiter = controls.CBoxDelimiter.list_index();
+  settings::RebuildDelimiter(state().setting);
+  if (steps_.current == WizardStep::kSeparators) UpdateVarPreview();
 }
 
 // --- Breaks

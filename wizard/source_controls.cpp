@@ -26,7 +26,7 @@ catalog::Family FamilyOfFile(std::string_view path) noexcept {
 }  // namespace
 
 bool frmKelvorin::SourceHasFileBox() const noexcept {
-  const catalog::SourceKind* row = catalog::FindSourceKind(state_.setting.TypeFormat);
+  const catalog::SourceKind* row = catalog::FindSourceKind(state().setting.TypeFormat);
   return row != nullptr && !row->named_by_list;
 }
 
@@ -36,20 +36,16 @@ void frmKelvorin::CBoxTables_Click() {
   const std::string name = controls.CBoxTables.text();
   if (name.empty()) return;
   // Picked once more, the table that is open keeps its mapping.
-  if (name == state_.target.table_name && state_.target.recordset != nullptr) return;
+  if (name == state().target.table_name && state().target.recordset != nullptr) return;
   controls.LblTableNote.SetCaption({});
-  const contract::Properties& properties = caller_->properties();
-  std::int16_t kind = properties.DefaultSourceType;
-  if (!state_.target.database) {  // could not be opened anew before
-    const Status again =
-        OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
+  if (!state().target.database) {  // could not be opened anew before
+    const Status again = job_.OpenHostTarget();
     if (!again.ok()) {
-      ReportError("Error in opening DataBase " + properties.DataBaseName, again);
+      ReportError("Error in opening DataBase " + caller().properties().DataBaseName, again);
       return;
     }
   }
-  if (state_.target.database->IsOdbc()) kind = contract::kOdbc;
-  const Status opened = OpenTargetTable(name, kind);
+  const Status opened = job_.OpenTargetTable(name);
   if (!opened.ok()) ReportError("Error in opening Table " + name, opened);
   UpdateControls();
 }
@@ -60,7 +56,7 @@ void frmKelvorin::CBoxTypeFormat_Click() {
   const int selected = controls.CBoxTypeFormat.list_index();
   if (selected < 0) return;
   const int kind = controls.CBoxTypeFormat.item_data(static_cast<std::size_t>(selected));
-  settings::ImportSetting& setting = state_.setting;
+  settings::ImportSetting& setting = state().setting;
   const std::int32_t old_kind = setting.TypeFormat;
   if (kind == old_kind) return;
   setting.TypeFormat = kind;
@@ -68,7 +64,7 @@ void frmKelvorin::CBoxTypeFormat_Click() {
   if (catalog::IsSameTableFamily(old_kind, kind)) {
     // Another version of the same family: the file and everything taken from it stay.
     if (!catalog::FindSourceKind(kind)->type_word.empty())
-      state_.source.SourceConnectString = catalog::FindSourceKind(kind)->type_word;
+      state().source.SourceConnectString = catalog::FindSourceKind(kind)->type_word;
     RefreshPreview();
   } else {
     if (FamilyOf(old_kind) != FamilyOf(kind)) {
@@ -84,28 +80,25 @@ void frmKelvorin::CBoxTypeFormat_Click() {
 }
 
 void frmKelvorin::LeaveSource(std::int32_t old_kind) {
-  catalog::Source& source = state_.source;
+  catalog::Source& source = state().source;
   std::string password = source.password;
   std::string database = old_kind == contract::kOdbc ? std::string() : source.SourceDBName;
   if (source.exists)
-    left_[FamilyOf(old_kind)] = {std::exchange(source, {}), std::exchange(source_tables_, {}),
-                                 controls.EdtFileName.text()};
-  CloseKeptSource();
+    left_[FamilyOf(old_kind)] = {std::exchange(source, {}), controls.EdtFileName.text()};
+  static_cast<void>(job_.CloseSource().ok());  // it was only read
   source = {};
   source.password = std::move(password);
   source.SourceDBName = std::move(database);
-  source_tables_.clear();
   steps_.loaded = false;
 }
 
 void frmKelvorin::EnterSource(std::int32_t kind) {
   const catalog::SourceKind& row = *catalog::FindSourceKind(kind);
-  catalog::Source& source = state_.source;
+  catalog::Source& source = state().source;
   const auto left = left_.find(row.family);
   if (row.named_by_list) {
     if (left != left_.end()) {
       source = std::move(left->second.source);
-      source_tables_ = std::move(left->second.tables);
       left_.erase(left);
     }
     if (kind == contract::kOdbc) source.SourceDBName.clear();
@@ -120,22 +113,20 @@ void frmKelvorin::EnterSource(std::int32_t kind) {
     left_.erase(row.family);
     controls.EdtFileName.ShowText(name);
     // The kind, and the layout that belongs to it, are what the user chose just now.
-    applying_setting_ = true;
-    EdtFileName_Change(name);
-    applying_setting_ = false;
-    state_.setting.TypeFormat = kind;
-    settings::RebuildDelimiter(state_.setting);
+    job_.TakeFile(name, job::Layout::kOfSetting);
+    state().setting.TypeFormat = kind;
+    settings::RebuildDelimiter(state().setting);
     source.SourceConnectString = row.type_word;
   } else {
-    state_.preview.ClearLines();
-    state_.preview.valid = state_.preview.file_present = false;
+    state().preview.ClearLines();
+    state().preview.valid = state().preview.file_present = false;
     source.file_name = controls.EdtFileName.text();
   }
 }
 
 void frmKelvorin::ShowSourceControls() {
   WizardControls& c = controls;
-  const std::int32_t kind = state_.setting.TypeFormat;
+  const std::int32_t kind = state().setting.TypeFormat;
   const catalog::SourceKind* row = catalog::FindSourceKind(kind);
   for (std::size_t i = 0; i < c.CBoxTypeFormat.items().size(); ++i)
     if (c.CBoxTypeFormat.item_data(i) == kind) c.CBoxTypeFormat.SelectItem(static_cast<int>(i));
@@ -147,7 +138,7 @@ void frmKelvorin::ShowSourceControls() {
   c.LblSelectFile.SetVisible(file_box);
   c.lstTables.SetVisible(!file_box);
   c.LblLstTables.SetVisible(!file_box);
-  const bool listed = !file_box && state_.source.exists;
+  const bool listed = !file_box && state().source.exists;
   c.lstTables.SetEnabled(listed);
   c.LblLstTables.SetEnabled(listed);
   if (row != nullptr) c.BtnBrowseFiles.SetCaption(row->browse_caption);
@@ -156,30 +147,30 @@ void frmKelvorin::ShowSourceControls() {
 
 void frmKelvorin::ShowFileName() {
   if (!SourceHasFileBox()) return;
-  const std::string path = catalog::SourceFilePath(state_.setting.TypeFormat, state_.source);
-  controls.EdtFileName.ShowText(path.empty() ? state_.source.file_name : path);
+  const std::string path = catalog::SourceFilePath(state().setting.TypeFormat, state().source);
+  controls.EdtFileName.ShowText(path.empty() ? state().source.file_name : path);
 }
 
 void frmKelvorin::ShowTableList() {
   if (SourceHasFileBox()) return;
-  controls.lstTables.SetItems(source_tables_);
-  for (std::size_t i = 0; i < source_tables_.size(); ++i)
-    if (source_tables_[i] == state_.source.file_name)
+  controls.lstTables.SetItems(state().source.tables);
+  for (std::size_t i = 0; i < state().source.tables.size(); ++i)
+    if (state().source.tables[i] == state().source.file_name)
       controls.lstTables.SelectItem(static_cast<int>(i));
 }
 
 std::string frmKelvorin::SourceNote() const {
-  const std::int32_t kind = state_.setting.TypeFormat;
-  const catalog::Source& source = state_.source;
+  const std::int32_t kind = state().setting.TypeFormat;
+  const catalog::Source& source = state().source;
   const catalog::SourceKind* row = catalog::FindSourceKind(kind);
   if (row == nullptr) return {};
   if (row->named_by_list) {
     if (!source.exists)
       return std::string("Choose what to import from with the button \"") +
              std::string(row->browse_caption) + "\".";
-    return source_tables_.empty() ? "There is no table to import from." : std::string();
+    return state().source.tables.empty() ? "There is no table to import from." : std::string();
   }
-  if (source.exists) return sample_problem_;
+  if (source.exists) return sample_.problem;
   const std::string name = PlainPath(controls.EdtFileName.text());
   if (name.empty()) return "Choose the file to import.";
   if (!catalog::SourceFileExists(name)) return "There is no such file.";
@@ -194,7 +185,7 @@ std::string frmKelvorin::SourceNote() const {
 
 void frmKelvorin::FileNameBox_Change() {
   if (!SourceHasFileBox()) return;
-  EdtFileName_Change(PlainPath(controls.EdtFileName.text()));
+  job_.TakeFile(PlainPath(controls.EdtFileName.text()), job::Layout::kDetected);
   ShowSourceControls();
   ShowSeparators();
   TakeSample();
@@ -202,7 +193,7 @@ void frmKelvorin::FileNameBox_Change() {
 }
 
 void frmKelvorin::BtnDetect_Click() {
-  EdtFileName_Change(PlainPath(controls.EdtFileName.text()));
+  job_.TakeFile(PlainPath(controls.EdtFileName.text()), job::Layout::kDetected);
   ShowSourceControls();
   ShowSeparators();
   TakeSample();
@@ -216,7 +207,7 @@ void frmKelvorin::BtnBrowseFiles_Click() {
   }
   contract::FileDialog dialog;
   dialog.filter = catalog::FileFilter();
-  dialog.filter_index = catalog::FileFilterIndex(state_.setting.TypeFormat);
+  dialog.filter_index = catalog::FileFilterIndex(state().setting.TypeFormat);
   dialog.file_name = controls.EdtFileName.text();
   const std::string chosen = platform_.ChooseFile(dialog);
   if (chosen.empty()) return;
@@ -228,12 +219,12 @@ void frmKelvorin::BtnBrowseFiles_Click() {
 }
 
 void frmKelvorin::BrowseDatabase() {
-  contract::Properties& properties = caller_->properties();
-  const bool odbc = state_.setting.TypeFormat == contract::kOdbc;
+  contract::Properties& properties = caller().properties();
+  const bool odbc = state().setting.TypeFormat == contract::kOdbc;
   frmODBCLogon logon(platform_, engine_, odbc);
   logon.EdtUserId.SetText(properties.UserName);
   logon.EdtPassword.SetText(properties.Password);
-  if (!odbc) logon.EdtDBName.SetText(state_.source.SourceDBName);
+  if (!odbc) logon.EdtDBName.SetText(state().source.SourceDBName);
   logon.Form_Load();
   platform_.ShowModal(logon);
   if (!logon.Confirmed()) return;
@@ -241,8 +232,8 @@ void frmKelvorin::BrowseDatabase() {
   // The credentials of the source replace those of the control: they are shared.
   properties.UserName = logon.EdtUserId.text();
   properties.Password = logon.EdtPassword.text();
-  caller_->PropertyChanged("UserName");
-  caller_->PropertyChanged("Password");
+  caller().PropertyChanged("UserName");
+  caller().PropertyChanged("Password");
   catalog::Source candidate;
   candidate.password = properties.Password;
   candidate.file_name = properties.ImportTable;
@@ -252,7 +243,7 @@ void frmKelvorin::BrowseDatabase() {
   } else {
     candidate.SourceDBName = PlainPath(logon.EdtDBName.text());
   }
-  const Status listed = TakeDatabase(state_.setting.TypeFormat, std::move(candidate));
+  const Status listed = job_.TakeDatabase(state().setting.TypeFormat, std::move(candidate));
   if (!listed.ok()) {
     ReportError({}, listed);
     return;
@@ -264,8 +255,8 @@ void frmKelvorin::BrowseDatabase() {
 
 void frmKelvorin::lstTables_Click() {
   const std::string& name = controls.lstTables.text();
-  if (name == state_.source.file_name) return;
-  state_.source.file_name = name;
+  if (name == state().source.file_name) return;
+  state().source.file_name = name;
   UpdateSrcTablePreview();
   UpdateControls();
 }

@@ -19,6 +19,7 @@ namespace kelvorin::wizard {
 struct TextSample {
   std::string heading_line;  // the line before the first one to import, when there is one
   std::vector<std::string> records;
+  std::string problem;  // why the file could not be read
 };
 
 /// Reads up to twenty records from the first line to import on; very long ones are cut.

@@ -22,10 +22,10 @@ constexpr const char* kKindNames[] = {
 }  // namespace
 
 void frmKelvorin::Execute() {
-  SetLastError({});
+  job_.SetLastError({});
   const Status windows = platform_.CanShowForms();
   if (!windows.ok()) {
-    SetLastError(std::string(windows.message()));
+    job_.SetLastError(std::string(windows.message()));
     return;
   }
   if (Form_Load().ok()) platform_.ShowModal(*this);
@@ -104,12 +104,14 @@ void frmKelvorin::ConnectControls() {
   c.GrdMapping.Fill({"", "", "Target field", "Type", "Size", "Source field", "More"}, {},
                     {210, 300, 1230, 765, 480, 1230, 570});
   c.PreviewGrid.Fill({}, {});
-  for (int step = 0; step < 5; ++step) c.frame(step).SetVisible(false);
+  for (Control* frame :
+       {&c.frameSteps_0, &c.frameSteps_1, &c.frameSteps_2, &c.frameSteps_3, &c.frameSteps_4})
+    frame->SetVisible(false);
   for (Control* button : {&c.BtnPrev, &c.BtnNext, &c.BtnFinish, &c.BtnSaveSetting, &c.BtnAdvanced})
     button->SetEnabled(false);
   for (Control* control : {&c.CBoxSourceFields, &c.BtnRejected, &c.LblOutcome, &c.BtnReport})
     control->SetVisible(false);
-  c.BtnHelp.SetVisible(caller_->HelpAvailable());
+  c.BtnHelp.SetVisible(caller().HelpAvailable());
   for (Control* control : {&c.EdtFileName, &c.EdtSpecialSeparator, &c.EdtBreaks, &c.PreviewText})
     control->keeps_return = true;
   for (Control* control :
@@ -119,21 +121,21 @@ void frmKelvorin::ConnectControls() {
 }
 
 Status frmKelvorin::Form_Load() {
-  contract::Properties& properties = caller_->properties();
+  contract::Properties& properties = caller().properties();
   steps_ = {};
   steps_.starting = true;
   ConnectControls();
   if (properties.IniFile.empty()) {
     properties.IniFile = settings::DefaultIniFile();
-    caller_->PropertyChanged("IniFile");
+    caller().PropertyChanged("IniFile");
   }
   SetCaption(properties.ImportCaption);
-  ApplyStartHabits();
+  ApplyStartLocale();
   KV_TRY(StartTarget());
   steps_.current = steps_.first;
   controls.frame(steps_.current).SetVisible(true);
   OfferSourceKinds();
-  if (const Status failed = caller_->events().Failure(); !failed.ok()) {
+  if (const Status failed = caller().events().Failure(); !failed.ok()) {
     ReportError({}, failed);
     return failed;
   }
@@ -144,10 +146,9 @@ Status frmKelvorin::Form_Load() {
   return Status();
 }
 
-// The habits count before the target is opened, though the setting is loaded only after it.
-void frmKelvorin::ApplyStartHabits() {
-  habits_.emplace(engine_);
-  const contract::Properties& properties = caller_->properties();
+// The locale counts before the target is opened, though the setting is loaded only after it.
+void frmKelvorin::ApplyStartLocale() {
+  const contract::Properties& properties = caller().properties();
   settings::ImportSetting ahead;
   textsource::BreakList breaks;
   ahead.SettingName = properties.AutoLoadSettingName;
@@ -156,16 +157,16 @@ void frmKelvorin::ApplyStartHabits() {
   if (ahead.SettingName.empty()) return;
   // What cannot be read or applied is reported when the setting's turn comes.
   if (settings::ReadSetting(settings::IniFile(properties.IniFile), ahead, breaks).ok())
-    static_cast<void>(habits_->Apply(ahead).ok());
+    static_cast<void>(job_.ApplyLocale(ahead).ok());
 }
 
 // Another setting is at hand: its code pages and formats count at once. The target is opened anew
 // where its texts are encoded otherwise now, and its tables' names with them.
-void frmKelvorin::TakeHabits() {
+void frmKelvorin::TakeLocale() {
   const base::CodePage& before = base::AnsiPage();
-  const Status applied = habits_->Apply(state_.setting);
+  const Status applied = job_.ApplyLocale(state().setting);
   if (!applied.ok()) ReportError({}, applied);
-  catalog::Target& target = state_.target;
+  catalog::Target& target = state().target;
   if (base::AnsiPage().number() == before.number()) return;
   const base::Converter converter(before, base::AnsiPage());
   const auto converted = [&](const std::string& name) {
@@ -179,39 +180,28 @@ void frmKelvorin::TakeHabits() {
   controls.CBoxTables.SetItems(std::move(names));
   controls.CBoxTables.SelectItem(selected);
   if (!target.recordset) return;
-  const contract::Properties& properties = caller_->properties();
-  const std::int16_t kind = properties.DefaultSourceType;
   const std::string table = converted(target.table_name);
-  const settings::FieldMap map = state_.setting.FieldMap;
-  Status opened = target.Close();
-  if (opened.ok())
-    opened =
-        OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
-  if (opened.ok())
-    opened = OpenTargetTable(table, target.database->IsOdbc() ? contract::kOdbc : kind);
+  const Status opened = job_.ReopenTarget(table);
   if (!opened.ok()) ReportError("Error in opening Table " + table, opened);
-  state_.setting.FieldMap = map;
 }
 
 Status frmKelvorin::StartTarget() {
-  contract::Properties& properties = caller_->properties();
-  const std::int16_t kind = properties.DefaultSourceType;
+  contract::Properties& properties = caller().properties();
   platform_.SetWaitCursor(true);
-  Status status =
-      OpenTarget(catalog::AddressFromProperties(properties, kind, caller_->connect_type_name()));
+  Status status = job_.OpenHostTarget();
   platform_.SetWaitCursor(false);
   if (!status.ok()) {
     ReportError("Error in opening DataBase " + properties.DataBaseName, status);
     return status;
   }
   const bool multi_table = properties.MultiTable;
-  auto tables = catalog::FillTargetTables(*state_.target.database, properties, caller_->events());
-  if (properties.MultiTable != multi_table) caller_->PropertyChanged("MultiTable");
+  auto tables = catalog::FillTargetTables(*state().target.database, properties, caller().events());
+  if (properties.MultiTable != multi_table) caller().PropertyChanged("MultiTable");
   if (!tables.ok()) {
     ReportError("Error in opening DataBase " + properties.DataBaseName, tables.status());
     return tables.status();
   }
-  steps_.first = tables->fixed ? 1 : 0;
+  steps_.first = tables->fixed ? WizardStep::kSource : WizardStep::kTarget;
   for (Control* button : {&controls.BtnNewTable, &controls.BtnMakeTable})
     button->SetVisible(!tables->fixed);
   controls.CBoxTables.SetItems(tables->names);
@@ -221,8 +211,7 @@ Status frmKelvorin::StartTarget() {
         "The database has no table that records can be imported into.");
     return Status();
   }
-  status = OpenTargetTable(tables->table_name,
-                           state_.target.database->IsOdbc() ? contract::kOdbc : kind);
+  status = job_.OpenTargetTable(tables->table_name);
   if (!status.ok()) {
     ReportError("Error in opening Table " + tables->table_name, status);
     return status;
@@ -238,30 +227,30 @@ void frmKelvorin::OfferSourceKinds() {
   std::size_t removed = 0;
   for (std::int16_t kind = 1; kind <= contract::kOdbc; ++kind) {
     bool hide = false;
-    caller_->events().FilterType(kind, hide);
+    caller().events().FilterType(kind, hide);
     if (hide) controls.CBoxTypeFormat.RemoveItem(static_cast<std::size_t>(kind) - removed++);
   }
 }
 
 bool frmKelvorin::LoadStartSetting() {
-  const contract::Properties& properties = caller_->properties();
+  const contract::Properties& properties = caller().properties();
   const settings::IniFile ini(properties.IniFile);
-  settings::ImportSetting& setting = state_.setting;
+  settings::ImportSetting& setting = state().setting;
   const std::string& wanted = properties.AutoLoadSettingName;
   const bool named = !wanted.empty();
-  SetDefaultSetting();
+  job_.SetDefaultSetting();
   if (!named && !properties.LoadLastSetting) return false;
   const std::string name = named ? wanted : std::string(settings::kLastSetting);
   bool loaded = false;
   if (ini.SettingExists(settings::kIndexSection, name)) {
     setting.SettingName = name;
-    const Status read = ReadSetting(properties.IniFile);
+    const Status read = job_.ReadSetting(properties.IniFile);
     if (!read.ok()) {
       ReportError("Error in reading the setting " + name, read);
       setting.SettingName.clear();
     } else {
       loaded = true;
-      TakeHabits();
+      TakeLocale();
       if (named) ShowSettingCaption();
     }
   }
@@ -271,10 +260,9 @@ bool frmKelvorin::LoadStartSetting() {
 }
 
 void frmKelvorin::ApplySource(bool setting_loaded) {
-  state_.source.password = caller_->properties().Password;
-  applying_setting_ = setting_loaded;
-  const Status connected = ConnectToSourceTable();
-  applying_setting_ = false;
+  state().source.password = caller().properties().Password;
+  const Status connected =
+      job_.ConnectToSourceTable(setting_loaded ? job::Layout::kOfSetting : job::Layout::kDetected);
   if (!connected.ok()) ReportError({}, connected);
   ShowSourceControls();
   ShowFileName();
@@ -284,7 +272,7 @@ void frmKelvorin::ApplySource(bool setting_loaded) {
 }
 
 void frmKelvorin::ShowSettingCaption() {
-  SetCaption(caller_->properties().ImportCaption + " - " + state_.setting.SettingName);
+  SetCaption(caller().properties().ImportCaption + " - " + state().setting.SettingName);
 }
 
 void frmKelvorin::BtnCancel_Click() {
@@ -292,7 +280,7 @@ void frmKelvorin::BtnCancel_Click() {
     close_after_run_ = true;
     return;
   }
-  if (mapped_by_hand_ && settings::HasMapping(state_.setting.FieldMap) &&
+  if (mapped_by_hand_ && settings::HasMapping(state().setting.FieldMap) &&
       platform_.Ask(
           {"The mapping of the fields was neither imported nor saved. Close all the same ?",
            "Confirmation", contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) !=
@@ -302,7 +290,7 @@ void frmKelvorin::BtnCancel_Click() {
 }
 
 void frmKelvorin::HelpRequested() {
-  if (caller_->HelpAvailable()) caller_->HelpRequested();
+  if (caller().HelpAvailable()) caller().HelpRequested();
 }
 
 void frmKelvorin::Abandoned() {
@@ -314,14 +302,7 @@ void frmKelvorin::Abandoned() {
 }
 
 void frmKelvorin::Form_Unload() {
-  const Status closed = state_.target.Close();
-  if (!closed.ok()) ReportError({}, closed);
-  if (state_.source.kept) {
-    const Status source_closed = state_.source.kept->Close();
-    if (!source_closed.ok()) ReportError({}, source_closed);
-    state_.source.kept.reset();
-  }
-  habits_.reset();
+  job_.Close([this](const Status& failed) { ReportError({}, failed); });
 }
 
 void frmKelvorin::ReportError(std::string_view message, const Status& why) {
@@ -332,7 +313,7 @@ void frmKelvorin::ReportError(std::string_view message, const Status& why) {
   shown += text + engine::PendingErrors(engine_, why);
   engine_.ClearErrors();
   text += why.message();
-  SetLastError(std::move(text));
+  job_.SetLastError(std::move(text));
   platform_.Ask({std::move(shown), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
 }
 

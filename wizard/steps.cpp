@@ -5,22 +5,22 @@
 namespace kelvorin::wizard {
 namespace {
 
-constexpr int kTargetStep = 0;
-constexpr int kSourceStep = 1;
-constexpr int kSeparatorStep = 2;
-constexpr int kBreakStep = 3;
-constexpr int kMappingStep = 4;
-
-constexpr std::int32_t kDelimited = 0;
-constexpr std::int32_t kFixed = 1;
+// Where a source of this kind is laid out; the source step itself where there is nothing to lay
+// out.
+WizardStep LayoutStep(std::int32_t kind) noexcept {
+  using enum contract::FileTypeFormat;
+  return kind == static_cast<std::int32_t>(TVariable) ? WizardStep::kSeparators
+         : kind == static_cast<std::int32_t>(TFixed)  ? WizardStep::kBreaks
+                                                      : WizardStep::kSource;
+}
 
 }  // namespace
 
 bool frmKelvorin::IsText() const noexcept {
-  return state_.setting.TypeFormat < 3;
+  return state().setting.TypeFormat < 3;
 }
 
-void frmKelvorin::GoTo(int step) {
+void frmKelvorin::GoTo(WizardStep step) {
   controls.frame(steps_.current).SetVisible(false);
   steps_.current = step;
   controls.frame(step).SetVisible(true);
@@ -28,51 +28,50 @@ void frmKelvorin::GoTo(int step) {
 }
 
 void frmKelvorin::GoOn() {
-  const std::int32_t kind = state_.setting.TypeFormat;
+  const WizardStep layout = LayoutStep(state().setting.TypeFormat);
   switch (steps_.current) {
-    case kMappingStep:
+    case WizardStep::kTarget:
+      return GoTo(WizardStep::kSource);
+    case WizardStep::kSource:
+      return GoTo(layout == WizardStep::kSource ? WizardStep::kMapping : layout);
+    case WizardStep::kSeparators:
+    case WizardStep::kBreaks:
+      return GoTo(WizardStep::kMapping);
+    case WizardStep::kMapping:
       return;
-    case kSourceStep:
-      GoTo(kind == kDelimited ? kSeparatorStep : kind == kFixed ? kBreakStep : kMappingStep);
-      return;
-    case kSeparatorStep:
-      GoTo(kMappingStep);
-      return;
-    default:
-      GoTo(steps_.current + 1);
   }
 }
 
 void frmKelvorin::BtnNext_Click() {
   GoOn();
-  if (steps_.current == kMappingStep && std::exchange(new_table_wanted_, false))
+  if (steps_.current == WizardStep::kMapping && std::exchange(new_table_wanted_, false))
     BtnNewTable_Click();
 }
 
 void frmKelvorin::BtnPrev_Click() {
   if (steps_.current == steps_.first) return;
-  const std::int32_t kind = state_.setting.TypeFormat;
   switch (steps_.current) {
-    case kMappingStep:
-      GoTo(kind == kDelimited ? kSeparatorStep : kind == kFixed ? kBreakStep : kSourceStep);
+    case WizardStep::kTarget:
       return;
-    case kBreakStep:
-      GoTo(kSourceStep);
-      return;
-    default:
-      GoTo(steps_.current - 1);
+    case WizardStep::kSource:
+      return GoTo(WizardStep::kTarget);
+    case WizardStep::kSeparators:
+    case WizardStep::kBreaks:
+      return GoTo(WizardStep::kSource);
+    case WizardStep::kMapping:
+      return GoTo(LayoutStep(state().setting.TypeFormat));
   }
 }
 
 // Another kind of source came up on a later step: its own layout step, or the source where there is
 // nothing to lay out.
 void frmKelvorin::GoToStepOfKind() {
-  const std::int32_t kind = state_.setting.TypeFormat;
-  const int own = kind == kDelimited ? kSeparatorStep : kind == kFixed ? kBreakStep : kSourceStep;
-  const bool lays_out = steps_.current == kSeparatorStep || steps_.current == kBreakStep;
-  int step = lays_out ? own : steps_.current;
-  if (step > kSourceStep && (!state_.source.exists || !(IsText() ? steps_.loaded : true)))
-    step = kSourceStep;
+  const WizardStep own = LayoutStep(state().setting.TypeFormat);
+  const bool lays_out =
+      steps_.current == WizardStep::kSeparators || steps_.current == WizardStep::kBreaks;
+  WizardStep step = lays_out ? own : steps_.current;
+  if (step > WizardStep::kSource && (!state().source.exists || !(IsText() ? steps_.loaded : true)))
+    step = WizardStep::kSource;
   if (step != steps_.current) {
     GoTo(step);
   } else {
@@ -82,24 +81,24 @@ void frmKelvorin::GoToStepOfKind() {
 
 void frmKelvorin::ShowCurrentStep() {
   WizardControls& c = controls;
-  const int step = steps_.current;
+  const WizardStep step = steps_.current;
   const bool text = IsText();
-  c.PreviewText.SetVisible(step == kSourceStep && text);
-  c.LblFilePreview.SetVisible(step == kSourceStep && text);
-  c.LblTablePreview.SetVisible(step == kSourceStep && !text);
-  c.PreviewGrid.SetVisible(step == kSeparatorStep || step == kMappingStep ||
-                           (step == kSourceStep && !text));
-  c.PreviewFixed.SetVisible(step == kBreakStep);
-  c.LblStatus.SetVisible(step != kTargetStep);
-  c.CBoxHeader.SetVisible(step != kTargetStep && text && state_.setting.TypeFormat != 2);
+  c.PreviewText.SetVisible(step == WizardStep::kSource && text);
+  c.LblFilePreview.SetVisible(step == WizardStep::kSource && text);
+  c.LblTablePreview.SetVisible(step == WizardStep::kSource && !text);
+  c.PreviewGrid.SetVisible(step == WizardStep::kSeparators || step == WizardStep::kMapping ||
+                           (step == WizardStep::kSource && !text));
+  c.PreviewFixed.SetVisible(step == WizardStep::kBreaks);
+  c.LblStatus.SetVisible(step != WizardStep::kTarget);
+  c.CBoxHeader.SetVisible(step != WizardStep::kTarget && text && state().setting.TypeFormat != 2);
   c.CBoxHeader.SetEnabled(steps_.loaded);
   ShowHeader();
-  c.CBoxSourceFields.SetVisible(step == kMappingStep);
-  if (step == kMappingStep) {
+  c.CBoxSourceFields.SetVisible(step == WizardStep::kMapping);
+  if (step == WizardStep::kMapping) {
     RefreshPreview();
     DisplayFieldNames();
     FillSourceFields();
-  } else if (step != kTargetStep) {
+  } else if (step != WizardStep::kTarget) {
     RefreshPreview();
   }
   UpdateControls();
@@ -108,28 +107,28 @@ void frmKelvorin::ShowCurrentStep() {
 void frmKelvorin::UpdateControls() {
   if (steps_.starting) return;
   WizardControls& c = controls;
-  const bool mapped = settings::HasMapping(state_.setting.FieldMap);
-  const bool open = state_.target.recordset != nullptr;
-  const bool exists = state_.source.exists;
+  const bool mapped = settings::HasMapping(state().setting.FieldMap);
+  const bool open = state().target.recordset != nullptr;
+  const bool exists = state().source.exists;
   bool next = true;
   bool finish = mapped && open && exists;
   bool save = mapped;
   switch (steps_.current) {
-    case kTargetStep:
+    case WizardStep::kTarget:
       next = open;
       finish = save = false;
       break;
-    case kSourceStep:
+    case WizardStep::kSource:
       next = exists && steps_.loaded;
       finish = finish && steps_.loaded;
       save = exists && mapped;
       c.BtnAdvanced.SetEnabled(exists && open);
       c.LblFilePreview.SetEnabled(exists);
       c.LblDetected.SetCaption(IsText() && steps_.loaded
-                                   ? DetectionText(state_.setting, state_.breaks, sample_)
+                                   ? DetectionText(state().setting, state().breaks, sample_)
                                    : SourceNote());
       break;
-    case kMappingStep:
+    case WizardStep::kMapping:
       next = false;
       save = AnyRowMapped();
       finish = save && open && exists;
@@ -137,7 +136,7 @@ void frmKelvorin::UpdateControls() {
     default:
       break;
   }
-  c.LblEmptyTarget.SetVisible(state_.setting.EmptyTarget);
+  c.LblEmptyTarget.SetVisible(state().setting.EmptyTarget);
   ShowSuggestion();
   c.BtnPrev.SetEnabled(steps_.current != steps_.first);
   c.BtnNext.SetEnabled(next);

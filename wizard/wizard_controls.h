@@ -2,9 +2,15 @@
 // The control records of the wizard's form, by name. The form sets them, windows bind to them;
 // nothing here has a rule.
 
+#include <cstddef>
+#include <cstdint>
+
 #include "contract/form.h"
 
 namespace kelvorin::wizard {
+
+/// The steps in the order of their frames.
+enum class WizardStep : std::uint8_t { kTarget, kSource, kSeparators, kBreaks, kMapping };
 
 struct WizardControls {
   using Kind = contract::ControlKind;
@@ -18,10 +24,10 @@ struct WizardControls {
   Control frameSteps_2{form, "frameSteps_2", Kind::kFrame, "Separators"};
   Control frameSteps_3{form, "frameSteps_3", Kind::kFrame, "Columns"};
   Control frameSteps_4{form, "frameSteps_4", Kind::kFrame, "Fields"};
-  Control& frame(int step) {
+  Control& frame(WizardStep step) {
     Control* const frames[] = {&frameSteps_0, &frameSteps_1, &frameSteps_2, &frameSteps_3,
                                &frameSteps_4};
-    return *frames[step];
+    return *frames[static_cast<std::size_t>(step)];
   }
 
   Control LblTables{form, "LblTables", Kind::kLabel, "&Target table:"};

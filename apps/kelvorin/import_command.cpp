@@ -16,11 +16,10 @@
 #include "base/M_Misc.h"
 #include "base/M_STRING.h"
 #include "contract/enums.h"
-#include "contract/no_host.h"
 #include "database/drivers/register_drivers.h"
+#include "job/job.h"
 #include "settings/setting_store.h"
 #include "values/value_format.h"
-#include "wizard/frm_kelvorin.h"
 
 namespace kelvorin::app {
 namespace {
@@ -52,11 +51,11 @@ class ReasonPrinter final : public engine::RunObserver {
   int count_ = 0;
 };
 
-Status SaveJob(const ImportOptions& options, wizard::frmKelvorin& form) {
+Status SaveJob(const ImportOptions& options, job::Job& job) {
   settings::IniFile ini(options.ini.empty() ? settings::DefaultIniFile() : options.ini);
-  settings::ImportSetting& setting = form.state().setting;
+  settings::ImportSetting& setting = job.state().setting;
   setting.SettingName = options.save_as;
-  return settings::SaveSetting(ini, setting, form.state().breaks);
+  return settings::SaveSetting(ini, setting, job.state().breaks);
 }
 
 // A setting that could not be saved is known before anything is imported.
@@ -83,8 +82,8 @@ int Stop(const ImportOptions& options, ExitStatus status, const Status& why) {
   return PrintSummary(none, 0, true);
 }
 
-wizard::Job WorkOf(const ImportOptions& options, const catalog::TargetAddress& target,
-                   ImportJob& job) {
+job::Request RequestOf(const ImportOptions& options, const catalog::TargetAddress& target,
+                       ImportJob& job) {
   if (job.map.empty()) {
     const bool has_names =
         !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
@@ -92,38 +91,35 @@ wizard::Job WorkOf(const ImportOptions& options, const catalog::TargetAddress& t
     job.map.rest =
         has_names ? mapping::MapRequest::Rest::kByName : mapping::MapRequest::Rest::kInOrder;
   }
-  wizard::Job work;
-  work.target = target;
-  work.table = options.table;
-  work.setting = std::move(job.setting);
-  work.breaks = job.breaks;
-  work.source_password = options.source_password;
-  work.map = std::move(job.map);
-  work.options.batch = true;
-  work.options.dry_run = options.dry_run;
+  job::Request request;
+  request.target = target;
+  request.table = options.table;
+  request.setting = std::move(job.setting);
+  request.breaks = job.breaks;
+  request.source_password = options.source_password;
+  request.map = std::move(job.map);
+  request.options.batch = true;
+  request.options.dry_run = options.dry_run;
   if (!options.save_as.empty() || !options.ini.empty())
-    work.options.settings_file = options.ini.empty() ? settings::DefaultIniFile() : options.ini;
-  return work;
+    request.options.settings_file = options.ini.empty() ? settings::DefaultIniFile() : options.ini;
+  return request;
 }
 
-int Run(const ImportOptions& options, const std::string& said, const wizard::Job& job) {
+int Run(const ImportOptions& options, const std::string& said, job::Request request) {
   database::DBEngine engine(values::ValueFormat::FromLocale());
   database::RegisterDrivers(engine);
   TerminalPlatform platform(options.json);
-  contract::NoHost host;
   ReasonPrinter reasons;
-  wizard::frmKelvorin form(engine, platform);
-  form.SetCaller(host);
-  wizard::Job work = job;
-  if (!options.json) work.options.observer = &reasons;
+  job::Job job(engine, platform);
+  if (!options.json) request.options.observer = &reasons;
 
   const std::int64_t began = base::MonotonicMilliseconds();
-  const contract::RunResult run = form.RunJob(work);
+  const contract::RunResult run = job.Run(request);
   const std::int64_t took = base::MonotonicMilliseconds() - began;
   reasons.Finish(!options.reject.empty());
   // What could not run does not take the place of a setting that could.
   if (!options.save_as.empty() && !run.fatal) {
-    const Status saved = SaveJob(options, form);
+    const Status saved = SaveJob(options, job);
     if (!saved.ok()) {
       PrintSummary(run, took, options.json, said);
       return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
@@ -165,9 +161,9 @@ int Import(const ImportOptions& options) {
     if (!created.ok()) return Stop(options, kFatal, created);
   }
   if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
-  wizard::Job work = WorkOf(options, target, job);
-  if (scratch) work.options.dry_run = false;  // all of it is thrown away
-  return Run(options, job.said, work);
+  job::Request request = RequestOf(options, target, job);
+  if (scratch) request.options.dry_run = false;  // all of it is thrown away
+  return Run(options, job.said, std::move(request));
 }
 
 }  // namespace

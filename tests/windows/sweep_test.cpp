@@ -167,9 +167,9 @@ void LookAtDialogs(wizard::qt::QtPlatform& platform) {
   wizard::frmNewTable table(platform, "Goods", {{field, 0, "axe", true}},
                             [](const auto&, const auto&) { return Status(); });
   look(table);
-  wizard::RejectedRecords rejected;
+  job::RejectedRecords rejected;
   CHECK(rejected.OnReject({1, "Amount", "x", "no number", "x\r\n"}).ok());
-  wizard::frmRejected records(platform, rejected, {});
+  wizard::frmRejected records(platform, rejected);
   look(records);
   wizard::frmProgress progress(platform);
   progress.LblRecords.SetCaption("1200 out of 5000");

@@ -1,4 +1,4 @@
-// The form without windows: saved settings and jobs from opening the target to closing it.
+// Jobs without a form: saved settings and requests from opening the target to closing it.
 
 #include <doctest/doctest.h>
 
@@ -27,10 +27,11 @@ struct BatchRig : WizardRig {
     REQUIRE(settings::SaveSetting(ini, setting, breaks).ok());
   }
   int Batch(std::string_view name = "daily") {
-    form.emplace(engine, platform);
-    form->SetCaller(host);
-    return form->DoBatchImport(name);
+    job.emplace(engine, platform);
+    job->SetCaller(host);
+    return job->BatchImport(name);
   }
+  std::optional<job::Job> job;
 };
 
 }  // namespace
@@ -39,7 +40,7 @@ TEST_CASE("A saved setting runs without a word") {
   BatchRig rig;
   rig.memory.StartLog();
   CHECK(rig.Batch() == 0);
-  CHECK(RunRig::Show(rig.form->result()) == "2 2 0 0");
+  CHECK(RunRig::Show(rig.job->result()) == "2 2 0 0");
   CHECK(rig.LastError().empty());
   CHECK(rig.Rows() == "axe,3 | saw,4");
   CHECK(rig.memory.Log().front() == "OpenDatabase shop");
@@ -47,13 +48,13 @@ TEST_CASE("A saved setting runs without a word") {
 
   WriteWhole(rig.folder.File("in.csv"), "pin|x\r\nnut|6\r\n");
   CHECK(rig.Batch() == 0);  // a rejected record is no failure of the run
-  CHECK(RunRig::Show(rig.form->result()) == "2 1 1 0");
+  CHECK(RunRig::Show(rig.job->result()) == "2 1 1 0");
   CHECK(rig.platform.boxes.empty());
   CHECK_FALSE(rig.LastError().empty());
 }
 
 TEST_CASE("LastError tells how far a batch came") {
-  using wizard::BatchStep;
+  using job::BatchStep;
   struct Row {
     const char* property;  // set to `value`; without one, a key of the setting is
     const char* value;
@@ -87,9 +88,9 @@ TEST_CASE("LastError tells how far a batch came") {
     }
     CHECK(rig.Batch() == -1);
     CHECK(rig.LastError().rfind(row.last_error, 0) == 0);
-    CHECK(rig.LastError() == rig.form->result().fatal);
+    CHECK(rig.LastError() == rig.job->result().fatal);
     CHECK_FALSE(rig.LastError().empty());
-    CHECK(rig.form->batch_step() == row.step);
+    CHECK(rig.job->batch_step() == row.step);
     CHECK(rig.platform.boxes.empty());
   }
   BatchRig rig;  // the default setting maps nothing
@@ -118,7 +119,7 @@ TEST_CASE("The host's source wins over the setting's") {
   rig.Save();
   CHECK(rig.Batch() == 0);
   CHECK(rig.LastError().empty());
-  CHECK(RunRig::Show(rig.form->result()) == "1 1 0 0");
+  CHECK(RunRig::Show(rig.job->result()) == "1 1 0 0");
 }
 
 TEST_CASE("An Access source is listed, and a table it lacks becomes its first") {
@@ -140,29 +141,29 @@ TEST_CASE("A job brings its own source, mapping, code pages and formats") {
   const int ansi_before = base::AnsiPage().number();
   WriteWhole(rig.folder.File("in.csv"),
              "Notes,day,NAME,amount\r\na\xE9,31.12.2024,axe,\"2,0\"\r\nb,-,saw,,,extra\r\n");
-  wizard::Job job;
-  job.target = catalog::AddressFromProperties(rig.host.properties(), 3);
-  job.table = "Goods";
-  job.setting.SourceDBName = rig.folder.File("in.csv");
-  job.setting.StartingLine = 2;
-  job.setting.DateOrder = "dmy";
-  job.setting.Decimal = ",";
-  job.setting.NullText = "-";
-  job.setting.AnsiPage = 1252;
-  job.map = {mapping::MapRequest::Rest::kByName, {{"Notes", "0"}}};
-  job.options.batch = true;
-  wizard::frmKelvorin form(rig.engine, rig.platform);
-  form.SetCaller(rig.host);
-  CHECK(RunRig::Show(form.RunJob(job)) == "2 2 0 0");
+  job::Request request;
+  request.target = catalog::AddressFromProperties(rig.host.properties(), 3);
+  request.table = "Goods";
+  request.setting.SourceDBName = rig.folder.File("in.csv");
+  request.setting.StartingLine = 2;
+  request.setting.DateOrder = "dmy";
+  request.setting.Decimal = ",";
+  request.setting.NullText = "-";
+  request.setting.AnsiPage = 1252;
+  request.map = {mapping::MapRequest::Rest::kByName, {{"Notes", "0"}}};
+  request.options.batch = true;
+  job::Job job(rig.engine, rig.platform);
+  job.SetCaller(rig.host);
+  CHECK(RunRig::Show(job.Run(request)) == "2 2 0 0");
   const std::string accent = base::AnsiPage().is_utf8() ? "\xC3\xA9" : "\xE9";
   CHECK(rig.Rows() == "axe,2,2024-12-31,a" + accent + " | saw,~,~,b");
   CHECK(base::AnsiPage().number() == ansi_before);
-  CHECK(form.state().setting.FieldMap[2].Field == 1);
-  CHECK(form.state().setting.FieldMap[2].Name == "Day");
+  CHECK(job.state().setting.FieldMap[2].Field == 1);
+  CHECK(job.state().setting.FieldMap[2].Name == "Day");
 
-  job.map = {mapping::MapRequest::Rest::kKeep, {{"Name", "Colour"}}};
-  CHECK(form.RunJob(job).fatal);
-  CHECK(form.batch_step() == wizard::BatchStep::kOpenSource);
+  request.map = {mapping::MapRequest::Rest::kKeep, {{"Name", "Colour"}}};
+  CHECK(job.Run(request).fatal);
+  CHECK(job.batch_step() == job::BatchStep::kOpenSource);
 }
 
 }  // namespace kelvorin::tests

@@ -15,6 +15,7 @@
 #include "wizard/frm_kelvorin.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/frm_progress.h"
+#include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
 
 namespace kelvorin::tests {
@@ -99,9 +100,11 @@ struct WizardRig : RunRig {
   }
   /// The visible step and the enabled buttons: "1 BNFS" for Back, Next, Finish, Save.
   std::string Shown() const {
-    std::string text = std::to_string(form->steps().current) + " ";
-    for (int step = 0; step < 5; ++step)
+    std::string text = std::to_string(static_cast<int>(form->steps().current)) + " ";
+    for (int i = 0; i < 5; ++i) {
+      const auto step = static_cast<wizard::WizardStep>(i);
       CHECK(c->frame(step).visible() == (step == form->steps().current));
+    }
     const std::pair<const contract::Control*, char> buttons[] = {
         {&c->BtnPrev, 'B'}, {&c->BtnNext, 'N'}, {&c->BtnFinish, 'F'}, {&c->BtnSaveSetting, 'S'}};
     for (const auto& [button, letter] : buttons) text += button->enabled() ? letter : '-';
@@ -109,10 +112,10 @@ struct WizardRig : RunRig {
   }
   /// Steps passed by pressing a button until it is disabled.
   std::string Walk(contract::Control& button) {
-    std::string path = std::to_string(form->steps().current);
+    std::string path = std::to_string(static_cast<int>(form->steps().current));
     while (button.enabled()) {
       button.UserClick();
-      path += std::to_string(form->steps().current);
+      path += std::to_string(static_cast<int>(form->steps().current));
     }
     return path;
   }

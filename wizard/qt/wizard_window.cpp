@@ -15,6 +15,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <optional>
+
 namespace kelvorin::wizard::qt {
 
 using contract::Control;
@@ -72,7 +74,8 @@ class WizardWindow final : public FormWindow {
     SeparatorStep();
     BreakStep();
     MappingStep();
-    for (int step = 0; step < 4; ++step) steps->addWidget(Widget(c_.frame(step)));
+    for (Control* frame : {&c_.frameSteps_0, &c_.frameSteps_1, &c_.frameSteps_2, &c_.frameSteps_3})
+      steps->addWidget(Widget(*frame));
     steps->addWidget(Widget(c_.frameSteps_4), 1);
     steps->addStretch(0);
     return pane;
@@ -210,22 +213,23 @@ class WizardWindow final : public FormWindow {
   // A note that came or went leaves its room to the preview.
   bool eventFilter(QObject* object, QEvent* event) override {
     if (object == splitter_->widget(0) && event->type() == QEvent::LayoutRequest &&
-        !moved_by_user_ && shown_step_ != 4)
+        !moved_by_user_ && shown_step_ != WizardStep::kMapping)
       QTimer::singleShot(0, this, [this] {
-        if (!moved_by_user_ && shown_step_ != 4) splitter_->setSizes({1, splitter_->height()});
+        if (!moved_by_user_ && shown_step_ != WizardStep::kMapping)
+          splitter_->setSizes({1, splitter_->height()});
       });
     return FormWindow::eventFilter(object, event);
   }
 
   // The mapping shares the window with the preview; the other steps leave it nearly all.
   void ShowPanes() {
-    const int step = form_.steps().current;
+    const WizardStep step = form_.steps().current;
     if (step == shown_step_) return;
     shown_step_ = step;
     moved_by_user_ = false;
-    previews_->setVisible(step != 0);
+    previews_->setVisible(step != WizardStep::kTarget);
     const int all = splitter_->height();
-    if (step == 4) {
+    if (step == WizardStep::kMapping) {
       splitter_->setSizes({all * 6 / 10, all * 4 / 10});
     } else {
       splitter_->setSizes({1, all});
@@ -240,7 +244,7 @@ class WizardWindow final : public FormWindow {
     return data.urls().size() == 1 ? data.urls().constFirst().toLocalFile() : QString();
   }
   void dragEnterEvent(QDragEnterEvent* event) override {
-    if (form_.steps().current == 1 && c_.EdtFileName.visible() &&
+    if (form_.steps().current == WizardStep::kSource && c_.EdtFileName.visible() &&
         !LocalFile(*event->mimeData()).isEmpty())
       event->acceptProposedAction();
   }
@@ -254,7 +258,7 @@ class WizardWindow final : public FormWindow {
   QSplitter* splitter_ = nullptr;
   QWidget* previews_ = nullptr;
   MappingTable* table_ = nullptr;
-  int shown_step_ = -1;
+  std::optional<WizardStep> shown_step_;
   bool moved_by_user_ = false;  // the line between a step and its preview
 };
 

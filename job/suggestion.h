@@ -9,7 +9,7 @@
 #include "textsource/break_list.h"
 #include "textsource/layout_detection.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 
 /// Whether the detected layout reads other values out of the file's beginning than the setting
 /// does. The first line is not part of it.
@@ -26,4 +26,4 @@ void TakeHeading(const textsource::DetectedLayout& layout, settings::ImportSetti
 /// "Suggested: delimited, bar, names in line 3 (certainty 95 %)."
 std::string SuggestionText(const textsource::DetectedLayout& layout);
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

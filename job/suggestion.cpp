@@ -1,10 +1,10 @@
-#include "wizard/suggestion.h"
+#include "job/suggestion.h"
 
 #include "base/M_STRING.h"
 #include "engine/source_reader.h"
 #include "textsource/layout_words.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 
 using textsource::CutRule;
 using textsource::DetectedLayout;
@@ -101,4 +101,4 @@ std::string SuggestionText(const DetectedLayout& layout) {
   return text + " (certainty " + base::ToDecimal(layout.report.certainty_percent) + " %).";
 }
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

@@ -1,9 +1,9 @@
-#include "wizard/job_habits.h"
+#include "job/job_locale.h"
 
 #include "base/M_STRING.h"
 #include "engine/source_reader.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 namespace {
 
 Status ReadDateOrder(const std::string& text, values::DateOrder& order) {
@@ -22,20 +22,20 @@ Status ReadDateOrder(const std::string& text, values::DateOrder& order) {
 
 }  // namespace
 
-JobHabits::JobHabits(database::DBEngine& engine)
+JobLocale::JobLocale(database::DBEngine& engine)
     : engine_(engine),
       format_(engine.Format()),
       ansi_page_(base::AnsiPage().number()),
       oem_page_(base::OemPage().number()) {}
 
-JobHabits::~JobHabits() {
+JobLocale::~JobLocale() {
   engine_.set_format(std::move(format_));
   // Both were in force before, so they are known.
   static_cast<void>(base::SetAnsiPage(ansi_page_).ok());
   static_cast<void>(base::SetOemPage(oem_page_).ok());
 }
 
-Status JobHabits::Apply(const settings::ImportSetting& setting) {
+Status JobLocale::Apply(const settings::ImportSetting& setting) {
   values::FormatOptions options = format_.options();
   if (!setting.DateOrder.empty()) KV_TRY(ReadDateOrder(setting.DateOrder, options.date_order));
   if (!setting.Decimal.empty()) {
@@ -54,4 +54,4 @@ Status JobHabits::Apply(const settings::ImportSetting& setting) {
   return Status();
 }
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

@@ -6,9 +6,9 @@
 
 #include "base/M_Misc.h"
 #include "contract/run_result.h"
-#include "wizard/frm_rejected.h"
+#include "job/rejected_records.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 
 /// "500 of 502 records imported, 2 rejected. 3 values were cut to the size of their field." An
 /// import that ended early says so first.
@@ -26,4 +26,4 @@ struct ReportFacts {
 /// records with their reasons, one a line. Lines end in CR LF.
 std::string ReportText(const ReportFacts& facts);
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

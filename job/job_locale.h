@@ -8,14 +8,14 @@
 #include "settings/import_setting.h"
 #include "values/value_format.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 
-class JobHabits {
+class JobLocale {
  public:
-  explicit JobHabits(database::DBEngine& engine);
-  ~JobHabits();
-  JobHabits(const JobHabits&) = delete;
-  JobHabits& operator=(const JobHabits&) = delete;
+  explicit JobLocale(database::DBEngine& engine);
+  ~JobLocale();
+  JobLocale(const JobLocale&) = delete;
+  JobLocale& operator=(const JobLocale&) = delete;
 
   /// Puts a setting's habits in force; what it leaves open is as it was before. To be called before
   /// a database is opened, since drivers look at the code page then. Fails with `kNotSupported` or
@@ -29,4 +29,4 @@ class JobHabits {
   int oem_page_;
 };
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

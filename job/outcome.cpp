@@ -1,11 +1,11 @@
-#include "wizard/outcome.h"
+#include "job/outcome.h"
 
 #include <cstdio>
 
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 namespace {
 
 void Add(std::int64_t count, const char* one, const char* many, std::string& text) {
@@ -55,4 +55,4 @@ std::string ReportText(const ReportFacts& facts) {
   return text;
 }
 
-}  // namespace kelvorin::wizard
+}  // namespace kelvorin::job

@@ -6,28 +6,25 @@
 #include "catalog/tables.h"
 #include "contract/enums.h"
 #include "engine/source_reader.h"
-#include "settings/setting_store.h"
+#include "job/job.h"
 #include "textsource/format_detection.h"
-#include "wizard/frm_kelvorin.h"
 
-namespace kelvorin::wizard {
+namespace kelvorin::job {
 
-Status frmKelvorin::ReadSetting(const std::string& ini_file) {
-  applying_setting_ = true;
-  Status status = settings::ReadSetting(settings::IniFile(ini_file), state_.setting, state_.breaks);
-  applying_setting_ = false;
-  if (status.ok()) catalog::LoadSource(state_.setting, state_.source);
-  return status;
+namespace {
+
+catalog::Source NamesOf(const catalog::Source& source) {
+  catalog::Source names;
+  names.file_name = source.file_name;
+  names.SourceDBName = source.SourceDBName;
+  names.SourceConnectString = source.SourceConnectString;
+  names.password = source.password;
+  return names;
 }
 
-void frmKelvorin::SetDefaultSetting() {
-  settings::SetDefaultSetting(state_.setting, state_.breaks,
-                              caller_->properties().DefaultSourceType);
-}
+}  // namespace
 
-// --- The source
-
-Status frmKelvorin::ConnectToSourceTable() {
+Status Job::ConnectToSourceTable(Layout layout) {
   const contract::Properties& properties = caller_->properties();
   catalog::Source& source = state_.source;
   const std::int32_t kind = state_.setting.TypeFormat;
@@ -38,7 +35,7 @@ Status frmKelvorin::ConnectToSourceTable() {
       return Status();
     if (!properties.ImportDBName.empty()) source.SourceDBName = properties.ImportDBName;
     if (!properties.ImportTable.empty()) source.file_name = properties.ImportTable;
-    return access ? ListAccessTables() : ListOdbcTables();
+    return TakeDatabase(kind, NamesOf(source));
   }
 
   std::string name = properties.ImportTable.empty() ? source.file_name : properties.ImportTable;
@@ -53,16 +50,17 @@ Status frmKelvorin::ConnectToSourceTable() {
     const std::string path = catalog::SourceFilePath(kind, candidate);
     if (catalog::SourceFileExists(path)) name = path;
   }
-  EdtFileName_Change(name);
+  TakeFile(name, layout);
   return Status();
 }
 
-void frmKelvorin::EdtFileName_Change(std::string_view text) {
+void Job::TakeFile(std::string_view name, Layout layout) {
   using catalog::FileNameChange;
   settings::ImportSetting& setting = state_.setting;
+  const bool guess = layout == Layout::kDetected;
   const std::int32_t kind_before = setting.TypeFormat;
   const FileNameChange change =
-      catalog::ApplyFileName(text, applying_setting_, setting.TypeFormat, state_.source);
+      catalog::ApplyFileName(name, !guess, setting.TypeFormat, state_.source);
   if (change == FileNameChange::kIgnored) return;
   textsource::PreviewLines& preview = state_.preview;
   preview.ClearLines();
@@ -71,7 +69,6 @@ void frmKelvorin::EdtFileName_Change(std::string_view text) {
   if (setting.TypeFormat != kind_before) settings::RebuildDelimiter(setting);
   if (change != FileNameChange::kTextFile) return;
 
-  const bool guess = !applying_setting_;
   textsource::RecordFormat format = engine::RecordFormatOf(setting);
   textsource::FileTypeGuess guessed;
   platform_.SetWaitCursor(true);
@@ -90,28 +87,7 @@ void frmKelvorin::EdtFileName_Change(std::string_view text) {
   settings::RebuildDelimiter(setting);
 }
 
-namespace {
-
-catalog::Source NamesOf(const catalog::Source& source) {
-  catalog::Source names;
-  names.file_name = source.file_name;
-  names.SourceDBName = source.SourceDBName;
-  names.SourceConnectString = source.SourceConnectString;
-  names.password = source.password;
-  return names;
-}
-
-}  // namespace
-
-Status frmKelvorin::ListAccessTables() {
-  return TakeDatabase(contract::kAccess, NamesOf(state_.source));
-}
-
-Status frmKelvorin::ListOdbcTables() {
-  return TakeDatabase(contract::kOdbc, NamesOf(state_.source));
-}
-
-Status frmKelvorin::TakeDatabase(std::int32_t kind, catalog::Source candidate) {
+Status Job::TakeDatabase(std::int32_t kind, catalog::Source candidate) {
   const bool access = kind == contract::kAccess;
   platform_.SetWaitCursor(true);
   auto opened = access ? catalog::OpenSourceDatabase(engine_, kind, candidate)
@@ -127,15 +103,21 @@ Status frmKelvorin::TakeDatabase(std::int32_t kind, catalog::Source candidate) {
   }
   catalog::SelectSourceTable(*tables, candidate.file_name);
   candidate.exists = true;
-  CloseKeptSource();
-  source_tables_ = *std::move(tables);
+  candidate.tables = *std::move(tables);
+  static_cast<void>(CloseSource().ok());  // it was only read
   state_.source = std::move(candidate);
   return Status();
 }
 
-void frmKelvorin::CloseKeptSource() {
-  if (state_.source.kept) static_cast<void>(state_.source.kept->Close().ok());  // it was only read
+Status Job::CloseSource() {
+  if (!state_.source.kept) return Status();
+  Status closed = state_.source.kept->Close();
   state_.source.kept.reset();
+  return closed;
+}
+
+const textsource::BreakList* Job::FixedBreaks() const noexcept {
+  return state_.setting.TypeFormat == 1 ? &state_.breaks : nullptr;
 }
 
 // --- Names of the source's fields
@@ -171,7 +153,7 @@ Result<std::vector<std::string>> TextFieldNames(const std::string& path,
 
 }  // namespace
 
-Result<std::vector<std::string>> frmKelvorin::SourceFieldNames(bool whole_file) {
+Result<std::vector<std::string>> Job::SourceFieldNames(bool whole_file) {
   const std::int32_t kind = state_.setting.TypeFormat;
   const catalog::SourceKind* row = catalog::FindSourceKind(kind);
   if (row != nullptr && row->family == catalog::Family::kText)
@@ -185,4 +167,34 @@ Result<std::vector<std::string>> frmKelvorin::SourceFieldNames(bool whole_file) 
   return names;
 }
 
-}  // namespace kelvorin::wizard
+Result<database::TableDef> Job::SourceTableDef() {
+  std::unique_ptr<database::Database> own;
+  database::Database* database = state_.source.kept.get();
+  if (state_.setting.TypeFormat != contract::kAccess || database == nullptr) {
+    auto opened = catalog::OpenSourceDatabase(engine_, state_.setting.TypeFormat, state_.source);
+    if (!opened.ok()) return opened.status();
+    own = *std::move(opened);
+    database = own.get();
+  }
+  Result<database::TableDef> table = database->FindTableDef(state_.source.file_name);
+  if (own) KV_TRY(own->Close());
+  return table;
+}
+
+std::string Job::SkippedLines() const {
+  constexpr std::int32_t kMostLines = 1000;
+  const settings::ImportSetting& setting = state_.setting;
+  std::string lines;
+  if (setting.TypeFormat >= 3 || setting.StartingLine < 2 || setting.StartingLine > kMostLines)
+    return lines;
+  auto reader =
+      textsource::RecordReader::Open(state_.source.file_name, engine::RecordFormatOf(setting));
+  if (!reader.ok()) return lines;
+  std::span<char> record;
+  for (std::int32_t line = 1; line < setting.StartingLine && !reader->AtEnd(); ++line)
+    if (!reader->ReadRecord(record).ok()) return lines;
+  if (!reader->ReadRaw(0, reader->position(), lines).ok()) lines.clear();
+  return lines;
+}
+
+}  // namespace kelvorin::job
