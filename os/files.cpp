@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -222,6 +224,37 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
     }
     in = in.subspan(static_cast<std::size_t>(count));
     offset += static_cast<std::uint64_t>(count);
+  }
+}
+
+void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const std::byte>> parts,
+                         std::error_code& error) noexcept {
+  error.clear();
+  std::size_t size = 0;
+  for (const std::span<const std::byte> part : parts) size += part.size();
+  if (!FitsOffset(offset, size, error) || !WithinLimit(offset + size, error)) return;
+  std::size_t done = 0;  // of the first part
+  while (!parts.empty()) {
+    std::array<iovec, 64> now;
+    std::size_t count = 0;
+    for (; count < now.size() && count < parts.size(); ++count) {
+      const auto rest = parts[count].subspan(count == 0 ? done : 0);
+      now[count] = {.iov_base = const_cast<std::byte*>(rest.data()), .iov_len = rest.size()};
+    }
+    const ssize_t written = Retry([&] {
+      return ::pwritev(fd_, now.data(), static_cast<int>(count), static_cast<off_t>(offset));
+    });
+    if (written < 0 || (written == 0 && size > 0)) {
+      error = written < 0 ? Last() : std::make_error_code(std::errc::io_error);
+      return;
+    }
+    offset += static_cast<std::uint64_t>(written);
+    size -= static_cast<std::size_t>(written);
+    done += static_cast<std::size_t>(written);
+    while (!parts.empty() && done >= parts.front().size()) {
+      done -= parts.front().size();
+      parts = parts.subspan(1);
+    }
   }
 }
 

@@ -71,6 +71,9 @@ class FileHandle {
   /// Writes everything or fails; a write behind the end leaves a hole of zeros.
   void WriteAt(std::uint64_t offset, std::span<const std::byte> in,
                std::error_code& error) noexcept;
+  /// The same for parts that lie behind each other in the file and anywhere in memory.
+  void WriteAt(std::uint64_t offset, std::span<const std::span<const std::byte>> parts,
+               std::error_code& error) noexcept;
   /// Sequential write at the file's position (files opened with kAppend: at the end).
   void Write(std::span<const std::byte> in, std::error_code& error) noexcept;
   void Truncate(std::uint64_t size, std::error_code& error) noexcept;

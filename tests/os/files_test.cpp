@@ -116,6 +116,25 @@ TEST_CASE("positioned reads and writes meet the end of the file") {
   CHECK((error == std::errc::file_too_large));
 }
 
+TEST_CASE("parts from all over are written behind each other, however many") {
+  const TempFolder folder;
+  std::error_code error;
+  FileHandle file = MustOpen(folder.File("parts"), OpenMode::kCreateNew);
+  std::string expected(5, '\0');
+  std::vector<std::string> texts;
+  for (int i = 0; i < 200; ++i) texts.emplace_back(i % 7, static_cast<char>('a' + i % 26));
+  std::vector<std::span<const std::byte>> parts;
+  for (const std::string& text : texts) {
+    parts.push_back(Bytes(text));
+    expected += text;
+  }
+  file.WriteAt(5, parts, error);
+  CHECK_FALSE(error);
+  CHECK(tests::ReadWhole(folder.File("parts")) == expected);
+  file.WriteAt(~std::uint64_t{0} - 1, parts, error);
+  CHECK((error == std::errc::file_too_large));
+}
+
 TEST_CASE("a limit of file sizes is an error, not the death of the process") {
   const TempFolder folder;
   struct rlimit old {};
