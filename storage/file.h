@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ class File {
   virtual std::size_t Read(std::uint64_t offset, base::MutableByteSpan out) = 0;
   /// All or an error; what lies between the old end and `offset` reads as zeros.
   virtual void Write(std::uint64_t offset, base::ByteSpan in) = 0;
+  /// The same for parts that lie behind each other in the file and anywhere in memory.
+  virtual void WriteParts(std::uint64_t offset, std::span<const base::ByteSpan> parts);
   virtual void Truncate(std::uint64_t size) = 0;
   /// Sets disk room aside up to `size` without changing the length; `kNoSpace` when there is none.
   /// Where a file system cannot do that, nothing happens.

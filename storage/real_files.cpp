@@ -49,6 +49,13 @@ class RealFile final : public File {
     handle_.WriteAt(offset, in, error);
     if (error) Fail(error, path(), "writing " + At(offset, in.size()));
   }
+  void WriteParts(std::uint64_t offset, std::span<const base::ByteSpan> parts) override {
+    std::error_code error;
+    handle_.WriteAt(offset, parts, error);
+    std::size_t size = 0;
+    for (const base::ByteSpan part : parts) size += part.size();
+    if (error) Fail(error, path(), "writing " + At(offset, size));
+  }
   void Truncate(std::uint64_t size) override {
     std::error_code error;
     handle_.Truncate(size, error);
@@ -144,6 +151,12 @@ class RealFiles final : public FileSystem {
 };
 
 }  // namespace
+
+void File::WriteParts(std::uint64_t offset, std::span<const base::ByteSpan> parts) {
+  std::vector<std::byte> whole;
+  for (const base::ByteSpan part : parts) whole.insert(whole.end(), part.begin(), part.end());
+  Write(offset, whole);
+}
 
 FileSystem& RealFileSystem() noexcept {
   static RealFiles files;

@@ -190,16 +190,16 @@ void Store::State::WritePages() {
 }
 
 void Store::State::WriteRun(StoredFile& f, std::size_t first, std::size_t behind) {
+  const std::uint64_t start = PageStart(f, cache[order[first]].page_no);
+  write_parts.clear();
   for (std::size_t i = first; i < behind; ++i) {
-    std::memcpy(transfer.data() + (i - first) * f.page_bytes, cache[order[i]].data.get(),
-                f.page_bytes);
+    const PageCache::Frame& frame = cache[order[i]];
+    const std::uint64_t from = PageStart(f, frame.page_no);
+    const std::uint64_t to = std::min(PageEnd(f, frame.page_no), f.size);
+    write_parts.emplace_back(frame.data.get() + (from + f.shift - frame.page_no * f.page_bytes),
+                             static_cast<std::size_t>(to - from));
   }
-  const std::uint64_t page = cache[order[first]].page_no;
-  const std::uint64_t start = PageStart(f, page);
-  const std::uint64_t end = std::min(PageEnd(f, cache[order[behind - 1]].page_no), f.size);
-  const auto in_page = static_cast<std::size_t>(start + f.shift - page * f.page_bytes);
-  f.file->Write(start,
-                base::ByteSpan(transfer).subspan(in_page, static_cast<std::size_t>(end - start)));
+  f.file->WriteParts(start, write_parts);
   counts.pages_written += behind - first;
 }
 

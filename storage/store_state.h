@@ -176,9 +176,10 @@ struct Store::State {
   std::vector<GroupHook*> hooks;
   std::vector<FileNo> touched;
   std::vector<FrameNo> order;       // changed pages by file and place, while a group is written
-  std::vector<std::byte> transfer;  // between files and pages
-  std::vector<std::uint64_t> sums;  // of pieces, for the journal
-  std::uint64_t bracket = 0;        // number of the open or last bracket
+  std::vector<std::byte> transfer;  // from files to pages
+  std::vector<base::ByteSpan> write_parts;  // the pages of a run
+  std::vector<std::uint64_t> sums;          // of pieces, for the journal
+  std::uint64_t bracket = 0;                // number of the open or last bracket
   bool in_bracket = false;
   bool group_changed = false;
   bool folder_changed = false;         // a file was made
