@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <string>
@@ -362,4 +363,47 @@ TEST_CASE("real files: pipes never wait, journals take the table's rights and fi
   }
   CHECK(tests::ReadWhole(long_path) == "next");
   CHECK_FALSE(std::filesystem::exists(storage::JournalPath(long_path)));
+
+  // A journal that was set aside again and again needs a longer name still.
+  for (const std::size_t length : {237u, 238u, 239u, 246u, 255u}) {
+    const std::string path = folder.File(std::string(length, 'm'));
+    tests::WriteWhole(path, "text");
+    tests::WriteWhole(storage::JournalPath(path),
+                      "KvJrnal2 and then nothing more: 64 bytes or less");
+    for (int kept = 1; kept < 999; ++kept)
+      CHECK_NOTHROW(tests::WriteWhole(
+          storage::JournalPath(path) + ".kept" + (kept == 1 ? "" : std::to_string(kept)), ""));
+    CHECK(storage::SetJournalAside(disk, path) == storage::JournalPath(path) + ".kept999");
+  }
+}
+
+TEST_CASE("a journal of any length is refused after a few bytes of it") {
+  const auto bytes_read = [] {
+    std::uint64_t count = 0;
+    std::string word;
+    std::ifstream io("/proc/self/io");
+    io >> word >> count;
+    return count;
+  };
+  storage::FileSystem& disk = storage::RealFileSystem();
+  constexpr std::uint64_t kHuge = std::uint64_t{64} << 30;
+  storage::JournalHead seal{.kind = storage::HeadKind::kSeal, .entries = 3, .serial = 1};
+  for (const std::uint64_t body : {std::uint64_t{0}, storage::kMaxFileBytes, kHuge - 1024}) {
+    CAPTURE(body);
+    const tests::TempFolder folder;
+    const std::string table = folder.File("A");
+    tests::WriteWhole(table, "text");
+    seal.body_bytes = body;
+    if (body != 0)
+      tests::WriteWhole(table + "-journal", base::AsText(storage::EncodeHead(seal)));
+    else
+      tests::WriteWhole(table + "-journal", "");
+    std::filesystem::resize_file(table + "-journal", kHuge);
+    const std::uint64_t before = bytes_read();
+    CHECK(Try([&] { (void)Store::Open(disk, table, {.read_only = true}); }).code == Code::kOk);
+    CHECK(Try([&] { (void)Store::Open(disk, table, {}); }).code == Code::kOk);
+    CHECK(bytes_read() - before < 100'000);
+    CHECK(std::filesystem::file_size(table + "-journal.kept") == kHuge);
+    CHECK(tests::ReadWhole(table) == "text");
+  }
 }
