@@ -329,7 +329,8 @@ class ForeignWork(Base):
                         self.assertEqual(rows_of(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
                         continue
                     self.assertEqual(done.returncode, 3, done.stdout)
-                    self.assertIn("is not played back, nothing was changed", done.stderr)
+                    self.assertIn("is not played back, nothing was changed",
+                                  json.loads(done.stdout)["fatal"])
                     self.assertEqual(self.tree(), left)
                     if name in ("copy of the torn file", "second name"):
                         kelvorin("recover", target, "BIG", "--apply", check=0)
@@ -356,6 +357,16 @@ class ForeignWork(Base):
                  ",", check=0)
         self.assertEqual(rows_of(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
         self.assertEqual(sorted(path.name for path in links.iterdir()), ["CUR.DBF", "CUR.FPT"])
+
+    def test_the_longest_name(self):
+        name = "n" * 247
+        target = f"FOXPRO26:{self.folder}"
+        kelvorin("create", target, name, "ID:Long", "NAME:Text:40", "NOTE:Memo", check=0)
+        kelvorin("import", write_rows(self.folder / "new.csv", range(OLD)), "--into", target, "--table",
+                 name, "--map-in-order", check=0)
+        self.assertEqual(rows_of(target, name), [row(i) for i in range(OLD)])
+        self.assertEqual(sorted(path.suffix.lower() for path in self.folder.iterdir()),
+                         [".csv", ".dbf", ".fpt"])
 
     def test_what_lies_at_the_journals_name(self):
         target, main = self.make("FOXPRO26")
