@@ -134,7 +134,8 @@ class Ours {
     database_ = *std::move(opened);
   }
 
-  void MakeTable(const char* name) {
+  /// `indexes`: how many of its first two fields have one.
+  void MakeTable(const char* name, std::size_t indexes = 0) {
     if (const Status gone = database_->DeleteTable(name); !gone.ok()) (void)gone;
     TableDef def;
     def.Name = name;
@@ -145,6 +146,11 @@ class Ours {
       field.Size = plan.type == kDate || plan.type == kBoolean ? 0 : plan.bytes;
       field.Decimals = plan.decimals;
       def.Fields.push_back(field);
+    }
+    for (std::size_t i = 0; i < indexes; ++i) {
+      database::IndexDef& index = def.Indexes.emplace_back();
+      index.Name = std::string("BY") + kPlan[i].name;
+      index.Columns = {{kPlan[i].name, false}};
     }
     Must(database_->CreateTable(def));
   }
@@ -159,6 +165,46 @@ class Ours {
     }
     Must(set->Close());
   }
+
+  /// Keys of record n: a number of eight digits and a text with it.
+  static void SetKeys(int n, bool random, std::string& number, std::string& text) {
+    const auto place = static_cast<std::uint32_t>(n);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08u",
+                  random ? place * 2654435761u % 100'000'000u : place);
+    number.assign(digits);
+    text.assign("Customer ").append(digits);
+  }
+
+  void AppendKeys(const char* name, const std::vector<Record>& records, int count, bool random) {
+    auto set = Open(name);
+    Record record = records[0];
+    for (int n = 0; n < count; ++n) {
+      SetKeys(n, random, record[0], record[1]);
+      Must(set->AddNew());
+      for (std::size_t i = 0; i < kFields; ++i) Must(set->Fields(i).SetText(record[i]));
+      Must(set->Update());
+    }
+    Must(set->Close());
+  }
+
+  /// Looks up keys in random order; returns how many were found.
+  int Seek(const char* name, const char* index, int count) {
+    auto set = Open(name);
+    Must(set->SetIndex(index));
+    std::string number, text;
+    int found = 0;
+    for (int n = 0; n < count; ++n) {
+      SetKeys(static_cast<int>(static_cast<std::int64_t>(n) * 7919 % count), true, number, text);
+      const std::string_view key[] = {text};
+      Must(set->SeekText(database::SeekComparison::kEqual, key));
+      found += set->NoMatch() ? 0 : 1;
+    }
+    Must(set->Close());
+    return found;
+  }
+
+  void Reindex(const char* name) { Must(database_->RebuildIndexes(name).status()); }
 
   std::size_t Scan(const char* name) {
     auto set = Open(name);
@@ -210,6 +256,32 @@ void Compare(const char* what, int count, const std::function<void()>& bare,
               best_bare * 1e9 / count, best_ours * 1e9 / count, best_ours / best_bare);
 }
 
+/// Appends with no, one and two indexes in one run, so that the difference is what an index costs.
+void CompareIndexes(Ours& ours, const std::vector<Record>& records, int count) {
+  for (const bool random : {false, true}) {
+    std::array<double, 3> best;
+    best.fill(1e9);
+    for (int pass = 0; pass < kPasses - 2; ++pass) {
+      for (std::size_t indexes = 0; indexes < best.size(); ++indexes) {
+        ours.MakeTable("BENCH", indexes);
+        best[indexes] = std::min(
+            best[indexes], Seconds([&] { ours.AppendKeys("BENCH", records, count, random); }));
+      }
+    }
+    std::printf("append, %s keys            no index %.2f  one %.2f  two %.2f us/record\n",
+                random ? "random" : "sorted", best[0] * 1e6 / count, best[1] * 1e6 / count,
+                best[2] * 1e6 / count);
+  }
+  int found = 0;
+  double seek = 1e9, reindex = 1e9;
+  for (int pass = 0; pass < 2; ++pass) {
+    seek = std::min(seek, Seconds([&] { found = ours.Seek("BENCH", "BYNAME", count); }));
+    reindex = std::min(reindex, Seconds([&] { ours.Reindex("BENCH"); }));
+  }
+  std::printf("seek %.2f us (%d of %d found), reindex of two %.2f s\n", seek * 1e6 / count, found,
+              count, reindex);
+}
+
 int Main(int argc, char** argv) {
   const int count = argc > 1 ? std::atoi(argv[1]) : 500'000;
   const std::string folder = argc > 2 ? argv[2] : "/tmp/kelvorin-xbase-bench";
@@ -225,6 +297,7 @@ int Main(int argc, char** argv) {
     Compare(
         "scan to texts", count, [&] { (void)BareScan(bare_file, 0); },
         [&] { (void)ours.Scan("BENCH"); }, [] {});
+    CompareIndexes(ours, records, count);
   }
   for (const char* name : {"bare.bin", "BENCH.DBF"})
     (void)base::DeleteFile(base::JoinPath(folder, name));

@@ -197,6 +197,68 @@ TEST_CASE("Access: one file as source and target, and a file behind a password")
   rig.control.Execute();
 }
 
+TEST_CASE("dBASE and FoxPro: the options list the table's tags, and a record is found by one") {
+  for (const auto kind : {contract::TypeConnect::DBase3, contract::TypeConnect::DBase5,
+                          contract::TypeConnect::FOXPRO30}) {
+    CAPTURE(static_cast<int>(kind));
+    RealRig rig;
+    const bool fox = kind == contract::TypeConnect::FOXPRO30;
+    const std::string connect = fox                                     ? "FoxPro 3.0"
+                                : kind == contract::TypeConnect::DBase3 ? "dBASE III"
+                                                                        : "dBASE 5.0";
+    database::TableDef goods = Two("goods");
+    for (const char* field : {"name", "amount"}) {
+      database::IndexDef& index = goods.Indexes.emplace_back();
+      index.Name = "by_" + std::string(field, 2);
+      index.Columns = {{field, false}};
+    }
+    {
+      auto made = rig.Open(rig.folder.path(), connect);
+      REQUIRE(made->CreateTable(goods).ok());
+      auto rows = made->OpenRecordset("goods", database::RecordsetType::kTable);
+      REQUIRE(rows.ok());
+      for (const char* name : {"saw", "axe", "nail"}) {
+        CHECK((*rows)->AddNew().ok());
+        CHECK((*rows)->Fields(0).SetText(name).ok());
+        CHECK((*rows)->Update().ok());
+      }
+      CHECK((*rows)->Close().ok());
+    }
+    const std::string csv = rig.folder.File("in.csv");
+    WriteWhole(csv, "nail,7\r\nsaw,9\r\n");
+    rig.control.ConnectString(kind);
+    rig.control.DataBaseName(rig.folder.path());
+    rig.control.ImportDBName(csv);
+    rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
+      wizard::WizardControls& c = form.controls;
+      rig.screen.In<wizard::frmAdvanced>("frmAdvanced", [&](wizard::frmAdvanced& options) {
+        Names listed = options.CBoxIndexes.items();
+        std::sort(listed.begin(), listed.end());
+        for (std::string& name : listed) name = base::LowerAscii(name);
+        CHECK(listed == Names{"by_am", "by_na"});
+        options.RBtnUpdateRecords.UserClick();
+        options.RBtnUseIndex.UserClick();
+        for (const std::string& name : options.CBoxIndexes.items())
+          if (base::LowerAscii(name) == "by_na") WizardRig::Choose(options.CBoxIndexes, name);
+        options.CBoxKeyLookUp.UserClick();
+        options.bntOK.UserClick();
+      });
+      c.BtnAdvanced.UserClick();
+      while (c.BtnNext.enabled() && !c.BtnFinish.enabled()) {
+        c.BtnNext.UserClick();
+        c.BtnMapInOrder.UserClick();
+      }
+      REQUIRE(c.BtnFinish.enabled());
+      c.BtnFinish.UserClick();
+    });
+    rig.control.Execute();
+    CHECK(rig.screen.boxes.empty());
+    CHECK(base::Replace(rig.Rows(rig.folder.path(), connect, "goods"), "axe,0", "axe,") ==
+          "saw,9|axe,|nail,7");
+    CHECK(rig.Open(rig.folder.path(), connect)->Inspect()->empty());
+  }
+}
+
 TEST_CASE("Names of files as people write them") {
   TempFolder folder;
   const std::string file = folder.File("a b.csv");

@@ -15,16 +15,25 @@ namespace {
 
 using enum TypeCode;
 
+enum class Play : std::uint8_t { kRecords, kIndexes };
 struct Scenario {
   const char* connect;
   bool memo;
   bool indexed = false;
+  Play play = Play::kRecords;
 };
-const Scenario kScenarios[] = {{"dBASE III", false},       {"dBASE III", true, true},
-                               {"dBASE IV", true},         {"dBASE IV", false, true},
-                               {"FoxPro 2.6", true, true}, {"FoxPro 3.0", true}};
+const Scenario kScenarios[] = {{"dBASE III", false},
+                               {"dBASE III", true, true},
+                               {"dBASE IV", true},
+                               {"dBASE IV", false, true},
+                               {"FoxPro 2.6", true, true},
+                               {"FoxPro 3.0", true},
+                               {"dBASE III", false, true, Play::kIndexes},
+                               {"dBASE 5.0", false, true, Play::kIndexes},
+                               {"FoxPro 3.0", false, true, Play::kIndexes}};
 
 constexpr std::size_t kNameBytes = 100;  // so long that few keys fill a page
+constexpr char kStaleFile[] = "/d/T.CDX";
 
 TableDef Definition(const Scenario& scenario) {
   TableDef table = MakeTable("T", {MakeField("ID", kLong), MakeField("NAME", kText, kNameBytes)});
@@ -45,13 +54,15 @@ Row Record(const Scenario& scenario, int id, std::size_t note) {
   return row;
 }
 
-/// Everything in the table, or "none" where there is no table.
-std::string Contents(storage::FileSystem& fs, const char* connect) {
+/// Everything in the table, or "none" where there is no table. An index that is out of date may
+/// stand there `stale` as it was found, and no other one.
+std::string Contents(MemoryFileSystem& fs, const char* connect, const std::string& stale = {}) {
   Folder folder("/d", connect, fs, true);
   if (folder->TableDefs()->empty()) return "none";
   const auto problems = folder->Inspect();
   REQUIRE(problems.ok());
-  CHECK_MESSAGE(problems->empty(), Show(*problems));
+  const bool as_found = !stale.empty() && fs.Has(kStaleFile) && fs.Contents(kStaleFile) == stale;
+  CHECK_MESSAGE(problems->empty() != as_found, Show(*problems));
   return Show(folder.ReadAll("T"));
 }
 
@@ -64,7 +75,7 @@ struct Progress {
 struct Stopped {};
 
 /// Makes the table, fills and changes it.
-Status Play(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
+Status PlayRecords(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
   const auto after = [&] {
     if (++progress.done == progress.stop_after) throw Stopped{};
   };
@@ -112,7 +123,109 @@ Status Play(storage::FileSystem& fs, const Scenario& scenario, Progress& progres
   return database.Close();
 }
 
+Row Indexed(const Scenario& scenario, int id) {
+  Row row = Record(scenario, id, 0);
+  row[1] = std::string(1, static_cast<char>('A' + id % 26)) + "-" + std::to_string(id * 37 % 100) +
+           std::string(kNameBytes - 10, 'x');
+  return row;
+}
+
+/// Splits pages of two trees, moves a key from one end to the other, empties pages, and builds the
+/// trees anew.
+Status PlayIndexes(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
+  const auto after = [&](const Status& status) {
+    if (status.ok() && ++progress.done == progress.stop_after) throw Stopped{};
+    return status;
+  };
+  DBEngine engine;
+  database::RegisterDrivers(engine, fs);
+  auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
+  if (!opened.ok()) return opened.status();
+  Database& database = **opened;
+  KV_TRY(after(database.CreateTable(Definition(scenario))));
+  progress.flushed = progress.done;
+  {
+    auto set = database.OpenRecordset("T", RecordsetType::kTable);
+    if (!set.ok()) return set.status();
+    Recordset& records = **set;
+    constexpr int kRecords = 14;
+    for (int id = 1; id <= kRecords; ++id) KV_TRY(after(Append(records, Indexed(scenario, id))));
+    KV_TRY(records.Flush());
+    progress.flushed = progress.done;
+    KV_TRY(records.SetIndex("BYNAME"));
+    KV_TRY(records.Edit());
+    KV_TRY(records.Fields(1).SetText("ZZZ moved"));
+    KV_TRY(after(records.Update()));
+    for (int n = 0; n < 9; ++n) {  // the first leaves run empty
+      KV_TRY(records.MoveFirst());
+      KV_TRY(records.Edit());
+      KV_TRY(records.Fields(1).SetText("ZZ" + std::to_string(n)));
+      KV_TRY(after(records.Update()));
+    }
+    KV_TRY(after(records.Delete()));
+    KV_TRY(records.Close());
+  }
+  progress.flushed = progress.done;
+  const Result<std::int64_t> built = database.RebuildIndexes("T");
+  if (!built.ok()) return built.status();
+  return database.Close();
+}
+
+Status PlayScenario(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
+  return scenario.play == Play::kIndexes ? PlayIndexes(fs, scenario, progress)
+                                         : PlayRecords(fs, scenario, progress);
+}
+
 }  // namespace
+
+TEST_CASE("a failure while an index out of date is rebuilt leaves it, or the new one") {
+  const Scenario scenario = {"FoxPro 2.6", false, true};
+  MemoryFileSystem before;
+  std::string stale;
+  {
+    Folder folder("/d", scenario.connect, before);
+    folder.Make(Definition(scenario));
+    folder.Fill("T", {Indexed(scenario, 1)});
+    stale = before.Contents(kStaleFile);
+    std::vector<Row> more;
+    for (int id = 2; id <= 12; ++id) more.push_back(Indexed(scenario, id));
+    folder.Fill("T", more);
+  }
+  before.Put(kStaleFile, stale);
+  const std::string old = Contents(before, scenario.connect, stale);
+  for (const FaultKind& kind : kFaultKinds) {
+    CAPTURE(std::string(kind.name));
+    for (int n = 1;; ++n) {
+      CAPTURE(n);
+      MemoryFileSystem disk;
+      for (const std::string& name : before.List("/d"))
+        disk.Put("/d/" + name, before.Contents("/d/" + name));
+      FaultFileSystem faults(disk, kind.fault, n);
+      const auto play = [&]() -> Status {
+        DBEngine engine;
+        database::RegisterDrivers(engine, faults);
+        auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
+        if (!opened.ok()) return opened.status();
+        auto set = (*opened)->OpenRecordset("T", RecordsetType::kTable);
+        if (!set.ok()) return set.status();
+        KV_TRY(Append(**set, Indexed(scenario, 13)));
+        KV_TRY((*set)->Flush());
+        return (*set)->Close();
+      };
+      const Status played = play();
+      if (kind.fault == Fault::kDie && faults.fired())
+        disk.Crash(kind.tail, static_cast<std::uint32_t>(n));
+      const std::string found = Contents(disk, scenario.connect, stale);
+      const std::string added = old + Show(Indexed(scenario, 13));
+      CHECK((found == old || found.starts_with(added)));
+      if (played.ok()) CHECK(found.starts_with(added));
+      if (!faults.fired()) {
+        CHECK(played.ok());
+        break;
+      }
+    }
+  }
+}
 
 TEST_CASE("a failure at any step leaves the end of a finished change") {
   for (const Scenario& scenario : kScenarios) {
@@ -120,12 +233,12 @@ TEST_CASE("a failure at any step leaves the end of a finished change") {
     std::vector<std::string> states = {"none"};
     Progress all;
     MemoryFileSystem whole;
-    REQUIRE(Play(whole, scenario, all).ok());
+    REQUIRE(PlayScenario(whole, scenario, all).ok());
     for (int stop = 1; stop <= all.done; ++stop) {
       MemoryFileSystem part;
       Progress progress{.stop_after = stop};
       try {
-        (void)Play(part, scenario, progress);
+        (void)PlayScenario(part, scenario, progress);
       } catch (const Stopped&) {
       }
       states.push_back(Contents(part, scenario.connect));
@@ -137,7 +250,7 @@ TEST_CASE("a failure at any step leaves the end of a finished change") {
         MemoryFileSystem disk;
         FaultFileSystem faults(disk, kind.fault, n);
         Progress progress;
-        const Status played = Play(faults, scenario, progress);
+        const Status played = PlayScenario(faults, scenario, progress);
         if (!faults.fired()) {
           CHECK(played.ok());
           break;
