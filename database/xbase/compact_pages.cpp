@@ -52,6 +52,31 @@ struct Packing {
   unsigned count_bits = 0;  // of either count
 };
 
+constexpr std::size_t kWord = 8;
+
+/// Bytes of a key without the fill at its end.
+std::size_t KeptBytes(base::ByteSpan key, std::byte fill) noexcept {
+  std::size_t kept = key.size();
+  const std::uint64_t fills = std::to_integer<std::uint64_t>(fill) * 0x0101010101010101u;
+  for (; kept >= kWord; kept -= kWord) {
+    const std::uint64_t other = base::LoadLE64(key, kept - kWord) ^ fills;
+    if (other != 0) return kept - static_cast<std::size_t>(std::countl_zero(other)) / 8;
+  }
+  while (kept > 0 && key[kept - 1] == fill) --kept;
+  return kept;
+}
+
+/// How many of the first `most` bytes two keys share.
+std::size_t SharedBytes(base::ByteSpan a, base::ByteSpan b, std::size_t most) noexcept {
+  std::size_t shared = 0;
+  for (; shared + kWord <= most; shared += kWord) {
+    const std::uint64_t other = base::LoadLE64(a, shared) ^ base::LoadLE64(b, shared);
+    if (other != 0) return shared + static_cast<std::size_t>(std::countr_zero(other)) / 8;
+  }
+  while (shared < most && a[shared] == b[shared]) ++shared;
+  return shared;
+}
+
 class CompactPages final : public IndexPages {
  public:
   CompactPages(storage::Store& store, storage::FileNo file, std::string name,
@@ -96,7 +121,7 @@ class CompactPages final : public IndexPages {
     const std::size_t left = node.count() - first;
     if (!node.leaf)
       return std::min({left, branch_most_, std::max<std::size_t>(1, most_bytes / branch_stride_)});
-    if (first == 0) Measure(node);
+    if (first == 0 && Weight(node) <= std::min(kLeafRoom, most_bytes)) return left;
     std::uint32_t most_record = 0;
     std::size_t key_bytes = 0, taken = 0;
     while (taken < left) {
@@ -269,13 +294,9 @@ class CompactPages final : public IndexPages {
     shared_.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
       const base::ByteSpan key = node.KeyAt(i);
-      std::size_t kept = key.size();
-      while (kept > 0 && key[kept - 1] == fill_) --kept;
-      std::size_t shared = 0;
-      if (i > 0) {
-        const base::ByteSpan before = node.KeyAt(i - 1);
-        while (shared < kept && key[shared] == before[shared]) ++shared;
-      }
+      const std::size_t kept = KeptBytes(key, fill_);
+      const std::size_t shared =
+          i == 0 ? std::size_t{0} : SharedBytes(key, node.KeyAt(i - 1), kept);
       kept_[i] = static_cast<std::uint16_t>(kept);
       shared_[i] = static_cast<std::uint16_t>(shared);
     }

@@ -187,7 +187,8 @@ void BuildIndexFile(storage::FileSystem& fs, Table& table, const IndexFileName& 
   const std::string unnamed = file.path + "-new";
   std::vector<TagPlace> places;
   const std::string table_name(WithoutExtension(storage::NameOf(table.path())));
-  const std::string image = NewIndexFile(kind, table_name, tags, places);
+  const std::string image =
+      NewIndexFile(kind, table_name, table.layout().code_page_mark, tags, places);
   try {
     {
       const std::unique_ptr<storage::File> made = fs.Open(unnamed, os::OpenMode::kCreateOrTruncate);

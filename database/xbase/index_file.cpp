@@ -306,6 +306,8 @@ std::string NewNdx(const TagDefinition& tag) {
   const std::size_t entry = 8 + (tag.key_bytes + 3) / 4 * 4;
   image.U32(0, 1);
   image.U32(4, 2);
+  // Of no use to dBASE III; others compare keys as numbers where it is missing.
+  image.U8(9, static_cast<unsigned char>(tag.date ? 'D' : tag.numeric ? 'N' : 'C'));
   image.U16(kKeyBytesAt, tag.key_bytes);
   image.U16(14, (kPage - 4) / entry);
   image.U16(16, tag.numeric ? 1 : 0);
@@ -434,8 +436,8 @@ void PutMdxHeader(ImageWriter& image, std::size_t at, std::size_t root, const Ta
   image.Text(at + kMdxFilterAt, tag.filter);
 }
 
-std::string NewMdx(std::string_view table_name, const std::vector<TagDefinition>& tags,
-                   std::vector<TagPlace>& places) {
+std::string NewMdx(std::string_view table_name, unsigned code_page_mark,
+                   const std::vector<TagDefinition>& tags, std::vector<TagPlace>& places) {
   ImageWriter image(kMdxFirstBlock * kPage);
   const auto now = base::Now();
   for (std::size_t at : {std::size_t{1}, std::size_t{44}}) {
@@ -451,6 +453,7 @@ std::string NewMdx(std::string_view table_name, const std::vector<TagDefinition>
   image.U8(25, kMdxTags + 1);
   image.U8(26, kMdxSlotBytes);
   image.U16(28, tags.size());
+  image.U8(31, code_page_mark);  // another one than the table's keeps some programs from writing
   for (std::size_t i = 0; i < tags.size(); ++i) {
     const TagDefinition& tag = tags[i];
     const std::size_t header = image.Grow(kMdxBlockBytes);
@@ -530,12 +533,12 @@ std::unique_ptr<IndexPages> MakeDirectoryPages(storage::Store& store, storage::F
   return MakeCompactPages(store, file, "directory of tags", directory, 0, std::byte{' '});
 }
 
-std::string NewIndexFile(IndexKind kind, std::string_view table_name,
+std::string NewIndexFile(IndexKind kind, std::string_view table_name, unsigned code_page_mark,
                          const std::vector<TagDefinition>& tags, std::vector<TagPlace>& places) {
   places.clear();
   switch (kind) {
     case IndexKind::kMdx:
-      return NewMdx(table_name, tags, places);
+      return NewMdx(table_name, code_page_mark, tags, places);
     case IndexKind::kCdx:
       return NewCdx(tags, places);
     default:

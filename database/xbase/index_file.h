@@ -30,9 +30,9 @@ std::vector<std::string> UnlistedIndexFiles(storage::FileSystem& fs, const std::
 std::vector<TagPlace> ReadTags(storage::Store& store, IndexFile& file);
 
 /// The bytes of a new index file with these tags and no entries; `places` are where its tags are.
-/// The tags of a CDX still have to be entered into its directory. `table_name` is the table's, for
-/// the formats that keep it.
-std::string NewIndexFile(IndexKind kind, std::string_view table_name,
+/// The tags of a CDX still have to be entered into its directory. `table_name` and
+/// `code_page_mark` are the table's, for the formats that keep them.
+std::string NewIndexFile(IndexKind kind, std::string_view table_name, unsigned code_page_mark,
                          const std::vector<TagDefinition>& tags, std::vector<TagPlace>& places);
 /// The pages of a CDX's directory: keys are names, record numbers the offsets of the tags' headers.
 std::unique_ptr<IndexPages> MakeDirectoryPages(storage::Store& store, storage::FileNo file);

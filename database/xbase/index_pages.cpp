@@ -210,9 +210,10 @@ void IndexPages::StoredKey(const IndexNode& node, std::size_t i, std::byte* out)
 }
 
 std::size_t FixedPages::Fit(const IndexNode& node, std::size_t first, std::size_t most_bytes) {
-  const std::size_t most = most_ + (!node.leaf && traits_.open_end ? 1 : 0);
+  // The last page of a branch takes the place of a key: other programs keep one key less there, and
+  // do not find what lies behind a further one.
   const std::size_t wanted = std::max<std::size_t>(1, most_bytes / stride_);
-  return std::min({most, wanted, node.count() - first});
+  return std::min({most_, wanted, node.count() - first});
 }
 std::size_t FixedPages::Weight(const IndexNode& node) {
   return (node.count() + 1) * stride_;

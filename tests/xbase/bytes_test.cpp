@@ -84,4 +84,49 @@ TEST_CASE("what other programs look at stands where they look") {
   }
 }
 
+// Other programs tell text from numbers by a letter of an NDX, write no MDX of another code page
+// than its table's, and do not look behind the last key but one that a branch has room for.
+TEST_CASE("indexes say what other programs ask them") {
+  for (const char* connect : {"dBASE III", "dBASE IV"}) {
+    CAPTURE(std::string(connect));
+    MemoryFileSystem disk;
+    Folder folder("/d", connect, disk);
+    TableDef def = MakeTable("T", {MakeField("CODE", kText, 12), MakeField("AMT", kNumeric, 6)});
+    for (const char* field : {"CODE", "AMT"}) {
+      database::IndexDef& index = def.Indexes.emplace_back();
+      index.Name = field;
+      index.Columns = {{field, false}};
+    }
+    folder.Make(def);
+    std::vector<Row> rows;
+    for (int i = 1000; i < 3200; ++i) rows.push_back({std::to_string(i), std::to_string(i)});
+    folder.Fill("T", rows);
+    const auto load = [](const std::string& bytes, std::size_t at) {
+      return base::LoadLE32(base::AsBytes(bytes), at);
+    };
+    const bool ndx = disk.Has("/d/CODE.NDX");
+    const std::string file = disk.Contents(ndx ? "/d/CODE.NDX" : "/d/T.MDX");
+    const std::string table = disk.Contents("/d/T.DBF");
+    std::uint32_t pages = 0, full = 0;
+    if (ndx) {
+      CHECK(file[9] == 'C');
+      CHECK(disk.Contents("/d/AMT.NDX")[9] == 'N');
+    } else {
+      CHECK(table[29] != 0);
+      CHECK(file[31] == table[29]);
+    }
+    const std::size_t page_bytes = ndx ? 512 : 1024, head = ndx ? 4 : 8, stride = ndx ? 20 : 16;
+    const std::size_t most = (page_bytes - head) / stride;
+    for (std::size_t at = ndx ? 512 : 4 * 512; at < file.size(); at += page_bytes) {
+      const std::uint32_t keys = load(file, at);
+      if (keys < 2 || keys > most) continue;  // no page of keys
+      ++pages;
+      full += keys == most ? 1 : 0;
+      if (ndx && load(file, at + 4) != 0) CHECK(keys < most);
+    }
+    CHECK(pages > 40);
+    CHECK(full > 20);  // keys that come in order fill their leaves
+  }
+}
+
 }  // namespace kelvorin::tests
