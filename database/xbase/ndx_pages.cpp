@@ -1,7 +1,8 @@
 // NDX, the index of dBASE III: pages of 512 bytes, numbered from the start of the file.
 //
 //   header | u32 root | u32 pages | 9: u8 C, N or D | 12: u16 key bytes | u16 keys a page
-//          | 16: u16 numeric | u16 entry bytes | 20: u8 change counter | 23: u8 unique | 24: expression, 0
+//          | 16: u16 numeric | u16 entry bytes | 20: u8 change counter | 23: u8 unique
+//          | 24: expression, 0
 //   page   | u32 keys | entries: u32 page of the keys up to this one, u32 record, key |
 //
 // A leaf's pages are 0. A branch has one page more than keys, in the place of a further entry.
