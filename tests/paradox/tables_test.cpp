@@ -4,6 +4,8 @@
 #include "base/code_page.h"
 #include "tests/paradox/paradox_support.h"
 #include "tests/storage/support/memory_files.h"
+#include "tests/support/places.h"
+#include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
 
@@ -166,6 +168,159 @@ TEST_CASE("what a product cannot hold is refused before anything is made") {
     CHECK_MESSAGE(made.message().find(refused.word) != std::string_view::npos, made.message());
     CHECK(disk.List("/d").empty());
   }
+}
+
+TEST_CASE("validity checks of this structure say which fields must be filled") {
+  const Pages pages;
+  for (const bool stale : {false, true}) {
+    CAPTURE(stale);
+    MemoryFileSystem disk;
+    MakePeople(disk);
+    std::string rules(0x35 + 28, '\0');
+    rules[0] = static_cast<char>(disk.Contents("/d/T.DB")[0x2E] + (stale ? 1 : 0));
+    rules[2] = 1;
+    rules[0x35] = 1;  // NAME
+    rules[0x37] = 1;
+    disk.Put("/d/T.VAL", rules);
+    Folder folder("/d", kConnect, disk);
+    auto set = folder.Open("T");
+    CHECK(set->Def().Fields[1].Required != stale);
+    CHECK(Append(*set, {"900", "<null>", "<null>"}).code() ==
+          (stale ? Code::kOk : Code::kRequired));
+    CHECK(Append(*set, {"901", "n", "<null>"}).ok());
+    CHECK(set->RecordCount().value_or(0) == (stale ? 502 : 501));
+    REQUIRE(set->Close().ok());
+    CHECK(disk.Contents("/d/T.VAL") == rules);
+  }
+}
+
+TEST_CASE("indexes are made on records that are there, unique ones keep their promise") {
+  const Pages pages;
+  MemoryFileSystem disk;
+  MakePeople(disk);
+  Folder folder("/d", kConnect, disk);
+  REQUIRE(folder->CreateIndex("T", MakeIndex("Both", "+NAME;+ID")).ok());
+  CHECK(folder->CreateIndex("T", MakeIndex("both", "+NAME")).code() == Code::kAlreadyExists);
+  const std::vector<std::string> before = disk.List("/d");
+  // Nine names for five hundred records; the table is of version 5, unique indexes came with 7.
+  CHECK(folder->CreateIndex("T", MakeIndex("One", "+NAME", true)).number() == 3251);
+  CHECK(folder->CreateIndex("T", MakeIndex("Again", "+NAME", true, true)).number() == 3251);
+  CHECK(disk.List("/d") == before);
+  {
+    auto set = folder.Open("T");
+    REQUIRE(set->SetIndex("Both").ok());
+    const std::string_view keys[] = {"n3", "21"};
+    REQUIRE(set->SeekText(database::SeekComparison::kGreaterEqual, keys).ok());
+    CHECK_FALSE(set->NoMatch());
+  }
+  CheckSound(*folder);
+
+  TableDef def = MakeTable("U", {MakeField("ID", kLong), MakeField("MAIL", kText, 20)});
+  def.Indexes = {MakeIndex("PrimaryKey", "+ID", true, true), MakeIndex("Mail", "+MAIL", true)};
+  folder.Make(def);
+  auto set = folder.Open("U");
+  CHECK(set->Def().Indexes[1].Unique);
+  REQUIRE(Append(*set, {"1", "a"}).ok());
+  REQUIRE(Append(*set, {"2", "b"}).ok());
+  CHECK(Append(*set, {"3", "a"}).number() == 3022);
+  REQUIRE(set->MoveFirst().ok());
+  CHECK(Change(*set, 1, "b").number() == 3022);
+  CHECK(Change(*set, 0, "7").ok());  // its own name does not stand in its way
+  REQUIRE(set->Close().ok());
+  CHECK(Show(folder.ReadAll("U")) == "2|b|\n7|a|\n");
+  CheckSound(*folder);
+
+  // A table gets its primary key before its first record only; the key fields move to the front.
+  folder.Make(
+      MakeTable("L", {MakeField("A", kText, 3), MakeField("B", kDate), MakeField("C", kMemo)}));
+  REQUIRE(folder->CreateIndex("L", MakeIndex("PrimaryKey", "+B;+A", true, true)).ok());
+  folder.Fill("L", {{"2001-02-03", "x", "m"}, {"2001-02-03", "w", "<null>"}});
+  CHECK(Show(folder.ReadAll("L")) == "2001-02-03|w|<null>|\n2001-02-03|x|m|\n");
+  CHECK(folder->CreateIndex("L", MakeIndex("P", "+A", true, true)).number() == 3251);
+  CheckSound(*folder);
+}
+
+TEST_CASE("keys in an order that is not known") {
+  const Pages pages;
+  constexpr std::size_t kSortOrderAt = 0x29;
+  MemoryFileSystem disk;
+  TableDef def = MakeTable("S", {MakeField("KEY", kText, 5), MakeField("N", kInteger)});
+  def.Indexes = {MakeIndex("PrimaryKey", "+KEY", true, true)};
+  {
+    Folder folder("/d", kConnect, disk);
+    folder.Make(def);
+    folder.Fill("S", {{"ABD", "1"}, {"XYZ", "2"}});
+  }
+  std::string bytes = disk.Contents("/d/S.DB");
+  bytes[kSortOrderAt] = static_cast<char>(183);
+  disk.Put("/d/S.DB", bytes);
+  {
+    Folder folder("/d", kConnect, disk);
+    auto set = folder.Open("S");
+    CHECK(Append(*set, {"MNO 1", "3"}).ok());
+    const Status refused = Append(*set, {"mno", "4"});
+    CHECK(refused.code() == Code::kNotSupported);
+    CHECK(refused.message().find("number 183") != std::string_view::npos);
+    REQUIRE(set->MoveFirst().ok());
+    CHECK(Change(*set, 1, "9").ok());  // its key stays
+    REQUIRE(set->Close().ok());
+    CheckSound(*folder);
+  }
+  // Keys that do not come in the order of bytes: read, found by asking every record, not written.
+  bytes = disk.Contents("/d/S.DB");
+  bytes.replace(bytes.find("MNO 1"), 5,
+                "\x8E"
+                "NO 1");
+  disk.Put("/d/S.DB", bytes);
+  Folder folder("/d", kConnect, disk);
+  auto set = folder.Open("S");
+  CHECK_FALSE(set->Updatable());
+  CHECK(set->Def().WhyReadOnly.find("number 183") != std::string::npos);
+  CHECK(folder.ReadAll("S").size() == 3);
+  REQUIRE(set->SetIndex("PrimaryKey").ok());
+  for (const char* key : {"ABD", "\xC3\x84NO 1", "XYZ"}) {
+    const std::string_view keys[] = {key};
+    REQUIRE(set->SeekText(database::SeekComparison::kEqual, keys).ok());
+    CHECK_FALSE(set->NoMatch());
+  }
+}
+
+TEST_CASE("who writes a table shuts out everybody else, left-over lock files nobody") {
+  const Pages pages;
+  const TempFolder temp;
+  WriteWhole(temp.File("PARADOX.LCK"), std::string(110, '\x23'));
+  WriteWhole(temp.File("PDOXUSRS.LCK"), std::string(1024, '\x23'));
+  Folder here(temp.path(), kConnect);
+  here.Make(People());
+  auto set = here.Open("T");
+  REQUIRE(Append(*set, {"1", "a", "<null>"}).ok());
+  Folder elsewhere(temp.path(), kConnect);
+  CHECK(elsewhere->OpenRecordset("T", RecordsetType::kTable).status().code() == Code::kLocked);
+  CHECK(elsewhere->CreateIndex("T", MakeIndex("I", "+NAME;+ID")).code() == Code::kLocked);
+  CHECK(elsewhere->RebuildIndexes("T").status().code() == Code::kLocked);
+  CHECK(elsewhere->DeleteTable("T").code() == Code::kLocked);
+  REQUIRE(set->Close().ok());
+  CHECK(elsewhere.ReadAll("T").size() == 1);
+  CHECK(ReadWhole(temp.File("PARADOX.LCK")).size() == 110);
+}
+
+TEST_CASE("characters of a table that the host's page lacks are replaced and counted") {
+  const Pages pages;
+  MemoryFileSystem disk;
+  Folder folder("/d", kConnect, disk);
+  folder.Make(People());
+  folder.Fill("T", {{"1", "\xCE\xB1\xCE\xB2", "\xCE\xB1"}});  // Greek, of the table's page 437
+  auto set = folder.Open("T");
+  CHECK(set->UnreadableCharacters() == 0);
+  REQUIRE(base::SetAnsiPage(1252).ok());
+  Folder western("/d", kConnect, disk);
+  REQUIRE(set->Close().ok());
+  set = western.Open("T");
+  for (std::size_t field = 0; field < 3; ++field) {
+    values::Value value;
+    REQUIRE(set->Fields(field).GetValue(value).ok());
+  }
+  CHECK(set->UnreadableCharacters() == 2);  // page 437 has alpha, its beta is the sharp s
 }
 
 }  // namespace kelvorin::tests

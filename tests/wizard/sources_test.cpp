@@ -3,6 +3,7 @@
 
 #include <doctest/doctest.h>
 
+#include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "control/kelvorin.h"
 #include "database/drivers/register_drivers.h"
@@ -257,6 +258,52 @@ TEST_CASE("dBASE and FoxPro: the options list the table's tags, and a record is 
           "saw,9|axe,|nail,7");
     CHECK(rig.Open(rig.folder.path(), connect)->Inspect()->empty());
   }
+}
+
+TEST_CASE("Paradox: an encrypted table as source, a new one as target") {
+  RealRig rig;
+  const std::string from = rig.folder.File("from"), to = rig.folder.File("to");
+  REQUIRE(base::MakeFolders(from).ok());
+  REQUIRE(base::MakeFolders(to).ok());
+  const std::string locked = "Paradox 5.x;pwd=Geheim;";
+  {
+    auto made = rig.Open(from, locked);
+    REQUIRE(made->CreateTable(Two("stock")).ok());
+    auto rows = made->OpenRecordset("stock", database::RecordsetType::kTable);
+    REQUIRE(rows.ok());
+    for (const char* name : {"axe", "saw"}) {
+      CHECK((*rows)->AddNew().ok());
+      CHECK((*rows)->Fields(0).SetText(name).ok());
+      CHECK((*rows)->Fields(1).SetText("3").ok());
+      CHECK((*rows)->Update().ok());
+    }
+    CHECK((*rows)->Close().ok());
+    REQUIRE(rig.Open(to, "Paradox 4.x;")->CreateTable(Two("goods")).ok());
+  }
+  rig.control.DataBaseName(to);
+  rig.control.ConnectString(contract::TypeConnect::Paradox4);
+  rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
+    form.controls.EdtFileName.UserText(from + "/stock.db");
+    CHECK(form.state().setting.TypeFormat == 6);
+    CHECK_FALSE(form.controls.BtnNext.enabled());
+    form.CloseRequested();
+  });
+  rig.control.Execute();
+  CHECK(rig.control.LastError().find("with its password only") != std::string::npos);
+  rig.screen.boxes.clear();
+  rig.control.Password("Geheim");
+  rig.InWizard([&](frmKelvorin& form) {
+    wizard::WizardControls& c = form.controls;
+    c.EdtFileName.UserText(from + "/stock.db");
+    CHECK(form.state().setting.TypeFormat == 6);
+    CHECK(c.PreviewGrid.headings() == Names{"name", "amount"});
+    REQUIRE(c.BtnNext.enabled());
+    c.BtnNext.UserClick();
+    c.BtnMapInOrder.UserClick();
+    REQUIRE(c.BtnFinish.enabled());
+    c.BtnFinish.UserClick();
+  });
+  CHECK(rig.Rows(to, "Paradox 4.x;", "goods") == "axe,3|saw,3");
 }
 
 TEST_CASE("Names of files as people write them") {
