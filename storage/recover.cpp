@@ -51,6 +51,9 @@ std::vector<std::string> RecoverJournal(
   } catch (const Error& error) {
     // A torn table may not even be readable; what its journal is was told before that.
     if (action == JournalAction::kApply) throw;
+    if (lines.empty())
+      lines.push_back(JournalPath(real) +
+                      ": lies there, and cannot be compared with files that cannot be opened");
     lines.emplace_back(error.status().message());
   }
   if (lines.empty())

@@ -282,6 +282,13 @@ TEST_CASE("recover shows, applies also to a copy, and sets aside") {
   CHECK(recover(disk, JournalAction::kShow).empty());
 
   tests::PutTornTable(disk, TheTornTable().journal);
+  const auto lines = storage::RecoverJournal(
+      disk, kTornMain, JournalAction::kShow,
+      [](const auto&) -> std::shared_ptr<void> { throw Error(Code::kNotFound, "no memo"); });
+  REQUIRE(lines.size() == 2);
+  CHECK(lines[0].find("cannot be compared") != std::string::npos);
+
+  tests::PutTornTable(disk, TheTornTable().journal);
   Overwrite(disk, kTornMain, 5, "!");
   const TableTexts theirs = TextsOn(disk);
   CHECK(Try([&] { recover(disk, JournalAction::kApply); }).code == Code::kReadOnly);
