@@ -4,6 +4,7 @@
 #include "base/status.h"
 #include "storage/journal_format.h"
 #include "storage/recover.h"
+#include "tests/storage/support/fault_files.h"
 #include "tests/storage/support/torn_table.h"
 #include "tests/support/temp_folder.h"
 
@@ -154,9 +155,12 @@ TEST_CASE("a journal restores what nobody changed since, and nothing else") {
     const StoreOptions writing{.tell = [&](const std::string& text) { told += text + "\n"; }};
     StoreOptions reading = writing;
     reading.read_only = true;
+    reading.page_bytes = 1000;  // pages that begin in the middle of an image
     // Reading sees the old state through the journal, or the files as they stand, and says so.
     {
       const auto store = OpenTorn(disk, reading, row.with_memo);
+      std::vector<std::byte> middle(100);
+      store->Read(kMainFile, 4500, middle);
       TableTexts expected = texts;
       if (row.end == End::kBack) {
         expected = TheTornTable().before;
@@ -183,6 +187,33 @@ TEST_CASE("a journal restores what nobody changed since, and nothing else") {
       CHECK(TextsOn(disk) == expected);
     }
   }
+}
+
+TEST_CASE("what others put where a group left zeros stays") {
+  const auto change = [](storage::FileSystem& files) {
+    const auto store = Store::Open(files, kTornMain, {.page_bytes = 512});
+    storage::Bracket bracket = store->Begin();
+    store->Write(kMainFile, 0, AsBytes("count"));
+    store->Truncate(kMainFile, 40'000);
+    bracket.Commit();
+    store->Flush();
+  };
+  int sealed = 0;
+  for (int n = 1;; ++n) {
+    MemoryFileSystem disk;
+    disk.Put(kTornMain, std::string(9000, 'a'));
+    tests::FaultFileSystem faults(disk, tests::Fault::kDie, n);
+    if (Try([&] { change(faults); }).code == Code::kOk) break;
+    disk.Crash(tests::Tail::kAll);
+    const std::string torn = disk.Contents(kTornMain);
+    if (torn.size() != 40'000 || torn.starts_with("count")) continue;
+    ++sealed;
+    Overwrite(disk, kTornMain, 20'000, "theirs");
+    const std::string left = ShowDisk(disk);
+    CHECK(Try([&] { (void)Store::Open(disk, kTornMain, {}); }).code == Code::kReadOnly);
+    CHECK(ShowDisk(disk) == left);
+  }
+  CHECK(sealed > 0);
 }
 
 TEST_CASE("no forged number makes a journal change anything but what was torn") {
