@@ -5,19 +5,10 @@
 #include "base/case_map.h"
 #include "catalog/tables.h"
 #include "contract/enums.h"
-#include "database/table_identity.h"
 #include "engine/run.h"
 #include "engine/same_files.h"
 
 namespace kelvorin::engine {
-
-// Whether both show one table of one server, whatever data sources they come from.
-static bool IsSameServerTable(const database::Recordset& a, const database::Recordset& b) {
-  const auto* server_a = dynamic_cast<const database::TableIdentity*>(&a);
-  const auto* server_b = dynamic_cast<const database::TableIdentity*>(&b);
-  return server_a != nullptr && server_b != nullptr && !server_a->Identity().empty() &&
-         server_a->Identity() == server_b->Identity();
-}
 
 Status ImportRun::Prepare() {
   step_ = Step::kOpenFile;
@@ -83,7 +74,6 @@ Status ImportRun::OpenTableSource() {
                                           in_.platform);
   if (!rows.ok()) return rows.status();
   is_target_itself_ = IsSameTable(**rows, *in_.target.recordset);
-  is_target_itself_ |= IsSameServerTable(**rows, *in_.target.recordset);
   // A rejected record is shown whole, so all of it is read when somebody wants to know.
   const bool all = reject_file_ != nullptr || in_.options.observer != nullptr;
   source_ = std::make_unique<TableSource>(

@@ -10,6 +10,7 @@
 #include "base/M_STRING.h"
 #include "base/case_map.h"
 #include "contract/enums.h"
+#include "database/table_identity.h"
 #include "engine/trace_log.h"
 
 namespace kelvorin::engine {
@@ -110,12 +111,15 @@ bool IsSameFile(const std::string& a, const std::string& b) {
   return !error && one == other;
 }
 
-bool IsSameTable(const database::Recordset& a, const database::Recordset& b) {
-  if (a.Home().IsOdbc() || b.Home().IsOdbc()) return false;
-  const std::string file_a = FileOf(a), file_b = FileOf(b);
+bool IsSameTable(const database::Recordset& source, const database::Recordset& target) {
+  const auto* rows = dynamic_cast<const database::TableIdentity*>(&source);
+  const auto* table = dynamic_cast<const database::TableIdentity*>(&target);
+  if (rows != nullptr && table != nullptr && rows->Shows(*table)) return true;
+  if (source.Home().IsOdbc() || target.Home().IsOdbc()) return false;
+  const std::string file_a = FileOf(source), file_b = FileOf(target);
   if (!file_a.empty() || !file_b.empty()) return IsSameFile(file_a, file_b);
-  return IsSameFile(a.Home().Name(), b.Home().Name()) &&
-         base::EqualAnyCase(a.Def().Name, b.Def().Name);
+  return IsSameFile(source.Home().Name(), target.Home().Name()) &&
+         base::EqualAnyCase(source.Def().Name, target.Def().Name);
 }
 
 Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {

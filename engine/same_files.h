@@ -15,9 +15,9 @@ namespace kelvorin::engine {
 /// there yet, whether they would be one.
 bool IsSameFile(const std::string& a, const std::string& b);
 
-/// Whether both hold the records of one table, also where one of them is a link to it. A server's
-/// tables are compared by the database that holds them.
-bool IsSameTable(const database::Recordset& a, const database::Recordset& b);
+/// Whether the source's records are those of the target, also where one of them is a link to it or
+/// the source is a view of it.
+bool IsSameTable(const database::Recordset& source, const database::Recordset& target);
 
 /// Fails with `kInvalidArgument` where log, reject file, source, target and settings file are not
 /// all different files; tables count with their memo and index files. The one exception: a text

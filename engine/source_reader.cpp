@@ -184,6 +184,7 @@ Status TableSource::GoToStart() {
 }
 
 Status TableSource::Read(bool& taken) {
+  KV_TRY(ends_early_);
   arena_.clear();
   damaged_.clear();
   altered_.clear();
@@ -236,8 +237,15 @@ Status TableSource::Split(FieldValues& fields) {
   return Status();
 }
 
+// A table that breaks off behind the row that was read costs the rows that are missing, not this
+// one.
 Status TableSource::Advance() {
-  KV_TRY(rows_->MoveNext());
+  Status moved = rows_->MoveNext();
+  if (!moved.ok() && moved.code() == Code::kCorrupt) {
+    ends_early_ = std::move(moved);
+    return Status();
+  }
+  KV_TRY(std::move(moved));
   ++line_number_;
   return Status();
 }

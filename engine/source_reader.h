@@ -157,7 +157,7 @@ class TableSource final : public SourceReader {
               std::unique_ptr<database::Recordset> rows, const values::ValueFormat& format,
               std::int32_t starting_line, std::vector<bool> wanted);
 
-  bool AtEnd() const noexcept override { return rows_->Eof(); }
+  bool AtEnd() const noexcept override { return ends_early_.ok() && rows_->Eof(); }
   Status Read(bool& taken) override;
   Status Split(textsource::FieldValues& fields) override;
   Status Advance() override;
@@ -177,6 +177,7 @@ class TableSource final : public SourceReader {
   const values::ValueFormat& format_;
   std::int64_t starting_line_;
   std::vector<bool> wanted_;
+  Status ends_early_;              // why there are no rows where some were promised
   std::string arena_;              // texts of the current row, one behind the other
   std::vector<std::size_t> ends_;  // end of each field's text in arena_
 };

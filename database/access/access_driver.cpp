@@ -42,8 +42,8 @@ class AccessDriver final : public Driver {
   }
 
   void Create(const OpenRequest& request, const ConnectString& connect) override {
-    // A file without a byte is what an interrupted making left.
-    if (fs_.Exists(request.Name) && fs_.Open(request.Name, os::OpenMode::kRead)->Size() > 0)
+    const bool exists = fs_.Exists(request.Name);
+    if (exists && fs_.Open(request.Name, os::OpenMode::kRead)->Size() > 0)
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "'" + request.Name + "' exists already");
     if (base::EqualIgnoreCase(base::ExtensionPart(request.Name), "accdb"))
@@ -56,6 +56,8 @@ class AccessDriver final : public Driver {
             "'" + request.Name + "': a new database gets no password");
     const std::string_view version = connect.Get("version").value_or("");
     const bool jet3 = version == "3" || version == "97";
+    // A file without a byte is what an interrupted making left.
+    if (exists) fs_.Remove(request.Name);
     try {
       storage::StoreOptions options;
       options.create = true;

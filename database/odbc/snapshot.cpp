@@ -1,6 +1,7 @@
 #include "database/odbc/snapshot.h"
 
 #include "base/M_STRING.h"
+#include "database/odbc/views.h"
 
 namespace kelvorin::database::odbc {
 
@@ -11,6 +12,13 @@ Snapshot::Snapshot(database::Database& database, database::TableDef def, Session
       table_(std::move(table)),
       identity_(IdentityOf(session, table_)) {
   OpenAtFirst();
+}
+
+bool Snapshot::Shows(const TableIdentity& other) const {
+  if (TableIdentity::Shows(other)) return true;
+  const auto* table = dynamic_cast<const Snapshot*>(&other);
+  return table != nullptr && table->session_.Identity() == session_.Identity() &&
+         ReadsFrom(session_, table_, table->table_);
 }
 
 bool Snapshot::HasRows() {

@@ -18,6 +18,7 @@ class Snapshot final : public database::Recordset, public database::TableIdentit
            TableEntry table);
 
   const std::string& Identity() const noexcept override { return identity_; }
+  bool Shows(const TableIdentity& other) const override;
 
  private:
   bool DoMoveFirst() override;

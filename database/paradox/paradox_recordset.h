@@ -8,13 +8,17 @@
 
 #include "database/paradox/table.h"
 #include "database/recordset.h"
+#include "database/table_identity.h"
 
 namespace kelvorin::database::paradox {
 
-class ParadoxRecordset final : public Recordset {
+class ParadoxRecordset final : public Recordset, public TableIdentity {
  public:
   ParadoxRecordset(Database& owner, RecordsetType type, TableDef described,
                    std::shared_ptr<Table> table);
+
+  /// The file, which all names of it share.
+  const std::string& Identity() const noexcept override { return table_->path(); }
 
  private:
   /// What reading and assigning a field need to know, looked up once.

@@ -9,14 +9,18 @@
 #include <vector>
 
 #include "database/recordset.h"
+#include "database/table_identity.h"
 #include "database/xbase/table.h"
 
 namespace kelvorin::database::xbase {
 
-class XbaseRecordset final : public Recordset {
+class XbaseRecordset final : public Recordset, public TableIdentity {
  public:
   XbaseRecordset(Database& database, RecordsetType type, TableDef def,
                  std::shared_ptr<Table> table);
+
+  /// The file, which all names of it share.
+  const std::string& Identity() const noexcept override { return table_->path(); }
 
  private:
   /// What reading and assigning a field need to know, looked up once.

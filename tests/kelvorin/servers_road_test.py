@@ -112,6 +112,10 @@ class ServersRoad(unittest.TestCase):
     def test_a_table_is_not_imported_into_itself(self):
         place.sql("CREATE TABLE itself (id INTEGER PRIMARY KEY, t VARCHAR(20))")
         place.sql("INSERT INTO itself VALUES (1,'a'),(2,'b')")
+        place.sql("CREATE TABLE another (id INTEGER, t VARCHAR(20))")
+        place.sql("INSERT INTO another VALUES (7,'x')")
+        place.sql("CREATE VIEW inner_view AS SELECT id + 100 AS id, t FROM itself")
+        place.sql("CREATE VIEW outer_view AS SELECT v.id, a.t FROM another a, inner_view v")
         name = self.folder / "ini" / "odbc.ini"
         name.parent.mkdir()
         # the drivers have names of their own for the user in a data source
@@ -122,7 +126,14 @@ class ServersRoad(unittest.TestCase):
             said = self.kelvorin("import", source, "--source-table", "itself", "--into", self.target, "--table",
                                  "itself", "--empty-target", status=3, ODBCINI=str(name))
             self.assertIn("same table", said)
+        for view, empty in (("inner_view", []), ("outer_view", ["--empty-target"])):
+            self.assertIn("same table", self.kelvorin("import", "ODBC:Other", "--source-table", view, "--into",
+                                                      self.target, "--table", "itself", *empty, status=3,
+                                                      ODBCINI=str(name)))
         self.assertEqual(len(place.rows("itself")), 2)
+        self.kelvorin("import", self.target, "--source-table", "outer_view", "--into", self.target, "--table",
+                      "third", "--create", status=0)
+        self.assertEqual(sorted(row[0] for row in place.rows("third")), ["101", "102"])
 
     def test_passwords_stay_off_the_command_line(self):
         if SERVER != "mariadb":
