@@ -233,6 +233,60 @@ Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting
   return Status(Code::kIo, "no temporary folder can be made in '" + start.string() + "'");
 }
 
+// The files of a table of a folder: those of its name, and index files, which may have any.
+static std::vector<std::filesystem::path> FilesOf(const catalog::TargetAddress& target,
+                                                  const std::string& table, bool& journal) {
+  namespace fs = std::filesystem;
+  std::vector<fs::path> files;
+  const std::string stem = std::string(base::BaseNamePart(table)) + ".";
+  std::error_code error;
+  for (fs::directory_iterator i(target.DataBaseName, error), end; !error && i != end;
+       i.increment(error)) {
+    const std::string name = i->path().filename().string();
+    const std::string extension = base::UpperAscii(base::ExtensionPart(name));
+    const bool own = base::EqualIgnoreCase(std::string_view(name).substr(0, stem.size()), stem);
+    if (!own && extension != "NDX" && extension != "IDX") continue;
+    journal = journal || (own && name.ends_with("-journal"));
+    if (i->is_regular_file(error)) files.push_back(i->path());
+  }
+  return files;
+}
+
+Status CopyToScratchTarget(const std::string& table, catalog::TargetAddress& target,
+                           settings::ImportSetting& setting,
+                           std::optional<ScratchTarget>& scratch) {
+  namespace fs = std::filesystem;
+  if (target.kind == contract::kOdbc) return Status();
+  // Held open meanwhile, so that nobody writes.
+  const Result<OpenDatabase> open = Open(target, Access::kRead);
+  if (!open.ok()) return Status();  // said by the run
+  const Result<TableDef> def = open->database->FindTableDef(table);
+  if (!def.ok() || (def->Attributes & (database::kAttrLinkedJet | database::kAttrLinkedOdbc)) != 0)
+    return Status();
+  std::error_code error;
+  const bool is_file = target.kind == contract::kAccess;
+  bool journal = is_file && fs::exists(target.DataBaseName + "-journal", error);
+  const std::vector<fs::path> files =
+      is_file ? std::vector<fs::path>{target.DataBaseName} : FilesOf(target, table, journal);
+  std::uintmax_t bytes = 0;
+  for (const fs::path& file : files) bytes += fs::file_size(file, error);
+  const fs::space_info space = fs::space(fs::temp_directory_path(error), error);
+  if (error || journal || bytes > space.available / 4) return Status();
+  KV_TRY(MakeScratchTarget(target, setting, scratch));
+  const fs::path folder =
+      is_file ? fs::path(target.DataBaseName).parent_path() : fs::path(target.DataBaseName);
+  for (const fs::path& file : files) {
+    fs::copy_file(file, folder / file.filename(), error);
+    if (!error)
+      fs::permissions(folder / file.filename(), fs::perms::owner_read | fs::perms::owner_write,
+                      error);
+    if (error)
+      return Status(Code::kIo, "'" + file.string() +
+                                   "' cannot be copied for the trial import: " + error.message());
+  }
+  return Status();
+}
+
 Status CreateFromSource(const catalog::TargetAddress& target, const std::string& table,
                         const std::string& source_password, ImportJob& job) {
   Result<OpenDatabase> open = Open(target, Access::kCreate);

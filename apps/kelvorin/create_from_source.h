@@ -9,8 +9,7 @@
 
 namespace kelvorin::app {
 
-/// A folder for a database that is thrown away with it: the target of a trial import into a table
-/// that is yet to be made.
+/// A folder for a database that is thrown away with it: the target of a trial import.
 class ScratchTarget {
  public:
   explicit ScratchTarget(std::string folder) : folder_(std::move(folder)) {}
@@ -30,6 +29,12 @@ bool HasTable(const catalog::TargetAddress& target, const std::string& table);
 /// `kNotSupported`.
 Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting& setting,
                          std::optional<ScratchTarget>& scratch);
+
+/// The same with a copy of the table, so that a trial import meets every duplicate and every limit
+/// that an import would. Leaves everything as it is where there is no copying: servers, linked
+/// tables, journals that wait to be played back, and files too large for the temporary folder.
+Status CopyToScratchTarget(const std::string& table, catalog::TargetAddress& target,
+                           settings::ImportSetting& setting, std::optional<ScratchTarget>& scratch);
 
 /// Makes the table (and its database) when it does not exist, and maps its fields to the source
 /// fields they were made from; a table that exists stays as it is, and so does `job`.

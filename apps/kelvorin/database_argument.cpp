@@ -1,5 +1,8 @@
 #include "apps/kelvorin/database_argument.h"
 
+#include <filesystem>
+#include <system_error>
+
 #include "apps/kelvorin/command.h"
 
 #include "base/M_STRING.h"
@@ -61,7 +64,14 @@ Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access,
     return open.engine->OpenDatabase(address.DataBaseName, !reads, reads, connect);
   };
   Result<std::unique_ptr<database::Database>> database = try_open();
-  if (!database.ok() && database.status().code() == Code::kNotFound && access == Access::kCreate) {
+  // A file without a byte is as good as none.
+  const auto is_missing = [&] {
+    std::error_code error;
+    return database.status().code() == Code::kNotFound ||
+           (std::filesystem::is_regular_file(address.DataBaseName, error) &&
+            std::filesystem::file_size(address.DataBaseName, error) == 0 && !error);
+  };
+  if (!database.ok() && access == Access::kCreate && is_missing()) {
     KV_TRY(open.engine->CreateDatabase(address.DataBaseName, connect + std::string(for_new)));
     database = try_open();
   }

@@ -51,10 +51,14 @@ class ReasonPrinter final : public engine::RunObserver {
   int count_ = 0;
 };
 
-Status SaveJob(const ImportOptions& options, job::Job& job) {
+// `asked` is the job as it was given: a trial import leaves out what would leave a trace.
+Status SaveJob(const ImportOptions& options, job::Job& job, const settings::ImportSetting& asked) {
   settings::IniFile ini(options.ini.empty() ? settings::DefaultIniFile() : options.ini);
   settings::ImportSetting& setting = job.state().setting;
   setting.SettingName = options.save_as;
+  setting.Trace = asked.Trace;
+  setting.DeleteImportFile = asked.DeleteImportFile;
+  setting.RejectFile = asked.RejectFile;
   return settings::SaveSetting(ini, setting, job.state().breaks);
 }
 
@@ -105,7 +109,8 @@ job::Request RequestOf(const ImportOptions& options, const catalog::TargetAddres
   return request;
 }
 
-int Run(const ImportOptions& options, const std::string& said, job::Request request) {
+int Run(const ImportOptions& options, const std::string& said, job::Request request,
+        const settings::ImportSetting& asked) {
   database::DBEngine engine(values::ValueFormat::FromLocale());
   database::RegisterDrivers(engine);
   TerminalPlatform platform(options.json);
@@ -119,13 +124,22 @@ int Run(const ImportOptions& options, const std::string& said, job::Request requ
   reasons.Finish(!options.reject.empty());
   // What could not run does not take the place of a setting that could.
   if (!options.save_as.empty() && !run.fatal) {
-    const Status saved = SaveJob(options, job);
+    const Status saved = SaveJob(options, job, asked);
     if (!saved.ok()) {
       PrintSummary(run, took, options.json, said);
       return Report(kFatal, "the setting could not be saved: " + std::string(saved.message()));
     }
   }
   return PrintSummary(run, took, options.json, said);
+}
+
+// Whether the import would not begin where it is to go: a copy of the target might take it.
+bool IsRefused(job::Request request) {
+  database::DBEngine engine(values::ValueFormat::FromLocale());
+  database::RegisterDrivers(engine);
+  TerminalPlatform platform(true);
+  request.setting.MaxLines = 1;
+  return job::Job(engine, platform).Run(request).fatal.has_value();
 }
 
 int Import(const ImportOptions& options) {
@@ -148,6 +162,7 @@ int Import(const ImportOptions& options) {
                                     std::string(saving.message())));
   }
   catalog::TargetAddress target = into->Address(options.user, options.password);
+  const settings::ImportSetting asked = job.setting;
   std::optional<ScratchTarget> scratch;
   if (options.create && options.dry_run && !HasTable(target, options.table)) {
     const Status made = MakeScratchTarget(target, job.setting, scratch);
@@ -162,8 +177,13 @@ int Import(const ImportOptions& options) {
   }
   if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
   job::Request request = RequestOf(options, target, job);
+  if (options.dry_run && !scratch && !IsRefused(request)) {
+    const Status copied =
+        CopyToScratchTarget(options.table, request.target, request.setting, scratch);
+    if (!copied.ok()) return Stop(options, kFatal, copied);
+  }
   if (scratch) request.options.dry_run = false;  // all of it is thrown away
-  return Run(options, job.said, std::move(request));
+  return Run(options, job.said, std::move(request), asked);
 }
 
 }  // namespace

@@ -90,8 +90,8 @@ def keep(kind, field, text):
     type_, size = field["type"], field["size"]
     xbase = kind.startswith(("DBase", "FOXPRO"))
     if type_ in ("Text", "Memo"):
-        lost = text.count("ř") if xbase else 0
-        return (text.replace("ř", "r") if xbase else text), lost > 0, lost
+        lost = text.count("ř") + text.count("Ř") if xbase else 0
+        return (text.replace("ř", "r").replace("Ř", "R") if xbase else text), lost > 0, lost
     if not text.strip():
         return ("False", True, 0) if type_ == "Boolean" and kind == "Access" else ("", False, 0)
     if type_ == "Boolean":
