@@ -18,6 +18,7 @@ int FindListItem(std::span<const std::string> list, std::string_view text) noexc
 
 using os::CpuNanoseconds;
 using os::Environment;
+using os::KeepStandardStreams;
 using os::LibraryFolder;
 using os::LocaleCharset;
 using os::LocaleFacts;

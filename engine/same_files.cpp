@@ -91,6 +91,20 @@ std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
   return files;
 }
 
+// Whether a file to be written holds a database, which the job may use by a road that does not show
+// its files: a link, a data source.
+bool IsDatabase(const std::string& path) {
+  std::error_code error;
+  if (!fs::is_regular_file(path, error)) return false;
+  Result<base::InputFile> file = base::InputFile::Open(path);
+  if (!file.ok()) return false;
+  std::array<char, 20> begin{};
+  const Result<std::size_t> got = file->ReadAt(0, begin);
+  const std::string_view text(begin.data(), got.ok() ? *got : 0);
+  return text.starts_with("SQLite format 3") || text.find("Standard Jet DB") == 4 ||
+         text.find("Standard ACE DB") == 4;
+}
+
 Status SameFile(const JobFile& a, const JobFile& b) {
   std::string text(a.words);
   text[0] = base::ToUpperAscii(text[0]);
@@ -137,11 +151,16 @@ Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
     if (text && IsSameFile(kept[0].path, kept.back().path)) return SameFile(kept[0], kept.back());
   }
   for (std::size_t i = 0; i < written.size(); ++i) {
+    if (IsDatabase(written[i].path))
+      return Status(Code::kInvalidArgument, "'" + written[i].path + "' is a database: " +
+                                                written[i].words + " must be another file");
     for (std::size_t j = i + 1; j < written.size(); ++j)
       if (IsSameFile(written[i].path, written[j].path)) return SameFile(written[i], written[j]);
     for (std::size_t j = 0; j < kept.size(); ++j) {
       if (!IsSameFile(written[i].path, kept[j].path)) continue;
-      if (!text || j != 0 || written[i].path != inputs.setting.RejectFile)
+      // A file with reasons beside it was rejected by an earlier run, and is no original.
+      if (!text || j != 0 || written[i].path != inputs.setting.RejectFile ||
+          !base::FileExists(inputs.setting.RejectFile + ".reasons"))
         return SameFile(written[i], kept[j]);
       reads_rejects = true;
     }

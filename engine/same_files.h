@@ -21,7 +21,8 @@ bool IsSameTable(const database::Recordset& source, const database::Recordset& t
 
 /// Fails with `kInvalidArgument` where log, reject file, source, target and settings file are not
 /// all different files; tables count with their memo and index files. The one exception: a text
-/// source may be the job's reject file, which `reads_rejects` then tells.
+/// source may be the job's reject file, with its reasons beside it, which `reads_rejects` then
+/// tells. Nor may log or reject file be a database that is there.
 Status CheckFiles(const RunInputs& inputs, bool& reads_rejects);
 
 }  // namespace kelvorin::engine

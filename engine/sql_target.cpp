@@ -30,8 +30,11 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
   Status MakePoster(database::RowDatabase& database, database::RowReceiver* receiver) {
     std::vector<std::string> names;
     for (const AssignedField& field : plan_.fields) names.emplace_back(field.name);
+    // Of a source without a record nothing is posted; its target may still be emptied.
+    const bool nothing = names.empty() && plan_.keys.empty();
+    if (nothing) names.push_back(target_.recordset->Def().Fields.front().Name);
     database::PostOptions options;
-    if (mode_ != WriteMode::kAppend)
+    if (mode_ != WriteMode::kAppend && !nothing)
       options.mode = append_missing_keys_ ? PostMode::kUpdateOrInsert : PostMode::kUpdate;
     options.keys = plan_.keys;
     options.one_by_one = receiver == nullptr;

@@ -1,6 +1,7 @@
 #include "os/system.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <langinfo.h>
 #include <link.h>
 #include <locale.h>
@@ -149,6 +150,11 @@ std::string LibraryFolder() {
   char resolved[PATH_MAX];
   if (::realpath(path.c_str(), resolved) != nullptr) path = resolved;
   return FolderOf(path);
+}
+
+void KeepStandardStreams() noexcept {
+  for (int fd = 0; fd <= 2; ++fd)
+    if (::fcntl(fd, F_GETFD) == -1) static_cast<void>(::open("/dev/null", O_RDWR | O_NOCTTY));
 }
 
 }  // namespace kelvorin::os

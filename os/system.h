@@ -41,6 +41,11 @@ std::int64_t CpuNanoseconds() noexcept;
 /// Largest resident memory of this process so far, in KiB.
 std::int64_t PeakMemoryKiB() noexcept;
 
+/// Gives standard input, output and error a place that takes everything where the caller closed
+/// them, so that no file opened later gets their numbers and with them what is printed. To be
+/// called first.
+void KeepStandardStreams() noexcept;
+
 /// Folder of the file that holds this code (the shared library, else the program).
 std::string LibraryFolder();
 

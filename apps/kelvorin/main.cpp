@@ -5,6 +5,7 @@
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
 #include "base/M_Const.h"
+#include "base/M_Misc.h"
 #include "base/M_STRING.h"
 
 namespace kelvorin::app {
@@ -29,6 +30,7 @@ void PrintNotice(std::string_view text) {
 
 int main(int argc, char** argv) {
   using namespace kelvorin::app;
+  kelvorin::base::KeepStandardStreams();
   CLI::App app("Copies text files and tables into a table of another database.", "kelvorin");
   app.set_version_flag("--version", "kelvorin " KELVORIN_VERSION);
   app.require_subcommand(1);

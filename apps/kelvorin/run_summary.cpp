@@ -46,7 +46,10 @@ int PrintSummary(const contract::RunResult& run, std::int64_t milliseconds, bool
       std::printf("%lld records hold a text delimiter that is never closed\n",
                   static_cast<long long>(run.unclosed_delimiters));
   }
-  std::fflush(stdout);
+  const bool printed = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (!printed && json)
+    return Report(kFatal, "the result of the import cannot be written to standard output; " +
+                              std::to_string(run.imported) + " records were imported");
   if (run.fatal) return Report(kFatal, *run.fatal);
   return run.rejected > 0 || run.stopped || run.cancelled ? kRecordsFailed : kAllImported;
 }

@@ -172,6 +172,14 @@ TEST_CASE("Files of the job that are one file are refused before anything is wri
              "../" + rig.folder.path().substr(rig.folder.path().rfind('/') + 1) + "/jobs.ini");
        },
        "The log '"},
+      {"the source for the first time",
+       [](RunRig& rig) { rig.setting.RejectFile = rig.source.file_name; }, "The reject file '"},
+      {"a database that the job does not name",
+       [](RunRig& rig) {
+         rig.setting.RejectFile = rig.folder.File("other");
+         WriteWhole(rig.setting.RejectFile, "SQLite format 3" + std::string(99, '\0'));
+       },
+       "'"},
       {"the target",
        [](RunRig& rig) {
          std::filesystem::copy_file(rig.source.file_name, rig.folder.File("shop"));

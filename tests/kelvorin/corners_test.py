@@ -331,6 +331,29 @@ class Corners(unittest.TestCase):
         self.assertEqual(list((self.folder / "tmp").iterdir()), [])
 
     @unittest.skipIf(NO_ODBC, "this build has no ODBC")
+    def test_a_server_is_emptied_by_a_source_without_records(self):
+        target = self.place("SQLite", "b")
+        self.import_it(self.write("a.csv", "x\r\n"), "--into", target, "--table", "T", "--create", *AS_GIVEN)
+        for text in ("", "\r\n"):
+            outcome = self.import_it(self.write("b.csv", text), "--into", target, "--table", "T", *AS_GIVEN)
+            self.assertEqual((outcome["read"], len(self.dump(target, "T"))), (0, 1))
+        self.import_it("b.csv", "--into", target, "--table", "T", *AS_GIVEN, "--empty-target")
+        self.assertEqual(self.dump(target, "T"), [])
+        # its file is no place for what was rejected
+        self.assertIn("is a database", self.run_it("import", "a.csv", "--into", target, "--table", "T", *AS_GIVEN,
+                                                   "--reject", self.folder / "b.db", check=3).stderr)
+
+    def test_closed_streams_and_a_full_output(self):
+        self.run_it("create", "DBase3:c", "T", "A:Long")
+        self.write("a.csv", "".join(f"{'x' if i % 3 else ''}{i}\r\n" for i in range(300)))
+        line = f"'{KELVORIN}' import a.csv --into DBase3:c --table T --separators comma --map-in-order --empty-target"
+        for end, status in (("<&- >&- 2>&-", 1), ("--json > /dev/full", 3)):
+            done = subprocess.run(f"{line} {end}", shell=True, cwd=self.folder, env=self.environment, timeout=60, check=False)
+            self.assertEqual(done.returncode, status, end)
+            self.assertEqual(self.dump("DBase3:c", "T"), [[str(i)] for i in range(0, 300, 3)])
+            self.assertNotIn(b"kelvorin", (self.folder / "c/T.DBF").read_bytes())
+
+    @unittest.skipIf(NO_ODBC, "this build has no ODBC")
     def test_the_error_limit_wins_over_what_comes_behind_it(self):
         """A refused key ends the run before the line that could not even be read, grouped or not."""
         source = self.write("a.csv", "1,abcdef\r\n1,abcdef\r\n2,abcdef\r\n" + ",".join("x" * 300) + "\r\n")
