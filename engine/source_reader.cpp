@@ -241,7 +241,7 @@ Status TableSource::Split(FieldValues& fields) {
 // one.
 Status TableSource::Advance() {
   Status moved = rows_->MoveNext();
-  if (!moved.ok() && moved.code() == Code::kCorrupt) {
+  if (!moved.ok() && moved.code() == Code::kNoCurrentRecord) {
     ends_early_ = std::move(moved);
     return Status();
   }

@@ -98,7 +98,7 @@ bool XbaseRecordset::DoMoveNext() {
   if (ForwardFrom(record_ + 1)) return true;
   // Whoever has read what is there must not take it for all.
   if (table_->MissingRecords() != 0)
-    Throw(Code::kCorrupt, ErrorNumber::kCorrupt,
+    Throw(Code::kNoCurrentRecord, ErrorNumber::kCorrupt,
           "table '" + def().Name + "' claims " + std::to_string(table_->layout().record_count) +
               " records, but its file ends behind record " + std::to_string(table_->RecordCount()) +
               ": " + std::to_string(table_->MissingRecords()) + " are missing");

@@ -119,6 +119,9 @@ TEST_CASE("Record errors name line, value, field and type, or what the engine sa
   table.Map({0});
   table.memory.FailNext("MoveNext", 1, Broken());
   CHECK(table.Counts() == "1 0 1 0 fatal");
+  table.memory.FailNext("MoveNext", 1, Status(Code::kNoCurrentRecord, "ends early"));
+  CHECK(table.Counts() == "1 1 0 0 fatal");  // no record is lost where there are no more
+  CHECK(table.LastError() == "Error in accessing table fields \r\nends early");
 }
 
 TEST_CASE("A damaged value of a source table costs its record alone, and only when it is mapped") {

@@ -253,4 +253,29 @@ TEST_CASE("Keys alone, Null keys and refused posts") {
         "[server] twice");
 }
 
+TEST_CASE("Records posted in groups are told as if each had been posted by itself") {
+  const Status twice(Code::kDuplicateKey, "twice");
+  for (const bool with_host : {false, true}) {
+    for (const std::int16_t limit : {std::int16_t{1}, std::int16_t{2}}) {
+      CAPTURE(with_host);
+      CAPTURE(limit);
+      RunRig rig(TableOf("Goods", {Typed("Key", TypeCode::kLong), Text("Name", 3)}), true);
+      rig.FromText("1,abcd\r\n1,abcd\r\n2,abcd\r\n" + std::string(299, ',') + "\r\n");
+      rig.Map({0, 1});
+      rig.setting.LimitErrors = true;
+      rig.setting.nErrorStop = limit;
+      rig.setting.RejectFile = rig.folder.File("rejected");
+      if (with_host) rig.host.before_post = [](bool&, bool&) {};
+      rig.memory.ScriptPost("shop", 2, {twice, {}});
+      const engine::RunResult result = rig.Run();
+      // The refused record is earlier than the line that cannot be cut.
+      CHECK(RunRig::Show(result) == (limit == 1 ? "2 1 1 0 stopped" : "4 2 1 0 fatal"));
+      CHECK(result.truncated_values == result.imported);
+      CHECK(result.changed_values == result.imported);
+      CHECK(rig.memory.Posts("shop").size() == (limit == 1 ? 2 : 3));
+      CHECK(ReadWhole(rig.setting.RejectFile) == "1,abcd\r\n");
+    }
+  }
+}
+
 }  // namespace kelvorin::tests

