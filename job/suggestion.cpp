@@ -11,7 +11,7 @@ using textsource::DetectedLayout;
 
 void TakeHeading(const DetectedLayout& layout, settings::ImportSetting& setting) {
   setting.StartingLine = layout.start_line;
-  setting.HeadingLine = layout.heading_line != layout.start_line - 1 ? layout.heading_line : 0;
+  settings::SetHeadingLine(setting, layout.heading_line);
 }
 
 void Take(const DetectedLayout& layout, settings::ImportSetting& setting,

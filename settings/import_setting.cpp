@@ -104,8 +104,13 @@ void SetSeparators(ImportSetting& setting, std::string_view characters) {
   RebuildSeparatorSet(setting);
 }
 
+void SetHeadingLine(ImportSetting& setting, std::int32_t line) noexcept {
+  const std::int32_t before = std::max(setting.StartingLine - 1, 0);
+  setting.HeadingLine = line == before ? 0 : line == 0 ? -1 : line;
+}
+
 std::int32_t HeadingLineOf(const ImportSetting& setting) noexcept {
-  if (setting.HeadingLine > 0) return setting.HeadingLine;
+  if (setting.HeadingLine != 0) return std::max(setting.HeadingLine, 0);
   return setting.StartingLine >= 2 ? setting.StartingLine - 1 : 0;
 }
 

@@ -87,14 +87,15 @@ struct ImportSetting {
   // Additional keys, written behind the others and only when they differ from what stands here.
   std::int32_t AnsiPage = 0;  // code page numbers; of text: of the file
   std::int32_t OemPage = 0;
-  std::int32_t QuotedLineEnds = 0;     // 1: line ends between text delimiters are data
-  std::int32_t QuotesAtStart = 0;      // 1: text delimiters count at a field's start only
-  std::int32_t MergeSeparators = 0;    // 1: runs of separators count as one
-  std::int32_t AnyLineEnd = 0;         // 1: CR LF, LF and CR all end a record (RecSeparator 2)
-  std::int32_t HtmlCells = 0;          // 1: records are rows of HTML tables, fields their cells
-  std::int32_t Trim = 0;               // 1: blanks around values are padding
-  std::int32_t SkipBlankLines = 0;     // 1: lines of blanks only are no records
-  std::int32_t HeadingLine = 0;        // record that names the columns; 0 the one before the first
+  std::int32_t QuotedLineEnds = 0;   // 1: line ends between text delimiters are data
+  std::int32_t QuotesAtStart = 0;    // 1: text delimiters count at a field's start only
+  std::int32_t MergeSeparators = 0;  // 1: runs of separators count as one
+  std::int32_t AnyLineEnd = 0;       // 1: CR LF, LF and CR all end a record (RecSeparator 2)
+  std::int32_t HtmlCells = 0;        // 1: records are rows of HTML tables, fields their cells
+  std::int32_t Trim = 0;             // 1: blanks around values are padding
+  std::int32_t SkipBlankLines = 0;   // 1: lines of blanks only are no records
+  std::int32_t HeadingLine =
+      0;  // record that names the columns; 0 the one before the first, -1 none
   std::int32_t IgnoreExtraFields = 0;  // 1: fields behind the 251st are left out
   std::int32_t RecGap = 1;             // bytes behind each record of RecSeparator 4
   std::int32_t ExactValues = 0;        // 1: a value that would be kept other than it is, fails
@@ -121,6 +122,9 @@ void RebuildSeparatorSet(ImportSetting& setting);
 /// Only the last character that has no flag of its own is kept. For callers that know separators
 /// as characters.
 void SetSeparators(ImportSetting& setting, std::string_view characters);
+
+/// Says which line names the columns, 0 for none; `StartingLine` is set already.
+void SetHeadingLine(ImportSetting& setting, std::int32_t line) noexcept;
 
 /// Line of a text source (record, from 1) that names its columns; 0 when none does.
 std::int32_t HeadingLineOf(const ImportSetting& setting) noexcept;

@@ -167,6 +167,10 @@ bool LooksCut(std::string_view value, char separator) noexcept {
     const bool inside = !edge && value[i + 1] != ' ' && value[i - 1] != ' ';
     const bool padded = !edge && value[i + 1] == ' ' && value[i - 1] == ' ' && c != ',' && c != ':';
     if (!edge && !inside && !padded) continue;
+    // The decimals of a number with its unit.
+    if (c == ',' && inside && IsDigit(value[i - 1]) && IsDigit(value[i + 1]) &&
+        std::count(value.begin(), value.end(), ',') == 1)
+      continue;
     if (c == ':') {
       ++colons;
       if (edge || colons > 1) asked = true;

@@ -119,6 +119,7 @@ class Columns {
   // Whether the blanks between two pieces end a column.
   bool Ends(Piece left, Piece right) const {
     if (right.begin - left.end > 1) return true;
+    if (IsUnit(left, right) || ReachesOver(left, right)) return false;
     // One blank says little where most lines end before it.
     const auto reaching = std::count_if(
         marks_.begin(), marks_.end(), [&](const Marks& line) { return line.size() > right.begin; });
@@ -129,6 +130,41 @@ class Columns {
     const std::string_view first = CellOf(lines_[0], left);
     return std::any_of(lines_.begin(), lines_.end(),
                        [&](std::string_view line) { return CellOf(line, left) != first; });
+  }
+
+  // Whether the right piece is the currency or the per cent of the number to its left.
+  bool IsUnit(Piece left, Piece right) const {
+    const std::string_view unit = CellOf(lines_.back(), right);
+    const auto fits = [&](std::string_view line) {
+      const std::string_view value = CellOf(line, {left.begin, right.end});
+      const bool other = CellOf(line, right) != unit || KindOf(value) != CellKind::kNumber;
+      return value.empty() || !other;
+    };
+    // A heading may stand above them.
+    return !unit.empty() && IsTyped(left) && KindOf(unit) == CellKind::kText &&
+           std::all_of(lines_.begin() + 1, lines_.end(), fits);
+  }
+
+  // Whether few lines have the right piece, as words of the left one that are longer than others.
+  bool ReachesOver(Piece left, Piece right) const {
+    std::size_t both = 0;
+    bool others_end_before = false;
+    for (const Marks& line : marks_) {
+      const auto filled = [&](std::size_t from, std::size_t to) {
+        to = std::min(to, line.size());
+        return from < to && std::any_of(line.begin() + static_cast<std::ptrdiff_t>(from),
+                                        line.begin() + static_cast<std::ptrdiff_t>(to),
+                                        [](Mark mark) { return mark != Mark::kBlank; });
+      };
+      const bool reaches = filled(left.end - 1, left.end);
+      if (filled(right.begin, right.end)) {
+        if (!reaches) return false;
+        ++both;
+      } else {
+        others_end_before = others_end_before || !reaches;
+      }
+    }
+    return both * 2 < marks_.size() && others_end_before && !IsTyped(right);
   }
 
   std::span<const std::string_view> lines_;

@@ -69,7 +69,7 @@ int Vote(const SampleTable& table, const LayoutScore& score, std::size_t heading
   std::size_t filled = 0;
   std::size_t typed = 0;
   for (std::size_t i = heading + 1; i < rows.size(); ++i) {
-    if (rows[i].count != score.fields) continue;
+    if (rows[i].count != score.fields || rows[i].ruler) continue;
     const std::string_view value = table.Cell(rows[i], column);
     const CellKind kind = KindOf(value);
     if (kind == CellKind::kEmpty) continue;
@@ -102,8 +102,9 @@ int FindHeading(const SampleTable& table, const LayoutScore& score) {
     if (KindOf(cell) != CellKind::kText || cell.size() > kLongestName) return -1;
     if (!names.insert(cell).second) return -1;
   }
-  if (blank * 3 > score.fields || names.empty()) return -1;
-  int votes = 0;
+  const bool drawn = heading + 1 < rows.size() && rows[heading + 1].ruler;
+  if ((blank * 3 > score.fields && !drawn) || names.empty()) return -1;
+  int votes = drawn ? 100 : 0;  // a line below names says what they are
   for (std::size_t column = 0; column < score.fields; ++column) {
     const std::string_view cell = table.Cell(rows[heading], column);
     if (base::Trim(cell).empty()) continue;

@@ -122,7 +122,7 @@ class Detection {
   Status TryFixed(const RecordFormat& format);
   Status TryHtml(const RecordFormat& format);
   Status Try(DetectedLayout layout, std::size_t first_row, LayoutScore* score = nullptr,
-             bool may_cut_words = false);
+             bool may_cut_words = false, bool ruled = false);
   bool MayDelimit(std::string_view separator) const;
   void Keep(Candidate candidate);
   void Finish(Candidate& best);
@@ -283,7 +283,8 @@ Status Detection::TryFixed(const RecordFormat& format) {
   layout.heading_line = found->heading_row >= 0
                             ? table->rows()[static_cast<std::size_t>(found->heading_row)].number
                             : 0;
-  return Try(std::move(layout), found->first_row, nullptr, found->bare_breaks > 0);
+  return Try(std::move(layout), found->first_row, nullptr, found->bare_breaks > 0,
+             found->heading_row >= 0);
 }
 
 Status Detection::TryHtml(const RecordFormat& format) {
@@ -306,14 +307,15 @@ Status Detection::TryHtml(const RecordFormat& format) {
 }
 
 Status Detection::Try(DetectedLayout layout, std::size_t first_row, LayoutScore* score,
-                      bool may_cut_words) {
+                      bool may_cut_words, bool ruled) {
   if (layout.page_is_guessed || given_.page != 0) layout.format.page = layout.page;
   Result<SampleTable> table = SampleTable::Read(file_, layout.format, RulesOf(layout));
   if (!table.ok()) return table.status();
   if (table->rows().empty()) return Status();
   Candidate candidate;
-  candidate.score =
-      ScoreTable(*table, {layout.rule, layout.separators, layout.delimiter}, first_row);
+  candidate.score = ScoreTable(
+      *table, {layout.rule, layout.separators, layout.delimiter, !said_separator_.empty(), ruled},
+      first_row);
   if (score != nullptr) *score = candidate.score;
   candidate.layout = std::move(layout);
   candidate.may_cut_words = may_cut_words;
@@ -384,6 +386,16 @@ std::string Detection::Hint(const Candidate& best) const {
   }
   if (best.may_cut_words)
     add("Columns were found only where letters meet digits; a word may be cut.");
+  if (best.score.strangers > 0) {
+    add("Not all lines look like records, the first one of these '" +
+        std::string(base::CutToCharacters(best.score.stranger, 40)) + "'.");
+    const auto& rows = best.table->rows();
+    const auto data = std::count_if(
+        rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(best.score.footer_row),
+        [&](const SampleTable::Row& row) { return row.number >= best.layout.start_line; });
+    if (best.score.footer_row > 0)
+      add("A footer is left out by --guess --max-lines " + base::ToDecimal(data) + ".");
+  }
   if (best.score.cut_cells > 0)
     add(base::ToDecimal(static_cast<std::int64_t>(best.score.cut_cells)) +
         " values look as if something was cut in two, the first one '" +
@@ -414,6 +426,7 @@ void Detection::FinishHeading(Candidate& best) {
       layout.heading.emplace_back(best.table->Cell(row, column));
     first = std::max(first, static_cast<std::size_t>(heading) + 1);
   }
+  while (first > 0 && first < rows.size() && rows[first].ruler) ++first;
   layout.start_line = first == 0 || first >= rows.size() ? 1 : rows[first].number;
   if (layout.heading_line == 0 && first == 0) layout.start_line = 1;
 }

@@ -41,14 +41,48 @@ bool IsTitle(const SampleTable& table, const Row& row, std::size_t columns) {
   return row.count == 1 && table.Cell(row, 0).find(' ') != std::string_view::npos;
 }
 
-/// First row of the table: behind the titles above it, which are few.
+bool IsComment(const Row& row) noexcept {
+  return row.record.starts_with('#');
+}
+
+/// Whether a row draws a line instead of holding values.
+bool IsDrawnLine(std::string_view text) noexcept {
+  return (text.find("--") != text.npos || text.find("==") != text.npos) &&
+         text.find_first_not_of("-=+|:_ ") == text.npos;
+}
+
+bool IsHeading(const SampleTable& table, std::size_t columns, std::size_t row) {
+  LayoutScore score;
+  score.fields = columns;
+  score.first_row = row;
+  score.rows = table.rows().size() - row;
+  return FindHeading(table, score) >= 0;
+}
+
+/// First row of the table: behind the titles above it, which are few. Comments and drawn lines are
+/// titles, and so are shorter rows above a row of names.
 std::size_t FirstRow(const SampleTable& table, std::size_t columns, std::size_t from) {
   constexpr std::size_t kMostTitles = 20;
   const std::vector<Row>& rows = table.rows();
-  for (std::size_t i = from; i < rows.size() && i <= from + kMostTitles; ++i) {
-    if (!IsTitle(table, rows[i], columns)) return rows[i].count == columns ? i : from;
+  const std::size_t end = std::min(rows.size(), from + kMostTitles + 1);
+  std::size_t plain = from;
+  while (plain < end && IsComment(rows[plain])) ++plain;
+  const bool comments = plain > from && plain < end;
+  std::size_t first = from;
+  for (; first < end; ++first) {
+    const Row& row = rows[first];
+    if (row.ruler || IsTitle(table, row, columns)) continue;
+    if (!comments || first >= plain) break;
+    // The last comment may hold the names.
+    if (first + 1 == plain && row.count == columns && !IsHeading(table, columns, plain)) break;
   }
-  return from;
+  if (first == end) return from;
+  if (rows[first].count == columns) return first;
+  std::size_t full = first;
+  while (full < end && rows[full].count < columns) ++full;
+  const bool preamble =
+      full < end && rows[full].count == columns && IsHeading(table, columns, full);
+  return preamble ? full : from;
 }
 
 /// Whether a colon stands between the hours and minutes of a time.
@@ -73,6 +107,16 @@ bool HoldsSeveral(std::string_view cell) {
   return std::all_of(pieces.begin(), pieces.end(), [](std::string_view piece) {
     return piece.empty() || KindOf(piece) != CellKind::kText;
   });
+}
+
+/// Whether a value of a delimited field holds wide gaps with a number behind them: columns of fixed
+/// width that the separator does not know of.
+bool HoldsColumns(std::string_view cell) {
+  cell = base::Trim(cell);
+  const std::size_t gap = cell.rfind("  ");
+  if (gap == cell.npos) return false;
+  const std::size_t before = cell.find("  ");
+  return cell.find_first_not_of(' ', before) < gap || base::IsDigit(cell[gap + 2]);
 }
 
 void LookAtSeparators(const SampleTable& table, const ScoredLayout& layout, LayoutScore& score) {
@@ -102,7 +146,7 @@ void LookAtColumns(const SampleTable& table, const ScoredLayout& layout, LayoutS
   const char separator = layout.separator.size() == 1 ? layout.separator[0] : '\0';
   for (std::size_t i = score.first_row; i < table.rows().size(); ++i) {
     const Row& row = table.rows()[i];
-    if (row.count != score.fields) continue;
+    if (row.count != score.fields || row.ruler) continue;
     for (std::size_t column = 0; column < score.fields; ++column) {
       const std::string_view cell = table.Cell(row, column);
       const CellKind kind = KindOf(cell);
@@ -113,8 +157,8 @@ void LookAtColumns(const SampleTable& table, const ScoredLayout& layout, LayoutS
       if (kind != CellKind::kText) continue;
       // A quoted value is kept whole, whatever it holds.
       const bool fixed = layout.rule == CutRule::kFixed;
-      if (!table.IsQuoted(cell, layout.delimiter) &&
-          (LooksCut(cell, separator) || (fixed && HoldsSeveral(cell)))) {
+      if (!layout.said && !table.IsQuoted(cell, layout.delimiter) &&
+          (LooksCut(cell, separator) || (fixed ? HoldsSeveral(cell) : HoldsColumns(cell)))) {
         ++facts.cut;
         if (score.cut_cell.empty()) score.cut_cell = cell;
       }
@@ -131,6 +175,50 @@ void LookAtColumns(const SampleTable& table, const ScoredLayout& layout, LayoutS
     score.cut_cells += facts.cut;
     if (facts.typed()) ++score.typed_columns;
   }
+}
+
+/// Rows that are none to a person. Where the sample holds the whole file: a last row that stands
+/// apart below a blank line, or that alone has no more than one value.
+void LookForStrangers(const SampleTable& table, LayoutScore& score) {
+  const std::vector<Row>& rows = table.rows();
+  const auto note = [&](const Row& row) {
+    if (score.strangers++ == 0) score.stranger = row.record;
+  };
+  const std::size_t first = score.first_row;
+  std::size_t comments = 0;
+  for (std::size_t i = first + 1; i < rows.size(); ++i) comments += IsComment(rows[i]) ? 1u : 0u;
+  const bool some = comments * 2 < rows.size() - first;
+  for (std::size_t i = first + 1; i < rows.size(); ++i) {
+    const bool below_names = i == first + 1;
+    if ((rows[i].ruler && !below_names) || (some && IsComment(rows[i]))) note(rows[i]);
+  }
+  constexpr std::size_t kFewestRows = 5;
+  if (table.cut_off() || score.rows < kFewestRows || score.fields < 2) return;
+  // A drawn line at the end is one with the footer.
+  std::size_t end = rows.size();
+  const auto leave_lines = [&] {
+    while (end > first + 1 && rows[end - 1].ruler) --end;
+  };
+  leave_lines();
+  if (end < first + kFewestRows) return;
+  const std::size_t last = end - 1;
+  const auto apart = [&](std::size_t i) { return rows[i].number > rows[i - 1].number + 1; };
+  const auto bare = [&](std::size_t i) {
+    return IsTitle(table, rows[i], score.fields) && rows[i].record.find(' ') != std::string::npos;
+  };
+  bool others_apart = false;
+  bool others_bare = false;
+  for (std::size_t i = first + 2; i < last; ++i) {
+    if (rows[i].ruler) continue;
+    others_apart = others_apart || apart(i);
+    others_bare = others_bare || bare(i);
+  }
+  if ((apart(last) && !others_apart) || (bare(last) && !others_bare)) {
+    note(rows[last]);
+    end = last;
+    leave_lines();
+  }
+  if (end < rows.size()) score.footer_row = end;
 }
 
 /// Words that stand in every row, as in the lines of a log.
@@ -214,6 +302,7 @@ Result<SampleTable> SampleTable::Read(const std::string& file_name, const Record
     const auto [at, size] = places[i];
     Row& row = table.rows_[i];
     row.record = std::string_view(table.records_.data() + at, size);
+    row.ruler = IsDrawnLine(row.record);
     // A record with more fields than are held counts with those that are.
     static_cast<void>(rules.Split(std::span<char>(table.cut_).subspan(at, size), values).ok());
     row.first = table.cells_.size();
@@ -232,13 +321,15 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
   if (first_row >= rows.size()) return score;
   score.fields = UsualCount(rows);
   score.first_row = FirstRow(table, score.fields, first_row);
-  score.rows = rows.size() - score.first_row;
   for (std::size_t i = score.first_row; i < rows.size(); ++i) {
+    if (rows[i].ruler) continue;
+    ++score.rows;
     if (rows[i].loose_quotes) ++score.loose_quotes;
     if (rows[i].count == score.fields && !rows[i].loose_quotes) ++score.agreeing;
   }
   LookAtSeparators(table, layout, score);
   LookAtColumns(table, layout, score);
+  LookForStrangers(table, score);
   const auto useful =
       static_cast<double>(std::count_if(score.columns.begin(), score.columns.end(),
                                         [](const ColumnFacts& c) { return c.filled > 0; }));
@@ -252,9 +343,10 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
                      static_cast<double>(std::max<std::size_t>(score.cells, 1));
   const double typed = static_cast<double>(score.typed_columns) / useful;
   // As in a sentence: what follows is text that begins with a blank.
-  const bool sentence = score.followed_by_blank > 0.5 && typed < 0.5;
+  const bool mark = layout.separator == "," || layout.separator == ";" || layout.separator == ":";
+  const bool sentence = mark && score.followed_by_blank > 0.5 && typed < 0.5;
   double trust = layout.separator == " " ? 0.7 : layout.separator == ":" ? 0.9 : 1;
-  if (layout.rule == CutRule::kFixed) trust = 0.85;
+  if (layout.rule == CutRule::kFixed) trust = layout.ruled ? 1 : 0.85;
   if (sentence) trust *= 0.5;
   if (score.cuts_times) trust *= 0.3;
   if (score.first_row > first_row) trust *= 0.98;  // a title may be a row that does not fit
@@ -271,6 +363,7 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
     if (score.is_template || few_typed) score.certainty = std::min(score.certainty, 0.6);
     if (typed == 0 && score.rows < 5) score.certainty = std::min(score.certainty, 0.6);
   }
+  if (score.strangers > 0) score.certainty = std::min(score.certainty, 0.8);
   if (score.rows < 2) score.certainty = std::min(score.certainty, 0.5);  // nothing to compare with
   return score;
 }

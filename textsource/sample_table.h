@@ -24,6 +24,7 @@ class SampleTable {
     std::size_t count = 0;      // of cells
     std::int32_t number = 0;    // of the record, from 1
     bool loose_quotes = false;  // a text delimiter was not closed, or text stands behind it
+    bool ruler = false;         // a drawn line: dashes, pluses and bars
     std::string_view record;    // as it was read
   };
 
@@ -80,6 +81,11 @@ struct LayoutScore {
   std::size_t rows = 0;       // from there on
   std::size_t agreeing = 0;   // rows with so many fields
   std::size_t loose_quotes = 0;
+  // What the run would read as records although a person would not: comments and drawn lines
+  // between the records, a footer below them.
+  std::size_t strangers = 0;
+  std::string_view stranger;     // the first of these
+  std::size_t footer_row = 0;    // 0 for none
   std::size_t cells = 0;         // filled
   std::size_t cut_cells = 0;     // of them, what looks cut
   std::string_view cut_cell;     // the first of these
@@ -95,6 +101,8 @@ struct ScoredLayout {
   CutRule rule = CutRule::kDelimited;
   std::string_view separator;
   char delimiter = 0;
+  bool said = false;   // the file itself names the separator: nothing is cut by mistake
+  bool ruled = false;  // a drawn line shows the columns
 };
 
 /// `first_row`: rows before it are not looked at.
@@ -102,7 +110,7 @@ LayoutScore ScoreTable(const SampleTable& table, const ScoredLayout& layout,
                        std::size_t first_row = 0);
 
 /// Row of the table's heading, or -1: its first row, when its cells are names and what stands below
-/// them is of another kind or shape.
+/// them is of another kind or shape, or a drawn line.
 int FindHeading(const SampleTable& table, const LayoutScore& score);
 
 }  // namespace kelvorin::textsource

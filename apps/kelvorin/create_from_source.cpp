@@ -29,7 +29,8 @@ using database::TypeCode;
 // Longest text of a Text field that every kind of target can hold.
 constexpr std::size_t kMaxTextCharacters = 254;
 
-// Names and widths of the columns of a text file, found by reading it once.
+// Names and widths of the columns of a text file, found by reading it once. A column without a name
+// beside others that have one, and without any value, gets the width 0.
 Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
   const settings::ImportSetting& setting = job.setting;
   Result<textsource::RecordReader> reader =
@@ -78,11 +79,18 @@ Status MeasureText(const ImportJob& job, std::vector<FieldDef>& fields) {
     if (widths[i] > kMaxTextCharacters) {
       field.Type = TypeCode::kMemo;
     } else {
-      field.Size = static_cast<std::int32_t>(std::max<std::size_t>(widths[i], 1));
+      const bool named = i < names.size() && !base::Trim(names[i]).empty();
+      const std::size_t least = named || names.empty() ? 1 : 0;
+      field.Size = static_cast<std::int32_t>(std::max(widths[i], least));
     }
     fields.push_back(std::move(field));
   }
   return Status();
+}
+
+void Say(const std::string& text, std::string& said) {
+  if (!said.empty()) said += "\nkelvorin: ";
+  said += text;
 }
 
 constexpr std::string_view kXbaseWords = "xBase ";
@@ -136,6 +144,22 @@ void FitToTarget(std::int16_t target_kind, FieldDef& field) {
                     : kPlaces);
     else if (!to_xbase)
       field.Size = field.Digits = digits;
+  }
+}
+
+// Characters that no name of an Access field may have become `_`.
+void ReplaceForAccess(std::vector<FieldDef>& fields, std::string& said) {
+  for (FieldDef& field : fields) {
+    const std::string name = field.Name;
+    std::replace_if(
+        field.Name.begin(), field.Name.end(),
+        [](char c) {
+          return std::string_view(".![]`").find(c) != std::string_view::npos ||
+                 static_cast<unsigned char>(c) < 0x20;
+        },
+        '_');
+    if (field.Name == name) continue;
+    Say("the column '" + name + "' becomes the field '" + field.Name + "'", said);
   }
 }
 
@@ -303,19 +327,31 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   TableDef source_fields;
   source_fields.Fields = fields;
   std::vector<std::size_t> source_numbers;
+  const auto is_void = [](const FieldDef& field) {
+    return field.Type == TypeCode::kText && field.Size == 0;
+  };
+  const bool is_text = contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat));
+  std::size_t voids = 0;
   for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
     if (values::IsBinary(fields[i].Type)) continue;
+    if (is_text && is_void(fields[i])) {
+      ++voids;
+      continue;
+    }
     fields[i].AutoIncrement = false;
     FitToTarget(target.kind, fields[i]);
     wanted.Fields.push_back(std::move(fields[i]));
     source_numbers.push_back(i);
   }
+  if (voids > 0)
+    Say("columns with neither a name nor a value are left out: " + std::to_string(voids), job.said);
+  if (target.kind == contract::kAccess && is_text) ReplaceForAccess(wanted.Fields, job.said);
   MakeNamesUnique(wanted.Fields);
   if (fields.size() > base::kMaxFields)
-    job.said += (job.said.empty() ? "" : "\nkelvorin: ") + std::string("the source has ") +
-                std::to_string(fields.size()) +
-                " fields, and only the first 251 can be imported: a query or a table with fewer "
-                "fields brings the others";
+    Say("the source has " + std::to_string(fields.size()) +
+            " fields, and only the first 251 can be imported: a query or a table with fewer "
+            "fields brings the others",
+        job.said);
   if (wanted.Fields.empty())
     return Status(Code::kInvalidArgument,
                   "--create: the source has no field that could be imported");

@@ -164,7 +164,7 @@ Status StartLines(const TextOptions& options, const DetectedLayout& layout,
                   settings::ImportSetting& setting) {
   if (options.start_line == "auto") {
     setting.StartingLine = layout.start_line;
-    setting.HeadingLine = layout.heading_line != layout.start_line - 1 ? layout.heading_line : 0;
+    settings::SetHeadingLine(setting, layout.heading_line);
   } else {
     const auto line = base::ParseWholeInteger(options.start_line);
     if (!line || *line < 1 || *line > std::numeric_limits<std::int32_t>::max())
@@ -273,8 +273,8 @@ Status TakeTextLayout(const TextOptions& options, const std::string& file,
   if (nothing_there || !say || options.guess || report.certainty_percent >= textsource::kSureFrom)
     return Status();
   return Status(Code::kNotSupported,
-                said +
-                    ". That is not certain enough to import without asking: give the layout "
+                said + (said.ends_with('.') ? "" : ".") +
+                    " That is not certain enough to import without asking: give the layout "
                     "(--separators, --breaks or --format), or --guess to take this one");
 }
 
