@@ -197,6 +197,10 @@ Result<IniDocument> IniFile::TryLoad() const {
 
 Status IniFile::Change(const std::function<Status(IniDocument&)>& change) {
   if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
+  // Replacing would get past the file's own permissions.
+  if (base::FileExists(path_) && !base::IsWritable(path_))
+    return Status(Code::kReadOnly,
+                  "The settings file '" + path_ + "' may be read only; nothing was changed");
   const std::string folder(base::FolderPart(path_));
   if (!folder.empty() && !base::FolderExists(folder)) KV_TRY(base::MakeFolders(folder));
   // The file itself is replaced, so the lock is on another one beside it.

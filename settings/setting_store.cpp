@@ -269,7 +269,16 @@ class SectionWriter {
  public:
   explicit SectionWriter(std::string_view section) : section_(section) {}
 
-  void Text(std::string_view key, std::string_view value) { lines_.emplace_back(key, value); }
+  void Text(std::string_view key, std::string_view value) {
+    if (value.size() > kMaxValueBytes && status_.ok())
+      status_ = Status(Code::kOutOfRange,
+                       "Setting '" + std::string(section_) + "': " + std::string(key) + " has " +
+                           base::ToDecimal(static_cast<std::int64_t>(value.size())) +
+                           " bytes, and no more than " +
+                           base::ToDecimal(static_cast<std::int64_t>(kMaxValueBytes)) +
+                           " would be read back");
+    lines_.emplace_back(key, value);
+  }
   void Int(std::string_view key, std::int64_t value) {
     const Result<std::int16_t> number = NarrowValue(value, section_, key);
     if (!number.ok() && status_.ok()) status_ = number.status();

@@ -23,7 +23,8 @@ Status ReadSetting(const IniDocument& document, ImportSetting& setting,
 /// the name in the list of settings. Mapping entries without a field name are left out. The break
 /// list is compacted.
 ///
-/// Fails with `kOutOfRange` when a number does not fit 16 bits, `kInvalidArgument` for a name that
+/// Fails with `kOutOfRange` when a number does not fit 16 bits or a text is longer than a read
+/// yields, `kInvalidArgument` for a name that
 /// could not be found again, or with what the file system said; the file is then as it was. Windows
 /// may ignore the result.
 Status SaveSetting(IniFile& ini, const ImportSetting& setting, textsource::BreakList& breaks);

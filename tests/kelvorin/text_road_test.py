@@ -141,6 +141,48 @@ class TextRoad(unittest.TestCase):
                             "--ini", ini)
             self.assertEqual(done.returncode, 2, name)
 
+    def test_settings_of_somebody_else(self):
+        """A program with a settings file beside it that its user may read at most."""
+        place = pathlib.Path(tempfile.mkdtemp(prefix="text-road-", dir=pathlib.Path(KELVORIN).parent))
+        self.addCleanup(shutil.rmtree, place, ignore_errors=True)
+        program, beside, home = place / "kelvorin", place / "Kelvorin.Ini", self.folder / "home"
+        os.link(KELVORIN, program)
+        home.mkdir()
+        beside.write_text("[J]\nTypeFormat=0\n[settings]\nJ=\n")
+        beside.chmod(0o444)
+        place.chmod(0o555)
+        self.addCleanup(place.chmod, 0o755)
+        options = {"env": {**ENVIRONMENT, "XDG_CONFIG_HOME": str(home)}, "capture_output": True,
+                   "text": True}
+        if os.geteuid() == 0:
+            options["user"] = 65534
+            for path in (self.folder, home):
+                os.chown(path, 65534, -1)
+        source = self.write("a.csv", "a,1\nb,2\nc,3\n")
+
+        def run(*words):
+            return subprocess.run([program, *map(str, words)], **options)
+
+        def save(name, *words):
+            return run("import", source, "--into", f"Access:{self.folder}/{name}.mdb", "--table",
+                       "T", "--create", "--save-as", name, *words)
+
+        self.assertEqual(run("settings", "list").stdout, "J\n")
+        done = save("K")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(run("settings", "list").stdout, "J\nK\n")
+        own = home / "Kelvorin/Kelvorin.Ini"
+        own.chmod(0o444)
+        for words in ([], ["--ini", beside]):
+            done = save("L", *words)
+            self.assertEqual(done.returncode, 3, done.stderr)
+            self.assertIn("Kelvorin.Ini", done.stderr)
+        self.assertEqual(run("settings", "list").stdout, "J\nK\n")
+        self.assertNotIn("K", beside.read_text())
+        if os.geteuid() == 0:
+            beside.chmod(0o400)
+            self.assertEqual(run("settings", "list", "--ini", beside).returncode, 3)
+
     def test_nothing_to_import_is_no_error(self):
         target = f"Access:{self.folder}/e.mdb"
         kelvorin("create", target, "T", "A:Text:5")

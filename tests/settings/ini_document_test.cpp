@@ -85,6 +85,7 @@ TEST_CASE("changes touch only their line") {
   const std::pair<const char*, const char*> kReplaced[] = {
       {"[a]\nx=1\n[b]\n[A]\nx=2\njunk\n; c\n", "[a]\nx=3\n[b]\n; c\n"},
       {"[a]\n; c\n\n[b]\n", "[a]\nx=3\n; c\n\n[b]\n"},
+      {"\xEF\xBB\xBF[a]\n", "\xEF\xBB\xBF[a]\nx=3\n"},
       {"[a]", "[a]\nx=3\n"}};
   for (const auto& [before, after] : kReplaced) {
     IniDocument document(before);

@@ -1,6 +1,7 @@
 #include "settings/ini_file.h"
 
 #include <doctest/doctest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -106,6 +107,8 @@ TEST_CASE("the list of settings and its odd ends") {
        "rger"},
       {"names beyond the buffer are lost", many, fitting, "NAME1453", "name1454"},
   };
+  WriteWhole(ini.path(), many);
+  CHECK(ini.HiddenNames() == 600 - 454);
   for (const Row& row : kRows) {
     CAPTURE(row.name);
     WriteWhole(ini.path(), row.text);
@@ -121,6 +124,30 @@ TEST_CASE("a file that cannot be read is an error, not an empty one") {
   CHECK(IniFile(folder.File("u.ini")).TryLoad().status().code() == Code::kNotSupported);
   CHECK_FALSE(IniFile(folder.File("")).TryLoad().ok());  // a folder
   CHECK(IniFile(folder.File("none.ini")).TryLoad().ok());
+}
+
+TEST_CASE("a file that may be read only is not replaced, nor one beside the program used") {
+  TempFolder folder;
+  IniFile ini(folder.File("a.ini"));
+  WriteWhole(ini.path(), "[j]\nx=1\n");
+  REQUIRE(chmod(ini.path().c_str(), 0444) == 0);
+  REQUIRE(chmod(folder.File("").c_str(), 0777) == 0);
+  setenv("XDG_CONFIG_HOME", folder.File("config").c_str(), 1);
+  const pid_t pid = fork();
+  REQUIRE(pid >= 0);
+  if (pid == 0) {
+    // Permissions do not hold for the system's own user, and the program's folder is not nobody's.
+    constexpr uid_t kNobody = 65534;
+    const bool nobody = geteuid() == 0 && setuid(kNobody) == 0;
+    const bool refused = ini.WriteIniString("j", "x", "2").code() == Code::kReadOnly;
+    const bool own = !nobody || DefaultIniFile() == folder.File("config/Kelvorin/Kelvorin.Ini");
+    _exit((refused ? 0 : 1) + (own ? 0 : 2));
+  }
+  int outcome = -1;
+  REQUIRE(waitpid(pid, &outcome, 0) == pid);
+  CHECK(outcome == 0);
+  CHECK(ReadWhole(ini.path()) == "[j]\nx=1\n");
+  unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST_CASE("saves at the same time lose nothing, and fifty leave no trace") {

@@ -247,8 +247,21 @@ TEST_CASE("a number that does not fit fails the whole load or save") {
   CHECK(SaveSetting(store.ini, setting, store.breaks).message() ==
         "Setting 'j': the value 100000 of StartingLine lies outside -32768 to 32767");
   CHECK(ReadWhole(store.ini.path()) == "[j]\nkept=1\n");
+  setting.StartingLine = 1;
+  setting.NullText = std::string(4096, 'n');
+  CHECK(SaveSetting(store.ini, setting, store.breaks).message().find("NullText has 4096 bytes") !=
+        std::string_view::npos);
+  CHECK(ReadWhole(store.ini.path()) == "[j]\nkept=1\n");
+  setting.NullText.pop_back();
+  CHECK(store.Save(setting).find("NullText=nn") != std::string::npos);
+  CHECK(store.Read().NullText == setting.NullText);
   setting.SettingName = " ";
   CHECK(SaveSetting(store.ini, setting, store.breaks).code() == Code::kInvalidArgument);
+  // The list itself is no setting.
+  CHECK(DeleteSetting(store.ini, " SETTINGS").code() == Code::kInvalidArgument);
+  REQUIRE(store.ini.WriteIniString(kIndexSection, "other", "").ok());
+  REQUIRE(DeleteSetting(store.ini, "J").ok());
+  CHECK(ReadWhole(store.ini.path()) == "\n[settings]\nother=\n");
 }
 
 TEST_CASE("separators that a line of the file cannot hold come back whole") {
