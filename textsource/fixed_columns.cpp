@@ -171,6 +171,27 @@ class Columns {
   std::span<const Marks> marks_;
 };
 
+/// Whether a column has values in the lines from `first` to `skip` only, where no line has values
+/// in all columns: a title above the others.
+bool HoldsTitle(const std::vector<Piece>& columns, std::span<const Marks> lines, std::size_t first,
+                std::size_t skip) {
+  const auto fills = [](const Marks& line, Piece column) {
+    const std::size_t end = std::min(column.end, line.size());
+    for (std::size_t i = column.begin; i < end; ++i)
+      if (line[i] != Mark::kBlank) return true;
+    return false;
+  };
+  const auto above = lines.subspan(first, skip - first);
+  const auto below = lines.subspan(skip);
+  const bool names = std::any_of(above.begin(), above.end(), [&](const Marks& line) {
+    return std::all_of(columns.begin(), columns.end(), [&](Piece c) { return fills(line, c); });
+  });
+  return !names && std::any_of(columns.begin(), columns.end(), [&](Piece c) {
+    return std::none_of(below.begin(), below.end(),
+                        [&](const Marks& line) { return fills(line, c); });
+  });
+}
+
 /// Dashes below a heading, one run for each column.
 bool IsRuler(std::string_view line) {
   return line.find("--") != line.npos && line.find_first_not_of("-=+ ") == line.npos;
@@ -239,7 +260,9 @@ std::optional<FixedColumns> FindFixedColumns(std::span<const std::string_view> l
   for (std::size_t skip = 0; skip <= kMostTitles && skip + kFewestLines < lines.size(); ++skip) {
     Columns columns(lines.subspan(skip), std::span<const Marks>(marks).subspan(skip));
     const std::vector<Piece> pieces = columns.Find();
-    if (pieces.size() <= std::max<std::size_t>(best.size(), 1)) continue;
+    const bool more = pieces.size() > std::max<std::size_t>(best.size(), 1);
+    const bool titled = pieces.size() > 1 && HoldsTitle(best, marks, titles, skip);
+    if (!more && !titled) continue;
     // What is passed over must not look like a row.
     const bool rows_passed = std::any_of(pieces.begin(), pieces.end(), [&](Piece piece) {
       return std::any_of(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(skip),

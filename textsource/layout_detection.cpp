@@ -24,6 +24,7 @@ struct Beginning {
   bool whole = false;
   int utf16_page = 0;
   std::size_t crlf = 0, lf = 0, cr = 0;
+  bool long_record = false;  // the first line is longer than what is judged
 };
 
 void CountLineEnds(Beginning& start) {
@@ -46,6 +47,7 @@ Status LookFurther(const TextInput& input, Beginning& start) {
   constexpr std::uint64_t kFarthest = std::uint64_t{8} << 20;  // longer records are not read
   std::string piece;
   for (std::uint64_t at = start.text.size(); at < kFarthest; at += piece.size()) {
+    start.long_record = at >= kLongestJudged;
     piece.resize(kSampleBytes);
     const Result<std::size_t> got = input.ReadAt(at, piece);
     if (!got.ok()) return got.status();
@@ -188,10 +190,13 @@ Result<DetectedLayout> Detection::Run() {
   std::vector<RecordFormat> formats = RecordFormats(start_);
   if (given_.records) formats.assign(1, *given_.records);
   for (const RecordFormat& format : formats) KV_TRY(TryAll(format));
-  if (!best_) {  // an empty file
+  if (!best_) {  // an empty file, or one record that is too long to be judged
     plain_.format = formats[0];
     plain_.format.page = plain_.page_is_guessed ? plain_.page : 0;
     plain_.skip_blank_lines = true;
+    if (!lines_.empty())
+      plain_.report.hint =
+          "The first record is longer than 1 MiB: separators and columns were not looked for.";
     return plain_;
   }
   Finish(*best_);
@@ -203,6 +208,7 @@ Status Detection::TryAll(const RecordFormat& format) {
   if (may(CutRule::kHtmlTags)) KV_TRY(TryHtml(format));
   const bool html = best_ && best_->layout.rule == CutRule::kHtmlTags;
   if (html && !given_.rule) return Status();
+  if (start_.long_record && !given_.records) return Status();
   if (may(CutRule::kFixed)) KV_TRY(TryFixed(format));
   if (!may(CutRule::kDelimited)) return Status();
   if (!given_.separators.empty()) return TrySeparator(format, given_.separators);

@@ -30,13 +30,16 @@ std::size_t UsualCount(const std::vector<Row>& rows) {
   return usual;
 }
 
-/// Whether a row above a table of so many columns is a title: one value and nothing else.
-bool IsTitle(const SampleTable& table, const Row& row, std::size_t columns) {
-  if (columns < 2 || row.count > columns) return false;
+std::size_t FilledCells(const SampleTable& table, const Row& row) {
   std::size_t filled = 0;
   for (std::size_t column = 0; column < row.count; ++column)
     filled += IsBlank(table.Cell(row, column)) ? 0u : 1u;
-  if (filled > 1) return false;
+  return filled;
+}
+
+/// Whether a row above a table of so many columns is a title: one value and nothing else.
+bool IsTitle(const SampleTable& table, const Row& row, std::size_t columns) {
+  if (columns < 2 || row.count > columns || FilledCells(table, row) > 1) return false;
   if (columns > 2) return true;
   return row.count == 1 && table.Cell(row, 0).find(' ') != std::string_view::npos;
 }
@@ -77,12 +80,21 @@ std::size_t FirstRow(const SampleTable& table, std::size_t columns, std::size_t 
     if (first + 1 == plain && row.count == columns && !IsHeading(table, columns, plain)) break;
   }
   if (first == end) return from;
-  if (rows[first].count == columns) return first;
-  std::size_t full = first;
-  while (full < end && rows[full].count < columns) ++full;
-  const bool preamble =
-      full < end && rows[full].count == columns && IsHeading(table, columns, full);
-  return preamble ? full : from;
+  // Rows of no more values above the names; where they have all separators, a blank line parts
+  // them.
+  std::size_t most = 0;
+  for (std::size_t i = first; i < end; ++i) {
+    const std::size_t filled = FilledCells(table, rows[i]);
+    const bool shorter = rows[first].count < columns;
+    const bool parted = i > first && (rows[i].number > rows[i - 1].number + 1 ||
+                                      FilledCells(table, rows[i - 1]) == 0);
+    if (rows[i].count == columns && i > first && filled >= most && (shorter || parted) &&
+        IsHeading(table, columns, i))
+      return i;
+    if (shorter && rows[i].count >= columns) break;
+    most = std::max(most, filled);
+  }
+  return rows[first].count == columns ? first : from;
 }
 
 /// Whether a colon stands between the hours and minutes of a time.
@@ -266,10 +278,8 @@ bool HasTemplate(const SampleTable& table, const LayoutScore& score) {
 
 Result<SampleTable> SampleTable::Read(const std::string& file_name, const RecordFormat& format,
                                       const SplitRules& rules) {
-  // A longer one tells nothing: there is no second one to compare with.
-  constexpr std::size_t kLongestRecord = std::size_t{1} << 20;
   Result<RecordReader> reader = RecordReader::Open(
-      file_name, format, {.block_bytes = kSampleBytes, .max_record_bytes = kLongestRecord});
+      file_name, format, {.block_bytes = kSampleBytes, .max_record_bytes = kLongestJudged});
   if (!reader.ok()) return reader.status();
   SampleTable table;
   std::vector<std::pair<std::size_t, std::size_t>> places;

@@ -16,6 +16,8 @@ namespace kelvorin::textsource {
 
 /// As much of a file as a layout is judged by.
 inline constexpr std::size_t kSampleBytes = std::size_t{64} * 1024;
+/// A longer record tells nothing: there is no second one to compare with.
+inline constexpr std::size_t kLongestJudged = std::size_t{1} << 20;
 
 class SampleTable {
  public:

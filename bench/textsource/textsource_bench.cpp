@@ -1,6 +1,6 @@
 // Reading and cutting text against the bare cutters, as ratios of CPU time on the same file in the
-// same run. Prints one line per kind of file; the best of several interleaved passes counts,
-// because a busy machine only ever adds time.
+// same run; what line ends in quotes and finding a layout cost. Prints one line per kind of file;
+// the best of several interleaved passes counts, because a busy machine only ever adds time.
 //     textsource_bench [MEGABYTES]
 
 #include <algorithm>
@@ -15,20 +15,25 @@
 #include "bench/textsource/bare_cutters.h"
 #include "bench/textsource/text_files.h"
 #include "textsource/field_splitter.h"
+#include "textsource/layout_detection.h"
 #include "textsource/record_reader.h"
 
 namespace kelvorin::bench {
 namespace {
 
 using textsource::FieldValues;
+using textsource::RecordFormat;
 using textsource::RecordReader;
 using textsource::SplitRules;
 
 constexpr int kPasses = 7;
 
-Tally ReadAndSplit(const std::string& path, const SplitRules& rules) {
+Tally ReadAndSplit(const std::string& path, const SplitRules& rules, char quote = 0) {
   Tally tally;
-  auto reader = RecordReader::Open(path, {textsource::separator_code::kCrLf, "", 0});
+  RecordFormat format{textsource::separator_code::kCrLf, "", 0};
+  format.quote = quote;
+  format.separators = ",";
+  auto reader = RecordReader::Open(path, format);
   if (!reader.ok()) return tally;
   FieldValues fields;
   while (!reader->AtEnd()) {
@@ -83,6 +88,44 @@ bool Run(const Job& job, const std::string& path) {
   return ratio <= job.limit && our_tally.records == bare_tally.records;
 }
 
+// What line ends in quotes cost, against the same text read without them.
+bool RunQuoted(const char* name, const std::string& text, const std::string& path) {
+  if (!base::WriteFileAtomically(path, text).ok()) return false;
+  const auto comma = SplitRules::Delimited(",", '"');
+  double best[2] = {1e9, 1e9};
+  Tally tallies[2];
+  for (int pass = 0; pass < 2 * kPasses; ++pass) {
+    const int quoted = pass % 2;
+    const auto read = [&](const std::string& file) {
+      return ReadAndSplit(file, comma, quoted != 0 ? '"' : '\0');
+    };
+    best[quoted] = std::min(best[quoted], Seconds(read, path, tallies[quoted]));
+  }
+  constexpr double kLimit = 1.1;
+  const double ratio = best[1] / best[0];
+  std::printf("%-34s ratio to without %.2f (at most %.1f)%s\n", name, ratio, kLimit,
+              ratio > kLimit ? "  MISSED" : "");
+  return ratio <= kLimit && tallies[0].records == tallies[1].records;
+}
+
+// What it costs to find a file's layout.
+bool RunDetection(const char* name, const std::string& text, const std::string& path) {
+  if (!base::WriteFileAtomically(path, text).ok()) return false;
+  double best = 1e9;
+  int certainty = 0;
+  for (int pass = 0; pass < kPasses; ++pass) {
+    const std::int64_t start = base::CpuNanoseconds();
+    const auto found = textsource::DetectLayout(path);
+    best = std::min(best, static_cast<double>(base::CpuNanoseconds() - start) * 1e-6);
+    if (!found.ok()) return false;
+    certainty = found->report.certainty_percent;
+  }
+  constexpr double kLimit = 30;
+  std::printf("%-34s %.1f ms, certainty %d %% (at most %.0f ms)%s\n", name, best, certainty, kLimit,
+              best > kLimit ? "  MISSED" : "");
+  return best <= kLimit;
+}
+
 int Main(int argc, char** argv) {
   const std::size_t bytes = (argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 100) * 1000000;
   static constexpr std::uint16_t kEnds[] = {6, 14, 20, 29, 36, 44, 52, 60, 71, 80};
@@ -110,6 +153,17 @@ int Main(int argc, char** argv) {
               path);
   held &=
       Run({"HTML rows, 10 cells", HtmlText(bytes), SplitRules::HtmlTags(), BareHtml, 3.0}, path);
+  const std::size_t some = std::min<std::size_t>(bytes, 20'000'000);
+  const std::string plain = DelimitedText(some, {});
+  held &= RunQuoted("quoted line ends, 1 % quoted", plain, path);
+  held &= RunQuoted("quoted line ends, all quoted",
+                    DelimitedText(some, {.quoted_in_hundred = 100, .doubled_in_hundred = 5}), path);
+  held &= RunDetection("detection, 10 fields", plain, path);
+  held &= RunDetection("detection, 200 fields", DelimitedText(some, {.fields = 200}), path);
+  held &= RunDetection("detection, fixed width", FixedText(some), path);
+  held &= RunDetection("detection, HTML rows", HtmlText(some), path);
+  held &= RunDetection("detection, no line end", std::string(some, 'x'), path);
+  held &= RunDetection("detection, no line end in 1 MB", std::string(1'000'000, ','), path);
   static_cast<void>(base::DeleteFile(path));
   return held ? 0 : 1;
 }

@@ -120,6 +120,34 @@ class TextRoad(unittest.TestCase):
         long = self.write("l.csv", ("x" * 3000 + "\n") * 5)
         self.assertEqual(len(self.read(long, "--guess")[0]), 6)
 
+    def test_what_is_no_record(self):
+        """Lines that a person passes over, in files of several sorts."""
+        rows = [[f"x{i}", f"{i},50 \u20ac"] for i in range(1, 9)]
+        bars = "".join(f"| {a} | {b} |\n" for a, b in rows)
+        lines = "".join(f"{a};{b}\n" for a, b in rows)
+        columns = "".join(f"{a:<16}{b:>8}\n" for a, b in rows)
+        right = {
+            "markdown": "| id | v.a |\n|----|----:|\n" + bars,
+            "comments": "# made; by; hand\n#\nid;v.a\n" + lines,
+            "preamble": "Account;1;\nFrom;x;\n\nid;v.a;\n" + lines.replace("\n", ";\n"),
+            "said": "sep=;\nid;v.a\n" + lines,
+            "columns": "SALES\n\nid                   v.a\n--------------- --------\n" + columns,
+        }
+        for name, text in right.items():
+            with self.subTest(name):
+                stored, said = self.read(self.write("r.txt", text), "--start-line", "auto")
+                self.assertEqual(stored, [["id", "v_a"], *rows], said)
+                self.assertIn("'v_a'", said)
+        titled = self.read(self.write("l.txt", "total 9\n" + columns), "--start-line", "auto")[0]
+        self.assertEqual(titled, [["Field 1", "Field 2"], *rows])
+        for text in ("+--+--+\n| id | v |\n+--+--+\n" + bars + "+--+--+\n8 rows in set\n",
+                     "id;v\n" + lines + "\nSum;36\n"):
+            source = self.write("f.txt", text)
+            said = self.read(source, "--start-line", "auto", check=3)[1]
+            self.assertIn("--guess --max-lines 8", said)
+            words = ["--start-line", "auto", "--guess", "--max-lines", 8]
+            self.assertEqual(self.read(source, *words)[0], [["id", "v"], *rows])
+
     def test_settings_keep_the_layout(self):
         source = self.write("f.txt", "".join("%4d %-9s%7.2f\n" % (i, n, i * 1.5) for i, n in
                                              enumerate(["J\u00e4ger", "New York", "Joe", "A B"])))

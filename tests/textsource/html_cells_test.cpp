@@ -2,8 +2,11 @@
 
 #include <doctest/doctest.h>
 
+#include "base/M_Misc.h"
 #include "base/code_page.h"
+#include "tests/support/temp_folder.h"
 #include "tests/textsource/slow_twin.h"
+#include "textsource/record_reader.h"
 
 using namespace kelvorin;
 using namespace kelvorin::tests;
@@ -47,4 +50,23 @@ TEST_CASE("cells of a row as a browser shows them") {
   const Fields western = Cells("<td>&ouml;&alpha;</td>");
   REQUIRE(base::SetAnsiPage(65001).ok());
   CHECK(western[0] == "\xF6&alpha;");  // what the page lacks stays as it is written
+}
+
+TEST_CASE("a row without an end is looked for as far as the next one, not to the block's end") {
+  TempFolder folder;
+  const auto nanoseconds = [&](const char* row) {
+    std::string text;
+    while (text.size() < 600'000) text += row;
+    WriteWhole(folder.File("t"), text);
+    RecordFormat format;
+    format.html_rows = true;
+    auto reader = RecordReader::Open(folder.File("t"), format);
+    REQUIRE(reader.ok());
+    const std::int64_t start = base::CpuNanoseconds();
+    std::span<char> record;
+    while (!reader->AtEnd()) REQUIRE(reader->ReadRecord(record).ok());
+    return base::CpuNanoseconds() - start;
+  };
+  const std::int64_t ended = nanoseconds("<tr><td>1</td></tr>");
+  CHECK(nanoseconds("<tr><td>1</td><b>") < 20 * ended);  // else a thousand times as many
 }

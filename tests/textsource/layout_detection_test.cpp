@@ -155,6 +155,8 @@ TEST_CASE("layouts are detected as a person would read them") {
        "fixed width, records end with LF; 4"},
       {"a number with its currency", Lines("@@@  1#,50 \xE2\x82\xAC  x"),
        "fixed width, records end with LF; 3"},
+      {"a title beside the columns", "total 9\n" + Lines("file@          1#,50"),
+       "fixed width, records end with LF, data from line 2; 2"},
       {"columns with a heading", "ID  Name@    Sum\n" + Lines("#  Joe @    1#"),
        "fixed width, records end with LF, heading in line 1, data from line 2; 3"},
       {"columns below dashes", "ID Name   Sum\n-- ------ ---\n" + Lines("# Joe A@ 1#"),
@@ -202,6 +204,17 @@ TEST_CASE("what is no table is not claimed") {
     CAPTURE(text.substr(0, 60));
     CHECK(Detect(folder.File("t.txt"), text).report.certainty_percent < kSureFrom);
   }
+}
+
+TEST_CASE("a record over 1 MiB is not judged, and that is said") {
+  TempFolder folder;
+  const auto lines = [](std::size_t bytes) { return "1;" + std::string(bytes, 'x') + "\ny;2\n"; };
+  const DetectedLayout judged = Detect(folder.File("t"), lines((1 << 20) - 8));
+  CHECK(Told(judged) == "delimited by semicolon, records end with LF; 2?");
+  const DetectedLayout left = Detect(folder.File("t"), lines(1 << 20));
+  CHECK(Told(left) == "delimited by comma, records end with LF; 0?");
+  CHECK(left.report.hint.find("longer than 1 MiB") != std::string::npos);
+  CHECK(Detect(folder.File("t"), " \n").report.hint.empty());
 }
 
 TEST_CASE("what is given is taken, and the rest is found") {

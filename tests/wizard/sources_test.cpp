@@ -416,6 +416,20 @@ TEST_CASE("The same target table keeps its mapping; a setting of another kind fi
   CHECK(rig.c->LblDetected.caption() == "There is no such file.");
 }
 
+TEST_CASE("Rows of HTML are suggested with their cells, and the suggestion is taken whole") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName =
+      rig.File("in.html",
+               "<table><tr><th>A</th><th>B</th></tr>\n<tr>\n<td>1 &amp; 2</td>\n<td>x</td></tr>\n"
+               "<tr><td>3</td><td>y</td></tr></table>\n");
+  rig.Start();
+  REQUIRE(rig.c->BtnSuggestion.visible());
+  rig.c->BtnSuggestion.UserClick();
+  const settings::ImportSetting& taken = rig.form->state().setting;
+  CHECK((taken.TypeFormat == 2 && taken.HtmlCells == 1 && taken.StartingLine == 2));
+  CHECK_FALSE(rig.c->BtnSuggestion.visible());
+}
+
 TEST_CASE("A new table from the source: proposed, changed, made and mapped") {
   WizardRig rig;
   rig.host.properties().MultiTable = true;
