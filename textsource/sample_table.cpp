@@ -37,15 +37,19 @@ std::size_t FilledCells(const SampleTable& table, const Row& row) {
   return filled;
 }
 
-/// Whether a row above a table of so many columns is a title: one value and nothing else.
+/// Whether a row above a table of so many columns is a title: one text and nothing else.
 bool IsTitle(const SampleTable& table, const Row& row, std::size_t columns) {
   if (columns < 2 || row.count > columns || FilledCells(table, row) > 1) return false;
+  for (std::size_t column = 0; column < row.count; ++column) {
+    const CellKind kind = KindOf(table.Cell(row, column));
+    if (kind != CellKind::kText && kind != CellKind::kEmpty) return false;
+  }
   if (columns > 2) return true;
   return row.count == 1 && table.Cell(row, 0).find(' ') != std::string_view::npos;
 }
 
-bool IsComment(const Row& row) noexcept {
-  return row.record.starts_with('#');
+bool IsComment(const Row& row) noexcept {  // "#1" is a value
+  return row.record.starts_with('#') && (row.record.size() == 1 || !base::IsDigit(row.record[1]));
 }
 
 /// Whether a row draws a line instead of holding values.
@@ -77,7 +81,7 @@ std::size_t FirstRow(const SampleTable& table, std::size_t columns, std::size_t 
     if (row.ruler || IsTitle(table, row, columns)) continue;
     if (!comments || first >= plain) break;
     // The last comment may hold the names.
-    if (first + 1 == plain && row.count == columns && !IsHeading(table, columns, plain)) break;
+    if (row.count == columns && !IsHeading(table, columns, plain)) break;
   }
   if (first == end) return from;
   // Rows of no more values above the names; where they have all separators, a blank line parts
