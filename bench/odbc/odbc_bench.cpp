@@ -1,5 +1,6 @@
-// odbc_bench [RECORDS] [SERVER ...]: CPU time of client and server for loading a text file of ten
-// fields, as ratios to native bulk loading measured in the same run. Starts its own servers.
+// odbc_bench [RECORDS] [short] [SERVER ...]: CPU time of client and server for loading a text file
+// of ten fields, as ratios to native bulk loading measured in the same run. Starts its own servers.
+// `short` leaves out the bare roads, the tables as sources and the bad records.
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -122,6 +123,7 @@ double RunProgram(const Place& place, std::vector<std::string> words) {
   posix_spawn_file_actions_t quiet;
   posix_spawn_file_actions_init(&quiet);
   posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   pid_t child = 0;
   int status = 1;
   double most = 0;
@@ -183,9 +185,10 @@ void Line(const char* what, const Spent& spent, const Spent& yardstick, std::siz
   std::fflush(stdout);
 }
 
-/// The program from a text file, from a dBASE table and back into one, with the memory of each.
+/// The program from a text file and, unless `brief`, from a dBASE table and back into one, with the
+/// memory of each.
 void WholeRuns(const Place& place, const std::string& folder, std::size_t records,
-               const Spent& native) {
+               const Spent& native, bool brief) {
   const long count = static_cast<long>(records);
   const int rounds = records > 300000 ? 1 : 3;
   const std::string text = folder + "/records.csv", tables = folder + "/tables-" + place.kind;
@@ -196,12 +199,13 @@ void WholeRuns(const Place& place, const std::string& folder, std::size_t record
     first.insert(first.end(), into.begin(), into.end());
     return first;
   };
-  RunProgram(place, {text, "--into", "DBASE4:" + tables, "--table", "people", "--create"});
   double memory = 0;
   Line("the program, from text",
        Measure(place, rounds, count, [&] { memory = RunProgram(place, words({text})); }), native,
        records);
   std::printf("  %44s %6.1f MiB at most\n", "", memory);
+  if (brief) return;
+  RunProgram(place, {text, "--into", "DBASE4:" + tables, "--table", "people", "--create"});
   Line(
       "the program, from dBASE",
       Measure(place, rounds, count,
@@ -221,7 +225,7 @@ void WholeRuns(const Place& place, const std::string& folder, std::size_t record
               whole, read());
 }
 
-void Compare(const Place& place, const std::string& folder, std::size_t records) {
+void Compare(const Place& place, const std::string& folder, std::size_t records, bool brief) {
   const long count = static_cast<long>(records);
   const std::string file = folder + "/records.csv";
   bench::RunSql(place, bench::CreateTable(place.kind));
@@ -236,14 +240,17 @@ void Compare(const Place& place, const std::string& folder, std::size_t records)
        {{"values", 500}, {"unnest", 500}, {"unnest", 2000}, {"array parameters", 2000}}},
       {"mariadb",
        {{"values", 500}, {"values", 2000}, {"bound arrays", 500}, {"bound arrays", 2000}}}};
-  for (const auto& [road, chunk] : roads.at(place.kind))
+  for (const auto& [road, chunk] : roads.at(place.kind)) {
+    if (brief) break;
     Line(("bare: " + road + " by " + std::to_string(chunk)).c_str(),
          Measure(place, rounds, count, [&] { bench::SendBarely(place, file, road, chunk); }),
          native, records);
+  }
   Line("this driver, in groups",
        Measure(place, rounds, count, [&] { PostInGroups(place, file, false); }), native, records);
 
-  WholeRuns(place, folder, records, native);
+  WholeRuns(place, folder, records, native, brief);
+  if (brief) return;
 
   const std::size_t few = std::min<std::size_t>(records, place.kind == "sqlite" ? 1000 : 20000);
   std::printf("  with bad records, of %zu, against one by one\n", few);
@@ -266,6 +273,7 @@ void Compare(const Place& place, const std::string& folder, std::size_t records)
 int main(int argc, char** argv) {
   const std::size_t records = argc > 1 ? static_cast<std::size_t>(std::atol(argv[1])) : 100000;
   std::vector<std::string> servers(argv + std::min(argc, 2), argv + argc);
+  const bool brief = std::erase(servers, "short") != 0;
   if (servers.empty()) servers = {"sqlite", "postgres", "mariadb"};
   std::string folder = (std::filesystem::temp_directory_path() / "kv-odbc-XXXXXX").string();
   if (mkdtemp(folder.data()) == nullptr) return 1;
@@ -296,7 +304,7 @@ int main(int argc, char** argv) {
                                          : "DRIVER=Maria;Server=127.0.0.1;Port=" + place.port +
                                                ";Database=imp;UID=root;CHARSET=utf8mb4;";
     }
-    Compare(place, folder, records);
+    Compare(place, folder, records, brief);
     if (kind != "sqlite") Output(script + "stop " + place.folder);
   }
   std::filesystem::remove_all(folder);
