@@ -2,7 +2,8 @@
 # mariadb.sh start FOLDER [OPTION ...]   a fresh MariaDB server in FOLDER, on loopback; prints its port
 # mariadb.sh stop FOLDER                 ends exactly that server
 # The superuser is `root` without a password, the database `imp`. Refuses with exit 2 and a reason
-# when there is no server program. As root the server runs under the account `nobody`.
+# when there is no server program. As root the server runs under the account `nobody`. A start is
+# waited for WAIT seconds, 15 where that is not set.
 set -euo pipefail
 PATH=$PATH:/usr/sbin
 command=$1
@@ -36,7 +37,7 @@ case $command in
         --bind-address=127.0.0.1 --socket="$folder/s.sock" --pid-file="$folder/pid" \
         --character-set-server=utf8mb4 --skip-name-resolve --innodb-fast-shutdown=2 \
         --innodb-flush-log-at-trx-commit="${FLUSH:-2}" "$@" >"$folder.log" 2>&1 </dev/null &
-      for _ in $(seq 150); do
+      for _ in $(seq $((10 * ${WAIT:-15}))); do
         if admin ping >/dev/null 2>&1; then
           as_server mariadb --no-defaults -u root -S "$folder/s.sock" -e 'CREATE DATABASE IF NOT EXISTS imp'
           echo "$port"
