@@ -28,6 +28,11 @@ class RowReceiver {
   /// The record was refused; the engine's pending errors are those of its own statement, and all
   /// records before it are stored for good. False ends the posting: no later record is stored.
   virtual bool Refused(std::int64_t record_no, const Status& status) = 0;
+  /// As `Refused`, but nobody knows whether the server has the record: the connection was lost
+  /// behind it.
+  virtual bool Doubtful(std::int64_t record_no, const Status& status) {
+    return Refused(record_no, status);
+  }
   /// An update found no record with this key; nothing was changed.
   virtual void Missed(std::int64_t /*record_no*/) {}
 };

@@ -16,6 +16,8 @@ std::string IndexDef::Fields() const {
 
 int TableDef::FindField(std::string_view name) const noexcept {
   for (std::size_t i = 0; i < Fields.size(); ++i)
+    if (Fields[i].Name == name) return static_cast<int>(i);
+  for (std::size_t i = 0; i < Fields.size(); ++i)
     if (base::EqualAnyCase(Fields[i].Name, name)) return static_cast<int>(i);
   return -1;
 }

@@ -34,6 +34,7 @@ struct FieldDef {
   bool Required = false;        // Null is refused
   bool AllowZeroLength = true;  // text of length zero is told apart from Null and accepted
   bool AutoIncrement = false;
+  bool TakesTruth = false;   // a number whose declaration says truth value: reads such words, too
   std::string DefaultValue;  // text of the default, empty for none
   /// How finely the field keeps what it is given; filled by the driver that describes the table.
   /// Where it says "by type" the type and `Decimals` decide, so a driver fills in only what
@@ -89,8 +90,8 @@ struct TableDef {
   bool Updatable = true;
   std::string WhyReadOnly;  // what stands in the way, when not Updatable
 
-  /// Position of a field by name without regard to case (first match), or -1. Letters beyond ASCII
-  /// are compared as those of the ANSI page.
+  /// Position of a field by name, spelled so, else without regard to case (first match), or -1.
+  /// Letters beyond ASCII are compared as those of the ANSI page.
   int FindField(std::string_view name) const noexcept;
   /// Index by name without regard to case, else by alias, or null.
   const IndexDef* FindIndex(std::string_view name) const noexcept;

@@ -1,8 +1,10 @@
 #include "engine/error_policy.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/M_Const.h"
+#include "base/M_STRING.h"
 #include "engine/messages.h"
 
 namespace kelvorin::engine {
@@ -18,6 +20,12 @@ std::string WithDescription(std::string_view message, const Status& why) {
   text += base::kCrLf;
   text += why.message();
   return text;
+}
+
+// A driver's text is the description as well as the message's last part.
+std::string WithDescriptionOnce(std::string_view message, const Status& why) {
+  if (message.find(why.message()) != std::string_view::npos) return std::string(message);
+  return WithDescription(message, why);
 }
 
 }  // namespace
@@ -75,10 +83,17 @@ const std::string& ErrorPolicy::Refuse(std::string_view message) {
   return caller_.properties().LastError;
 }
 
-Status ErrorPolicy::Record(std::string message, const Status& why, bool& stop) {
+Status ErrorPolicy::Record(std::string message, const Status& why, bool& stop,
+                           std::optional<std::int64_t> line_number) {
   ++error_count_;
   std::string text = WithDescription(message, why);
-  if (log_.is_open()) KV_TRY(log_.Write(text + std::string(base::kCrLf)));
+  if (log_.is_open()) {
+    std::string entry = WithDescriptionOnce(message, why) + std::string(base::kCrLf);
+    if (line_number)
+      entry.insert(std::min(entry.find(base::kCrLf), entry.size()),
+                   " at line " + base::ToDecimal(*line_number));
+    KV_TRY(log_.Write(entry));
+  }
   SetLastError(std::move(text));
   engine_.ClearErrors();
   if (show_) {

@@ -3,6 +3,7 @@
 // questions to the user, and whether the run goes on. One per run.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,8 +36,10 @@ class ErrorPolicy {
   const std::string& Refuse(std::string_view message);
 
   /// A failure that costs one record. Sets `stop` when the user or the error limit ends the run.
-  /// Fails when the log cannot be written.
-  Status Record(std::string message, const Status& why, bool& stop);
+  /// `line_number`: of the record, where the message does not tell it; the log does. Fails when the
+  /// log cannot be written.
+  Status Record(std::string message, const Status& why, bool& stop,
+                std::optional<std::int64_t> line_number = std::nullopt);
 
   std::int64_t error_count() const noexcept { return error_count_; }
 

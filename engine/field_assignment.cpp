@@ -60,7 +60,9 @@ Status FieldAssignment::Prepare(const AssignedField& field, Place place, TargetW
 Status FieldAssignment::Take(const AssignedField& field, Place place, SourceReader& source,
                              TargetWriter& target, Step& step, RecordLosses& losses,
                              bool want_case) {
-  step.is_null = null_text_.Matches(field, step.read);
+  step.is_null =
+      null_text_.Matches(field, step.read) || (field.takes_null && source.IsNull(field.source_no));
+  step.read = AsAssigned(field, step.read);
   step.value = step.is_null ? std::string_view() : step.read;
   if (fast_) {
     Cut(field, step, losses);

@@ -10,7 +10,7 @@ namespace kelvorin::engine {
 
 Result<FieldPlan> PlanFields(const settings::FieldMap& map,
                              std::span<const catalog::TargetField> fields,
-                             const database::TableDef& table) {
+                             const database::TableDef& table, bool nulls) {
   FieldPlan plan;
   const std::size_t count = std::min(fields.size(), map.size());
   for (std::size_t i = 0; i < count; ++i) {
@@ -31,6 +31,7 @@ Result<FieldPlan> PlanFields(const settings::FieldMap& map,
     field.position = fields[i].position;
     // The 16-bit size of the field table may be less than the field holds.
     const std::int32_t size = table.Fields[field.position].Size;
+    field.takes_null = field.is_text && nulls && !table.Fields[field.position].Required;
     if (field.type == values::TypeCode::kText && size > 0)
       field.cut_to = static_cast<std::size_t>(size);
     plan.fields.push_back(field);
@@ -63,6 +64,12 @@ std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan) 
   if (remove) std::erase_if(plan.fields, [](const AssignedField& f) { return f.is_absent; });
   return "The source has " + base::ToDecimal(static_cast<std::int64_t>(columns)) +
          " columns; nothing is assigned to fields that are mapped to others: " + names;
+}
+
+void MarkTruthValues(const database::TableDef& source, FieldPlan& plan) {
+  for (AssignedField& field : plan.fields)
+    field.from_truth = values::IsNumber(field.type) && field.source_no < source.Fields.size() &&
+                       source.Fields[field.source_no].Type == values::TypeCode::kBoolean;
 }
 
 NullText::NullText(std::string_view text) : text_(text), trimmed_(base::Trim(text)) {}

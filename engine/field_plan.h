@@ -29,6 +29,8 @@ struct AssignedField {
   bool is_key = false;        // used to find the record, assigned only to a new one
   bool is_absent = false;     // the source has no such column, though a record of it may
   bool is_text = false;       // an empty value is text of length zero
+  bool takes_null = false;    // a text that the target tells from Null
+  bool from_truth = false;    // a number that a table's truth value goes to
 };
 
 struct FieldPlan {
@@ -43,10 +45,11 @@ struct FieldPlan {
 /// Most values that a record can be looked up by.
 inline constexpr std::size_t kMaxKeyFields = 16;
 
-/// Fails with `kInvalidArgument` for a field that is mapped to a source field outside 0 to 250.
+/// `nulls`: the target keeps a Null text of a table as Null, where its field takes it. Fails with
+/// `kInvalidArgument` for a field that is mapped to a source field outside 0 to 250.
 Result<FieldPlan> PlanFields(const settings::FieldMap& map,
                              std::span<const catalog::TargetField> fields,
-                             const database::TableDef& table);
+                             const database::TableDef& table, bool nulls);
 
 /// Marks the key fields of an index in the plan. Returns the name of the first one that no source
 /// field feeds, or an empty text. All of them are used, so that no record is found by a part of its
@@ -56,6 +59,15 @@ std::string ResolveKeys(const database::IndexDef& index, FieldPlan& plan);
 /// Marks the fields whose source column is not among the first `columns`, and takes them out of the
 /// plan with `remove`. Returns a sentence that names them for the user, or nothing.
 std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan);
+
+/// Marks the number fields that take truth values of `source`, a table.
+void MarkTruthValues(const database::TableDef& source, FieldPlan& plan);
+/// What of a source value is assigned: a truth value goes to a number as 1 or 0.
+inline std::string_view AsAssigned(const AssignedField& field, std::string_view value) noexcept {
+  if (!field.from_truth) [[likely]]
+    return value;
+  return value == "True" ? "1" : value == "False" ? "0" : value;
+}
 
 /// The text of a setting that stands for Null. It is compared with values as they were read.
 class NullText {

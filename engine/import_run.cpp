@@ -224,17 +224,18 @@ void ImportRun::Stored(std::int64_t) {
   waiting_.pop_front();
 }
 
-bool ImportRun::Refused(std::int64_t, const Status& why) {
+bool ImportRun::RejectWaiting(const Status& why, bool doubtful) {
   const WaitingRecord record = std::move(waiting_.front());
   waiting_.pop_front();
   ++result_.rejected;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
-  Status told = policy_.Record(PostMessage(in_.engine, why), why, stop_);
+  if (doubtful) ++doubtful_;
+  Status told = policy_.Record(PostMessage(in_.engine, why), why, stop_, record.line_number);
   if (told.ok()) {
     RejectedRecord rejected;
     rejected.line_number = record.line_number;
     rejected.reason = why.message();
-    told = ReportRejected(rejected, record.mark);
+    told = ReportRejected(rejected, record.mark, doubtful);
   }
   if (!told.ok()) {
     receiver_failure_ = std::move(told);
@@ -339,7 +340,8 @@ Status ImportRun::RecordError(const Status& why, bool rejects) {
   if (rejects) dropped_ = true;
   const Step at = step_;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
-  KV_TRY(policy_.Record(std::move(message), why, stop_));
+  KV_TRY(policy_.Record(std::move(message), why, stop_,
+                        at == Step::kAssign ? std::nullopt : std::optional(line_number_)));
   step_ = at;
   if (!rejects || rejected_) return Status();
   rejected_ = true;
@@ -354,14 +356,24 @@ Status ImportRun::RecordError(const Status& why, bool rejects) {
   return ReportRejected(record, mark_);
 }
 
-Status ImportRun::ReportRejected(RejectedRecord record, const RecordMark& mark) {
+Status ImportRun::WriteReject(const RejectedRecord& record, bool doubtful) {
+  if (doubtful && !doubtful_file_) {
+    auto opened = RejectFile::Open(setting_.RejectFile + std::string(kDoubtfulEnd), false);
+    if (!opened.ok()) return opened.status();
+    doubtful_file_ = *std::move(opened);
+  }
+  RejectFile& file = doubtful ? *doubtful_file_ : *reject_file_;
+  if (!is_table()) file.SetPreface(in_.source.file_name, source_->preface_bytes());
+  return file.OnReject(record);
+}
+
+Status ImportRun::ReportRejected(RejectedRecord record, const RecordMark& mark, bool doubtful) {
   if (!WantsRejects()) return Status();
   const Status read = source_->Raw(mark, raw_);
   if (!read.ok()) return Refuse(std::string(read.message()));
   record.raw = raw_;
   if (reject_file_) {
-    if (!is_table()) reject_file_->SetPreface(in_.source.file_name, source_->preface_bytes());
-    if (const Status written = reject_file_->OnReject(record); !written.ok())
+    if (const Status written = WriteReject(record, doubtful); !written.ok())
       return Refuse(std::string(written.message()));
   }
   if (in_.options.observer == nullptr) return Status();

@@ -2,6 +2,18 @@
 
 namespace kelvorin::engine {
 
+Status ParseNumberOrTruth(const values::ValueFormat& format, const database::FieldDef& field,
+                          std::string_view text, values::Value& out, std::string& scratch) {
+  Status parsed = format.Parse(text, field.Type, out, scratch);
+  if (parsed.ok() || !field.TakesTruth) [[likely]]
+    return parsed;
+  values::Value truth;
+  if (!format.Parse(text, values::TypeCode::kBoolean, truth, scratch).ok() || truth.narrowed)
+    return parsed;
+  out = values::Value::Integer(truth.boolean ? 1 : 0);
+  return Status();
+}
+
 Status KeyValues::Take(const textsource::FieldValues& record, bool& fits, RefusedValue& refused) {
   fits = true;
   for (std::size_t i = 0; i < plan_.keys.size(); ++i) {
@@ -11,6 +23,7 @@ Status KeyValues::Take(const textsource::FieldValues& record, bool& fits, Refuse
       values_[i] = values::Value::Null();
       continue;
     }
+    text = AsAssigned(field, text);
     if (conversion_.active()) {
       const std::int64_t replaced_before = conversion_.replaced_characters();
       conversion_.Convert(text, texts_[i]);
@@ -19,7 +32,8 @@ Status KeyValues::Take(const textsource::FieldValues& record, bool& fits, Refuse
     }
     if (field.cut_to != 0 && base::CutToCharacters(text, field.cut_to).size() != text.size())
       fits = false;
-    Status parsed = format_.Parse(text, field.type, values_[i], digits_[i]);
+    Status parsed = ParseNumberOrTruth(format_, recordset_.Def().Fields[field.position], text,
+                                       values_[i], digits_[i]);
     bool changed = false;
     if (parsed.ok())
       parsed = database::CheckFit(recordset_.Def().Fields[field.position],

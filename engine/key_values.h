@@ -13,6 +13,10 @@
 
 namespace kelvorin::engine {
 
+/// As the format parses it; a field that takes truth values reads their words as 1 and 0, too.
+Status ParseNumberOrTruth(const values::ValueFormat& format, const database::FieldDef& field,
+                          std::string_view text, values::Value& out, std::string& scratch);
+
 class KeyValues {
  public:
   /// `recordset` is the target's, whose fields say what they can hold.

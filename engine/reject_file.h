@@ -12,6 +12,10 @@
 
 namespace kelvorin::engine {
 
+/// Behind the reject file's name, the file of the records that may be stored. It is made when there
+/// is such a record only.
+inline constexpr std::string_view kDoubtfulEnd = ".doubtful";
+
 /// `FILE` takes each record byte for byte; the lines of a text source before StartingLine stand at
 /// its top, so that the same job can read it. `FILE.reasons` is CSV with the heading
 /// Line,Field,Value,Reason. An earlier pair is replaced; without rejected records both stay empty.

@@ -75,7 +75,9 @@ class ImportRun final : private database::RowReceiver {
   /// Whether the user cancelled while the server was waited for; what waits has no outcome then.
   bool GaveUp(const Status& status) noexcept;
   void Stored(std::int64_t record_no) override;
-  bool Refused(std::int64_t record_no, const Status& why) override;
+  bool Refused(std::int64_t, const Status& why) override { return RejectWaiting(why, false); }
+  bool Doubtful(std::int64_t, const Status& why) override { return RejectWaiting(why, true); }
+  bool RejectWaiting(const Status& why, bool doubtful);
 
   // --- The end (run_end.cpp).
   Status Finish();
@@ -93,7 +95,9 @@ class ImportRun final : private database::RowReceiver {
   Status Note(std::string text);
   /// Reports a failure of the current record and goes on. With `rejects` the record is lost by it.
   Status RecordError(const Status& why, bool rejects = true);
-  Status ReportRejected(RejectedRecord record, const RecordMark& mark);
+  Status ReportRejected(RejectedRecord record, const RecordMark& mark, bool doubtful = false);
+  /// Writes a record to its file, which a doubtful one has for itself.
+  Status WriteReject(const RejectedRecord& record, bool doubtful);
   bool WantsRejects() const noexcept {
     return reject_file_ != nullptr || in_.options.observer != nullptr;
   }
@@ -115,6 +119,8 @@ class ImportRun final : private database::RowReceiver {
   std::unique_ptr<TargetWriter> writer_;
   std::optional<FieldAssignment> assignment_;
   std::unique_ptr<RejectFile> reject_file_;
+  std::unique_ptr<RejectFile> doubtful_file_;  // once there is such a record
+  std::int64_t doubtful_ = 0;                  // records that may be stored
   WriteMode mode_;
   bool hears_before_post_;
   bool hears_after_post_;

@@ -48,6 +48,13 @@ bool ImportRun::ReadToEnd() {
 // The reject file of a run that read an older one takes its place, unless that would lose records
 // which were not read.
 Status ImportRun::CloseRejects() {
+  if (doubtful_ != 0) {
+    if (doubtful_file_) KV_TRY(doubtful_file_->Close(true, false));
+    KV_TRY(Note(
+        base::ToDecimal(doubtful_) +
+        " rejected records may be stored, since the connection was lost behind them" +
+        (doubtful_file_ ? "; they stand in '" + doubtful_file_->path() + "'" : std::string())));
+  }
   if (!reject_file_) return Status();
   const bool replace = reads_rejects_ && reached_end_;
   const Status closed = reject_file_->Close(setting_.DeleteImportFile, replace);
@@ -75,6 +82,7 @@ void ImportRun::CloseAll() noexcept {
   if (source_) static_cast<void>(source_->Close().ok());
   source_.reset();
   reject_file_.reset();
+  doubtful_file_.reset();
   static_cast<void>(log_.Close(false).ok());
 }
 

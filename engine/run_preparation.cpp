@@ -49,7 +49,8 @@ Status ImportRun::OpenSource() {
         "the kind of source is " + base::ToDecimal(setting_.TypeFormat) + "; kinds are 0 to 14");
   if (in_.target.recordset == nullptr) return Refuse("No target table is open");
   Result<FieldPlan> plan =
-      PlanFields(setting_.FieldMap, in_.target.fields, in_.target.recordset->Def());
+      PlanFields(setting_.FieldMap, in_.target.fields, in_.target.recordset->Def(),
+                 in_.target.database != nullptr && in_.target.database->IsOdbc());
   if (!plan.ok()) return Refuse(std::string(plan.status().message()));
   plan_ = *std::move(plan);
   if (is_table()) return OpenTableSource();
@@ -74,6 +75,7 @@ Status ImportRun::OpenTableSource() {
                                           in_.platform);
   if (!rows.ok()) return rows.status();
   is_target_itself_ = IsSameTable(**rows, *in_.target.recordset);
+  MarkTruthValues((*rows)->Def(), plan_);
   // A rejected record is shown whole, so all of it is read when somebody wants to know.
   const bool all = reject_file_ != nullptr || in_.options.observer != nullptr;
   source_ = std::make_unique<TableSource>(

@@ -11,6 +11,7 @@
 #include "base/case_map.h"
 #include "contract/enums.h"
 #include "database/table_identity.h"
+#include "engine/reject_file.h"
 #include "engine/trace_log.h"
 
 namespace kelvorin::engine {
@@ -87,6 +88,10 @@ std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
   if (!setting.RejectFile.empty()) {
     files.push_back({setting.RejectFile, "the reject file"});
     files.push_back({setting.RejectFile + ".reasons", "the reject file's reasons"});
+    if (inputs.target.database != nullptr && inputs.target.database->IsOdbc())
+      for (const char* end : {"", ".reasons"})
+        files.push_back({setting.RejectFile + std::string(kDoubtfulEnd) + end,
+                         "the file of the records that may be stored"});
   }
   return files;
 }

@@ -175,6 +175,7 @@ TableSource::TableSource(std::unique_ptr<database::Database> database,
   line_number_ = std::max<std::int64_t>(starting_line_, 1);
   wanted_.resize(std::min(rows_->FieldCount(), base::kMaxFields));
   ends_.resize(wanted_.size());
+  nulls_.resize(wanted_.size());
   for (std::size_t i = 0; i < wanted_.size(); ++i)
     if (values::IsBinary(rows_->Fields(i).Type())) wanted_[i] = false;
 }
@@ -205,7 +206,8 @@ Status TableSource::ReadValue(std::size_t field_no) {
     if (read.code() != Code::kCorrupt && read.code() != Code::kConversion) return read;
     const bool shown = value.kind == values::Kind::kText;
     damaged_.push_back({field_no, std::string(shown ? value.text : std::string_view()), read});
-  } else if (value.kind == values::Kind::kText) {
+    nulls_[field_no] = false;
+  } else if (nulls_[field_no] = value.IsNull(); value.kind == values::Kind::kText) {
     arena_ += value.text;
   } else {
     format_.Append(value, arena_);

@@ -94,6 +94,8 @@ class SourceReader {
     return std::any_of(altered_.begin(), altered_.end(),
                        [&](const AlteredValue& value) { return value.field_no == field_no; });
   }
+  /// Whether the value read is Null, where the source tells that from an empty text.
+  virtual bool IsNull(std::size_t /*field_no*/) const noexcept { return false; }
   /// An altered value of the record read, with its line ends.
   virtual Status Original(std::size_t field_no, std::string& out) = 0;
 
@@ -165,6 +167,9 @@ class TableSource final : public SourceReader {
   Status Raw(const RecordMark& mark, std::string& out) override;
   Result<std::optional<std::size_t>> Columns() override { return std::optional(ends_.size()); }
   Result<std::int64_t> Estimate() override;
+  bool IsNull(std::size_t field_no) const noexcept override {
+    return field_no < nulls_.size() && nulls_[field_no];
+  }
   Status Original(std::size_t field_no, std::string& out) override;
   Status GoToStart() override;
   Status Close() override;
@@ -180,6 +185,7 @@ class TableSource final : public SourceReader {
   Status ends_early_;              // why there are no rows where some were promised
   std::string arena_;              // texts of the current row, one behind the other
   std::vector<std::size_t> ends_;  // end of each field's text in arena_
+  std::vector<bool> nulls_;        // fields of the current row that are Null
 };
 
 }  // namespace kelvorin::engine

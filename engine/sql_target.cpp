@@ -76,11 +76,21 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     const database::Recordset& set = *target_.recordset;
     const database::FieldDef& def = set.Def().Fields[field.position];
     values::Value value;
-    if (!is_null) KV_TRY(format_.Parse(text, field.type, value, digits_));
+    const std::size_t at = static_cast<std::size_t>(&field - plan_.fields.data());
+    if (!is_null) {
+      Status parsed = ParseNumberOrTruth(format_, def, text, value, digits_);
+      if (!parsed.ok() || value.narrowed) [[unlikely]] {
+        if (poster_->TakesText(at, text)) {
+          Keep(at, values::Value::Text(text));
+          return Status();
+        }
+        KV_TRY(std::move(parsed));
+      }
+    }
     if (value.kind == values::Kind::kText && value.text.empty() && !def.AllowZeroLength)
       value = values::Value::Null();
     KV_TRY(database::CheckFit(def, set.Keeps(field.position), value, changed));
-    Keep(static_cast<std::size_t>(&field - plan_.fields.data()), value);
+    Keep(at, value);
     return Status();
   }
 
@@ -123,6 +133,11 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
   }
   bool Refused(std::int64_t record_no, const Status& why) override {
     if (receiver_ != nullptr) return receiver_->Refused(record_no, why);
+    outcome_ = why;
+    return true;
+  }
+  bool Doubtful(std::int64_t record_no, const Status& why) override {
+    if (receiver_ != nullptr) return receiver_->Doubtful(record_no, why);
     outcome_ = why;
     return true;
   }

@@ -90,8 +90,11 @@ void Job::TakeFile(std::string_view name, Layout layout) {
 Status Job::TakeDatabase(std::int32_t kind, catalog::Source candidate) {
   const bool access = kind == contract::kAccess;
   platform_.SetWaitCursor(true);
-  auto opened = access ? catalog::OpenSourceDatabase(engine_, kind, candidate)
-                       : engine_.OpenDatabase({}, true, false, candidate.SourceConnectString);
+  auto opened =
+      access ? catalog::OpenSourceDatabase(engine_, kind, candidate)
+             : engine_.OpenDatabase(
+                   {}, true, false,
+                   catalog::TableConnectString(candidate.SourceConnectString, candidate.password));
   platform_.SetWaitCursor(false);
   if (!opened.ok()) return opened.status();
   Result<std::vector<std::string>> tables = catalog::ListSourceTables(**opened);

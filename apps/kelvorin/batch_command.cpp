@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "apps/kelvorin/command.h"
+#include "apps/kelvorin/passwords.h"
 #include "apps/kelvorin/progress_bar.h"
 #include "apps/kelvorin/run_summary.h"
 #include "base/M_Misc.h"
@@ -13,6 +14,7 @@ namespace {
 
 struct BatchOptions {
   std::vector<std::string> words;
+  std::string source_password;
   bool json = false;
 };
 
@@ -32,6 +34,9 @@ int Batch(const BatchOptions& options) {
     const Status set = control.SetPropertyText(word.substr(0, equals), word.substr(equals + 1));
     if (!set.ok()) return Report(kWrongUsage, set);
   }
+  if (!options.source_password.empty())
+    if (const Status set = control.SetPropertyText("Password", options.source_password); !set.ok())
+      return Report(kWrongUsage, set);
   const std::int64_t began = base::MonotonicMilliseconds();
   const std::int16_t result = control.BatchImport(setting);
   contract::RunResult run = control.LastRun();
@@ -45,6 +50,7 @@ void AddBatchCommand(CLI::App& app, int& exit_status) {
   auto options = std::make_shared<BatchOptions>();
   CLI::App* command = app.add_subcommand("batch", "Run a saved setting, as a host would");
   command->add_option("WORDS", options->words, "[SETTING] [PROPERTY=VALUE ...]");
+  AddPassword(*command, "source-", "source", options->source_password);
   command->add_flag("--json", options->json, "Print one JSON object");
   command->footer(
       "The properties are the control's 22, e.g. IniFile=jobs.ini ConnectString=DBase3\n"

@@ -10,6 +10,7 @@
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/import_options.h"
 #include "apps/kelvorin/output.h"
+#include "apps/kelvorin/passwords.h"
 #include "apps/kelvorin/progress_bar.h"
 #include "apps/kelvorin/run_summary.h"
 #include "base/M_FILE.h"
@@ -59,6 +60,8 @@ Status SaveJob(const ImportOptions& options, job::Job& job, const settings::Impo
   setting.Trace = asked.Trace;
   setting.DeleteImportFile = asked.DeleteImportFile;
   setting.RejectFile = asked.RejectFile;
+  if (!options.save_passwords)
+    setting.SourceConnectString = DropPasswords(setting.SourceConnectString);
   return settings::SaveSetting(ini, setting, job.state().breaks);
 }
 

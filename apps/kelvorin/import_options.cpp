@@ -21,6 +21,15 @@ Status MakeTableSource(const ImportOptions& options, const DatabaseArgument& sou
                        settings::ImportSetting& setting) {
   setting.TypeFormat = source.kind;
   setting.SourceTableName = options.source_table;
+  if (!options.query.empty()) {
+    if (source.kind != contract::kOdbc)
+      return Status(Code::kInvalidArgument, "--query: only a source ODBC:... can be asked; '" +
+                                                options.source +
+                                                "' is read table by table (--source-table)");
+    if (!options.source_table.empty())
+      return Status(Code::kInvalidArgument, "--query and --source-table exclude each other");
+    setting.SourceTableName = options.query;
+  }
   const std::string extension = base::UpperAscii(base::ExtensionPart(source.database));
   const bool is_table_file = contract::IsTableFileKind(source.kind) &&
                              (extension == "DBF" || extension == "DB") &&
@@ -39,8 +48,10 @@ Status MakeTableSource(const ImportOptions& options, const DatabaseArgument& sou
     setting.SourceConnectString = *word;
   }
   if (setting.SourceTableName.empty())
-    return Status(Code::kInvalidArgument, "--source-table is missing: which table of '" +
-                                              options.source + "' is to be read?");
+    return Status(Code::kInvalidArgument,
+                  "--source-table is missing: which table of '" + options.source +
+                      "' is to be read?" +
+                      (source.kind == contract::kOdbc ? " (or --query, the SELECT to read)" : ""));
   return Status();
 }
 
@@ -54,7 +65,10 @@ Status TakePage(const ImportJob& job) {
 }
 
 Status MakeSource(const ImportOptions& options, ImportJob& job) {
-  if (const auto database = ParseDatabase(options.source)) {
+  const auto database = ParseDatabase(options.source);
+  if (!options.query.empty() && !database)
+    return Status(Code::kInvalidArgument, "--query: only a source ODBC:... can be asked");
+  if (database) {
     KV_TRY(MakeTableSource(options, *database, job.setting));
     return TakePage(job);
   }
@@ -158,6 +172,7 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
                   "Text file (- for standard input), table file, or KIND:DATABASE")
       ->required();
   command.add_option("--source-table", o.source_table, "Table of a source KIND:DATABASE");
+  command.add_option("--query", o.query, "SELECT that is read of a source ODBC:...");
   command.add_option("--into", o.into, "Target as KIND:DATABASE, e.g. DBase3:folder")->required();
   command.add_option("--table", o.table, "Target table")->required();
   command.add_option("--user", o.user, "User name of the target");
@@ -227,6 +242,10 @@ void AddImportOptions(CLI::App& command, ImportOptions& o) {
 
   const std::string setting = "Setting";
   command.add_option("--save-as", o.save_as, "Save the job under this name")->group(setting);
+  command
+      .add_flag("--save-passwords", o.save_passwords,
+                "Save the source's password with the job, readable in the settings file")
+      ->group(setting);
   command.add_option("--ini", o.ini, "Settings file (default: Kelvorin.Ini)")->group(setting);
   command.add_flag("--json", o.json, "Print one JSON object");
 }

@@ -21,7 +21,7 @@ namespace kelvorin::app {
 
 struct ImportOptions {
   std::string source;  // text file, table file, or KIND:DATABASE
-  std::string source_table;
+  std::string source_table, query;
   std::string into;  // KIND:DATABASE
   std::string table;
   std::string user, password, source_user, source_password;
@@ -42,6 +42,7 @@ struct ImportOptions {
   bool create = false;
 
   std::string save_as, ini;
+  bool save_passwords = false;
   int oem_page = 0;
   std::string date_order, decimal, null_text, reject;
   bool exact = false, dry_run = false, json = false;

@@ -74,7 +74,10 @@ void AddPassword(CLI::App& command, const std::string& prefix, const std::string
       "Ask for the password of the " + of + " on the terminal");
 }
 
-std::string WithoutPasswords(std::string_view value) {
+namespace {
+
+/// `mask` takes the place of each password; without one its key goes as well.
+std::string ReplacePasswords(std::string_view value, const char* mask) {
   std::string shown;
   for (std::size_t at = 0; at < value.size();) {
     // A part ends at ";"; inside braces that is an ordinary character.
@@ -92,8 +95,12 @@ std::string WithoutPasswords(std::string_view value) {
         has_key ? base::Trim(value.substr(at, equals - at)) : std::string_view();
     if ((base::EqualIgnoreCase(key, "PWD") || base::EqualIgnoreCase(key, "Password")) &&
         end > equals + 1) {
+      if (mask == nullptr) {
+        at = end + 1;
+        continue;
+      }
       shown += value.substr(at, equals + 1 - at);
-      shown += "***";
+      shown += mask;
     } else {
       shown += value.substr(at, end - at);
     }
@@ -101,6 +108,16 @@ std::string WithoutPasswords(std::string_view value) {
     at = end + 1;
   }
   return shown;
+}
+
+}  // namespace
+
+std::string DropPasswords(std::string_view connect) {
+  return ReplacePasswords(connect, nullptr);
+}
+
+std::string WithoutPasswords(std::string_view value) {
+  return ReplacePasswords(value, "***");
 }
 
 }  // namespace kelvorin::app

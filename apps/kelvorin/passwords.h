@@ -16,6 +16,9 @@ namespace kelvorin::app {
 void AddPassword(CLI::App& command, const std::string& prefix, const std::string& of,
                  std::string& password);
 
+/// A connect string without its passwords.
+std::string DropPasswords(std::string_view connect);
+
 /// A stored value with the passwords of connect strings in it replaced by "***".
 std::string WithoutPasswords(std::string_view value);
 

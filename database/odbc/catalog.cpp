@@ -171,7 +171,8 @@ void TakeCatalogTypes(const Session& session, const TableEntry& table,
     ColumnFacts& column = columns[i];
     column.type_name = types[i].name;
     const bool is_text = types[i].category == "S";
-    column.refuses_empty = !is_text;
+    column.refuses_empty = !is_text && column.type_name != "varbit" &&
+                           column.type_name != "tsvector" && column.type_name != "xml";
     column.unlimited = column.type_name == "numeric" && types[i].modifier < 0;
     const bool described_as_text = column.sql_type == SQL_CHAR || column.sql_type == SQL_VARCHAR ||
                                    column.sql_type == SQL_WCHAR ||
@@ -183,22 +184,52 @@ void TakeCatalogTypes(const Session& session, const TableEntry& table,
   }
 }
 
-// MariaDB's driver calls these texts; none of them may be empty. Its json is a text with a check.
+// PostgreSQL's driver tells nothing of a query's columns that the catalog would; a row of Nulls
+// has their types.
+void TakeQueryTypes(const Session& session, const TableEntry& table,
+                    std::vector<ColumnFacts>& columns) {
+  const std::vector<std::string> types = QueryTypes(session, table, columns.size());
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    ColumnFacts& column = columns[i];
+    column.type_name = types[i];
+    column.unlimited = types[i] == "numeric";
+    const bool is_text = types[i] == "text" || types[i] == "character varying" ||
+                         types[i] == "character" || types[i] == "name";
+    const bool described_as_text = column.sql_type == SQL_CHAR || column.sql_type == SQL_VARCHAR ||
+                                   column.sql_type == SQL_WCHAR ||
+                                   column.sql_type == SQL_WVARCHAR || column.sql_type == SQL_BIT;
+    if (types[i] == "time with time zone" ||
+        (described_as_text && !is_text && types[i] != "boolean"))
+      column.sql_type = SQL_LONGVARCHAR;
+  }
+}
+
+// MariaDB's driver calls these texts; none of them may be empty. Its json is a text with a check. A
+// truth value is a number declared with one digit, and several bits are bytes to the driver.
 void TakeStrictTypes(const Session& session, const TableEntry& table,
                      std::vector<ColumnFacts>& columns) {
   const auto rows = QueryRows(
       session.connection(),
-      "SELECT c.COLUMN_NAME FROM information_schema.COLUMNS c WHERE c.TABLE_SCHEMA=" +
+      "SELECT c.COLUMN_NAME, c.COLUMN_TYPE, c.NUMERIC_PRECISION FROM information_schema.COLUMNS c "
+      "WHERE c.TABLE_SCHEMA=" +
           Literal(session, session.facts().current_catalog) +
           " AND c.TABLE_NAME=" + Literal(session, table.name) +
-          " AND (c.DATA_TYPE IN ('uuid','inet4','inet6','enum') OR EXISTS (SELECT 1 FROM "
+          " AND (c.DATA_TYPE IN ('uuid','inet4','inet6','enum','bit') OR c.COLUMN_TYPE LIKE "
+          "'tinyint(1)%' OR EXISTS (SELECT 1 FROM "
           "information_schema.CHECK_CONSTRAINTS k WHERE k.CONSTRAINT_SCHEMA=c.TABLE_SCHEMA AND "
           "k.TABLE_NAME=c.TABLE_NAME AND "
           "k.CHECK_CLAUSE=CONCAT('json_valid(`',c.COLUMN_NAME,'`)')))",
       "cannot read the fields of table '" + table.shown + "'");
   for (const auto& row : rows)
-    for (ColumnFacts& column : columns)
-      if (column.name == row.front()) column.refuses_empty = true;
+    for (ColumnFacts& column : columns) {
+      if (column.name != row.front()) continue;
+      column.takes_truth = row[1].starts_with("tinyint");
+      const std::int64_t bits = row[1].starts_with("bit") ? base::ParseInteger(row[2]) : 0;
+      column.refuses_empty = !column.takes_truth && bits == 0;
+      if (bits <= 1) continue;
+      column.sql_type = SQL_BIGINT;
+      column.is_unsigned = bits > 63;
+    }
 }
 
 bool SameColumns(const IndexDef& index, const std::vector<std::string>& columns) {
@@ -227,6 +258,57 @@ void MarkPrimary(const Session& session, const TableEntry& table, std::vector<In
   }
   at->Primary = at->Unique = at->Required = true;
   std::rotate(indexes.begin(), at, at + 1);
+}
+
+bool IsQuery(std::string_view text) {
+  text = base::Trim(text, " \t\r\n");
+  for (const std::string_view word : {"SELECT", "WITH", "VALUES", "TABLE"})
+    if (text.size() > word.size() && base::StartsWithIgnoreCase(text, word) &&
+        std::string_view(" \t\r\n(*").find(text[word.size()]) != std::string_view::npos)
+      return true;
+  return false;
+}
+
+// A query is read inside parentheses on a connection that cannot write. What would close them, or
+// begin a further statement, is refused before the server sees it.
+TableEntry QueryEntry(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n;";
+  while (!text.empty() && kBlanks.find(text.back()) != std::string_view::npos)
+    text.remove_suffix(1);
+  const auto refuse = [&](const char* why) {
+    database::Throw(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
+                    "the query '" + std::string(text) + "' " + why);
+  };
+  int depth = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '\0') refuse("holds a character of code 0");
+    if (c == '\'' || c == '"' || c == '`') {
+      i = text.find(c, i + 1);
+      if (i == std::string_view::npos) refuse("has a quote that is not closed");
+    } else if (text.substr(i, 2) == "--") {
+      i = std::min(text.find('\n', i), text.size());
+    } else if (c == ';') {
+      refuse("holds more than one statement");
+    } else if (c == '(' || c == ')') {
+      depth += c == '(' ? 1 : -1;
+      if (depth < 0) refuse("closes a parenthesis that it did not open");
+    }
+  }
+  if (depth != 0) refuse("leaves a parenthesis open");
+  TableEntry entry;
+  entry.name = entry.shown = entry.query = text;
+  entry.type = "QUERY";
+  return entry;
+}
+
+void RequireNames(const std::vector<ColumnFacts>& columns) {
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    for (std::size_t other = 0; other < i; ++other)
+      if (base::EqualIgnoreCase(columns[i].name, columns[other].name))
+        database::Throw(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
+                        "two columns of the query are called '" + columns[i].name +
+                            "': give them names of their own (AS name)");
 }
 
 }  // namespace
@@ -265,8 +347,16 @@ TableEntry ResolveTable(const Session& session, std::string_view name) {
   const std::vector<TableEntry> tables = ListTables(session);
   const TableEntry* found = nullptr;
   const auto pick = [&](auto&& matches) {
-    for (const TableEntry& table : tables)
-      if (found == nullptr && matches(table)) found = &table;
+    if (found != nullptr) return;
+    for (const TableEntry& table : tables) {
+      if (!matches(table)) continue;
+      if (found != nullptr)
+        database::Throw(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
+                        "'" + std::string(name) + "' may be the table '" + found->shown + "' or '" +
+                            table.shown + "' of the data source '" + session.name() +
+                            "': spell it as it is there");
+      found = &table;
+    }
   };
   pick([&](const TableEntry& table) { return table.shown == name; });
   pick([&](const TableEntry& table) { return base::EqualIgnoreCase(table.shown, name); });
@@ -274,6 +364,7 @@ TableEntry ResolveTable(const Session& session, std::string_view name) {
     return base::EqualIgnoreCase(table.schema + "." + table.name, name) ||
            base::EqualIgnoreCase(table.catalog + "." + table.name, name);
   });
+  if (found == nullptr && IsQuery(name)) return QueryEntry(name);
   if (found == nullptr)
     database::Throw(
         Code::kNotFound, database::ErrorNumber::kTableNotFound,
@@ -282,6 +373,7 @@ TableEntry ResolveTable(const Session& session, std::string_view name) {
 }
 
 std::string SqlName(const Session& session, const TableEntry& table) {
+  if (!table.query.empty()) return "(" + table.query + "\n) AS kelvorin_query";
   const SqlDialect& dialect = session.facts().dialect;
   std::string sql;
   if (table.shown != table.name) {
@@ -312,6 +404,22 @@ std::vector<CatalogType> CatalogTypes(const Session& session, const TableEntry& 
   std::vector<CatalogType> types;
   for (const auto& row : rows) types.push_back({row[0], row[1], base::ParseInteger(row[2])});
   return types;
+}
+
+std::vector<std::string> QueryTypes(const Session& session, const TableEntry& query,
+                                    std::size_t columns) {
+  std::string sql = "SELECT ";
+  std::string names;
+  for (std::size_t i = 0; i < columns; ++i) {
+    const std::string name = "c" + base::ToDecimal(static_cast<std::int64_t>(i));
+    sql += (i == 0 ? "pg_typeof(" : ",pg_typeof(") + name + ")::text";
+    names += (i == 0 ? "" : ",") + name;
+  }
+  const auto rows = QueryRows(session.connection(),
+                              sql + " FROM (SELECT 1) AS one LEFT JOIN (SELECT * FROM " +
+                                  SqlName(session, query) + " LIMIT 0) AS q(" + names + ") ON true",
+                              "cannot read the fields of the query");
+  return rows.front();
 }
 
 std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string_view what) {
@@ -354,6 +462,7 @@ std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string
 }
 
 std::string IdentityOf(Session& session, const TableEntry& table) {
+  if (!table.query.empty()) return {};
   std::string database = session.Identity();
   if (database.empty()) return {};
   if (session.facts().server == Server::kPostgres) {
@@ -367,7 +476,9 @@ std::string IdentityOf(Session& session, const TableEntry& table) {
 }
 
 database::TableDef DescribeTable(const Session& session, const TableEntry& table) {
-  const std::string what = "cannot read the fields of table '" + table.shown + "'";
+  const std::string what = "cannot read the fields of " +
+                           std::string(table.query.empty() ? "table" : "the query") + " '" +
+                           table.shown + "'";
   database::TableDef def;
   def.Name = table.shown;
   def.Attributes = table.attributes;
@@ -375,6 +486,15 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   statement.Execute("SELECT * FROM " + SqlName(session, table) + " WHERE 1=0", what);
   std::vector<ColumnFacts> columns = DescribeColumns(statement, what);
   statement.CloseCursor();
+  if (!table.query.empty()) {
+    if (session.facts().server == Server::kPostgres) TakeQueryTypes(session, table, columns);
+    RequireNames(columns);
+    for (const ColumnFacts& column : columns)
+      def.Fields.push_back(FieldOf(column, session.facts().server));
+    def.Updatable = false;
+    def.WhyReadOnly = "it is a query";
+    return def;
+  }
   if (session.facts().server == Server::kSqlite) TakeDeclaration(session, table, columns);
   if (session.facts().server == Server::kPostgres) TakeCatalogTypes(session, table, columns);
   if (session.facts().server == Server::kMariaDb) TakeStrictTypes(session, table, columns);

@@ -19,14 +19,17 @@ struct TableEntry {
   std::string shown;  // the bare name in the default schema, else "schema.name"
   std::string type;   // the driver's word, "VIEW"
   std::uint32_t attributes = 0;
+  std::string query;  // what is read instead of a table, as it stands in parentheses; else empty
 };
 
 /// All tables in the driver's order; sequences are left out.
 std::vector<TableEntry> ListTables(const Session& session);
 /// The table that a name means: spelled exactly so, else without regard to case, else the two parts
-/// around a "." as schema and table. Throws kNotFound naming table and data source.
+/// around a "." as schema and table. A name of no table that begins as a query does means what the
+/// query gives. Throws kNotFound naming table and data source, kInvalidArgument for a name that
+/// several tables share but for the case of letters and for a query of several statements.
 TableEntry ResolveTable(const Session& session, std::string_view name);
-/// The name as it stands in statements, in the server's quotes.
+/// The table or query as it stands behind FROM, in the server's quotes.
 std::string SqlName(const Session& session, const TableEntry& table);
 
 /// Columns of a query's result; `statement` holds the result.
@@ -47,6 +50,10 @@ struct CatalogType {
   std::int64_t modifier = 0;  // length or digits in the server's form, negative for none
 };
 std::vector<CatalogType> CatalogTypes(const Session& session, const TableEntry& table);
+
+/// PostgreSQL: the types of a query's columns, as "timestamp with time zone".
+std::vector<std::string> QueryTypes(const Session& session, const TableEntry& query,
+                                    std::size_t columns);
 
 /// Text as a quoted literal for the room's own questions.
 std::string Literal(const Session& session, std::string_view text);

@@ -25,6 +25,15 @@ std::vector<database::PendingError> ErrorsOf(const Status& status) {
   return {{status.number(), {}, std::string(status.message())}};
 }
 
+void MarkDoubtful(PostFailure& failure) {
+  constexpr std::string_view kWords = "the record may be stored: ";
+  failure.doubtful = true;
+  failure.status =
+      Status(failure.status.code(), std::string(kWords) + std::string(failure.status.message()),
+             failure.status.number());
+  if (!failure.errors.empty()) failure.errors.front().description.insert(0, kWords);
+}
+
 ChunkPoster::ChunkPoster(PostRoad& road, std::vector<values::TypeCode> types, Stored stored,
                          Refuse refuse, Clock clock)
     : road_(road),
@@ -179,16 +188,20 @@ bool ChunkPoster::Cancel() {
   return false;
 }
 
-// The server went away with these records: it may have them or not.
+// The server went away with these records: it may have them or not. One that is refused as a
+// duplicate when it is sent again may be the duplicate of itself.
 bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
   in_transaction_ = false;
   const bool back = road_.Reconnect();
   for (std::size_t i = doubtful.first; i < doubtful.end; ++i) {
     PostFailure one;
-    if (back && road_.RefusesDoubles()) {
+    if (back && (failure.unsent || road_.RefusesDoubles())) {
       one = road_.Send(batch_, {i, i + 1});
+      if (!failure.unsent && one.failed() && (one.lost || one.status.code() == Code::kDuplicateKey))
+        MarkDoubtful(one);
     } else {
       one = failure;
+      if (!failure.unsent) MarkDoubtful(one);
     }
     if (one.cancelled()) return Cancel();
     if (!one.failed()) {

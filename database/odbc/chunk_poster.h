@@ -24,6 +24,8 @@ struct PostFailure {
   Status status;
   std::vector<database::PendingError> errors;
   bool lost = false;       // the server is gone; whether it has the records is unknown
+  bool unsent = false;     // it was gone before: it does not have them
+  bool doubtful = false;   // of a record that is told: it may be stored
   bool try_again = false;  // the server undid the statement for the sake of another writer
   bool undone = false;     // the whole open transaction is gone with it
   /// The record that the server stopped at, where it tells: those of the range before it are good.
@@ -32,6 +34,9 @@ struct PostFailure {
   /// Somebody ended the waiting for the server: nothing more is to be sent.
   bool cancelled() const noexcept { return status.code() == Code::kStopped; }
 };
+
+/// Marks the failure of a record that may be stored all the same, and says so in its texts.
+void MarkDoubtful(PostFailure& failure);
 
 /// What people are shown of a failure that no server told.
 std::vector<database::PendingError> ErrorsOf(const Status& status);

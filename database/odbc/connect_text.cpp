@@ -30,7 +30,7 @@ constexpr Addition kAdditions[] = {
     {"RowVersioning", "0", false, true},
     {"CHARSET", "utf8mb4", false, true},  // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
-    {"OPTION", "2", false},               // MariaDB: an update counts the records it found
+    {"OPTION", "2", false, true},         // MariaDB: an update counts the records it found
     {"READ_TIMEOUT", "600", false},  // MariaDB: seconds for one answer, then the server is lost
     {"WRITE_TIMEOUT", "600", false},
     {"KeepaliveTime", "60", false},  // PostgreSQL: seconds of silence until the network is tried
@@ -109,8 +109,9 @@ Result<std::string> DriverConnectText(const database::ConnectString& connect,
 
   for (const Addition& addition : kAdditions) {
     if (addition.streaming_only && purpose != ConnectPurpose::kStreaming) continue;
-    if (!addition.always && (Has(pairs, addition.key) || (has_key && has_key(addition.key))))
-      continue;
+    // What is ours always was left out above: if it is there, it was added.
+    if (Has(pairs, addition.key)) continue;
+    if (!addition.always && has_key && has_key(addition.key)) continue;
     pairs.emplace_back(addition.key, addition.value);
   }
   std::string ansi;

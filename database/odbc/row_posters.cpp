@@ -90,7 +90,8 @@ class InsertPoster final : public Poster {
             [&receiver](std::int64_t record_no) { receiver.Stored(record_no); },
             [this, &receiver](std::int64_t record_no, const PostFailure& failure) {
               this->engine().NoteFailure(failure.status, failure.errors);
-              return receiver.Refused(record_no, failure.status);
+              return failure.doubtful ? receiver.Doubtful(record_no, failure.status)
+                                      : receiver.Refused(record_no, failure.status);
             },
             os::MonotonicMilliseconds) {}
 
@@ -154,9 +155,11 @@ class UpdatePoster final : public Poster {
         changed = 1;
       }
     }
+    if (failure.lost && !failure.unsent) MarkDoubtful(failure);
     if (failure.failed()) {
       engine().NoteFailure(failure.status, failure.errors);
-      stopped_ = !receiver_.Refused(record_no, failure.status);
+      stopped_ = failure.doubtful ? !receiver_.Doubtful(record_no, failure.status)
+                                  : !receiver_.Refused(record_no, failure.status);
     } else if (changed == 0) {
       receiver_.Missed(record_no);
     } else {

@@ -127,12 +127,42 @@ std::string RowStream::SqliteColumn(const database::FieldDef& field,
          name + ",1,1)=char(64976)) THEN char(64976)||hex(" + name + ") ELSE " + name + " END";
 }
 
+std::vector<std::string> RowStream::TypesOf() const {
+  std::vector<std::string> types;
+  if (table_.query.empty()) {
+    for (CatalogType& type : CatalogTypes(session_, table_)) types.push_back(std::move(type.name));
+    return types;
+  }
+  // in the catalog's words, as far as the columns are asked for by them
+  for (const std::string& type : QueryTypes(session_, table_, fields_.size()))
+    types.push_back(type == "timestamp with time zone" ? "timestamptz"
+                    : type == "character varying"      ? "varchar"
+                    : type == "boolean"                ? "bool"
+                    : type == "double precision"       ? "float8"
+                                                       : type);
+  return types;
+}
+
+std::vector<std::string> RowStream::BitColumns() const {
+  std::vector<std::string> names;
+  for (const auto& row : QueryRows(connection(),
+                                   "SELECT COLUMN_NAME FROM information_schema.COLUMNS WHERE "
+                                   "DATA_TYPE='bit' AND TABLE_SCHEMA=" +
+                                       Literal(session_, session_.facts().current_catalog) +
+                                       " AND TABLE_NAME=" + Literal(session_, table_.name),
+                                   what_))
+    names.push_back(row.front());
+  return names;
+}
+
 // PostgreSQL's driver reads dates before the year 1 and endless ones as others, and a zone of the
 // session's into what has one: their texts are the server's own. MariaDB's bit comes as a raw byte.
 void RowStream::LearnColumns() {
   const Server server = session_.facts().server;
-  std::vector<CatalogType> types;
-  if (server == Server::kPostgres) types = CatalogTypes(session_, table_);
+  std::vector<std::string> types;
+  if (server == Server::kPostgres) types = TypesOf();
+  std::vector<std::string> bits;
+  if (server == Server::kMariaDb && table_.query.empty()) bits = BitColumns();
   selected_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     std::string& sql = selected_.emplace_back();
@@ -142,12 +172,14 @@ void RowStream::LearnColumns() {
     sql = name;
     if (server == Server::kSqlite) {
       sql = SqliteColumn(fields_[i], name);
-    } else if (server == Server::kMariaDb && fields_[i].Type == TypeCode::kBoolean) {
+    } else if (server == Server::kMariaDb &&
+               (fields_[i].Type == TypeCode::kBoolean ||
+                std::find(bits.begin(), bits.end(), fields_[i].Name) != bits.end())) {
       sql = name + "+0";
     } else if (server == Server::kMariaDb && fields_[i].Type == TypeCode::kSingle) {
       sql = name + "+0e0";
     } else if (types.size() == fields_.size()) {
-      const std::string& type = types[i].name;
+      const std::string& type = types[i];
       if (type == "money") {
         sql = name + "::numeric";
       } else if (type == "timestamptz") {
@@ -187,7 +219,15 @@ void RowStream::Connect() {
   }
   if (server == Server::kSqlite && !own_connection_.open() && !session_.Identity().empty()) {
     own_connection_ = session_.OpenStream();
+    if (!table_.query.empty()) Statement(own_connection_).Execute("PRAGMA query_only=ON", what_);
     reads_.emplace(own_connection_, session_.Identity());
+  }
+  if (server == Server::kMariaDb && !own_connection_.open()) {
+    own_connection_ = session_.OpenStream();
+    Statement(own_connection_)
+        .Execute("SET SESSION TRANSACTION ISOLATION LEVEL REPEATABLE READ", what_);
+    Statement(own_connection_)
+        .Execute("START TRANSACTION WITH CONSISTENT SNAPSHOT, READ ONLY", what_);
   }
   statement_ = Statement(connection());
 }

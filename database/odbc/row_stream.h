@@ -51,6 +51,8 @@ class RowStream {
   void Bind(Column& column, SQLUSMALLINT place);
   void LearnPaging();
   void LearnColumns();
+  std::vector<std::string> TypesOf() const;
+  std::vector<std::string> BitColumns() const;
   std::string SqliteColumn(const database::FieldDef& field, const std::string& name) const;
   void Connect();
   const Connection& connection() const noexcept {

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "base/M_STRING.h"
 #include "database/engine.h"
+#include "os/system.h"
 
 namespace kelvorin::database::odbc {
 namespace {
@@ -16,6 +19,7 @@ namespace {
 constexpr int kLogonSeconds = 15;
 constexpr int kAnswerSeconds = 600;
 constexpr std::int64_t kLockMilliseconds = 5000;
+constexpr std::chrono::milliseconds kTryEvery{200};  // after a loss
 
 Server ServerOf(std::string_view dbms_name) noexcept {
   if (base::StartsWithIgnoreCase(dbms_name, "SQLite")) return Server::kSqlite;
@@ -139,7 +143,9 @@ void Session::SetUp() {
 
 Connection Session::OpenStream() const {
   Connection stream = LogOn(ConnectPurpose::kStreaming);
-  if (facts_.server == Server::kPostgres) SetUpPostgres(stream, "cannot read from '" + name_ + "'");
+  const std::string what = "cannot read from '" + name_ + "'";
+  if (facts_.server == Server::kPostgres) SetUpPostgres(stream, what);
+  if (facts_.server == Server::kMariaDb) SetUpMariaDb(stream, what);
   return stream;
 }
 
@@ -197,14 +203,20 @@ void Session::Note(const Diagnosis& diagnosis) noexcept {
 bool Session::Reconnect() noexcept {
   if (!lost_) return true;
   if (gave_up_) return false;
-  try {
-    connection_.Close();
-    connection_ = LogOn(ConnectPurpose::kOrdinary);
-    SetUp();
-    connection_.StopWhen(stop_);
-    lost_ = false;
-  } catch (...) {
-    gave_up_ = true;  // why it failed no longer matters: the loss itself is what is reported
+  const std::int64_t until =
+      os::MonotonicMilliseconds() + std::int64_t{Seconds("CONN_TIMEOUT", kLogonSeconds)} * 1000;
+  while (lost_ && !gave_up_) {
+    try {
+      connection_.Close();
+      connection_ = LogOn(ConnectPurpose::kOrdinary);
+      SetUp();
+      connection_.StopWhen(stop_);
+      lost_ = false;
+    } catch (...) {
+      // why it failed does not matter: the loss itself is what is reported
+      gave_up_ = os::MonotonicMilliseconds() >= until || (stop_ && stop_());
+      if (!gave_up_) std::this_thread::sleep_for(kTryEvery);
+    }
   }
   return !lost_;
 }

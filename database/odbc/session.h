@@ -46,8 +46,9 @@ class Session {
   /// To be called with every diagnosis: remembers when the server is gone.
   void Note(const Diagnosis& diagnosis) noexcept;
   bool lost() const noexcept { return lost_; }
-  /// Logs on anew after a loss. Tried once; a server that stayed away is not asked again until the
-  /// database is opened anew, so that nothing waits once per record.
+  /// Logs on anew after a loss, again and again for as long as a logon may take. A server that
+  /// stayed away is not asked again until the database is opened anew, so that nothing waits once
+  /// per record.
   bool Reconnect() noexcept;
   /// Throws when the connection is lost and does not come back.
   void RequireConnection();

@@ -129,7 +129,7 @@ PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
     // No statement to be had: the connection is gone before anything was sent.
     PostFailure failure = FailureOf(error);
     session_.Note(Diagnosis{failure.errors});
-    failure.lost = session_.lost();
+    failure.lost = failure.unsent = session_.lost();
     ForgetStatement();
     return failure;
   }

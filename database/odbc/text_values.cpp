@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/M_STRING.h"
+#include "values/value.h"
 
 namespace kelvorin::database::odbc {
 namespace {
@@ -46,9 +47,22 @@ std::size_t FractionOf(Server server, const database::FieldDef& field) noexcept 
   return static_cast<std::size_t>(std::clamp(field.Decimals, 0, static_cast<int>(kFraction)));
 }
 
+/// Whether the year, month and day at the front are a day, or the year lies beyond the engine's.
+bool IsCalendarDay(std::string_view text) noexcept {
+  const std::size_t year_end = text.find('-');
+  if (year_end == std::string_view::npos || year_end < 4 || text.size() < year_end + 6)
+    return false;
+  const auto number = [&](std::size_t at, std::size_t size) {
+    return static_cast<std::int32_t>(base::ParseInteger(text.substr(at, size)));
+  };
+  const std::int32_t year = year_end == 4 ? number(0, 4) : 2000;  // none tells leap years there
+  return values::IsValidDate({year, number(year_end + 1, 2), number(year_end + 4, 2)});
+}
+
 bool IsDateOf(Server server, const database::FieldDef& field, std::string_view text) noexcept {
   const bool postgres = server == Server::kPostgres;
   if (postgres && (text == "infinity" || text == "-infinity")) return true;
+  if (!text.ends_with(" BC") && !IsCalendarDay(text)) return false;
   Shape shape(text);
   if (!shape.Digits(4, postgres ? 6 : 4) || !shape.Take("-") || !shape.Digits(2, 2) ||
       !shape.Take("-") || !shape.Digits(2, 2))
@@ -78,6 +92,12 @@ bool ServerTakes(Server server, const database::FieldDef& field, std::string_vie
     Shape shape(text);  // MariaDB's times are spans of up to 838 hours
     return shape.Time(server == Server::kMariaDb ? 3 : 2, FractionOf(server, field)) &&
            shape.done();
+  }
+  if (server == Server::kPostgres && field.Type == TypeCode::kCurrency) {
+    // its money goes beyond the engine's
+    if (text.starts_with('-')) text.remove_prefix(1);
+    Shape shape(text);
+    return shape.Digits(1, 17) && (!shape.Take(".") || shape.Digits(1, 2)) && shape.done();
   }
   const bool endless = field.Type == TypeCode::kDouble || field.Type == TypeCode::kSingle ||
                        field.Keeps.number == values::Resolution::Number::kAllDigits;

@@ -88,6 +88,7 @@ FieldDef FieldOf(const ColumnFacts& column, Server server) {
   field.Name = column.name;
   field.AutoIncrement = column.is_auto;
   field.Required = column.refuses_null;
+  field.TakesTruth = column.takes_truth;
   const bool no_sign = column.is_unsigned;
   switch (column.sql_type) {
     case SQL_BIT:

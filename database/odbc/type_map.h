@@ -24,6 +24,7 @@ struct ColumnFacts {
   bool refuses_null = false;
   bool refuses_empty = false;  // an empty text is no value of the type
   bool unlimited = false;      // decimals without a declared precision
+  bool takes_truth = false;    // a number declared as truth value
 };
 
 database::FieldDef FieldOf(const ColumnFacts& column, Server server);
