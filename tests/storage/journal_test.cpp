@@ -89,6 +89,14 @@ TEST_CASE("a journal restores what nobody changed since, and nothing else") {
     bool with_memo = true;
   };
   const std::string& journal = TheTornTable().journal;
+  const std::size_t memo_at = storage::kBodyAt + storage::kEntryBytes;
+  std::string twice = journal;
+  twice.insert(memo_at, journal.substr(memo_at, storage::kEntryBytes));
+  twice[12] = 3;
+  twice = tests::Resealed(twice);
+  std::string behind_end = journal;
+  behind_end.replace(storage::kBodyAt + 8, 2, "\xF8\x11");  // an old size of 4600
+  behind_end = tests::Resealed(behind_end);
   const Row rows[] = {
       {"nothing happened", [](auto&) {}, End::kBack, "is undone"},
       {"edit outside the group", [](auto& disk) { Overwrite(disk, kTornMain, 7000, "!"); },
@@ -143,6 +151,11 @@ TEST_CASE("a journal restores what nobody changed since, and nothing else") {
       {"its end lost",
        [&](auto& disk) { disk.Put(kTornJournal, journal.substr(0, journal.size() - 64)); },
        End::kAside, "damaged"},
+      {"the memo stands in it twice", [&](auto& disk) { disk.Put(kTornJournal, twice); },
+       End::kAside, "entry 3 makes no sense"},
+      {"an image reaches behind the old end",
+       [&](auto& disk) { disk.Put(kTornJournal, behind_end); }, End::kAside,
+       "offset 3584 of file 1 makes no sense"},
   };
   for (const Row& row : rows) {
     INFO("row: ", std::string(row.name));
