@@ -207,6 +207,28 @@ TEST_CASE("The log is written letter for letter") {
   }
 }
 
+TEST_CASE("What the storage tells without failing is in LastError, in the log and in the result") {
+  const std::string undone = "T.DBF-journal: a change of T.DBF was interrupted and is undone";
+  for (const char* const amount : {"3", "x"}) {
+    CAPTURE(amount);
+    RunRig rig;
+    rig.FromText("axe," + std::string(amount) + "\r\n");
+    rig.Map({0, 1});
+    rig.setting.Trace = rig.setting.LimitErrors = true;
+    rig.setting.nErrorStop = 1;
+    rig.setting.LogFileName = rig.folder.File("trace.log");
+    rig.engine.AddNotice(undone);
+    CHECK(rig.Run().notices == std::vector{undone});
+    CHECK(ReadWhole(rig.setting.LogFileName).find("\r\n" + undone + "\r\n") != std::string::npos);
+    // An error that comes later is the last one.
+    CHECK((rig.LastError() == undone) == (*amount == '3'));
+    CHECK((rig.host.changed == "LastError"));
+    rig.FromText("saw,4\r\n");
+    CHECK(rig.Run().notices.empty());
+    CHECK(rig.LastError().empty());
+  }
+}
+
 TEST_CASE("What is to be written beside the target must be writable") {
   struct Refusing : engine::RunObserver {
     Status OnReject(const engine::RejectedRecord& record) override {

@@ -75,7 +75,7 @@ class Base(unittest.TestCase):
         target = f"{kind}:{home / 'S.mdb' if kind == 'Access' else home}"
         kelvorin("create", target, "BIG", "ID:Long", "NAME:Text:40", "NOTE:Memo", *keys, check=0)
         kelvorin("import", write_rows(self.folder / "old.csv", range(OLD)), "--into", target, "--table",
-                 "BIG", "--map-in-order", check=0)
+                 "BIG", "--map-in-order", "--save-as", "J", "--ini", self.folder / "jobs.ini", check=0)
         return target, home / name
 
 
@@ -331,6 +331,14 @@ class ForeignWork(Base):
                     self.assertEqual(done.returncode, 3, done.stdout)
                     self.assertIn("is not played back, nothing was changed",
                                   json.loads(done.stdout)["fatal"])
+                    self.assertEqual(self.tree(), left)
+                    # A host reads it in `LastError`, which is the fatal text here.
+                    host = kelvorin("batch", "J", f"IniFile={self.folder / 'jobs.ini'}", "MultiTable=1",
+                                    f"DataBaseName={main if kind == 'Access' else main.parent}",
+                                    f"ConnectString={kind}", "TableName=BIG", "--json",
+                                    f"ImportTable={self.folder / 'new.csv'}", check=3)
+                    self.assertIn("is not played back, nothing was changed",
+                                  json.loads(host.stdout)["fatal"])
                     self.assertEqual(self.tree(), left)
                     if name in ("copy of the torn file", "second name"):
                         kelvorin("recover", target, "BIG", "--apply", check=0)
