@@ -140,7 +140,18 @@ std::string Store::State::WhyNot() const {
     if (!parts[i].attached && !may_lack)
       return "it also changes the " + RoleName(entry.role) + ", which the table does not have";
   }
-  if (NothingTorn() || options.any_identity) return {};
+  if (NothingTorn()) return {};
+  if (options.any_identity) {
+    // Zeros behind the end, or a length that fits, may be those of any table.
+    const bool theirs = std::any_of(parts.begin(), parts.end(), [](const Part& part) {
+      return part.attached && (part.found.same_file || part.found.new_pieces > 0);
+    });
+    if (theirs) return {};
+    return NameOf(real_path) +
+           " is another file than the one that was changed, and nothing of the change stands in "
+           "it: "
+           "the journal may be that of another table";
+  }
   for (std::size_t i = 0; i < parts.size(); ++i) {
     if (!parts[i].attached) continue;
     const std::string name = NameOf(files[static_cast<std::size_t>(parts[i].file)].file->path());

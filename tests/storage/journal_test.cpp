@@ -325,6 +325,18 @@ TEST_CASE("recover shows, applies also to a copy, and sets aside") {
   CHECK(TextsOn(disk) == TheTornTable().before);
   CHECK(recover(disk, JournalAction::kShow).empty());
 
+  // Another table that was alike before, with room behind its end.
+  MemoryFileSystem other;
+  other.Put("/t/first", "");
+  other.Put(kTornMain, TheTornTable().before.main + std::string(700, '\0'));
+  other.Put(kTornMemo, TheTornTable().before.memo);
+  other.Put(kTornJournal, TheTornTable().journal);
+  const std::string alike = ShowDisk(other);
+  const Outcome refused = Try([&] { recover(other, JournalAction::kApply); });
+  CHECK(refused.code == Code::kReadOnly);
+  CHECK(refused.text.find("another table") != std::string::npos);
+  CHECK(ShowDisk(other) == alike);
+
   tests::PutTornTable(disk, TheTornTable().journal);
   const auto lines = storage::RecoverJournal(
       disk, kTornMain, JournalAction::kShow,
