@@ -40,6 +40,7 @@ void Journal::Open() {
   // Groups of different runs must not be taken for each other; the clock goes on between them.
   head_.serial = static_cast<std::uint64_t>(fs_.Milliseconds()) << 20;
   WriteHead(0, HeadKind::kOpen);  // invariant 6
+  file_->Sync();                  // a body whose head was lost would look damaged
 }
 
 void Journal::Reserve(std::uint64_t bytes) {

@@ -229,6 +229,29 @@ TEST_CASE("what others put where a group left zeros stays") {
   CHECK(sealed > 0);
 }
 
+TEST_CASE("groups that close by size overwrite no body whose seal may come back") {
+  const auto change = [](storage::FileSystem& files) {
+    const auto store = Store::Open(files, kTornMain, {.page_bytes = 512, .cache_bytes = 8192});
+    for (std::uint64_t page = 0; page < 50; ++page) {
+      storage::Bracket bracket = store->Begin();
+      store->Write(kMainFile, page * 512, AsBytes(std::string(500, static_cast<char>('A' + page))));
+      bracket.Commit();
+    }
+    store->Flush();
+  };
+  bool died = true;
+  for (int n = 1; died; ++n) {
+    CAPTURE(n);
+    MemoryFileSystem disk;
+    disk.Put(kTornMain, std::string(40'000, 'a'));
+    tests::FaultFileSystem faults(disk, tests::Fault::kDie, n);
+    died = Try([&] { change(faults); }).code != Code::kOk;
+    disk.Crash(tests::Tail::kSome, static_cast<std::uint32_t>(n));
+    { const auto store = Store::Open(disk, kTornMain, {}); }
+    CHECK_FALSE(disk.Has("/t/A-journal.kept"));
+  }
+}
+
 TEST_CASE("no forged number makes a journal change anything but what was torn") {
   const char* const more = std::getenv("KELVORIN_FORGED_JOURNALS");
   const int count = more != nullptr ? std::atoi(more) : 400;
