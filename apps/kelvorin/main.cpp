@@ -1,6 +1,9 @@
 // The command line host: everything the component does without windows, one command each.
 
 #include <CLI/CLI.hpp>
+#include <functional>
+#include <set>
+#include <string>
 
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/output.h"
@@ -22,6 +25,9 @@ int Report(ExitStatus status, const Status& failure) {
 }
 
 void PrintNotice(std::string_view text) {
+  // Opening, making and filling a table each find the same thing worth telling.
+  static std::set<std::string, std::less<>> told;
+  if (!told.emplace(text).second) return;
   std::fflush(stdout);
   std::fprintf(stderr, "kelvorin: note: %s\n", ToUtf8(text).c_str());
 }

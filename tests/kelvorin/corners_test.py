@@ -290,6 +290,36 @@ class Corners(unittest.TestCase):
         self.assertIn("1252", self.run_it("fields", "DBase3:.", "P", "--oem-page", 1252).stderr)
         outcome = self.import_it("P.DBF", "--into", "Access:p.mdb", "--table", "P", "--create")
         self.assertTrue(any("850" in note for note in outcome["notices"]))
+        said = self.run_it("import", "P.DBF", "--into", "DBase3:.", "--table", "Q", "--create").stderr
+        self.assertEqual([said.count(f"{name}.DBF' names no code page") for name in "PQ"], [1, 1], said)
+
+    def test_what_comes_late_or_is_equal_as_a_number_is_told(self):
+        source = self.write("late.csv", "".join(f"{i},a\r\n" for i in range(30)) + "31,a,EXTRA\r\n32,a,,FIVE\r\n")
+        for kind in KINDS:
+            outcome = self.import_it(source, "--into", self.place(kind, "late"), "--table", "T", "--create", *AS_GIVEN)
+            stored = self.dump(self.place(kind, "late"), "T")
+            late = sum(value in ("EXTRA", "FIVE") for row in stored for value in row)
+            self.assertEqual((len(stored), late + outcome.get("left_out_values", 0)), (32, 2), kind)
+        zeros = self.write("zeros.csv", "0,a\r\n-0,b\r\n-0.0,c\r\n0.0,d\r\n1,e\r\n")
+        for type_ in ("Double", "Single", "Currency", "Decimal:9:2"):
+            name = f"Access:{type_[:4]}.mdb"
+            self.run_it("create", name, "T", f"A:{type_}", "B:Text:1", "--primary", "A")
+            outcome = self.import_it(zeros, "--into", name, "--table", "T", *AS_GIVEN, check=1)
+            self.assertEqual((outcome["rejected"], self.dump(name, "T")), (3, [["0", "a"], ["1", "e"]]), type_)
+
+    def test_a_text_without_line_ends_costs_little_memory(self):
+        """What no record can be is refused at once; what is just below the limit is held a few times at most."""
+        self.run_it("create", "DBase3:one", "T", "A:Text:20")
+        peaks = []
+        for size, status in ((10, 0), (8_000_000, 0), (300_000_000, 3)):
+            path = self.write("one.txt", b"0123456789")
+            os.truncate(path, size)
+            pid = os.posix_spawn(KELVORIN, [KELVORIN, "import", str(path), "--into", f"DBase3:{self.folder}/one", "--table",
+                                            "T", *AS_GIVEN], {**self.environment, "ASAN_OPTIONS": "quarantine_size_mb=1"}, file_actions=[(os.POSIX_SPAWN_OPEN, fd, os.devnull, os.O_WRONLY, 0) for fd in (1, 2)])
+            _, ended, usage = os.wait4(pid, 0)
+            self.assertEqual(os.waitstatus_to_exitcode(ended), status, size)
+            peaks.append(usage.ru_maxrss // 1024)
+        self.assertLess(max(peaks) - peaks[0], 80, f"MiB: {peaks}")
 
     def test_readers_share_a_source(self):
         for kind in KINDS:
