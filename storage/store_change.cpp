@@ -108,6 +108,16 @@ void Store::State::FillGap(FileNo no, std::uint64_t from, std::uint64_t to) {
   }
 }
 
+/// What the hooks will change at the end of the group: on a full disk they would fail, and all that
+/// the group holds with them.
+std::uint64_t Store::State::RoomForHooks() const noexcept {
+  constexpr std::uint64_t kPagesOfHook = 2;  // of each file
+  if (hooks.empty() || closing_group) return 0;
+  std::uint64_t room = 0;
+  for (const StoredFile& f : files) room += kPagesOfHook * Journal::RoomFor(f.page_bytes, true);
+  return room;
+}
+
 void Store::State::MakeChanged(StoredFile& f, FrameNo frame, std::uint64_t page) {
   if (cache[frame].list == PageCache::List::kChanged) return;
   if (cache[frame].list == PageCache::List::kNone)
@@ -116,7 +126,7 @@ void Store::State::MakeChanged(StoredFile& f, FrameNo frame, std::uint64_t page)
   // disk is full.
   const std::uint64_t need =
       journal_need + Journal::RoomFor(f.page_bytes, PageStart(f, page) < f.disk_size);
-  journal->Reserve(kBodyAt + kEntryBytes * files.size() + need);
+  journal->Reserve(kBodyAt + kEntryBytes * files.size() + need + RoomForHooks());
   journal_need = need;
   if (!group_changed) {
     group_changed = true;

@@ -46,7 +46,14 @@ void Store::State::CloseGroup() {
   if (!hooks.empty()) {
     BeginBracket();
     Bracket last(store);
-    for (GroupHook* hook : hooks) hook->BeforeGroup(store);
+    closing_group = true;
+    try {
+      for (GroupHook* hook : hooks) hook->BeforeGroup(store);
+    } catch (...) {
+      closing_group = false;
+      throw;
+    }
+    closing_group = false;
     last.Commit();
   }
   try {

@@ -124,6 +124,7 @@ struct Store::State {
   void Touch(FileNo no);
   void Extend(FileNo no, std::uint64_t end);
   void FillGap(FileNo no, std::uint64_t from, std::uint64_t to);
+  std::uint64_t RoomForHooks() const noexcept;
   void MakeChanged(StoredFile& f, FrameNo frame, std::uint64_t page);
   void CutCached(FileNo no, std::uint64_t size);
   void Undo() noexcept;
@@ -181,6 +182,7 @@ struct Store::State {
   std::vector<std::uint64_t> sums;          // of pieces, for the journal
   std::uint64_t bracket = 0;                // number of the open or last bracket
   bool in_bracket = false;
+  bool closing_group = false;  // the hooks are at work
   bool group_changed = false;
   bool folder_changed = false;         // a file was made
   std::int64_t group_since = 0;        // milliseconds; of the first change in the group

@@ -210,3 +210,35 @@ TEST_CASE("a full disk fails the record that needed the room and no other") {
   CHECK(expected.size() > 134'000);  // all but the journal's 64 KiB
   CHECK(disk.Contents("/t/A") == expected);
 }
+
+TEST_CASE("what a hook changes has its room though the disk is full") {
+  struct HeadHook : storage::GroupHook {
+    void BeforeGroup(Store& store) override { store.Write(kMainFile, 0, AsBytes("H")); }
+  } hook;
+  for (std::uint64_t room = 900'000; room < 1'000'000; room += 3'000) {
+    CAPTURE(room);
+    MemoryFileSystem disk;
+    std::string expected(800'000, 'a');
+    disk.Put("/t/A", expected);
+    disk.room = room;
+    {
+      const auto store = Store::Open(disk, "/t/A", {});
+      store->AddGroupHook(hook);
+      bool full = false;
+      for (std::size_t at = 10'000; at < expected.size(); at += 5'000) {
+        const Code code = CodeOf([&] {
+          Bracket bracket = store->Begin();
+          store->Write(kMainFile, at, AsBytes("b"));
+          bracket.Commit();
+          expected[at] = 'b';
+        });
+        full = full || code == Code::kNoSpace;
+      }
+      CHECK(full);
+      CHECK(CodeOf([&] { store->Flush(); }) == Code::kOk);
+      store->RemoveGroupHook(hook);
+    }
+    expected[0] = 'H';
+    CHECK((disk.Contents("/t/A") == expected));
+  }
+}
