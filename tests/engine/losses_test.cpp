@@ -262,6 +262,12 @@ TEST_CASE("A column that the source does not have is told, and empties nothing")
     CHECK(result.left_out_values == row.left_out);
     CHECK(result.first_left_out_line == (row.left_out != 0 ? 2 : 0));
   }
+  // A server is not told of the column: what it fills in by itself stands.
+  RunRig server(TableOf("Goods", {Text("A"), Text("B")}), true);
+  server.FromText("a\r\n");
+  server.Map({0, 1});
+  CHECK(server.Run().notices.size() == 1);
+  CHECK(server.memory.Posts("shop").at(0) == "insert A='a'");
 }
 
 TEST_CASE("Orders that would lose records are refused or given up") {

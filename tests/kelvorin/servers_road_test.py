@@ -70,6 +70,20 @@ class ServersRoad(unittest.TestCase):
                       "third", "--create", status=0)
         self.assertEqual(sorted(row[0] for row in place.rows("third")), ["101", "102"])
 
+    def test_the_error_limit_wins_over_what_comes_behind_it(self):
+        """Records go in groups: what the server refuses late ends the run where it would have ended one by one."""
+        place.sql("CREATE TABLE lim (id INTEGER PRIMARY KEY, t VARCHAR(3))")
+        source = self.folder / "lim.csv"
+        source.write_text("1,abcdef\r\n1,abcdef\r\n2,abcdef\r\n" + ",".join("x" * 300) + "\r\n")
+        words = ["import", source, "--into", self.target, "--table", "lim", "--separators", "comma", "--map-in-order",
+                 "--empty-target", "--json"]
+        for limit, status, expected in ((1, 1, [2, 1, 1, 1, 1]), (2, 3, [4, 2, 1, 2, 2])):
+            said = self.kelvorin(*words, "--limit-errors", limit, status=status)
+            outcome = json.loads(said[said.index("{"):said.index("}\n") + 1])
+            self.assertEqual([*(outcome[k] for k in ("read", "imported", "rejected", "truncated_values")),
+                              len(place.rows("lim"))], expected, said)
+            self.assertEqual("251" in (outcome["fatal"] or ""), limit == 2)
+
     def test_passwords_stay_off_the_command_line(self):
         if SERVER != "mariadb":
             self.skipTest("the other servers ask for none here")

@@ -144,6 +144,54 @@ TEST_CASE("A stopped run, a container that throws and a handler that lets itself
   CHECK(rig.control == nullptr);
 }
 
+TEST_CASE("Every failure of a host is told once, and nothing of a call reaches the next") {
+  LiveRig rig;
+  std::string told;
+  rig.control->PropertyChanged = [&](std::string_view key) { told += key; };
+  CHECK(rig.control->SetPropertyText("dsn", "Sales").ok());
+  CHECK(told == "DSN");
+  rig.control->PropertyChanged = {};
+
+  int calls = 0;
+  rig.control->FilterField = [&](std::string_view, std::string_view, bool&) {
+    ++calls;
+    throw 42;
+  };
+  CHECK(rig.Run() == -1);
+  CHECK(calls == 1);
+  CHECK(rig.control->LastError().find("FilterField failed: unknown exception") !=
+        std::string::npos);
+  rig.control->FilterField = {};
+  rig.screen.on_yield = [&] { rig.control->StopRun("the host is going"); };
+  CHECK(rig.Run() == -1);
+  rig.screen.on_yield = {};
+  CHECK(rig.Run() == 0);
+  CHECK(rig.control->LastRun().imported == 500);
+
+  int width = 1, height = 1;
+  Kelvorin::Resize(width, height);
+  CHECK(std::pair(width, height) == std::pair(kControlWidthTwips, kControlHeightTwips));
+}
+
+TEST_CASE("A control out of sight takes no click, and a list keeps its choice when others go") {
+  WizardRig rig;
+  rig.Start();
+  int clicks = 0;
+  rig.c->BtnNext.SetEnabled(true);
+  rig.c->BtnNext.on_click = [&] { ++clicks; };
+  for (const bool visible : {false, true}) {
+    rig.c->BtnNext.SetVisible(visible);
+    rig.c->BtnNext.UserClick();
+  }
+  CHECK(clicks == 1);
+  rig.c->lstTables.SetItems({"a", "b", "c"});
+  rig.c->lstTables.SelectItem(2);
+  rig.c->lstTables.RemoveItem(0);
+  CHECK(rig.c->lstTables.text() == "c");
+  rig.c->lstTables.RemoveItem(1);
+  CHECK(rig.c->lstTables.text().empty());
+}
+
 TEST_CASE("Help is the host's, by its number") {
   LiveRig rig;
   int topic = 0;
