@@ -184,7 +184,10 @@ void FillFile(storage::FileSystem& fs, Table& table, const std::string& path, In
 
 void BuildIndexFile(storage::FileSystem& fs, Table& table, const IndexFileName& file,
                     IndexKind kind, const std::vector<TagDefinition>& tags, bool strict) {
-  const std::string unnamed = file.path + "-new";
+  // Where the name is a link the file it leads to is replaced, which others may use too.
+  const bool there = fs.Exists(file.path);
+  const std::string path = there ? fs.RealPath(file.path) : file.path;
+  const std::string unnamed = path + "-new";
   std::vector<TagPlace> places;
   const std::string table_name(WithoutExtension(storage::NameOf(table.path())));
   const std::string image =
@@ -192,12 +195,12 @@ void BuildIndexFile(storage::FileSystem& fs, Table& table, const IndexFileName& 
   try {
     {
       const std::unique_ptr<storage::File> made = fs.Open(unnamed, os::OpenMode::kCreateOrTruncate);
-      if (fs.Exists(file.path)) made->TakeAccess(*fs.Open(file.path, os::OpenMode::kRead));
+      if (there) made->TakeAccess(*fs.Open(path, os::OpenMode::kRead));
       made->Write(0, base::AsBytes(image));
     }
     FillFile(fs, table, unnamed, {kind, {}, file.path, file.constraint}, std::move(places), strict);
-    fs.Rename(unnamed, file.path);
-    fs.SyncFolder(storage::FolderOf(file.path));
+    fs.Rename(unnamed, path);
+    fs.SyncFolder(storage::FolderOf(path));
   } catch (...) {
     try {
       if (fs.Exists(unnamed)) fs.Remove(unnamed);

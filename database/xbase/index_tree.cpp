@@ -25,6 +25,13 @@ bool IsOpenEnd(base::ByteSpan entry) noexcept {
 
 // --- Finding
 
+std::uint32_t IndexTree::Place::HighestRecord() const noexcept {
+  std::uint32_t highest = 0;
+  const IndexNode& leaf = steps_[depth_ - 1].node;
+  for (std::size_t i = 0; i < leaf.count(); ++i) highest = std::max(highest, leaf.RecordAt(i));
+  return highest;
+}
+
 void IndexTree::Sync(Place& place) noexcept {
   place.walked_ = 0;
   if (place.version_ == version_ && place.tree_ == this) return;

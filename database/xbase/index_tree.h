@@ -35,6 +35,8 @@ class IndexTree {
     std::uint32_t record() const noexcept {
       return base::LoadBE32(entry_, entry_.size() - kRecordNumberBytes);
     }
+    /// The greatest record number in the leaf it was led to; 0 when that is empty.
+    std::uint32_t HighestRecord() const noexcept;
 
    private:
     friend class IndexTree;

@@ -249,8 +249,9 @@ void Table::FreshenIndexes() {
   const Tag* stale = FindStaleIndex();
   if (stale == nullptr) return;
   (void)RebuildIndexes();
-  notes_.push_back("tag '" + stale->definition().name + "' of index file '" + stale->path() +
-                   "' lacked records of its table: the table's indexes were rebuilt");
+  notes_.push_back(
+      "tag '" + stale->definition().name + "' of index file '" + stale->path() +
+      "' lacked records of its table or named others: the table's indexes were rebuilt");
 }
 
 std::size_t Table::RebuildIndexes() {

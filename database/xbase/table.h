@@ -47,7 +47,7 @@ class Table final : private storage::GroupHook, private LiveRecords {
   MemoFile* memo() noexcept { return memo_ ? &*memo_ : nullptr; }
   TableIndexes& indexes() noexcept { return *indexes_; }
   const TableIndexes& indexes() const noexcept { return *indexes_; }
-  /// The tag that lacks records the table has, or null; looked for once.
+  /// The tag that is out of date with the table, or null; looked for once.
   const Tag* FindStaleIndex();
   /// Rebuilds the indexes when one is out of date, and notes it. To be called before a change,
   /// and before a record is looked up that is to be changed.

@@ -138,22 +138,31 @@ void TableIndexes::Stamp() {
   }
 }
 
-bool TableIndexes::Lacks(Tag& tag, base::ByteSpan row, std::uint32_t record) {
+/// Whether the record's entry is missing, or another one in its leaf names a record behind the
+/// table's last.
+bool TableIndexes::IsWrongAbout(Tag& tag, base::ByteSpan row, std::uint32_t record,
+                                std::uint32_t last) {
   std::vector<std::byte> entry(tag.entry_bytes());
   if (!tag.MakeEntry(row, record, entry.data())) return false;
-  return !tag.Holds(entry, tag.definition().unique || tag.constraint());
+  if (!tag.Holds(entry, tag.definition().unique || tag.constraint())) return true;
+  (void)tag.tree().Find(entry, place_);
+  return place_.HighestRecord() > last;
 }
 
 const Tag* TableIndexes::FindStale(storage::Store& store, const TableLayout& layout,
                                    std::uint32_t records) {
   std::vector<std::byte> row(layout.record_bytes);
+  const std::uint32_t last = std::max(records, layout.record_count);
   for (const std::unique_ptr<Tag>& tag : tags_) {
     if (!tag->usable()) continue;
+    // A table that became shorter: its index would hand the old entries to the next records.
+    if (tag->tree().First(place_) && place_.HighestRecord() > last) return tag.get();
+    if (tag->tree().Last(place_) && place_.HighestRecord() > last) return tag.get();
     const std::uint32_t first = records > kRecordsLookedFor ? records - kRecordsLookedFor : 0;
     for (std::uint32_t record = records; record > first; --record) {
       store.Read(storage::kMainFile,
                  layout.header_bytes + std::uint64_t{record - 1} * layout.record_bytes, row);
-      if (Lacks(*tag, row, record)) return tag.get();
+      if (IsWrongAbout(*tag, row, record, last)) return tag.get();
     }
   }
   return nullptr;

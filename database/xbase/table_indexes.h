@@ -49,8 +49,9 @@ class TableIndexes {
   /// Opens the index file at `file` of `files` anew after another one took its place.
   void Reopen(storage::Store& store, std::size_t file);
 
-  /// The first tag that lacks one of the last records, or null. Looks at few records: an index that
-  /// a program forgot about lacks what was appended since.
+  /// The first tag that lacks one of the last records or names some behind them, or null. Looks at
+  /// few pages: an index that a program forgot about lacks what was appended since, and one whose
+  /// table was replaced by an older one names what is not there.
   const Tag* FindStale(storage::Store& store, const TableLayout& layout, std::uint32_t records);
 
  private:
@@ -67,7 +68,7 @@ class TableIndexes {
   void Attach(storage::Store& store, const IndexFileName& name, std::uint32_t number,
               const TableLayout& layout, const TextPage& page);
   Status PlanUnique(Tag& tag, Planned& planned, LiveRecords& records);
-  bool Lacks(Tag& tag, base::ByteSpan row, std::uint32_t record);
+  bool IsWrongAbout(Tag& tag, base::ByteSpan row, std::uint32_t record, std::uint32_t last);
 
   std::vector<IndexFile> files_;
   std::vector<std::unique_ptr<Tag>> tags_;

@@ -159,8 +159,8 @@ void XbaseRecordset::DoSetIndex(const IndexDef* index) {
   } else if (const Tag* stale = table_->FindStaleIndex(); stale != nullptr) {
     table_->notes().push_back(
         "tag '" + stale->definition().name + "' of index file '" + stale->path() +
-        "' lacks records of its table, which are not found by it; the table's "
-        "indexes are rebuilt before it is written");
+        "' lacks records of its table, which are not found by it, or names others; the "
+        "table's indexes are rebuilt before it is written");
   }
   TellNotes();
   tag_ = tag;

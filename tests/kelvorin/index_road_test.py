@@ -145,6 +145,30 @@ class Indexes(unittest.TestCase):
                 self.assertEqual(sum("were rebuilt" in n for n in told["notices"]), 1, told)
                 self.sound(target, "T")
 
+    def test_links_and_a_table_put_back(self):
+        for kind in KINDS:
+            with self.subTest(kind):
+                target = self.made(kind)
+                folder = self.folder / kind
+                self.load([self.NAMES, *self.ROWS[:100]], target)
+                old = (folder / "T.DBF").read_bytes()
+                self.load([self.NAMES, *self.ROWS[100:]], target)
+                # Building anew leaves the links, and the files where they are.
+                links = self.folder / f"{kind}-links"
+                links.mkdir()
+                for path in folder.iterdir():
+                    (links / path.name).symlink_to(path)
+                through = f"{kind}:{links}"
+                kelvorin("reindex", through, "T")
+                self.assertTrue(all(path.is_symlink() for path in links.iterdir()))
+                self.load([self.NAMES, ["LAST", "1", "2001-01-01", "999"]], through)
+                self.sound(target, "T")
+                # What the index keeps of records that are gone must not become the next records'.
+                (folder / "T.DBF").write_bytes(old)
+                told = self.load([self.NAMES, ["LAST", "1", "2001-01-01", "999"]], target)
+                self.assertEqual(sum("were rebuilt" in n for n in told["notices"]), 1, told)
+                self.sound(target, "T")
+
     def test_create_takes_the_indexes_over(self):
         for kind in KINDS:
             with self.subTest(kind):

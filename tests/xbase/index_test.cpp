@@ -460,14 +460,30 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
     CAPTURE(std::string(kind.connect));
     MemoryFileSystem disk;
     std::map<std::string, std::string> old;
+    std::string old_table;
     {
       Work work(kind, disk, "/d", 5);
       for (int step = 0; step < 60; ++step) work.Add();
       REQUIRE(work.Flush().ok());
       for (const std::string& name : disk.List("/d"))
         if (name.find("DX") != std::string::npos) old[name] = disk.Contents("/d/" + name);
+      old_table = disk.Contents("/d/T.DBF");
       for (int step = 0; step < 60; ++step) work.Add();
       REQUIRE(work.Close().ok());
+    }
+    {
+      // A table put back: its indexes know records that the next ones would be taken for.
+      MemoryFileSystem put_back;
+      for (const std::string& name : disk.List("/d"))
+        put_back.Put("/d/" + name, disk.Contents("/d/" + name));
+      put_back.Put("/d/T.DBF", old_table);
+      Folder folder("/d", kind.connect, put_back);
+      folder.Fill("T", {{"fresh", "1.5", "2001-01-01", "900"}});
+      const auto told = folder.engine().TakeNotices();
+      CHECK(std::any_of(told.begin(), told.end(), [](const std::string& notice) {
+        return notice.find("were rebuilt") != std::string::npos;
+      }));
+      CHECK(Show(*folder->Inspect("T")) == "");
     }
     for (const bool look_up : {false, true}) {
       for (const auto& [name, contents] : old) disk.Put("/d/" + name, contents);
@@ -503,6 +519,63 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
       REQUIRE(set->Close().ok());
       CHECK(Show(*folder->Inspect("T")) == "");
     }
+  }
+}
+
+TEST_CASE("pages of an index that run empty are used again, and its tree becomes lower") {
+  // Keys go by becoming those of another record or, in a candidate tag, by deleting.
+  for (const char* connect : {"dBASE IV", "FoxPro 2.6", "FoxPro 3.0"}) {
+    CAPTURE(std::string(connect));
+    const bool candidate = connect == std::string("FoxPro 3.0");
+    const TempFolder temp;
+    const std::string file = temp.File(connect == std::string("dBASE IV") ? "T.MDX" : "T.CDX");
+    TableDef def = MakeTable("T", {MakeField("NAME", kText, 100)});
+    IndexDef& index = def.Indexes.emplace_back();
+    index.Name = "BYNAME";
+    index.Columns = {{"NAME", false}};
+    index.Unique = true;
+    const auto name = [](int n) { return std::to_string(100 + n) + std::string(80, 'x') + "-"; };
+    Folder folder(temp.path(), connect);
+    folder.Make(def);
+    const auto fill = [&](int first) {
+      std::vector<Row> rows;
+      for (int n = first; n < 60; ++n) rows.push_back({name(n)});
+      folder.Fill("T", rows);
+    };
+    fill(0);
+    CHECK(DeepestTree(temp.path()) >= 2);
+    const auto full_bytes = std::filesystem::file_size(file);
+    auto set = folder.Open("T");
+    for (Must(set->MoveNext()); !set->Eof(); Must(set->MoveNext())) {
+      if (candidate) {
+        Must(set->Delete());
+        continue;
+      }
+      Must(set->Edit());
+      Must(set->Fields(0).SetText(name(0)));
+      Must(set->Update());
+    }
+    Must(set->Close());
+    CHECK(DeepestTree(temp.path()) == 1);
+    CHECK(Show(*folder->Inspect("T")) == "");
+    fill(1);
+    CHECK(std::filesystem::file_size(file) <= full_bytes);
+    CHECK(Show(*folder->Inspect("T")) == "");
+    // Of an entry there is one, however often it is entered.
+    const auto files = std::make_shared<storage::OpenFiles>();
+    OpenTables tables(storage::RealFileSystem(), files);
+    {
+      const auto table = tables.Open(temp.File("T.DBF"), true, false);
+      const auto store = files->Open(storage::RealFileSystem(), temp.File("T.DBF"), {});
+      IndexTree& tree = table->indexes().tags().at(0)->tree();
+      IndexTree::Place place;
+      REQUIRE(tree.First(place));
+      const std::vector<std::byte> entry(place.entry().begin(), place.entry().end());
+      storage::Bracket bracket = store->Begin();
+      tree.Insert(entry);
+      bracket.Commit();
+    }
+    CHECK(Show(*folder->Inspect("T")) == "");
   }
 }
 
