@@ -26,7 +26,8 @@ const IndexDef* TableDef::FindIndex(std::string_view name) const noexcept {
   for (const IndexDef& index : Indexes)
     if (base::EqualAnyCase(index.Name, name)) return &index;
   for (const IndexDef& index : Indexes)
-    if (!index.Alias.empty() && base::EqualAnyCase(index.Alias, name)) return &index;
+    for (const std::string& alias : index.Aliases)
+      if (base::EqualAnyCase(alias, name)) return &index;
   return nullptr;
 }
 

@@ -66,7 +66,7 @@ struct IndexDef {
   bool Primary = false;
   bool Required = false;  // key fields refuse Null
   bool IgnoreNulls = false;
-  std::string Alias;  // another name that finds the index, empty for none
+  std::vector<std::string> Aliases;  // other names that find the index
 
   /// The key as one text: names separated by ";", each preceded by "+" (ascending) or "-".
   std::string Fields() const;
@@ -93,7 +93,7 @@ struct TableDef {
   /// Position of a field by name, spelled so, else without regard to case (first match), or -1.
   /// Letters beyond ASCII are compared as those of the ANSI page.
   int FindField(std::string_view name) const noexcept;
-  /// Index by name without regard to case, else by alias, or null.
+  /// Index by name without regard to case, else by one of its aliases, or null.
   const IndexDef* FindIndex(std::string_view name) const noexcept;
 };
 

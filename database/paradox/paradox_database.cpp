@@ -77,7 +77,7 @@ TableDef ParadoxDatabase::Describe(Table& table) const {
   if (table.keyed()) {
     IndexDef primary;
     primary.Name = kPrimaryName;
-    primary.Alias = def.Name;
+    primary.Aliases = {def.Name, "PRIMARY"};
     primary.Primary = primary.Unique = true;
     for (std::size_t i = 0; i < table.header().key_fields; ++i)
       primary.Columns.push_back({table.columns()[i].name, false});

@@ -127,7 +127,7 @@ TableDef XbaseDatabase::Describe(const Table& table) const {
     // An index file that had to be called by its table too is found without that.
     const std::string front = base::UpperAscii(def.Name) + "_";
     if (tag->kind() == IndexKind::kNdx && base::StartsWithIgnoreCase(index.Name, front))
-      index.Alias = index.Name.substr(front.size());
+      index.Aliases = {index.Name.substr(front.size())};
     def.Indexes.push_back(std::move(index));
   }
   def.WhyReadOnly = table.why_read_only();

@@ -44,7 +44,7 @@ TEST_CASE("fields and indexes are found without regard to case, letters beyond A
   CHECK(table.FindField("") == -1);
   IndexDef primary;
   primary.Name = "PrimaryKey";
-  primary.Alias = "CUSTOMER";
+  primary.Aliases = {"CUSTOMER"};
   IndexDef customer;
   customer.Name = "Customer";
   table.Indexes = {primary};

@@ -42,14 +42,14 @@ struct Pages {
 
 }  // namespace
 
-TEST_CASE("key fields stand first, the primary index has two names") {
+TEST_CASE("key fields stand first, the primary index has three names") {
   const Pages pages;
   MemoryFileSystem disk;
   MakePeople(disk);
   Folder folder("/d", kConnect, disk);
   auto set = folder.Open("T");
   CHECK(set->Fields(0).Name() == "ID");
-  for (const char* name : {"primarykey", "t"}) {
+  for (const char* name : {"primarykey", "t", "primary"}) {
     REQUIRE(set->SetIndex(name).ok());
     CHECK(set->Index() == "PrimaryKey");
   }
@@ -168,6 +168,19 @@ TEST_CASE("what a product cannot hold is refused before anything is made") {
     CHECK_MESSAGE(made.message().find(refused.word) != std::string_view::npos, made.message());
     CHECK(disk.List("/d").empty());
   }
+}
+
+TEST_CASE("a table made like another has its types, where its fields alone would give others") {
+  const Pages pages;
+  MemoryFileSystem disk;
+  Folder folder("/d", kConnect, disk);
+  folder.Make(MakeTable("A", {MakeField("MONEY", kCurrency), MakeField("TIME", kTime)}));
+  TableDef def = *folder->FindTableDef("A");
+  CHECK(def.Fields[0].Type == kDouble);
+  CHECK(def.Fields[1].Type == kDate);
+  def.Name = "B";
+  folder.Make(def);
+  CHECK(folder->FindTableDef("B")->Fields == def.Fields);
 }
 
 TEST_CASE("validity checks of this structure say which fields must be filled") {
