@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/language.h"
+
 namespace kelvorin::contract {
 
-Control::Control(Form& form, std::string name, ControlKind kind, std::string caption)
-    : form_(form), name_(std::move(name)), kind_(kind), caption_(std::move(caption)) {
+Control::Control(Form& form, std::string name, ControlKind kind, std::string_view caption)
+    : form_(form), name_(std::move(name)), kind_(kind), caption_(base::Tr(caption)) {
   form.controls_.push_back(this);
 }
 
@@ -196,6 +198,13 @@ void Grid::SetBold(std::size_t row, std::size_t column, bool bold) {
   if (std::exchange(rows_[row][column].bold, bold) != bold) Changed();
 }
 
+void Grid::SetDoubt(std::size_t row, std::size_t column, std::string_view doubt) {
+  std::string& kept = rows_[row][column].doubt;
+  if (kept == doubt) return;
+  kept = doubt;
+  Changed();
+}
+
 void Grid::SetRow(int row) {
   if (std::exchange(row_, row) != row) Changed();
 }
@@ -212,6 +221,9 @@ void Grid::UserRow(int row) {
 }
 
 // --- Form
+
+Form::Form(std::string name, std::string_view caption)
+    : name_(std::move(name)), caption_(base::Tr(caption)) {}
 
 void Form::SetCaption(std::string_view caption) {
   if (caption_ == caption) return;

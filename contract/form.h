@@ -44,8 +44,9 @@ class FormView {
 /// One control. The setters compare, store and tell the view; then handlers run as each says.
 class Control {
  public:
-  /// `caption` may hold one mnemonic mark, "&".
-  Control(Form& form, std::string name, ControlKind kind, std::string caption = {});
+  /// `caption` may hold one mnemonic mark, "&"; it is a text of the product and shows in the user's
+  /// language. What the setters are given shows as it is.
+  Control(Form& form, std::string name, ControlKind kind, std::string_view caption = {});
   virtual ~Control() = default;
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
@@ -149,6 +150,7 @@ class Grid : public Control {
   struct Cell {
     std::string text;
     bool bold = false;
+    std::string doubt = {};  // why the cell is marked; empty: it is not
     bool operator==(const Cell&) const = default;
   };
   using Row = std::vector<Cell>;
@@ -168,8 +170,12 @@ class Grid : public Control {
   void Fill(std::vector<std::string> headings, std::vector<Row> rows, std::vector<int> widths = {});
   void SetCell(std::size_t row, std::size_t column, std::string_view text);
   void SetBold(std::size_t row, std::size_t column, bool bold);
+  void SetDoubt(std::size_t row, std::size_t column, std::string_view doubt);
   void SetRow(int row);  // no handler
   void SelectColumn(int column);
+
+  /// Columns that share the room a wide window has left, in the proportion of their widths.
+  std::vector<int> grown_columns;
 
   /// The user moved to another row; runs `on_row_change`.
   void UserRow(int row);
@@ -188,8 +194,8 @@ class Grid : public Control {
 /// A form: a name, a caption and controls. It outlives its window.
 class Form {
  public:
-  explicit Form(std::string name, std::string caption = {})
-      : name_(std::move(name)), caption_(std::move(caption)) {}
+  /// The caption is a text of the product.
+  explicit Form(std::string name, std::string_view caption = {});
   virtual ~Form() = default;
   Form(const Form&) = delete;
   Form& operator=(const Form&) = delete;

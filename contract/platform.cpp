@@ -1,13 +1,13 @@
 #include "contract/platform.h"
 
 #include "base/M_STRING.h"
+#include "base/language.h"
 
 namespace kelvorin::contract {
 
 std::string CountText(std::int64_t records, std::int64_t total) {
-  std::string text = base::ToDecimal(records);
-  if (records <= total) text += " out of " + base::ToDecimal(total);
-  return text;
+  if (records > total) return base::ToDecimal(records);
+  return base::Tr("%1 out of %2", {base::ToDecimal(records), base::ToDecimal(total)});
 }
 
 Status Platform::CanShowForms() const {

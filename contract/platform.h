@@ -75,6 +75,8 @@ class Platform {
   virtual void ShowModal(Form& form);
   /// The chosen file's path, empty when the dialog was cancelled.
   virtual std::string ChooseFile(const FileDialog&) { return {}; }
+  /// The text of the clipboard, in UTF-8; empty where it holds none.
+  virtual std::string ClipboardText() { return {}; }
   /// What was typed, empty also when the box was cancelled.
   virtual std::string InputBox(std::string_view /*title*/, std::string_view /*prompt*/,
                                std::string_view /*text*/) {

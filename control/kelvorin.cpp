@@ -247,8 +247,8 @@ void Kelvorin::Resize(int& width_twips, int& height_twips) noexcept {
 
 void Kelvorin::display() noexcept {
   Safely([](Core& core) {
-    core.platform->Ask(
-        {"Display", "Property Check", contract::Icon::kExclamation, contract::Buttons::kOk});
+    core.platform->Ask({base::Tr("Display"), base::Tr("Property Check"),
+                        contract::Icon::kExclamation, contract::Buttons::kOk});
   });
 }
 

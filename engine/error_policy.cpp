@@ -9,6 +9,7 @@
 
 namespace kelvorin::engine {
 
+using base::Tr;
 using contract::Answer;
 using contract::Buttons;
 using contract::Icon;
@@ -59,36 +60,35 @@ void ErrorPolicy::TellNotices(std::vector<std::string>& told) {
   }
 }
 
-const std::string& ErrorPolicy::Fatal(std::string_view message, const Status& why) {
-  const std::string text = WithDescription(message, why);
+const std::string& ErrorPolicy::Fatal(const Message& message, const Status& why) {
+  const std::string text = WithDescription(message.plain, why);
   // The run ends with this error; a log that cannot take it changes nothing about that.
   static_cast<void>(log_.Write(text + std::string(base::kCrLf)).ok());
   if (show_) {
-    std::string shown = "The following Error Occured:";
+    std::string shown = Tr("The following Error Occured:");
     for (int i = 0; i < 2; ++i) shown += base::kCrLf;
-    shown += message;
+    shown += message.shown;
     shown += base::kCrLf;
     shown += PendingErrors(engine_, why);
-    platform_.Ask({std::move(shown), std::string(kTitleError), Icon::kCritical, Buttons::kOk});
+    platform_.Ask({std::move(shown), Tr(kTitleError), Icon::kCritical, Buttons::kOk});
   }
   SetLastError(text);
   return caller_.properties().LastError;
 }
 
-const std::string& ErrorPolicy::Refuse(std::string_view message) {
-  static_cast<void>(log_.Write(std::string(message) + std::string(base::kCrLf)).ok());
-  if (show_)
-    platform_.Ask({std::string(message), std::string(kTitleError), Icon::kCritical, Buttons::kOk});
-  SetLastError(std::string(message));
+const std::string& ErrorPolicy::Refuse(const Message& message) {
+  static_cast<void>(log_.Write(message.plain + std::string(base::kCrLf)).ok());
+  if (show_) platform_.Ask({message.shown, Tr(kTitleError), Icon::kCritical, Buttons::kOk});
+  SetLastError(message.plain);
   return caller_.properties().LastError;
 }
 
-Status ErrorPolicy::Record(std::string message, const Status& why, bool& stop,
+Status ErrorPolicy::Record(const Message& message, const Status& why, bool& stop,
                            std::optional<std::int64_t> line_number) {
   ++error_count_;
-  std::string text = WithDescription(message, why);
+  std::string text = WithDescription(message.plain, why);
   if (log_.is_open()) {
-    std::string entry = WithDescriptionOnce(message, why) + std::string(base::kCrLf);
+    std::string entry = WithDescriptionOnce(message.plain, why) + std::string(base::kCrLf);
     if (line_number)
       entry.insert(std::min(entry.find(base::kCrLf), entry.size()),
                    " at line " + base::ToDecimal(*line_number));
@@ -97,21 +97,19 @@ Status ErrorPolicy::Record(std::string message, const Status& why, bool& stop,
   SetLastError(std::move(text));
   engine_.ClearErrors();
   if (show_) {
-    message += base::kCrLf;
-    message += kContinue;
-    const Answer answer = platform_.Ask(
-        {std::move(message), std::string(kTitleError), Icon::kExclamation, Buttons::kYesNo});
+    const Answer answer = platform_.Ask({message.shown + std::string(base::kCrLf) + Tr(kContinue),
+                                         Tr(kTitleError), Icon::kExclamation, Buttons::kYesNo});
     if (answer == Answer::kNo) stop = true;
   }
   if (show_ && !stop) {
-    const Answer answer = platform_.Ask({std::string(kContinueSilently), std::string(kTitleError),
-                                         Icon::kQuestion, Buttons::kYesNo});
+    const Answer answer =
+        platform_.Ask({Tr(kContinueSilently), Tr(kTitleError), Icon::kQuestion, Buttons::kYesNo});
     if (answer == Answer::kYes) show_ = false;
   }
   if (setting_.LimitErrors && error_count_ >= setting_.nErrorStop) {
-    const std::string limit = LimitMessage(setting_.nErrorStop);
-    if (log_.is_open()) KV_TRY(log_.Write(limit + std::string(base::kCrLf)));
-    if (show_) platform_.Ask({limit, std::string(kTitleError), Icon::kCritical, Buttons::kOk});
+    const Message limit = LimitMessage(setting_.nErrorStop);
+    if (log_.is_open()) KV_TRY(log_.Write(limit.plain + std::string(base::kCrLf)));
+    if (show_) platform_.Ask({limit.shown, Tr(kTitleError), Icon::kCritical, Buttons::kOk});
     stop = true;
   }
   return Status();

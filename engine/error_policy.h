@@ -11,6 +11,7 @@
 #include "base/status.h"
 #include "contract/platform.h"
 #include "database/engine.h"
+#include "engine/messages.h"
 #include "engine/trace_log.h"
 #include "settings/import_setting.h"
 
@@ -31,14 +32,14 @@ class ErrorPolicy {
 
   /// A failure that ends the run: logs it, shows it with the engine's pending errors, and returns
   /// what it left in `LastError`.
-  const std::string& Fatal(std::string_view message, const Status& why);
+  const std::string& Fatal(const Message& message, const Status& why);
   /// The same for a condition that has a text of its own and no error behind it.
-  const std::string& Refuse(std::string_view message);
+  const std::string& Refuse(const Message& message);
 
   /// A failure that costs one record. Sets `stop` when the user or the error limit ends the run.
   /// `line_number`: of the record, where the message does not tell it; the log does. Fails when the
   /// log cannot be written.
-  Status Record(std::string message, const Status& why, bool& stop,
+  Status Record(const Message& message, const Status& why, bool& stop,
                 std::optional<std::int64_t> line_number = std::nullopt);
 
   std::int64_t error_count() const noexcept { return error_count_; }

@@ -305,9 +305,10 @@ void ImportRun::CountRecord() noexcept {
 
 // --- Failures
 
-Status ImportRun::Refuse(std::string text) {
+Status ImportRun::Refuse(Message message) {
   refused_ = true;
-  return Status(Code::kInvalidArgument, std::move(text));
+  refusal_ = std::move(message);
+  return Status(Code::kInvalidArgument, refusal_.plain);
 }
 
 Status ImportRun::Note(std::string text) {
@@ -325,7 +326,8 @@ Status ImportRun::HostFailure() {
 
 void ImportRun::Fail(const Status& why) {
   if (refused_) {
-    result_.fatal = policy_.Refuse(why.message());
+    const bool known = refusal_.plain == why.message();
+    result_.fatal = policy_.Refuse(known ? refusal_ : Message(std::string(why.message())));
   } else {
     const SourceNames names{is_table(), in_.source.file_name, in_.source.SourceDBName};
     result_.fatal = policy_.Fatal(FatalMessage(step_, names), why);
@@ -333,14 +335,15 @@ void ImportRun::Fail(const Status& why) {
 }
 
 Status ImportRun::RecordError(const Status& why, bool rejects) {
-  std::string message = step_ == Step::kAssign
-                            ? AssignMessage(line_number_, refused_value_.value,
-                                            refused_value_.field->name, refused_value_.field->type)
-                            : PostMessage(in_.engine, why);
+  const Message message =
+      step_ == Step::kAssign
+          ? AssignMessage(line_number_, refused_value_.value, refused_value_.field->name,
+                          refused_value_.field->type)
+          : PostMessage(in_.engine, why);
   if (rejects) dropped_ = true;
   const Step at = step_;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
-  KV_TRY(policy_.Record(std::move(message), why, stop_,
+  KV_TRY(policy_.Record(message, why, stop_,
                         at == Step::kAssign ? std::nullopt : std::optional(line_number_)));
   step_ = at;
   if (!rejects || rejected_) return Status();

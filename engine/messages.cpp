@@ -5,27 +5,27 @@
 
 namespace kelvorin::engine {
 
-std::string FatalMessage(Step step, const SourceNames& names) {
+Message FatalMessage(Step step, const SourceNames& names) {
   switch (step) {
     case Step::kOpenFile:
-      return "Error in accessing import file '" + std::string(names.import_file) + "'";
+      return {"Error in accessing import file '%1'", {names.import_file}};
     case Step::kOpenDatabase:
-      return "Error in opening DataBase " + std::string(names.database) + "'";
+      return {"Error in opening DataBase %1'", {names.database}};
     case Step::kOpenTable:
-      return "Error in openining import table '" + std::string(names.import_file) + "'";
+      return {"Error in openining import table '%1'", {names.import_file}};
     case Step::kFirstRecord:
-      return "Error in accessing first record of source table";
+      return {"Error in accessing first record of source table", {}};
     case Step::kStartingLine:
-      return "Error in moving cursor in source table";
+      return {"Error in moving cursor in source table", {}};
     case Step::kReadFields:
-      return "Error in accessing table fields ";
+      return {"Error in accessing table fields ", {}};
     case Step::kPosition:
-      return "Error in creating record in destination table";
+      return {"Error in creating record in destination table", {}};
     case Step::kClose:
-      return names.is_table ? "Error in closing the import destination table"
-                            : "Error in closing the import text file";
+      return names.is_table ? Message("Error in closing the import destination table", {})
+                            : Message("Error in closing the import text file", {});
     case Step::kPost:
-      return "Error in updating record in destination table";
+      return {"Error in updating record in destination table", {}};
     case Step::kEstimate:
     case Step::kSplit:
     case Step::kAssign:
@@ -34,34 +34,26 @@ std::string FatalMessage(Step step, const SourceNames& names) {
   return {};
 }
 
-std::string AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
-                          values::TypeCode type) {
-  std::string text = "Error in assigning a value to  a field at line ";
-  base::AppendDecimal(line_number, text);
-  text += base::kCrLf;
-  text += base::kCrLf;
-  text += "Cannot assign value '";
-  text += value;
-  text += "' to field ";
-  text += field;
-  text += " of type ";
-  text += values::FieldType(static_cast<std::int16_t>(type));
-  return text;
+Message AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
+                      values::TypeCode type) {
+  return {
+      "Error in assigning a value to  a field at line %1\r\n\r\n"
+      "Cannot assign value '%2' to field %3 of type %4",
+      {base::ToDecimal(line_number), value, field,
+       values::FieldType(static_cast<std::int16_t>(type))}};
 }
 
-std::string PostMessage(const database::DBEngine& engine, const Status& why) {
-  return "Error in updating record in destination table" + std::string(base::kCrLf) +
-         PendingErrors(engine, why);
+Message PostMessage(const database::DBEngine& engine, const Status& why) {
+  return {"Error in updating record in destination table\r\n%1", {PendingErrors(engine, why)}};
 }
 
-std::string LimitMessage(std::int32_t nErrorStop) {
-  return "Max Number of errors (" + base::ToDecimal(nErrorStop) +
-         ") reached, stopping the process. ";
+Message LimitMessage(std::int32_t nErrorStop) {
+  return {"Max Number of errors (%1) reached, stopping the process. ",
+          {base::ToDecimal(nErrorStop)}};
 }
 
-std::string MissingKeyMessage(std::string_view field) {
-  return "You specified KeyLookUp but you did not import the keys for the field : " +
-         std::string(field);
+Message MissingKeyMessage(std::string_view field) {
+  return {"You specified KeyLookUp but you did not import the keys for the field : %1", {field}};
 }
 
 std::vector<std::string> LossMessages(const contract::RunResult& result) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/language.h"
 #include "base/status.h"
 #include "contract/run_result.h"
 #include "database/engine.h"
@@ -37,25 +38,27 @@ struct SourceNames {
   std::string_view database;
 };
 
+using base::Message;
+
 inline constexpr std::string_view kTitleError = "Error";
 inline constexpr std::string_view kTitleInformation = "Information";
 
 inline constexpr std::string_view kContinue = "Continue the import ?";
 inline constexpr std::string_view kContinueSilently =
     "Continue the import without displaying errors ? (i.e import as much as possible ?)";
-inline constexpr std::string_view kEndOfImport = "End of import";
-inline constexpr std::string_view kImportedRecords = "Number of imported records : ";
+inline constexpr std::string_view kEndOfImport = "End of import\r\nNumber of imported records : %1";
+inline constexpr std::string_view kImportedRecords = "Number of imported records : ";  // in the log
 
 /// Message of a failure that ends the run. Empty for the steps without one. The unbalanced quote of
 /// kOpenDatabase and the spelling of kOpenTable are kept as they are.
-std::string FatalMessage(Step step, const SourceNames& names);
+Message FatalMessage(Step step, const SourceNames& names);
 /// Message of a value that a field does not take.
-std::string AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
-                          values::TypeCode type);
+Message AssignMessage(std::int64_t line_number, std::string_view value, std::string_view field,
+                      values::TypeCode type);
 /// Message of a record that the target does not take, with the engine's error details.
-std::string PostMessage(const database::DBEngine& engine, const Status& why);
-std::string LimitMessage(std::int32_t nErrorStop);
-std::string MissingKeyMessage(std::string_view field);
+Message PostMessage(const database::DBEngine& engine, const Status& why);
+Message LimitMessage(std::int32_t nErrorStop);
+Message MissingKeyMessage(std::string_view field);
 
 /// What became of values that were not kept as they were, one sentence for each kind of loss that a
 /// run met; for the log and the summary.

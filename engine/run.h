@@ -88,7 +88,7 @@ class ImportRun final : private database::RowReceiver {
 
   // --- Failures.
   /// A failure that is not the step's own but has a text of its own.
-  Status Refuse(std::string text);
+  Status Refuse(Message message);
   Status HostFailure();
   void Fail(const Status& why);
   /// Tells the user something before the first record, or at the end.
@@ -130,6 +130,7 @@ class ImportRun final : private database::RowReceiver {
   bool reached_end_ = false;       // nothing of the source is left to import
   bool reads_rejects_ = false;     // the source is the job's own reject file
   bool refused_ = false;           // the failure under way has a text of its own
+  Message refusal_;                // that text
   bool stop_ = false;
   bool appending_after_end_ = false;
   std::int64_t processed_ = 0;

@@ -10,11 +10,8 @@ Status ImportRun::Finish() {
   step_ = Step::kPost;
   KV_TRY(writer_->WriteOut());
   if (in_.caller.properties().ShowSummary && !in_.options.batch) {
-    std::string text(kEndOfImport);
-    text += base::kCrLf;
-    text += kImportedRecords;
-    base::AppendDecimal(result_.imported, text);
-    in_.platform.Ask({std::move(text), std::string(kTitleInformation), contract::Icon::kInformation,
+    in_.platform.Ask({base::Tr(kEndOfImport, {base::ToDecimal(result_.imported)}),
+                      base::Tr(kTitleInformation), contract::Icon::kInformation,
                       contract::Buttons::kOk});
   }
   reached_end_ = ReadToEnd();

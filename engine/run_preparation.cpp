@@ -47,7 +47,7 @@ Status ImportRun::OpenSource() {
     return Status(
         Code::kInvalidArgument,
         "the kind of source is " + base::ToDecimal(setting_.TypeFormat) + "; kinds are 0 to 14");
-  if (in_.target.recordset == nullptr) return Refuse("No target table is open");
+  if (in_.target.recordset == nullptr) return Refuse({"No target table is open", {}});
   Result<FieldPlan> plan =
       PlanFields(setting_.FieldMap, in_.target.fields, in_.target.recordset->Def(),
                  in_.target.database != nullptr && in_.target.database->IsOdbc());
@@ -93,16 +93,17 @@ Status ImportRun::CheckJob() {
     if (*blank) return Status();
   }
   if (!plan_.maps_any)
-    return Refuse("No target field is mapped to a source field: there is nothing to import");
+    return Refuse({"No target field is mapped to a source field: there is nothing to import", {}});
   if (mode_ == WriteMode::kInOrder && in_.target.database->IsOdbc())
     return Refuse(
-        "The records of an ODBC table cannot be updated in table order; use the key lookup");
+        {"The records of an ODBC table cannot be updated in table order; use the key lookup", {}});
   if (mode_ == WriteMode::kKeyLookUp && !setting_.UpdateIndex)
-    return Refuse("You specified KeyLookUp but no index to look the keys up in");
+    return Refuse({"You specified KeyLookUp but no index to look the keys up in", {}});
   if (setting_.EmptyTarget && !setting_.AppendRecords && !setting_.AppendIfEof)
     return Refuse(
-        "The target would be emptied and then only updated: no record would be left to "
-        "update, and none imported");
+        {"The target would be emptied and then only updated: no record would be left to "
+         "update, and none imported",
+         {}});
   if ((setting_.AppendRecords || setting_.AppendIfEof || setting_.EmptyTarget) && is_target_itself_)
     return Refuse("Source and target are the same table '" + in_.target.table_name +
                   "': its records can be updated, but not appended to it or deleted first");

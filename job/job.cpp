@@ -28,7 +28,6 @@ const engine::RunResult& Job::Run(const Request& request) {
     batch_step_ = BatchStep::kRun;
     engine::RunOptions options = request.options;
     if (request.saved) options.settings_file = request.saved->ini_file;
-    if (options.settings_file.empty()) options.settings_file = caller_->properties().IniFile;
     result_ = engine::StartImport(Inputs(options));
   } else {
     ReportFailure(request, status);
@@ -137,9 +136,10 @@ Status Job::SaveSetting(const std::string& ini_file) {
 
 // --- The run
 
-engine::RunInputs Job::Inputs(const engine::RunOptions& options) {
+engine::RunInputs Job::Inputs(engine::RunOptions options) {
+  if (options.settings_file.empty()) options.settings_file = caller_->properties().IniFile;
   return {state_.setting, state_.breaks, state_.target, state_.source,
-          engine_,        *caller_,      platform_,     options};
+          engine_,        *caller_,      platform_,     std::move(options)};
 }
 
 const engine::RunResult& Job::Import(contract::ProgressView* progress,

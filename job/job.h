@@ -163,7 +163,8 @@ class Job {
   void SetLastError(std::string text);
 
  private:
-  engine::RunInputs Inputs(const engine::RunOptions& options);
+  /// The settings file is the control's where the options name none.
+  engine::RunInputs Inputs(engine::RunOptions options);
   Status ApplyLocale(const Request& request);
   Status Open(const Request& request);
   Status LoadSetting(const Request& request);

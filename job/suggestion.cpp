@@ -1,6 +1,7 @@
 #include "job/suggestion.h"
 
 #include "base/M_STRING.h"
+#include "base/language.h"
 #include "engine/source_reader.h"
 #include "textsource/layout_words.h"
 
@@ -97,8 +98,9 @@ bool Differs(const std::string& path, const DetectedLayout& layout,
 }
 
 std::string SuggestionText(const DetectedLayout& layout) {
-  std::string text = "Suggested: " + textsource::LayoutWords(layout);
-  return text + " (certainty " + base::ToDecimal(layout.report.certainty_percent) + " %).";
+  return base::Tr(
+      "Suggested: %1 (certainty %2 %).",
+      {textsource::LayoutWords(layout), base::ToDecimal(layout.report.certainty_percent)});
 }
 
 }  // namespace kelvorin::job

@@ -23,7 +23,7 @@ need() {
 build_packages=(g++ cmake ninja-build ccache mold libcli11-dev nlohmann-json3-dev unixodbc-dev
                 zlib1g-dev)
 # What the windows need; a build without them has everything else.
-window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools libqt6opengl6-dev fonts-dejavu-core)
+window_packages=(qt6-base-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6opengl6-dev fonts-dejavu-core)
 # What taking pictures of the windows needs.
 picture_packages=(xvfb openbox xdotool imagemagick designer-qt6)
 # What the tests need: the framework, and other programs and real files to compare with.

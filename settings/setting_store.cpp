@@ -11,6 +11,7 @@
 
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "base/language.h"
 #include "contract/enums.h"
 
 namespace kelvorin::settings {
@@ -476,6 +477,27 @@ Status DeleteSetting(IniFile& ini, std::string_view name) {
   return ini.Change([&](IniDocument& document) {
     document.DeleteSection(name);
     document.DeleteKey(kIndexSection, name);
+    return Status();
+  });
+}
+
+Status CopySetting(IniFile& ini, std::string_view name, std::string_view other, bool rename) {
+  KV_TRY(CheckSettingName(other));
+  return ini.Change([&](IniDocument& document) {
+    const IniDocument before = document;  // what entries are parts of
+    const std::vector<IniEntry> entries = before.Entries(name);
+    if (entries.empty())
+      return Status(Code::kNotFound, "There is no setting '" + std::string(name) + "'.");
+    // Names are told apart without regard to case; a name may change its case.
+    const bool same = base::EqualIgnoreCase(name, other);
+    if ((!same || !rename) && !document.Entries(other).empty())
+      return Status(Code::kAlreadyExists, base::Tr("There is a setting '%1' already.", {other}));
+    if (rename) {
+      document.DeleteSection(name);
+      document.DeleteKey(kIndexSection, name);
+    }
+    document.ReplaceSection(other, entries);
+    document.SetValue(kIndexSection, other, "");
     return Status();
   });
 }

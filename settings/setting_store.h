@@ -34,4 +34,10 @@ Status SaveSetting(IniDocument& document, const ImportSetting& setting,
 /// Removes a setting's section and its entry in the list of settings, in one step.
 Status DeleteSetting(IniFile& ini, std::string_view name);
 
+/// Stores a setting, with all keys that its section has, under another name too, or with `rename`
+/// under that name only. Fails with `kNotFound` where there is no such setting, `kAlreadyExists`
+/// where the other name is taken, `kInvalidArgument` for a name that could not be found again.
+Status CopySetting(IniFile& ini, std::string_view name, std::string_view other,
+                   bool rename = false);
+
 }  // namespace kelvorin::settings

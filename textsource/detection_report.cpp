@@ -7,8 +7,11 @@
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "base/language.h"
 
 namespace kelvorin::textsource {
+
+using base::Tr;
 namespace {
 
 constexpr char kOtherSeparators[] = {',', ';', '\t', '|', ':'};
@@ -81,11 +84,11 @@ std::int32_t BetterRecordCode(const std::vector<std::string_view>& lines, std::i
 std::string SeparatorName(char separator) {
   switch (separator) {
     case ',':
-      return "comma";
+      return Tr("comma");
     case ';':
-      return "semicolon";
+      return Tr("semicolon");
     case '\t':
-      return "tab";
+      return Tr("tab");
     default:
       return std::string("\"") + separator + "\"";
   }
@@ -113,30 +116,22 @@ void AppendCount(std::string& hint, const std::vector<std::string_view>& lines,
   const auto count = std::count_if(lines.begin(), lines.end(), holds);
   if (count == 0) return;
   if (!hint.empty()) hint += ' ';
-  base::AppendDecimal(count, hint);
-  hint.append(" of ");
-  base::AppendDecimal(static_cast<std::int64_t>(lines.size()), hint);
-  hint.append(words);
+  hint +=
+      Tr(words, {base::ToDecimal(count), base::ToDecimal(static_cast<std::int64_t>(lines.size()))});
 }
 
 void AppendHint(DetectionReport& report, const Cut& better) {
   std::string& hint = report.hint;
   if (report.utf16) {
-    hint = "The file is UTF-16 text, which is not read: convert it to UTF-8 first.";
+    hint = Tr("The file is UTF-16 text, which is not read: convert it to UTF-8 first.");
   } else if (report.better_record_code >= 0) {
-    hint.append("The records seem to end with ")
-        .append(RecordCodeName(report.better_record_code))
-        .append(".");
+    hint = Tr("The records seem to end with %1.", {RecordCodeName(report.better_record_code)});
   } else if (report.html_rows) {
-    hint = "The lines look like HTML tags.";
+    hint = Tr("The lines look like HTML tags.");
   } else if (report.better_separator != 0) {
-    hint.append("With ").append(SeparatorName(report.better_separator)).append(" as separator ");
-    base::AppendDecimal(better.agreeing, hint);
-    hint.append(" of ");
-    base::AppendDecimal(report.lines, hint);
-    hint.append(" lines have ");
-    base::AppendDecimal(better.fields, hint);
-    hint.append(" fields.");
+    hint = Tr("With %1 as separator %2 of %3 lines have %4 fields.",
+              {SeparatorName(report.better_separator), base::ToDecimal(better.agreeing),
+               base::ToDecimal(report.lines), base::ToDecimal(better.fields)});
   }
 }
 
@@ -187,10 +182,11 @@ DetectionReport Weigh(const PreviewLines& preview, const RecordFormat& format,
   if (report.utf16 || report.better_record_code >= 0) return report;
   if (base::AnsiPage().is_utf8())
     AppendCount(report.hint, sample, IsBrokenUtf8,
-                " lines are not UTF-8: choose the code page of the file.");
+                "%1 of %2 lines are not UTF-8: choose the code page of the file.");
   if (format.code >= separator_code::kCrLf && format.code <= separator_code::kLf &&
       format.quote == 0)
-    AppendCount(report.hint, sample, HoldsLineEnd, " lines hold a CR or LF that ends no record.");
+    AppendCount(report.hint, sample, HoldsLineEnd,
+                "%1 of %2 lines hold a CR or LF that ends no record.");
   return report;
 }
 

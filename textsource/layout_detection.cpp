@@ -7,6 +7,7 @@
 
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "base/language.h"
 #include "textsource/fixed_columns.h"
 #include "textsource/html_cells.h"
 #include "textsource/layout_words.h"
@@ -14,6 +15,8 @@
 #include "textsource/sample_table.h"
 
 namespace kelvorin::textsource {
+
+using base::Tr;
 namespace {
 
 constexpr std::string_view kSeparators = ",;\t|:^~\x1F ";
@@ -381,31 +384,31 @@ std::string Detection::Hint(const Candidate& best) const {
     hint += text;
   };
   if (best.layout.page_is_guessed)
-    add("The text is not UTF-8: code page " + base::ToDecimal(best.layout.page) +
-        " fits best, but nothing in the file says so.");
+    add(Tr("The text is not UTF-8: code page %1 fits best, but nothing in the file says so.",
+           {base::ToDecimal(best.layout.page)}));
   if (LooksLikeJson()) {
-    add("The lines look like JSON, which is no table.");
+    add(Tr("The lines look like JSON, which is no table."));
   } else if (best.score.is_template) {
-    add("Every line holds the same words, as in a log: there may be no table.");
+    add(Tr("Every line holds the same words, as in a log: there may be no table."));
   } else if (best.score.fields < 2 && best.layout.report.certainty_percent < kSureFrom) {
-    add("No separator and no columns were found: there may be no table.");
+    add(Tr("No separator and no columns were found: there may be no table."));
   }
   if (best.may_cut_words)
-    add("Columns were found only where letters meet digits; a word may be cut.");
+    add(Tr("Columns were found only where letters meet digits; a word may be cut."));
   if (best.score.strangers > 0) {
-    add("Not all lines look like records, the first one of these '" +
-        std::string(base::CutToCharacters(best.score.stranger, 40)) + "'.");
+    add(Tr("Not all lines look like records, the first one of these '%1'.",
+           {base::CutToCharacters(best.score.stranger, 40)}));
     const auto& rows = best.table->rows();
     const auto data = std::count_if(
         rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(best.score.footer_row),
         [&](const SampleTable::Row& row) { return row.number >= best.layout.start_line; });
     if (best.score.footer_row > 0)
-      add("A footer is left out by --guess --max-lines " + base::ToDecimal(data) + ".");
+      add(Tr("A footer is left out by --guess --max-lines %1.", {base::ToDecimal(data)}));
   }
   if (best.score.cut_cells > 0)
-    add(base::ToDecimal(static_cast<std::int64_t>(best.score.cut_cells)) +
-        " values look as if something was cut in two, the first one '" +
-        std::string(base::CutToCharacters(best.score.cut_cell, 40)) + "'.");
+    add(Tr("%1 values look as if something was cut in two, the first one '%2'.",
+           {base::ToDecimal(static_cast<std::int64_t>(best.score.cut_cells)),
+            base::CutToCharacters(best.score.cut_cell, 40)}));
   return hint;
 }
 

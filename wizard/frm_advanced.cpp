@@ -1,5 +1,7 @@
 #include "wizard/frm_advanced.h"
 
+#include "base/language.h"
+
 #include <algorithm>
 #include <limits>
 #include <span>
@@ -9,6 +11,8 @@
 #include "contract/enums.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 
 using contract::Buttons;
 using contract::Control;
@@ -23,11 +27,19 @@ void Enable(bool enabled, std::initializer_list<Control*> controls) {
   for (Control* control : controls) control->SetEnabled(enabled);
 }
 
-Status ReadNumber(const Control& box, const char* what, std::int32_t& out) {
+constexpr char kLongLength[] =
+    "The record length %1 is too large: settings hold numbers up to 32767";
+constexpr char kManyLines[] =
+    "The number of lines %1 is too large: settings hold numbers up to 32767";
+constexpr char kLateLine[] = "The first line %1 is too large: settings hold numbers up to 32767";
+constexpr char kManyErrors[] =
+    "The number of errors %1 is too large: settings hold numbers up to 32767";
+
+// Tells a number that no setting can hold.
+Status ReadNumber(const Control& box, const char* too_large, std::int32_t& out) {
   const std::int64_t number = base::ParseInteger(box.text());
   if (number > std::numeric_limits<std::int16_t>::max())
-    return Status(Code::kOutOfRange, std::string(what) + " " + box.text() +
-                                         " is too large: settings hold numbers up to 32767");
+    return Status(Code::kOutOfRange, Tr(too_large, {box.text()}));
   out = static_cast<std::int32_t>(number);
   return Status();
 }
@@ -50,26 +62,26 @@ frmAdvanced::frmAdvanced(contract::Platform& platform)
        {&RBtnCRLF, &RBtnAppendRecords, &RBtnTableOrder, &RBtnTraceOff, &CBoxAllImport, &CBoxErrors})
     control->SetValue(true);
 
-  TabStrip1.accessible_name = "Groups of options";
-  EdtOtherChar.accessible_name = "Other record separator";
-  EdtRecLength.accessible_name = "Record length";
-  EdtStartLine.accessible_name = "First line";
-  EdtNbLineMax.accessible_name = "Lines to import";
-  CBoxIndexes.accessible_name = "Index";
-  EdtMaxErrors.accessible_name = "Number of errors";
-  EdtLogFile.accessible_name = "Log file";
-  BtnBrowseLog.accessible_name = BtnBrowseLog.tool_tip = "Browse for the log file";
-  CBoxAnsiPage.accessible_name = "Encoding";
-  CBoxOemPage.accessible_name = "Dos page";
-  CBoxDateOrder.accessible_name = "Order of dates";
-  CBoxDecimal.accessible_name = "Decimal sign";
-  EdtNullText.accessible_name = "Text for Null";
-  GrdSample.accessible_name = "First records";
-  RBtnTraceOn.accessible_name = "Trace on";
-  RBtnTraceOff.accessible_name = "Trace off";
-  RBtnCRLF.accessible_name = "CRLF, carriage return and line feed";
-  RBtnCR.accessible_name = "CR, carriage return";
-  RBtnLF.accessible_name = "LF, line feed";
+  TabStrip1.accessible_name = Tr("Groups of options");
+  EdtOtherChar.accessible_name = Tr("Other record separator");
+  EdtRecLength.accessible_name = Tr("Record length");
+  EdtStartLine.accessible_name = Tr("First line");
+  EdtNbLineMax.accessible_name = Tr("Lines to import");
+  CBoxIndexes.accessible_name = Tr("Index");
+  EdtMaxErrors.accessible_name = Tr("Number of errors");
+  EdtLogFile.accessible_name = Tr("Log file");
+  BtnBrowseLog.accessible_name = BtnBrowseLog.tool_tip = Tr("Browse for the log file");
+  CBoxAnsiPage.accessible_name = Tr("Encoding");
+  CBoxOemPage.accessible_name = Tr("Dos page");
+  CBoxDateOrder.accessible_name = Tr("Order of dates");
+  CBoxDecimal.accessible_name = Tr("Decimal sign");
+  EdtNullText.accessible_name = Tr("Text for Null");
+  GrdSample.accessible_name = Tr("First records");
+  RBtnTraceOn.accessible_name = Tr("Trace on");
+  RBtnTraceOff.accessible_name = Tr("Trace off");
+  RBtnCRLF.accessible_name = Tr("CRLF, carriage return and line feed");
+  RBtnCR.accessible_name = Tr("CR, carriage return");
+  RBtnLF.accessible_name = Tr("LF, line feed");
   bntOK.default_button = true;
   bntCancel.cancel_button = true;
   Connect();
@@ -95,8 +107,10 @@ void frmAdvanced::Connect() {
   RBtnOther.on_click = [this] { EdtOtherChar.SetFocus(); };
   RBtnNoSeparator.on_click = [this] { EdtRecLength.SetFocus(); };
   BtnBrowseLog.on_click = [this] { BtnBrowseLog_Click(); };
-  for (Control* option : {&CBoxAnsiPage, &CBoxOemPage, &CBoxTrim, &CBoxOem2Ansi})
+  for (Control* option : {&CBoxAnsiPage, &CBoxOemPage, &CBoxTrim, &CBoxOem2Ansi, &CBoxDateOrder,
+                          &CBoxDecimal, &CBoxExact})
     option->on_click = [this] { ShowSample(); };
+  EdtNullText.on_change = [this] { ShowSample(); };
   bntOK.on_click = [this] { bntOK_Click(); };
   bntCancel.on_click = [this] { bntCancel_Click(); };
 }
@@ -104,7 +118,7 @@ void frmAdvanced::Connect() {
 void frmAdvanced::Form_Load() {
   TabStrip1.Clear();
   const char* const kTabs[] = {"General", "Import Mode", "Errors/Trace", "Advanced"};
-  for (int page = 0; page < 4; ++page) TabStrip1.AddItem(kTabs[page], page);
+  for (int page = 0; page < 4; ++page) TabStrip1.AddItem(Tr(kTabs[page]), page);
   TabStrip1.SelectItem(0);
   TabStrip1_Click();
   RBtnAppendRecords_Click();
@@ -168,7 +182,7 @@ void frmAdvanced::FillIndexes(const settings::ImportSetting& setting,
   has_index_ = !indexes.empty();
   CBoxIndexes.SetItems(indexes);
   if (!has_index_) {
-    CBoxIndexes.AddItem("No index");
+    CBoxIndexes.AddItem(Tr("No index"));
     CBoxIndexes.SetEnabled(false);
   }
   CBoxIndexes.SelectItem(0);
@@ -184,16 +198,15 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
     if (separators[i]->value()) taken.RecSeparator = i;
   if (taken.RecSeparator == 3) taken.RecSepOther = EdtOtherChar.text();
   taken.RecLength = 0;
-  if (taken.RecSeparator == 4)
-    KV_TRY(ReadNumber(EdtRecLength, "The record length", taken.RecLength));
+  if (taken.RecSeparator == 4) KV_TRY(ReadNumber(EdtRecLength, kLongLength, taken.RecLength));
   taken.QuotedLineEnds = CBoxQuotedLineEnds.value() ? 1 : 0;
   taken.OemConvert = CBoxOem2Ansi.value();
   taken.Upper = CBoxUpper.value();
   taken.Lower = CBoxLower.value();
   taken.AllLines = CBoxAllImport.value();
   taken.MaxLines = 0;
-  if (!taken.AllLines) KV_TRY(ReadNumber(EdtNbLineMax, "The number of lines", taken.MaxLines));
-  KV_TRY(ReadNumber(EdtStartLine, "The first line", taken.StartingLine));
+  if (!taken.AllLines) KV_TRY(ReadNumber(EdtNbLineMax, kManyLines, taken.MaxLines));
+  KV_TRY(ReadNumber(EdtStartLine, kLateLine, taken.StartingLine));
 
   taken.AppendRecords = RBtnAppendRecords.value();
   const bool update = !taken.AppendRecords;
@@ -210,7 +223,7 @@ Status frmAdvanced::CopyBack(settings::ImportSetting& setting) const {
   taken.DeleteImportFile = CBoxDeleteImportFile.value();
   taken.ShowErrors = CBoxErrors.value();
   taken.LimitErrors = CBoxStopIfErrors.value();
-  KV_TRY(ReadNumber(EdtMaxErrors, "The number of errors", taken.nErrorStop));
+  KV_TRY(ReadNumber(EdtMaxErrors, kManyErrors, taken.nErrorStop));
   CopyValueOptions(taken);
   setting = std::move(taken);
   return Status();
@@ -226,10 +239,10 @@ constexpr int kDosPages[] = {437, 850, 852, 866};
 
 void FillPages(Control& list, std::span<const int> pages, std::int32_t chosen) {
   list.Clear();
-  list.AddItem("(usual)", 0);
+  list.AddItem(Tr("(usual)"), 0);
   for (const int page : pages) {
     const base::CodePage* known = base::FindCodePage(page);
-    std::string name = page == 1200 ? "UTF-16" : page == 1201 ? "UTF-16, big end first" : "";
+    std::string name = page == 1200 ? "UTF-16" : page == 1201 ? Tr("UTF-16, big end first") : "";
     if (known != nullptr) name = known->name();
     if (!name.empty()) list.AddItem(name + " (" + base::ToDecimal(page) + ")", page);
   }
@@ -254,7 +267,7 @@ constexpr Written kDecimals[] = {{"(usual)", ""}, {"point", "."}, {"comma", ","}
 
 void FillWritten(Control& list, std::span<const Written> all, const std::string& chosen) {
   list.Clear();
-  for (const Written& one : all) list.AddItem(one.entry);
+  for (const Written& one : all) list.AddItem(Tr(one.entry));
   list.SelectItem(-1);
   for (std::size_t i = 0; i < all.size(); ++i)
     if (base::EqualIgnoreCase(all[i].text, chosen)) list.SelectItem(static_cast<int>(i));
@@ -279,6 +292,7 @@ void frmAdvanced::FillValueOptions(const settings::ImportSetting& setting) {
   FillWritten(CBoxDecimal, kDecimals, setting.Decimal);
   EdtNullText.SetText(setting.NullText);
   CBoxTrim.SetValue(setting.Trim != 0);
+  CBoxExact.SetValue(setting.ExactValues != 0);
   const bool text = setting.TypeFormat < 3;
   Enable(text, {&CBoxAnsiPage, &LblAnsiPage, &CBoxTrim});
   GrdSample.SetVisible(text);
@@ -291,6 +305,7 @@ void frmAdvanced::CopyValueOptions(settings::ImportSetting& setting) const {
   TakeWritten(CBoxDecimal, kDecimals, setting.Decimal);
   setting.NullText = EdtNullText.text();
   setting.Trim = CBoxTrim.value() ? 1 : 0;
+  setting.ExactValues = CBoxExact.value() ? 1 : 0;
 }
 
 void frmAdvanced::SetSample(std::function<Sample(const settings::ImportSetting&)> sample) {
@@ -340,7 +355,7 @@ void frmAdvanced::RBtnUseIndex_Click() {
     ShowMode();
     return;
   }
-  platform_.Ask({"The table has no index", "Warning", Icon::kExclamation, Buttons::kOk});
+  platform_.Ask({Tr("The table has no index"), Tr("Warning"), Icon::kExclamation, Buttons::kOk});
   RBtnTableOrder.SetValue(true);
 }
 
@@ -387,15 +402,15 @@ bool frmAdvanced::NumbersFit() {
     int page;
     bool counts;
   };
-  const Box boxes[] = {{EdtRecLength, "The record length", 0, RBtnNoSeparator.value()},
-                       {EdtStartLine, "The first line", 0, true},
-                       {EdtNbLineMax, "The number of lines", 0, !CBoxAllImport.value()},
-                       {EdtMaxErrors, "The number of errors", 2, true}};
+  const Box boxes[] = {{EdtRecLength, kLongLength, 0, RBtnNoSeparator.value()},
+                       {EdtStartLine, kLateLine, 0, true},
+                       {EdtNbLineMax, kManyLines, 0, !CBoxAllImport.value()},
+                       {EdtMaxErrors, kManyErrors, 2, true}};
   for (const Box& number : boxes) {
     std::int32_t ignored = 0;
     const Status fits = number.counts ? ReadNumber(number.box, number.what, ignored) : Status();
     if (fits.ok()) continue;
-    platform_.Ask({std::string(fits.message()), "Error", Icon::kCritical, Buttons::kOk});
+    platform_.Ask({std::string(fits.message()), Tr("Error"), Icon::kCritical, Buttons::kOk});
     for (std::size_t tab = 0; tab < TabStrip1.items().size(); ++tab)
       if (TabStrip1.item_data(tab) == number.page) TabStrip1.SelectItem(static_cast<int>(tab));
     TabStrip1_Click();
@@ -407,7 +422,8 @@ bool frmAdvanced::NumbersFit() {
 
 void frmAdvanced::bntOK_Click() {
   if (RBtnUseIndex.value() && has_index_ && CBoxIndexes.text().empty()) {
-    platform_.Ask({"You must choose an index", "Error", Icon::kCritical, Buttons::kOkCancel});
+    platform_.Ask(
+        {Tr("You must choose an index"), Tr("Error"), Icon::kCritical, Buttons::kOkCancel});
     return;
   }
   if (EdtStartLine.text().empty()) EdtStartLine.SetText("1");

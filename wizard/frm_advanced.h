@@ -127,6 +127,7 @@ class frmAdvanced final : public contract::Form {
   contract::Control LblNullText{*this, "LblNullText", Kind::kLabel, "Text for N&ull:"};
   contract::Control EdtNullText{*this, "EdtNullText", Kind::kEdit};
   contract::Control CBoxTrim{*this, "CBoxTrim", Kind::kCheck, "&Remove blanks around values"};
+  contract::Control CBoxExact{*this, "CBoxExact", Kind::kCheck, "Refuse values that would c&hange"};
   contract::Grid GrdSample{*this, "GrdSample"};
 
   contract::Control bntOK{*this, "bntOK", Kind::kButton, "OK"};

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/M_Misc.h"
+#include "base/language.h"
 #include "base/status.h"
 #include "catalog/source.h"
 #include "catalog/source_kinds.h"
@@ -25,6 +26,7 @@
 #include "wizard/frm_advanced.h"
 #include "wizard/frm_new_table.h"
 #include "wizard/frm_settings.h"
+#include "wizard/pasted_text.h"
 #include "wizard/source_preview.h"
 #include "wizard/wizard_controls.h"
 
@@ -75,6 +77,8 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void CBoxTypeFormat_Click();
   void BtnBrowseFiles_Click();
   void BtnDetect_Click();
+  /// The text of the clipboard becomes a file, which lives as long as the wizard is open.
+  void BtnPaste_Click();
   void BtnSuggestion_Click();
   void CBoxHeader_Click();
   void lstTables_Click();
@@ -149,6 +153,9 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   void PlaceChooser();
   void SelectPreviewColumnOf(std::size_t row);
   void ShowMappedCount();
+  /// Marks the values shown that the fields they are mapped to would not keep as they are.
+  void MarkDoubts();
+  void FillMapping(std::vector<contract::Grid::Row> rows);
   void MapAll(bool by_name);
   bool AnyRowMapped() const;
   void DoImport(contract::ProgressView* progress);
@@ -162,7 +169,7 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   };
   Inventory TakeInventory() const;
   void SaveLastSetting();
-  void ReportError(std::string_view message, const Status& why);
+  void ReportError(const base::Message& message, const Status& why);
   void ShowSettingCaption();
   bool IsText() const noexcept;
   contract::Caller& caller() const noexcept { return job_.caller(); }
@@ -172,17 +179,24 @@ class frmKelvorin final : public contract::Form, private SettingsCaller {
   const std::string& CurrentSettingName() const override { return state().setting.SettingName; }
   const std::string& WizardCaption() const override { return caption(); }
   void ResetCaption() override { SetCaption(caller().properties().ImportCaption); }
+  void SettingRenamed(const std::string& name) override {
+    state().setting.SettingName = name;
+    if (!caption().empty()) ShowSettingCaption();
+  }
 
   database::DBEngine& engine_;
   contract::Platform& platform_;
   job::Job job_;
   StepState steps_;
   TextSample sample_;
+  job::ShownValues shown_values_;  // of the preview grid
+  std::string shape_note_;         // what the status line says of the records' shape
   struct Suggestion {
     std::string file;
     std::optional<textsource::DetectedLayout> layout;  // nothing where none was found
   };
   Suggestion suggestion_;  // for the text file at hand
+  std::optional<PastedText> pasted_;
   BreakEditor break_editor_{job_.state().breaks};
   job::RejectedRecords rejected_;
   base::LocalTime ended_at_{};  // the last run

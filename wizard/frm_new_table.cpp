@@ -1,5 +1,7 @@
 #include "wizard/frm_new_table.h"
 
+#include "base/language.h"
+
 #include <algorithm>
 
 #include "base/M_Const.h"
@@ -11,6 +13,8 @@
 #include "textsource/record_reader.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 
 using values::TypeCode;
 
@@ -24,7 +28,7 @@ constexpr TypeCode kTypes[] = {TypeCode::kText,   TypeCode::kMemo,     TypeCode:
                                TypeCode::kBoolean};
 
 std::string TypeName(TypeCode type) {
-  return std::string(values::FieldType(static_cast<std::int16_t>(type)));
+  return Tr(values::FieldType(static_cast<std::int16_t>(type)));
 }
 
 bool HasSize(TypeCode type) noexcept {
@@ -138,14 +142,14 @@ frmNewTable::frmNewTable(contract::Platform& platform, std::string_view name,
   EdtTableName.SetText(name);
   EdtTableName.select_on_focus = true;
   EdtFieldSize.digits_only = true;
-  EdtTableName.accessible_name = "Name of the table";
-  GrdFields.accessible_name = "Fields of the new table";
-  EdtFieldName.accessible_name = "Name of the field";
-  CBoxFieldType.accessible_name = "Type of the field";
-  EdtFieldSize.accessible_name = "Size of the field";
+  EdtTableName.accessible_name = Tr("Name of the table");
+  GrdFields.accessible_name = Tr("Fields of the new table");
+  EdtFieldName.accessible_name = Tr("Name of the field");
+  CBoxFieldType.accessible_name = Tr("Type of the field");
+  EdtFieldSize.accessible_name = Tr("Size of the field");
   for (const TypeCode type : kTypes) CBoxFieldType.AddItem(TypeName(type), static_cast<int>(type));
   std::vector<contract::Grid::Row> rows(fields_.size());
-  GrdFields.Fill({"Field", "Type", "Size", "First value"}, std::move(rows),
+  GrdFields.Fill({Tr("Field"), Tr("Type"), Tr("Size"), Tr("First value")}, std::move(rows),
                  {2100, 1500, 720, 3000});
   for (std::size_t row = 0; row < fields_.size(); ++row) ShowRow(row);
   if (!fields_.empty()) GrdFields.SetRow(0);
@@ -168,7 +172,7 @@ ProposedField* frmNewTable::Current() {
 
 void frmNewTable::ShowRow(std::size_t row) {
   const ProposedField& proposed = fields_[row];
-  GrdFields.SetCell(row, 0, proposed.wanted ? proposed.field.Name : "(not made)");
+  GrdFields.SetCell(row, 0, proposed.wanted ? proposed.field.Name : Tr("(not made)"));
   GrdFields.SetCell(row, 1, proposed.wanted ? TypeName(proposed.field.Type) : std::string());
   GrdFields.SetCell(row, 2,
                     proposed.wanted && HasSize(proposed.field.Type)
@@ -238,15 +242,15 @@ void frmNewTable::BtnMake_Click() {
   std::vector<ProposedField> wanted;
   for (const ProposedField& proposed : fields_)
     if (proposed.wanted) wanted.push_back(proposed);
-  Status made(Code::kInvalidArgument, "A table needs a name and at least one field");
+  Status made(Code::kInvalidArgument, Tr("A table needs a name and at least one field"));
   if (!EdtTableName.text().empty() && !wanted.empty()) {
     platform_.SetWaitCursor(true);
     made = make_(EdtTableName.text(), wanted);
     platform_.SetWaitCursor(false);
   }
   if (!made.ok()) {
-    platform_.Ask(
-        {std::string(made.message()), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
+    platform_.Ask({std::string(made.message()), Tr("Error"), contract::Icon::kCritical,
+                   contract::Buttons::kOk});
     return;
   }
   Close();

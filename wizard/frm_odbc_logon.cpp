@@ -1,8 +1,12 @@
 #include "wizard/frm_odbc_logon.h"
 
+#include "base/language.h"
+
 #include "base/M_STRING.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 
 frmODBCLogon::frmODBCLogon(contract::Platform& platform, database::DBEngine& engine, bool odbc_mode)
     : Form("frmODBCLogon", "Database Logon"),
@@ -12,11 +16,11 @@ frmODBCLogon::frmODBCLogon(contract::Platform& platform, database::DBEngine& eng
   EdtPassword.password = EdtPassword.select_on_focus = true;
   EdtDBName.select_on_focus = true;  // a path that is typed replaces the one that stood there
   EdtDBName.file_name = true;
-  EdtDBName.accessible_name = "Database";
-  BtnBrowseDB.accessible_name = BtnBrowseDB.tool_tip = "Browse for the database";
-  CBoxDataSources.accessible_name = "Datasource";
-  EdtUserId.accessible_name = "User id";
-  EdtPassword.accessible_name = "Password";
+  EdtDBName.accessible_name = Tr("Database");
+  BtnBrowseDB.accessible_name = BtnBrowseDB.tool_tip = Tr("Browse for the database");
+  CBoxDataSources.accessible_name = Tr("Datasource");
+  EdtUserId.accessible_name = Tr("User id");
+  EdtPassword.accessible_name = Tr("Password");
   BtnOk.default_button = true;
   cmdCancel.cancel_button = true;
   CBoxDataSources.on_click = EdtDBName.on_change = [this] { UpdateOk(); };
@@ -62,7 +66,7 @@ void frmODBCLogon::BtnOk_Click() {
 
 frmDBPWD::frmDBPWD() : Form("frmDBPWD", "Password Required") {
   txtPassword.password = txtPassword.select_on_focus = true;
-  txtPassword.accessible_name = "Database password";
+  txtPassword.accessible_name = Tr("Database password");
   cmdOK.default_button = true;
   cmdCancel.cancel_button = true;
   cmdOK.on_click = [this] { cmdOK_Click(); };

@@ -1,11 +1,15 @@
 #include "wizard/frm_progress.h"
 
+#include "base/language.h"
+
 #include "base/M_STRING.h"
 
 #include <algorithm>
 #include <chrono>
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 std::int64_t NowMilliseconds() {
@@ -25,16 +29,16 @@ std::string Grouped(std::int64_t number) {
 }
 
 std::string TimeText(std::int64_t seconds) {
-  if (seconds < 60) return base::ToDecimal(seconds) + " s";
-  if (seconds < 3600) return base::ToDecimal((seconds + 30) / 60) + " min";
-  return base::ToDecimal(seconds / 3600) + " h " + base::ToDecimal(seconds % 3600 / 60) + " min";
+  if (seconds < 60) return Tr("%1 s", {base::ToDecimal(seconds)});
+  if (seconds < 3600) return Tr("%1 min", {base::ToDecimal((seconds + 30) / 60)});
+  return Tr("%1 h %2 min", {base::ToDecimal(seconds / 3600), base::ToDecimal(seconds % 3600 / 60)});
 }
 
 }  // namespace
 
 frmProgress::frmProgress(contract::Platform& platform)
     : Form("frmProgress", "Import..."), platform_(platform) {
-  ProgressBar.accessible_name = "Progress of the import";
+  ProgressBar.accessible_name = Tr("Progress of the import");
   Command1.cancel_button = true;
   Command1.on_click = [this] { Command1_Click(); };
   Form_Load();
@@ -61,8 +65,8 @@ void frmProgress::Command1_Click() {
   asking_ = true;
   Refresh();
   const contract::Answer answer =
-      platform_.Ask({"Are you sure that you want to stop the import process?", "Confirmation",
-                     contract::Icon::kQuestion, contract::Buttons::kOkCancel});
+      platform_.Ask({Tr("Are you sure that you want to stop the import process?"),
+                     Tr("Confirmation"), contract::Icon::kQuestion, contract::Buttons::kOkCancel});
   asking_ = false;
   if (answer == contract::Answer::kOk) cancelled_ = true;
 }
@@ -88,9 +92,11 @@ std::int64_t frmProgress::Elapsed() const {
 void frmProgress::UpdateRate(std::int64_t milliseconds) {
   if (milliseconds < 1000 || count_ < 1) return;
   const std::int64_t rate = count_ * 1000 / milliseconds;
-  std::string text = Grouped(rate) + " records per second";
   const std::int64_t left = ProgressBar.maximum() - count_;
-  if (left > 0 && rate > 0) text += ", about " + TimeText((left + rate - 1) / rate) + " left";
+  const bool knows_end = left > 0 && rate > 0;
+  const std::string text = knows_end ? Tr("%1 records per second, about %2 left",
+                                          {Grouped(rate), TimeText((left + rate - 1) / rate)})
+                                     : Tr("%1 records per second", {Grouped(rate)});
   LblRate.SetCaption(text);
 }
 

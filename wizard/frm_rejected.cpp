@@ -1,8 +1,12 @@
 #include "wizard/frm_rejected.h"
 
+#include "base/language.h"
+
 #include "base/M_STRING.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 constexpr std::size_t kRowsShown = 1000;
@@ -20,19 +24,20 @@ frmRejected::frmRejected(contract::Platform& platform, const job::RejectedRecord
                     {record.value, false},
                     {base::Replace(record.reason, "\r\n", " "), false}});
   }
-  std::string text = base::ToDecimal(rejected.count()) +
-                     (rejected.count() == 1 ? " record was" : " records were") + " not imported.";
+  std::string text = base::TrCount(rejected.count(), "%1 record was not imported.",
+                                   "%1 records were not imported.");
   if (static_cast<std::size_t>(rejected.count()) > rows.size())
-    text += " The first " + base::ToDecimal(static_cast<std::int64_t>(rows.size())) + " are shown.";
+    text += " " + Tr("The first %1 are shown.",
+                     {base::ToDecimal(static_cast<std::int64_t>(rows.size()))});
   if (static_cast<std::size_t>(rejected.count()) > job::RejectedRecords::kMost)
-    text += " The first " +
-            base::ToDecimal(static_cast<std::int64_t>(job::RejectedRecords::kMost)) +
-            " can be saved.";
+    text += " " + Tr("The first %1 can be saved.",
+                     {base::ToDecimal(static_cast<std::int64_t>(job::RejectedRecords::kMost))});
   LblRejected.SetCaption(text);
   LblOutcome.SetCaption(outcome);
   LblOutcome.SetVisible(!outcome.empty());
-  GrdRejected.Fill({"Line", "Field", "Value", "Reason"}, std::move(rows), {720, 1500, 2100, 4500});
-  GrdRejected.accessible_name = "Rejected records";
+  GrdRejected.Fill({Tr("Line"), Tr("Field"), Tr("Value"), Tr("Reason")}, std::move(rows),
+                   {720, 1500, 2100, 4500});
+  GrdRejected.accessible_name = Tr("Rejected records");
   BtnSaveRejected.on_click = [this] { BtnSaveRejected_Click(); };
   BtnClose.on_click = [this] { Close(); };
   BtnClose.cancel_button = BtnClose.default_button = true;
@@ -47,8 +52,8 @@ void frmRejected::BtnSaveRejected_Click() {
   if (path.empty()) return;
   const Status saved = rejected_.Save(path);
   if (!saved.ok())
-    platform_.Ask(
-        {std::string(saved.message()), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
+    platform_.Ask({std::string(saved.message()), Tr("Error"), contract::Icon::kCritical,
+                   contract::Buttons::kOk});
 }
 
 }  // namespace kelvorin::wizard

@@ -19,6 +19,8 @@ class SettingsCaller {
   virtual const std::string& WizardCaption() const = 0;
   /// The caption loses the name of the setting.
   virtual void ResetCaption() = 0;
+  /// The setting at hand has another name now.
+  virtual void SettingRenamed(const std::string& name) = 0;
 };
 
 class frmSettings final : public contract::Form {
@@ -31,16 +33,21 @@ class frmSettings final : public contract::Form {
   void Form_Load();
   void BtnOpen_Click();
   void BtnDelete_Click();
+  void BtnRename_Click() { StoreAs(true); }
+  void BtnCopy_Click() { StoreAs(false); }
   void BtnCancel_Click() { Close(); }
 
   contract::Control Label1{*this, "Label1", Kind::kLabel, "Available settings"};
   contract::Control LBoxSettings{*this, "LBoxSettings", Kind::kList};
   contract::Control BtnOpen{*this, "BtnOpen", Kind::kButton, "Open"};
   contract::Control BtnDelete{*this, "BtnDelete", Kind::kButton, "Delete"};
+  contract::Control BtnRename{*this, "BtnRename", Kind::kButton, "Rename..."};
+  contract::Control BtnCopy{*this, "BtnCopy", Kind::kButton, "Copy..."};
   contract::Control BtnCancel{*this, "BtnCancel", Kind::kButton, "Close"};
 
  private:
   void UpdateButtons();
+  void StoreAs(bool rename);
   contract::Platform& platform_;
   settings::IniFile ini_;
   SettingsCaller* caller_ = nullptr;

@@ -1,11 +1,15 @@
 #include <algorithm>
 
+#include "base/language.h"
+
 #include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "mapping/field_mapping.h"
 #include "wizard/frm_kelvorin.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 constexpr std::size_t kMarker = 0;
@@ -13,12 +17,24 @@ constexpr std::size_t kTarget = 2;
 constexpr std::size_t kSource = 5;
 constexpr std::size_t kMore = 6;
 
+// What a row without a source shows.
+std::string Ignored() {
+  return Tr(mapping::kIgnored);
+}
+
 int FindListItem(const contract::Control& list, std::string_view text) {
   const auto found = std::find(list.items().begin(), list.items().end(), text);
   return found == list.items().end() ? -1 : static_cast<int>(found - list.items().begin());
 }
 
 }  // namespace
+
+void frmKelvorin::FillMapping(std::vector<contract::Grid::Row> rows) {
+  controls.GrdMapping.grown_columns = {2, 5, 6};
+  controls.GrdMapping.Fill(
+      {"", "", Tr("Target field"), Tr("Type"), Tr("Size"), Tr("Source field"), Tr("More")},
+      std::move(rows), {210, 300, 1230, 765, 480, 1230, 570});
+}
 
 void frmKelvorin::DisplayFieldNames() {
   contract::Grid& grid = controls.GrdMapping;
@@ -28,15 +44,14 @@ void frmKelvorin::DisplayFieldNames() {
   for (std::size_t i = 0; i < fields.size(); ++i) {
     contract::Grid::Row cells(7);
     cells[2].text = fields[i].Name;
-    cells[3].text = values::FieldType(static_cast<std::int16_t>(fields[i].Type));
+    cells[3].text = Tr(values::FieldType(static_cast<std::int16_t>(fields[i].Type)));
     cells[4].text = base::ToDecimal(fields[i].Size);
     // What the row showed last; a source that is gone is told from this.
     if (i < grid.rows().size() && grid.cell(i, 2) == fields[i].Name)
       cells[kSource] = grid.rows()[i][kSource];
     rows.push_back(std::move(cells));
   }
-  grid.Fill({"", "", "Target field", "Type", "Size", "Source field", "More"}, std::move(rows),
-            {210, 300, 1230, 765, 480, 1230, 570});
+  FillMapping(std::move(rows));
   if (fields.empty()) return;
   grid.SetRow(row);
   grid.SetCell(static_cast<std::size_t>(row), kMarker, "->");
@@ -46,17 +61,22 @@ void frmKelvorin::FillSourceFields() {
   WizardControls& c = controls;
   contract::Grid& grid = c.GrdMapping;
   const std::vector<std::string>& sources = c.PreviewGrid.headings();
-  c.CBoxSourceFields.SetItems(mapping::ChooserEntries(sources));
+  std::vector<std::string> entries = sources;
+  entries.push_back(Ignored());
+  entries.push_back(Tr(mapping::kIgnoreAll));
+  c.CBoxSourceFields.SetItems(std::move(entries));
   for (std::size_t r = 0; r < grid.rows().size(); ++r) {
     const mapping::FieldMapEntry& entry = state().setting.FieldMap[r];
     const std::string shown = grid.cell(r, kSource);
     const bool lost = mapping::LostItsSource(entry, sources) ||
                       (!shown.empty() && FindListItem(c.CBoxSourceFields, shown) == -1);
-    grid.SetCell(r, kSource, mapping::RowText(entry, sources));
-    if (lost && grid.cell(r, kSource) == mapping::kIgnored) {
+    const bool has_source = mapping::RowText(entry, sources) != mapping::kIgnored;
+    grid.SetCell(r, kSource,
+                 has_source ? std::string(mapping::RowText(entry, sources)) : Ignored());
+    if (lost && grid.cell(r, kSource) == Ignored()) {
       grid.SetCell(r, kMore, {});
       grid.SetBold(r, kSource, true);
-    } else if (grid.cell(r, kSource) != mapping::kIgnored) {
+    } else if (grid.cell(r, kSource) != Ignored()) {
       grid.SetBold(r, kSource, false);
     }
   }
@@ -75,8 +95,8 @@ void frmKelvorin::PlaceChooser() {
   const auto at = static_cast<std::size_t>(row);
   controls.CBoxSourceFields.SelectItem(
       FindListItem(controls.CBoxSourceFields, controls.GrdMapping.cell(at, kSource)));
-  controls.CBoxSourceFields.SetAccessibleName("Source field for " +
-                                              controls.GrdMapping.cell(at, kTarget));
+  controls.CBoxSourceFields.SetAccessibleName(
+      Tr("Source field for %1", {controls.GrdMapping.cell(at, kTarget)}));
   SelectPreviewColumnOf(at);
 }
 
@@ -100,17 +120,17 @@ void frmKelvorin::CBoxSourceFields_Click() {
   const auto picked = static_cast<std::size_t>(index);
   if (picked == sources.size()) {
     mapping::Ignore(entry);
-    grid.SetCell(row, kSource, mapping::kIgnored);
+    grid.SetCell(row, kSource, Ignored());
     grid.SetCell(row, kMore, {});
     grid.SetBold(row, kSource, false);
   } else if (picked == sources.size() + 1) {
     c.CBoxSourceFields.SelectItem(static_cast<int>(sources.size()));
-    if (platform_.Ask({"This action will reset all the mapping, continue ?", "Confirmation",
+    if (platform_.Ask({Tr("This action will reset all the mapping, continue ?"), Tr("Confirmation"),
                        contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) ==
         contract::Answer::kOk) {
       mapping::IgnoreAll(state().setting.FieldMap);
       for (std::size_t r = 0; r < grid.rows().size(); ++r) {
-        grid.SetCell(r, kSource, mapping::kIgnored);
+        grid.SetCell(r, kSource, Ignored());
         grid.SetCell(r, kMore, {});
         grid.SetBold(r, kSource, false);
       }
@@ -159,17 +179,46 @@ void frmKelvorin::BtnMapInOrder_Click() {
 
 void frmKelvorin::ShowMappedCount() {
   const contract::Grid& grid = controls.GrdMapping;
-  const auto mapped = std::count_if(grid.rows().begin(), grid.rows().end(), [](const auto& row) {
-    return row[kSource].text != mapping::kIgnored;
-  });
-  controls.LblMapped.SetCaption(std::to_string(mapped) + " of " +
-                                std::to_string(grid.rows().size()) + " fields mapped");
+  const auto mapped = std::count_if(grid.rows().begin(), grid.rows().end(),
+                                    [](const auto& row) { return row[kSource].text != Ignored(); });
+  controls.LblMapped.SetCaption(Tr(
+      "%1 of %2 fields mapped",
+      {base::ToDecimal(mapped), base::ToDecimal(static_cast<std::int64_t>(grid.rows().size()))}));
+  MarkDoubts();
+}
+
+void frmKelvorin::MarkDoubts() {
+  contract::Grid& grid = controls.PreviewGrid;
+  for (std::size_t r = 0; r < grid.rows().size(); ++r)
+    for (std::size_t c = 0; c < grid.rows()[r].size(); ++c) grid.SetDoubt(r, c, {});
+  // A host that changes values decides for itself.
+  if (caller().events().Listens(contract::Event::kBeforeFieldImport)) return;
+  const auto doubts =
+      job::CheckValues(shown_values_, state().setting, state().target, engine_.Format(), true);
+  engine_.ClearErrors();
+  int marked = 0;
+  if (doubts.ok())
+    for (const job::ValueDoubt& doubt : *doubts) {
+      if (doubt.kind == job::ValueDoubt::Kind::kNull) continue;  // as it was asked for
+      if (doubt.record >= grid.rows().size() || doubt.column >= grid.rows()[doubt.record].size())
+        continue;
+      const std::string before = grid.rows()[doubt.record][doubt.column].doubt;
+      marked += before.empty() ? 1 : 0;
+      grid.SetDoubt(doubt.record, doubt.column,
+                    before.empty() ? doubt.reason : before + " " + doubt.reason);
+    }
+  std::string note = shape_note_;
+  if (marked > 0)
+    note += (note.empty() ? "" : " ") +
+            base::TrCount(marked, "%1 value shown would not arrive as it is (marked).",
+                          "%1 values shown would not arrive as they are (marked).");
+  controls.LblStatus.SetCaption(note);
 }
 
 bool frmKelvorin::AnyRowMapped() const {
   const auto& rows = controls.GrdMapping.rows();
   return std::any_of(rows.begin(), rows.end(), [](const auto& row) {
-    return !row[kSource].text.empty() && row[kSource].text != mapping::kIgnored;
+    return !row[kSource].text.empty() && row[kSource].text != Ignored();
   });
 }
 

@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include "base/language.h"
+
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
@@ -12,6 +14,8 @@
 
 namespace kelvorin::wizard {
 
+using base::Tr;
+
 using contract::Control;
 
 // --- The heading and the suggestion
@@ -21,13 +25,13 @@ void frmKelvorin::ShowHeader() {
   const std::int32_t names_in = settings::HeadingLineOf(state().setting);
   const std::int32_t suggested = suggestion_.layout ? suggestion_.layout->heading_line : 0;
   const std::int32_t line = names_in >= 1 ? names_in : suggested;
-  c.CBoxHeader.SetCaption(line > 1 ? "L&ine " + base::ToDecimal(line) + " holds the names"
-                                   : "First l&ine holds the names");
+  c.CBoxHeader.SetCaption(line > 1 ? Tr("L&ine %1 holds the names", {base::ToDecimal(line)})
+                                   : Tr("First l&ine holds the names"));
   c.CBoxHeader.ShowValue(names_in >= 1);
-  c.CBoxHeader.tool_tip = suggested >= 1 && names_in < 1
-                              ? "The detection takes this line for the names of the columns."
-                              : "Takes the names of the columns from that line and begins the "
-                                "import behind it.";
+  c.CBoxHeader.tool_tip =
+      suggested >= 1 && names_in < 1
+          ? Tr("The detection takes this line for the names of the columns.")
+          : Tr("Takes the names of the columns from that line and begins the import behind it.");
 }
 
 void frmKelvorin::CBoxHeader_Click() {
@@ -111,12 +115,14 @@ void frmKelvorin::RefreshPreview() {
 void frmKelvorin::UpdateVarPreview() {
   PreviewTable table = CutSample(sample_, state().setting, state().breaks);
   ShowStatus(table);
+  shown_values_ = std::move(table.values);
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows));
 }
 
 void frmKelvorin::UpdateFixedPreview() {
   PreviewTable table = CutSample(sample_, state().setting, state().breaks);
   ShowStatus(table);
+  shown_values_ = std::move(table.values);
   controls.PreviewGrid.Fill(std::move(table.headings), std::move(table.rows),
                             break_editor_.UpdateColWidthsFromBreaks());
   const std::string breaks = break_editor_.Text();
@@ -125,7 +131,7 @@ void frmKelvorin::UpdateFixedPreview() {
     typing_breaks_ = false;
   }
   controls.PreviewFixed.ShowText(breaks);
-  controls.PreviewFixed.tool_tip = breaks.empty() ? "No breaks" : "Breaks at " + breaks;
+  controls.PreviewFixed.tool_tip = breaks.empty() ? Tr("No breaks") : Tr("Breaks at %1", {breaks});
 }
 
 void frmKelvorin::UpdateSrcTablePreview() {
@@ -158,30 +164,39 @@ void frmKelvorin::UpdateSrcTablePreview() {
     ReportError(engine::FatalMessage(engine::Step::kOpenTable, names), table.status());
     return;
   }
+  shape_note_.clear();
   controls.LblStatus.SetCaption({});
+  shown_values_ = std::move(table->values);
   controls.PreviewGrid.Fill(std::move(table->headings), std::move(table->rows));
   steps_.loaded = true;
 }
 
 void frmKelvorin::ShowStatus(const PreviewTable& table) {
   std::string text;
-  const auto add = [&](int count, const char* what) {
+  const auto add = [&](int count, const char* one, const char* many) {
     if (count == 0) return;
     if (!text.empty()) text += " ";
-    text += std::to_string(count) + (count == 1 ? " record " : " records ") + what;
+    text += base::TrCount(count, one, many);
   };
-  add(table.ragged, "with another number of fields than most (in bold).");
-  add(table.unclosed, "with a text delimiter that is not closed.");
-  add(table.behind, "with text behind the last break, which is not imported.");
-  add(table.wide, "with characters of several bytes; breaks count characters.");
+  add(table.ragged, "%1 record with another number of fields than most (in bold).",
+      "%1 records with another number of fields than most (in bold).");
+  add(table.unclosed, "%1 record with a text delimiter that is not closed.",
+      "%1 records with a text delimiter that is not closed.");
+  add(table.behind, "%1 record with text behind the last break, which is not imported.",
+      "%1 records with text behind the last break, which is not imported.");
+  add(table.wide, "%1 record with characters of several bytes; breaks count characters.",
+      "%1 records with characters of several bytes; breaks count characters.");
   if (text.empty() && !table.rows.empty())
-    text = "All records shown have " + std::to_string(table.headings.size()) +
-           (table.headings.size() == 1 ? " field." : " fields.");
-  if (table.rows.empty() && steps_.loaded) text = "No records to show.";
+    text = base::TrCount(static_cast<std::int64_t>(table.headings.size()),
+                         "All records shown have %1 field.", "All records shown have %1 fields.");
+  if (table.rows.empty() && steps_.loaded) text = Tr("No records to show.");
+  shape_note_ = text;
   controls.LblStatus.SetCaption(text);
 }
 
 void frmKelvorin::EmptyAllGrid() {
+  shown_values_.clear();
+  shape_note_.clear();
   controls.PreviewGrid.Fill({}, {});
   controls.LblStatus.SetCaption({});
 }

@@ -3,7 +3,11 @@
 #include "wizard/frm_advanced.h"
 #include "wizard/frm_kelvorin.h"
 
+#include "base/language.h"
+
 namespace kelvorin::wizard {
+
+using base::Tr;
 
 void frmKelvorin::BtnAdvanced_Click() {
   if (!state().target.database) return;  // could not be opened anew
@@ -38,13 +42,20 @@ frmAdvanced::Sample frmKelvorin::SampleUnder(const settings::ImportSetting& sett
   frmAdvanced::Sample shown;
   const base::CodePage& page = base::AnsiPage();
   PreviewTable table;
+  std::vector<job::ValueDoubt> doubts;
   if (job_.ApplyLocale(setting).ok()) {
     TextSample sample;
     if (ReadSample(state().source.file_name, setting, sample).ok())
       table = CutSample(sample, setting, state().breaks);
+    // As far as they are mapped already.
+    const bool same_page = base::AnsiPage().number() == page.number();
+    auto found =
+        job::CheckValues(table.values, setting, state().target, engine_.Format(), same_page);
+    engine_.ClearErrors();
+    if (found.ok()) doubts = *std::move(found);
   }
   const base::Converter converter(base::AnsiPage(), page);
-  // The locale of the setting at hand were in force before.
+  // The locale of the setting at hand was in force before.
   static_cast<void>(job_.ApplyLocale(state().setting).ok());
   if (table.rows.size() > kRows) table.rows.resize(kRows);
   for (std::string& heading : table.headings)
@@ -55,6 +66,16 @@ frmAdvanced::Sample frmKelvorin::SampleUnder(const settings::ImportSetting& sett
       converter.Append(cell.text, text);
       cell.text = std::move(text);
     }
+  for (const job::ValueDoubt& doubt : doubts) {
+    if (doubt.record >= table.rows.size() || doubt.column >= table.rows[doubt.record].size())
+      continue;
+    contract::Grid::Cell& cell = table.rows[doubt.record][doubt.column];
+    if (doubt.kind == job::ValueDoubt::Kind::kNull) {
+      cell.text = Tr("(Null)");
+    } else {
+      cell.doubt += (cell.doubt.empty() ? "" : " ") + doubt.reason;
+    }
+  }
   shown.rows = std::move(table.rows);
   return shown;
 }
@@ -71,7 +92,7 @@ void frmKelvorin::BtnSettings_Click() {
   Status status = job_.ReadSetting(caller().properties().IniFile);
   if (!status.ok()) {
     state().setting.SettingName = before;
-    ReportError("Error in reading the setting " + chosen_setting_, status);
+    ReportError({"Error in reading the setting %1", {chosen_setting_}}, status);
     return;
   }
   TakeLocale();
@@ -94,8 +115,8 @@ void frmKelvorin::BtnSettings_Click() {
 
 void frmKelvorin::BtnSaveSetting_Click() {
   settings::ImportSetting& setting = state().setting;
-  const std::string name =
-      platform_.InputBox("Save Setting", "Type in the name of the setting:", setting.SettingName);
+  const std::string name = platform_.InputBox(
+      Tr("Save Setting"), Tr("Type in the name of the setting:"), setting.SettingName);
   if (name.empty()) return;
   setting.SettingName = name;
   if (!caption().empty()) ShowSettingCaption();

@@ -7,7 +7,11 @@
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/plain_path.h"
 
+#include "base/language.h"
+
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 catalog::Family FamilyOf(std::int32_t kind) noexcept {
@@ -41,12 +45,12 @@ void frmKelvorin::CBoxTables_Click() {
   if (!state().target.database) {  // could not be opened anew before
     const Status again = job_.OpenHostTarget();
     if (!again.ok()) {
-      ReportError("Error in opening DataBase " + caller().properties().DataBaseName, again);
+      ReportError({"Error in opening DataBase %1", {caller().properties().DataBaseName}}, again);
       return;
     }
   }
   const Status opened = job_.OpenTargetTable(name);
-  if (!opened.ok()) ReportError("Error in opening Table " + name, opened);
+  if (!opened.ok()) ReportError({"Error in opening Table %1", {name}}, opened);
   UpdateControls();
 }
 
@@ -141,8 +145,9 @@ void frmKelvorin::ShowSourceControls() {
   const bool listed = !file_box && state().source.exists;
   c.lstTables.SetEnabled(listed);
   c.LblLstTables.SetEnabled(listed);
-  if (row != nullptr) c.BtnBrowseFiles.SetCaption(row->browse_caption);
+  if (row != nullptr) c.BtnBrowseFiles.SetCaption(Tr(row->browse_caption));
   c.BtnDetect.SetVisible(IsText());
+  c.BtnPaste.SetVisible(IsText());
 }
 
 void frmKelvorin::ShowFileName() {
@@ -166,19 +171,18 @@ std::string frmKelvorin::SourceNote() const {
   if (row == nullptr) return {};
   if (row->named_by_list) {
     if (!source.exists)
-      return std::string("Choose what to import from with the button \"") +
-             std::string(row->browse_caption) + "\".";
-    return state().source.tables.empty() ? "There is no table to import from." : std::string();
+      return Tr("Choose what to import from with the button \"%1\".", {Tr(row->browse_caption)});
+    return state().source.tables.empty() ? Tr("There is no table to import from.") : std::string();
   }
   if (source.exists) return sample_.problem;
   const std::string name = PlainPath(controls.EdtFileName.text());
-  if (name.empty()) return "Choose the file to import.";
-  if (!catalog::SourceFileExists(name)) return "There is no such file.";
-  const std::string file = "'" + std::string(base::NamePart(name)) + "' is ";
+  if (name.empty()) return Tr("Choose the file to import.");
+  if (!catalog::SourceFileExists(name)) return Tr("There is no such file.");
   const char* const kinds[] = {"a text file", "an Access database", "a Paradox table",
                                "a dBASE or FoxPro table", "a data source"};
-  return file + kinds[static_cast<int>(FamilyOfFile(name))] + ", not " +
-         kinds[static_cast<int>(row->family)] + ". Choose another file or source type.";
+  return Tr("'%1' is %2, not %3. Choose another file or source type.",
+            {base::NamePart(name), Tr(kinds[static_cast<int>(FamilyOfFile(name))]),
+             Tr(kinds[static_cast<int>(row->family)])});
 }
 
 // --- The file
@@ -198,6 +202,19 @@ void frmKelvorin::BtnDetect_Click() {
   ShowSeparators();
   TakeSample();
   ShowCurrentStep();
+}
+
+void frmKelvorin::BtnPaste_Click() {
+  const std::string text = platform_.ClipboardText();
+  if (text.empty()) {
+    platform_.Ask({Tr("The clipboard holds no text."), Tr("Information"),
+                   contract::Icon::kInformation, contract::Buttons::kOk});
+    return;
+  }
+  Result<PastedText> pasted = PastedText::Keep(text);
+  if (!pasted.ok()) return ReportError({}, pasted.status());
+  pasted_ = *std::move(pasted);
+  controls.EdtFileName.SetText(pasted_->path());
 }
 
 void frmKelvorin::BtnBrowseFiles_Click() {

@@ -1,5 +1,7 @@
 #include "wizard/source_preview.h"
 
+#include "base/language.h"
+
 #include <algorithm>
 #include <map>
 #include <span>
@@ -14,6 +16,8 @@
 #include "textsource/format_detection.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 constexpr std::int32_t kLongestRecord = 32 * 1024;
@@ -27,24 +31,18 @@ std::string CellText(std::string_view value) {
   return text;
 }
 
-std::string Count(std::int64_t number, const char* one, const char* many) {
-  return base::ToDecimal(number) + " " + (number == 1 ? one : many);
-}
-
 std::string SeparatorNames(const settings::ImportSetting& setting) {
   std::string names;
-  const auto add = [&](bool set, std::string_view name) {
-    if (!set) return;
-    if (!names.empty()) names += " and ";
-    names += name;
+  const auto add = [&](bool set, const std::string& name) {
+    if (set) names = names.empty() ? name : Tr("%1 and %2", {names, name});
   };
-  add(setting.SepComma, "comma");
-  add(setting.SepSemicolon, "semicolon");
-  add(setting.SepSpace, "space");
-  add(setting.SepTab, "tab");
+  add(setting.SepComma, Tr("comma"));
+  add(setting.SepSemicolon, Tr("semicolon"));
+  add(setting.SepSpace, Tr("space"));
+  add(setting.SepTab, Tr("tab"));
   if (setting.SepOther && !setting.SepOtherText.empty())
     add(true, "'" + std::string(base::CutToCharacters(setting.SepOtherText, 1)) + "'");
-  return names.empty() ? "no separator" : names;
+  return names.empty() ? Tr("no separator") : names;
 }
 
 std::size_t LastBreak(const textsource::BreakList& breaks) {
@@ -107,9 +105,11 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
     // A record with too many fields still shows its first ones.
     static_cast<void>(rules.Split(copy, values).ok());
     contract::Grid::Row row;
+    std::vector<std::string>& taken = table.values.emplace_back();
     for (std::size_t i = 0; i < values.count(); ++i) {
       if (conversion.active()) conversion.Convert(values[i], converted);
-      row.push_back({CellText(conversion.active() ? converted : values[i]), false});
+      taken.emplace_back(conversion.active() ? converted : values[i]);
+      row.push_back({CellText(taken.back()), false});
     }
     columns = std::max(columns, row.size());
     ++how_often[row.size()];
@@ -152,16 +152,18 @@ Result<PreviewTable> ReadTable(database::Database& database, std::string_view ta
   std::string text;
   for (std::size_t taken = 0; taken < base::kPreviewLines && !rows.Eof(); ++taken) {
     contract::Grid::Row row;
+    std::vector<std::string>& whole = preview.values.emplace_back();
     for (std::size_t i = 0; i < columns; ++i) {
       bool is_null = false;
       const database::Field field = rows.Fields(i);
       text.clear();
       if (values::IsBinary(field.Type())) {
-        text = "(binary)";
+        text = Tr("(binary)");
       } else if (!field.GetText(text, is_null).ok()) {
-        text = "(unreadable)";  // one damaged value does not hide the others
+        text = Tr("(unreadable)");  // one damaged value does not hide the others
       }
       row.push_back({CellText(text), false});
+      whole.push_back(text);
     }
     preview.rows.push_back(std::move(row));
     KV_TRY(rows.MoveNext());
@@ -172,35 +174,33 @@ Result<PreviewTable> ReadTable(database::Database& database, std::string_view ta
 
 std::string LayoutText(const settings::ImportSetting& setting) {
   const char* const kEnds[] = {"CR LF", "CR", "LF", "other record separator", "fixed length"};
-  std::string text;
-  if (setting.TypeFormat == 0) {
-    text = "Delimited text, " + SeparatorNames(setting);
-  } else {
-    text = setting.TypeFormat == 1 ? "Fixed-width text" : "HTML tags";
-  }
+  std::string text = setting.TypeFormat == 0
+                         ? Tr("Delimited text") + ", " + SeparatorNames(setting)
+                         : Tr(setting.TypeFormat == 1 ? "Fixed-width text" : "HTML tags");
   if (setting.RecSeparator >= 0 && setting.RecSeparator <= 4)
-    text += std::string(", ") + kEnds[setting.RecSeparator];
+    text += ", " + Tr(kEnds[setting.RecSeparator]);
   return text;
 }
 
 std::string DetectionText(const settings::ImportSetting& setting,
                           const textsource::BreakList& breaks, const TextSample& sample) {
-  if (sample.records.empty()) return "The file has no records to show.";
+  if (sample.records.empty()) return Tr("The file has no records to show.");
   textsource::PreviewLines lines;
   lines.file_present = lines.valid = true;
   for (std::size_t i = 0; i < sample.records.size(); ++i)
     lines.Line(static_cast<int>(i) + 1) = sample.records[i];
   const textsource::DetectionReport report = textsource::Weigh(
       lines, engine::RecordFormatOf(setting), engine::SplitRulesOf(setting, breaks));
-  std::string text = LayoutText(setting);
-  text += ": " + base::ToDecimal(report.lines_agreeing) + " of " +
-          Count(report.lines, "line", "lines") + " have " +
-          Count(report.fields, "field", "fields") + ".";
+  std::string text =
+      LayoutText(setting) + ": " +
+      Tr("%1 of %2 have %3.", {base::ToDecimal(report.lines_agreeing),
+                               base::TrCount(report.lines, "%1 line", "%1 lines"),
+                               base::TrCount(report.fields, "%1 field", "%1 fields")});
   if (report.unclosed_lines > 0) {
-    text +=
-        " " + Count(report.unclosed_lines, "line ends", "lines end") + " inside a text delimiter.";
+    text += " " + base::TrCount(report.unclosed_lines, "%1 line ends inside a text delimiter.",
+                                "%1 lines end inside a text delimiter.");
     if (setting.QuotedLineEnds == 0)
-      text += " The advanced options tell whether line ends inside quotes are data.";
+      text += " " + Tr("The advanced options tell whether line ends inside quotes are data.");
   }
   if (!report.hint.empty()) text += " " + report.hint;
   return text;

@@ -10,6 +10,7 @@
 #include "base/status.h"
 #include "contract/form.h"
 #include "database/database.h"
+#include "job/value_check.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 
@@ -33,10 +34,11 @@ std::string ShownLine(const std::string& line, const settings::ImportSetting& se
 struct PreviewTable {
   std::vector<std::string> headings;
   std::vector<contract::Grid::Row> rows;
-  int ragged = 0;    // records that have another number of fields than most
-  int unclosed = 0;  // records that end inside quotes
-  int wide = 0;      // records of fixed width with characters of several bytes
-  int behind = 0;    // records of fixed width with text behind the last break
+  job::ShownValues values;  // whole, as they are assigned
+  int ragged = 0;           // records that have another number of fields than most
+  int unclosed = 0;         // records that end inside quotes
+  int wide = 0;             // records of fixed width with characters of several bytes
+  int behind = 0;           // records of fixed width with text behind the last break
 };
 
 /// Cuts a sample by the setting's rules; values are converted as the run converts them. Ragged and

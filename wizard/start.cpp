@@ -7,7 +7,11 @@
 #include "settings/setting_store.h"
 #include "wizard/frm_kelvorin.h"
 
+#include "base/language.h"
+
 namespace kelvorin::wizard {
+
+using base::Tr;
 
 using contract::Control;
 
@@ -50,6 +54,7 @@ void frmKelvorin::ConnectControls() {
     click(*button, &frmKelvorin::BtnNewTable_Click);
   click(c.CBoxTypeFormat, &frmKelvorin::CBoxTypeFormat_Click);
   click(c.BtnBrowseFiles, &frmKelvorin::BtnBrowseFiles_Click);
+  click(c.BtnPaste, &frmKelvorin::BtnPaste_Click);
   click(c.BtnDetect, &frmKelvorin::BtnDetect_Click);
   click(c.lstTables, &frmKelvorin::lstTables_Click);
   for (Control* box : {&c.CBoxComma, &c.CBoxSemiColon, &c.CBoxSpace, &c.CBoxTab})
@@ -81,28 +86,28 @@ void frmKelvorin::ConnectControls() {
   c.GrdMapping.shortcut = 'G';
   c.CBoxSourceFields.shortcut = 'C';
   c.BtnNext.default_button = c.BtnFinish.default_button = true;
-  c.BtnPrev.accessible_name = "Back";
-  c.BtnNext.accessible_name = "Next";
-  c.CBoxTables.accessible_name = "Target table";
-  c.CBoxTypeFormat.accessible_name = "Source type";
-  c.EdtFileName.accessible_name = "File name";
-  c.lstTables.accessible_name = "Table";
-  c.EdtSpecialSeparator.accessible_name = "Other separator";
-  c.CBoxDelimiter.accessible_name = "Text delimiter";
-  c.EdtBreaks.accessible_name = "Breaks";
-  c.GrdMapping.accessible_name = "Mapping of fields";
-  c.CBoxSourceFields.accessible_name = "Source field";
-  c.PreviewText.accessible_name = "File preview";
-  c.PreviewGrid.accessible_name = "Preview of the records";
-  c.PreviewFixed.accessible_name = "Column breaks";
+  c.BtnPrev.accessible_name = Tr("Back");
+  c.BtnNext.accessible_name = Tr("Next");
+  c.CBoxTables.accessible_name = Tr("Target table");
+  c.CBoxTypeFormat.accessible_name = Tr("Source type");
+  c.EdtFileName.accessible_name = Tr("File name");
+  c.lstTables.accessible_name = Tr("Table");
+  c.EdtSpecialSeparator.accessible_name = Tr("Other separator");
+  c.CBoxDelimiter.accessible_name = Tr("Text delimiter");
+  c.EdtBreaks.accessible_name = Tr("Breaks");
+  c.GrdMapping.accessible_name = Tr("Mapping of fields");
+  c.CBoxSourceFields.accessible_name = Tr("Source field");
+  c.PreviewText.accessible_name = Tr("File preview");
+  c.PreviewGrid.accessible_name = Tr("Preview of the records");
+  c.PreviewFixed.accessible_name = Tr("Column breaks");
 
+  c.BtnPaste.tool_tip = Tr("Takes the text of the clipboard as the file to import");
   c.EdtFileName.file_name = true;
 
-  c.CBoxDelimiter.SetItems({"\"", "'", "(none)"});
+  c.CBoxDelimiter.SetItems({"\"", "'", Tr("(none)")});
   c.CBoxTypeFormat.Clear();
-  for (int kind = 0; kind < 15; ++kind) c.CBoxTypeFormat.AddItem(kKindNames[kind], kind);
-  c.GrdMapping.Fill({"", "", "Target field", "Type", "Size", "Source field", "More"}, {},
-                    {210, 300, 1230, 765, 480, 1230, 570});
+  for (int kind = 0; kind < 15; ++kind) c.CBoxTypeFormat.AddItem(Tr(kKindNames[kind]), kind);
+  FillMapping({});
   c.PreviewGrid.Fill({}, {});
   for (Control* frame :
        {&c.frameSteps_0, &c.frameSteps_1, &c.frameSteps_2, &c.frameSteps_3, &c.frameSteps_4})
@@ -182,7 +187,7 @@ void frmKelvorin::TakeLocale() {
   if (!target.recordset) return;
   const std::string table = converted(target.table_name);
   const Status opened = job_.ReopenTarget(table);
-  if (!opened.ok()) ReportError("Error in opening Table " + table, opened);
+  if (!opened.ok()) ReportError({"Error in opening Table %1", {table}}, opened);
 }
 
 Status frmKelvorin::StartTarget() {
@@ -191,14 +196,14 @@ Status frmKelvorin::StartTarget() {
   Status status = job_.OpenHostTarget();
   platform_.SetWaitCursor(false);
   if (!status.ok()) {
-    ReportError("Error in opening DataBase " + properties.DataBaseName, status);
+    ReportError({"Error in opening DataBase %1", {properties.DataBaseName}}, status);
     return status;
   }
   const bool multi_table = properties.MultiTable;
   auto tables = catalog::FillTargetTables(*state().target.database, properties, caller().events());
   if (properties.MultiTable != multi_table) caller().PropertyChanged("MultiTable");
   if (!tables.ok()) {
-    ReportError("Error in opening DataBase " + properties.DataBaseName, tables.status());
+    ReportError({"Error in opening DataBase %1", {properties.DataBaseName}}, tables.status());
     return tables.status();
   }
   steps_.first = tables->fixed ? WizardStep::kSource : WizardStep::kTarget;
@@ -208,18 +213,18 @@ Status frmKelvorin::StartTarget() {
   controls.CBoxTables.SelectItem(tables->selected);
   if (tables->table_name.empty()) {
     controls.LblTableNote.SetCaption(
-        "The database has no table that records can be imported into.");
+        Tr("The database has no table that records can be imported into."));
     return Status();
   }
   status = job_.OpenTargetTable(tables->table_name);
   if (!status.ok()) {
-    ReportError("Error in opening Table " + tables->table_name, status);
+    ReportError({"Error in opening Table %1", {tables->table_name}}, status);
     return status;
   }
   if (!tables->fixed && !properties.tableName.empty() &&
       !base::EqualIgnoreCase(tables->table_name, properties.tableName))
-    controls.LblTableNote.SetCaption("There is no table '" + properties.tableName +
-                                     "' in the database.");
+    controls.LblTableNote.SetCaption(
+        Tr("There is no table '%1' in the database.", {properties.tableName}));
   return Status();
 }
 
@@ -246,7 +251,7 @@ bool frmKelvorin::LoadStartSetting() {
     setting.SettingName = name;
     const Status read = job_.ReadSetting(properties.IniFile);
     if (!read.ok()) {
-      ReportError("Error in reading the setting " + name, read);
+      ReportError({"Error in reading the setting %1", {name}}, read);
       setting.SettingName.clear();
     } else {
       loaded = true;
@@ -282,8 +287,8 @@ void frmKelvorin::BtnCancel_Click() {
   }
   if (mapped_by_hand_ && settings::HasMapping(state().setting.FieldMap) &&
       platform_.Ask(
-          {"The mapping of the fields was neither imported nor saved. Close all the same ?",
-           "Confirmation", contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) !=
+          {Tr("The mapping of the fields was neither imported nor saved. Close all the same ?"),
+           Tr("Confirmation"), contract::Icon::kQuestion, contract::Buttons::kOkCancel, true}) !=
           contract::Answer::kOk)
     return;
   Close();
@@ -303,18 +308,17 @@ void frmKelvorin::Abandoned() {
 
 void frmKelvorin::Form_Unload() {
   job_.Close([this](const Status& failed) { ReportError({}, failed); });
+  pasted_.reset();
 }
 
-void frmKelvorin::ReportError(std::string_view message, const Status& why) {
-  std::string text(message);
-  if (!text.empty()) text += base::kCrLf;
-  std::string shown = "The following Error Occured:";
-  for (int i = 0; i < 2; ++i) shown += base::kCrLf;
-  shown += text + engine::PendingErrors(engine_, why);
+void frmKelvorin::ReportError(const base::Message& message, const Status& why) {
+  const std::string end(base::kCrLf);
+  const auto lines = [&](const std::string& text) { return text.empty() ? text : text + end; };
+  std::string shown = Tr("The following Error Occured:") + end + end + lines(message.shown) +
+                      engine::PendingErrors(engine_, why);
   engine_.ClearErrors();
-  text += why.message();
-  job_.SetLastError(std::move(text));
-  platform_.Ask({std::move(shown), "Error", contract::Icon::kCritical, contract::Buttons::kOk});
+  job_.SetLastError(lines(message.plain) + std::string(why.message()));
+  platform_.Ask({std::move(shown), Tr("Error"), contract::Icon::kCritical, contract::Buttons::kOk});
 }
 
 }  // namespace kelvorin::wizard

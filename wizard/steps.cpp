@@ -1,8 +1,11 @@
+#include "base/language.h"
 #include "contract/enums.h"
 #include "settings/import_setting.h"
 #include "wizard/frm_kelvorin.h"
 
 namespace kelvorin::wizard {
+
+using base::Tr;
 namespace {
 
 // Where a source of this kind is laid out; the source step itself where there is nothing to lay
@@ -143,7 +146,7 @@ void frmKelvorin::UpdateControls() {
   c.BtnFinish.SetEnabled(finish && !running_);
   // Return must not import once more what has just been imported.
   c.BtnFinish.SetDefaultButton(!running_ && (!last_run_ || *last_run_ != TakeInventory()));
-  c.BtnCancel.SetCaption(imported_something_ ? "Close" : "Cancel");
+  c.BtnCancel.SetCaption(Tr(imported_something_ ? "Close" : "Cancel"));
   c.BtnSaveSetting.SetEnabled(save);
   c.BtnDetect.SetEnabled(exists && IsText());
   c.BtnUndoBreak.SetEnabled(break_editor_.CanUndo());

@@ -42,6 +42,7 @@ struct WizardControls {
   Control LblLstTables{form, "LblLstTables", Kind::kLabel, "Tabl&e:"};
   Control lstTables{form, "lstTables", Kind::kCombo};
   Control BtnBrowseFiles{form, "BtnBrowseFiles", Kind::kButton, "Browse..."};
+  Control BtnPaste{form, "BtnPaste", Kind::kButton, "&Paste"};
   Control LblDetected{form, "LblDetected", Kind::kLabel};
   Control BtnDetect{form, "BtnDetect", Kind::kButton, "Detect a&gain"};
   Control LblSuggestion{form, "LblSuggestion", Kind::kLabel};

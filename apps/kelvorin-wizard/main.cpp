@@ -3,7 +3,10 @@
 // window system.
 
 #include "control/kelvorin.h"
+#include "wizard/qt/language.h"
 #include "wizard/qt/qt_platform.h"
+
+#include <QLocale>
 
 #include <cstdio>
 #include <string>
@@ -23,6 +26,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "kelvorin: %s\n", std::string(set.message()).c_str());
     return 2;
   }
+  if (platform.CanShowForms().ok()) kelvorin::wizard::qt::InstallLanguage(QLocale());
   control.Execute();
   if (!control.LastError().empty()) {
     std::fprintf(stderr, "kelvorin: %s\n", control.LastError().c_str());

@@ -2,6 +2,7 @@
 
 #include "base/code_page.h"
 #include "control/kelvorin.h"
+#include "wizard/qt/language.h"
 #include "wizard/qt/qt_platform.h"
 #include "wizard/qt/text.h"
 
@@ -54,6 +55,10 @@ KelvorinControl::~KelvorinControl() {
   core_->widget.clear();  // now: the pointer itself learns of it only after this destructor
   core_->control.StopRun("The control was destroyed while its import was under way");
   core_->platform.Abandon();
+}
+
+bool KelvorinControl::InstallLanguage(const QLocale& locale) {
+  return kelvorin::wizard::qt::InstallLanguage(locale);
 }
 
 void KelvorinControl::SetDesignMode(bool on) noexcept {

@@ -6,6 +6,7 @@
 // Parameters of signals taken by reference are written back over direct connections, that is by
 // receivers in the thread of the control.
 
+#include <QLocale>
 #include <QString>
 #include <QVariant>
 #include <QWidget>
@@ -56,6 +57,10 @@ class KelvorinControl : public QWidget {
 
   explicit KelvorinControl(QWidget* parent = nullptr);
   ~KelvorinControl() override;
+
+  /// Installs the translator that comes with the library for a language, for all forms made from now
+  /// on. False where there is none: the texts stay English.
+  static bool InstallLanguage(const QLocale& locale = QLocale());
 
   /// The form designer shows the control; everywhere else it hides itself.
   static void SetDesignMode(bool on) noexcept;

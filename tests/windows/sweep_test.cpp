@@ -13,12 +13,14 @@
 #include "wizard/frm_progress.h"
 #include "wizard/frm_rejected.h"
 #include "wizard/frm_settings.h"
+#include "wizard/qt/language.h"
 #include "wizard/qt/qt_platform.h"
 
 #include <QAccessible>
 #include <QComboBox>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLocale>
 #include <QSet>
 #include <QShortcut>
 #include <QTabBar>
@@ -35,9 +37,17 @@ class LongLanguage final : public QTranslator {
   QString translate(const char* context, const char* text, const char*, int) const override {
     if (qstrcmp(context, "kelvorin") != 0) return {};
     const QString source = QString::fromUtf8(text);
+    asked += source;
     return source + QString(source.size() / 2, u'm');
   }
+  mutable QSet<QString> asked;
 };
+
+// The languages that were installed go again.
+void RemoveLanguages() {
+  for (auto* translator : QCoreApplication::instance()->findChildren<QTranslator*>())
+    delete translator;
+}
 
 bool TakesFocus(const QWidget* widget) {
   return widget->isVisible() && widget->isEnabled() && widget->focusPolicy() != Qt::NoFocus &&
@@ -223,17 +233,36 @@ void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
 
 TEST_CASE("Every window has names, letters of its own, a tab order, and texts that fit") {
   wizard::qt::QtPlatform platform;
-  for (const bool long_texts : {false, true}) {
-    CAPTURE(long_texts);
-    LongLanguage language;
-    if (long_texts) QCoreApplication::installTranslator(&language);
+  const auto look = [&](const char* language) {
+    CAPTURE(language);
     LookAtDialogs(platform);
     for (const int kind : {0, 1, 3}) {
       CAPTURE(kind);
       LookAtWizard(platform, kind);
     }
-    QCoreApplication::removeTranslator(&language);
+  };
+  look("English");
+  LongLanguage language;
+  QCoreApplication::installTranslator(&language);
+  look("a long one");
+  QCoreApplication::removeTranslator(&language);
+  if (!wizard::qt::InstallLanguage(QLocale(QLocale::German))) {
+    MESSAGE("no languages: Qt's language tools were not here");
+    return;
   }
+  look("German");
+  CHECK(language.asked.size() > 200);
+  for (const QString& text : language.asked) {
+    CAPTURE(text.toStdString());
+    QString german;
+    for (const auto* known : QCoreApplication::instance()->findChildren<QTranslator*>())
+      if (german.isEmpty()) german = known->translate("kelvorin", text.toUtf8());
+    CHECK_FALSE(german.isEmpty());
+  }
+  CHECK(
+      QCoreApplication::translate("kelvorin", "End of import\r\nNumber of imported records : %1") ==
+      "Ende des Imports\r\nImportierte S\u00E4tze: %1");
+  RemoveLanguages();
 }
 
 }  // namespace kelvorin::tests

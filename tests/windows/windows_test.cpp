@@ -409,6 +409,7 @@ TEST_CASE("Settings, logon and password windows") {
     const std::string& CurrentSettingName() const override { return chosen; }
     const std::string& WizardCaption() const override { return chosen; }
     void ResetCaption() override {}
+    void SettingRenamed(const std::string&) override {}
     std::string chosen;
   } caller;
   wizard::frmSettings list(platform, settings::IniFile(folder.File("k.ini")));

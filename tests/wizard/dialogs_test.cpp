@@ -67,8 +67,11 @@ TEST_CASE("How values are written: the options of the last tab, and what they lo
   form.CBoxTrim.UserClick();
   CHECK(seen.Trim == 0);
   form.CBoxDateOrder.UserSelect(0);
+  form.CBoxExact.UserClick();
+  CHECK(seen.ExactValues == 1);
   form.bntOK.UserClick();
   CHECK(form.CopyBack(rig.setting).ok());
+  CHECK(rig.setting.ExactValues == 1);
   CHECK(rig.setting.AnsiPage == 65001);
   CHECK(rig.setting.OemPage == 852);
   CHECK(rig.setting.DateOrder.empty());

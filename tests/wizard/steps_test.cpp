@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include "base/M_FILE.h"
 #include "tests/wizard/wizard_rig.h"
 
 namespace kelvorin::tests {
@@ -336,7 +337,9 @@ TEST_CASE("What came of a run is told on the form, and its report can be saved")
   rig.c->BtnMapInOrder.UserClick();
   rig.c->BtnFinish.UserClick();
   CHECK(rig.c->LblOutcome.caption() ==
-        "2 of 3 records imported, 1 rejected. 1 value was cut to the size of its field.");
+        "2 of 3 records imported, 1 rejected. 1 value was cut to the size of its field. 1 value is "
+        "kept other than it was. The first is in line 1, field Name: "
+        "'anameofmorethantwentyletters' is kept as 'anameofmorethantwent'.");
   rig.screen.In<wizard::frmRejected>("frmRejected", [&](wizard::frmRejected& list) {
     CHECK(list.LblOutcome.caption() == rig.c->LblOutcome.caption());
   });
@@ -348,6 +351,92 @@ TEST_CASE("What came of a run is told on the form, and its report can be saved")
         0);
   CHECK(report.find(rig.c->LblOutcome.caption()) != std::string::npos);
   CHECK(report.find("\r\nline 2, field Amount, value 'x': ") != std::string::npos);
+}
+
+TEST_CASE("Values that would not arrive as they are, are marked before the run") {
+  for (const bool odbc : {false, true}) {
+    CAPTURE(odbc);
+    WizardRig rig(TableOf("Goods", {Text("Name", 4), Typed("Amount", values::TypeCode::kLong),
+                                    Typed("Day", values::TypeCode::kDate)}),
+                  odbc);
+    rig.host.properties().ImportDBName =
+        rig.File("in.csv", "axe,3,2024-01-31\r\nhammer,x,31.1.2024\r\n-,1.5,\r\n");
+    rig.Start();
+    rig.form->state().setting.NullText = "-";
+    rig.Walk(rig.c->BtnNext);
+    const auto marks = [&] {
+      std::string text;
+      for (const auto& row : rig.c->PreviewGrid.rows())
+        for (const auto& cell : row) text += cell.doubt.empty() ? '.' : '!';
+      return text;
+    };
+    CHECK(marks() == ".........");
+    rig.c->BtnMapInOrder.UserClick();
+    CHECK(marks() == "...!!!.!.");
+    CHECK(rig.c->PreviewGrid.rows()[1][0].doubt == "Field Name keeps it as 'hamm'.");
+    CHECK(rig.c->PreviewGrid.rows()[1][1].doubt.rfind("Field Amount refuses it: ", 0) == 0);
+    CHECK(rig.c->LblStatus.caption().find(
+              "4 values shown would not arrive as they are (marked).") != std::string::npos);
+    CHECK(rig.engine.Errors().empty());
+    CHECK(rig.memory.Rows("shop", "Goods").empty());
+    rig.screen.In<frmAdvanced>("frmAdvanced", [&](frmAdvanced& form) {
+      const auto& sample = form.GrdSample;
+      CHECK(sample.rows()[1][2].doubt.rfind("Field Day refuses it: ", 0) == 0);
+      WizardRig::Choose(form.CBoxDateOrder, "day month year");
+      CHECK(sample.rows()[1][2].doubt.empty());
+      CHECK(sample.cell(2, 0) == "(Null)");
+      form.EdtNullText.UserText("axe");
+      CHECK(sample.cell(0, 0) == "(Null)");
+      CHECK(sample.cell(2, 0) == "-");
+      form.CBoxExact.UserClick();
+      CHECK(sample.rows()[1][0].doubt == "Field Name would keep it as 'hamm', so it is refused.");
+      form.bntOK.UserClick();
+    });
+    rig.c->BtnAdvanced.UserClick();
+    CHECK(rig.form->state().setting.ExactValues == 1);
+    CHECK(marks() == "...!!..!.");
+    rig.form->state().setting.ShowErrors = false;
+    rig.c->BtnFinish.UserClick();
+    CHECK(rig.form->result().imported == 1);  // as the marks said
+    // A host that changes values decides for itself.
+    rig.host.before_field = [](auto, auto, auto, auto, auto&) {};
+    rig.c->BtnMapInOrder.UserClick();
+    CHECK(marks() == ".........");
+    rig.form->Form_Unload();
+  }
+}
+
+TEST_CASE("A run never writes over the settings file it was given") {
+  WizardRig rig;
+  rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
+  WriteWhole(rig.host.properties().IniFile, "; mine\r\n");
+  rig.Start();
+  rig.form->state().setting.Trace = true;
+  rig.form->state().setting.LogFileName = rig.host.properties().IniFile;
+  rig.Walk(rig.c->BtnNext);
+  rig.c->BtnMapInOrder.UserClick();
+  rig.c->BtnFinish.UserClick();
+  CHECK(rig.form->result().fatal.value_or("").find("the settings file") != std::string::npos);
+  CHECK(ReadWhole(rig.host.properties().IniFile).rfind("; mine\r\n", 0) == 0);
+  CHECK(rig.memory.Rows("shop", "Goods").empty());
+}
+
+TEST_CASE("Text of the clipboard is a source while the wizard is open") {
+  WizardRig rig;
+  rig.Start();
+  rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+  rig.c->BtnPaste.UserClick();
+  CHECK(rig.screen.boxes.at(0).text == "The clipboard holds no text.");
+  rig.screen.clipboard = "axe\t3\nK\xC3\xB6ln\t4\n";
+  rig.c->BtnPaste.UserClick();
+  const std::string file = rig.c->EdtFileName.text();
+  CHECK(base::NamePart(file) == "clipboard.txt");
+  rig.Walk(rig.c->BtnNext);
+  rig.c->BtnMapInOrder.UserClick();
+  rig.c->BtnFinish.UserClick();
+  CHECK(rig.form->result().imported == 2);
+  rig.form->Form_Unload();
+  CHECK_FALSE(base::FileExists(file));
 }
 
 TEST_CASE("A mapping made by hand is not thrown away without a question") {
@@ -544,6 +633,35 @@ TEST_CASE("Settings are saved, listed, opened and deleted") {
   CHECK(rig.MapColumn(5).rfind("Field 1|Field 2|(Ignored)", 0) == 0);
 
   rig.screen.In<wizard::frmSettings>("frmSettings", [&](wizard::frmSettings& list) {
+    // Under another name too, and under another name only: the keys are all there.
+    rig.screen.input = "daily";
+    list.BtnCopy.UserClick();
+    CHECK(rig.screen.boxes.back().text == "There is a setting 'daily' already.");
+    rig.screen.input = "weekly 2";
+    list.BtnCopy.UserClick();
+    CHECK(list.LBoxSettings.text() == "weekly 2");
+    rig.screen.input = "Weekly 3";
+    list.BtnRename.UserClick();
+    CHECK(list.LBoxSettings.items() == std::vector<std::string>{"weekly", "daily", "Weekly 3"});
+    CHECK(rig.form->caption() == "Import Data - weekly");
+    settings::ImportSetting copied = rig.Stored("Weekly 3");
+    copied.SettingName = "weekly";
+    CHECK(copied == rig.Stored("weekly"));
+    list.LBoxSettings.UserSelect(0);
+    rig.screen.input = "monthly";
+    list.BtnRename.UserClick();
+    CHECK(rig.form->caption() == "Import Data - monthly");
+    CHECK(rig.form->state().setting.SettingName == "monthly");
+    for (const char* name : {"weekly", "weekly=x"}) {
+      rig.screen.input = name;
+      list.BtnRename.UserClick();
+    }
+    CHECK(rig.screen.boxes.back().title == "Error");  // a name that could not be found again
+    rig.screen.answers = {Answer::kOk};
+    WizardRig::Choose(list.LBoxSettings, "Weekly 3");
+    list.BtnDelete.UserClick();
+    WizardRig::Choose(list.LBoxSettings, "weekly");
+    rig.screen.answers = {};
     list.BtnDelete.UserClick();
     CHECK(rig.screen.boxes.back() ==
           contract::MessageBox{"Are you sure that you want to delete the setting 'weekly' ?",

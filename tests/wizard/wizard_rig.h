@@ -49,6 +49,7 @@ class ScriptedPlatform final : public contract::Platform {
     dialogs.push_back(dialog);
     return file;
   }
+  std::string ClipboardText() override { return clipboard; }
   std::string InputBox(std::string_view title, std::string_view prompt,
                        std::string_view text) override {
     boxes.push_back({std::string(prompt) + "|" + std::string(text), std::string(title)});
@@ -66,6 +67,7 @@ class ScriptedPlatform final : public contract::Platform {
   std::map<std::string, std::function<void(contract::Form&)>> in_form;
   std::string file;
   std::string input;
+  std::string clipboard;
   Status windows;
   std::function<void()> on_yield;
   int yields = 0;

@@ -1,6 +1,7 @@
 #include "wizard/qt/break_view.h"
 
 #include "base/code_page.h"
+#include "base/language.h"
 #include "wizard/qt/text.h"
 
 #include <QAccessibleWidget>
@@ -37,7 +38,9 @@ class SeenBreaks final : public QAccessibleWidget, public QAccessibleValueInterf
   QString text(QAccessible::Text kind) const override {
     if (kind != QAccessible::Value) return QAccessibleWidget::text(kind);
     const QString at = QString::number(view_.editor().caret());
-    return view_.editor().Has(view_.editor().caret()) ? Caption("Break at") + u' ' + at : at;
+    return view_.editor().Has(view_.editor().caret())
+               ? ToText(base::Tr("Break at %1", {at.toStdString()}))
+               : at;
   }
   QVariant currentValue() const override { return view_.editor().caret(); }
   void setCurrentValue(const QVariant& value) override { view_.MoveCaret(value.toInt()); }

@@ -97,6 +97,7 @@ class AdvancedWindow final : public FormWindow {
               &f_.CBoxDecimal,
               &f_.EdtNullText,
               &f_.CBoxTrim,
+              &f_.CBoxExact,
               &f_.GrdSample,
               &f_.bntOK,
               &f_.bntCancel});
@@ -199,6 +200,7 @@ class AdvancedWindow final : public FormWindow {
     values->addWidget(Label(f_.LblNullText, f_.EdtNullText), 2, 0);
     values->addWidget(Widget(f_.EdtNullText), 2, 1);
     values->addWidget(Widget(f_.CBoxTrim), 2, 2, 1, 2);
+    values->addWidget(Widget(f_.CBoxExact), 3, 0, 1, 4);
     values->setColumnStretch(1, 1);
     values->setColumnStretch(3, 1);
     page->addLayout(values);
@@ -214,13 +216,14 @@ class SettingsWindow final : public FormWindow {
   explicit SettingsWindow(frmSettings& form) : FormWindow(form), f_(form) {
     auto* all = new QGridLayout(this);
     all->addWidget(Label(f_.Label1, f_.LBoxSettings), 0, 0);
-    all->addWidget(Widget(f_.LBoxSettings), 1, 0, 4, 1);
-    all->addWidget(Widget(f_.BtnOpen), 1, 1);
-    all->addWidget(Widget(f_.BtnDelete), 2, 1);
-    all->addWidget(Widget(f_.BtnCancel), 3, 1);
-    all->setRowStretch(4, 1);
+    all->addWidget(Widget(f_.LBoxSettings), 1, 0, 6, 1);
+    int row = 1;
+    for (Control* button : {&f_.BtnOpen, &f_.BtnDelete, &f_.BtnRename, &f_.BtnCopy, &f_.BtnCancel})
+      all->addWidget(Widget(*button), row++, 1);
+    all->setRowStretch(row, 1);
     all->setColumnStretch(0, 1);
-    SetOrder({&f_.LBoxSettings, &f_.BtnOpen, &f_.BtnDelete, &f_.BtnCancel});
+    SetOrder(
+        {&f_.LBoxSettings, &f_.BtnOpen, &f_.BtnDelete, &f_.BtnRename, &f_.BtnCopy, &f_.BtnCancel});
     StartSize(5400, 3900);
     move(screen()->availableGeometry().center() - rect().center());
   }

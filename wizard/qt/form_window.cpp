@@ -24,6 +24,7 @@
 #include <QRadioButton>
 #include <QScreen>
 #include <QShortcut>
+#include <QStyle>
 #include <QTabBar>
 #include <QTableWidget>
 #include <QTimer>
@@ -257,7 +258,7 @@ void FormWindow::ByUser(const std::function<void()>& act) {
 void FormWindow::CopyButton(Control& control, QWidget* widget) {
   auto* button = qobject_cast<QAbstractButton*>(widget);
   if (button == nullptr) return;
-  const QString caption = Caption(control.caption());
+  const QString caption = ToText(control.caption());
   if (button->text() != caption) button->setText(caption);
   if (control.kind() == ControlKind::kCheck || control.value()) button->setChecked(control.value());
 }
@@ -265,11 +266,11 @@ void FormWindow::CopyButton(Control& control, QWidget* widget) {
 void FormWindow::CopyNames(Control& control, QWidget* widget) {
   const bool named = !control.accessible_name.empty();
   // Buttons and labels without a name of their own are called what they say; frames too.
-  const QString name = named ? Caption(control.accessible_name) : PlainCaption(control.caption());
+  const QString name = named ? ToText(control.accessible_name) : PlainCaption(control.caption());
   if (widget->accessibleName() != name) widget->setAccessibleName(name);
   if (control.tool_tip.empty()) return;
-  widget->setToolTip(Caption(control.tool_tip));
-  widget->setAccessibleDescription(Caption(control.tool_tip));
+  widget->setToolTip(ToText(control.tool_tip));
+  widget->setAccessibleDescription(ToText(control.tool_tip));
 }
 
 void FormWindow::Copy(Control& control, QWidget* widget) {
@@ -282,7 +283,7 @@ void FormWindow::Copy(Control& control, QWidget* widget) {
   switch (control.kind()) {
     case ControlKind::kLabel: {
       auto* label = qobject_cast<QLabel*>(widget);
-      label->setText(Caption(control.caption()));
+      label->setText(ToText(control.caption()));
       return;
     }
     case ControlKind::kButton:
@@ -324,12 +325,12 @@ void FormWindow::Copy(Control& control, QWidget* widget) {
       return;
     }
     case ControlKind::kFrame:
-      if (auto* box = qobject_cast<QGroupBox*>(widget)) box->setTitle(Caption(control.caption()));
+      if (auto* box = qobject_cast<QGroupBox*>(widget)) box->setTitle(ToText(control.caption()));
       return;
     case ControlKind::kTabs: {
       auto* tabs = qobject_cast<QTabBar*>(widget);
       while (tabs->count() > 0) tabs->removeTab(0);
-      for (const std::string& item : control.items()) tabs->addTab(Caption(item));
+      for (const std::string& item : control.items()) tabs->addTab(ToText(item));
       tabs->setCurrentIndex(control.list_index());
       return;
     }
@@ -378,9 +379,13 @@ void FormWindow::CopyGrid(contract::Grid& grid, QTableWidget* table) {
       if (item == nullptr) table->setItem(r, c, item = new QTableWidgetItem);
       const QString text = ToText(cell.text);
       if (text.size() > longest[c].size()) longest[c] = text;
-      if (item->text() != text) {
+      const QString doubt = ToText(cell.doubt);
+      if (item->text() != text || item->data(Qt::AccessibleDescriptionRole) != doubt) {
         item->setText(text);
-        item->setToolTip(text.size() > 20 ? text : QString());
+        item->setToolTip(!doubt.isEmpty() ? doubt : text.size() > 20 ? text : QString());
+        item->setData(Qt::AccessibleDescriptionRole, doubt);
+        item->setIcon(doubt.isEmpty() ? QIcon()
+                                      : style()->standardIcon(QStyle::SP_MessageBoxWarning));
       }
       if (item->font().bold() != cell.bold) {
         QFont font = item->font();

@@ -16,8 +16,6 @@ namespace kelvorin::wizard::qt {
 namespace {
 
 constexpr int kSourceColumn = 5;
-constexpr int kGrownColumns[] = {2, 5, 6};
-constexpr int kWidths[] = {210, 300, 1230, 765, 480, 1230, 570};  // in twips
 
 // Draws a line before the entry that is set apart.
 class LineBefore final : public QStyledItemDelegate {
@@ -41,7 +39,8 @@ class LineBefore final : public QStyledItemDelegate {
 
 }  // namespace
 
-MappingTable::MappingTable(QWidget* parent) : QTableWidget(parent) {
+MappingTable::MappingTable(QWidget* parent, const contract::Grid& record)
+    : QTableWidget(parent), record_(record) {
   setEditTriggers(NoEditTriggers);
   setTabKeyNavigation(false);
   setSelectionBehavior(SelectRows);
@@ -90,25 +89,36 @@ void MappingTable::PlaceChooser() {
 }
 
 void MappingTable::StretchColumns() {
+  const std::vector<int>& widths = record_.widths();
+  const auto grows = [&](int column) {
+    return std::find(record_.grown_columns.begin(), record_.grown_columns.end(), column) !=
+           record_.grown_columns.end();
+  };
+  const int columns = std::min(columnCount(), static_cast<int>(widths.size()));
   int fixed = 0;
   int grown = 0;
-  for (int column = 0; column < columnCount() && column < 7; ++column) {
-    const bool grows = std::find(std::begin(kGrownColumns), std::end(kGrownColumns), column) !=
-                       std::end(kGrownColumns);
+  int grown_twips = 0;
+  for (int column = 0; column < columns; ++column) {
     const QString heading =
         horizontalHeaderItem(column) != nullptr ? horizontalHeaderItem(column)->text() : QString();
     // The marker of column 0 is as wide as its two signs.
     const QString widest = column == 0 ? QStringLiteral("->") : heading;
     const int text = widest.isEmpty() ? 0 : fontMetrics().horizontalAdvance(widest) + 14;
-    const int cells = grows ? 0 : sizeHintForColumn(column);
-    const int least = std::max({Pixels(*this, kWidths[column]), text, cells});
-    (grows ? grown : fixed) += least;
-    if (!grows) setColumnWidth(column, least);
+    const int cells = grows(column) ? 0 : sizeHintForColumn(column);
+    const int twips = widths[static_cast<std::size_t>(column)];
+    const int least = std::max({Pixels(*this, twips), text, cells});
+    (grows(column) ? grown : fixed) += least;
+    if (grows(column)) {
+      grown_twips += twips;
+    } else {
+      setColumnWidth(column, least);
+    }
   }
   if (grown == 0) return;
   const int room = std::max(viewport()->width() - fixed, grown);
-  for (const int column : kGrownColumns)
-    setColumnWidth(column, room * kWidths[column] / (1230 + 1230 + 570));
+  for (int column = 0; column < columns; ++column)
+    if (grows(column))
+      setColumnWidth(column, room * widths[static_cast<std::size_t>(column)] / grown_twips);
 }
 
 void MappingTable::keyPressEvent(QKeyEvent* event) {

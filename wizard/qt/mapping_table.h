@@ -2,6 +2,8 @@
 // The mapping grid with the chooser laid over the current row's source field. The wizard's window
 // makes one and fills it like every other grid.
 
+#include "contract/form.h"
+
 #include <QTableWidget>
 
 #include <functional>
@@ -12,7 +14,8 @@ namespace kelvorin::wizard::qt {
 
 class MappingTable final : public QTableWidget {
  public:
-  explicit MappingTable(QWidget* parent);
+  /// Column widths are those of the record, which outlives the table.
+  MappingTable(QWidget* parent, const contract::Grid& record);
 
   /// The chooser becomes a child of the grid.
   void SetChooser(QComboBox* chooser);
@@ -32,6 +35,7 @@ class MappingTable final : public QTableWidget {
   void updateGeometries() override;
   bool eventFilter(QObject* object, QEvent* event) override;
 
+  const contract::Grid& record_;
   QComboBox* chooser_ = nullptr;
   int apart_ = -1;
   bool chooser_wanted_ = false;

@@ -1,10 +1,12 @@
 #include "wizard/qt/qt_platform.h"
 
 #include "base/M_Misc.h"
+#include "base/language.h"
 #include "wizard/frm_progress.h"
 #include "wizard/qt/display.h"
 #include "wizard/qt/form_window.h"
 #include "wizard/qt/key_guard.h"
+#include "wizard/qt/language.h"
 #include "wizard/qt/text.h"
 #include "wizard/qt/window_memory.h"
 
@@ -79,7 +81,8 @@ QStringList NameFilters(std::string_view filter) {
     QStringList patterns = parts[i + 1].split(u';');
     for (QString& pattern : patterns)
       if (pattern == u"*.*") pattern = QStringLiteral("*");  // files without a point, too
-    filters += parts[i] + QStringLiteral(" (") + patterns.join(u' ') + u')';
+    filters += ToText(base::Tr(parts[i].toStdString())) + QStringLiteral(" (") +
+               patterns.join(u' ') + u')';
   }
   return filters;
 }
@@ -102,7 +105,9 @@ struct QtPlatform::State {
   }
 };
 
-QtPlatform::QtPlatform() : state_(std::make_unique<State>()) {}
+QtPlatform::QtPlatform() : state_(std::make_unique<State>()) {
+  UseInstalledTranslators();
+}
 QtPlatform::~QtPlatform() = default;
 
 Status QtPlatform::CanShowForms() const {
@@ -132,7 +137,7 @@ Answer QtPlatform::Ask(const contract::MessageBox& box) {
   if (state_->abandoned || !CanShowForms().ok()) return cancelled;
   if (state_->progress != nullptr) state_->DrawProgress();
   QMessageBox window(state_->parent());
-  window.setWindowTitle(Caption(box.title));
+  window.setWindowTitle(ToText(box.title));
   window.setTextFormat(Qt::PlainText);  // messages carry data
   const QString whole = ToText(box.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
   const QString shown = Shortened(whole);
@@ -245,11 +250,15 @@ std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {
   return FromFileName(QDir::toNativeSeparators(window.selectedFiles().constFirst()));
 }
 
+std::string QtPlatform::ClipboardText() {
+  return QApplication::clipboard()->text().toStdString();
+}
+
 std::string QtPlatform::InputBox(std::string_view title, std::string_view prompt,
                                  std::string_view text) {
   QInputDialog window(state_->parent());
-  window.setWindowTitle(Caption(title));
-  window.setLabelText(Caption(prompt));
+  window.setWindowTitle(ToText(title));
+  window.setLabelText(ToText(prompt));
   window.setTextValue(ToText(text));
   window.resize(Pixels(window, 4800), window.sizeHint().height());
   return window.exec() == QDialog::Accepted ? FromText(window.textValue()) : std::string();

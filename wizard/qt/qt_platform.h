@@ -32,6 +32,7 @@ class QtPlatform final : public contract::Platform {
   contract::ProgressView* Progress() override { return nullptr; }
   void ShowModal(contract::Form& form) override;
   std::string ChooseFile(const contract::FileDialog& dialog) override;
+  std::string ClipboardText() override;
   std::string InputBox(std::string_view title, std::string_view prompt,
                        std::string_view text) override;
 

@@ -42,13 +42,8 @@ std::string FromFileName(const QString& name) {
   return QFile::encodeName(name).toStdString();
 }
 
-QString Caption(std::string_view caption) {
-  if (caption.empty()) return {};
-  return QCoreApplication::translate("kelvorin", std::string(caption).c_str());
-}
-
 QString PlainCaption(std::string_view caption) {
-  QString text = Caption(caption);
+  QString text = ToText(caption);
   text.remove(u'&');
   if (text.endsWith(u':')) text.chop(1);
   return text;

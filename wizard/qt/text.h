@@ -17,8 +17,6 @@ std::string FromText(const QString& text);
 /// File names are bytes of the file system, whatever the ANSI page is.
 QString ToFileName(std::string_view bytes);
 std::string FromFileName(const QString& name);
-/// A caption in the language of the installed translations; the text itself where there are none.
-QString Caption(std::string_view caption);
 /// The caption without its mnemonic mark and the colon at its end.
 QString PlainCaption(std::string_view caption);
 /// 15 twips are one pixel at 96 dpi.

@@ -48,17 +48,19 @@ class WizardWindow final : public FormWindow {
     all->addLayout(
         ButtonRow({&c_.BtnSettings, &c_.BtnSaveSetting, &c_.BtnAdvanced, &c_.BtnRejected,
                    &c_.BtnHelp, nullptr, &c_.BtnCancel, &c_.BtnPrev, &c_.BtnNext, &c_.BtnFinish}));
-    SetOrder(
-        {&c_.CBoxTables,       &c_.BtnNewTable,         &c_.CBoxTypeFormat, &c_.EdtFileName,
-         &c_.lstTables,        &c_.BtnBrowseFiles,      &c_.BtnDetect,      &c_.BtnSuggestion,
-         &c_.CBoxComma,        &c_.CBoxSemiColon,       &c_.CBoxSpace,      &c_.CBoxTab,
-         &c_.CBoxOtherChar,    &c_.EdtSpecialSeparator, &c_.CBoxDelimiter,  &c_.EdtBreaks,
-         &c_.BtnUndoBreak,     &c_.BtnClearBreaks,      &c_.GrdMapping,     &c_.CBoxSourceFields,
-         &c_.BtnMapEqualNames, &c_.BtnMapInOrder,       &c_.BtnMakeTable,   &c_.CBoxHeader,
-         &c_.PreviewText,      &c_.PreviewGrid,         &c_.PreviewFixed,   &c_.BtnReport,
-         &c_.BtnSettings,      &c_.BtnSaveSetting,      &c_.BtnAdvanced,    &c_.BtnRejected,
-         &c_.BtnHelp,          &c_.BtnCancel,           &c_.BtnPrev,        &c_.BtnNext,
-         &c_.BtnFinish});
+    SetOrder({&c_.CBoxTables,       &c_.BtnNewTable,   &c_.CBoxTypeFormat,
+              &c_.EdtFileName,      &c_.lstTables,     &c_.BtnBrowseFiles,
+              &c_.BtnPaste,         &c_.BtnDetect,     &c_.BtnSuggestion,
+              &c_.CBoxComma,        &c_.CBoxSemiColon, &c_.CBoxSpace,
+              &c_.CBoxTab,          &c_.CBoxOtherChar, &c_.EdtSpecialSeparator,
+              &c_.CBoxDelimiter,    &c_.EdtBreaks,     &c_.BtnUndoBreak,
+              &c_.BtnClearBreaks,   &c_.GrdMapping,    &c_.CBoxSourceFields,
+              &c_.BtnMapEqualNames, &c_.BtnMapInOrder, &c_.BtnMakeTable,
+              &c_.CBoxHeader,       &c_.PreviewText,   &c_.PreviewGrid,
+              &c_.PreviewFixed,     &c_.BtnReport,     &c_.BtnSettings,
+              &c_.BtnSaveSetting,   &c_.BtnAdvanced,   &c_.BtnRejected,
+              &c_.BtnHelp,          &c_.BtnCancel,     &c_.BtnPrev,
+              &c_.BtnNext,          &c_.BtnFinish});
     setAcceptDrops(true);
     StartSize(9600, 7200);
     ShowPanes();
@@ -93,16 +95,17 @@ class WizardWindow final : public FormWindow {
   void SourceStep() {
     auto* grid = new QGridLayout(Widget(c_.frameSteps_1));
     grid->addWidget(Label(c_.LblTypeFormat, c_.CBoxTypeFormat), 0, 0);
-    grid->addWidget(Widget(c_.CBoxTypeFormat), 0, 1, 1, 2);
+    grid->addWidget(Widget(c_.CBoxTypeFormat), 0, 1, 1, 3);
     grid->addWidget(Label(c_.LblSelectFile, c_.EdtFileName), 1, 0);
     grid->addWidget(Label(c_.LblLstTables, c_.lstTables), 1, 0);
     grid->addWidget(Widget(c_.EdtFileName), 1, 1);
     grid->addWidget(Widget(c_.lstTables), 1, 1);
     grid->addWidget(Widget(c_.BtnBrowseFiles), 1, 2);
     grid->addWidget(Wrapped(c_.LblDetected), 2, 1);
-    grid->addWidget(Widget(c_.BtnDetect), 2, 2, Qt::AlignTop);
+    grid->addWidget(Widget(c_.BtnDetect), 2, 2, 1, 2, Qt::AlignTop);
+    grid->addWidget(Widget(c_.BtnPaste), 1, 3);
     grid->addWidget(Wrapped(c_.LblSuggestion), 3, 1);
-    grid->addWidget(Widget(c_.BtnSuggestion), 3, 2, Qt::AlignTop);
+    grid->addWidget(Widget(c_.BtnSuggestion), 3, 2, 1, 2, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
   }
 
@@ -174,7 +177,7 @@ class WizardWindow final : public FormWindow {
 
   QWidget* MakeSpecial(Control& control) override {
     if (&control == &c_.GrdMapping) {
-      table_ = new MappingTable(this);
+      table_ = new MappingTable(this, c_.GrdMapping);
       table_->on_row = [this](int row) { ByUser([&] { c_.GrdMapping.UserRow(row); }); };
       table_->on_ignore = [this] { ByUser([this] { form_.IgnoreCurrentRow(); }); };
       return table_;

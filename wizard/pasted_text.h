@@ -1,0 +1,30 @@
+#pragma once
+// Text of the clipboard as a file that an import can read, for as long as the object lives.
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/status.h"
+
+namespace kelvorin::wizard {
+
+class PastedText {
+ public:
+  /// Writes the text, which is UTF-8, in the ANSI page to a new file of the system's folder for
+  /// temporary files that only its user may read.
+  static Result<PastedText> Keep(std::string_view text);
+  PastedText(PastedText&& other) noexcept : path_(std::exchange(other.path_, {})) {}
+  PastedText& operator=(PastedText&& other) noexcept {
+    std::swap(path_, other.path_);
+    return *this;
+  }
+  ~PastedText();
+  const std::string& path() const noexcept { return path_; }
+
+ private:
+  explicit PastedText(std::string path) : path_(std::move(path)) {}
+  std::string path_;
+};
+
+}  // namespace kelvorin::wizard
