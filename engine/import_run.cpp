@@ -336,10 +336,9 @@ void ImportRun::Fail(const Status& why) {
 
 Status ImportRun::RecordError(const Status& why, bool rejects) {
   const Message message =
-      step_ == Step::kAssign
-          ? AssignMessage(line_number_, refused_value_.value, refused_value_.field->name,
-                          refused_value_.field->type)
-          : PostMessage(in_.engine, why);
+      step_ == Step::kAssign ? AssignMessage(line_number_, refused_value_.value,
+                                             refused_value_.field->name, refused_value_.field->type)
+                             : PostMessage(in_.engine, why);
   if (rejects) dropped_ = true;
   const Step at = step_;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step

@@ -199,7 +199,7 @@ Result<DetectedLayout> Detection::Run() {
     plain_.skip_blank_lines = true;
     if (!lines_.empty())
       plain_.report.hint =
-          "The first record is longer than 1 MiB: separators and columns were not looked for.";
+          Tr("The first record is longer than 1 MiB: separators and columns were not looked for.");
     return plain_;
   }
   Finish(*best_);

@@ -58,8 +58,8 @@ class KelvorinControl : public QWidget {
   explicit KelvorinControl(QWidget* parent = nullptr);
   ~KelvorinControl() override;
 
-  /// Installs the translator that comes with the library for a language, for all forms made from now
-  /// on. False where there is none: the texts stay English.
+  /// Installs the translator that comes with the library for a language, for all forms made from
+  /// now on. False where there is none: the texts stay English.
   static bool InstallLanguage(const QLocale& locale = QLocale());
 
   /// The form designer shows the control; everywhere else it hides itself.

@@ -1408,6 +1408,10 @@
 <translation>Ein Fuß wird weggelassen mit --guess --max-lines %1.</translation>
 </message>
 <message>
+<source>The first record is longer than 1 MiB: separators and columns were not looked for.</source>
+<translation>Der erste Satz ist länger als 1 MiB: Trennzeichen und Spalten wurden nicht gesucht.</translation>
+</message>
+<message>
 <source>(Ignored)</source>
 <translation>(Nicht importiert)</translation>
 </message>
