@@ -119,7 +119,8 @@ Result<std::vector<ValueDoubt>> CheckValues(const ShownValues& records,
   std::vector<ValueDoubt> doubts;
   if (!target.recordset) return doubts;
   const database::TableDef& table = target.recordset->Def();
-  const Result<engine::FieldPlan> plan = engine::PlanFields(setting.FieldMap, target.fields, table);
+  const Result<engine::FieldPlan> plan =
+      engine::PlanFields(setting.FieldMap, target.fields, table, target.database->IsOdbc());
   if (!plan.ok()) return plan.status();
   if (plan->fields.empty() || records.empty()) return doubts;
   std::optional<TrialRecord> trial;
