@@ -46,8 +46,10 @@ inline constexpr std::string_view kTitleInformation = "Information";
 inline constexpr std::string_view kContinue = "Continue the import ?";
 inline constexpr std::string_view kContinueSilently =
     "Continue the import without displaying errors ? (i.e import as much as possible ?)";
-inline constexpr std::string_view kEndOfImport = "End of import\r\nNumber of imported records : %1";
-inline constexpr std::string_view kImportedRecords = "Number of imported records : ";  // in the log
+inline constexpr std::string_view kSummary = "End of import\r\nNumber of imported records : %1";
+// In the log.
+inline constexpr std::string_view kEndOfImport = "End of import";
+inline constexpr std::string_view kImportedRecords = "Number of imported records : ";
 
 /// Message of a failure that ends the run. Empty for the steps without one. The unbalanced quote of
 /// kOpenDatabase and the spelling of kOpenTable are kept as they are.

@@ -10,7 +10,7 @@ Status ImportRun::Finish() {
   step_ = Step::kPost;
   KV_TRY(writer_->WriteOut());
   if (in_.caller.properties().ShowSummary && !in_.options.batch) {
-    in_.platform.Ask({base::Tr(kEndOfImport, {base::ToDecimal(result_.imported)}),
+    in_.platform.Ask({base::Tr(kSummary, {base::ToDecimal(result_.imported)}),
                       base::Tr(kTitleInformation), contract::Icon::kInformation,
                       contract::Buttons::kOk});
   }
