@@ -16,6 +16,7 @@ class ScratchTarget {
   ScratchTarget(const ScratchTarget&) = delete;
   ScratchTarget& operator=(const ScratchTarget&) = delete;
   ~ScratchTarget();
+  const std::string& folder() const noexcept { return folder_; }
 
  private:
   std::string folder_;

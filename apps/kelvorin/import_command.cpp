@@ -27,10 +27,17 @@ namespace {
 
 constexpr int kReasonsShown = 10;
 
+/// A trial import whose records go into a copy of the target.
+struct Trial {
+  std::vector<std::string> notices;  // of the target itself
+  std::string copy;                  // its folder; empty where there is none
+};
+
 /// Tells the first few rejected records on standard error, so that nobody has to look for a log to
 /// learn what is wrong.
 class ReasonPrinter final : public engine::RunObserver {
  public:
+  explicit ReasonPrinter(const Trial& trial) : trial_(trial) {}
   Status OnReject(const engine::RejectedRecord& record) override {
     if (++count_ > kReasonsShown) return Status();
     std::string text = "line " + base::ToDecimal(record.line_number);
@@ -39,6 +46,7 @@ class ReasonPrinter final : public engine::RunObserver {
     return Status();
   }
   bool OnNote(std::string_view text) override {
+    if (!trial_.copy.empty()) return false;  // told at the end, with the target's own
     std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(text).c_str());
     return true;
   }
@@ -49,6 +57,7 @@ class ReasonPrinter final : public engine::RunObserver {
   }
 
  private:
+  const Trial& trial_;
   int count_ = 0;
 };
 
@@ -112,18 +121,29 @@ job::Request RequestOf(const ImportOptions& options, const catalog::TargetAddres
   return request;
 }
 
+// What the copy was told names the copy; the target has its own.
+void TellOfTarget(const Trial& trial, std::vector<std::string>& notices) {
+  if (trial.copy.empty()) return;
+  std::erase_if(notices,
+                [&](const std::string& notice) { return notice.find(trial.copy) != notice.npos; });
+  for (const std::string& notice : trial.notices)
+    if (std::find(notices.begin(), notices.end(), notice) == notices.end())
+      notices.push_back(notice);
+}
+
 int Run(const ImportOptions& options, const std::string& said, job::Request request,
-        const settings::ImportSetting& asked) {
+        const settings::ImportSetting& asked, const Trial& trial) {
   database::DBEngine engine(values::ValueFormat::FromLocale());
   database::RegisterDrivers(engine);
   TerminalPlatform platform(options.json);
-  ReasonPrinter reasons;
+  ReasonPrinter reasons(trial);
   job::Job job(engine, platform);
   if (!options.json) request.options.observer = &reasons;
 
   const std::int64_t began = base::MonotonicMilliseconds();
-  const contract::RunResult run = job.Run(request);
+  contract::RunResult run = job.Run(request);
   const std::int64_t took = base::MonotonicMilliseconds() - began;
+  TellOfTarget(trial, run.notices);
   reasons.Finish(!options.reject.empty());
   // What could not run does not take the place of a setting that could.
   if (!options.save_as.empty() && !run.fatal) {
@@ -137,12 +157,14 @@ int Run(const ImportOptions& options, const std::string& said, job::Request requ
 }
 
 // Whether the import would not begin where it is to go: a copy of the target might take it.
-bool IsRefused(job::Request request) {
+bool IsRefused(job::Request request, std::vector<std::string>& notices) {
   database::DBEngine engine(values::ValueFormat::FromLocale());
   database::RegisterDrivers(engine);
   TerminalPlatform platform(true);
   request.setting.MaxLines = 1;
-  return job::Job(engine, platform).Run(request).fatal.has_value();
+  const contract::RunResult run = job::Job(engine, platform).Run(request);
+  notices = run.notices;
+  return run.fatal.has_value();
 }
 
 int Import(const ImportOptions& options) {
@@ -180,13 +202,15 @@ int Import(const ImportOptions& options) {
   }
   if (!job.said.empty()) std::fprintf(stderr, "kelvorin: %s\n", ToUtf8(job.said).c_str());
   job::Request request = RequestOf(options, target, job);
-  if (options.dry_run && !scratch && !IsRefused(request)) {
+  Trial trial;
+  if (options.dry_run && !scratch && !IsRefused(request, trial.notices)) {
     const Status copied =
         CopyToScratchTarget(options.table, request.target, request.setting, scratch);
     if (!copied.ok()) return Stop(options, kFatal, copied);
+    if (scratch) trial.copy = scratch->folder();
   }
   if (scratch) request.options.dry_run = false;  // all of it is thrown away
-  return Run(options, job.said, std::move(request), asked);
+  return Run(options, job.said, std::move(request), asked, trial);
 }
 
 }  // namespace
