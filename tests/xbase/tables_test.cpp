@@ -258,7 +258,7 @@ TEST_CASE("damaged headers are errors, damaged records cost themselves") {
   const auto cut = folder.Open("T");
   REQUIRE(cut->MoveNext().ok());
   const Status end = cut->MoveNext();
-  CHECK(end.code() == Code::kCorrupt);
+  CHECK(end.code() == Code::kNoCurrentRecord);  // every record that is there was given
   CHECK(end.message().find("1 are missing") != std::string_view::npos);
 }
 
