@@ -230,7 +230,10 @@ bool ImportRun::RejectWaiting(const Status& why, bool doubtful) {
   ++result_.rejected;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
   if (doubtful) ++doubtful_;
-  Status told = policy_.Record(PostMessage(in_.engine, why), why, stop_, record.line_number);
+  // Whoever cancelled is asked nothing more.
+  Status told = why.code() == Code::kStopped
+                    ? Status()
+                    : policy_.Record(PostMessage(in_.engine, why), why, stop_, record.line_number);
   if (told.ok()) {
     RejectedRecord rejected;
     rejected.line_number = record.line_number;

@@ -128,7 +128,9 @@ bool ChunkPoster::SendSome(std::size_t end, bool suspected) {
   }
   PostFailure failure = road_.Send(batch_, range);
   if (failure.try_again && range.size() > 1) failure = road_.Send(batch_, range);
-  if (failure.cancelled()) return Cancel();
+  // What no commit followed dies with the connection.
+  if (failure.cancelled())
+    return Cancel(in_transaction_ ? acknowledged_ : range.end, std::move(failure));
   if (!failure.failed()) {
     sent_ = range.end;
     if (!in_transaction_) Acknowledge(range.end);
@@ -182,8 +184,14 @@ bool ChunkPoster::SendAgain(BatchRange undone) {
   return SendUpTo(undone.first) && SendSome(undone.end);
 }
 
-// What was sent has no outcome that anybody waits for.
-bool ChunkPoster::Cancel() {
+// Nobody waits for what was sent. Where the server did not even answer that it gave up, it may
+// still store the records up to `end`.
+bool ChunkPoster::Cancel(std::size_t end, PostFailure failure) {
+  if (failure.lost && !failure.unsent) {
+    MarkDoubtful(failure);
+    while (acknowledged_ < end && RefuseRecord(acknowledged_, failure)) {
+    }
+  }
   stopped_ = true;
   return false;
 }
@@ -203,7 +211,11 @@ bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
       one = failure;
       if (!failure.unsent) MarkDoubtful(one);
     }
-    if (one.cancelled()) return Cancel();
+    if (one.cancelled()) {
+      // Those behind it were sent once, before the loss.
+      one.lost = one.lost || !failure.unsent;
+      return Cancel(failure.unsent ? i + 1 : doubtful.end, std::move(one));
+    }
     if (!one.failed()) {
       Acknowledge(i + 1);
     } else if (!RefuseRecord(i, one)) {
@@ -217,16 +229,16 @@ bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
 // `replay_to` are sent again, each alone.
 bool ChunkPoster::CommitSent(std::size_t replay_to) {
   in_transaction_ = false;
-  const PostFailure failure = road_.Commit();
+  PostFailure failure = road_.Commit();
   if (!failure.failed()) {
     Acknowledge(sent_);
     return true;
   }
-  if (failure.cancelled()) return Cancel();
+  if (failure.cancelled()) return Cancel(sent_, std::move(failure));
   if (failure.lost) return Resolve({acknowledged_, replay_to}, failure);
   for (std::size_t i = acknowledged_; i < replay_to; ++i) {
-    const PostFailure one = road_.Send(batch_, {i, i + 1});
-    if (one.cancelled()) return Cancel();
+    PostFailure one = road_.Send(batch_, {i, i + 1});
+    if (one.cancelled()) return Cancel(i + 1, std::move(one));
     if (!one.failed()) {
       Acknowledge(i + 1);
     } else if (!RefuseRecord(i, one)) {

@@ -93,7 +93,7 @@ class ChunkPoster {
   bool SendHalves(std::size_t end);
   bool SendSingly(std::size_t end);
   bool SendAgain(BatchRange undone);
-  bool Cancel();
+  bool Cancel(std::size_t end, PostFailure failure);
   bool Resolve(BatchRange doubtful, const PostFailure& failure);
   bool CommitSent(std::size_t replay_to);
   bool RefuseRecord(std::size_t record, const PostFailure& failure);
