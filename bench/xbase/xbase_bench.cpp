@@ -192,14 +192,15 @@ class Ours {
     Must(set->Close());
   }
 
-  /// Looks up keys in random order; returns how many were found.
-  int Seek(const char* name, const char* index, int count) {
+  /// Looks up `count` keys in random order, those of the first `among` records; returns how many
+  /// were found.
+  int Seek(const char* name, const char* index, int count, int among) {
     auto set = Open(name);
     Must(set->SetIndex(index));
     std::string number, text;
     int found = 0;
     for (int n = 0; n < count; ++n) {
-      SetKeys(static_cast<int>(static_cast<std::int64_t>(n) * 7919 % count), true, number, text);
+      SetKeys(static_cast<int>(static_cast<std::int64_t>(n) * 7919 % among), true, number, text);
       const std::string_view key[] = {text};
       Must(set->SeekText(database::SeekComparison::kEqual, key));
       found += set->NoMatch() ? 0 : 1;
@@ -285,13 +286,19 @@ void CompareIndexes(Ours& ours, const std::vector<Record>& records, int count) {
         best[2] * 1e6 / count, PeakMebibytes());
   }
   int found = 0;
-  double seek = 1e9, reindex = 1e9;
+  double seek = 1e9, cached = 1e9, reindex = 1e9;
+  constexpr int kCachedRecords = 50'000;
   for (int pass = 0; pass < 2; ++pass) {
-    seek = std::min(seek, Seconds([&] { found = ours.Seek("BENCH", "BYNAME", count); }));
+    seek = std::min(seek, Seconds([&] { found = ours.Seek("BENCH", "BYNAME", count, count); }));
+    cached = std::min(cached, Seconds([&] {
+                        (void)ours.Seek("BENCH", "BYNAME", count, std::min(count, kCachedRecords));
+                      }));
     reindex = std::min(reindex, Seconds([&] { ours.Reindex("BENCH"); }));
   }
-  std::printf("seek %.2f us (%d of %d found), reindex of two %.2f s, peak %.1f MiB\n",
-              seek * 1e6 / count, found, count, reindex, PeakMebibytes());
+  std::printf(
+      "seek %.2f us (%d of %d found), in the cache %.2f us, reindex of two %.2f s, peak %.1f "
+      "MiB\n",
+      seek * 1e6 / count, found, count, cached * 1e6 / count, reindex, PeakMebibytes());
 }
 
 int Main(int argc, char** argv) {
