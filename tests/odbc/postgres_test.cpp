@@ -216,10 +216,11 @@ TEST_CASE("PostgreSQL: passwords of any kind, and a server that ends in the midd
     OpenSource source(dsn + "UID=kv;"), other(dsn + "UID=kv;");
     Execute(*source, "CREATE TABLE waits (id INTEGER, t VARCHAR(20))");
     Execute(*other, "BEGIN");
-    CheckGivingUp(*source, "waits", [&] { Execute(*other, "LOCK TABLE waits IN SHARE MODE"); });
+    CheckGivingUp(*source, "waits", true,
+                  [&] { Execute(*other, "LOCK TABLE waits IN SHARE MODE"); });
     Execute(*other, "ROLLBACK");
     CHECK(DumpTable(*other, "waits").empty());
-    CheckGivingUp(*source, "waits", [&] { server.Freeze(true); });
+    CheckGivingUp(*source, "waits", false, [&] { server.Freeze(true); });
     server.Freeze(false);
   }
   CheckLostServer(dsn + "UID=kv;", server);

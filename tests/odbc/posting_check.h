@@ -49,9 +49,10 @@ std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
                        const std::vector<std::vector<std::string>>& records);
 
-/// Posts into `table` (id, t), which `block` makes unreachable, and gives up after a while: nothing
-/// is told stored or refused, and the caller has its thread back at once.
-void CheckGivingUp(database::Database& database, std::string_view table,
+/// Posts into `table` (id, t), which `block` makes unreachable, and gives up after a while: the
+/// caller has its thread back at once, and is told of no record but those that may be stored, since
+/// the server does not answer.
+void CheckGivingUp(database::Database& database, std::string_view table, bool answers,
                    const std::function<void()>& block);
 
 /// Ends the server in the middle of a posting, with a new start, for good, or by letting it stand
