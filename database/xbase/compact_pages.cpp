@@ -14,6 +14,7 @@
 // A leaf entry is a number of that many bytes: record, then bytes equal to the key before, then
 // fill bytes cut off at the end. The fill is cut off first; what is equal is counted in the rest.
 
+#include "database/xbase/compact_leaf.h"
 #include "database/xbase/index_pages.h"
 
 #include <algorithm>
@@ -23,27 +24,17 @@
 namespace kelvorin::database::xbase {
 namespace {
 
-constexpr std::uint32_t kPageBytes = 512;
+using namespace compact;
+
 constexpr std::size_t kFreeAt = 4;
 constexpr std::size_t kCounterAt = 8;
-constexpr std::size_t kCountAt = 2;
 constexpr std::size_t kLeftAt = 4;
 constexpr std::size_t kRightAt = 8;
 constexpr std::size_t kBranchAt = 12;
-constexpr std::size_t kFreeBytesAt = 12;
-constexpr std::size_t kRecordMaskAt = 14;
-constexpr std::size_t kDuplicateMaskAt = 18;
-constexpr std::size_t kTrailMaskAt = 19;
-constexpr std::size_t kRecordBitsAt = 20;
-constexpr std::size_t kDuplicateBitsAt = 21;
-constexpr std::size_t kTrailBitsAt = 22;
-constexpr std::size_t kEntryBytesAt = 23;
-constexpr std::size_t kLeafAt = 24;
 constexpr std::size_t kLeafRoom = kPageBytes - kLeafAt;
 constexpr std::uint16_t kRootPage = 1;
 constexpr std::uint16_t kLeafPage = 2;
 constexpr std::uint16_t kKnownAttributes = 7;  // FoxPro's own files have one more, of no effect
-constexpr unsigned kMaxEntryBytes = 8;
 
 /// How the numbers of a leaf's entries are put together.
 struct Packing {
@@ -51,31 +42,6 @@ struct Packing {
   unsigned record_bits = 0;
   unsigned count_bits = 0;  // of either count
 };
-
-constexpr std::size_t kWord = 8;
-
-/// Bytes of a key without the fill at its end.
-std::size_t KeptBytes(base::ByteSpan key, std::byte fill) noexcept {
-  std::size_t kept = key.size();
-  const std::uint64_t fills = std::to_integer<std::uint64_t>(fill) * 0x0101010101010101u;
-  for (; kept >= kWord; kept -= kWord) {
-    const std::uint64_t other = base::LoadLE64(key, kept - kWord) ^ fills;
-    if (other != 0) return kept - static_cast<std::size_t>(std::countl_zero(other)) / 8;
-  }
-  while (kept > 0 && key[kept - 1] == fill) --kept;
-  return kept;
-}
-
-/// How many of the first `most` bytes two keys share.
-std::size_t SharedBytes(base::ByteSpan a, base::ByteSpan b, std::size_t most) noexcept {
-  std::size_t shared = 0;
-  for (; shared + kWord <= most; shared += kWord) {
-    const std::uint64_t other = base::LoadLE64(a, shared) ^ base::LoadLE64(b, shared);
-    if (other != 0) return shared + static_cast<std::size_t>(std::countr_zero(other)) / 8;
-  }
-  while (shared < most && a[shared] == b[shared]) ++shared;
-  return shared;
-}
 
 class CompactPages final : public IndexPages {
  public:
@@ -115,6 +81,38 @@ class CompactPages final : public IndexPages {
       std::memcpy(entry, bytes.data() + at, out.entry_bytes);
       out.children.push_back(base::LoadBE32(bytes, at + out.entry_bytes));
     }
+  }
+
+  bool Search(std::uint32_t page, base::ByteSpan target, Found& found, std::byte* entry) override {
+    if (page % kPageBytes != 0 || Size() < kPageBytes || page > Size() - kPageBytes) return false;
+    const base::ByteSpan bytes = View(page, kPageBytes, page);
+    const std::uint16_t attributes = base::LoadLE16(bytes, 0);
+    if (attributes > kKnownAttributes) return false;
+    found.leaf = (attributes & kLeafPage) != 0;
+    found.count = base::LoadLE16(bytes, kCountAt);
+    if (!found.leaf) return SearchBranch(bytes, target, found);
+    if (entry == nullptr) return true;
+    const CompactLeaf leaf(bytes, key_bytes_, fill_);
+    CompactLeaf::Spot spot;
+    if (!leaf.Find(target, spot)) return false;
+    found.at = spot.at;
+    if (spot.at < found.count) leaf.TakeEntry(spot, target, entry);
+    return true;
+  }
+
+  Entered Enter(std::uint32_t page, base::ByteSpan entry) override {
+    const CompactLeaf leaf(View(page, kPageBytes, page), key_bytes_, fill_);
+    CompactLeaf::Spot spot;
+    if (!leaf.Find(entry, spot)) return Entered::kNo;
+    if (spot.same_entry) return Entered::kWasThere;
+    if (!leaf.Insert(spot, entry, image_)) return Entered::kNo;
+    const bool last = spot.at == leaf.count();
+    store_.Write(file_, page, image_);
+    return last ? Entered::kAsLast : Entered::kInside;
+  }
+
+  void SetBranchEntry(std::uint32_t page, std::size_t i, base::ByteSpan entry) override {
+    store_.Write(file_, page + kBranchAt + i * branch_stride_, entry);
   }
 
   std::size_t Fit(const IndexNode& node, std::size_t first, std::size_t most_bytes) override {
@@ -233,6 +231,23 @@ class CompactPages final : public IndexPages {
     const std::uint32_t next = Load32(page);
     if (next != 0 && next != kNoPage && next % kPageBytes != 0) return false;
     return base::LoadLE32(View(std::uint64_t{page} + kRightAt, 4, page), 0) == 0;
+  }
+
+  bool SearchBranch(base::ByteSpan bytes, base::ByteSpan target, Found& found) const {
+    if (found.count == 0 || found.count > branch_most_) return false;
+    const std::byte* const entries = bytes.data() + kBranchAt;
+    std::size_t low = 0, high = found.count - 1;  // the last one leads to whatever is greater
+    while (low < high) {
+      const std::size_t middle = (low + high) / 2;
+      if (std::memcmp(entries + middle * branch_stride_, target.data(), target.size()) < 0) {
+        low = middle + 1;
+      } else {
+        high = middle;
+      }
+    }
+    found.at = low;
+    found.child = base::LoadBE32(bytes, kBranchAt + low * branch_stride_ + entry_bytes());
+    return true;
   }
 
   Packing PackingFor(std::uint32_t record) const noexcept {

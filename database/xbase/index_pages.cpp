@@ -219,6 +219,13 @@ std::size_t FixedPages::Weight(const IndexNode& node) {
   return (node.count() + 1) * stride_;
 }
 
+bool IndexPages::Search(std::uint32_t, base::ByteSpan, Found&, std::byte*) {
+  return false;
+}
+IndexPages::Entered IndexPages::Enter(std::uint32_t, base::ByteSpan) {
+  return Entered::kNo;
+}
+void IndexPages::SetBranchEntry(std::uint32_t, std::size_t, base::ByteSpan) {}
 void IndexPages::SetLeft(std::uint32_t, std::uint32_t) {}
 void IndexPages::SetRight(std::uint32_t, std::uint32_t) {}
 std::vector<std::uint32_t> IndexPages::FreePages(std::string&) {

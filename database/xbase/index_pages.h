@@ -122,6 +122,25 @@ class IndexPages {
 
   /// Throws `kCorrupt` naming file and page when it is no page of this tree.
   virtual void Read(std::uint32_t page, IndexNode& out) = 0;
+
+  /// What `Search` found in a page.
+  struct Found {
+    bool leaf = false;
+    std::size_t at = 0;             // of the first entry not less, in a branch at most the last
+    std::size_t count = 0;          // of entries
+    std::uint32_t child = kNoPage;  // of a branch, at that entry
+  };
+  /// Looks for the first entry that is not less than `target` in a page that is not read whole for
+  /// it. In a leaf it is put into `entry` (entry_bytes long) where there is one; without `entry`
+  /// leaves are not looked through. False where the format or the page demands reading.
+  virtual bool Search(std::uint32_t page, base::ByteSpan target, Found& found, std::byte* entry);
+  enum class Entered : std::uint8_t { kNo, kWasThere, kInside, kAsLast };
+  /// Enters an entry into a leaf that has room for it, without reading the page whole; `kNo` where
+  /// that cannot be done. As its last one it has to be named above.
+  virtual Entered Enter(std::uint32_t page, base::ByteSpan entry);
+  /// Changes entry i of a branch, its child staying; for formats with `Enter`.
+  virtual void SetBranchEntry(std::uint32_t page, std::size_t i, base::ByteSpan entry);
+
   /// Number of entries from `first` on that go into one page, at least one, and into not much more
   /// than `most_bytes` of it.
   virtual std::size_t Fit(const IndexNode& node, std::size_t first, std::size_t most_bytes) = 0;

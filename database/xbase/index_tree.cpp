@@ -25,9 +25,9 @@ bool IsOpenEnd(base::ByteSpan entry) noexcept {
 
 // --- Finding
 
-std::uint32_t IndexTree::Place::HighestRecord() const noexcept {
+std::uint32_t IndexTree::HighestRecord(Place& place) {
   std::uint32_t highest = 0;
-  const IndexNode& leaf = steps_[depth_ - 1].node;
+  const IndexNode& leaf = Leaf(place);
   for (std::size_t i = 0; i < leaf.count(); ++i) highest = std::max(highest, leaf.RecordAt(i));
   return highest;
 }
@@ -40,15 +40,26 @@ void IndexTree::Sync(Place& place) noexcept {
   place.version_ = version_;
 }
 
-void IndexTree::Enter(Place& place, std::size_t depth, std::uint32_t page) {
+/// The step of a path that leads to `page`.
+IndexTree::Step& IndexTree::StepAt(Place& place, std::size_t depth, std::uint32_t page) {
   if (depth == kMaxDepth) pages_.Corrupt(page, "the index is too deep");
   if (place.steps_.size() == depth) place.steps_.emplace_back();
-  IndexNode& node = place.steps_[depth].node;
-  if (node.page == page) return;
-  node.page = kNoPage;
-  pages_.Read(page, node);
-  node.page = page;
-  if (!node.leaf && node.count() == 0) pages_.Corrupt(page, "a branch has no pages below it");
+  place.steps_[depth].page = page;
+  return place.steps_[depth];
+}
+
+/// The page of a step, read when it was not yet.
+IndexNode& IndexTree::Read(Step& step) {
+  IndexNode& node = step.node;
+  if (node.page != step.page) {
+    node.page = kNoPage;
+    pages_.Read(step.page, node);
+    node.page = step.page;
+    if (!node.leaf && node.count() == 0)
+      pages_.Corrupt(step.page, "a branch has no pages below it");
+  }
+  step.count = node.count();
+  return node;
 }
 
 /// Whether the last entry below a page is less than `target`.
@@ -82,42 +93,53 @@ std::size_t IndexTree::ChildFor(const IndexNode& node, base::ByteSpan target) {
   return low;
 }
 
-void IndexTree::Descend(Place& place, base::ByteSpan target) {
+/// Goes down to the first entry that is not less than `target`; without `into_leaf` to its leaf
+/// alone, where the format can tell one without reading it.
+void IndexTree::Descend(Place& place, base::ByteSpan target, bool into_leaf) {
   Sync(place);
-  place.on_entry_ = false;
+  place.on_entry_ = place.sought_ = false;
+  place.next_.resize(pages_.entry_bytes());
   std::uint32_t page = pages_.Root();
   for (std::size_t depth = 0;; ++depth) {
-    Enter(place, depth, page);
-    Step& step = place.steps_[depth];
-    if (step.node.leaf) {
-      place.depth_ = depth + 1;
-      step.at = step.node.LowerBound(target);
-      return;
+    Step& step = StepAt(place, depth, page);
+    place.depth_ = depth + 1;
+    IndexPages::Found found;
+    if (step.node.page != page &&
+        pages_.Search(page, target, found, into_leaf ? place.next_.data() : nullptr)) {
+      step.at = found.at;
+      step.count = found.count;
+      place.sought_ = found.leaf && into_leaf && found.at < found.count;
+      if (found.leaf) return;
+      page = found.child;
+      continue;
     }
-    step.at = ChildFor(step.node, target);
-    page = step.node.children[step.at];
+    const IndexNode& node = Read(step);
+    step.at = node.leaf ? node.LowerBound(target) : ChildFor(node, target);
+    if (node.leaf) return;
+    page = node.children[step.at];
   }
 }
 
 void IndexTree::DescendEdge(Place& place, std::size_t depth, std::uint32_t page, bool last) {
+  place.sought_ = false;
   for (;; ++depth) {
-    Enter(place, depth, page);
-    Step& step = place.steps_[depth];
-    step.at = !last ? 0 : step.node.count() - (step.node.leaf ? 0 : 1);
-    if (step.node.leaf) break;
-    page = step.node.children[step.at];
+    Step& step = StepAt(place, depth, page);
+    const IndexNode& node = Read(step);
+    step.at = !last ? 0 : node.count() - (node.leaf ? 0 : 1);
+    if (node.leaf) break;
+    page = node.children[step.at];
   }
   place.depth_ = depth + 1;
 }
 
 bool IndexTree::OtherLeaf(Place& place, bool forward) {
   if (++place.walked_ > pages_.PageCount() + 1)
-    pages_.Corrupt(place.steps_[place.depth_ - 1].node.page, "the pages run in a circle");
+    pages_.Corrupt(place.steps_[place.depth_ - 1].page, "the pages run in a circle");
   for (std::size_t depth = place.depth_ - 1; depth-- > 0;) {
     Step& step = place.steps_[depth];
-    if (forward ? step.at + 1 >= step.node.count() : step.at == 0) continue;
+    if (forward ? step.at + 1 >= step.count : step.at == 0) continue;
     step.at += forward ? std::size_t{1} : std::numeric_limits<std::size_t>::max();
-    DescendEdge(place, depth + 1, step.node.children[step.at], !forward);
+    DescendEdge(place, depth + 1, Read(step).children[step.at], !forward);
     return true;
   }
   return false;
@@ -133,23 +155,29 @@ void IndexTree::CheckOrder(base::ByteSpan before, base::ByteSpan behind, std::ui
 }
 
 bool IndexTree::TakeEntry(Place& place) {
-  const Step& step = place.steps_[place.depth_ - 1];
-  const base::ByteSpan entry = step.node[step.at];
   place.before_.swap(place.entry_);
-  place.entry_.assign(entry.begin(), entry.end());
+  if (place.sought_) {
+    place.entry_.swap(place.next_);
+  } else {
+    const IndexNode& leaf = Leaf(place);
+    const base::ByteSpan entry = leaf[place.steps_[place.depth_ - 1].at];
+    place.entry_.assign(entry.begin(), entry.end());
+  }
+  place.sought_ = false;
   return place.on_entry_ = true;
 }
 
 bool IndexTree::LandForward(Place& place) {
   for (;;) {
     const Step& step = place.steps_[place.depth_ - 1];
-    if (step.at < step.node.count()) return TakeEntry(place);
+    if (step.at < step.count) return TakeEntry(place);
     if (!OtherLeaf(place, true)) return place.on_entry_ = false;
   }
 }
 
 /// Onto the entry before the one the place is at.
 bool IndexTree::LandBackward(Place& place) {
+  place.sought_ = false;
   for (;;) {
     Step& step = place.steps_[place.depth_ - 1];
     if (step.at > 0) {
@@ -201,7 +229,7 @@ bool IndexTree::Next(Place& place) {
   }
   ++place.steps_[place.depth_ - 1].at;
   if (!LandForward(place)) return false;
-  CheckOrder(place.before_, place.entry_, place.steps_[place.depth_ - 1].node.page);
+  CheckOrder(place.before_, place.entry_, place.steps_[place.depth_ - 1].page);
   return true;
 }
 
@@ -212,7 +240,7 @@ bool IndexTree::Previous(Place& place) {
     (void)FindExact(from, place);
   }
   if (!LandBackward(place)) return false;
-  CheckOrder(place.entry_, place.before_, place.steps_[place.depth_ - 1].node.page);
+  CheckOrder(place.entry_, place.before_, place.steps_[place.depth_ - 1].page);
   return true;
 }
 
@@ -224,19 +252,41 @@ void IndexTree::Forget() noexcept {
 // --- Changing
 
 void IndexTree::Insert(base::ByteSpan entry) {
-  Descend(path_, entry);
+  Descend(path_, entry, false);
+  if (EnterInside(entry)) return;
   Step& step = path_.steps_[path_.depth_ - 1];
-  IndexNode& leaf = step.node;
+  IndexNode& leaf = Read(step);
+  step.at = leaf.LowerBound(entry);
   if (step.at < leaf.count() && Same(leaf[step.at], entry)) return;
   const bool append = step.at == leaf.count() && AtRightEdge();
   leaf.Insert(step.at, entry);
   Settle(append);
 }
 
+/// Enters an entry into the leaf of the path where its page has room, and names it above where it
+/// is the last one there.
+bool IndexTree::EnterInside(base::ByteSpan entry) {
+  using Entered = IndexPages::Entered;
+  Step& leaf = path_.steps_[path_.depth_ - 1];
+  const Entered entered = pages_.Enter(leaf.page, entry);
+  if (entered == Entered::kNo) return false;
+  if (entered == Entered::kWasThere) return true;
+  leaf.node.page = kNoPage;
+  bool last = entered == Entered::kAsLast;
+  for (std::size_t depth = path_.depth_ - 1; last && depth-- > 0;) {
+    Step& step = path_.steps_[depth];
+    pages_.SetBranchEntry(step.page, step.at, entry);
+    step.node.page = kNoPage;
+    last = step.at + 1 == step.count;
+  }
+  path_.version_ = ++version_;
+  changed_ = true;
+  return true;
+}
+
 bool IndexTree::Erase(base::ByteSpan entry) {
   if (!FindExact(entry, path_)) return false;
-  Step& step = path_.steps_[path_.depth_ - 1];
-  step.node.Erase(step.at);
+  Leaf(path_).Erase(path_.steps_[path_.depth_ - 1].at);
   Settle(false);
   return true;
 }
@@ -246,9 +296,8 @@ void IndexTree::InsertSorted(base::ByteSpan entries) {
   while (!entries.empty()) {
     Descend(path_, entries.first(size));
     const std::size_t run = RunLength(entries);
-    Step& step = path_.steps_[path_.depth_ - 1];
-    IndexNode& leaf = step.node;
-    const bool append = step.at == leaf.count() && AtRightEdge();
+    IndexNode& leaf = Leaf(path_);
+    const bool append = path_.steps_[path_.depth_ - 1].at == leaf.count() && AtRightEdge();
     merged_.clear();
     std::size_t old = 0;
     for (std::size_t i = 0; i < run; ++i) {
@@ -270,18 +319,19 @@ void IndexTree::InsertSorted(base::ByteSpan entries) {
 
 bool IndexTree::AtRightEdge() const noexcept {
   for (std::size_t depth = 0; depth + 1 < path_.depth_; ++depth)
-    if (path_.steps_[depth].at + 1 < path_.steps_[depth].node.count()) return false;
+    if (path_.steps_[depth].at + 1 < path_.steps_[depth].count) return false;
   return true;
 }
 
 /// How many of the entries go into the leaf that the first of them was led to.
-std::size_t IndexTree::RunLength(base::ByteSpan entries) const {
+std::size_t IndexTree::RunLength(base::ByteSpan entries) {
   const std::size_t size = pages_.entry_bytes(), total = entries.size() / size;
   for (std::size_t depth = path_.depth_ - 1; depth-- > 0;) {
-    const Step& step = path_.steps_[depth];
-    if (step.at + 1 == step.node.count()) continue;
+    Step& step = path_.steps_[depth];
+    if (step.at + 1 == step.count) continue;
+    const IndexNode& node = Read(step);
     const bool exact = pages_.traits().exact_branches;
-    const base::ByteSpan end = exact ? step.node[step.at] : step.node.KeyAt(step.at);
+    const base::ByteSpan end = exact ? node[step.at] : node.KeyAt(step.at);
     std::size_t run = 1;
     while (run < total) {
       const base::ByteSpan entry = entries.subspan(run * size, size);
@@ -395,9 +445,9 @@ std::vector<IndexTree::Piece> IndexTree::WritePieces(std::size_t depth,
 /// The page at the right of the path's page at `depth`, or none.
 std::uint32_t IndexTree::RightOf(std::size_t depth) {
   for (std::size_t above = depth; above-- > 0;) {
-    const Step& step = path_.steps_[above];
-    if (step.at + 1 >= step.node.count()) continue;
-    std::uint32_t page = step.node.children[step.at + 1];
+    Step& step = path_.steps_[above];
+    if (step.at + 1 >= step.count) continue;
+    std::uint32_t page = Read(step).children[step.at + 1];
     for (std::size_t below = above + 1; below < depth; ++below) {
       pages_.Read(page, probe_);
       if (probe_.leaf || probe_.children.empty())
@@ -425,7 +475,7 @@ void IndexTree::RemovePage(std::size_t depth) {
 
 /// Puts the pages that became of a child in its place.
 IndexTree::Spliced IndexTree::Splice(Step& parent, std::vector<Piece>& pieces) {
-  IndexNode& node = parent.node;
+  IndexNode& node = Read(parent);
   const std::size_t at = parent.at;
   const TreeTraits& traits = pages_.traits();
   const auto child = node.children.begin() + static_cast<std::ptrdiff_t>(at);

@@ -35,14 +35,14 @@ class IndexTree {
     std::uint32_t record() const noexcept {
       return base::LoadBE32(entry_, entry_.size() - kRecordNumberBytes);
     }
-    /// The greatest record number in the leaf it was led to; 0 when that is empty.
-    std::uint32_t HighestRecord() const noexcept;
 
    private:
     friend class IndexTree;
     struct Step {
-      IndexNode node;
+      std::uint32_t page = kNoPage;
       std::size_t at = 0;
+      std::size_t count = 0;  // of the page's entries
+      IndexNode node;         // the page, when it was read: `node.page` is then `page`
     };
     std::vector<Step> steps_;          // kept when shorter paths follow
     std::size_t depth_ = 0;            // of them in use
@@ -50,6 +50,8 @@ class IndexTree {
     std::uint64_t version_ = 0;
     std::uint64_t walked_ = 0;  // leaves since it was found
     bool on_entry_ = false;
+    bool sought_ = false;  // `next_` is the entry of the last step, whose page was not read
+    std::vector<std::byte> next_;
     std::vector<std::byte> entry_;
     std::vector<std::byte> before_;  // the entry it stood on before
   };
@@ -59,6 +61,8 @@ class IndexTree {
   bool Find(base::ByteSpan target, Place& place);
   /// Goes to the last entry that is less than `target`.
   bool FindBefore(base::ByteSpan target, Place& place);
+  /// The greatest record number in the leaf that a place was led to; 0 when that is empty.
+  std::uint32_t HighestRecord(Place& place);
   /// Goes to this very entry; false when it is not there.
   bool Contains(base::ByteSpan entry, Place& place) { return FindExact(entry, place); }
   bool First(Place& place);
@@ -88,8 +92,10 @@ class IndexTree {
   using Step = Place::Step;
 
   void Sync(Place& place) noexcept;
-  void Enter(Place& place, std::size_t depth, std::uint32_t page);
-  void Descend(Place& place, base::ByteSpan target);
+  Step& StepAt(Place& place, std::size_t depth, std::uint32_t page);
+  IndexNode& Read(Step& step);
+  IndexNode& Leaf(Place& place) { return Read(place.steps_[place.depth_ - 1]); }
+  void Descend(Place& place, base::ByteSpan target, bool into_leaf = true);
   std::size_t ChildFor(const IndexNode& node, base::ByteSpan target);
   bool EndsBefore(std::uint32_t page, base::ByteSpan target);
   void DescendEdge(Place& place, std::size_t depth, std::uint32_t page, bool last);
@@ -107,8 +113,9 @@ class IndexTree {
   };
   enum class Spliced : std::uint8_t { kDone, kPassedUp, kChanged };
 
+  bool EnterInside(base::ByteSpan entry);
   bool AtRightEdge() const noexcept;
-  std::size_t RunLength(base::ByteSpan entries) const;
+  std::size_t RunLength(base::ByteSpan entries);
   void Settle(bool append);
   std::vector<std::size_t> Divide(const IndexNode& node, bool append);
   std::vector<Piece> WritePieces(std::size_t depth, const std::vector<std::size_t>& counts);

@@ -146,7 +146,7 @@ bool TableIndexes::IsWrongAbout(Tag& tag, base::ByteSpan row, std::uint32_t reco
   if (!tag.MakeEntry(row, record, entry.data())) return false;
   if (!tag.Holds(entry, tag.definition().unique || tag.constraint())) return true;
   (void)tag.tree().Find(entry, place_);
-  return place_.HighestRecord() > last;
+  return tag.tree().HighestRecord(place_) > last;
 }
 
 const Tag* TableIndexes::FindStale(storage::Store& store, const TableLayout& layout,
@@ -156,8 +156,8 @@ const Tag* TableIndexes::FindStale(storage::Store& store, const TableLayout& lay
   for (const std::unique_ptr<Tag>& tag : tags_) {
     if (!tag->usable()) continue;
     // A table that became shorter: its index would hand the old entries to the next records.
-    if (tag->tree().First(place_) && place_.HighestRecord() > last) return tag.get();
-    if (tag->tree().Last(place_) && place_.HighestRecord() > last) return tag.get();
+    if (tag->tree().First(place_) && tag->tree().HighestRecord(place_) > last) return tag.get();
+    if (tag->tree().Last(place_) && tag->tree().HighestRecord(place_) > last) return tag.get();
     const std::uint32_t first = records > kRecordsLookedFor ? records - kRecordsLookedFor : 0;
     for (std::uint32_t record = records; record > first; --record) {
       store.Read(storage::kMainFile,
