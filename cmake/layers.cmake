@@ -3,7 +3,8 @@
 # layer test refuses an #include that is not.
 set(KELVORIN_ROOM_ORDER
     os base contract textsource settings values storage
-    database database/access database/xbase database/paradox database/odbc database/drivers catalog
+    database database/folder database/access database/xbase database/paradox database/odbc
+    database/drivers catalog
     mapping engine job wizard wizard/qt control control/qt control/designer)
 
 set(KELVORIN_LAYERS_os                 "")
@@ -14,9 +15,10 @@ set(KELVORIN_LAYERS_settings           textsource contract base)
 set(KELVORIN_LAYERS_values             base)
 set(KELVORIN_LAYERS_storage            base os)
 set(KELVORIN_LAYERS_database           values contract base)
+set(KELVORIN_LAYERS_database_folder   database storage base)
 set(KELVORIN_LAYERS_database_access    database values storage base)
-set(KELVORIN_LAYERS_database_xbase     database values storage base)
-set(KELVORIN_LAYERS_database_paradox   database values storage base)
+set(KELVORIN_LAYERS_database_xbase     database/folder database values storage base)
+set(KELVORIN_LAYERS_database_paradox   database/folder database values storage base)
 set(KELVORIN_LAYERS_database_odbc      database values base os)
 set(KELVORIN_LAYERS_database_drivers
     database/access database/xbase database/paradox database/odbc database storage base)

@@ -521,6 +521,19 @@ Status Recordset::ParseText(std::string_view text, const FieldDef& field, Value&
   return Status();
 }
 
+Status Recordset::RefuseNumbered(std::size_t field) const {
+  return MakeStatus(
+      Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
+      "field '" + def_.Fields[field].Name + "' is numbered by the table and takes no value");
+}
+
+Status Recordset::ConvertByText(std::size_t field, const Value& value, Value& converted) {
+  const values::ValueFormat& format = database_->engine().Format();
+  converted_text_.clear();
+  format.Append(value, converted_text_);
+  return format.Parse(converted_text_, def_.Fields[field].Type, converted, converted_digits_);
+}
+
 Status Recordset::WriteText(std::size_t field, std::string_view text) noexcept {
   if (!open_ || edit_ == EditState::kNone) [[unlikely]]
     return NotEditing(field);

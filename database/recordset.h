@@ -196,6 +196,13 @@ class Recordset {
     replaced_characters_ += static_cast<std::int64_t>(count);
   }
 
+  /// A value of another kind than a field stores goes the way of its text, as everywhere in the
+  /// engine. What `converted` points to lives until the next call.
+  Status ConvertByText(std::size_t field, const Value& value, Value& converted);
+
+  /// The failure of assigning to a field that the table numbers.
+  Status RefuseNumbered(std::size_t field) const;
+
   /// Of a value being read: characters that the ANSI page lacks.
   void CountUnreadableCharacters(std::size_t count) noexcept {
     unreadable_characters_ += static_cast<std::int64_t>(count);
@@ -267,6 +274,7 @@ class Recordset {
   std::vector<std::size_t> required_;     // fields to check at Update, resolved once
   std::string scratch_;                   // digits of the number being assigned
   std::vector<std::string> key_scratch_;  // the same for each key of SeekText
+  std::string converted_text_, converted_digits_;  // of ConvertByText
   std::int64_t replaced_characters_ = 0;
   std::int64_t unreadable_characters_ = 0;
   EditState edit_ = EditState::kNone;

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -45,6 +46,21 @@ enum class Kind : std::uint8_t {
   kText,      // text, in the ANSI code page
   kBytes,     // text, raw
   kGuid,      // guid
+};
+
+/// A set of kinds, e.g. those that a field stores as they are.
+class KindSet {
+ public:
+  constexpr KindSet() noexcept = default;
+  constexpr KindSet(std::initializer_list<Kind> kinds) noexcept {
+    for (const Kind kind : kinds) bits_ |= 1u << static_cast<unsigned>(kind);
+  }
+  constexpr bool Has(Kind kind) const noexcept {
+    return (bits_ >> static_cast<unsigned>(kind) & 1) != 0;
+  }
+
+ private:
+  std::uint32_t bits_ = 0;
 };
 
 /// `text` points to memory of whoever made the value: the caller's text, or a driver's row buffer,

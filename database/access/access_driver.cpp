@@ -8,6 +8,7 @@
 #include "database/access/access_database.h"
 #include "database/access/new_database.h"
 #include "storage/recover.h"
+#include "storage/shared_by_store.h"
 
 namespace kelvorin::database::access {
 namespace {
@@ -84,16 +85,12 @@ class AccessDriver final : public Driver {
     options.read_only = request.ReadOnly;
     options.exclusive = request.Exclusive;
     const std::shared_ptr<storage::Store> store = files_->Open(fs_, request.Name, options);
-    std::erase_if(open_, [](const auto& file) { return file.expired(); });
-    for (const auto& entry : open_)
-      if (auto file = entry.lock(); file && &file->channel().store() == store.get()) return file;
-    auto file = store->Opening([&] {
+    if (std::shared_ptr<DatabaseFile> file = open_.Find(*store)) return file;
+    return open_.Make(store, [&] {
       const Header header = ReadHeader(*store);
       store->SetPages(storage::kMainFile, LayoutOf(header.version).page_bytes);
       return std::make_shared<DatabaseFile>(store, header);
     });
-    open_.push_back(file);
-    return file;
   }
 
   /// Another program that shares the database holds a lock in the lock file beside it. One that
@@ -117,7 +114,7 @@ class AccessDriver final : public Driver {
 
   storage::FileSystem& fs_;
   std::shared_ptr<storage::OpenFiles> files_;
-  std::vector<std::weak_ptr<DatabaseFile>> open_;  // found again by their store
+  storage::SharedByStore<DatabaseFile> open_;
 };
 
 }  // namespace

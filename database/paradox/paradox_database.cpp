@@ -15,23 +15,6 @@ namespace {
 
 constexpr std::string_view kPrimaryName = "PrimaryKey";
 
-std::string NewFileName(std::string_view name) {
-  if (WithoutExtension(name).size() != name.size()) return std::string(name);
-  const bool lower =
-      std::any_of(name.begin(), name.end(), [](char c) { return c != base::ToUpperAscii(c); });
-  return std::string(name) + (lower ? ".db" : ".DB");
-}
-
-void RemoveAll(storage::FileSystem& fs, const std::vector<std::string>& files) noexcept {
-  for (const std::string& file : files) {
-    try {
-      if (fs.Exists(file)) fs.Remove(file);
-    } catch (const Error&) {
-      // Told by whoever removes for good; this only tidies up after another failure.
-    }
-  }
-}
-
 void RequireWritable(const Table& table, std::string_view name) {
   if (table.why_read_only().empty()) return;
   Throw(Code::kReadOnly, ErrorNumber::kReadOnly,
@@ -43,34 +26,18 @@ void RequireWritable(const Table& table, std::string_view name) {
 ParadoxDatabase::ParadoxDatabase(DBEngine& owner, OpenRequest asked, std::string folder,
                                  Product product, std::string password,
                                  std::shared_ptr<OpenTables> tables)
-    : Database(owner, std::move(asked)),
-      folder_(std::move(folder)),
+    : FolderDatabase(owner, std::move(asked), std::move(folder), kTableExtension, tables->fs()),
       product_(product),
       password_(std::move(password)),
       tables_(std::move(tables)) {}
-
-std::string ParadoxDatabase::PathOf(std::string_view name, ErrorNumber missing) const {
-  std::string path = FindTableFile(tables_->fs(), folder_, name);
-  if (path.empty())
-    Throw(Code::kNotFound, missing,
-          "there is no table '" + std::string(name) + "' in folder '" + folder_ + "'");
-  return path;
-}
 
 std::shared_ptr<Table> ParadoxDatabase::Open(const std::string& path, bool write) const {
   return tables_->Open(path, write, write && request().Exclusive, password_);
 }
 
-std::vector<TableInfo> ParadoxDatabase::DoTableDefs() {
-  std::vector<TableInfo> infos;
-  for (std::string& name : ListTables(tables_->fs(), folder_))
-    infos.push_back({std::move(name), 0});
-  return infos;
-}
-
 TableDef ParadoxDatabase::Describe(Table& table) const {
   TableDef def;
-  def.Name = WithoutExtension(storage::NameOf(table.path()));
+  def.Name = NameOfTable(table.path());
   for (const Column& column : table.columns()) def.Fields.push_back(FaceOf(column));
   for (const std::size_t field : table.required())
     def.Fields[field].Required = !def.Fields[field].AutoIncrement;
@@ -103,61 +70,41 @@ std::unique_ptr<Recordset> ParadoxDatabase::DoOpenRecordset(std::string_view nam
 
 // --- Making and deleting
 
-void ParadoxDatabase::RequireNobodyElse(const std::string& path) const {
-  storage::StoreOptions options;
-  options.exclusive = true;
-  (void)storage::Store::Open(tables_->fs(), path, options);
-}
-
 /// The last file gets its name last and in one step; what a crash leaves before that is no table.
 void ParadoxDatabase::WriteFiles(const std::string& table_path,
                                  const std::vector<NewFile>& files) const {
-  storage::FileSystem& fs = tables_->fs();
   std::vector<std::string> made;
   try {
     for (const NewFile& file : files) {
       const bool last = &file == &files.back();
       const std::string path =
           last && file.extension == "DB" ? table_path : CompanionPath(table_path, file.extension);
-      made.push_back(path);
+      // One that was there (an empty table gets a primary index) is never taken away.
+      if (!fs().Exists(path)) made.push_back(path);
       const std::string unnamed = path + "-new";
       if (last) made.push_back(unnamed);
-      {
-        const std::unique_ptr<storage::File> out =
-            fs.Open(last ? unnamed : path, os::OpenMode::kCreateOrTruncate);
-        out->Write(0, base::AsBytes(file.contents));
-        out->Sync();
-      }
-      if (last) fs.Rename(unnamed, path);
+      folder::WriteWholeFile(fs(), last ? unnamed : path, file.contents);
+      if (last) GiveName(unnamed, path);
     }
-    fs.SyncFolder(folder_);
   } catch (...) {
-    RemoveAll(fs, made);
+    folder::RemoveQuietly(fs(), made);
     throw;
   }
 }
 
 void ParadoxDatabase::DoCreateTable(const TableDef& table) {
-  storage::FileSystem& fs = tables_->fs();
-  const std::string bare(WithoutExtension(table.Name));
-  if (bare.empty() || table.Name.find_first_of("/\\:*?\"<>|") != std::string::npos ||
-      std::any_of(bare.begin(), bare.end(), [](char c) { return c >= 0 && c < ' '; }))
-    Throw(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
-          "'" + table.Name + "' is no name for a table file");
+  CheckNewName(table.Name);
   std::string scratch;
   std::string_view password = password_;
   std::size_t replaced = 0;
   const TextPage page(base::OemPage().number());
   if (!page.FromAnsi(password_, scratch, password, replaced)) password = password_;
-  const std::vector<NewFile> files = PlanTable(table, product_, bare, KeyOfPassword(password));
-  const std::string existing = FindTableFile(fs, folder_, table.Name);
-  if (!existing.empty())
-    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
-          "table '" + table.Name + "' exists already (file '" + existing + "')");
-  const std::string path = base::JoinPath(folder_, NewFileName(table.Name));
+  const std::vector<NewFile> files =
+      PlanTable(table, product_, WithoutExtension(table.Name), KeyOfPassword(password));
+  const std::string path = PathOfNew(table.Name);
   // What is left of an older table of that name would be taken for the new one's.
-  const Companions left(fs, path);
-  for (const Companion& companion : left.all()) fs.Remove(companion.path);
+  const Companions left(fs(), path);
+  for (const Companion& companion : left.all()) fs().Remove(companion.path);
   WriteFiles(path, files);
 }
 
@@ -184,7 +131,7 @@ std::vector<NewFile> ParadoxDatabase::PlanAnew(Table& table, const IndexDef& pri
   const Product product = header.version > kVersion4    ? Product::kParadox5
                           : header.version > kVersion35 ? Product::kParadox4
                                                         : Product::kParadox3;
-  return PlanTable(def, product, WithoutExtension(storage::NameOf(table.path())), header.key);
+  return PlanTable(def, product, NameOfTable(table.path()), header.key);
 }
 
 void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef& index) {
@@ -200,11 +147,10 @@ void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef&
     std::vector<std::string> taken;
     for (const Companion& companion : table->companions().all())
       taken.push_back(companion.extension);
-    if (!index.Primary)
-      files = PlanIndex(table->header(), index, WithoutExtension(storage::NameOf(path)), taken);
+    if (!index.Primary) files = PlanIndex(table->header(), index, NameOfTable(path), taken);
   }
   RequireNobodyElse(path);
-  const std::string real = tables_->fs().RealPath(path);
+  const std::string real = fs().RealPath(path);
   WriteFiles(real, files);
   if (index.Primary) return;
   try {
@@ -214,30 +160,26 @@ void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef&
   } catch (...) {
     std::vector<std::string> made;
     for (const NewFile& file : files) made.push_back(CompanionPath(real, file.extension));
-    RemoveAll(tables_->fs(), made);
+    folder::RemoveQuietly(fs(), made);
     throw;
   }
 }
 
 void ParadoxDatabase::DoDeleteTable(std::string_view name) {
-  storage::FileSystem& fs = tables_->fs();
-  const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
-  const Companions companions(fs, fs.RealPath(path));
-  RequireNobodyElse(path);
-  // The table first: what a crash leaves then is no table any more.
-  fs.Remove(path);
-  for (const Companion& companion : companions.all()) fs.Remove(companion.path);
-  fs.SyncFolder(folder_);
+  std::vector<std::string> files{PathOf(name, ErrorNumber::kNotInCollection)};
+  const Companions companions(fs(), fs().RealPath(files.front()));
+  for (const Companion& companion : companions.all()) files.push_back(companion.path);
+  RemoveTable(files);
 }
 
 std::int64_t ParadoxDatabase::DoRebuildIndexes(std::string_view name) {
   const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
   RequireNobodyElse(path);
-  const std::string real = tables_->fs().RealPath(path);
+  const std::string real = fs().RealPath(path);
   {
     const std::shared_ptr<Table> table = Open(path, true);
     if (table->keyed() && table->companions().Find("PX").empty()) {
-      const NewFile primary = PlanPrimary(table->header(), WithoutExtension(storage::NameOf(real)));
+      const NewFile primary = PlanPrimary(table->header(), NameOfTable(real));
       WriteFiles(real, {primary});
     }
   }
@@ -250,19 +192,8 @@ std::int64_t ParadoxDatabase::DoRebuildIndexes(std::string_view name) {
 
 // --- Inspecting
 
-std::vector<std::string> ParadoxDatabase::DoInspect(std::string_view name) {
-  std::vector<std::string> names{std::string(name)};
-  if (name.empty()) names = ListTables(tables_->fs(), folder_);
-  std::vector<std::string> problems;
-  for (const std::string& table_name : names) {
-    const std::string path = PathOf(table_name, ErrorNumber::kNotInCollection);
-    try {
-      InspectTable(*Open(path, false), problems);
-    } catch (const Error& error) {
-      problems.emplace_back(error.status().message());
-    }
-  }
-  return problems;
+void ParadoxDatabase::InspectFile(const std::string& path, std::vector<std::string>& problems) {
+  InspectTable(*Open(path, false), problems);
 }
 
 }  // namespace kelvorin::database::paradox

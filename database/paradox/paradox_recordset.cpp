@@ -193,16 +193,10 @@ Status ParadoxRecordset::EncodeKeys(std::span<const Value> keys, std::size_t& co
     const Column& column = table_->columns()[field];
     std::size_t replaced = 0;
     Value value = keys[i];
-    const bool natural =
-        column.kind == FieldKind::kAutoIncrement
-            ? value.kind == Kind::kInteger
-            : (plans_[field].natural >> static_cast<unsigned>(value.kind) & 1) != 0;
-    if (!value.IsNull() && !natural) {
-      const values::ValueFormat& format = database().engine().Format();
-      text_.clear();
-      format.Append(value, text_);
-      KV_TRY(format.Parse(text_, def().Fields[field].Type, value, digits_));
-    }
+    const bool natural = column.kind == FieldKind::kAutoIncrement
+                             ? value.kind == Kind::kInteger
+                             : plans_[field].natural.Has(value.kind);
+    if (!value.IsNull() && !natural) KV_TRY(ConvertByText(field, keys[i], value));
     KV_TRY(table_->codec().Encode(column, value, key_row_, texts_[field], replaced));
     // A key that the table's page cannot hold is no other key.
     if (replaced != 0)
@@ -284,7 +278,7 @@ void ParadoxRecordset::ReadBlob(std::size_t field, base::ByteSpan row, Value& ou
 }
 
 void ParadoxRecordset::ReadLong(std::size_t field, base::ByteSpan row, bool editing, Value& out) {
-  const PendingBlob& pending = blobs_[field];
+  const folder::PendingValue& pending = blobs_[field];
   if (!editing || !pending.set) return ReadBlob(field, row, out);
   if (!pending.null) return BlobValue(field, pending.raw, out);
   out = Value::Null();
@@ -307,44 +301,42 @@ void ParadoxRecordset::DoReadField(std::size_t field, Value& out) {
 // --- Writing
 
 ParadoxRecordset::FieldPlan ParadoxRecordset::PlanFor(const Column& column) noexcept {
-  const auto bit = [](Kind kind) { return 1u << static_cast<unsigned>(kind); };
+  using enum Kind;
   FieldPlan plan;
   plan.column = &column;
   plan.blob = IsBlob(column.kind);
-  plan.natural = bit(Kind::kNull);
   switch (column.kind) {
     case FieldKind::kAutoIncrement:  // takes no value at all
-      plan.natural = 0;
       break;
     case FieldKind::kAlpha:
     case FieldKind::kMemo:
-      plan.natural |= bit(Kind::kText);
+      plan.natural = {kNull, kText};
       break;
     case FieldKind::kShort:
     case FieldKind::kLong:
-      plan.natural |= bit(Kind::kInteger);
+      plan.natural = {kNull, kInteger};
       break;
     case FieldKind::kMoney:
     case FieldKind::kNumber:
     case FieldKind::kBcd:
-      plan.natural |= bit(Kind::kDouble) | bit(Kind::kInteger) | bit(Kind::kCurrency);
+      plan.natural = {kNull, kDouble, kInteger, kCurrency};
       break;
     case FieldKind::kLogical:
-      plan.natural |= bit(Kind::kBoolean);
+      plan.natural = {kNull, kBoolean};
       break;
     case FieldKind::kDate:
     case FieldKind::kTime:
     case FieldKind::kTimestamp:
-      plan.natural |= bit(Kind::kDateTime);
+      plan.natural = {kNull, kDateTime};
       break;
     default:
-      plan.natural |= bit(Kind::kBytes);
+      plan.natural = {kNull, kBytes};
   }
   return plan;
 }
 
 void ParadoxRecordset::BeginEdit() {
-  for (PendingBlob& blob : blobs_) blob.set = false;
+  for (folder::PendingValue& blob : blobs_) blob.set = false;
 }
 
 void ParadoxRecordset::DoAddNew() {
@@ -364,27 +356,17 @@ void ParadoxRecordset::DoCancelUpdate() {
 
 Status ParadoxRecordset::DoWriteField(std::size_t field, const Value& value) {
   const FieldPlan& plan = plans_[field];
-  if ((plan.natural >> static_cast<unsigned>(value.kind) & 1) == 0)
-    return WriteConverted(field, value);
+  if (!plan.natural.Has(value.kind)) {
+    if (plan.column->kind == FieldKind::kAutoIncrement) return RefuseNumbered(field);
+    Value converted;
+    KV_TRY(ConvertByText(field, value, converted));
+    return DoWriteField(field, converted);
+  }
   if (plan.blob) return WriteBlob(field, value);
   std::size_t replaced = 0;
   Status encoded = table_->codec().Encode(*plan.column, value, edit_row_, texts_[field], replaced);
   if (replaced != 0 && encoded.ok()) CountReplacedCharacters(replaced);
   return encoded;
-}
-
-/// A value of another kind goes the way of its text, as everywhere in the engine.
-Status ParadoxRecordset::WriteConverted(std::size_t field, const Value& value) {
-  if (plans_[field].column->kind == FieldKind::kAutoIncrement)
-    return MakeStatus(
-        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
-        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
-  const values::ValueFormat& format = database().engine().Format();
-  text_.clear();
-  format.Append(value, text_);
-  Value converted;
-  KV_TRY(format.Parse(text_, def().Fields[field].Type, converted, digits_));
-  return DoWriteField(field, converted);
 }
 
 Status ParadoxRecordset::WriteBlob(std::size_t field, const Value& value) {
@@ -401,7 +383,7 @@ Status ParadoxRecordset::WriteBlob(std::size_t field, const Value& value) {
     return MakeStatus(
         Code::kTooLong, ErrorNumber::kFieldTooSmall,
         "field '" + column.name + "' cannot hold " + std::to_string(raw.size()) + " bytes");
-  PendingBlob& pending = blobs_[field];
+  folder::PendingValue& pending = blobs_[field];
   pending.set = true;
   pending.null = raw.empty();  // length zero is how the format says Null
   pending.raw.clear();

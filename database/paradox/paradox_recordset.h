@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "database/folder/pending_value.h"
 #include "database/paradox/table.h"
 #include "database/recordset.h"
 #include "database/table_identity.h"
@@ -24,13 +25,8 @@ class ParadoxRecordset final : public Recordset, public TableIdentity {
   /// What reading and assigning a field need to know, looked up once.
   struct FieldPlan {
     const Column* column = nullptr;
-    std::uint32_t natural = 0;  // bit n: kind n is stored without conversion
+    values::KindSet natural;  // stored without conversion
     bool blob = false;
-  };
-  struct PendingBlob {
-    bool set = false;
-    bool null = false;
-    std::string raw;
   };
 
   bool DoMoveFirst() override;
@@ -65,7 +61,6 @@ class ParadoxRecordset final : public Recordset, public TableIdentity {
   void ReadLong(std::size_t field, base::ByteSpan row, bool editing, Value& out);
   void ReadBlob(std::size_t field, base::ByteSpan row, Value& out);
   void BlobValue(std::size_t field, const std::string& raw, Value& out);
-  Status WriteConverted(std::size_t field, const Value& value);
   Status WriteBlob(std::size_t field, const Value& value);
   Status EncodeKeys(std::span<const Value> keys, std::size_t& count);
   Place SeekByScan(std::size_t count);
@@ -83,13 +78,11 @@ class ParadoxRecordset final : public Recordset, public TableIdentity {
   std::uint64_t walk_moves_ = 0;   // when the set landed, its next step by place is good
   bool primary_ = false;           // the primary index is the current one
   std::vector<std::byte> edit_row_;
-  std::vector<std::string> texts_;  // per field: what its value points to
-  std::vector<std::string> raws_;   // per blob field: the value as stored
-  std::vector<PendingBlob> blobs_;  // per field; empty when the table has no blob fields
+  std::vector<std::string> texts_;           // per field: what its value points to
+  std::vector<std::string> raws_;            // per blob field: the value as stored
+  std::vector<folder::PendingValue> blobs_;  // per field; empty when the table has no blob fields
   std::vector<BlobChange> changes_;
   std::vector<std::byte> key_, key_row_;
-  std::string text_;  // of a value of another kind than the field's
-  std::string digits_;
 };
 
 }  // namespace kelvorin::database::paradox

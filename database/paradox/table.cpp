@@ -576,17 +576,11 @@ std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only
   options.read_only = read_only;
   options.exclusive = exclusive;
   std::shared_ptr<storage::Store> store = files_->Open(*fs_, path, options);
-  std::erase_if(tables_, [](const std::weak_ptr<Table>& table) { return table.expired(); });
-  for (const std::weak_ptr<Table>& open : tables_) {
-    std::shared_ptr<Table> table = open.lock();
-    if (table == nullptr || &table->store() != store.get()) continue;
+  if (std::shared_ptr<Table> table = tables_.Find(*store)) {
     table->CheckPassword(password);
     return table;
   }
-  std::shared_ptr<Table> table =
-      store->Opening([&] { return std::make_shared<Table>(store, password); });
-  tables_.push_back(table);
-  return table;
+  return tables_.Make(store, [&] { return std::make_shared<Table>(store, password); });
 }
 
 }  // namespace kelvorin::database::paradox

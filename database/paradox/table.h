@@ -21,6 +21,7 @@
 #include "database/paradox/secondary_index.h"
 #include "database/paradox/table_files.h"
 #include "storage/open_files.h"
+#include "storage/shared_by_store.h"
 
 namespace kelvorin::database::paradox {
 
@@ -176,7 +177,7 @@ class OpenTables {
 
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;
-  std::vector<std::weak_ptr<Table>> tables_;
+  storage::SharedByStore<Table> tables_;
 };
 
 }  // namespace kelvorin::database::paradox

@@ -28,45 +28,6 @@ bool IsSecondary(std::string_view extension) noexcept {
   return IsIndexFile(extension, 'X');
 }
 
-std::string_view WithoutExtension(std::string_view name) noexcept {
-  const bool has = base::EqualIgnoreCase(base::ExtensionPart(name), kTableExtension);
-  return has ? name.substr(0, name.size() - kTableExtension.size() - 1) : name;
-}
-
-std::string FindTableFile(storage::FileSystem& fs, const std::string& folder,
-                          std::string_view name) {
-  std::string wanted(name);
-  if (WithoutExtension(name).size() == name.size()) wanted += "." + std::string(kTableExtension);
-  if (name.empty() || name.find_first_of("/\\") != std::string_view::npos) return {};
-  std::vector<std::string> same;
-  for (std::string& entry : fs.List(folder))
-    if (base::EqualAnyCase(entry, wanted)) same.push_back(std::move(entry));
-  if (same.empty()) return {};
-  // "CUST" and "CUST.DB" both mean CUST.DB before Cust.db.
-  const auto exactness = [&](const std::string& entry) {
-    if (entry == wanted) return 0;
-    return WithoutExtension(entry) == WithoutExtension(wanted) ? 1 : 2;
-  };
-  std::sort(same.begin(), same.end(), [&](const std::string& a, const std::string& b) {
-    const int left = exactness(a), right = exactness(b);
-    return left != right ? left < right : a < b;
-  });
-  return base::JoinPath(folder, same.front());
-}
-
-std::vector<std::string> ListTables(storage::FileSystem& fs, const std::string& folder) {
-  std::vector<std::pair<std::string, std::string>> names;  // in capitals, and as they are
-  for (const std::string& entry : fs.List(folder)) {
-    const std::string_view name = WithoutExtension(entry);
-    if (name.empty() || name.size() == entry.size()) continue;
-    names.emplace_back(base::UpperAscii(name), name);
-  }
-  std::sort(names.begin(), names.end());
-  std::vector<std::string> listed;
-  for (auto& [upper, name] : names) listed.push_back(std::move(name));
-  return listed;
-}
-
 Companions::Companions(storage::FileSystem& fs, const std::string& table_path) {
   const std::string stem(WithoutExtension(storage::NameOf(table_path)));
   std::vector<std::string> entries = fs.List(storage::FolderOf(table_path));
@@ -90,14 +51,6 @@ const std::string& Companions::Find(std::string_view extension) const noexcept {
   for (const Companion& file : files_)
     if (file.extension == extension) return file.path;
   return none;
-}
-
-std::string CompanionPath(const std::string& table_path, std::string_view extension) {
-  const std::string_view own = base::ExtensionPart(table_path);
-  const bool lower =
-      std::any_of(own.begin(), own.end(), [](char c) { return c >= 'a' && c <= 'z'; });
-  return table_path.substr(0, table_path.size() - own.size()) +
-         (lower ? base::LowerAscii(extension) : base::UpperAscii(extension));
 }
 
 }  // namespace kelvorin::database::paradox

@@ -35,7 +35,8 @@ constexpr std::uint8_t kBytesOf1252 = 76;
 const base::CodePage* FindPage(int number) {
   static const base::CodePage roman8(kRoman8Page, "Roman 8", kRoman8);
   if (number == kRoman8Page) return &roman8;
-  return base::FindCodePage(number == kKamenickyPage ? 895 : number);
+  const base::CodePage* page = base::FindCodePage(number == kKamenickyPage ? 895 : number);
+  return page == nullptr || page->is_utf8() ? nullptr : page;
 }
 
 }  // namespace
@@ -54,56 +55,17 @@ bool IsByteOrder(std::uint8_t sort_order, std::string_view sort_name, int page) 
   return sort_order == kBytesOf1252 && page == 1252 && (sort_name == "DBWINUS0");
 }
 
-struct TextPage::Known {
-  base::Converter to_ansi;
-  base::Converter from_ansi;
-  std::array<std::uint8_t, 256> capitals;
-};
+TextPage::TextPage(int number) : TextPage(number, FindPage(number)) {}
 
-TextPage::TextPage(int number) : number_(number) {
-  const base::CodePage* page = FindPage(number);
-  if (page == nullptr || page->is_utf8()) return;
-  const base::CodePage& ansi = base::AnsiPage();
-  plain_ = page->number() == ansi.number();
-  Known known{base::Converter(*page, ansi), base::Converter(ansi, *page), {}};
-  for (unsigned byte = 0; byte < known.capitals.size(); ++byte) {
+TextPage::TextPage(int number, const base::CodePage* page) : PageConverter(number, page) {
+  for (unsigned byte = 0; byte < capitals_.size(); ++byte) {
+    capitals_[byte] =
+        static_cast<std::uint8_t>(byte >= 'a' && byte <= 'z' ? byte - ('a' - 'A') : byte);
+    if (page == nullptr) continue;
     const char32_t letter = page->ToUnicode(static_cast<unsigned char>(byte));
     const auto capital = page->FromUnicode(base::UpperCharacter(letter));
-    known.capitals[byte] = capital ? *capital : static_cast<std::uint8_t>(byte);
+    capitals_[byte] = capital ? *capital : static_cast<std::uint8_t>(byte);
   }
-  known_ = std::make_shared<const Known>(known);
-}
-
-bool TextPage::ToAnsi(std::string_view in, std::string& scratch, std::string_view& out) const {
-  out = in;
-  if (plain_ || base::AsciiPrefix(in) == in.size()) return true;
-  if (known_ == nullptr) return false;
-  scratch.clear();
-  unreadable_ += known_->to_ansi.Append(in, scratch);
-  out = scratch;
-  return true;
-}
-
-bool TextPage::FromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
-                        std::size_t& replaced) const {
-  out = in;
-  replaced = 0;
-  if (plain_ || base::AsciiPrefix(in) == in.size()) return true;
-  if (known_ == nullptr) return false;
-  scratch.clear();
-  replaced = known_->from_ansi.Append(in, scratch);
-  out = scratch;
-  return true;
-}
-
-const std::array<std::uint8_t, 256>& TextPage::Capitals() const {
-  static const std::array<std::uint8_t, 256> ascii = [] {
-    std::array<std::uint8_t, 256> table{};
-    for (unsigned byte = 0; byte < table.size(); ++byte)
-      table[byte] = static_cast<std::uint8_t>(byte >= 'a' && byte <= 'z' ? byte - 32 : byte);
-    return table;
-  }();
-  return known_ == nullptr ? ascii : known_->capitals;
 }
 
 }  // namespace kelvorin::database::paradox

@@ -5,11 +5,9 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
-#include <string>
 #include <string_view>
 
-#include "base/code_page.h"
+#include "database/folder/page_converter.h"
 
 namespace kelvorin::database::paradox {
 
@@ -21,32 +19,18 @@ int PageOfHeader(bool has_page, std::uint16_t page, std::string_view sort_name,
 /// Whether texts of this sort order come in the order of their bytes.
 bool IsByteOrder(std::uint8_t sort_order, std::string_view sort_name, int page) noexcept;
 
-/// Converts the texts of one table. A page that this system lacks (the multi-byte ones) lets ASCII
-/// pass and nothing else, so that no text changes unseen.
-class TextPage {
+/// Converts the texts of one table, and knows their capitals.
+class TextPage : public folder::PageConverter {
  public:
   explicit TextPage(int number);
 
-  /// Number of the page, also of one that is not supported.
-  int number() const noexcept { return number_; }
-
-  /// The text in the ANSI page: `in` itself where nothing changes, else `scratch`. False when the
-  /// page is not supported and the text is not ASCII.
-  bool ToAnsi(std::string_view in, std::string& scratch, std::string_view& out) const;
-  /// The other direction; `replaced` becomes the number of characters the page lacks.
-  bool FromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
-                std::size_t& replaced) const;
-  /// Characters that the ANSI page lacks, counted over all calls of `ToAnsi`.
-  std::size_t unreadable() const noexcept { return unreadable_; }
   /// Each byte's capital.
-  const std::array<std::uint8_t, 256>& Capitals() const;
+  const std::array<std::uint8_t, 256>& Capitals() const noexcept { return capitals_; }
 
  private:
-  struct Known;
-  int number_;
-  bool plain_ = false;  // the table's page is the ANSI page
-  mutable std::size_t unreadable_ = 0;
-  std::shared_ptr<const Known> known_;
+  TextPage(int number, const base::CodePage* page);
+
+  std::array<std::uint8_t, 256> capitals_{};
 };
 
 }  // namespace kelvorin::database::paradox

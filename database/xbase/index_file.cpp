@@ -480,7 +480,7 @@ const IndexLimits& LimitsOf(IndexKind kind) noexcept {
 
 std::string ReadInf(storage::FileSystem& fs, const std::string& table_path) {
   const std::string inf = FindCompanion(fs, table_path, "inf");
-  return inf.empty() ? std::string() : ReadSmallFile(fs, inf, kMaxInfBytes);
+  return inf.empty() ? std::string() : folder::ReadSmallFile(fs, inf, kMaxInfBytes);
 }
 
 std::vector<IndexFileName> FindIndexFiles(storage::FileSystem& fs, const std::string& table_path) {

@@ -312,20 +312,14 @@ std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only
   options.exclusive = exclusive;
   std::shared_ptr<storage::Store> store = files_->Open(*fs_, path, options);
 
-  std::erase_if(tables_, [](const std::weak_ptr<Table>& table) { return table.expired(); });
-  std::shared_ptr<Table> table;
-  for (const std::weak_ptr<Table>& open : tables_) {
-    table = open.lock();
-    if (table != nullptr && &table->store() == store.get()) break;
-    table = nullptr;
-  }
+  std::shared_ptr<Table> table = tables_.Find(*store);
   if (table == nullptr) {
     const std::vector<IndexFileName> indexes = FindIndexFiles(*fs_, path);
-    table = store->Opening([&] { return std::make_shared<Table>(store, why_read_only, indexes); });
+    table =
+        tables_.Make(store, [&] { return std::make_shared<Table>(store, why_read_only, indexes); });
     for (const std::string& file : UnlistedIndexFiles(*fs_, path))
       table->notes().push_back("index file '" + file + "' lies beside table file '" + path +
                                "' and no INF file lists it: changes of the table do not reach it");
-    tables_.push_back(table);
   }
   if (exclusive) table->LockForExclusiveUse();
   return table;

@@ -17,6 +17,7 @@
 #include "database/xbase/table_layout.h"
 #include "database/xbase/text_page.h"
 #include "storage/open_files.h"
+#include "storage/shared_by_store.h"
 #include "storage/store.h"
 
 namespace kelvorin::database::xbase {
@@ -152,7 +153,7 @@ class OpenTables {
 
   storage::FileSystem* fs_;
   std::shared_ptr<storage::OpenFiles> files_;
-  std::vector<std::weak_ptr<Table>> tables_;
+  storage::SharedByStore<Table> tables_;
 };
 
 }  // namespace kelvorin::database::xbase

@@ -47,37 +47,18 @@ std::uint8_t MarkOfCodePage(int page, bool foxpro) noexcept {
   return dbase_mark;
 }
 
-struct TextPage::Converters {
-  base::Converter to_ansi;
-  base::Converter from_ansi;
-};
+namespace {
 
-TextPage::TextPage(std::uint8_t mark) : number_(CodePageOfMark(mark)) {
-  const base::CodePage& ansi = base::AnsiPage();
-  const base::CodePage* page = number_ == 0 ? &base::OemPage() : base::FindCodePage(number_);
-  if (page == nullptr) return;
-  number_ = page->number();
-  same_ = page->number() == ansi.number();
-  converters_ = std::make_shared<const Converters>(
-      Converters{base::Converter(*page, ansi), base::Converter(ansi, *page)});
+const base::CodePage* PageOfMark(std::uint8_t mark) {
+  const int number = CodePageOfMark(mark);
+  return number == 0 ? &base::OemPage() : base::FindCodePage(number);
 }
 
-bool TextPage::ConvertToAnsi(std::string_view in, std::string& scratch,
-                             std::string_view& out) const {
-  if (converters_ == nullptr) return false;
-  scratch.clear();
-  unreadable_ += converters_->to_ansi.Append(in, scratch);
-  out = scratch;
-  return true;
-}
+}  // namespace
 
-bool TextPage::ConvertFromAnsi(std::string_view in, std::string& scratch, std::string_view& out,
-                               std::size_t& replaced) const {
-  if (converters_ == nullptr) return false;
-  scratch.clear();
-  replaced = converters_->from_ansi.Append(in, scratch);
-  out = scratch;
-  return true;
-}
+TextPage::TextPage(std::uint8_t mark) : TextPage(mark, PageOfMark(mark)) {}
+
+TextPage::TextPage(std::uint8_t mark, const base::CodePage* page)
+    : PageConverter(page != nullptr ? page->number() : CodePageOfMark(mark), page) {}
 
 }  // namespace kelvorin::database::xbase

@@ -20,15 +20,6 @@ namespace {
 
 constexpr std::string_view kCompanions[] = {"dbt", "fpt", "mdx", "cdx", "inf"};
 
-/// A new table's file name: as given, its extension in the case of the name.
-std::string NewFileName(std::string_view name) {
-  if (WithoutExtension(name).size() != name.size()) return std::string(name);
-  const bool lower =
-      std::any_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; });
-  return std::string(name) + (lower ? "." : ".") +
-         (lower ? std::string(kTableExtension) : base::UpperAscii(kTableExtension));
-}
-
 void StampDate(std::string& header) {
   const auto now = base::Now();
   const int date[] = {now.year - 1900, now.month, now.day};
@@ -38,12 +29,6 @@ void StampDate(std::string& header) {
 
 std::uint64_t SizeOf(storage::FileSystem& fs, const std::string& path) {
   return fs.Open(path, os::OpenMode::kRead)->Size();
-}
-
-void WriteNewFile(storage::FileSystem& fs, const std::string& path, std::string_view contents) {
-  const std::unique_ptr<storage::File> file = fs.Open(path, os::OpenMode::kCreateOrTruncate);
-  file->Write(0, base::AsBytes(contents));
-  file->Sync();
 }
 
 /// Positions of an index's fields in the table.
@@ -69,43 +54,17 @@ void CheckIndexes(const TableDef& table, const NewTable& plan, Product product) 
     (void)PlanTag(index, ColumnsOf(index, table.Fields), NewIndexKind(layout, product), layout);
 }
 
-/// False when the file is there and cannot be removed.
-bool RemoveQuietly(storage::FileSystem& fs, const std::string& path) noexcept {
-  try {
-    if (!path.empty() && fs.Exists(path)) fs.Remove(path);
-    return true;
-  } catch (const Error&) {
-    return false;
-  }
-}
-
 }  // namespace
 
 XbaseDatabase::XbaseDatabase(DBEngine& owner, OpenRequest asked, std::string folder,
                              Product product, std::shared_ptr<OpenTables> tables)
-    : Database(owner, std::move(asked)),
-      folder_(std::move(folder)),
+    : FolderDatabase(owner, std::move(asked), std::move(folder), kTableExtension, tables->fs()),
       product_(product),
       tables_(std::move(tables)) {}
 
-std::string XbaseDatabase::PathOf(std::string_view name, ErrorNumber missing) const {
-  std::string path = FindTableFile(tables_->fs(), folder_, name);
-  if (path.empty())
-    Throw(Code::kNotFound, missing,
-          "there is no table '" + std::string(name) + "' in folder '" + folder_ + "'");
-  return path;
-}
-
-std::vector<TableInfo> XbaseDatabase::DoTableDefs() {
-  std::vector<TableInfo> infos;
-  for (std::string& name : ListTables(tables_->fs(), folder_))
-    infos.push_back({std::move(name), 0});
-  return infos;
-}
-
 TableDef XbaseDatabase::Describe(const Table& table) const {
   TableDef def;
-  def.Name = WithoutExtension(storage::NameOf(table.path()));
+  def.Name = NameOfTable(table.path());
   std::string scratch;
   for (const Column& column : table.layout().columns) {
     FieldDef face = FaceOf(column);
@@ -170,12 +129,7 @@ std::unique_ptr<Recordset> XbaseDatabase::DoOpenRecordset(std::string_view name,
 // --- Making and deleting
 
 void XbaseDatabase::DoCreateTable(const TableDef& table) {
-  storage::FileSystem& fs = tables_->fs();
-  const std::string_view bare = WithoutExtension(table.Name);
-  if (bare.empty() || table.Name.find_first_of("/\\:*?\"<>|") != std::string::npos ||
-      std::any_of(bare.begin(), bare.end(), [](char c) { return c >= 0 && c < ' '; }))
-    Throw(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
-          "'" + table.Name + "' is no name for a table file");
+  CheckNewName(table.Name);
   for (const FieldDef& field : table.Fields)
     if (field.AutoIncrement)
       Throw(Code::kNotSupported, ErrorNumber::kNotSupported,
@@ -184,17 +138,13 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
   NewTable plan = PlanTable(table, product_);
   CheckIndexes(table, plan, product_);
 
-  const std::string existing = FindTableFile(fs, folder_, table.Name);
-  if (!existing.empty())
-    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
-          "table '" + table.Name + "' exists already (file '" + existing + "')");
-  const std::string path = base::JoinPath(folder_, NewFileName(table.Name));
+  const std::string path = PathOfNew(table.Name);
   std::string memo_path;
   if (plan.memo != MemoKind::kNone) {
     const std::string_view extension = plan.memo == MemoKind::kFpt ? "fpt" : "dbt";
-    memo_path = FindCompanion(fs, path, extension);
+    memo_path = FindCompanion(fs(), path, extension);
     if (memo_path.empty()) memo_path = CompanionPath(path, extension);
-    if (fs.Exists(memo_path) && SizeOf(fs, memo_path) > kMemoHeaderBytes)
+    if (fs().Exists(memo_path) && SizeOf(fs(), memo_path) > kMemoHeaderBytes)
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "table '" + table.Name + "' cannot be made: its memo file would be '" + memo_path +
                 "', which holds texts already");
@@ -205,18 +155,14 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
   // file without texts, which the next attempt takes over.
   const std::string unnamed = path + "-new";
   try {
-    if (!memo_path.empty()) WriteNewFile(fs, memo_path, MemoFile::NewFile(plan.memo, bare));
-    WriteNewFile(fs, unnamed, plan.header);
-    // That of a table which had the name before.
-    storage::SetJournalAside(fs, path);
-    fs.Rename(unnamed, path);
-    fs.SyncFolder(folder_);
+    if (!memo_path.empty())
+      folder::WriteWholeFile(fs(), memo_path, MemoFile::NewFile(plan.memo, NameOfTable(path)));
+    folder::WriteWholeFile(fs(), unnamed, plan.header);
+    GiveName(unnamed, path);
     for (const IndexDef& index : table.Indexes) MakeIndex(path, index, table.Fields);
   } catch (...) {
-    std::vector<std::string> made = {unnamed, path, memo_path};
-    if (fs.Exists(path)) made = FilesOf(path);
-    for (const std::string& file : made)
-      if (!RemoveQuietly(fs, file)) break;
+    folder::RemoveQuietly(
+        fs(), fs().Exists(path) ? FilesOf(path) : std::vector<std::string>{unnamed, memo_path});
     throw;
   }
 }
@@ -235,7 +181,6 @@ void XbaseDatabase::DoCreateIndex(std::string_view name, const IndexDef& index) 
 /// `fields` are those of the table in its order, by the names that the index uses.
 void XbaseDatabase::MakeIndex(const std::string& path, const IndexDef& index,
                               const std::vector<FieldDef>& fields) {
-  storage::FileSystem& fs = tables_->fs();
   TableLayout layout;
   NewTag tag;
   IndexFileName file;
@@ -254,16 +199,16 @@ void XbaseDatabase::MakeIndex(const std::string& path, const IndexDef& index,
   const bool alone = file.kind == IndexKind::kNdx;
   const std::string_view extension = alone ? "ndx" : file.kind == IndexKind::kMdx ? "mdx" : "cdx";
   file.constraint = tag.constraint;
-  file.path = FindCompanion(fs, path, extension);
+  file.path = FindCompanion(fs(), path, extension);
   if (alone) {
-    const std::string bare(WithoutExtension(storage::NameOf(path)));
+    const std::string bare(NameOfTable(path));
     for (const std::string& stem : {index.Name, bare + "_" + index.Name}) {
       file.path = storage::Beside(
           path, storage::NameOf(
                     CompanionPath(stem + "." + std::string(base::ExtensionPart(path)), extension)));
-      if (FindFile(fs, folder_, storage::NameOf(file.path)).empty()) break;
+      if (FindFile(fs(), folder(), storage::NameOf(file.path)).empty()) break;
     }
-    if (!FindFile(fs, folder_, storage::NameOf(file.path)).empty())
+    if (!FindFile(fs(), folder(), storage::NameOf(file.path)).empty())
       Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
             "index '" + index.Name + "' cannot be made: file '" + file.path + "' is there");
   } else if (file.path.empty()) {
@@ -278,7 +223,7 @@ void XbaseDatabase::MakeIndex(const std::string& path, const IndexDef& index,
 void XbaseDatabase::MarkIndexed(const std::string& path, const TableLayout& layout,
                                 const TagDefinition& tag, IndexKind kind) {
   if (kind == IndexKind::kNdx) return;
-  const std::unique_ptr<storage::Store> store = storage::Store::Open(tables_->fs(), path, {});
+  const std::unique_ptr<storage::Store> store = storage::Store::Open(fs(), path, {});
   storage::Bracket bracket = store->Begin();
   const std::byte flags[] = {static_cast<std::byte>(layout.table_flags | kFlagHasIndex)};
   store->Write(storage::kMainFile, kTableFlagsAt, flags);
@@ -292,14 +237,13 @@ void XbaseDatabase::MarkIndexed(const std::string& path, const TableLayout& layo
 }
 
 void XbaseDatabase::ListIndex(const std::string& path, const IndexFileName& file) {
-  storage::FileSystem& fs = tables_->fs();
-  std::string inf = FindCompanion(fs, path, "inf");
+  std::string inf = FindCompanion(fs(), path, "inf");
   if (inf.empty()) inf = CompanionPath(path, "inf");
-  const std::string text = AddInfLine(ReadInf(fs, path), LimitsOf(product_).name, "NDX",
+  const std::string text = AddInfLine(ReadInf(fs(), path), LimitsOf(product_).name, "NDX",
                                       storage::NameOf(file.path), file.constraint);
-  WriteNewFile(fs, inf + "-new", text);
-  fs.Rename(inf + "-new", inf);
-  fs.SyncFolder(folder_);
+  folder::WriteWholeFile(fs(), inf + "-new", text);
+  fs().Rename(inf + "-new", inf);
+  fs().SyncFolder(folder());
 }
 
 std::int64_t XbaseDatabase::DoRebuildIndexes(std::string_view name) {
@@ -309,57 +253,29 @@ std::int64_t XbaseDatabase::DoRebuildIndexes(std::string_view name) {
 
 /// The table's file and all that belongs to it, the table first.
 std::vector<std::string> XbaseDatabase::FilesOf(const std::string& path) const {
-  storage::FileSystem& fs = tables_->fs();
   std::vector<std::string> files{path};
   const auto add = [&](std::string file) {
     if (!file.empty() && std::find(files.begin(), files.end(), file) == files.end())
       files.push_back(std::move(file));
   };
   try {
-    for (IndexFileName& index : FindIndexFiles(fs, path)) add(std::move(index.path));
+    for (IndexFileName& index : FindIndexFiles(fs(), path)) add(std::move(index.path));
   } catch (const Error&) {  // one that is missing need not be removed
   }
-  for (std::string_view extension : kCompanions) add(FindCompanion(fs, path, extension));
+  for (std::string_view extension : kCompanions) add(FindCompanion(fs(), path, extension));
   return files;
 }
 
 void XbaseDatabase::DoDeleteTable(std::string_view name) {
-  storage::FileSystem& fs = tables_->fs();
-  const std::string path = PathOf(name, ErrorNumber::kNotInCollection);
-  const std::vector<std::string> files = FilesOf(path);
-  {
-    // Nobody may have it open, here or elsewhere.
-    storage::StoreOptions options;
-    options.exclusive = true;
-    (void)storage::Store::Open(fs, path, options);
-  }
-  // The table first: what a crash leaves then is no table any more.
-  for (const std::string& file : files) fs.Remove(file);
-  storage::SetJournalAside(fs, path);
-  fs.SyncFolder(folder_);
+  RemoveTable(FilesOf(PathOf(name, ErrorNumber::kNotInCollection)));
 }
 
 // --- Inspecting
 
 void XbaseDatabase::InspectFile(const std::string& path, std::vector<std::string>& problems) {
-  try {
-    const std::shared_ptr<Table> table = tables_->Open(path, false, false);
-    Announce(*table);
-    InspectTable(*table, problems);
-  } catch (const Error& error) {
-    problems.emplace_back(error.status().message());
-  }
-}
-
-std::vector<std::string> XbaseDatabase::DoInspect(std::string_view name) {
-  std::vector<std::string> problems;
-  if (!name.empty()) {
-    InspectFile(PathOf(name, ErrorNumber::kNotInCollection), problems);
-    return problems;
-  }
-  for (const std::string& table : ListTables(tables_->fs(), folder_))
-    InspectFile(PathOf(table, ErrorNumber::kNotInCollection), problems);
-  return problems;
+  const std::shared_ptr<Table> table = tables_->Open(path, false, false);
+  Announce(*table);
+  InspectTable(*table, problems);
 }
 
 }  // namespace kelvorin::database::xbase

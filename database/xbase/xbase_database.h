@@ -7,30 +7,27 @@
 #include <string_view>
 #include <vector>
 
-#include "database/database.h"
+#include "database/folder/folder_database.h"
 #include "database/xbase/table.h"
 #include "database/xbase/version.h"
 
 namespace kelvorin::database::xbase {
 
-class XbaseDatabase final : public Database {
+class XbaseDatabase final : public folder::FolderDatabase {
  public:
   /// `product` decides how tables are made; tables are opened by what they are.
   XbaseDatabase(DBEngine& owner, OpenRequest asked, std::string folder, Product product,
                 std::shared_ptr<OpenTables> tables);
 
  private:
-  std::vector<TableInfo> DoTableDefs() override;
   TableDef DoFindTableDef(std::string_view name) override;
   std::unique_ptr<Recordset> DoOpenRecordset(std::string_view name, RecordsetType type) override;
   void DoCreateTable(const TableDef& table) override;
   void DoCreateIndex(std::string_view name, const IndexDef& index) override;
   std::int64_t DoRebuildIndexes(std::string_view name) override;
   void DoDeleteTable(std::string_view name) override;
-  std::vector<std::string> DoInspect(std::string_view name) override;
-  void DoClose() override {}
+  void InspectFile(const std::string& path, std::vector<std::string>& problems) override;
 
-  std::string PathOf(std::string_view name, ErrorNumber missing) const;
   TableDef Describe(const Table& table) const;
   void Announce(Table& table);
   void MakeIndex(const std::string& path, const IndexDef& index,
@@ -39,9 +36,7 @@ class XbaseDatabase final : public Database {
                    IndexKind kind);
   void ListIndex(const std::string& path, const IndexFileName& file);
   std::vector<std::string> FilesOf(const std::string& path) const;
-  void InspectFile(const std::string& path, std::vector<std::string>& problems);
 
-  std::string folder_;
   Product product_;
   std::shared_ptr<OpenTables> tables_;
 };

@@ -184,8 +184,8 @@ bool XbaseRecordset::MakeSeekKey(SeekComparison comparison, std::span<const Valu
     const Value* value = &keys[i];
     std::size_t replaced = 0;
     Status made;
-    if ((plan.natural >> static_cast<unsigned>(value->kind) & 1) == 0) {
-      made = Convert(field, *value, converted);
+    if (!plan.natural.Has(value->kind)) {
+      made = ConvertByText(field, *value, converted);
       value = &converted;
     }
     if (made.ok())
@@ -282,7 +282,7 @@ void XbaseRecordset::ReadValue(std::size_t field, Value& out) {
   if (!editing) RefreshRow();
   const base::ByteSpan row = editing ? edit_row_ : row_;
   if (plan.in_memo_file) {
-    const PendingMemo& pending = memos_[field];
+    const folder::PendingValue& pending = memos_[field];
     if (!editing || !pending.set) return ReadMemo(field, row, out);
     if (!pending.null) return MemoValue(field, pending.raw, out);
     out = Value::Null();
@@ -297,7 +297,7 @@ void XbaseRecordset::ReadValue(std::size_t field, Value& out) {
 // --- Writing
 
 void XbaseRecordset::BeginEdit() {
-  for (PendingMemo& memo : memos_) memo.set = false;
+  for (folder::PendingValue& memo : memos_) memo.set = false;
 }
 
 void XbaseRecordset::DoAddNew() {
@@ -321,34 +321,35 @@ void XbaseRecordset::DoCancelUpdate() {
 }
 
 XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept {
-  const auto bit = [](Kind kind) { return 1u << static_cast<unsigned>(kind); };
+  using enum Kind;
   FieldPlan plan;
   plan.column = &column;
   plan.in_memo_file = InMemoFile(column);
-  plan.natural = bit(Kind::kNull);
   switch (column.letter) {
     case 'N':
     case 'F':
-      plan.natural |= bit(Kind::kDouble) | bit(Kind::kInteger) | bit(Kind::kCurrency);
+      plan.natural = {kNull, kDouble, kInteger, kCurrency};
       break;
     case 'L':
-      plan.natural |= bit(Kind::kBoolean);
+      plan.natural = {kNull, kBoolean};
       break;
     case 'D':
     case 'T':
-      plan.natural |= bit(Kind::kDateTime);
+      plan.natural = {kNull, kDateTime};
       break;
     case 'I':
-      plan.natural |= bit(Kind::kInteger);
+      plan.natural = {kNull, kInteger};
       break;
     case 'Y':
-      plan.natural |= bit(Kind::kCurrency);
+      plan.natural = {kNull, kCurrency};
       break;
     default:
       if (column.type == TypeCode::kDouble) {
-        plan.natural |= bit(Kind::kDouble);
+        plan.natural = {kNull, kDouble};
+      } else if (values::IsBinary(column.type)) {
+        plan.natural = {kNull, kBytes};
       } else {
-        plan.natural |= bit(values::IsBinary(column.type) ? Kind::kBytes : Kind::kText);
+        plan.natural = {kNull, kText};
       }
   }
   return plan;
@@ -356,31 +357,17 @@ XbaseRecordset::FieldPlan XbaseRecordset::PlanFor(const Column& column) noexcept
 
 Status XbaseRecordset::DoWriteField(std::size_t field, const Value& value) {
   const FieldPlan& plan = plans_[field];
-  if (plan.column->auto_increment())
-    return MakeStatus(
-        Code::kReadOnly, ErrorNumber::kFieldNotUpdatable,
-        "field '" + def().Fields[field].Name + "' is numbered by the table and takes no value");
-  if ((plan.natural >> static_cast<unsigned>(value.kind) & 1) == 0)
-    return WriteConverted(field, value);
+  if (plan.column->auto_increment()) return RefuseNumbered(field);
+  if (!plan.natural.Has(value.kind)) {
+    Value converted;
+    KV_TRY(ConvertByText(field, value, converted));
+    return DoWriteField(field, converted);
+  }
   if (plan.in_memo_file) return WriteMemo(field, value);
   std::size_t replaced = 0;
   Status encoded = table_->codec().Encode(*plan.column, value, edit_row_, texts_[field], replaced);
   if (replaced != 0 && encoded.ok()) CountReplacedCharacters(replaced);
   return encoded;
-}
-
-/// A value of another kind goes the way of its text, as everywhere in the engine.
-Status XbaseRecordset::Convert(std::size_t field, const Value& value, Value& converted) {
-  const values::ValueFormat& format = database().engine().Format();
-  text_.clear();
-  format.Append(value, text_);
-  return format.Parse(text_, def().Fields[field].Type, converted, digits_);
-}
-
-Status XbaseRecordset::WriteConverted(std::size_t field, const Value& value) {
-  Value converted;
-  KV_TRY(Convert(field, value, converted));
-  return DoWriteField(field, converted);
 }
 
 Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
@@ -399,7 +386,7 @@ Status XbaseRecordset::WriteMemo(std::size_t field, const Value& value) {
       return MakeStatus(Code::kConversion, ErrorNumber::kConversion,
                         "field '" + column.name + "' " + std::string(obstacle));
   }
-  PendingMemo& pending = memos_[field];
+  folder::PendingValue& pending = memos_[field];
   pending.set = true;
   pending.null = raw.empty();  // an empty value takes no block, and reads as Null
   pending.raw.assign(raw);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "database/folder/pending_value.h"
 #include "database/recordset.h"
 #include "database/table_identity.h"
 #include "database/xbase/table.h"
@@ -26,13 +27,8 @@ class XbaseRecordset final : public Recordset, public TableIdentity {
   /// What reading and assigning a field need to know, looked up once.
   struct FieldPlan {
     const Column* column = nullptr;
-    std::uint32_t natural = 0;  // bit n: kind n is stored without conversion
+    values::KindSet natural;  // stored without conversion
     bool in_memo_file = false;
-  };
-  struct PendingMemo {
-    bool set = false;
-    bool null = false;
-    std::string raw;  // in the table's code page
   };
 
   bool DoMoveFirst() override;
@@ -67,11 +63,9 @@ class XbaseRecordset final : public Recordset, public TableIdentity {
   bool MakeSeekKey(SeekComparison comparison, std::span<const Value> keys);
   void RefreshRow();
   static FieldPlan PlanFor(const Column& column) noexcept;
-  Status Convert(std::size_t field, const Value& value, Value& converted);
   [[noreturn]] void ThrowUnreadable(std::size_t field, const std::string& why);
   void ReadMemo(std::size_t field, base::ByteSpan row, Value& out);
   void MemoValue(std::size_t field, const std::string& raw, Value& out);
-  Status WriteConverted(std::size_t field, const Value& value);
   Status WriteMemo(std::size_t field, const Value& value);
   void BeginEdit();
 
@@ -83,17 +77,15 @@ class XbaseRecordset final : public Recordset, public TableIdentity {
   std::uint64_t row_changes_ = 0;    // the table's changes when `row_` was read
   std::vector<std::byte> edit_row_;  // the record being added or edited
   std::vector<std::byte> blank_row_;
-  std::vector<std::string> texts_;  // per field: what its value points to
-  std::vector<std::string> raws_;   // per memo field: the value as stored
-  std::vector<PendingMemo> memos_;  // per field; empty when the table has no memo fields
+  std::vector<std::string> texts_;           // per field: what its value points to
+  std::vector<std::string> raws_;            // per memo field: the value as stored
+  std::vector<folder::PendingValue> memos_;  // per field; empty when the table has no memo fields
   std::vector<MemoChange> changes_;
   Tag* tag_ = nullptr;  // that the records come in the order of
   IndexTree::Place place_;
   std::vector<std::byte> seek_row_;  // a record that holds nothing but the key sought
   std::vector<std::byte> seek_low_;  // the least entry that has it, or its front
   std::vector<std::byte> seek_high_;
-  std::string text_;  // of a value of another kind than the field's
-  std::string digits_;
 };
 
 }  // namespace kelvorin::database::xbase
