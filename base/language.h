@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -29,11 +30,19 @@ std::string Fill(std::string_view pattern, Fillings data);
 /// One pattern for 1 and one for every other number; "%1" is the number.
 std::string TrCount(std::int64_t number, std::string_view one, std::string_view many);
 
+/// The sentences, with "%1" to "%9" for their data, in which the rooms below the forms give their
+/// reasons. They compose them in the language of the sources, for logs and rules.
+std::span<const std::string_view> ReasonPatterns() noexcept;
+/// A composed reason in the user's language: one of the sentences above is taken apart and put
+/// together again around its data; any other text, such as the word of a server, stays.
+std::string TrReason(std::string_view reason);
+
 /// A message that is stored in the language of the sources and shown in the user's.
 struct Message {
   Message() = default;
-  /// Of something that has no other language, such as the word of a database.
-  Message(std::string text) : plain(std::move(text)), shown(plain) {}  // NOLINT(*-explicit-*)
+  /// Of something that was composed elsewhere: a reason, or the word of a database.
+  Message(std::string text)  // NOLINT(*-explicit-*)
+      : plain(std::move(text)), shown(TrReason(plain)) {}
   Message(std::string_view pattern, Fillings data)
       : plain(Fill(pattern, data)), shown(Tr(pattern, data)) {}
   std::string plain;

@@ -24,7 +24,8 @@ struct MessageBox {
   std::string title;
   Icon icon = Icon::kNone;
   Buttons buttons = Buttons::kOk;
-  bool careful = false;  // Return takes Cancel or No: the other answer throws something away
+  bool careful = false;      // Return takes Cancel or No: the other answer throws something away
+  std::string details = {};  // shown when they are asked for
   bool operator==(const MessageBox&) const = default;
 };
 

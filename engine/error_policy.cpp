@@ -69,7 +69,7 @@ const std::string& ErrorPolicy::Fatal(const Message& message, const Status& why)
     for (int i = 0; i < 2; ++i) shown += base::kCrLf;
     shown += message.shown;
     shown += base::kCrLf;
-    shown += PendingErrors(engine_, why);
+    shown += ShownErrors(engine_, why);
     platform_.Ask({std::move(shown), Tr(kTitleError), Icon::kCritical, Buttons::kOk});
   }
   SetLastError(text);
@@ -97,8 +97,9 @@ Status ErrorPolicy::Record(const Message& message, const Status& why, bool& stop
   SetLastError(std::move(text));
   engine_.ClearErrors();
   if (show_) {
-    const Answer answer = platform_.Ask({message.shown + std::string(base::kCrLf) + Tr(kContinue),
-                                         Tr(kTitleError), Icon::kExclamation, Buttons::kYesNo});
+    const Answer answer =
+        platform_.Ask({message.shown + std::string(base::kCrLf) + Tr(kContinue), Tr(kTitleError),
+                       Icon::kExclamation, Buttons::kYesNo, false, base::TrReason(why.message())});
     if (answer == Answer::kNo) stop = true;
   }
   if (show_ && !stop) {

@@ -62,8 +62,10 @@ std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan) 
   }
   if (names.empty()) return names;
   if (remove) std::erase_if(plan.fields, [](const AssignedField& f) { return f.is_absent; });
-  return "The source has " + base::ToDecimal(static_cast<std::int64_t>(columns)) +
-         " columns; nothing is assigned to fields that are mapped to others: " + names;
+  return "The source has " +
+         (columns == 1 ? "1 column"
+                       : base::ToDecimal(static_cast<std::int64_t>(columns)) + " columns") +
+         "; nothing is assigned to fields that are mapped to others: " + names;
 }
 
 void MarkTruthValues(const database::TableDef& source, FieldPlan& plan) {

@@ -44,7 +44,11 @@ Message AssignMessage(std::int64_t line_number, std::string_view value, std::str
 }
 
 Message PostMessage(const database::DBEngine& engine, const Status& why) {
-  return {"Error in updating record in destination table\r\n%1", {PendingErrors(engine, why)}};
+  constexpr char kPattern[] = "Error in updating record in destination table\r\n%1";
+  Message message;
+  message.plain = base::Fill(kPattern, {PendingErrors(engine, why)});
+  message.shown = base::Tr(kPattern, {ShownErrors(engine, why)});
+  return message;
 }
 
 Message LimitMessage(std::int32_t nErrorStop) {
@@ -77,13 +81,24 @@ std::vector<std::string> LossMessages(const contract::RunResult& result) {
   return messages;
 }
 
-std::string PendingErrors(const database::DBEngine& engine, const Status& why) {
+static std::string ErrorLines(const database::DBEngine& engine, const Status& why, bool shown) {
+  const auto said = [&](std::string_view reason) {
+    return shown ? base::TrReason(reason) : std::string(reason);
+  };
   std::string text;
   for (const database::PendingError& error : engine.Errors()) {
     if (!text.empty()) text += base::kCrLf;
-    text += error.description + " (" + base::ToDecimal(error.number) + ")";
+    text += said(error.description) + " (" + base::ToDecimal(error.number) + ")";
   }
-  return text.empty() ? std::string(why.message()) : text;
+  return text.empty() ? said(why.message()) : text;
+}
+
+std::string PendingErrors(const database::DBEngine& engine, const Status& why) {
+  return ErrorLines(engine, why, false);
+}
+
+std::string ShownErrors(const database::DBEngine& engine, const Status& why) {
+  return ErrorLines(engine, why, true);
 }
 
 }  // namespace kelvorin::engine

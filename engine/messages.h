@@ -69,5 +69,7 @@ std::vector<std::string> LossMessages(const contract::RunResult& result);
 /// The engine's pending errors, one line each: the description and the number in parentheses.
 /// Without any, the status's own text.
 std::string PendingErrors(const database::DBEngine& engine, const Status& why);
+/// The same in the language that people see.
+std::string ShownErrors(const database::DBEngine& engine, const Status& why);
 
 }  // namespace kelvorin::engine

@@ -64,7 +64,7 @@ std::string OutcomeText(const contract::RunResult& result) {
                      "nor the first record has them; the first in line %2.",
                      {base::ToDecimal(result.left_out_values),
                       base::ToDecimal(result.first_left_out_line)});
-  for (const std::string& notice : result.notices) text += " " + notice;
+  for (const std::string& notice : result.notices) text += " " + base::TrReason(notice);
   return text;
 }
 
@@ -76,11 +76,12 @@ std::string ReportText(const ReportFacts& facts) {
   const std::string end(base::kCrLf);
   std::string text = Tr("Import of %1 into %2", {facts.source, facts.target}) + end;
   text += Tr("Ended at %1", {when}) + end + OutcomeText(facts.result) + end;
-  if (facts.result.fatal) text += base::Replace(*facts.result.fatal, end, " ") + end;
+  if (facts.result.fatal)
+    text += base::Replace(base::TrReason(*facts.result.fatal), end, " ") + end;
   if (facts.rejected.count() == 0) return text;
   text += end + Tr("Rejected records:") + end;
   for (const RejectedRecords::Record& record : facts.rejected.records()) {
-    const std::string reason = base::Replace(record.reason, end, " ");
+    const std::string reason = base::TrReason(base::Replace(record.reason, end, " "));
     text += record.field.empty()
                 ? Tr("line %1: %2", {base::ToDecimal(record.line), reason})
                 : Tr("line %1, field %2, value '%3': %4",

@@ -90,7 +90,7 @@ class Check {
                              : Weigh(table_.Fields[field.position], value, format_, changed, kept_);
     if (!taken.ok()) {
       doubt.kind = Kind::kRefused;
-      doubt.reason = Tr("Field %1 refuses it: %2", {field.name, taken.message()});
+      doubt.reason = Tr("Field %1 refuses it: %2", {field.name, base::TrReason(taken.message())});
       return true;
     }
     if (!changed && value.size() == whole.size()) return false;

@@ -22,7 +22,7 @@ frmRejected::frmRejected(contract::Platform& platform, const job::RejectedRecord
     rows.push_back({{base::ToDecimal(record.line), false},
                     {record.field, false},
                     {record.value, false},
-                    {base::Replace(record.reason, "\r\n", " "), false}});
+                    {base::TrReason(base::Replace(record.reason, "\r\n", " ")), false}});
   }
   std::string text = base::TrCount(rejected.count(), "%1 record was not imported.",
                                    "%1 records were not imported.");

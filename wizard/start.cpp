@@ -315,7 +315,7 @@ void frmKelvorin::ReportError(const base::Message& message, const Status& why) {
   const std::string end(base::kCrLf);
   const auto lines = [&](const std::string& text) { return text.empty() ? text : text + end; };
   std::string shown = Tr("The following Error Occured:") + end + end + lines(message.shown) +
-                      engine::PendingErrors(engine_, why);
+                      engine::ShownErrors(engine_, why);
   engine_.ClearErrors();
   job_.SetLastError(lines(message.plain) + std::string(why.message()));
   platform_.Ask({std::move(shown), Tr("Error"), contract::Icon::kCritical, contract::Buttons::kOk});

@@ -104,6 +104,8 @@ TEST_CASE("Every text of the forms passes through the language, and no data does
   rig.c->BtnMapEqualNames.UserClick();
   Look(*rig.form);
   CHECK(rig.c->PreviewGrid.rows()[0][0].doubt == "{Field zqname keeps it as 'zql'.}");
+  CHECK(rig.c->PreviewGrid.rows()[1][1].doubt ==
+        "{Field zqamount refuses it: {'zqx' is no number}}");
   rig.c->CBoxSourceFields.UserSelect(2);
   CHECK(rig.MapColumn(5) == "{(Ignored)}|zqamount");
   rig.c->BtnMapEqualNames.UserClick();
@@ -125,7 +127,10 @@ TEST_CASE("Every text of the forms passes through the language, and no data does
   CHECK(rig.form->result().rejected == 1);
   Look(*rig.form);
   CHECK(rig.c->LblOutcome.caption().find("{%1 value") == std::string::npos);
-  rig.screen.In<wizard::frmRejected>("frmRejected", [&](wizard::frmRejected& form) { Look(form); });
+  rig.screen.In<wizard::frmRejected>("frmRejected", [&](wizard::frmRejected& form) {
+    Look(form);
+    CHECK(form.GrdRejected.cell(0, 3) == "{'zqx' is no number}");
+  });
   rig.c->BtnRejected.UserClick();
   rig.screen.In<wizard::frmNewTable>("frmNewTable", [&](wizard::frmNewTable& form) {
     Look(form);
@@ -151,6 +156,7 @@ TEST_CASE("Every text of the forms passes through the language, and no data does
   for (const contract::MessageBox& box : rig.screen.boxes) {
     CAPTURE(box.text);
     CHECK(Outside(box.title) == "");
+    CHECK(Outside(box.details) == "");
     // The reason behind a message is the engine's own word.
     CHECK(box.text.find('{') != std::string::npos);
   }
@@ -162,6 +168,36 @@ TEST_CASE("Every text of the forms passes through the language, and no data does
   for (const std::string& text : asked) {
     CAPTURE(text);
     CHECK(text.find("zq") == std::string::npos);
+  }
+}
+
+TEST_CASE("A reason is taken apart and put together around its data, whatever that is") {
+  const MarkingLanguage language;
+  struct Row {
+    const char* reason;
+    const char* shown;
+    const char* pattern;
+  };
+  const Row kRows[] = {
+      {"'x' is no number", "{'x' is no number}", "'%1' is no number"},
+      {"'' is no number", "{'' is no number}", "'%1' is no number"},
+      {"'' is no number' is no number", "{'' is no number' is no number}", "'%1' is no number"},
+      {"'%1' is no date in the order %9", "{'%1' is no date in the order %9}",
+       "'%1' is no date in the order %2"},
+      {"0.4 would become 0 in field 'A', which has 0 decimals",
+       "{0.4 would become 0 in field 'A', which has 0 decimals}",
+       "%1 would become 0 in field '%2', which has %3 decimals"},
+      {"'x is no number", "'x is no number", nullptr},
+      {"x' is no number", "x' is no number", nullptr},
+      {"' is no number", "' is no number", nullptr},
+      {"the server's own word", "the server's own word", nullptr},
+  };
+  for (const Row& row : kRows) {
+    CAPTURE(row.reason);
+    asked.clear();
+    CHECK(base::TrReason(row.reason) == row.shown);
+    CHECK(asked.size() == (row.pattern != nullptr ? 1 : 0));
+    if (row.pattern != nullptr) CHECK(asked.contains(row.pattern));
   }
 }
 

@@ -142,7 +142,12 @@ Answer QtPlatform::Ask(const contract::MessageBox& box) {
   const QString whole = ToText(box.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
   const QString shown = Shortened(whole);
   window.setText(shown);
-  if (shown != whole) window.setDetailedText(whole);
+  QString details = shown != whole ? whole : QString();
+  if (!box.details.empty()) {
+    if (!details.isEmpty()) details += QStringLiteral("\n\n");
+    details += ToText(box.details).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  }
+  if (!details.isEmpty()) window.setDetailedText(details);
   window.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   const QMessageBox::Icon icons[] = {QMessageBox::NoIcon, QMessageBox::Information,
                                      QMessageBox::Warning, QMessageBox::Question,

@@ -1583,5 +1583,185 @@
 <source>There is a setting '%1' already.</source>
 <translation>Eine Einstellung '%1' gibt es schon.</translation>
 </message>
+<message>
+<source>'%1' is no number</source>
+<translation>'%1' ist keine Zahl</translation>
+</message>
+<message>
+<source>'%1' has a fraction, which a field of type %2 cannot hold</source>
+<translation>'%1' hat Nachkommastellen, die ein Feld vom Typ %2 nicht aufnehmen kann</translation>
+</message>
+<message>
+<source>'%1' is too small for type %2: it would become 0</source>
+<translation>'%1' ist zu klein für den Typ %2: Es würde 0 daraus</translation>
+</message>
+<message>
+<source>'%1' is out of range for type %2 (%3)</source>
+<translation>'%1' liegt außerhalb des Bereichs des Typs %2 (%3)</translation>
+</message>
+<message>
+<source>'%1' is out of range for type %2</source>
+<translation>'%1' liegt außerhalb des Bereichs des Typs %2</translation>
+</message>
+<message>
+<source>'%1' is neither True nor False</source>
+<translation>'%1' ist weder wahr noch falsch</translation>
+</message>
+<message>
+<source>'%1' is no GUID of the form {00000000-0000-0000-0000-000000000000}</source>
+<translation>'%1' ist keine GUID der Form {00000000-0000-0000-0000-000000000000}</translation>
+</message>
+<message>
+<source>'%1' is no row of hexadecimal bytes</source>
+<translation>'%1' ist keine Folge hexadezimaler Bytes</translation>
+</message>
+<message>
+<source>'%1' is no date in the order %2</source>
+<translation>'%1' ist kein Datum in der Reihenfolge %2</translation>
+</message>
+<message>
+<source>'%1' is no time of day of the form hh:mm:ss</source>
+<translation>'%1' ist keine Uhrzeit der Form hh:mm:ss</translation>
+</message>
+<message>
+<source>%1 has a fraction, and field '%2' holds whole numbers</source>
+<translation>%1 hat Nachkommastellen, und das Feld '%2' nimmt ganze Zahlen auf</translation>
+</message>
+<message>
+<source>%1 would become 0 in field '%2', which has %3 decimals</source>
+<translation>%1 würde im Feld '%2', das %3 Nachkommastellen hat, zu 0</translation>
+</message>
+<message>
+<source>%1 would become 0 in field '%2'</source>
+<translation>%1 würde im Feld '%2' zu 0</translation>
+</message>
+<message>
+<source>%1 is a time of day without a date, and field '%2' holds dates</source>
+<translation>%1 ist eine Uhrzeit ohne Datum, und das Feld '%2' nimmt Daten auf</translation>
+</message>
+<message>
+<source>'%1' would be kept as '%2', and the import is to keep every value as it is</source>
+<translation>'%1' würde zu '%2', und der Import soll jeden Wert lassen, wie er ist</translation>
+</message>
+<message>
+<source>field '%1' of table '%2' takes no text of length zero</source>
+<translation>Das Feld '%1' der Tabelle '%2' nimmt keinen leeren Text auf</translation>
+</message>
+<message>
+<source>field '%1' of table '%2' must not be Null</source>
+<translation>Das Feld '%1' der Tabelle '%2' darf nicht Null sein</translation>
+</message>
+<message>
+<source>field '%1' takes no Null</source>
+<translation>Das Feld '%1' nimmt Null nicht auf</translation>
+</message>
+<message>
+<source>field '%1' cannot hold %2: it has room for %3 characters, %4 of them decimals</source>
+<translation>Das Feld '%1' kann %2 nicht aufnehmen: Es hat Platz für %3 Zeichen, davon %4 Nachkommastellen</translation>
+</message>
+<message>
+<source>field '%1' cannot hold a date of the year %2</source>
+<translation>Das Feld '%1' kann kein Datum des Jahres %2 aufnehmen</translation>
+</message>
+<message>
+<source>field '%1' cannot hold a value that is no number</source>
+<translation>Das Feld '%1' kann keinen Wert aufnehmen, der keine Zahl ist</translation>
+</message>
+<message>
+<source>field '%1' cannot hold %2</source>
+<translation>Das Feld '%1' kann %2 nicht aufnehmen</translation>
+</message>
+<message>
+<source>field '%1' holds %2 bytes, the value has %3</source>
+<translation>Das Feld '%1' fasst %2 Bytes, der Wert hat %3</translation>
+</message>
+<message>
+<source>field '%1' holds %2 bytes, not %3</source>
+<translation>Das Feld '%1' fasst %2 Bytes, nicht %3</translation>
+</message>
+<message>
+<source>field '%1' holds %2 characters, not %3</source>
+<translation>Das Feld '%1' fasst %2 Zeichen, nicht %3</translation>
+</message>
+<message>
+<source>field '%1' takes dates of the years 100 to 9999</source>
+<translation>Das Feld '%1' nimmt Daten der Jahre 100 bis 9999 auf</translation>
+</message>
+<message>
+<source>index '%1' of table '%2' holds these values already</source>
+<translation>Der Index '%1' der Tabelle '%2' enthält diese Werte schon</translation>
+</message>
+<message>
+<source>an index of table '%1' holds these values already</source>
+<translation>Ein Index der Tabelle '%1' enthält diese Werte schon</translation>
+</message>
+<message>
+<source>index '%1' would hold the key of record %2 twice</source>
+<translation>Der Index '%1' hätte den Schlüssel von Satz %2 zweimal</translation>
+</message>
+<message>
+<source>index '%1' of table '%2' would hold the same key twice</source>
+<translation>Der Index '%1' der Tabelle '%2' hätte denselben Schlüssel zweimal</translation>
+</message>
+<message>
+<source>index '%1' of table '%2' takes no Null</source>
+<translation>Der Index '%1' der Tabelle '%2' nimmt Null nicht auf</translation>
+</message>
+<message>
+<source>table '%1' has no index '%2'</source>
+<translation>Die Tabelle '%1' hat keinen Index '%2'</translation>
+</message>
+<message>
+<source>'%1': the database password is not right</source>
+<translation>'%1': Das Kennwort der Datenbank ist falsch</translation>
+</message>
+<message>
+<source>table file '%1' is encrypted and can be opened with its password only</source>
+<translation>Die Tabellendatei '%1' ist verschlüsselt und lässt sich nur mit ihrem Kennwort öffnen</translation>
+</message>
+<message>
+<source>the password given is not that of table file '%1'</source>
+<translation>Das angegebene Kennwort ist nicht das der Tabellendatei '%1'</translation>
+</message>
+<message>
+<source>'%1' is in use by another program, which holds '%2'</source>
+<translation>'%1' wird von einem anderen Programm benutzt, das '%2' hält</translation>
+</message>
+<message>
+<source>The source has 1 column; nothing is assigned to fields that are mapped to others: %1</source>
+<translation>Die Quelle hat 1 Spalte; Felder, denen andere zugeordnet sind, erhalten nichts: %1</translation>
+</message>
+<message>
+<source>The source has %1 columns; nothing is assigned to fields that are mapped to others: %2</source>
+<translation>Die Quelle hat %1 Spalten; Felder, denen andere zugeordnet sind, erhalten nichts: %2</translation>
+</message>
+<message>
+<source>Source and target are the same table '%1': its records can be updated, but not appended to it or deleted first</source>
+<translation>Quelle und Ziel sind dieselbe Tabelle '%1': Ihre Sätze können geändert, aber nicht an sie angefügt oder vorher gelöscht werden</translation>
+</message>
+<message>
+<source>The records would be updated in the order of the index '%1', whose field '%2' the import changes: use the key lookup, or no index</source>
+<translation>Die Sätze würden in der Reihenfolge des Index '%1' geändert, dessen Feld '%2' der Import ändert: Nehmen Sie die Schlüsselsuche oder keinen Index</translation>
+</message>
+<message>
+<source>The index '%1' has %2 key fields, and a record can be looked up by %3 of them at most</source>
+<translation>Der Index '%1' hat %2 Schlüsselfelder, und ein Satz kann nach höchstens %3 davon gesucht werden</translation>
+</message>
+<message>
+<source>The index '%1' has no key fields to look up</source>
+<translation>Der Index '%1' hat keine Schlüsselfelder, nach denen gesucht werden kann</translation>
+</message>
+<message>
+<source>The settings file '%1' has no setting '%2'</source>
+<translation>Die Einstellungsdatei '%1' hat keine Einstellung '%2'</translation>
+</message>
+<message>
+<source>The table '%1' has been changed: its field '%2' is not where it was. Choose the table again.</source>
+<translation>Die Tabelle '%1' wurde geändert: Ihr Feld '%2' steht nicht mehr, wo es stand. Wählen Sie die Tabelle neu.</translation>
+</message>
+<message>
+<source>breaks at %1</source>
+<translation>Spaltengrenzen bei %1</translation>
+</message>
 </context>
 </TS>
