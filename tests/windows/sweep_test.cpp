@@ -1,6 +1,7 @@
 // One look over all windows: names for people who do not see them, mnemonics, tab order, texts that
 // fit, in English and in a language half again as long.
 
+#include "base/language.h"
 #include "contract/no_host.h"
 #include "database/engine.h"
 #include "tests/support/memory_database.h"
@@ -123,6 +124,40 @@ void Look(QWidget& window) {
   }
 }
 
+// Notes of any length are whole and drawn over nothing, however small the window is made.
+void NotesFit(QWidget& window, wizard::WizardControls& c) {
+  const std::string text(600, 'w');
+  std::string words;
+  for (int i = 0; i < 60; ++i) words += "zwölf Kästen " + std::to_string(i) + " ";
+  const QSize before = window.size();
+  for (const std::string& note : {words, text}) {
+    for (contract::Control* label : {&c.LblDetected, &c.LblStatus, &c.LblOutcome}) {
+      const std::string kept = label->caption();
+      label->SetCaption(note);
+      label->SetVisible(true);
+      window.resize(10, 10);
+      for (int i = 0; i < 5; ++i) QTest::qWait(1);
+      const auto& shown = Child<QLabel>(window, label->name().c_str());
+      if (shown.isVisible()) {
+        CAPTURE(label->name());
+        CAPTURE(note.size());
+        CHECK(window.width() < 1200);
+        CHECK(shown.height() >= shown.heightForWidth(shown.width()));
+        const QRect place(shown.mapTo(&window, QPoint()), shown.size());
+        CHECK(window.rect().contains(place));
+        for (const QWidget* other : window.findChildren<QWidget*>())
+          if (other != &shown && other->isVisible() && !other->isAncestorOf(&shown) &&
+              !shown.isAncestorOf(other) && other->inherits("QAbstractButton"))
+            CHECK_FALSE(QRect(other->mapTo(&window, QPoint()), other->size()).intersects(place));
+      }
+      label->SetCaption(kept);
+      if (label == &c.LblOutcome) label->SetVisible(false);
+    }
+  }
+  window.resize(before);
+  QCoreApplication::processEvents();
+}
+
 // Object names equal the names of the form's controls.
 void NamesAgree(QWidget& window, const contract::Form& form) {
   CHECK(window.objectName().toStdString() == form.name());
@@ -221,6 +256,7 @@ void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
       form.controls.BtnRejected.SetVisible(true);
       QCoreApplication::processEvents();
       Look(window);
+      NotesFit(window, form.controls);
       if (!form.controls.BtnNext.enabled()) break;
       form.controls.BtnNext.UserClick();
     }
@@ -252,6 +288,8 @@ TEST_CASE("Every window has names, letters of its own, a tab order, and texts th
   }
   look("German");
   CHECK(language.asked.size() > 200);
+  for (const std::string_view reason : base::ReasonPatterns())
+    language.asked += QString::fromUtf8(reason.data(), static_cast<qsizetype>(reason.size()));
   for (const QString& text : language.asked) {
     CAPTURE(text.toStdString());
     QString german;

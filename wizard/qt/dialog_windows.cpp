@@ -372,6 +372,8 @@ class NewTableWindow final : public FormWindow {
     field->addWidget(Label(f_.LblFieldSize, f_.EdtFieldSize));
     field->addWidget(Widget(f_.EdtFieldSize));
     Narrow(Widget(f_.EdtFieldSize));
+    Widget(f_.EdtFieldName)->setMinimumWidth(Pixels(*this, 1800));
+    Widget(f_.EdtFieldSize)->setMinimumWidth(Pixels(*this, 700));
     all->addLayout(field);
     all->addWidget(Widget(f_.CBoxFieldWanted));
     all->addLayout(ButtonRow({nullptr, &f_.BtnMake, &f_.BtnNewTableCancel}));

@@ -282,8 +282,7 @@ void FormWindow::Copy(Control& control, QWidget* widget) {
   if (CopySpecial(control, widget)) return;
   switch (control.kind()) {
     case ControlKind::kLabel: {
-      auto* label = qobject_cast<QLabel*>(widget);
-      label->setText(ToText(control.caption()));
+      dynamic_cast<NoteLabel&>(*widget).Show(ToText(control.caption()));
       return;
     }
     case ControlKind::kButton:

@@ -10,8 +10,9 @@ namespace kelvorin::wizard::qt {
 class NoteLabel final : public QLabel {
  public:
   explicit NoteLabel(QWidget* parent);
-  /// Wraps, as high as its lines.
+  /// Wraps, as high as its lines; long words are broken.
   void Wrap();
+  void Show(const QString& text);
   QSize sizeHint() const override;
   QSize minimumSizeHint() const override;
   bool hasHeightForWidth() const override { return false; }
