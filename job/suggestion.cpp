@@ -1,5 +1,7 @@
 #include "job/suggestion.h"
 
+#include <algorithm>
+
 #include "base/M_STRING.h"
 #include "base/language.h"
 #include "engine/source_reader.h"
@@ -83,6 +85,8 @@ bool Differs(const std::string& path, const DetectedLayout& layout,
   auto now = textsource::RecordReader::Open(path, engine::RecordFormatOf(setting));
   auto then = textsource::RecordReader::Open(path, engine::RecordFormatOf(taken));
   if (!now.ok() || !then.ok()) return false;
+  // Lines above the data, or their names, are known and nothing was made of them yet.
+  if (setting.StartingLine <= 1 && layout.start_line > 1) return true;
   Records first(*std::move(now), setting, breaks);
   Records second(*std::move(then), taken, taken_breaks);
   textsource::FieldValues a;
@@ -98,9 +102,17 @@ bool Differs(const std::string& path, const DetectedLayout& layout,
 }
 
 std::string SuggestionText(const DetectedLayout& layout) {
-  return base::Tr(
-      "Suggested: %1 (certainty %2 %).",
-      {textsource::LayoutWords(layout), base::ToDecimal(layout.report.certainty_percent)});
+  constexpr std::uint16_t kMostBreaks = 12;
+  std::string words = textsource::LayoutWords(layout);
+  if (layout.rule == CutRule::kFixed && layout.breaks.count() > 0) {
+    std::string breaks;
+    for (std::uint16_t slot = 0; slot < std::min(layout.breaks.count(), kMostBreaks); ++slot)
+      breaks += (slot > 0 ? ", " : "") + base::ToDecimal(layout.breaks[slot]);
+    if (layout.breaks.count() > kMostBreaks) breaks += ", ...";
+    words += ", " + base::Tr("breaks at %1", {breaks});
+  }
+  return base::Tr("Suggested: %1 (certainty %2 %).",
+                  {words, base::ToDecimal(layout.report.certainty_percent)});
 }
 
 }  // namespace kelvorin::job

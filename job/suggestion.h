@@ -12,7 +12,7 @@
 namespace kelvorin::job {
 
 /// Whether the detected layout reads other values out of the file's beginning than the setting
-/// does. The first line is not part of it.
+/// does, or knows names or other lines above the data that the setting imports.
 bool Differs(const std::string& path, const textsource::DetectedLayout& layout,
              const settings::ImportSetting& setting, const textsource::BreakList& breaks);
 

@@ -329,6 +329,7 @@ void frmAdvanced::TabStrip1_Click() {
   const int page = TabStrip1.item_data(static_cast<std::size_t>(TabStrip1.list_index()));
   Control* const pages[] = {&Frame1_0, &Frame1_1, &Frame1_2, &Frame1_3};
   for (int i = 0; i < 4; ++i) pages[i]->SetVisible(i == page);
+  if (page == 3) ShowSample();  // by what was changed on the other pages
 }
 
 void frmAdvanced::ShowMode() {

@@ -63,22 +63,33 @@ void Type(QWidget& window, const char* name, const std::string& text) {
   QTest::keyClick(&box, Qt::Key_Return);
 }
 
+// What was offered on the way.
+struct Way {
+  int boxes = 0;
+  int suggestions = 0;
+};
+
 // What a newcomer does with a file: names it, follows the suggestion, and goes on.
-void Import(Driver& drive, const std::string& file, const std::string& table) {
+void Import(Driver& drive, const std::string& file, const std::string& table, Way& way) {
   drive.Click("frmKelvorin", "BtnNewTable");
   drive.Do("frmKelvorin", [file](QWidget& window) {
     QTest::keyClicks(&Child<QComboBox>(window, "CBoxTypeFormat"), "Delimited");
     Type(window, "EdtFileName", file);
   });
-  drive.Do("frmKelvorin", [](QWidget& window) {
+  drive.Do("frmKelvorin", [&way](QWidget& window) {
     auto& header = Child<QCheckBox>(window, "CBoxHeader");
     auto& suggestion = Child<QAbstractButton>(window, "BtnSuggestion");
-    if (suggestion.isVisible()) {
-      QTest::mouseClick(&suggestion, Qt::LeftButton);
-    } else if (header.isVisible() && !header.isChecked() &&
-               header.toolTip().startsWith("The detection")) {
+    // The names first, by the box; whatever else is suggested then stays on offer.
+    if (header.isVisible() && !header.isChecked() && header.toolTip().startsWith("The detection")) {
+      CHECK(suggestion.isVisible());
       QTest::mouseClick(&header, Qt::LeftButton, {}, {5, header.height() / 2});
       CHECK(header.isChecked());
+      ++way.boxes;
+    }
+    if (suggestion.isVisible()) {
+      QTest::mouseClick(&suggestion, Qt::LeftButton);
+      CHECK_FALSE(suggestion.isVisible());
+      ++way.suggestions;
     }
   });
   // Next until the proposal of a table opens.
@@ -124,6 +135,7 @@ TEST_CASE("A newcomer imports each sample into a new table, and every value arri
   REQUIRE(engine.CreateDatabase(shop, {}).ok());
   wizard::qt::QtPlatform platform;
   int number = 0;
+  Way way;
   for (const auto& [name, what] : expected.items()) {
     if (what["kind"] == "none") continue;
     CAPTURE(name);
@@ -136,7 +148,7 @@ TEST_CASE("A newcomer imports each sample into a new table, and every value arri
       control.IniFile(own.File("k.ini"));
       control.ShowSummary(false);
       Driver drive;
-      Import(drive, folder + name, table);
+      Import(drive, folder + name, table, way);
       drive.Run([&] { control.Execute(); });
       CHECK(control.LastError() == "");
     }
@@ -159,6 +171,8 @@ TEST_CASE("A newcomer imports each sample into a new table, and every value arri
     CHECK(wrong == 0);
   }
   CHECK(number > 25);
+  CHECK(way.boxes > 10);
+  CHECK(way.suggestions > 10);
 }
 
 }  // namespace kelvorin::tests
