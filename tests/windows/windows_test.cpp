@@ -1,16 +1,11 @@
 // The real windows, driven: what the user does reaches the form, what the form says is shown.
 
-#include "control/kelvorin.h"
 #include "control/qt/kelvorin_control.h"
-#include "database/drivers/register_drivers.h"
-#include "database/engine.h"
-#include "tests/support/temp_folder.h"
-#include "tests/windows/driver.h"
+#include "tests/windows/shop.h"
 #include "wizard/break_editor.h"
 #include "wizard/frm_odbc_logon.h"
 #include "wizard/frm_settings.h"
 #include "wizard/qt/break_view.h"
-#include "wizard/qt/qt_platform.h"
 
 #include <QAbstractItemView>
 #include <QAccessible>
@@ -36,73 +31,6 @@ namespace kelvorin::tests {
 
 using wizard::qt::QtPlatform;
 
-namespace {
-
-database::TableDef Goods(std::string name) {
-  database::TableDef table;
-  table.Name = std::move(name);
-  table.Fields.resize(2);
-  table.Fields[0].Name = "NAME";
-  table.Fields[0].Size = 20;
-  table.Fields[1].Name = "AMOUNT";
-  table.Fields[1].Type = values::TypeCode::kLong;
-  return table;
-}
-
-// A FoxPro table GOODS in a folder of its own.
-struct Shop {
-  Shop() {
-    database::RegisterDrivers(engine);
-    auto opened = engine.OpenDatabase(folder.path(), true, false, "FoxPro 2.6;");
-    REQUIRE(opened.ok());
-    REQUIRE((*opened)->CreateTable(Goods("GOODS")).ok());
-    REQUIRE((*opened)->Close().ok());
-    control.DataBaseName(folder.path());
-    control.ConnectString(contract::TypeConnect::FOXPRO26);
-    control.tableName("GOODS");
-    control.IniFile(folder.File("k.ini"));
-  }
-  std::int64_t Count() {
-    auto opened = engine.OpenDatabase(folder.path(), false, true, "FoxPro 2.6;");
-    REQUIRE(opened.ok());
-    auto rows = (*opened)->OpenRecordset("GOODS", database::RecordsetType::kTable);
-    REQUIRE(rows.ok());
-    const std::int64_t count = *(*rows)->RecordCount();
-    CHECK((*rows)->Close().ok());
-    return count;
-  }
-  // Makes a source file and names it to the control.
-  std::string Source(const std::string& text) {
-    const std::string file = folder.File("in.csv");
-    WriteWhole(file, text);
-    control.ImportDBName(file);
-    control.ShowSummary(false);
-    return file;
-  }
-  TempFolder folder;
-  database::DBEngine engine;
-  QtPlatform platform;
-  Kelvorin control{&platform};
-};
-
-// Through all steps of the wizard, with the fields in their order, until the import begins.
-void Begin(Driver& drive) {
-  for (const char* button : {"BtnNext", "BtnNext", "BtnMapInOrder", "BtnFinish"})
-    drive.Click("frmKelvorin", button);
-}
-
-std::string Lines(int count, const char* format) {
-  std::string text;
-  char line[64];
-  for (int i = 0; i < count; ++i) {
-    std::snprintf(line, sizeof line, format, i, i % 100);
-    text += line;
-  }
-  return text;
-}
-
-}  // namespace
-
 TEST_CASE("A whole import through the real windows, from the first click to the summary") {
   Shop shop;
   shop.control.MultiTable(true);
@@ -113,11 +41,17 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
   drive.Do("frmKelvorin", [&](QWidget& window) {
     auto& box = Child<QLineEdit>(window, "EdtFileName");
     CHECK(box.hasFocus());
-    QTest::keyClicks(&box, QString::fromStdString(file));
-    QTest::keyClick(&box, Qt::Key_Return);  // takes the name and goes nowhere
-    CHECK(box.isVisible());
-    CHECK(Child<QPlainTextEdit>(window, "PreviewText").toPlainText().startsWith("Name;Amount\n"));
-    CHECK(Child<QLabel>(window, "LblDetected").text().contains("semicolon"));
+    for (const std::string& name :
+         {"'" + file + "'", "file://" + file, "/usr/share/" + file, file}) {
+      CAPTURE(name);
+      box.selectAll();
+      QTest::keyClicks(&box, QString::fromStdString(name));
+      QTest::keyClick(&box, Qt::Key_Return);  // takes the name and goes nowhere
+      CHECK(box.isVisible());
+      const QString shown = Child<QPlainTextEdit>(window, "PreviewText").toPlainText();
+      CHECK(shown.startsWith("Name;Amount\n"));
+      CHECK(Child<QLabel>(window, "LblDetected").text().contains("semicolon"));
+    }
     box.selectAll();
     QTest::keyClick(&box, Qt::Key_Delete);
     QMimeData dropped;
@@ -468,8 +402,11 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
     Buttons buttons;
     Qt::Key key;
     Answer answer;
+    bool careful = false;
   };
   const Row kRows[] = {{Buttons::kOk, Qt::Key_Return, Answer::kOk},
+                       {Buttons::kOkCancel, Qt::Key_Return, Answer::kCancel, true},
+                       {Buttons::kYesNo, Qt::Key_Return, Answer::kNo, true},
                        {Buttons::kOkCancel, Qt::Key_Return, Answer::kOk},
                        {Buttons::kOkCancel, Qt::Key_Escape, Answer::kCancel},
                        {Buttons::kYesNo, Qt::Key_Return, Answer::kYes},
@@ -483,8 +420,8 @@ TEST_CASE("Questions are answered by their keys and never taken for rich text") 
       QTest::keyClick(&window, row.key);
     });
     drive.Run([&] {
-      answer = platform.Ask(
-          {"value '<b>x</b>'\r\nnext", "Error", contract::Icon::kQuestion, row.buttons});
+      answer = platform.Ask({"value '<b>x</b>'\r\nnext", "Error", contract::Icon::kQuestion,
+                             row.buttons, row.careful});
     });
     CHECK(answer == row.answer);
   }
@@ -527,10 +464,23 @@ TEST_CASE("Sources behind the logon: an Access file and a data source") {
       }
       QTest::keyClick(&window, Qt::Key_Return);
     });
-    drive.Do("frmKelvorin", [](QWidget& window) {
+    const auto stands = [](QWidget& window) {
       CHECK(Child<QComboBox>(window, "lstTables").currentText() == "parts");
       CHECK(Child<QTableWidget>(window, "PreviewGrid").columnCount() == 2);
-    });
+      CHECK(Child<QAbstractButton>(window, "BtnNext").isEnabled());
+    };
+    drive.Do("frmKelvorin", stands);
+    if (!odbc) {  // a logon that fails leaves everything as it was
+      drive.Click("frmKelvorin", "BtnBrowseFiles");
+      drive.Do("frmODBCLogon", [](QWidget& window) {
+        auto& name = Child<QLineEdit>(window, "EdtDBName");
+        name.selectAll();
+        QTest::keyClicks(&name, "/no/such.mdb");
+        QTest::keyClick(&window, Qt::Key_Return);
+      });
+      drive.Do("QMessageBox", [](QWidget& window) { QTest::keyClick(&window, Qt::Key_Return); });
+      drive.Do("frmKelvorin", stands);
+    }
     drive.Click("frmKelvorin", "BtnNext");
     drive.Click("frmKelvorin", "BtnMapEqualNames");
     drive.Click("frmKelvorin", "BtnFinish");
@@ -550,7 +500,9 @@ TEST_CASE("Errors during a run are asked about; rejected records are shown, save
   Begin(drive);
   for (const char* text : {"Continue the import ?", "Continue the import without displaying"})
     drive.Do("QMessageBox", [text](QWidget& window) {
-      CHECK(dynamic_cast<QMessageBox&>(window).text().contains(QLatin1String(text)));
+      const auto& box = dynamic_cast<QMessageBox&>(window);
+      CHECK(box.text().contains(QLatin1String(text)));
+      CHECK(box.detailedText() == (box.text().contains("AMOUNT") ? "'x' is no number" : ""));
       for (const QWidget* other : QApplication::topLevelWidgets())
         if (other->objectName() == "frmKelvorin")
           other->findChild<QAbstractButton*>("BtnFinish")->click();  // runs nothing
