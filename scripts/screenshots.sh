@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
 # Takes the pictures of docs/manual.md anew, into docs/images, from the windows as a screen shows them:
 # on a virtual display of its own, so it can run anywhere.
-#   scripts/screenshots.sh [BUILD_FOLDER]   default build/release, configured when it is not there
+#   scripts/screenshots.sh [BUILD_FOLDER [PICTURES]]   default build/release, configured when it is
+#                                                      not there, and docs/images
+# To look at the windows otherwise, into another folder: QT_FONT_DPI=144, or SMALLEST=1 for windows as
+# small as they get.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$root/scripts/setup.sh"
 need "${build_packages[@]}" "${window_packages[@]}" "${picture_packages[@]}"
 build=${1:-$root/build/release}
+pictures=${2:-$root/docs/images}
 [ -e "$build/build.ninja" ] || (cd "$root" && cmake --preset release -B "$build") >/dev/null
 cmake --build "$build" --target kelvorin kelvorin-screenshots kelvorin-designer >/dev/null
 
@@ -24,6 +28,18 @@ mkdir "$demo"
 mkdir -p "$home/run"
 chmod 700 "$home/run"
 cp "$root/examples/data/customers.csv" "$demo"
+# Three of the sample texts, where they are: without them those pictures are not taken.
+samples=$(sed -n 's/^KELVORIN_SAMPLES:PATH=//p' "$build/CMakeCache.txt")/text
+for file in title_above.csv fixed_customers.txt eu_semicolon_1252.csv; do
+  if [ -e "$samples/$file" ]; then cp "$samples/$file" "$demo"; else echo "no $file: not pictured" >&2; fi
+done
+if [ -n "${SMALLEST:-}" ]; then
+  mkdir -p "$home/Kelvorin"
+  printf '[Sizes]\n' > "$home/Kelvorin/Windows.ini"
+  for window in frmKelvorin frmAdvanced frmSettings frmRejected frmNewTable; do
+    printf '%s=@Size(1 1)\n' "$window"
+  done >> "$home/Kelvorin/Windows.ini"
+fi
 "$build/bin/kelvorin" create "FOXPRO26:$demo" CUSTOMERS NUMBER:Long NAME:Text:30 CITY:Text:20 \
   COUNTRY:Text:2 SINCE:Date CREDIT:Double ACTIVE:Boolean REMARKS:Memo >/dev/null
 "$build/bin/kelvorin" create "FOXPRO26:$demo" STOCK NUMBER:Long ARTICLE:Text:20 PIECES:Integer \
@@ -40,7 +56,7 @@ export HOME=$home XDG_CONFIG_HOME=$home XDG_RUNTIME_DIR=$home/run QT_QPA_PLATFOR
 openbox >/dev/null 2>&1 &
 started+=($!)
 for _ in $(seq 100); do xdotool get_desktop >/dev/null 2>&1 && break; sleep 0.1; done
-timeout 120 "$build/bin/kelvorin-screenshots" "$root/docs/images" "$demo"
+timeout 240 "$build/bin/kelvorin-screenshots" "$pictures" "$demo"
 
 # The form designer, with the control on a form and its properties: the other panes are closed first.
 cp "$root/tests/windows/import_form.ui" "$home/form.ui"
@@ -52,4 +68,8 @@ for place in '1391 620' '1391 86' '1391 495' '1391 495' '367 242'; do
   xdotool mousemove $place click 1
   sleep 1
 done
-import -window root "$root/docs/images/designer.png"
+import -window root "$pictures/designer.png"
+
+# Windows have few colours: a palette of 256 loses nothing that is seen and makes a third of the bytes.
+mogrify +dither -colors 256 -define png:compression-level=9 -define png:compression-filter=0 \
+  -strip -format png -type Palette "$pictures"/*.png

@@ -118,6 +118,32 @@ void SetDark(bool dark) {
   QApplication::setPalette(palette);
 }
 
+// A file nobody has prepared for, from the first look at it to the new table that holds it.
+void Newcomer(kelvorin::Kelvorin& control, const QString& folder, const QString& suffix,
+              const QString& name) {
+  const QByteArray before = "newcomer-" + name.toLatin1();
+  const QByteArray after = before + "-done";
+  Tour tour(folder, suffix);
+  tour.Press("BtnNewTable");
+  tour.Take(before.constData());
+  tour.Do([](QWidget& window) {
+    for (const char* button : {"BtnSuggestion", "BtnNext"})
+      if (Child<QAbstractButton>(window, button).isVisible())
+        QTimer::singleShot(0, &window,
+                           [&window, button] { Child<QAbstractButton>(window, button).click(); });
+  });
+  tour.Press("BtnNext");
+  tour.Do([table = name.section(u'_', 0, 0) + suffix.left(2)](QWidget& window) {
+    Type(window, "EdtTableName", QString(table).replace(u'-', u'_').toUpper());
+  });
+  tour.Press("BtnMake");
+  tour.Press("BtnFinish");
+  tour.Do([](QWidget& window) { window.close(); });  // the summary
+  tour.Take(after.constData());
+  tour.Press("BtnCancel");
+  tour.Run([&] { control.Execute(); });
+}
+
 void Visit(const QString& folder, const QString& demo, bool dark) {
   SetDark(dark);
   kelvorin::wizard::qt::QtPlatform platform;
@@ -227,7 +253,7 @@ void Visit(const QString& folder, const QString& demo, bool dark) {
   third.Do(
       [](QWidget& window) { Pick(window, "CBoxTypeFormat", QStringLiteral("Fixed-width text")); });
   third.Press("BtnNext");
-  third.Do([](QWidget& window) { Type(window, "EdtBreaks", QStringLiteral("6, 27, 34, 44")); });
+  third.Do([](QWidget& window) { Type(window, "EdtBreaks", QStringLiteral("6, 26, 33, 44")); });
   third.Do([](QWidget& window) { Child<QWidget>(window, "PreviewFixed").setFocus(); });
   third.Take("columns");
   third.Press("BtnNext");
@@ -282,6 +308,13 @@ void Visit(const QString& folder, const QString& demo, bool dark) {
   sixth.Take("outcome");
   sixth.Press("BtnCancel");
   sixth.Run([&] { newcomer.Execute(); });
+
+  for (const char* sample : {"title_above.csv", "fixed_customers.txt", "eu_semicolon_1252.csv"})
+    if (QFile::exists(demo + u'/' + QLatin1String(sample))) {
+      kelvorin::Kelvorin stranger(&platform);
+      prepare(stranger, demo + u'/' + QLatin1String(sample));
+      Newcomer(stranger, folder, suffix, QString(QLatin1String(sample)).section(u'.', 0, 0));
+    }
 
   kelvorin::wizard::frmDBPWD password;
   Tour fourth(folder, suffix);
