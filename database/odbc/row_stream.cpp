@@ -14,7 +14,8 @@ using values::Value;
 
 constexpr std::size_t kBlockBytes = 256 * 1024;  // of all bound cells together
 constexpr std::size_t kMostBlockRows = 500;
-constexpr std::size_t kMostPageRows = 1000;
+constexpr std::size_t kFewestPageRows = 200;
+constexpr std::size_t kMostPageRows = 4000;
 constexpr std::size_t kFirstMemoPageRows = 32;  // until the length of the memos is known
 constexpr std::size_t kPageBytes = 2 * 1024 * 1024;
 
@@ -78,38 +79,23 @@ void RowStream::PlanColumns(bool bind) {
     has_unbound_ |= !column.bound && !column.skipped;
     if (column.bound) row_bytes += column.cell_bytes + sizeof(SQLLEN);
   }
-  row_number_.bound = bind;
-  row_number_.cell_bytes = 32;
+  key_columns_.resize(key_.parts.size());
+  for (std::size_t i = 0; i < key_columns_.size(); ++i) {
+    key_columns_[i].bound = bind;
+    key_columns_[i].cell_bytes = key_.parts[i].cell_bytes;
+    row_bytes += key_columns_[i].cell_bytes + sizeof(SQLLEN);
+  }
   // A column that is not bound can be read of the last row of a block only.
   block_rows_ =
       has_unbound_ ? 1 : std::clamp<std::size_t>(kBlockBytes / row_bytes, 1, kMostBlockRows);
+  page_rows_ = has_unbound_ ? kFirstMemoPageRows
+                            : std::clamp(kPageBytes / row_bytes, kFewestPageRows, kMostPageRows);
 }
 
 // Whether no value can be longer than its cell, or a row with one can be asked for again.
 bool RowStream::KeepsLengths() const noexcept {
   const Server server = session_.facts().server;
-  return server == Server::kPostgres || server == Server::kMariaDb || !row_number_name_.empty();
-}
-
-void RowStream::LearnPaging() {
-  row_number_name_.clear();
-  if (session_.facts().server != Server::kSqlite || table_.type != "TABLE") return;
-  for (const char* name : {"rowid", "_rowid_", "oid"}) {
-    const bool taken = std::any_of(fields_.begin(), fields_.end(), [&](const auto& field) {
-      return base::EqualIgnoreCase(field.Name, name);
-    });
-    if (taken) continue;
-    try {
-      const auto rows = QueryRows(
-          connection(), "SELECT max(" + std::string(name) + ") FROM " + SqlName(session_, table_),
-          what_);
-      final_row_number_ = rows.front().front().empty() ? "0" : rows.front().front();
-      row_number_name_ = name;
-    } catch (const Error&) {
-      // a table without row numbers is read by one statement
-    }
-    return;
-  }
+  return server == Server::kPostgres || server == Server::kMariaDb || !key_.empty();
 }
 
 // SQLite writes a number's text with fewer digits than the number has, and its driver ends a text
@@ -198,12 +184,8 @@ std::string RowStream::SelectText() const {
     if (i != 0) sql += ',';
     sql += selected_[i].empty() ? "NULL" : selected_[i];
   }
-  if (!row_number_name_.empty()) sql += "," + row_number_name_;
-  sql += " FROM " + SqlName(session_, table_);
-  if (row_number_name_.empty()) return sql;
-  sql += " WHERE " + row_number_name_ + "<=" + final_row_number_;
-  if (!last_row_number_.empty()) sql += " AND " + row_number_name_ + ">" + last_row_number_;
-  return sql + " ORDER BY " + row_number_name_ + " LIMIT " + std::to_string(page_rows_);
+  sql += key_.Selected() + " FROM " + SqlName(session_, table_) + key_.hint;
+  return key_.empty() ? sql : sql + key_.PageText(last_key_, page_rows_);
 }
 
 // Rows are read on a connection of their own, so that all of them are those of one moment, also
@@ -236,10 +218,9 @@ void RowStream::Restart() {
   session_.RequireConnection();
   Connect();
   if (selected_.empty()) LearnColumns();
-  if (session_.facts().server == Server::kSqlite) LearnPaging();
+  key_ = FindPageKey(session_, connection(), table_, fields_);
   PlanColumns(true);
-  last_row_number_.clear();
-  page_rows_ = has_unbound_ ? kFirstMemoPageRows : kMostPageRows;
+  last_key_.clear();
   rows_passed_ = 0;
   ended_ = false;
   Send();
@@ -264,7 +245,8 @@ void RowStream::Send() {
   statement_.Execute(SelectText(), what_);
   for (std::size_t i = 0; i < columns_.size(); ++i)
     Bind(columns_[i], static_cast<SQLUSMALLINT>(i + 1));
-  if (!row_number_name_.empty()) Bind(row_number_, static_cast<SQLUSMALLINT>(columns_.size() + 1));
+  for (std::size_t i = 0; i < key_columns_.size(); ++i)
+    Bind(key_columns_[i], static_cast<SQLUSMALLINT>(columns_.size() + i + 1));
   rows_in_block_ = 0;
   row_in_block_ = 0;
   rows_in_page_ = bytes_in_page_ = 0;
@@ -302,7 +284,7 @@ bool RowStream::Next() {
     ++row_in_block_;
   } else {
     while (!FetchBlock()) {
-      if (row_number_name_.empty() || rows_in_page_ < page_rows_) {
+      if (key_.empty() || rows_in_page_ < page_rows_) {
         ended_ = true;
         return false;
       }
@@ -315,7 +297,7 @@ bool RowStream::Next() {
     if (AnyCut()) {
       // SQLite keeps to no declared length: the rows behind the last one passed are asked for anew,
       // without cells of fixed width.
-      if (row_number_name_.empty())
+      if (key_.empty())
         database::Throw(Code::kCorrupt, database::ErrorNumber::kOdbcCallFailed,
                         what_ + ": a value is longer than the server declared");
       PlanColumns(false);
@@ -324,18 +306,22 @@ bool RowStream::Next() {
     }
   }
   ++rows_passed_;
-  NoteRowNumber();
+  NoteKey();
   return true;
 }
 
-void RowStream::NoteRowNumber() {
-  if (row_number_name_.empty()) return;
+void RowStream::NoteKey() {
+  if (key_.empty()) return;
   ++rows_in_page_;
   if (has_unbound_) LoadUnbound();  // the page's size in bytes must be known
-  if (!row_number_.bound) {
-    statement_.GetText(static_cast<SQLUSMALLINT>(columns_.size() + 1), last_row_number_, what_);
-  } else if (row_in_block_ + 1 == rows_in_block_) {
-    last_row_number_ = CellText(row_number_);
+  last_key_.resize(key_columns_.size());
+  for (std::size_t i = 0; i < key_columns_.size(); ++i) {
+    if (!key_columns_[i].bound) {
+      const auto place = static_cast<SQLUSMALLINT>(columns_.size() + i + 1);
+      statement_.GetText(place, last_key_[i], what_);
+    } else if (row_in_block_ + 1 == rows_in_block_) {
+      last_key_[i] = CellText(key_columns_[i]);
+    }
   }
 }
 

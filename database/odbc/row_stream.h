@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "database/odbc/catalog.h"
+#include "database/odbc/page_key.h"
 #include "database/odbc/session.h"
 #include "database/odbc/sqlite_reads.h"
 #include "database/table_def.h"
@@ -49,7 +50,6 @@ class RowStream {
 
   void PlanColumns(bool bind);
   void Bind(Column& column, SQLUSMALLINT place);
-  void LearnPaging();
   void LearnColumns();
   std::vector<std::string> TypesOf() const;
   std::vector<std::string> BitColumns() const;
@@ -63,7 +63,7 @@ class RowStream {
   std::string SelectText() const;
   void Send();
   bool FetchBlock();
-  void NoteRowNumber();
+  void NoteKey();
   bool AnyCut() const;
   void LoadUnbound();
   std::string_view CellText(const Column& column) const noexcept;
@@ -85,11 +85,9 @@ class RowStream {
   std::int64_t rows_passed_ = 0;
   bool ended_ = false;
 
-  // SQLite's pages along the row number.
-  std::string row_number_name_;  // empty: the table has none, one statement reads it all
-  Column row_number_;
-  std::string last_row_number_;   // of the page's last row; empty before the first page
-  std::string final_row_number_;  // the last row that existed when reading began
+  PageKey key_;  // empty: one statement reads it all
+  std::vector<Column> key_columns_;
+  std::vector<std::string> last_key_;  // of the page's last row; empty before the first page
   std::size_t page_rows_ = 0;
   std::size_t rows_in_page_ = 0;
   std::size_t bytes_in_page_ = 0;
