@@ -83,21 +83,18 @@ TargetRules PostgresRules(const Session& session, const TableEntry& table,
   // row policy may look by itself.
   const bool looks = ask.Any(
       tree +
-      ", called(classid, objid) AS (SELECT 'pg_constraint'::regclass::oid, c.oid FROM "
-      "pg_constraint "
-      "c WHERE c.conrelid IN (SELECT oid FROM tree) OR c.contypid IN (SELECT a.atttypid FROM "
-      "pg_attribute a JOIN tree t ON a.attrelid = t.oid UNION SELECT d.typbasetype FROM "
-      "pg_attribute "
-      "a JOIN tree t ON a.attrelid = t.oid JOIN pg_type d ON d.oid = a.atttypid) UNION ALL SELECT "
+      ", types(oid) AS (SELECT a.atttypid FROM pg_attribute a JOIN tree t ON a.attrelid = t.oid "
+      "UNION SELECT part.oid FROM types JOIN pg_type p ON p.oid = types.oid, LATERAL (SELECT "
+      "p.typbasetype AS oid UNION SELECT p.typelem UNION SELECT a.atttypid FROM pg_attribute a "
+      "WHERE a.attrelid = p.typrelid) part WHERE part.oid <> 0), called(classid, objid) AS (SELECT "
+      "'pg_constraint'::regclass::oid, c.oid FROM pg_constraint c WHERE c.conrelid IN (SELECT oid "
+      "FROM tree) OR c.contypid IN (SELECT oid FROM types) UNION ALL SELECT "
       "'pg_attrdef'::regclass::oid, f.oid FROM pg_attrdef f JOIN tree t ON f.adrelid = t.oid) "
-      "SELECT "
-      "1 FROM called JOIN pg_depend d ON d.classid = called.classid AND d.objid = called.objid "
-      "LEFT "
-      "JOIN pg_operator o ON d.refclassid = 'pg_operator'::regclass AND o.oid = d.refobjid JOIN "
-      "pg_proc p ON p.oid = CASE WHEN d.refclassid = 'pg_proc'::regclass THEN d.refobjid ELSE "
-      "o.oprcode::oid END WHERE p.provolatile <> 'i' AND p.pronamespace <> "
-      "'pg_catalog'::regnamespace "
-      "LIMIT 1");
+      "SELECT 1 FROM called JOIN pg_depend d ON d.classid = called.classid AND d.objid = "
+      "called.objid LEFT JOIN pg_operator o ON d.refclassid = 'pg_operator'::regclass AND o.oid = "
+      "d.refobjid JOIN pg_proc p ON p.oid = CASE WHEN d.refclassid = 'pg_proc'::regclass THEN "
+      "d.refobjid ELSE o.oprcode::oid END WHERE p.provolatile <> 'i' AND p.pronamespace <> "
+      "'pg_catalog'::regnamespace LIMIT 1");
   const bool policies = ask.Any(tree + "SELECT 1 FROM tree WHERE row_security_active(oid) LIMIT 1");
   rules.chunks = !other_kind && !triggers && !rewritten && !own_parent && !looks && !policies;
   if (!rules.chunks) return rules;

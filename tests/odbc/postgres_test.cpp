@@ -121,10 +121,14 @@ TEST_CASE("PostgreSQL: functions and policies that look at the table see single 
           "AS 'SELECT looks_stable_count() < $2'");
   Execute(*owner, "CREATE OPERATOR <<< (LEFTARG=integer, RIGHTARG=bigint, FUNCTION=looks_under)");
   Execute(*owner, "CREATE DOMAIN looks_few AS integer CHECK (looks_stable_count() < 5)");
+  Execute(*owner, "CREATE DOMAIN looks_fewer AS looks_few");
+  Execute(*owner, "CREATE DOMAIN looks_fewest AS looks_fewer");
   const char* kTables[] = {
       "CREATE TABLE looks_a (id INTEGER CHECK (looks_stable_count() < 5), n INTEGER)",
       "CREATE TABLE looks_a (id INTEGER CHECK (id OPERATOR(public.<<<) 5), n INTEGER)",
       "CREATE TABLE looks_a (id looks_few, n INTEGER)",
+      "CREATE TABLE looks_a (id looks_fewest, n INTEGER)",
+      "CREATE TABLE looks_a (id INTEGER, n INTEGER, c looks_few[] DEFAULT '{1}')",
       "CREATE TABLE looks_a (id INTEGER, n INTEGER, c BIGINT DEFAULT looks_volatile_count())",
       "CREATE TABLE looks_a (id INTEGER, n INTEGER) PARTITION BY RANGE (id)"};
   std::vector<std::vector<std::string>> records;
@@ -146,6 +150,9 @@ TEST_CASE("PostgreSQL: functions and policies that look at the table see single 
     CHECK(story[true] == story[false]);
     CHECK(rows[true] == rows[false]);
   }
+  // What others' tables call is nothing to this one.
+  Execute(*owner, "CREATE TABLE looks_not (id INTEGER CHECK (id > 0))");
+  CHECK(GroupsRecords(*owner, "looks_not", {"id"}));
   Execute(*owner, "GRANT USAGE ON SCHEMA public TO PUBLIC");
   Execute(*owner, "CREATE TABLE guarded (id INTEGER, n INTEGER)");
   Execute(*owner, "ALTER TABLE guarded ENABLE ROW LEVEL SECURITY");

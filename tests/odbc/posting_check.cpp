@@ -251,6 +251,14 @@ std::string PostSingly(Database& database, std::string_view table,
   return Singly(database, table, fields, records, {});
 }
 
+bool GroupsRecords(Database& database, std::string_view table,
+                   const std::vector<std::string>& fields) {
+  Listener listener(database, {});
+  auto poster = database::AsRowDatabase(database)->MakeRowPoster(table, fields, listener, {});
+  REQUIRE(poster.ok());
+  return (*poster)->Grouped();
+}
+
 void CheckGivingUp(Database& database, std::string_view table, bool answers,
                    const std::function<void()>& block) {
   Listener listener(database, {});

@@ -49,6 +49,10 @@ std::string PostSingly(database::Database& database, std::string_view table,
                        const std::vector<std::string>& fields,
                        const std::vector<std::vector<std::string>>& records);
 
+/// Whether records for the table would go in groups.
+bool GroupsRecords(database::Database& database, std::string_view table,
+                   const std::vector<std::string>& fields);
+
 /// Posts into `table` (id, t), which `block` makes unreachable, and gives up after a while: the
 /// caller has its thread back at once, and is told of no record but those that may be stored, since
 /// the server does not answer.
