@@ -19,18 +19,19 @@ SQLPOINTER Number(SQLULEN value) noexcept {
   return reinterpret_cast<SQLPOINTER>(value);  // how attributes carry numbers
 }
 
-/// The driver's text in the ANSI page, with the line ends of the product's log.
-std::string Shown(std::string_view text) {
-  // PostgreSQL's driver says so behind every text of the server.
-  constexpr std::string_view kTail = "Error while executing the query";
+/// The driver's text in the ANSI page, with the line ends of the product's log. Without what
+/// drivers say behind every text of the server: that there was an error, and its number once more.
+std::string Shown(std::string_view text, SQLINTEGER number) {
   constexpr std::string_view kEnds = "\r\n ;";
-  if (text.ends_with(kTail)) {
-    text.remove_suffix(kTail.size());
-    while (!text.empty() && kEnds.find(text.back()) != std::string_view::npos)
-      text.remove_suffix(1);
-  }
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
-    text.remove_suffix(1);
+  const auto cut = [&](std::string_view tail, std::string_view ends) {
+    if (!text.ends_with(tail)) return;
+    text.remove_suffix(tail.size());
+    while (!text.empty() && ends.find(text.back()) != std::string_view::npos) text.remove_suffix(1);
+  };
+  cut("Error while executing the query", kEnds);
+  cut("Error while preparing parameters", kEnds);
+  cut("", "\r\n ");
+  cut(" (" + base::ToDecimal(number) + ")", " ");
   std::string ansi;
   AppendAnsiText(text, ansi);
   std::string out;
@@ -93,7 +94,7 @@ Diagnosis Diagnose(SQLSMALLINT handle_type, SQLHANDLE handle) {
     const std::size_t size =
         std::min<std::size_t>(static_cast<std::size_t>(length), text.size() - 1);
     result.errors.push_back({number, reinterpret_cast<const char*>(state.data()),
-                             Shown(std::string_view(text).substr(0, size))});
+                             Shown(std::string_view(text).substr(0, size), number)});
   }
   if (result.errors.empty())
     result.errors.push_back({static_cast<std::int32_t>(database::ErrorNumber::kOdbcCallFailed),

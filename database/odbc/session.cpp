@@ -90,14 +90,35 @@ int Session::Seconds(const std::string& key, int otherwise) const {
   return static_cast<int>(std::clamp<std::int64_t>(base::ParseInteger(value), 1, 1'000'000));
 }
 
+// SQLite's driver says "connect failed" and no more, the driver manager not which driver it lacks.
+std::string Session::WhyNot(const database::PendingError& error) const {
+  if (error.description.find("[SQLite]") != std::string::npos) {
+    std::error_code ignored;
+    const std::filesystem::path file = std::filesystem::absolute(Setting("Database"), ignored);
+    const bool there = std::filesystem::exists(file, ignored);
+    return std::string(there ? ": the file is '" : ": there is no file '") + file.string() + "'";
+  }
+  const std::string driver = Setting("Driver");
+  if (error.state == "IM002" && !driver.empty())
+    return ": its driver '" + driver + "' is not installed";
+  return {};
+}
+
 Connection Session::LogOn(ConnectPurpose purpose) const {
   Result<std::string> text = DriverConnectText(
       connect_, purpose, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
   if (!text.ok()) throw Error(std::move(text).status());
-  // A file that cannot be opened is named: the driver says "connect failed" and no more.
-  const std::string place = Setting("Database");
-  const std::string shown = place.find('/') == std::string::npos ? name_ : name_ + "' at '" + place;
-  Connection connection(environment_, *text, shown, Seconds("CONN_TIMEOUT", kLogonSeconds));
+  Connection connection = [&] {
+    try {
+      return Connection(environment_, *text, name_, Seconds("CONN_TIMEOUT", kLogonSeconds));
+    } catch (const database::DriverError& error) {
+      const Status& status = error.status();
+      throw database::DriverError(
+          Status(status.code(), std::string(status.message()) + WhyNot(error.details().front()),
+                 status.number()),
+          error.details());
+    }
+  }();
   const Server server = ServerOf(connection.Info(SQL_DBMS_NAME));
   // PostgreSQL's driver waits for a silent server for good.
   if (server == Server::kPostgres) connection.LimitAnswers(Seconds("READ_TIMEOUT", kAnswerSeconds));

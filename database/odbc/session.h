@@ -57,6 +57,8 @@ class Session {
  private:
   /// A connection with the limits that the data source sets.
   Connection LogOn(ConnectPurpose purpose) const;
+  /// What the text of a failed logon lacks, to stand behind it.
+  std::string WhyNot(const database::PendingError& error) const;
   /// The value of a key of the connect string or the data source, empty when neither has it.
   std::string Setting(const std::string& key) const;
   int Seconds(const std::string& key, int otherwise) const;

@@ -16,6 +16,7 @@ import ctypes.util
 import json
 import os
 import random
+import re
 import sqlite3
 import subprocess
 import sys
@@ -67,6 +68,8 @@ class Driver:
 
 def plain(text):
     words = " ".join(text.split())
+    if SERVER == "sqlite":  # its driver says the number twice
+        words = re.sub(r" \(\d+\)$", "", words)
     return words.removesuffix(TAIL).rstrip(" ;") if words.endswith(TAIL) else words
 
 
@@ -94,7 +97,8 @@ def trigger(rng):
         body = {"raise": "IF new.parent = 2 THEN RAISE EXCEPTION 'no % here', new.id USING ERRCODE = "
                          + rng.choice(["'disk_full'", "'check_violation'", "'P0001'"]) + "; END IF;",
                 "log": "INSERT INTO log SELECT count(*) FROM target;",
-                "change": "IF (SELECT count(*) FROM target) % 7 = 3 THEN RETURN NULL; END IF;"}[what]
+                "change": rng.choice(["IF (SELECT count(*) FROM target) % 7 = 3 THEN RETURN NULL; END IF;",
+                                      "DELETE FROM target WHERE id = new.id - 20;"])}[what]
         return ["CREATE OR REPLACE FUNCTION watch() RETURNS trigger LANGUAGE plpgsql "
                 f"{rng.choice(['', 'STABLE']) if what == 'raise' else ''} AS $$BEGIN {body} RETURN new; END$$",
                 f"CREATE TRIGGER watch {when} INSERT ON target FOR EACH ROW EXECUTE FUNCTION watch()"]
@@ -207,7 +211,7 @@ class Compared:
 
     def by_program(self, keys_on, stop_at):
         words = [KELVORIN, "import", self.file, "--into", f"ODBC:{self.connect(keys_on)}", "--table", "target",
-                 "--start-line", "2", "--null", "~", "--reject", self.rejects, "--json"]
+                 "--separators", "comma", "--delimiter", "double", "--start-line", "2", "--null", "~", "--reject", self.rejects, "--json"]
         words += ["--limit-errors", str(stop_at)] if stop_at else []
         done = subprocess.run([str(w) for w in words], capture_output=True, text=True, timeout=120, check=False,
                               env=self.place.environment)

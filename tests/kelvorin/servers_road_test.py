@@ -18,7 +18,7 @@ import tempfile
 import time
 import unittest
 
-from server_place import KELVORIN, SERVER, SKIPPED, Place
+from server_place import KELVORIN, ROOT, SERVER, SKIPPED, Place
 
 OUI = pathlib.Path("/usr/share/ieee-data/oui.csv")
 UNICODE_DATA = pathlib.Path("/usr/share/unicode/UnicodeData.txt")
@@ -274,6 +274,38 @@ class ServersRoad(unittest.TestCase):
         words = {"sqlite": "UNIQUE constraint", "postgres": "duplicate key value", "mariadb": "Duplicate entry"}[SERVER]
         self.assertEqual(log.count(words), 1)
         self.assertNotIn("Error while executing", log)
+        self.assertNotRegex(log, r"\((\d+)\) \(\1\)")
+
+    def test_the_lines_of_the_readme(self):
+        if SERVER == "mariadb":
+            place.sql("CREATE USER ann@'%' IDENTIFIED BY 'secret'; GRANT ALL ON imp.* TO ann@'%'")
+        elif SERVER == "postgres":
+            place.sql("CREATE ROLE ann SUPERUSER LOGIN PASSWORD 'secret'")
+        keys = [k for k in place.connect.split(";") if not k.startswith(("DRIVER=", "UID="))]
+        (self.folder / "odbc.ini").write_text("\n".join(["[Sales]", "Driver=Driver", "Username=ann", "User=ann", "Password=secret", *keys]))
+        (self.folder / "examples").symlink_to(pathlib.Path(ROOT) / "examples")
+        text = (pathlib.Path(ROOT) / "README.md").read_text().split("## An ODBC import in three lines")[1]
+        lines = text.split("```")[1].split("\n")[1:-1]
+        self.assertEqual(len(lines), 3)
+        for line in lines:
+            done = subprocess.run(["bash", "-c", line.replace("./run", KELVORIN, 1)], capture_output=True, text=True, cwd=self.folder,
+                                  env={**place.environment, "ODBCINI": str(self.folder / "odbc.ini"),
+                                       "ASAN_OPTIONS": "detect_leaks=0"},  # psqlodbc forgets a password that was given twice
+                                  timeout=60, check=False)
+            self.assertEqual(done.returncode, 0, line + done.stdout + done.stderr)
+        self.assertEqual(len(place.rows("customers")), 8)
+
+    def test_what_takes_no_records_is_said_before_any_is_read(self):
+        if SERVER != "postgres":
+            self.skipTest("only PostgreSQL has materialized views")
+        place.sql("CREATE TABLE seven AS SELECT 7 AS id; CREATE MATERIALIZED VIEW frozen AS SELECT id FROM seven")
+        (self.folder / "one.csv").write_text("id\n1\n")
+        for words in ([], ["--empty-target"], ["--dry-run"]):
+            said = self.kelvorin("import", self.folder / "one.csv", "--into", self.target, "--table", "frozen", "--start-line", 2,
+                                 "--reject", self.folder / "bad", *words, status=3)
+            self.assertIn("'frozen' takes no records: the server keeps 'frozen' by itself", said)
+            self.assertEqual((self.folder / "bad").read_text() if not words else "", "")
+        self.assertEqual(place.rows("seven"), [["7"]])
 
     def test_registered_makers(self):
         with open(OUI, newline="", encoding="utf-8") as file:

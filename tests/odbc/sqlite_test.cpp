@@ -57,15 +57,23 @@ TEST_CASE("what cannot be opened fails at the opening and leaves no file") {
   WriteWhole(sources.File("text.sqlite"), std::string(4096, 'x'));
   database::DBEngine engine;
   engine.Register(database::odbc::MakeOdbcDriver());
-  const std::string kConnects[] = {"ODBC;DSN=" + missing + ";", "ODBC;DSN=" + text + ";",
-                                   "ODBC;DSN=unknown;", "ODBC;DSN=;UID=;PWD=;", "ODBC;"};
-  for (const std::string& connect : kConnects) {
+  const std::string broken = sources.Add("broken", "NoSuchDriver", "");
+  // and what the text names
+  const std::pair<std::string, std::string> kConnects[] = {
+      {"ODBC;DSN=" + missing + ";", "there is no file '" + sources.File("missing.sqlite") + "'"},
+      {"ODBC;DSN=" + text + ";", text},
+      {"ODBC;DSN=" + broken + ";", "its driver 'NoSuchDriver' is not installed"},
+      {"ODBC;DRIVER=NoSuchDriver;", "NoSuchDriver"},
+      {"ODBC;DSN=unknown;", "'unknown'"},
+      {"ODBC;DSN=;UID=;PWD=;", ""},
+      {"ODBC;", ""}};
+  for (const auto& [connect, words] : kConnects) {
     CAPTURE(connect);
     const auto opened = engine.OpenDatabase("", true, false, connect);
     CHECK_FALSE(opened.ok());
     CHECK_FALSE(engine.Errors().empty());
-    if (connect.find(missing) != std::string::npos)  // says which file it was
-      CHECK(opened.status().message().find(sources.File("missing.sqlite")) != std::string::npos);
+    CAPTURE(opened.status().message());
+    CHECK(opened.status().message().find(words) != std::string::npos);
   }
   CHECK_FALSE(std::filesystem::exists(sources.File("missing.sqlite")));
 }
