@@ -28,28 +28,28 @@ bool HasWord(const std::string& sql, std::string_view word) {
 
 // A conflict clause can undo the whole transaction or keep what a failing statement did before; so
 // can triggers that raise, and tables that triggers write to. With foreign keys on, a child may
-// pass in front of its parent.
+// pass in front of its parent, and a trigger may mend what an earlier record of its statement
+// broke.
 TargetRules SqliteRules(const Session& session, const TableEntry& table) {
   const Questions ask(session, table);
   TargetRules rules;
   rules.chunks = table.type == "TABLE";
+  bool triggers = false;
   for (const auto& row : ask.Ask("SELECT type, sql FROM sqlite_master WHERE tbl_name=" +
                                  ask.Quoted(table.name) + " COLLATE NOCASE")) {
     const std::string& sql = row.back();
     if (row.front() == "table" && (HasWord(sql, "CONFLICT") || HasWord(sql, "CREATE VIRTUAL")))
       rules.chunks = false;
-    if (row.front() == "trigger")
-      rules.chunks &= !ask.Any(
-          "SELECT 1 FROM sqlite_master WHERE (type='trigger' AND (sql LIKE '%ROLLBACK%' OR sql "
-          "LIKE "
-          "'%FAIL%')) OR (type='table' AND sql LIKE '%CONFLICT%') LIMIT 1");
+    triggers |= row.front() == "trigger";
   }
-  if (!rules.chunks) return rules;
-  const Rows keys_on = ask.Ask("PRAGMA foreign_keys");
-  if (!keys_on.empty() && keys_on.front().front() == "1")
-    for (const auto& row :
-         ask.Ask("SELECT \"table\" FROM pragma_foreign_key_list(" + ask.Quoted(table.name) + ")"))
-      if (base::EqualIgnoreCase(row.front(), table.name)) rules.chunks = false;
+  if (triggers)
+    rules.chunks &= !ask.Any(
+        "SELECT 1 FROM sqlite_master WHERE (type='trigger' AND (sql LIKE '%ROLLBACK%' OR sql LIKE "
+        "'%FAIL%')) OR (type='table' AND sql LIKE '%CONFLICT%') LIMIT 1");
+  if (!rules.chunks || ask.Ask("PRAGMA foreign_keys") != Rows{{"1"}}) return rules;
+  rules.chunks = !triggers &&
+                 !ask.Any("SELECT 1 FROM pragma_foreign_key_list(" + ask.Quoted(table.name) +
+                          ") WHERE lower(\"table\")=lower(" + ask.Quoted(table.name) + ") LIMIT 1");
   return rules;
 }
 
@@ -79,6 +79,12 @@ TargetRules PostgresRules(const Session& session, const TableEntry& table,
       tree +
       "SELECT 1 FROM pg_constraint c JOIN tree t ON c.conrelid = t.oid WHERE c.contype = 'f' "
       "AND c.confrelid IN (SELECT oid FROM tree) LIMIT 1");
+  // What is checked at the statement's end only, a trigger at a later record may have mended.
+  const bool mends = ask.Any(
+      tree +
+      "SELECT 1 FROM pg_trigger g JOIN tree t ON g.tgrelid = t.oid WHERE NOT g.tgisinternal AND "
+      "g.tgtype & 4 <> 0 AND EXISTS (SELECT 1 FROM pg_constraint c JOIN tree u ON c.conrelid = "
+      "u.oid WHERE c.contype = 'f' OR c.condeferrable) LIMIT 1");
   // What a check, a default or a domain calls may look at the table, unless it promises not to; a
   // row policy may look by itself.
   const bool looks = ask.Any(
@@ -96,7 +102,8 @@ TargetRules PostgresRules(const Session& session, const TableEntry& table,
       "d.refobjid ELSE o.oprcode::oid END WHERE p.provolatile <> 'i' AND p.pronamespace <> "
       "'pg_catalog'::regnamespace LIMIT 1");
   const bool policies = ask.Any(tree + "SELECT 1 FROM tree WHERE row_security_active(oid) LIMIT 1");
-  rules.chunks = !other_kind && !triggers && !rewritten && !own_parent && !looks && !policies;
+  rules.chunks =
+      !other_kind && !triggers && !rewritten && !own_parent && !mends && !looks && !policies;
   if (!rules.chunks) return rules;
 
   const Rows columns = ask.Ask(

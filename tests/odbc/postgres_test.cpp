@@ -87,6 +87,25 @@ TEST_CASE("PostgreSQL") {
   CHECK(PostGrouped(*source, "watched", {"id"}, {{"7"}, {"8"}, {"9"}}) == "+1\n+2\n+3\n");
   CHECK(DumpTable(*source, "log") == "1\n2\n3\n");
 
+  // A trigger that mends what an earlier record of its statement broke.
+  Execute(*source, "CREATE TABLE up (id INTEGER PRIMARY KEY)");
+  for (const char* rule : {"REFERENCES up (id)", "UNIQUE DEFERRABLE"}) {
+    Execute(*source, "CREATE TABLE mended (id INTEGER, n INTEGER " + std::string(rule) + ")");
+    Execute(*source,
+            "CREATE OR REPLACE FUNCTION mend() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN DELETE "
+            "FROM mended WHERE id=new.id-9; RETURN new; END'");
+    Execute(*source,
+            "CREATE TRIGGER m BEFORE INSERT ON mended FOR EACH ROW EXECUTE FUNCTION mend()");
+    std::vector<std::vector<std::string>> some;
+    for (int i = 1; i <= 90; ++i)
+      some.push_back({std::to_string(i), i == 50 || i == 51 || i == 85 ? "7" : "NULL"});
+    const std::string mended = PostSingly(*source, "mended", {"id", "n"}, some);
+    CHECK(mended.find('-') != std::string::npos);
+    Execute(*source, "DELETE FROM mended");
+    CHECK(PostGrouped(*source, "mended", {"id", "n"}, some) == mended);
+    Execute(*source, "DROP TABLE mended");
+  }
+
   Execute(*source,
           "CREATE TABLE big AS SELECT i AS id, 'some text '||i AS a, repeat('x', 60)||i AS "
           "b FROM generate_series(1,100000) i");
