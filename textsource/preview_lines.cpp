@@ -21,8 +21,8 @@ Status PreviewLines::ReadLines(const std::string& file_name, RecordFormat format
   format.length = kPreviewLineBytes;
   // All that the lines can hold, so that a look at a file does not read much of it.
   constexpr std::size_t kBlockBytes = std::size_t{kPreviewLineBytes} * base::kPreviewLines;
-  Result<RecordReader> reader =
-      RecordReader::Open(file_name, std::move(format), {.block_bytes = kBlockBytes});
+  Result<RecordReader> reader = RecordReader::Open(
+      file_name, std::move(format), {.block_bytes = kBlockBytes, .stop_at = kLookedThrough});
   if (!reader.ok()) return reader.status();
   ClearLines();
 

@@ -323,6 +323,10 @@ void RecordReader::GiveQuoteUp() noexcept {
 // Reads more of the file behind end_. `scanned` moves with the contents of the block.
 Status RecordReader::Fill(std::size_t& scanned, bool& found_none) {
   KV_TRY(MakeRoom(scanned));
+  if (limits_.stop_at != 0 && block_offset_ + end_ >= limits_.stop_at) {
+    found_none = true;
+    return {};
+  }
   const Result<std::size_t> got =
       file_.ReadAt(block_offset_ + end_, std::span<char>(block_).subspan(end_));
   if (!got.ok()) return got.status();

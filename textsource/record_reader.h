@@ -61,7 +61,13 @@ struct ReaderLimits {
   std::size_t max_record_bytes = std::size_t{8} << 20;
   /// How far from the delimiter that opened a text its closing one may stand.
   std::size_t max_quoted_bytes = std::size_t{64} << 10;
+  /// Where the file is taken to end; 0 where it does end.
+  std::uint64_t stop_at = 0;
 };
+
+/// For who only looks at a file's first records: how far to look for their ends. A disk image has
+/// none.
+inline constexpr std::uint64_t kLookedThrough = std::uint64_t{64} << 20;
 
 /// Reads records one after the other.
 ///

@@ -67,7 +67,8 @@ Status ReadSample(const std::string& path, const settings::ImportSetting& settin
   textsource::RecordFormat format = engine::RecordFormatOf(setting);
   if (format.length == 0 && format.code != textsource::separator_code::kLength)
     format.length = kLongestRecord;
-  auto reader = textsource::RecordReader::Open(path, std::move(format));
+  auto reader = textsource::RecordReader::Open(path, std::move(format),
+                                               {.stop_at = textsource::kLookedThrough});
   if (!reader.ok()) return reader.status();
   for (std::int64_t line = 1; !reader->AtEnd() && sample.records.size() < base::kPreviewLines;
        ++line) {
@@ -103,7 +104,7 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
       if (!base::Trim(std::string_view(record).substr(kept.size())).empty()) ++table.behind;
     }
     // A record with too many fields still shows its first ones.
-    static_cast<void>(rules.Split(copy, values).ok());
+    if (!rules.Split(copy, values).ok()) ++table.crowded;
     contract::Grid::Row row;
     std::vector<std::string>& taken = table.values.emplace_back();
     for (std::size_t i = 0; i < values.count(); ++i) {

@@ -2,6 +2,8 @@
 
 #include <doctest/doctest.h>
 
+#include <filesystem>
+
 #include "tests/support/temp_folder.h"
 #include "tests/textsource/slow_twin.h"
 #include "textsource/field_splitter.h"
@@ -125,6 +127,10 @@ TEST_CASE("a new file is read with or without guessing") {
 
   LoadNewFile(path, true, preview, format, guess, breaks);
   CHECK((format.code == 2 && guess.SepSemicolon && preview.Line(5) == "name;city"));
+  // An image of a disk holds no line end: it is not read to its end for one.
+  std::filesystem::resize_file(path, std::uint64_t{200} << 30);
+  LoadNewFile(path, true, preview, format, guess, breaks);
+  CHECK(preview.valid);
 }
 
 TEST_CASE("a layout is weighed, and what would suit better is told") {
