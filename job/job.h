@@ -178,6 +178,7 @@ class Job {
   std::optional<JobLocale> locale_;  // of the setting at hand
   State state_;
   bool recordset_used_ = false;  // by a run
+  std::string target_file_;      // where the target database is one file
   engine::RunResult result_;
   BatchStep batch_step_ = BatchStep::kOpenDatabase;
 };

@@ -1,3 +1,4 @@
+#include "base/M_FILE.h"
 #include "catalog/tables.h"
 #include "job/job.h"
 
@@ -8,6 +9,7 @@ Status Job::OpenTarget(const catalog::TargetAddress& address) {
   if (!opened.ok()) return opened.status();
   state_.target.database = *std::move(opened);
   state_.target.kind = address.kind;
+  target_file_ = base::FileExists(address.DataBaseName) ? address.DataBaseName : std::string();
   return Status();
 }
 
@@ -42,8 +44,11 @@ Status Job::ReopenTarget(const std::string& table) {
 }
 
 Status Job::PrepareTargetTable() {
-  if (!recordset_used_) return Status();
   catalog::Target& target = state_.target;
+  // What was deleted while it was open would take all records along.
+  if (!target_file_.empty() && !base::FileExists(target_file_))
+    return Status(Code::kNotFound, "The database '" + target_file_ + "' is not there any more");
+  if (!recordset_used_ && target.database->IsOdbc()) return Status();
   if (target.recordset) KV_TRY(target.recordset->Close());
   target.recordset.reset();
   recordset_used_ = false;
