@@ -41,6 +41,8 @@ constexpr std::string_view kReasons[] = {
     "index '%1' of table '%2' would hold the same key twice",
     "index '%1' of table '%2' takes no Null",
     "table '%1' has no index '%2'",
+    "table '%1' exists already (file '%2')",
+    "'%1' is no name for a table file",
     "'%1': the database password is not right",
     "table file '%1' is encrypted and can be opened with its password only",
     "the password given is not that of table file '%1'",
@@ -53,6 +55,7 @@ constexpr std::string_view kReasons[] = {
     "import changes: use the key lookup, or no index",
     "The index '%1' has %2 key fields, and a record can be looked up by %3 of them at most",
     "The index '%1' has no key fields to look up",
+    "The database '%1' is not there any more",
     "The settings file '%1' has no setting '%2'",
     "The table '%1' has been changed: its field '%2' is not where it was. Choose the table again.",
 };

@@ -249,7 +249,7 @@ void frmNewTable::BtnMake_Click() {
     platform_.SetWaitCursor(false);
   }
   if (!made.ok()) {
-    platform_.Ask({std::string(made.message()), Tr("Error"), contract::Icon::kCritical,
+    platform_.Ask({base::TrReason(made.message()), Tr("Error"), contract::Icon::kCritical,
                    contract::Buttons::kOk});
     return;
   }

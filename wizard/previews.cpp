@@ -186,6 +186,8 @@ void frmKelvorin::ShowStatus(const PreviewTable& table) {
       "%1 records with text behind the last break, which is not imported.");
   add(table.wide, "%1 record with characters of several bytes; breaks count characters.",
       "%1 records with characters of several bytes; breaks count characters.");
+  add(table.crowded, "%1 record with more than 251 fields, which cannot be imported.",
+      "%1 records with more than 251 fields, which cannot be imported.");
   if (text.empty() && !table.rows.empty())
     text = base::TrCount(static_cast<std::int64_t>(table.headings.size()),
                          "All records shown have %1 field.", "All records shown have %1 fields.");

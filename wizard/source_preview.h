@@ -39,6 +39,7 @@ struct PreviewTable {
   int unclosed = 0;         // records that end inside quotes
   int wide = 0;             // records of fixed width with characters of several bytes
   int behind = 0;           // records of fixed width with text behind the last break
+  int crowded = 0;          // records with more fields than an import takes
 };
 
 /// Cuts a sample by the setting's rules; values are converted as the run converts them. Ragged and

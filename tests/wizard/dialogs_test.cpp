@@ -62,6 +62,9 @@ TEST_CASE("How values are written: the options of the last tab, and what they lo
   });
   CHECK(seen.AnsiPage == 1252);
   CHECK(form.GrdSample.rows().size() == 1);
+  form.EdtStartLine.UserText("3");
+  form.TabStrip1.UserSelect(3);
+  CHECK(seen.StartingLine == 3);
   form.CBoxAnsiPage.UserSelect(1);
   CHECK(seen.AnsiPage == 65001);
   form.CBoxTrim.UserClick();

@@ -494,8 +494,11 @@ TEST_CASE(
   rig.Start();
   CHECK(rig.c->CBoxHeader.visible());
   CHECK_FALSE(rig.c->CBoxHeader.value());
+  CHECK(rig.c->BtnSuggestion.visible());
+  CHECK(rig.c->LblSuggestion.caption().find("heading in line 1") != std::string::npos);
   rig.c->BtnNext.UserClick();
   rig.c->CBoxHeader.UserClick();
+  CHECK_FALSE(rig.c->BtnSuggestion.visible());
   CHECK(rig.form->state().setting.StartingLine == 2);
   CHECK(rig.c->PreviewGrid.headings() == std::vector<std::string>{"name", "amount"});
   CHECK(rig.c->PreviewGrid.rows().size() == 2);
@@ -506,6 +509,12 @@ TEST_CASE(
   rig.form->BtnDetect_Click();
   CHECK(rig.c->CBoxHeader.caption() == "L&ine 2 holds the names");
   CHECK(rig.c->PreviewGrid.headings() == std::vector<std::string>{"axe", "3"});
+  std::string wide = "0";
+  for (int i = 1; i < 252; ++i) wide += "," + std::to_string(i);
+  rig.form->state().setting.StartingLine = 1;
+  rig.c->EdtFileName.UserText(rig.File("wide.csv", wide));
+  CHECK(rig.c->LblStatus.caption() ==
+        "1 record with more than 251 fields, which cannot be imported.");
 }
 
 TEST_CASE("Breaks stand as they are typed until they are done") {

@@ -31,8 +31,14 @@ using contract::Icon;
 
 namespace {
 
+// How often windows are served under a run, and how often the dialog is drawn. On a busy machine a
+// run gets little of the time on the wall, and most of it would go there: so a service also waits
+// until the run has used the processor for `kShare` times as long as the last one took, but not
+// longer than a person waits for an answer.
 constexpr qint64 kServeMilliseconds = 10;
 constexpr qint64 kShowMilliseconds = 40;
+constexpr qint64 kLongestWait = 100;
+constexpr std::clock_t kShare = 25;
 
 // Looked at for every record: the system's coarse clock moves every few milliseconds and costs a
 // fifth of the exact one.
@@ -92,7 +98,10 @@ QStringList NameFilters(std::string_view filter) {
 struct QtPlatform::State {
   std::vector<FormWindow*> open;  // the innermost one is the last
   qint64 served = 0;
+  qint64 look_again = 0;
   qint64 shown = 0;
+  std::clock_t served_at = 0;  // processor time when the last service ended, and what it took
+  std::clock_t service = 0;
   frmProgress* progress = nullptr;  // the dialog over the run under way
   bool looked = false;              // at the clock, by the last yield
   int wait_depth = 0;
@@ -199,8 +208,15 @@ void QtPlatform::Yield() {
   // Under the dialog two yields come with each record: one look at the clock is enough for both.
   if (state_->progress != nullptr && (state_->looked = !state_->looked)) return;
   const qint64 now = TickMilliseconds();
-  if (now - state_->served < kServeMilliseconds) return;
+  if (now < state_->look_again) return;
+  state_->look_again = now + kServeMilliseconds;
+  const std::clock_t used = std::clock();
+  if (now - state_->served < kLongestWait && used >= state_->served_at &&
+      used - state_->served_at < state_->service * kShare)
+    return;
   Serve(now);
+  state_->served_at = std::clock();
+  state_->service = state_->served_at - used;
 }
 
 void QtPlatform::Serve(std::int64_t now) {
@@ -213,6 +229,7 @@ void QtPlatform::Serve(std::int64_t now) {
   QCoreApplication::processEvents(state_->progress != nullptr ? QEventLoop::AllEvents
                                                               : QEventLoop::ExcludeUserInputEvents);
   state_->served = TickMilliseconds();
+  state_->look_again = state_->served + kServeMilliseconds;
 }
 
 void QtPlatform::ShowModal(contract::Form& form) {
@@ -232,6 +249,8 @@ void QtPlatform::ShowModal(contract::Form& form) {
   window->Run();
   state_->progress = before;
   state_->open.pop_back();
+  // A question over the closed window had the focus; not every desktop finds its way back.
+  if (!state_->open.empty()) state_->open.back()->activateWindow();
 }
 
 std::string QtPlatform::ChooseFile(const contract::FileDialog& dialog) {

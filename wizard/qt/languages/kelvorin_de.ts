@@ -1763,5 +1763,25 @@
 <source>breaks at %1</source>
 <translation>Spaltengrenzen bei %1</translation>
 </message>
+<message>
+<source>%1 record with more than 251 fields, which cannot be imported.</source>
+<translation>%1 Satz mit mehr als 251 Feldern, der nicht importiert werden kann.</translation>
+</message>
+<message>
+<source>%1 records with more than 251 fields, which cannot be imported.</source>
+<translation>%1 Sätze mit mehr als 251 Feldern, die nicht importiert werden können.</translation>
+</message>
+<message>
+<source>The database '%1' is not there any more</source>
+<translation>Die Datenbank '%1' gibt es nicht mehr</translation>
+</message>
+<message>
+<source>table '%1' exists already (file '%2')</source>
+<translation>Die Tabelle '%1' gibt es schon (Datei '%2')</translation>
+</message>
+<message>
+<source>'%1' is no name for a table file</source>
+<translation>'%1' ist kein Name für eine Tabellendatei</translation>
+</message>
 </context>
 </TS>
