@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::size_t kLoadBytes = std::size_t{6} << 20;  // of memory for entries being sorted
 constexpr std::size_t kEntriesOfABracket = 1024;
+/// Each load of entries goes over the pages once, in order: more of them in memory are of no use.
+constexpr std::size_t kFileCacheBytes = std::size_t{4} << 20;
 
 /// Puts entries in order: the first eight bytes decide nearly always.
 class EntrySorter {
@@ -166,7 +168,8 @@ void EnterTags(storage::Store& store, const std::vector<TagPlace>& places) {
 
 void FillFile(storage::FileSystem& fs, Table& table, const std::string& path, IndexFile file,
               std::vector<TagPlace> places, bool strict) {
-  const std::unique_ptr<storage::Store> store = storage::Store::Open(fs, path, {});
+  const std::unique_ptr<storage::Store> store = storage::Store::Open(
+      fs, path, {.cache_bytes = kFileCacheBytes, .cache_ceiling_bytes = kFileCacheBytes});
   if (file.kind == IndexKind::kCdx) EnterTags(*store, places);
   file.file = storage::kMainFile;
   for (TagPlace& place : places) {

@@ -25,6 +25,10 @@ constexpr std::uint64_t kFileLockBytes = 0x7FFFFFFF - kFileLockAt;
 
 constexpr std::int32_t kYearBase = 1900;
 
+/// A larger cache makes random appends under indexes cheaper (a million records under two tags: 2.9
+/// instead of 4.6 us), but not look-ups; this keeps a whole run within 24 MiB.
+constexpr std::size_t kMostCacheBytes = std::size_t{14} << 20;
+
 TableLayout ReadLayoutFrom(storage::Store& store) {
   const std::string& path = store.Path(storage::kMainFile);
   const std::uint64_t size = store.Size(storage::kMainFile);
@@ -310,6 +314,7 @@ std::shared_ptr<Table> OpenTables::Share(const std::string& path, bool read_only
   storage::StoreOptions options;
   options.read_only = read_only;
   options.exclusive = exclusive;
+  options.cache_ceiling_bytes = kMostCacheBytes;
   std::shared_ptr<storage::Store> store = files_->Open(*fs_, path, options);
 
   std::shared_ptr<Table> table = tables_.Find(*store);
