@@ -139,6 +139,10 @@ void XbaseDatabase::DoCreateTable(const TableDef& table) {
   CheckIndexes(table, plan, product_);
 
   const std::string path = PathOfNew(table.Name);
+  for (const IndexFileName& index : FindIndexFiles(fs(), path))
+    Throw(Code::kAlreadyExists, ErrorNumber::kTableExists,
+          "table '" + table.Name + "' cannot be made: index file '" + index.path +
+              "' of another one would become its own");
   std::string memo_path;
   if (plan.memo != MemoKind::kNone) {
     const std::string_view extension = plan.memo == MemoKind::kFpt ? "fpt" : "dbt";

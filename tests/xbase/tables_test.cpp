@@ -168,6 +168,10 @@ TEST_CASE("table files are found and named without regard to case") {
   CHECK(by_file->DeleteTable("LOST").ok());
   WriteWhole(temp.File("lost.DBT"), std::string(1024, 't'));
   CHECK(dbase->CreateTable(def("LOST")).message().find("lost.DBT") != std::string_view::npos);
+  // So is an index, which would make the new table one that cannot be written.
+  WriteWhole(temp.File("Lone.cdx"), "tags");
+  CHECK(dbase->CreateTable(def("LONE")).message().find("Lone.cdx") != std::string_view::npos);
+  CHECK(ReadWhole(temp.File("Lone.cdx")) == "tags");
 
   const auto missing = by_file.engine().OpenDatabase(temp.File("none"), false, false, "dBASE IV");
   CHECK(missing.status().message().find("there is no folder") != std::string_view::npos);
