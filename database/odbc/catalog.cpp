@@ -11,6 +11,7 @@ namespace {
 
 using database::IndexDef;
 
+constexpr const char* kQueryName = "kelvorin_query";
 constexpr std::uint32_t kReadOnlyTable = database::kAttrLinkedOdbc;  // a source, never a target
 
 // A table's name as the catalog calls take it; an absent part is a null pointer.
@@ -373,7 +374,7 @@ TableEntry ResolveTable(const Session& session, std::string_view name) {
 }
 
 std::string SqlName(const Session& session, const TableEntry& table) {
-  if (!table.query.empty()) return "(" + table.query + "\n) AS kelvorin_query";
+  if (!table.query.empty()) return "(" + table.query + "\n) AS " + kQueryName;
   const SqlDialect& dialect = session.facts().dialect;
   std::string sql;
   if (table.shown != table.name) {
@@ -382,6 +383,11 @@ std::string SqlName(const Session& session, const TableEntry& table) {
   }
   AppendName(table.name, dialect, sql);
   return sql;
+}
+
+std::string ColumnPrefix(const Session& session, const TableEntry& table) {
+  if (session.facts().server != Server::kSqlite) return {};
+  return (table.query.empty() ? SqlName(session, table) : kQueryName) + ".";
 }
 
 std::string Literal(const Session& session, std::string_view text) {

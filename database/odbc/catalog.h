@@ -31,6 +31,9 @@ std::vector<TableEntry> ListTables(const Session& session);
 TableEntry ResolveTable(const Session& session, std::string_view name);
 /// The table or query as it stands behind FROM, in the server's quotes.
 std::string SqlName(const Session& session, const TableEntry& table);
+/// What stands before a column's name where a value may stand: SQLite takes a quoted name that it
+/// does not know for a text, unless the table's name is before it.
+std::string ColumnPrefix(const Session& session, const TableEntry& table);
 
 /// Columns of a query's result; `statement` holds the result.
 std::vector<ColumnFacts> DescribeColumns(const Statement& statement, std::string_view what);

@@ -119,6 +119,7 @@ class UpdatePoster final : public Poster {
         receiver_(receiver),
         options_(std::move(options)),
         insert_(session, InsertText(session, target.table, target.fields), false, {}),
+        prefix_(Utf8Name(ColumnPrefix(session, target.table))),
         batch_(target.types),
         is_key_(target.fields.size()) {
     for (const std::size_t key : options_.keys) {
@@ -191,6 +192,7 @@ class UpdatePoster final : public Poster {
     joint = " WHERE ";
     for (const std::size_t key : options_.keys) {
       sql_ += std::exchange(joint, " AND ");
+      sql_ += prefix_;
       if (batch_.Kind(0, key) == CellKind::kNull) {
         sql_ += names_[key];
         sql_ += " IS NULL";
@@ -204,7 +206,8 @@ class UpdatePoster final : public Poster {
   database::RowReceiver& receiver_;
   database::PostOptions options_;
   SqlRoad insert_;
-  RecordBatch batch_;  // of the one record
+  std::string prefix_;  // of columns in conditions, in UTF-8
+  RecordBatch batch_;   // of the one record
   std::vector<bool> is_key_;
   std::vector<std::string> names_;  // quoted, in UTF-8
   std::string sql_;

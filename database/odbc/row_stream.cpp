@@ -150,10 +150,11 @@ void RowStream::LearnColumns() {
   std::vector<std::string> bits;
   if (server == Server::kMariaDb && table_.query.empty()) bits = BitColumns();
   selected_.clear();
+  const std::string prefix = ColumnPrefix(session_, table_);
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     std::string& sql = selected_.emplace_back();
     if (columns_[i].skipped) continue;
-    std::string name;
+    std::string name = prefix;
     AppendName(fields_[i].Name, session_.facts().dialect, name);
     sql = name;
     if (server == Server::kSqlite) {

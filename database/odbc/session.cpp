@@ -141,8 +141,9 @@ void Session::SetUp() {
   bool escapes = TakesBackslash(connection_, what);
   switch (facts_.server) {
     case Server::kSqlite:
-      // Between double quotes a name that is none would be taken for a text.
-      facts_.dialect.identifier_quote = "`";
+      // The only quotes that its driver knows too: behind others it takes "?" for a parameter and
+      // ";" for the end.
+      facts_.dialect.identifier_quote = "\"";
       Run(connection_, "SELECT COUNT(*) FROM sqlite_master", what);
       break;
     case Server::kPostgres:

@@ -114,8 +114,9 @@ void CheckStatements(Database& database) {
   CHECK(database.FindTableDef("axb")->Fields[0].Name == "y");
 
   database::TableDef odd;
-  odd.Name = "Größe \"of\" the `king's` Table";
-  const std::vector<std::string> names = {"Id", "a b", "x\"y", "Größe", "select", "it's", "t`k"};
+  odd.Name = "Größe? \"of\"; the `king's` Table";
+  const std::vector<std::string> names = {"Id",     "a b",  "x\"y", "Größe",
+                                          "select", "it's", "t`k",  "paid?; x"};
   for (const std::string& name : names) odd.Fields.emplace_back().Name = name;
   odd.Fields[0].Type = TypeCode::kLong;
   odd.Indexes.resize(1);
@@ -124,11 +125,13 @@ void CheckStatements(Database& database) {
   REQUIRE(database.CreateTable(odd).ok());
   std::vector<std::vector<std::string>> records;
   for (int i = 1; i <= 100; ++i)
-    records.push_back({std::to_string(i == 90 ? 3 : i), "'1'", "'2'", "'3'", "'4'", "''", "NULL"});
+    records.push_back(
+        {std::to_string(i == 90 ? 3 : i), "'1'", "'2'", "'3'", "'4'", "''", "NULL", "'a;b?'"});
   CHECK(PostGrouped(database, odd.Name, names, records).find("-90[") != std::string::npos);
   const auto def = database.FindTableDef(base::UpperAscii(odd.Name));
   REQUIRE(def.ok());
   CHECK(def->FindIndex(def->Indexes[0].Name)->Fields() == "+Id");
+  CHECK(DumpTable(database, odd.Name).find("7|1|2|3|4||<null>|a;b?\n") != std::string::npos);
   CHECK(*database.Execute("DELETE FROM " + Quoted(database, odd.Name), 64) == 99);
   CHECK(database.DeleteTable(odd.Name).ok());
 }
