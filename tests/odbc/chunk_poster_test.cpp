@@ -22,6 +22,11 @@ class FakeRoad final : public PostRoad {
   PostFailure Send(const RecordBatch& batch, BatchRange range) override {
     ++statements;
     PostFailure failure;
+    if (cancelled_at == statements) {
+      failure.status = Status(Code::kStopped, "cancelled");
+      failure.lost = !answers;
+      return failure;
+    }
     if (lost_at == statements) down = true;
     if (down || (conflict_at == statements)) {
       failure.status = Status(Code::kIo, down ? "lost" : "conflict");
@@ -66,7 +71,8 @@ class FakeRoad final : public PostRoad {
   Tells tells;
   std::set<std::int64_t> bad, stored, open;
   int statements = 0, commits = 0;
-  int lost_at = 0, conflict_at = 0, failing_commit = 0;
+  int lost_at = 0, conflict_at = 0, cancelled_at = 0, failing_commit = 0;
+  bool answers = false;  // that it gave up a cancelled statement
   bool down = false, comes_back = false, refuses_doubles = false, in_transaction = false;
 
  private:
@@ -83,6 +89,7 @@ struct Posting {
               for (std::int64_t earlier : good) CHECK(road.stored.count(earlier) == 1);
               Heard("-", n);
               last_error = failure.status.message();
+              doubtful += failure.doubtful ? 1 : 0;
               return ++errors < stop_at_error;
             },
             [this] { return now; }) {}
@@ -106,7 +113,7 @@ struct Posting {
   std::int64_t now = 0, last = 0;
   std::set<std::int64_t> good;
   std::string story, last_error;
-  int errors = 0;
+  int errors = 0, doubtful = 0;
   ChunkPoster poster;
 };
 
@@ -197,7 +204,24 @@ TEST_CASE("a server that goes away leaves no record without an outcome") {
     CHECK(road.stored.size() + static_cast<std::size_t>(posting.errors) == 1000);
     CHECK(road.stored.size() >= row.stored - 100);
     CHECK(road.stored.size() <= row.stored);
+    CHECK(posting.doubtful == posting.errors);  // each may be stored
   }
+}
+
+TEST_CASE("a posting that is cancelled sends nothing more and names what may be stored") {
+  for (const PostRoad::Limits limits : {kAutocommit, kGrouped})
+    for (const bool answers : {false, true}) {
+      FakeRoad road(limits);
+      road.cancelled_at = 3;
+      road.answers = answers;
+      Posting posting(road);
+      CHECK_FALSE(posting.AddAll(1000));
+      CHECK(road.statements == 3);
+      // What stands in an open transaction dies with the connection.
+      CHECK((posting.errors > 50) == (!answers && limits.commit_records == 0));
+      CHECK(posting.doubtful == posting.errors);
+      CHECK(posting.good == road.stored);
+    }
 }
 
 TEST_CASE("a chunk undone for another writer's sake is sent again as it is") {
