@@ -1,8 +1,10 @@
 #include "apps/kelvorin/passwords.h"
 
+#include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -27,21 +29,35 @@ std::string ReadPassword(const std::string& option, const std::string& file) {
   return FirstLine(in, option, file);
 }
 
-/// The terminal's echo, off while this lives.
+/// The terminal's echo, off while this lives; a signal that ends the program brings it back, too.
 class Silence {
  public:
   Silence() {
     tcgetattr(STDIN_FILENO, &before_);
+    struct sigaction action {};
+    action.sa_handler = [](int signal) {
+      tcsetattr(STDIN_FILENO, TCSANOW, &before_);
+      raise(signal);  // once more, and now to its end
+    };
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+      sigaction(kSignals[i], &action, &handlers_[i]);
     termios silent = before_;
     silent.c_lflag &= static_cast<tcflag_t>(~ECHO);
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
   }
-  ~Silence() { tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_); }
+  ~Silence() {
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+      sigaction(kSignals[i], &handlers_[i], nullptr);
+  }
   Silence(const Silence&) = delete;
   Silence& operator=(const Silence&) = delete;
 
  private:
-  termios before_{};
+  static constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+  static inline termios before_{};
+  std::array<struct sigaction, kSignals.size()> handlers_{};
 };
 
 std::string AskPassword(const std::string& option, const std::string& of) {

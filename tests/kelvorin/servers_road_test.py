@@ -8,13 +8,17 @@ import contextlib
 import csv
 import datetime
 import decimal
+import fcntl
 import json
+import os
 import pathlib
+import pty
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 
@@ -43,6 +47,29 @@ class ServersRoad(unittest.TestCase):
                               env={**place.environment, **environment})
         self.assertEqual(done.returncode, status, done.stdout + done.stderr)
         return done.stdout + done.stderr
+
+    def typed(self, answer, *words):
+        """Runs the program on a terminal of its own: status, all it shows, whether its echo was off and is on again."""
+        outside, inside = pty.openpty()
+        echo = lambda: bool(termios.tcgetattr(inside)[3] & termios.ECHO)
+        run = subprocess.Popen([KELVORIN, *map(str, words)], stdin=inside, stdout=inside, stderr=inside, start_new_session=True,
+                               env=place.environment, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        said = b""
+        while b"Password" not in said:
+            said += os.read(outside, 1000)
+        deadline = time.monotonic() + 20
+        while echo() and time.monotonic() < deadline:
+            time.sleep(0.02)
+        silent = not echo()
+        os.write(outside, answer.encode())
+        status = run.wait(60)
+        after = echo()
+        os.close(inside)
+        with contextlib.suppress(OSError):  # the end of a terminal
+            while piece := os.read(outside, 10000):
+                said += piece
+        os.close(outside)
+        return status, said.decode(), silent, after
 
     def test_a_table_is_not_imported_into_itself(self):
         place.sql("CREATE TABLE itself (id INTEGER PRIMARY KEY, t VARCHAR(20))")
@@ -95,6 +122,12 @@ class ServersRoad(unittest.TestCase):
         self.kelvorin("tables", target, "--password-file", self.folder / "wrong", status=3)
         self.kelvorin("tables", target, "--password-file", self.folder / "secret")
         self.kelvorin("tables", target, KELVORIN_PASSWORD="s;e}c r%")
+        for typed, status, words in (("s;e}c r%\n", 0, "guarded2"), ("another\n", 3, "Access denied"), ("\3", -signal.SIGINT, "")):
+            place.sql("CREATE TABLE IF NOT EXISTS guarded2 (id INTEGER)")
+            got, said, silent, echo_after = self.typed(typed, "tables", target, "--ask-password")
+            self.assertEqual((got, silent, echo_after), (status, True, True), said)
+            self.assertIn(words, said)
+            self.assertNotIn(typed.strip(), said)
         place.sql("CREATE TABLE guarded (id INTEGER)")
         (self.folder / "one.csv").write_text("id\n1\n")
         ini = self.folder / "jobs.ini"
