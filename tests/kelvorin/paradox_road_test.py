@@ -13,9 +13,11 @@ import os
 import pathlib
 import random
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 KELVORIN, ROOT, SAMPLES = sys.argv[1:4]
@@ -223,6 +225,98 @@ class ParadoxRoad(unittest.TestCase):
         types = [table_file(folder, table).read_bytes()[0x78:0x78 + 2 * len(fields)] for table in "AB"]
         self.assertEqual(*types)
         self.assert_sound(folder, "B")
+
+    # --- Beside others, in batch, and what a value loses
+
+    def test_a_second_process(self):
+        """One writes alone, many read; lock files that somebody left never stand in the way."""
+        folder = self.folder / "shared"
+        where = f"Paradox5:{folder}"
+        run(KELVORIN, "create", where, "T", "ID:Long", "NAME:Text:40", "--primary", "ID", "--index", "NAME=NAME")
+        for name, size in (("PARADOX.LCK", 110), ("PDOXUSRS.LCK", 1024), ("PDOXUSRS.NET", 13030), ("T.LCK", 0)):
+            (folder / name).write_bytes(b"\x23" * size)
+        words = ["--into", where, "--table", "T", "--map-in-order", *TEXT_LAYOUT]
+        one = self.write_csv("one.csv", [["900", "other"]])
+
+        def others(*words):
+            done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, text=True, env=ENVIRONMENT,
+                                  timeout=60, check=False)
+            return done.returncode, done.stdout + done.stderr
+
+        def wait_until(holds):
+            deadline = time.monotonic() + 60
+            while not holds():
+                self.assertLess(time.monotonic(), deadline)
+                time.sleep(0.01)
+
+        many = self.write_csv("many.csv", [[n * 7919 % 60000, f"name {n}"] for n in range(60000)])
+        writer = subprocess.Popen([KELVORIN, "import", many, *words], stdout=subprocess.PIPE, env=ENVIRONMENT)
+        self.addCleanup(writer.kill)
+        wait_until((folder / "T.DB-journal").exists)  # a look at the table would shut it out
+        writer.send_signal(signal.SIGSTOP)
+        for held in (["dump", where, "T"], ["import", one, *words], ["reindex", where, "T"]):
+            status, said = others(*held)
+            self.assertEqual((status, "in use elsewhere" in said), (3, True), (held, said))
+        writer.send_signal(signal.SIGCONT)
+        self.assertIn(b"60000 imported", writer.communicate(timeout=120)[0])
+        self.assertEqual(writer.returncode, 0)
+
+        # A reader that is held up by its pipe: others read, nobody writes.
+        reader = subprocess.Popen([KELVORIN, "dump", where, "T"], stdout=subprocess.PIPE, env=ENVIRONMENT)
+        self.assertTrue(reader.stdout.readline().startswith(b"ID,NAME"))
+        self.assertEqual(others("dump", where, "T")[0], 0)
+        status, said = others("import", one, *words)
+        self.assertEqual((status, "in use elsewhere" in said), (3, True), said)
+        self.assertEqual(len(reader.stdout.readlines()), 60000)
+        self.assertEqual(others("import", one, *words)[1].split(",")[1], " 0 imported")  # its key is there
+        self.put([self.write_csv("new.csv", [["60000", "new"]])], *words[1::2][:2], *words[4:], imported=1)
+        self.assert_sound(folder, "T")
+        self.assertEqual(dump(where, "T")[-2:], [["59999", "name %d" % next(n for n in range(60000) if n * 7919 % 60000 == 59999)], ["60000", "new"]])
+        self.assertEqual((folder / "PDOXUSRS.LCK").read_bytes(), b"\x23" * 1024)
+
+    def test_batch(self):
+        """A saved job, run as a host does, into a table under a password; what it refuses is told."""
+        folder = self.folder / "b"
+        where = f"Paradox5:{folder}"
+        run(KELVORIN, "create", where, "T", *FIELDS, "--primary", "ID", password="geheim")
+        rows = self.records(1, 60)
+        self.put(self.text_source(rows[:40]), where, "T", "--map-in-order", "--save-as", "Job", "--ini",
+                 self.folder / "j.ini", imported=40, password="geheim")
+        batch = ["batch", "Job", f"IniFile={self.folder / 'j.ini'}", f"DataBaseName={folder}", "ConnectString=Paradox5",
+                 "TableName=T", f"ImportTable={self.write_csv('all.csv', rows)}", "--json"]
+        told = json.loads(run(KELVORIN, *batch, "Password=geheim", check=1))
+        self.assertEqual((told["imported"], told["rejected"]), (20, 40))
+        self.assertEqual(by_value(dump(where, "T", "geheim")), by_value(rows))
+        self.assert_sound(folder, "T", "geheim")
+        told = json.loads(run(KELVORIN, *batch, "Password=Geheim", check=3))
+        self.assertIn("password", told["fatal"])
+
+    def test_what_a_value_loses_is_told(self):
+        """Counted with the first case, or under --exact an error of the record alone."""
+        fields = ["ID:Integer", "D:Date", "C:Currency", "T:Text:4", "B:Boolean", "Y:Binary:4"]
+        lossless = ["1", "2001-02-03", "1.25", "ab", "True", ""]
+        cases = {3: {"D": "2001-02-03 04:05:06", "T": "abcde", "C": "0.12345678901234567891"},
+                 5: {"D": "2001-02-03 04:05:06.0007", "T": "a\u4e2d", "B": "0.5", "C": "0.12345678901234567891"}}
+        refused = {"ID": "-32768", "D": "2001-02-30", "C": "much"}
+        for version, losing in cases.items():
+            where = f"Paradox{version}:{self.folder}/x{version}"
+            names = [field.split(":")[0] for field in (fields if version == 5 else fields[:-1])]
+            rows = [lossless[:len(names)]]
+            for name, value in [*losing.items(), *refused.items()]:
+                rows.append([value if at == name else cell for at, cell in zip(names, lossless)])
+            for exact in (False, True):
+                table = f"E{int(exact)}"
+                run(KELVORIN, "create", where, table, *fields[:len(names)])
+                told = json.loads(run(KELVORIN, "import", *self.text_source(rows), "--into", where, "--table", table,
+                                      "--map-in-order", "--json", *["--exact"] * exact, check=1))
+                with self.subTest(version=version, exact=exact):
+                    self.assertEqual(told["imported"], 1 if exact else 1 + len(losing), told)
+                    self.assertEqual(told["rejected"], len(rows) - told["imported"])
+                    self.assertEqual(told.get("changed_values", 0), 0 if exact else len(losing), told)
+                    if not exact:
+                        self.assertEqual(told["first_changed"], {"line": 2, "field": "D", "was": losing["D"],
+                                                                 "is": losing["D"][:19 if version == 5 else 10]})
+                    self.assertEqual(len(dump(where, table)), told["imported"])
 
     # --- The sample tables in every write mode
 

@@ -316,7 +316,9 @@ TEST_CASE("Paradox: an encrypted table as source, a new one as target") {
       CHECK((*rows)->Update().ok());
     }
     CHECK((*rows)->Close().ok());
-    REQUIRE(rig.Open(to, "Paradox 4.x;")->CreateTable(Two("goods")).ok());
+    for (const char* table : {"goods", "others"})
+      REQUIRE(rig.Open(to, "Paradox 4.x;")->CreateTable(Two(table)).ok());
+    WriteWhole(to + "/PARADOX.LCK", "#");
   }
   rig.control.DataBaseName(to);
   rig.control.ConnectString(contract::TypeConnect::Paradox4);
@@ -330,10 +332,19 @@ TEST_CASE("Paradox: an encrypted table as source, a new one as target") {
   CHECK(rig.control.LastError().find("with its password only") != std::string::npos);
   rig.screen.boxes.clear();
   rig.control.Password("Geheim");
+  rig.control.MultiTable(true);
   rig.InWizard([&](frmKelvorin& form) {
     wizard::WizardControls& c = form.controls;
-    c.EdtFileName.UserText(from + "/stock.db");
+    CHECK(c.CBoxTables.items() == Names{"goods", "others"});
+    WizardRig::Choose(c.CBoxTables, "goods");
+    c.BtnNext.UserClick();
+    CHECK(c.CBoxTypeFormat.items().at(5) == "Paradox 4.x");
+    rig.screen.file = from + "/stock.db";
+    c.BtnBrowseFiles.UserClick();
+    CHECK(rig.screen.dialogs.at(0).filter.find("|Paradox (*.db)|*.db|") != std::string::npos);
     CHECK(form.state().setting.TypeFormat == 6);
+    c.BtnBrowseFiles.UserClick();  // and now opens among tables of its kind
+    CHECK(rig.screen.dialogs.at(1).filter_index == 4);
     CHECK(c.PreviewGrid.headings() == Names{"name", "amount"});
     REQUIRE(c.BtnNext.enabled());
     c.BtnNext.UserClick();
