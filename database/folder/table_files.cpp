@@ -94,8 +94,14 @@ std::string ReadSmallFile(storage::FileSystem& fs, const std::string& path, std:
   return text;
 }
 
+std::unique_ptr<storage::File> MakeOwnFile(storage::FileSystem& fs, const std::string& path) {
+  const os::FileFacts there = fs.Look(path);
+  if (there.kind == os::FileKind::kLink || there.links > 1) fs.Remove(path);
+  return fs.Open(path, os::OpenMode::kCreateOrTruncate);
+}
+
 void WriteWholeFile(storage::FileSystem& fs, const std::string& path, std::string_view contents) {
-  const std::unique_ptr<storage::File> file = fs.Open(path, os::OpenMode::kCreateOrTruncate);
+  const std::unique_ptr<storage::File> file = MakeOwnFile(fs, path);
   file->Write(0, base::AsBytes(contents));
   file->Sync();
 }

@@ -3,6 +3,7 @@
 // of its companions, small files read and written as a whole. Used by the drivers of table files
 // when a table is opened, made or deleted. `extension` is that of a table's file, in small letters.
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +36,10 @@ std::string CompanionPath(const std::string& table_path, std::string_view extens
 
 /// Whole contents of a small file; throws `kCorrupt` when it has more than `max_bytes`.
 std::string ReadSmallFile(storage::FileSystem& fs, const std::string& path, std::size_t max_bytes);
-/// Makes the file, or replaces what it holds, and waits until it is on the disk.
+/// Opens a file that is made anew, or emptied. A link that lies there goes: what it leads to, and
+/// other names of the same file, are somebody else's.
+std::unique_ptr<storage::File> MakeOwnFile(storage::FileSystem& fs, const std::string& path);
+/// Makes the file so, with these contents, and waits until it is on the disk.
 void WriteWholeFile(storage::FileSystem& fs, const std::string& path, std::string_view contents);
 /// Removes the files that are there, up to the first that cannot be; for tidying up after another
 /// failure, which is the one to be told.

@@ -197,7 +197,7 @@ void BuildIndexFile(storage::FileSystem& fs, Table& table, const IndexFileName& 
       NewIndexFile(kind, table_name, table.layout().code_page_mark, tags, places);
   try {
     {
-      const std::unique_ptr<storage::File> made = fs.Open(unnamed, os::OpenMode::kCreateOrTruncate);
+      const std::unique_ptr<storage::File> made = folder::MakeOwnFile(fs, unnamed);
       if (there) made->TakeAccess(*fs.Open(path, os::OpenMode::kRead));
       made->Write(0, base::AsBytes(image));
     }
