@@ -341,6 +341,12 @@ void BlockFile::WriteCounter(std::uint32_t counter) {
   store_->Write(file_, kCounterAt, bytes);
 }
 
+void BlockFile::MarkClosed() {
+  if (!header_.not_closed) return;
+  WriteByte(kModifiedAt, 0);
+  WriteByte(kModified2At, 0);
+}
+
 void BlockFile::WriteCounts() {
   const auto write16 = [&](std::size_t at, std::uint16_t value) {
     std::array<std::byte, 2> bytes;

@@ -91,6 +91,8 @@ class BlockFile {
   void WriteCounts();
   void WriteByte(std::size_t at, std::uint8_t value);
   void WriteCounter(std::uint32_t counter);
+  /// Takes away the mark that somebody did not close the file properly.
+  void MarkClosed();
   /// Something of a block was changed since `set_touched(false)`.
   bool touched() const noexcept { return touched_; }
   void set_touched(bool touched) noexcept { touched_ = touched; }

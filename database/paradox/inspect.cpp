@@ -15,10 +15,9 @@ class Inspection {
       : table_(table), problems_(problems), limit_(problems.size() + kMaxProblems) {}
 
   void Run() {
-    const std::size_t before = problems_.size();
     RecordFile& data = table_.data();
-    if (table_.header().not_closed)  // invariant 1
-      Add(data.blocks(), "its header says that it was not closed properly");
+    CheckClosed(data.blocks());
+    const std::size_t before = problems_.size();
     Guard([&] { CheckChain(data.blocks()); });
     if (problems_.size() > before) return;  // along a broken chain nothing can be said
     if (table_.keyed()) Guard([&] { CheckSorted(data); });
@@ -43,6 +42,11 @@ class Inspection {
     } catch (const Error& error) {
       if (problems_.size() < limit_) problems_.emplace_back(error.status().message());
     }
+  }
+
+  void CheckClosed(const BlockFile& file) {
+    if (file.header().not_closed)  // invariant 1
+      Add(file, "its header says that it was not closed properly");
   }
 
   /// Chain and free list meet every block exactly once, and the counts are theirs.
@@ -86,10 +90,15 @@ class Inspection {
         Add(file.blocks(), *where + ": its key is not above the one before it");
     if (file.tree() == nullptr) return;
     BlockFile& tree = file.tree()->blocks();
+    CheckClosed(tree);
     if (!file.tree_is_current()) {  // invariant 7
-      Add(tree, "it is out of date: its stamp is " + std::to_string(tree.header().stamp) +
-                    ", that of its data file's state is " +
-                    std::to_string(StampFor(file.header().changes, file.header().sort_order)));
+      const std::uint8_t stamp = StampFor(file.header().changes, file.header().sort_order);
+      if (tree.header().stamp != stamp)
+        Add(tree, "it is out of date: its stamp is " + std::to_string(tree.header().stamp) +
+                      ", that of its data file's state is " + std::to_string(stamp));
+      else if (!tree.header().not_closed && !file.header().not_closed)
+        Add(tree, "it has " + std::to_string(tree.counts().levels) + " levels for " +
+                      std::to_string(file.counts().records) + " records");
       return;
     }
     const std::size_t before = problems_.size();
@@ -156,6 +165,7 @@ class Inspection {
   /// The entries are exactly those of the table's records.
   void CheckSecondary(SecondaryIndex& index) {
     RecordFile& file = index.file();
+    CheckClosed(file.blocks());
     const std::size_t before = problems_.size();
     CheckChain(file.blocks());
     if (problems_.size() == before) CheckSorted(file);

@@ -14,7 +14,8 @@ void RecordFile::AttachTree(storage::Store& store, storage::FileNo file) {
   tree_.emplace(store, file, order_);
   const Header& own = header();
   tree_current_ = tree_->blocks().header().stamp == StampFor(own.changes, own.sort_order) &&
-                  !own.not_closed && tree_->empty() == (own.counts.records == 0);
+                  !own.not_closed && !tree_->blocks().header().not_closed &&
+                  tree_->empty() == (own.counts.records == 0);
 }
 
 base::ByteSpan RecordFile::View(Place at) {
@@ -258,6 +259,16 @@ void RecordFile::RebuildTree() {
   tree_current_ = true;
 }
 
+void RecordFile::CountRecords() {
+  std::uint32_t total = 0;
+  for (BlockNo block = blocks_.counts().first; block != 0; block = blocks_.NextBlock(block))
+    total += blocks_.Head(block).records;
+  if (total == blocks_.counts().records && !header().not_closed) return;
+  blocks_.counts().records = total;
+  blocks_.set_touched(true);
+  blocks_.WriteCounts();  // so that there is a group
+}
+
 void RecordFile::FinishGroup() {
   if (!blocks_.touched()) return;
   const Header& own = header();
@@ -268,7 +279,9 @@ void RecordFile::FinishGroup() {
   // index for current by these numbers.
   blocks_.WriteByte(kChangesAt, changes);
   if (!own.is_new()) blocks_.WriteCounter(own.counter + 1);
+  blocks_.MarkClosed();
   if (!tree_) return;
+  tree_->blocks().MarkClosed();
   tree_->blocks().WriteByte(kStampAt, StampFor(changes, own.sort_order));
   tree_->blocks().WriteCounter(tree_->blocks().header().counter + 1);
 }

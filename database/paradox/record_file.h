@@ -58,6 +58,9 @@ class RecordFile {
   /// Whether each record's key is above the one before it; names the first that is not.
   std::optional<std::string> WhereOutOfOrder();
 
+  /// Takes the header's count of records anew from the chain.
+  void CountRecords();
+
   /// Puts counts, change count and stamp into the headers, when something changed.
   void FinishGroup();
 

@@ -114,7 +114,11 @@ void Table::OpenSecondaries() {
     if (!IsSecondary(extension)) continue;
     try {
       const storage::FileNo file = store_->Attach(companion.path, {.role = RoleOf(extension)});
-      if (!SecondaryIndex::IsMaintained(BlockFile(*store_, file).header().type)) continue;
+      const FileType type = BlockFile(*store_, file).header().type;
+      if (type == FileType::kLooseField || type == FileType::kLooseGroup) continue;
+      if (!SecondaryIndex::IsMaintained(type))
+        Throw(Code::kCorrupt, ErrorNumber::kCorrupt,
+              "file '" + companion.path + "' is no secondary index");
       const std::string& tree = companions_.Find("Y" + extension.substr(1));
       if (tree.empty())
         Throw(Code::kNotFound, ErrorNumber::kFileNotFound,
@@ -138,11 +142,15 @@ void Table::ReadRules() {
   constexpr std::size_t kValues = 6;
   const std::string& file = companions_.Find("VAL");
   if (file.empty() || !header().is_new()) return;
-  const std::unique_ptr<storage::File> rules =
-      store_->file_system().Open(file, os::OpenMode::kRead);
-  std::vector<std::byte> bytes(
-      static_cast<std::size_t>(std::min<std::uint64_t>(rules->Size(), kMaxBytes)));
-  bytes.resize(rules->Read(0, bytes));
+  std::vector<std::byte> bytes;
+  try {
+    const std::unique_ptr<storage::File> rules =
+        store_->file_system().Open(file, os::OpenMode::kRead);
+    bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(rules->Size(), kMaxBytes)));
+    bytes.resize(rules->Read(0, bytes));
+  } catch (const Error& error) {
+    return Refuse("its validity checks cannot be read: " + std::string(error.status().message()));
+  }
   base::ByteReader in(bytes);
   const std::uint8_t structure = in.U8();
   in.Skip(1);
@@ -271,11 +279,13 @@ void Table::InBracket(F&& change) {
 /// Before the first change: indexes that do not belong to this state of the table are made anew.
 void Table::MakeReady() {
   if (ready_) return;
+  const bool left_open = header().not_closed;
+  if (left_open && !keyed()) InBracket([&] { data_->CountRecords(); });
   if (data_->tree() != nullptr && !data_->tree_is_current())
     InBracket([&] { data_->RebuildTree(); });
   for (SecondaryIndex& index : indexes_) {
-    const bool current =
-        index.file().tree_is_current() && index.file().counts().records == data_->counts().records;
+    const bool current = !left_open && index.file().tree_is_current() &&
+                         index.file().counts().records == data_->counts().records;
     if (!current) InBracket([&] { FillIndex(index); });
   }
   ready_ = true;
@@ -331,6 +341,7 @@ void Table::RequireCurrent(SecondaryIndex& index) {
 
 void Table::Reindex() {
   InBracket([&] {
+    if (!keyed()) data_->CountRecords();
     if (data_->tree() != nullptr) data_->RebuildTree();
     for (SecondaryIndex& index : indexes_) FillIndex(index);
   });

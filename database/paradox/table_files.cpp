@@ -36,8 +36,15 @@ Companions::Companions(storage::FileSystem& fs, const std::string& table_path) {
     const bool left = base::BaseNamePart(a) == stem, right = base::BaseNamePart(b) == stem;
     return left != right ? left : a < b;
   });
+  // Files of another table whose name differs in its letters' case are that one's.
+  const auto is_another = [&](std::string_view other) {
+    return other != stem && std::any_of(entries.begin(), entries.end(), [&](const auto& entry) {
+             return WithoutExtension(entry) == other && entry.size() != other.size();
+           });
+  };
   for (const std::string& entry : entries) {
-    if (!base::EqualAnyCase(base::BaseNamePart(entry), stem)) continue;
+    const std::string_view name = base::BaseNamePart(entry);
+    if (!base::EqualAnyCase(name, stem) || is_another(name)) continue;
     std::string extension = base::UpperAscii(base::ExtensionPart(entry));
     const bool named = std::find(kNamed.begin(), kNamed.end(), extension) != kNamed.end();
     if (!named && !IsIndexFile(extension, 'X') && !IsIndexFile(extension, 'Y')) continue;

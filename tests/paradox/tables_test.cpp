@@ -1,6 +1,8 @@
 // What is peculiar to this format: companions that are missing or out of date, passwords, what
 // cannot be made, blobs that take the room of others, orders of keys.
 
+#include "base/M_FILE.h"
+#include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "tests/paradox/paradox_support.h"
 #include "tests/storage/support/memory_files.h"
@@ -86,6 +88,13 @@ TEST_CASE("companions that are missing or out of date") {
     CHECK(rebuilt.ok() == (gone == std::string_view("PX")));
     if (rebuilt.ok()) CheckSound(*folder);
   }
+  {  // Another file in an index's place.
+    MemoryFileSystem disk;
+    MakePeople(disk);
+    disk.Put("/d/T.X02", disk.Contents("/d/T.PX"));
+    auto set = Folder("/d", kConnect, disk).Open("T");
+    CHECK(set->Def().WhyReadOnly.find("T.X02' is no secondary index") != std::string::npos);
+  }
   // A wrong stamp: the index is not asked, and made anew by the first change.
   MemoryFileSystem disk;
   MakePeople(disk);
@@ -102,6 +111,61 @@ TEST_CASE("companions that are missing or out of date") {
   CHECK_FALSE(set->NoMatch());
   REQUIRE(Append(*set, {"777", "new", "<null>"}).ok());
   REQUIRE(set->Close().ok());
+  CheckSound(*folder);
+}
+
+TEST_CASE("what was not closed properly is put right by the first change") {
+  const Pages pages;
+  for (const char* file : {"DB", "PX", "X02", "Y02"}) {
+    CAPTURE(std::string(file));
+    const std::string path = std::string("/d/T.") + file;
+    MemoryFileSystem disk;
+    MakePeople(disk);
+    std::string bytes = disk.Contents(path);
+    bytes[0x14] = 1;
+    disk.Put(path, bytes);
+    Folder folder("/d", kConnect, disk);
+    const auto told = folder->Inspect("T");
+    REQUIRE(told.ok());
+    REQUIRE(told->size() == 1);
+    CHECK(told->front().find(path + "': its header says that it was not closed") !=
+          std::string::npos);
+    auto set = folder.Open("T");
+    REQUIRE(Append(*set, {"777", "new", "<null>"}).ok());
+    REQUIRE(set->Close().ok());
+    CheckSound(*folder);
+    CHECK(disk.Contents(path)[0x14] == 0);
+  }
+  // Without a key nothing but the count of records can be wrong.
+  MemoryFileSystem disk;
+  Folder folder("/d", kConnect, disk);
+  folder.Make(MakeTable("U", {MakeField("A", kText, 3)}));
+  folder.Fill("U", {{"a"}, {"b"}});
+  std::string bytes = disk.Contents("/d/U.DB");
+  bytes[0x06] = 9;
+  bytes[0x2A] = 1;
+  disk.Put("/d/U.DB", bytes);
+  CHECK(folder->Inspect("U")->size() == 2);
+  REQUIRE(folder->RebuildIndexes("U").ok());
+  CHECK(folder->Inspect("U")->empty());
+}
+
+TEST_CASE("files that are another's stay another's") {
+  const Pages pages;
+  MemoryFileSystem disk;
+  // A name that leads elsewhere, where a table is being made.
+  disk.Put("/d/mine", "precious");
+  disk.Link("/d/mine", "/d/T.DB-new");
+  MakePeople(disk);
+  CHECK(disk.Contents("/d/mine") == "precious");
+  // Two tables whose names differ in the case of a letter.
+  Folder folder("/d", kConnect, disk);
+  for (const char* extension : {"DB", "PX", "X02", "Y02"})
+    disk.Put(std::string("/d/t.") + base::LowerAscii(extension),
+             disk.Contents(std::string("/d/T.") + extension));
+  CHECK(folder->FindTableDef("t")->WhyReadOnly.find("t.mb' is missing") != std::string::npos);
+  REQUIRE(folder->DeleteTable("t").ok());
+  CHECK(folder.ReadAll("T").size() == 500);
   CheckSound(*folder);
 }
 
@@ -315,6 +379,10 @@ TEST_CASE("who writes a table shuts out everybody else, left-over lock files nob
   REQUIRE(set->Close().ok());
   CHECK(elsewhere.ReadAll("T").size() == 1);
   CHECK(ReadWhole(temp.File("PARADOX.LCK")).size() == 110);
+  // Validity checks that cannot be read may forbid something.
+  REQUIRE(base::MakeFolders(temp.File("T.VAL")).ok());
+  CHECK(here.ReadAll("T").size() == 1);
+  CHECK(here->FindTableDef("T")->WhyReadOnly.find("checks cannot be read") != std::string::npos);
 }
 
 TEST_CASE("characters of a table that the host's page lacks are replaced and counted") {
