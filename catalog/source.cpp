@@ -14,11 +14,6 @@ namespace {
 constexpr std::int32_t kNewestParadox = 6;
 constexpr std::int32_t kNewestXbase = 13;
 
-bool IsText(std::int32_t kind) noexcept {
-  const SourceKind* row = FindSourceKind(kind);
-  return row != nullptr && row->family == Family::kText;
-}
-
 // The kind that a file's extension stands for; 0 for text.
 std::int32_t KindOfExtension(std::string_view path) noexcept {
   const std::string_view extension = base::ExtensionPart(path);
@@ -64,7 +59,7 @@ void LoadSource(const settings::ImportSetting& setting, Source& source) {
   if (setting.TypeFormat == contract::kOdbc)
     source.SourceConnectString = setting.SourceConnectString;
   source.file_name = setting.SourceTableName;
-  if (!IsText(setting.TypeFormat)) return;
+  if (!contract::IsTextKind(setting.TypeFormat)) return;
   if (!setting.SourceDBName.empty())
     source.file_name = base::FolderExists(setting.SourceDBName)
                            ? base::JoinPath(setting.SourceDBName, setting.SourceTableName)
@@ -73,7 +68,7 @@ void LoadSource(const settings::ImportSetting& setting, Source& source) {
 }
 
 void StoreSource(const Source& source, settings::ImportSetting& setting) {
-  const bool text = IsText(setting.TypeFormat);
+  const bool text = contract::IsTextKind(setting.TypeFormat);
   setting.SourceDBName = text ? source.file_name : source.SourceDBName;
   setting.SourceTableName = text ? std::string() : source.file_name;
   setting.SourceConnectString = source.SourceConnectString;

@@ -51,7 +51,7 @@ std::optional<std::int16_t> ParseKind(std::string_view text,
 }  // namespace
 
 std::optional<std::string_view> ConnectTypeName(std::int16_t kind) noexcept {
-  if (kind < 3 || kind > 14) return std::nullopt;
+  if (kind < kAccess || kind > kOdbc) return std::nullopt;
   return Row(kind)->type_word;
 }
 

@@ -57,24 +57,31 @@ std::string_view FileTypeFormatName(std::int16_t kind) noexcept;
 std::optional<std::int16_t> ParseTypeConnect(std::string_view text) noexcept;
 std::optional<std::int16_t> ParseFileTypeFormat(std::string_view text) noexcept;
 
-// Families of source kinds, on the raw number as settings store it.
-constexpr bool IsTextKind(std::int16_t kind) noexcept {
-  return kind >= 0 && kind <= 2;
-}
-constexpr bool IsParadoxKind(std::int16_t kind) noexcept {
-  return kind >= 4 && kind <= 6;
-}
-constexpr bool IsXbaseKind(std::int16_t kind) noexcept {
-  return kind >= 7 && kind <= 13;
-}
-constexpr bool IsTableFileKind(std::int16_t kind) noexcept {
-  return kind >= 4 && kind <= 13;
-}
-constexpr bool IsKnownKind(std::int16_t kind) noexcept {
-  return kind >= 0 && kind <= 14;
-}
-
-inline constexpr std::int16_t kAccess = 3;
+// Source kinds as the raw numbers that settings store, which need not be a member's.
+inline constexpr std::int16_t kDelimitedText = 0;
+inline constexpr std::int16_t kFixedWidthText = 1;
+inline constexpr std::int16_t kHtmlTags = 2;
+inline constexpr std::int16_t kAccess = 3;  // the first of the databases
+inline constexpr std::int16_t kParadox3 = 4;
+inline constexpr std::int16_t kParadox5 = 6;
+inline constexpr std::int16_t kDbase3 = 7;
+inline constexpr std::int16_t kFoxPro30 = 13;
 inline constexpr std::int16_t kOdbc = 14;
+
+constexpr bool IsTextKind(std::int32_t kind) noexcept {
+  return kind >= kDelimitedText && kind <= kHtmlTags;
+}
+constexpr bool IsParadoxKind(std::int32_t kind) noexcept {
+  return kind >= kParadox3 && kind <= kParadox5;
+}
+constexpr bool IsXbaseKind(std::int32_t kind) noexcept {
+  return kind >= kDbase3 && kind <= kFoxPro30;
+}
+constexpr bool IsTableFileKind(std::int32_t kind) noexcept {
+  return kind >= kParadox3 && kind <= kFoxPro30;
+}
+constexpr bool IsKnownKind(std::int32_t kind) noexcept {
+  return kind >= kDelimitedText && kind <= kOdbc;
+}
 
 }  // namespace kelvorin::contract

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "contract/enums.h"
 #include "engine/error_policy.h"
 #include "engine/field_assignment.h"
 #include "engine/field_plan.h"
@@ -102,7 +103,7 @@ class ImportRun final : private database::RowReceiver {
     return reject_file_ != nullptr || in_.options.observer != nullptr;
   }
 
-  bool is_table() const noexcept { return setting_.TypeFormat >= 3; }
+  bool is_table() const noexcept { return !contract::IsTextKind(setting_.TypeFormat); }
   bool updates_in_order() const noexcept {
     return mode_ == WriteMode::kInOrder && !appending_after_end_;
   }

@@ -67,7 +67,7 @@ std::string FileOf(const database::Recordset& set) {
 
 std::vector<JobFile> FilesRead(const RunInputs& inputs) {
   std::vector<JobFile> files;
-  const bool text = contract::IsTextKind(static_cast<std::int16_t>(inputs.setting.TypeFormat));
+  const bool text = contract::IsTextKind(inputs.setting.TypeFormat);
   if (text) {
     files.push_back({inputs.source.file_name, "the import file"});
   } else if (inputs.setting.TypeFormat != contract::kOdbc) {
@@ -145,7 +145,7 @@ Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
   reads_rejects = false;
   const std::vector<JobFile> written = FilesWritten(inputs);
   std::vector<JobFile> kept = FilesRead(inputs);
-  const bool text = contract::IsTextKind(static_cast<std::int16_t>(inputs.setting.TypeFormat));
+  const bool text = contract::IsTextKind(inputs.setting.TypeFormat);
   const std::size_t sources = kept.size();
   if (inputs.target.database != nullptr && !inputs.target.database->IsOdbc())
     AddDatabase(std::string(inputs.target.database->Name()), "the target", kept);

@@ -16,8 +16,8 @@ using textsource::RecordReader;
 using textsource::SplitRules;
 
 bool ReadsByConversion(const settings::ImportSetting& setting) {
-  return contract::IsTextKind(static_cast<std::int16_t>(setting.TypeFormat)) &&
-         !setting.OemConvert && base::AnsiPage().is_utf8();
+  return contract::IsTextKind(setting.TypeFormat) && !setting.OemConvert &&
+         base::AnsiPage().is_utf8();
 }
 
 textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) {
@@ -27,10 +27,10 @@ textsource::RecordFormat RecordFormatOf(const settings::ImportSetting& setting) 
   format.length = setting.RecLength;
   format.gap = setting.RecGap;
   format.any_line_end = setting.AnyLineEnd != 0 && format.code == textsource::separator_code::kLf;
-  format.html_rows = setting.TypeFormat == 2 && setting.HtmlCells != 0;
+  format.html_rows = setting.TypeFormat == contract::kHtmlTags && setting.HtmlCells != 0;
   // Bytes of the OEM page stay as they are until each value is converted.
   if (!setting.OemConvert) format.page = setting.AnsiPage;
-  if (setting.TypeFormat == 0) {
+  if (setting.TypeFormat == contract::kDelimitedText) {
     format.separators = setting.SeparatorSet;
     if (setting.QuotedLineEnds != 0) format.quote = setting.DelimiterChar;
   }
@@ -41,9 +41,9 @@ SplitRules SplitRulesOf(const settings::ImportSetting& setting,
                         const textsource::BreakList& breaks) {
   SplitRules rules = [&] {
     switch (setting.TypeFormat) {
-      case 1:
+      case contract::kFixedWidthText:
         return SplitRules::Fixed(breaks, setting.OemConvert);
-      case 2:
+      case contract::kHtmlTags:
         return setting.HtmlCells != 0 ? SplitRules::HtmlCells() : SplitRules::HtmlTags();
       default:
         return SplitRules::Delimited(setting.SeparatorSet, setting.DelimiterChar,

@@ -109,7 +109,7 @@ Status Job::MapFields(const mapping::MapRequest& request) {
     if (!names.ok()) return names.status();
     Status mapped = mapping::ApplyRequest(request, state_.target.fields, *names, FixedBreaks(),
                                           setting.FieldMap);
-    const bool text = contract::IsTextKind(static_cast<std::int16_t>(setting.TypeFormat));
+    const bool text = contract::IsTextKind(setting.TypeFormat);
     if (mapped.code() != Code::kNotFound || whole_file || !text) return mapped;
   }
   return Status();

@@ -120,7 +120,7 @@ Status Job::CloseSource() {
 }
 
 const textsource::BreakList* Job::FixedBreaks() const noexcept {
-  return state_.setting.TypeFormat == 1 ? &state_.breaks : nullptr;
+  return state_.setting.TypeFormat == contract::kFixedWidthText ? &state_.breaks : nullptr;
 }
 
 // --- Names of the source's fields
@@ -188,7 +188,8 @@ std::string Job::SkippedLines() const {
   constexpr std::int32_t kMostLines = 1000;
   const settings::ImportSetting& setting = state_.setting;
   std::string lines;
-  if (setting.TypeFormat >= 3 || setting.StartingLine < 2 || setting.StartingLine > kMostLines)
+  if (!contract::IsTextKind(setting.TypeFormat) || setting.StartingLine < 2 ||
+      setting.StartingLine > kMostLines)
     return lines;
   auto reader =
       textsource::RecordReader::Open(state_.source.file_name, engine::RecordFormatOf(setting));

@@ -136,7 +136,8 @@ void frmAdvanced::Fill(const settings::ImportSetting& setting,
   if (RBtnNoSeparator.value()) EdtRecLength.SetText(base::ToDecimal(setting.RecLength));
 
   CBoxQuotedLineEnds.SetValue(setting.QuotedLineEnds != 0);
-  CBoxQuotedLineEnds.SetEnabled(setting.TypeFormat == 0 && setting.UseDelimiter);
+  CBoxQuotedLineEnds.SetEnabled(setting.TypeFormat == contract::kDelimitedText &&
+                                setting.UseDelimiter);
   CBoxOem2Ansi.SetValue(setting.OemConvert);
   CBoxUpper.SetValue(setting.Upper);
   CBoxLower.SetValue(setting.Lower);
@@ -144,7 +145,7 @@ void frmAdvanced::Fill(const settings::ImportSetting& setting,
   Enable(!setting.AllLines, {&EdtNbLineMax, &LblNbLinesToImport});
   EdtNbLineMax.SetText(base::ToDecimal(setting.MaxLines));
   EdtStartLine.SetText(base::ToDecimal(setting.StartingLine));
-  if (setting.TypeFormat > 2) {
+  if (!contract::IsTextKind(setting.TypeFormat)) {
     FrameRecSep.SetEnabled(false);
     for (Control* separator : separators) separator->SetEnabled(false);
     EdtRecLength.SetEnabled(false);
@@ -293,7 +294,7 @@ void frmAdvanced::FillValueOptions(const settings::ImportSetting& setting) {
   EdtNullText.SetText(setting.NullText);
   CBoxTrim.SetValue(setting.Trim != 0);
   CBoxExact.SetValue(setting.ExactValues != 0);
-  const bool text = setting.TypeFormat < 3;
+  const bool text = contract::IsTextKind(setting.TypeFormat);
   Enable(text, {&CBoxAnsiPage, &LblAnsiPage, &CBoxTrim});
   GrdSample.SetVisible(text);
 }

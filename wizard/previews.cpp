@@ -105,7 +105,7 @@ void frmKelvorin::TakeSample() {
 void frmKelvorin::RefreshPreview() {
   if (!IsText()) {
     UpdateSrcTablePreview();
-  } else if (state().setting.TypeFormat == 1) {
+  } else if (state().setting.TypeFormat == contract::kFixedWidthText) {
     UpdateFixedPreview();
   } else {
     UpdateVarPreview();

@@ -9,6 +9,7 @@
 #include "base/M_Const.h"
 #include "base/M_STRING.h"
 #include "base/code_page.h"
+#include "contract/enums.h"
 #include "engine/field_plan.h"
 #include "engine/source_reader.h"
 #include "mapping/field_mapping.h"
@@ -98,7 +99,7 @@ PreviewTable CutSample(const TextSample& sample, const settings::ImportSetting& 
   for (const std::string& record : sample.records) {
     std::string copy = record;
     unclosed.push_back(rules.LeavesDelimiterOpen(record));
-    if (setting.TypeFormat == 1) {
+    if (setting.TypeFormat == contract::kFixedWidthText) {
       if (base::CountCharacters(record) != record.size()) ++table.wide;
       const std::string_view kept = base::CutToCharacters(record, last_break);
       if (!base::Trim(std::string_view(record).substr(kept.size())).empty()) ++table.behind;
@@ -175,9 +176,10 @@ Result<PreviewTable> ReadTable(database::Database& database, std::string_view ta
 
 std::string LayoutText(const settings::ImportSetting& setting) {
   const char* const kEnds[] = {"CR LF", "CR", "LF", "other record separator", "fixed length"};
-  std::string text = setting.TypeFormat == 0
-                         ? Tr("Delimited text") + ", " + SeparatorNames(setting)
-                         : Tr(setting.TypeFormat == 1 ? "Fixed-width text" : "HTML tags");
+  std::string text =
+      setting.TypeFormat == contract::kDelimitedText
+          ? Tr("Delimited text") + ", " + SeparatorNames(setting)
+          : Tr(setting.TypeFormat == contract::kFixedWidthText ? "Fixed-width text" : "HTML tags");
   if (setting.RecSeparator >= 0 && setting.RecSeparator <= 4)
     text += ", " + Tr(kEnds[setting.RecSeparator]);
   return text;

@@ -106,7 +106,8 @@ void frmKelvorin::ConnectControls() {
 
   c.CBoxDelimiter.SetItems({"\"", "'", Tr("(none)")});
   c.CBoxTypeFormat.Clear();
-  for (int kind = 0; kind < 15; ++kind) c.CBoxTypeFormat.AddItem(Tr(kKindNames[kind]), kind);
+  for (std::int16_t kind = contract::kDelimitedText; kind <= contract::kOdbc; ++kind)
+    c.CBoxTypeFormat.AddItem(Tr(kKindNames[kind]), kind);
   FillMapping({});
   c.PreviewGrid.Fill({}, {});
   for (Control* frame :

@@ -20,7 +20,7 @@ WizardStep LayoutStep(std::int32_t kind) noexcept {
 }  // namespace
 
 bool frmKelvorin::IsText() const noexcept {
-  return state().setting.TypeFormat < 3;
+  return contract::IsTextKind(state().setting.TypeFormat);
 }
 
 void frmKelvorin::GoTo(WizardStep step) {
@@ -93,7 +93,8 @@ void frmKelvorin::ShowCurrentStep() {
                            (step == WizardStep::kSource && !text));
   c.PreviewFixed.SetVisible(step == WizardStep::kBreaks);
   c.LblStatus.SetVisible(step != WizardStep::kTarget);
-  c.CBoxHeader.SetVisible(step != WizardStep::kTarget && text && state().setting.TypeFormat != 2);
+  c.CBoxHeader.SetVisible(step != WizardStep::kTarget && text &&
+                          state().setting.TypeFormat != contract::kHtmlTags);
   c.CBoxHeader.SetEnabled(steps_.loaded);
   ShowHeader();
   c.CBoxSourceFields.SetVisible(step == WizardStep::kMapping);

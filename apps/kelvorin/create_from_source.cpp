@@ -319,7 +319,7 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
 
   std::vector<FieldDef> fields;
   std::vector<IndexDef> indexes;
-  KV_TRY(contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat))
+  KV_TRY(contract::IsTextKind(job.setting.TypeFormat)
              ? MeasureText(job, fields)
              : ReadTableFields(job, source_password, *open->engine, fields, indexes));
   TableDef wanted;
@@ -330,7 +330,7 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   const auto is_void = [](const FieldDef& field) {
     return field.Type == TypeCode::kText && field.Size == 0;
   };
-  const bool is_text = contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat));
+  const bool is_text = contract::IsTextKind(job.setting.TypeFormat);
   std::size_t voids = 0;
   for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
     if (values::IsBinary(fields[i].Type)) continue;

@@ -25,7 +25,7 @@ Result<DatabaseArgument> RequireDatabase(std::string_view text) {
   const std::optional<DatabaseArgument> argument = ParseDatabase(text);
   if (argument && !argument->database.empty()) return *argument;
   std::string kinds;
-  for (std::int16_t kind = 3; kind <= 14; ++kind)
+  for (std::int16_t kind = contract::kAccess; kind <= contract::kOdbc; ++kind)
     kinds += (kinds.empty() ? "" : ", ") + std::string(contract::TypeConnectName(kind));
   return Status(
       Code::kInvalidArgument,

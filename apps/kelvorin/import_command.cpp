@@ -102,8 +102,7 @@ job::Request RequestOf(const ImportOptions& options, const catalog::TargetAddres
                        ImportJob& job) {
   if (job.map.empty()) {
     const bool has_names =
-        !contract::IsTextKind(static_cast<std::int16_t>(job.setting.TypeFormat)) ||
-        job.setting.StartingLine >= 2;
+        !contract::IsTextKind(job.setting.TypeFormat) || job.setting.StartingLine >= 2;
     job.map.rest =
         has_names ? mapping::MapRequest::Rest::kByName : mapping::MapRequest::Rest::kInOrder;
   }

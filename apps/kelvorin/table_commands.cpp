@@ -316,7 +316,7 @@ int Sources(const TableOptions& options) {
   if (!sources.ok()) return Report(kFatal, sources.status());
   ordered_json kinds = ordered_json::array();
   ColumnTable columns({"kind", "connect word", "in this build"});
-  for (std::int16_t kind = 3; kind <= 14; ++kind) {
+  for (std::int16_t kind = contract::kAccess; kind <= contract::kOdbc; ++kind) {
     const std::string name(contract::TypeConnectName(kind));
     const std::string word(contract::ConnectTypeName(kind).value_or(""));
     const bool available = engine.HasDriver(word);
