@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -19,6 +20,16 @@ namespace {
 
 std::error_code Last() noexcept {
   return {errno, std::generic_category()};
+}
+
+std::atomic<ChangeFault> change_fault{nullptr};
+
+/// The first thing that a changing call does: false, with the error, when it shall fail.
+bool MayChange(Change change, std::error_code& error) noexcept {
+  error.clear();
+  const ChangeFault fault = change_fault.load(std::memory_order_relaxed);
+  if (fault != nullptr) error = fault(change);
+  return !error;
 }
 
 /// Repeats a call that a signal interrupted.
@@ -110,6 +121,10 @@ std::string FollowLinks(std::string path, std::error_code& error) {
 
 }  // namespace
 
+void SetChangeFault(ChangeFault fault) noexcept {
+  change_fault.store(fault, std::memory_order_relaxed);
+}
+
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), limit_(other.limit_) {}
 
@@ -132,6 +147,7 @@ FileHandle FileHandle::Open(const std::string& path, OpenMode mode, std::error_c
                             bool only_owner, Accept accept) {
   error.clear();
   FileHandle handle;
+  if (mode != OpenMode::kRead && !MayChange(Change::kOpen, error)) return handle;
   const bool regular = accept == Accept::kRegular;
   struct stat facts {};
   // Looked at before it is opened, because opening alone moves some devices; and again after.
@@ -213,7 +229,7 @@ std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
 
 void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
                          std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kWrite, error)) return;
   if (!FitsOffset(offset, in.size(), error) || !WithinLimit(offset + in.size(), error)) return;
   while (!in.empty()) {
     const ssize_t count =
@@ -229,7 +245,7 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
 
 void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const std::byte>> parts,
                          std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kWrite, error)) return;
   std::size_t size = 0;
   for (const std::span<const std::byte> part : parts) size += part.size();
   if (!FitsOffset(offset, size, error) || !WithinLimit(offset + size, error)) return;
@@ -259,7 +275,7 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const s
 }
 
 void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kWrite, error)) return;
   if (limit_ != ~std::uint64_t{0}) {
     // Only under a limit is it worth asking where the writing goes.
     const int flags = ::fcntl(fd_, F_GETFL);
@@ -278,12 +294,13 @@ void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) no
 }
 
 void FileHandle::Truncate(std::uint64_t size, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kTruncate, error)) return;
   if (!FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) != 0) error = Last();
 }
 
 void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
+  if (!MayChange(Change::kReserve, error)) return;
   const std::uint64_t now = Size(error);
   if (error || size <= now || !FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] {
@@ -297,7 +314,7 @@ void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
 }
 
 void FileHandle::Sync(std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kSync, error)) return;
   // The length is synced too where the data needs it; times of change are not worth a second write.
   if (Retry([&] { return ::fdatasync(fd_); }) != 0) error = Last();
 }
@@ -379,12 +396,12 @@ std::string RealPath(const std::string& path, std::error_code& error) {
 }
 
 void Remove(const std::string& path, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kRemove, error)) return;
   if (::unlink(path.c_str()) != 0) error = Last();
 }
 
 std::string MakePrivateFolder(const std::string& start, std::error_code& error) {
-  error.clear();
+  if (!MayChange(Change::kOpen, error)) return {};
   std::string path = start + "XXXXXX";
   if (::mkdtemp(path.data()) != nullptr) return path;
   error = Last();
@@ -392,17 +409,17 @@ std::string MakePrivateFolder(const std::string& start, std::error_code& error) 
 }
 
 void RemoveFolder(const std::string& path, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kRemove, error)) return;
   if (::rmdir(path.c_str()) != 0) error = Last();
 }
 
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kRename, error)) return;
   if (::rename(from.c_str(), to.c_str()) != 0) error = Last();
 }
 
 void MakeFolders(const std::string& path, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kOpen, error)) return;
   for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     const std::string folder = path.substr(0, slash);
     if (::mkdir(folder.c_str(), 0777) != 0 && !IsFolder(folder)) {
@@ -434,7 +451,7 @@ std::vector<std::string> List(const std::string& folder, std::error_code& error)
 }
 
 void SyncFolder(const std::string& folder, std::error_code& error) noexcept {
-  error.clear();
+  if (!MayChange(Change::kSync, error)) return;
   const char* const name = folder.empty() ? "." : folder.c_str();
   const int fd = Retry([&] { return ::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (fd < 0) {

@@ -98,6 +98,14 @@ class FileHandle {
   std::uint64_t limit_ = ~std::uint64_t{0};  // bytes; of the process, as of the opening
 };
 
+/// What can fail on a disk that is full, broken or protected.
+enum class Change : std::uint8_t { kOpen, kWrite, kTruncate, kReserve, kSync, kRename, kRemove };
+/// Asked before every call that changes a file or folder; an error that it answers becomes the
+/// call's own, and nothing is changed. For tests, which walk a failure through everything that is
+/// written: tables, logs, reject files, settings. A null pointer, as at the start, asks nobody.
+using ChangeFault = std::error_code (*)(Change change) noexcept;
+void SetChangeFault(ChangeFault fault) noexcept;
+
 /// The folder part of a path: "." for a bare name, "/" for what lies at the root.
 std::string FolderOf(const std::string& path);
 bool Exists(const std::string& path) noexcept;

@@ -1,7 +1,6 @@
-#include <cerrno>
-#include <initializer_list>
 #include <utility>
 
+#include "base/file_status.h"
 #include "os/files.h"
 #include "os/system.h"
 #include "storage/file.h"
@@ -11,16 +10,7 @@ namespace {
 
 [[noreturn]] void Fail(const std::error_code& error, const std::string& path,
                        const std::string& doing) {
-  Code code = Code::kIo;
-  if (error == std::errc::no_space_on_device || error == std::errc::file_too_large ||
-      error.value() == EDQUOT) {
-    code = Code::kNoSpace;
-  } else if (error == std::errc::no_such_file_or_directory) {
-    code = Code::kNotFound;
-  } else if (error == std::errc::file_exists) {
-    code = Code::kAlreadyExists;
-  }
-  throw Error(code, path + ": " + doing + ": " + error.message());
+  throw Error(base::CodeOf(error), path + ": " + doing + ": " + error.message());
 }
 
 std::string At(std::uint64_t offset, std::size_t size) {
@@ -106,14 +96,8 @@ class RealFiles final : public FileSystem {
     if (error == std::errc::operation_not_supported)
       throw Error(Code::kIo, path + ": is no file that can be opened here but a pipe or a device");
     if (!error) return std::make_unique<RealFile>(path, std::move(handle));
-    if (mode != os::OpenMode::kRead) {
-      for (const std::errc refusal :
-           {std::errc::permission_denied, std::errc::read_only_file_system,
-            std::errc::operation_not_permitted}) {
-        if (error == refusal)
-          throw Error(Code::kReadOnly, path + ": opening for writing: " + error.message());
-      }
-    }
+    if (mode != os::OpenMode::kRead && base::CodeOf(error, true) == Code::kReadOnly)
+      throw Error(Code::kReadOnly, path + ": opening for writing: " + error.message());
     Fail(error, path, "opening");
   }
   bool Exists(const std::string& path) override { return os::Exists(path); }

@@ -7,6 +7,7 @@
 #include <limits>
 #include <string_view>
 
+#include "values/decimal_digits.h"
 #include "values/number_text.h"
 #include "values/significant_digits.h"
 
@@ -85,22 +86,13 @@ Value Binary(double number, const Resolution& resolution, std::string& digits) {
                                               : Value::Double(number);
 }
 
-// Plain digits rounded half away from zero to so many decimals.
 void AppendRounded(std::string_view digits, std::size_t decimals, char decimal, std::string& out) {
-  const std::size_t point = std::min(digits.find('.'), digits.size());
-  std::string kept(digits.substr(0, std::min(digits.size(), point + 1 + decimals)));
-  if (point + 1 + decimals < digits.size() && digits[point + 1 + decimals] >= '5') {
-    std::size_t at = kept.size();
-    while (at > 0 && (kept[at - 1] == '9' || kept[at - 1] == '.')) {
-      --at;
-      if (kept[at] == '9') kept[at] = '0';
-    }
-    if (at > 0 && kept[at - 1] != '-') {
-      ++kept[at - 1];
-    } else {
-      kept.insert(at, 1, '1');
-    }
-  }
+  std::string room(digits.size() + decimals + 1, '\0');
+  RoundedDigits parts;
+  (void)RoundDigits(digits, decimals, room, parts);  // there is room
+  std::string kept = parts.negative ? "-" : "";
+  kept += parts.whole.empty() ? "0" : parts.whole;
+  kept.append(".").append(parts.fraction);
   AppendExact(kept, decimal, out);
 }
 

@@ -1,11 +1,22 @@
 #include "database/access/decimal.h"
 
+#include "values/decimal_digits.h"
+
 #include <algorithm>
 
 namespace kelvorin::database::access {
 namespace {
 __extension__ using Wide = unsigned __int128;
+
+bool IsPlain(std::string_view digits) noexcept {
+  if (!digits.empty() && digits[0] == '-') digits.remove_prefix(1);
+  const std::size_t point = digits.find('.');
+  return digits.find_first_of("0123456789") != digits.npos &&
+         digits.find_first_not_of(".0123456789") == digits.npos &&
+         (point == digits.npos || digits.find('.', point + 1) == digits.npos);
 }
+
+}  // namespace
 
 void AppendDecimalDigits(base::ByteSpan stored, int scale, std::string& out) {
   Wide number = 0;
@@ -25,44 +36,22 @@ void AppendDecimalDigits(base::ByteSpan stored, int scale, std::string& out) {
 
 bool StoreDecimal(std::string_view digits, int precision, int scale,
                   std::array<std::byte, 17>& out) {
-  bool negative = false;
-  if (!digits.empty() && (digits[0] == '-' || digits[0] == '+')) {
-    negative = digits[0] == '-';
-    digits.remove_prefix(1);
-  }
+  if (!digits.empty() && digits[0] == '+') digits.remove_prefix(1);
+  if (!IsPlain(digits)) return false;
+  std::array<char, kDecimalDigits + 2> room;
+  values::RoundedDigits parts;
+  const auto decimals = static_cast<std::size_t>(scale);
+  if (!values::RoundDigits(digits, decimals, room, parts)) return false;
   Wide number = 0;
-  int behind_point = -1;
-  int significant = 0;
-  bool any = false;
-  for (char c : digits) {
-    if (c == '.' && behind_point < 0) {
-      behind_point = 0;
-      continue;
-    }
-    if (c < '0' || c > '9') return false;
-    any = true;
-    if (behind_point >= scale) {
-      // The first digit that is dropped decides; `behind_point` is raised so that it does once.
-      if (behind_point == scale && c >= '5') ++number;
-      behind_point = scale + 1;
-      continue;
-    }
-    if (behind_point >= 0) ++behind_point;
-    if (number != 0 || c != '0') ++significant;
-    if (significant > kDecimalDigits) return false;
-    number = number * 10 + static_cast<unsigned>(c - '0');
-  }
-  if (!any) return false;
-  for (int i = std::max(behind_point, 0); i < scale; ++i) {
-    if (number != 0) ++significant;
-    if (significant > kDecimalDigits) return false;
-    number *= 10;
-  }
+  for (const char c : parts.whole) number = number * 10 + static_cast<unsigned>(c - '0');
+  for (std::size_t i = 0; i < decimals; ++i)
+    number = number * 10 +
+             static_cast<unsigned>(i < parts.fraction.size() ? parts.fraction[i] - '0' : 0);
   Wide limit = 1;
   for (int i = 0; i < std::min(precision, kDecimalDigits); ++i) limit *= 10;
   if (number >= limit) return false;
   const base::MutableByteSpan bytes(out);
-  base::Store8(bytes, 0, negative && number != 0 ? 0x80 : 0);
+  base::Store8(bytes, 0, parts.negative ? 0x80 : 0);
   for (std::size_t part = 0; part < 4; ++part)
     base::StoreLE32(bytes, 1 + 4 * part, static_cast<std::uint32_t>(number >> (32 * (3 - part))));
   return true;

@@ -1,6 +1,7 @@
 #include "database/paradox/field_codec.h"
 
 #include "database/errors.h"
+#include "values/decimal_digits.h"
 
 #include <algorithm>
 #include <array>
@@ -185,25 +186,21 @@ Status EncodeMoment(const Column& column, const DateTime& when, base::MutableByt
   return Status();
 }
 
-/// Digits of a number, rounded half away from zero to `decimals`; false when it has too many.
+/// Digits of a number, rounded to `decimals`; false when it has too many.
 bool PlaceDigits(std::string_view plain, std::size_t decimals,
-                 std::array<std::uint8_t, kBcdDigits>& out) noexcept {
-  out.fill(0);
-  const std::size_t point = std::min(plain.find('.'), plain.size());
-  std::string_view whole = plain.substr(0, point);
-  while (!whole.empty() && whole.front() == '0') whole.remove_prefix(1);
-  const std::string_view part = point < plain.size() ? plain.substr(point + 1) : std::string_view();
+                 std::array<std::uint8_t, kBcdDigits>& out, bool& negative) noexcept {
+  std::array<char, kBcdDigits + 1> room;
+  values::RoundedDigits parts;
   const std::size_t places = kBcdDigits - decimals;
-  if (whole.size() > places) return false;
-  for (std::size_t i = 0; i < whole.size(); ++i)
-    out[places - whole.size() + i] = static_cast<std::uint8_t>(whole[i] - '0');
-  for (std::size_t i = 0; i < decimals && i < part.size(); ++i)
-    out[places + i] = static_cast<std::uint8_t>(part[i] - '0');
-  if (part.size() <= decimals || part[decimals] < '5') return true;
-  std::size_t i = kBcdDigits;
-  while (i > 0 && out[i - 1] == 9) out[--i] = 0;
-  if (i == 0) return false;
-  ++out[i - 1];
+  if (!values::RoundDigits(plain, decimals, room, parts) || parts.whole.size() > places)
+    return false;
+  out.fill(0);
+  const auto digit = [](char c) { return static_cast<std::uint8_t>(c - '0'); };
+  std::transform(parts.whole.begin(), parts.whole.end(),
+                 out.begin() + static_cast<std::ptrdiff_t>(places - parts.whole.size()), digit);
+  std::transform(parts.fraction.begin(), parts.fraction.end(),
+                 out.begin() + static_cast<std::ptrdiff_t>(places), digit);
+  negative = parts.negative;
   return true;
 }
 
@@ -214,24 +211,19 @@ Status EncodeBcd(const Column& column, const Value& value, base::MutableByteSpan
   } else {
     const double number = AsDouble(value);
     if (!std::isfinite(number)) return CannotHold(column, "a value that is no number");
-    std::array<char, 400> buffer;
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
-                                   std::chars_format::fixed)
-                         .ptr;
-    scratch.assign(buffer.data(), end);
+    std::array<char, values::kMaxPlainDouble> buffer;
+    scratch.assign(values::PlainText(number, buffer));
   }
-  const bool negative = scratch.front() == '-';
+  bool minus = false;
   std::array<std::uint8_t, kBcdDigits> digits;
-  const std::string_view plain = std::string_view(scratch).substr(negative ? 1 : 0);
-  if (!PlaceDigits(plain, column.decimals, digits))
+  if (!PlaceDigits(scratch, column.decimals, digits, minus))
     return CannotHold(column, scratch + ": it has room for 32 digits, " +
                                   std::to_string(column.decimals) + " of them decimals");
   const auto is_zero = [](std::uint8_t digit) { return digit == 0; };
   const bool zero = std::all_of(digits.begin(), digits.end(), is_zero);
-  if (zero && plain.find_first_of("123456789") != std::string_view::npos)
+  if (zero && scratch.find_first_of("123456789") != std::string_view::npos)
     return CannotHold(column, scratch + ": nothing is left of it with " +
                                   std::to_string(column.decimals) + " decimals");
-  const bool minus = negative && !zero;
   base::Store8(bytes, 0,
                static_cast<std::uint8_t>((minus ? 0 : kBcdNotNegative) | kBcdNotBlank |
                                          (column.decimals & kBcdDecimals)));

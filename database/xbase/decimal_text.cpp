@@ -1,6 +1,7 @@
 #include "database/xbase/decimal_text.h"
 
 #include "base/M_STRING.h"
+#include "values/decimal_digits.h"
 
 #include <algorithm>
 #include <array>
@@ -120,15 +121,9 @@ NumberText ParseNumber(std::string_view field, double& number, std::string_view&
 
 namespace {
 
-/// A number as FormatNumber takes it apart.
-struct Parts {
-  bool negative = false;
-  std::string_view whole;  // without zeros in front
-  std::string_view fraction;
-};
-
 /// Writes a number whose digits need no rounding.
-bool FormatExact(const Parts& parts, unsigned decimals, std::span<char> field) noexcept {
+bool FormatExact(const values::RoundedDigits& parts, unsigned decimals,
+                 std::span<char> field) noexcept {
   const std::size_t tail = decimals == 0 ? 0 : decimals + 1u;
   const std::size_t sign = parts.negative ? 1 : 0;
   std::size_t width = sign + parts.whole.size() + tail;
@@ -152,62 +147,11 @@ bool FormatExact(const Parts& parts, unsigned decimals, std::span<char> field) n
 }  // namespace
 
 bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept {
-  Parts parts;
-  parts.negative = !plain.empty() && plain.front() == '-';
-  if (parts.negative) plain.remove_prefix(1);
-  const std::size_t point = std::min(plain.find('.'), plain.size());
-  parts.whole = plain.substr(0, point);
-  while (!parts.whole.empty() && parts.whole.front() == '0') parts.whole.remove_prefix(1);
-  if (point < plain.size()) parts.fraction = plain.substr(point + 1);
-  if (parts.whole.size() + decimals > field.size() || field.size() > kMaxFieldBytes) return false;
-
-  const bool up = parts.fraction.size() > decimals && parts.fraction[decimals] >= '5';
-  parts.fraction = parts.fraction.substr(0, decimals);
-  std::array<char, 2 * kMaxFieldBytes + 1> buffer;
-  if (up) {
-    // All kept digits in a row, one place in front for the carry.
-    char* const digits = buffer.data() + 1;
-    std::copy_n(parts.fraction.begin(), decimals,
-                std::copy(parts.whole.begin(), parts.whole.end(), digits));
-    std::size_t at = parts.whole.size() + decimals;
-    char* const end = digits + at;
-    while (at > 0 && digits[at - 1] == '9') digits[--at] = '0';
-    char* first = digits;
-    if (at > 0) {
-      ++digits[at - 1];
-    } else {
-      *--first = '1';
-    }
-    parts.whole = {first, static_cast<std::size_t>(end - first) - decimals};
-    parts.fraction = {end - decimals, decimals};
-  } else if (parts.negative && parts.whole.empty() &&
-             parts.fraction.find_first_not_of('0') == std::string_view::npos) {
-    parts.negative = false;  // nothing is left of it
-  }
-  return FormatExact(parts, decimals, field);
-}
-
-std::string_view PlainText(double number, std::span<char, kMaxPlainDouble> buffer) noexcept {
-  const auto written =
-      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number, std::chars_format::fixed);
-  return {buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data())};
-}
-
-std::string_view PlainCurrency(std::int64_t ten_thousandths,
-                               std::span<char, kMaxPlainDouble> buffer) noexcept {
-  constexpr std::size_t kDecimals = 4;
-  char* out = buffer.data();
-  std::uint64_t magnitude = static_cast<std::uint64_t>(ten_thousandths);
-  if (ten_thousandths < 0) {
-    *out++ = '-';
-    magnitude = 0 - magnitude;
-  }
-  out = std::to_chars(out, out + 24, magnitude / 10000).ptr;
-  *out++ = '.';
-  std::uint64_t rest = magnitude % 10000;
-  for (std::size_t i = kDecimals; i > 0; --i, rest /= 10)
-    out[i - 1] = static_cast<char>('0' + rest % 10);
-  return {buffer.data(), static_cast<std::size_t>(out + kDecimals - buffer.data())};
+  std::array<char, kMaxFieldBytes + 1> room;
+  values::RoundedDigits parts;
+  return field.size() <= kMaxFieldBytes &&
+         values::RoundDigits(plain, decimals, std::span(room).first(field.size() + 1), parts) &&
+         FormatExact(parts, decimals, field);
 }
 
 }  // namespace kelvorin::database::xbase

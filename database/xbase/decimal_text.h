@@ -1,7 +1,6 @@
 #pragma once
 // Decimal numbers as text, the way dBASE stores them: reading what other programs wrote, and
-// writing exactly the digits a field declares. Works on digits, never on their binary
-// approximation, so that 1.005 with two decimals becomes 1.01. No allocation in the usual case.
+// writing exactly the digits a field declares. No allocation in the usual case.
 
 #include <cstdint>
 #include <span>
@@ -24,13 +23,5 @@ NumberText ParseNumber(std::string_view field, double& number, std::string_view&
 /// left out where the field is too narrow for it. False, and `field` unchanged, when the number is
 /// too wide.
 bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept;
-
-/// Longest plain text of a double.
-inline constexpr std::size_t kMaxPlainDouble = 400;
-/// The plain decimal text of a finite number, with the fewest digits that read back the same.
-std::string_view PlainText(double number, std::span<char, kMaxPlainDouble> buffer) noexcept;
-/// The plain decimal text of a number of ten-thousandths.
-std::string_view PlainCurrency(std::int64_t ten_thousandths,
-                               std::span<char, kMaxPlainDouble> buffer) noexcept;
 
 }  // namespace kelvorin::database::xbase

@@ -3,6 +3,7 @@
 #include "base/M_STRING.h"
 #include "database/errors.h"
 #include "database/xbase/decimal_text.h"
+#include "values/decimal_digits.h"
 
 #include <algorithm>
 #include <array>
@@ -354,16 +355,16 @@ Status FieldCodec::EncodeText(const Column& column, std::string_view text,
 Status FieldCodec::EncodeNumber(const Column& column, const Value& value,
                                 base::MutableByteSpan row) const {
   const base::MutableByteSpan bytes = row.subspan(column.offset, column.bytes);
-  std::array<char, kMaxPlainDouble> buffer;
+  std::array<char, values::kMaxPlainDouble> buffer;
   std::string_view plain = value.text;
   if (value.kind == Kind::kInteger) {
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value.integer).ptr;
     plain = {buffer.data(), static_cast<std::size_t>(end - buffer.data())};
   } else if (value.kind == Kind::kCurrency) {
-    plain = PlainCurrency(value.integer, buffer);
+    plain = values::PlainCurrency(value.integer, buffer);
   } else if (plain.empty()) {
     if (!std::isfinite(value.number)) return NoNumber(column);
-    plain = PlainText(value.number, buffer);
+    plain = values::PlainText(value.number, buffer);
   }
   const std::span<char> field(reinterpret_cast<char*>(bytes.data()), bytes.size());
   if (FormatNumber(plain, column.decimals, field)) {

@@ -3,6 +3,7 @@
 #include "base/M_STRING.h"
 #include "database/xbase/decimal_text.h"
 #include "database/xbase/key_program.h"
+#include "values/decimal_digits.h"
 #include "values/value.h"
 
 #include <algorithm>
@@ -221,12 +222,12 @@ void KeyExpression::Program::RunText(const KeyNode& node, Call& call) {
     }
     case KeyOp::kStr: {
       char* room = make(node.bytes);
-      std::array<char, kMaxPlainDouble> buffer;
+      std::array<char, values::kMaxPlainDouble> buffer;
       const auto decimals = call.count > 2 ? Clamped(call.Number(2), 18) : 0;
       const double number = call.Number(0);
-      const bool fits = std::isfinite(number) &&
-                        FormatNumber(PlainText(number, buffer), static_cast<unsigned>(decimals),
-                                     std::span<char>(room, node.bytes));
+      const bool fits = std::isfinite(number) && FormatNumber(values::PlainText(number, buffer),
+                                                              static_cast<unsigned>(decimals),
+                                                              std::span<char>(room, node.bytes));
       if (!fits) std::memset(room, '*', node.bytes);
       return;
     }
@@ -319,12 +320,12 @@ void KeyExpression::Program::RunNumber(const KeyNode& node, Call& call) {
       out = std::trunc(a);
       return;
     case KeyOp::kRound: {
-      std::array<char, kMaxPlainDouble> buffer;
-      std::array<char, kMaxPlainDouble> rounded;
+      std::array<char, values::kMaxPlainDouble> buffer;
+      std::array<char, values::kMaxPlainDouble> rounded;
       const auto decimals = static_cast<unsigned>(Clamped(b, 18));
       const std::span<char> room(rounded.data(), 64);
       std::string_view exact;
-      if (b < 0 || !FormatNumber(PlainText(a, buffer), decimals, room)) {
+      if (b < 0 || !FormatNumber(values::PlainText(a, buffer), decimals, room)) {
         const double unit = std::pow(10.0, b);
         out = std::round(a * unit) / unit;
       } else if (ParseNumber({room.data(), room.size()}, out, exact, scratch) !=

@@ -4,6 +4,7 @@
 #include "database/errors.h"
 #include "database/xbase/collation.h"
 #include "database/xbase/decimal_text.h"
+#include "values/decimal_digits.h"
 
 #include <algorithm>
 #include <array>
@@ -187,9 +188,10 @@ void Tag::MakeKey(base::ByteSpan row, std::uint32_t record, std::byte* out) {
       if (kind_ != IndexKind::kMdx) {
         StoreSortedDouble(value_.number, key.data());
       } else {
-        std::array<char, kMaxPlainDouble> buffer;
-        StoreSortedDecimal(value_.text.empty() ? PlainText(value_.number, buffer) : value_.text,
-                           key.data());
+        std::array<char, values::kMaxPlainDouble> buffer;
+        StoreSortedDecimal(
+            value_.text.empty() ? values::PlainText(value_.number, buffer) : value_.text,
+            key.data());
       }
       break;
     case KeyType::kDate:

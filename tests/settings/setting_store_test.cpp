@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tests/support/disk_fault.h"
 #include "tests/support/temp_folder.h"
 
 using namespace kelvorin;
@@ -262,6 +263,29 @@ TEST_CASE("a number that does not fit fails the whole load or save") {
   REQUIRE(store.ini.WriteIniString(kIndexSection, "other", "").ok());
   REQUIRE(DeleteSetting(store.ini, "J").ok());
   CHECK(ReadWhole(store.ini.path()) == "\n[settings]\nother=\n");
+}
+
+TEST_CASE(
+    "A settings file under a failing disk is the old one or the new one, and it is said which") {
+  const std::string old_text = "[settings]\nj=\n[j]\nkept=1\n";
+  bool happened = true;
+  for (int at = 1; happened; ++at) {
+    CAPTURE(at);
+    Store store;
+    WriteWhole(store.ini.path(), old_text);
+    Status saved;
+    {
+      const tests::DiskFault fault(at, std::errc::no_space_on_device, false);
+      saved = SaveSetting(store.ini, Filled(), store.breaks);
+      happened = fault.happened();
+    }
+    const bool is_new = ReadWhole(store.ini.path()) != old_text;
+    CHECK(saved.ok() == !happened);
+    CHECK((is_new || happened));
+    // One whose folder could not be synced stands there all the same.
+    if (is_new) CHECK(ReadWhole(store.ini.path()) == store.Save(Filled()));
+    if (happened) CHECK(saved.code() == Code::kNoSpace);
+  }
 }
 
 TEST_CASE("separators that a line of the file cannot hold come back whole") {
