@@ -36,7 +36,6 @@ class frmAdvanced final : public contract::Form {
   /// then as it was. OK has looked at that before.
   Status CopyBack(settings::ImportSetting& setting) const;
 
-  bool HasIndex() const noexcept { return has_index_; }
   bool Confirmed() const noexcept { return confirmed_; }
 
   // --- Named procedures.

@@ -1,5 +1,6 @@
 #include "tests/access/access_support.h"
 
+#include "base/code_page.h"
 #include "database/access/access_driver.h"
 #include "tests/support/places.h"
 #include "tests/support/temp_folder.h"
@@ -31,6 +32,29 @@ std::unique_ptr<Recordset> AccessFile::Open(std::string_view table, RecordsetTyp
   auto opened = database_->OpenRecordset(table, type);
   REQUIRE_MESSAGE(opened.ok(), opened.status().message());
   return *std::move(opened);
+}
+
+namespace {
+
+const char* MakeNew(std::string_view connect, MemoryFileSystem& disk) {
+  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
+  MakeDatabase(NewDatabase::kPath, connect, disk);
+  return NewDatabase::kPath;
+}
+
+}  // namespace
+
+NewDatabase::NewDatabase(std::string_view connect) : file(MakeNew(connect, disk), disk) {}
+
+std::unique_ptr<Recordset> NewDatabase::Make(std::string name, std::vector<FieldDef> fields,
+                                             std::vector<IndexDef> indexes) {
+  TableDef table;
+  table.Name = std::move(name);
+  table.Fields = std::move(fields);
+  table.Indexes = std::move(indexes);
+  const Status made = file->CreateTable(table);
+  REQUIRE_MESSAGE(made.ok(), made.message());
+  return file.Open(table.Name);
 }
 
 std::string TextOf(Recordset& set) {

@@ -10,6 +10,7 @@
 #include "database/engine.h"
 #include "storage/file.h"
 #include "tests/conformance/records.h"
+#include "tests/storage/support/memory_files.h"
 #include "tests/support/definitions.h"
 
 namespace kelvorin::tests {
@@ -53,6 +54,20 @@ std::string Walk(Recordset& set);
 /// Makes an empty database; `connect` chooses the version.
 void MakeDatabase(const std::string& path, std::string_view connect,
                   storage::FileSystem& fs = storage::RealFileSystem());
+
+/// An empty database on a disk in memory, the process working in UTF-8.
+class NewDatabase {
+ public:
+  explicit NewDatabase(std::string_view connect = "");
+  /// Makes a table and opens it.
+  std::unique_ptr<Recordset> Make(std::string name, std::vector<FieldDef> fields,
+                                  std::vector<IndexDef> indexes = {});
+  std::string Bytes() const { return disk.Contents(kPath); }
+
+  static constexpr const char* kPath = "/a.mdb";
+  MemoryFileSystem disk;
+  AccessFile file;
+};
 
 /// Our own check and, where Python and the checker are at hand, an independent one find nothing.
 void CheckSound(Database& database, std::string_view table = {});

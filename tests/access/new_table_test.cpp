@@ -5,7 +5,6 @@
 #include "database/access/field_codec.h"
 #include "database/access/table_definition.h"
 #include "tests/access/access_support.h"
-#include "tests/storage/support/memory_files.h"
 
 #include <doctest/doctest.h>
 
@@ -38,58 +37,47 @@ std::vector<std::string> Rows(AccessFile& file, const char* table, const char* w
 }  // namespace
 
 TEST_CASE("a new table is entered where other programs look for it") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   for (const char* connect : {"", ";version=97;"}) {
     CAPTURE(std::string(connect));
-    MemoryFileSystem disk;
-    MakeDatabase("/a.mdb", connect, disk);
-    AccessFile file("/a.mdb", disk);
-    TableDef def;
-    def.Name = "People";
-    def.Fields = {MakeField("Id", TypeCode::kLong)};
-    REQUIRE(file->CreateTable(def).ok());
-    const auto entry = Rows(file, "MSysObjects", "Name", "People",
+    NewDatabase on(connect);
+    (void)on.Make("People", {MakeField("Id", TypeCode::kLong)});
+    const auto entry = Rows(on.file, "MSysObjects", "Name", "People",
                             {"Type", "Flags", "ParentId", "Owner", "DateUpdate"});
     REQUIRE(entry.size() == 1);
-    const auto container = Rows(file, "MSysObjects", "Name", "Tables", {"Id"});
-    const auto owner = Rows(file, "MSysObjects", "Name", "MSysDb", {"Owner"});
+    const auto container = Rows(on.file, "MSysObjects", "Name", "Tables", {"Id"});
+    const auto owner = Rows(on.file, "MSysObjects", "Name", "MSysDb", {"Owner"});
     REQUIRE(container.size() == 1);
     REQUIRE(owner.size() == 1);
     CHECK(entry[0].starts_with("1|0|" + container[0] + owner[0]));
     const auto dates =
-        Rows(file, "MSysObjects", "Name", "People", {"DateCreate", "DateUpdate", "Id"});
+        Rows(on.file, "MSysObjects", "Name", "People", {"DateCreate", "DateUpdate", "Id"});
     const base::LocalTime now = base::Now();
     CHECK(dates[0].starts_with(std::to_string(now.year) + "-"));
     CHECK(entry[0].ends_with(dates[0].substr(0, dates[0].find('|') + 1)));
     // Whoever may use the container of tables may use the new one, fully.
     const std::string id = dates[0].substr(dates[0].find('|', dates[0].find('|') + 1) + 1);
-    const auto granted = Rows(file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1),
+    const auto granted = Rows(on.file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1),
                               {"SID", "ACM", "FInheritable"});
-    const auto of_container = Rows(file, "MSysACEs", "ObjectId",
+    const auto of_container = Rows(on.file, "MSysACEs", "ObjectId",
                                    container[0].substr(0, container[0].size() - 1), {"SID"});
     REQUIRE(!of_container.empty());
     for (const std::string& sid : of_container)
       CHECK(std::count(granted.begin(), granted.end(), sid + "1048575|False|") == 1);
-    REQUIRE(file->DeleteTable("People").ok());
-    CHECK(Rows(file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1), {"SID"}).empty());
-    CHECK(Rows(file, "MSysObjects", "Name", "People", {"Id"}).empty());
+    REQUIRE(on.file->DeleteTable("People").ok());
+    CHECK(Rows(on.file, "MSysACEs", "ObjectId", id.substr(0, id.size() - 1), {"SID"}).empty());
+    CHECK(Rows(on.file, "MSysObjects", "Name", "People", {"Id"}).empty());
   }
 }
 
 TEST_CASE("what a field does not hold whole is refused, and the file knows one zero") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
+  NewDatabase on;
   TableDef def;
-  def.Name = "T";
   def.Fields = {MakeField("D", TypeCode::kDouble), MakeField("S", TypeCode::kSingle),
                 MakeField("N", TypeCode::kDecimal, 10), MakeField("X", TypeCode::kText, 4),
                 MakeField("B", TypeCode::kBinary, 3)};
   def.Fields[2].Decimals = 2;
   def.Indexes = {MakeIndex("Doubles", "+D", true), MakeIndex("Singles", "+S", true)};
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  const auto set = on.Make("T", def.Fields, def.Indexes);
   struct Case {
     std::size_t field;
     const char* text;
@@ -127,14 +115,8 @@ TEST_CASE("what a field does not hold whole is refused, and the file knows one z
 }
 
 TEST_CASE("numbers of other kinds are rounded to amounts and whole days, never cut") {
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
-  TableDef def;
-  def.Name = "T";
-  def.Fields = {MakeField("C", TypeCode::kCurrency)};
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  NewDatabase on;
+  const auto set = on.Make("T", {MakeField("C", TypeCode::kCurrency)});
   for (const double number : {1.005, -1.005, 0.29, -922337203685476.5}) {
     REQUIRE(set->AddNew().ok());
     REQUIRE(set->Fields(0).SetValue(values::Value::Double(number)).ok());
@@ -150,18 +132,13 @@ TEST_CASE("numbers of other kinds are rounded to amounts and whole days, never c
 }
 
 TEST_CASE("automatic numbers go on behind those given by hand, and a record has its limit") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
+  NewDatabase on;
   TableDef def;
-  def.Name = "T";
   def.Fields = {MakeField("Id", TypeCode::kLong)};
   def.Fields[0].AutoIncrement = true;
   for (int i = 0; i < 9; ++i)
     def.Fields.push_back(MakeField("F" + std::to_string(i), TypeCode::kText, 255));
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  const auto set = on.Make("T", def.Fields, def.Indexes);
   std::string wide;
   for (int i = 0; i < 255; ++i) wide += "\u65E5";
   const auto add = [&](const char* id, int wide_fields) {
@@ -172,20 +149,16 @@ TEST_CASE("automatic numbers go on behind those given by hand, and a record has 
     return set->Update();
   };
   for (const char* id : {"", "100", "", "7", ""}) REQUIRE(add(id, 0).ok());
-  CHECK(Rows(file, "T", "F0", "<null>", {"Id"}) ==
+  CHECK(Rows(on.file, "T", "F0", "<null>", {"Id"}) ==
         std::vector<std::string>{"1|", "100|", "101|", "7|", "102|"});
   CHECK(add("", 7).ok());
   CHECK(add("", 8).code() == Code::kTooLong);
-  CheckSound(*file);
+  CheckSound(*on.file);
 }
 
 TEST_CASE("defaults are those of the moment, constants those of the field's type") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
+  NewDatabase on;
   TableDef def;
-  def.Name = "T";
   def.Fields = {MakeField("Id", TypeCode::kLong),    MakeField("Today", TypeCode::kDate),
                 MakeField("Now", TypeCode::kDate),   MakeField("Clock", TypeCode::kDate),
                 MakeField("Fixed", TypeCode::kDate), MakeField("Text", TypeCode::kText, 20)};
@@ -194,9 +167,8 @@ TEST_CASE("defaults are those of the moment, constants those of the field's type
   def.Fields[3].DefaultValue = "Time()";
   def.Fields[4].DefaultValue = "1999-12-31";
   def.Fields[5].DefaultValue = "say \"hi\"";
-  REQUIRE(file->CreateTable(def).ok());
+  const auto set = on.Make("T", def.Fields);
   const auto begun = base::Now();
-  auto set = file.Open("T");
   REQUIRE(set->AddNew().ok());
   REQUIRE(set->Fields(0).SetText("1").ok());
   REQUIRE(set->Update().ok());
@@ -222,20 +194,15 @@ TEST_CASE("defaults are those of the moment, constants those of the field's type
 }
 
 TEST_CASE("keys that are too long, and the count of distinct keys") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
+  NewDatabase on;
   TableDef def;
-  def.Name = "T";
   std::string columns;
   for (int i = 0; i < 4; ++i) {
     def.Fields.push_back(MakeField("F" + std::to_string(i), TypeCode::kText, 255));
     columns += (i == 0 ? "+F" : ";+F") + std::to_string(i);
   }
   def.Indexes = {MakeIndex("Wide", columns), MakeIndex("First", "+F0")};
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  const auto set = on.Make("T", def.Fields, def.Indexes);
   std::string wide;  // an accent takes a byte of the key for itself
   for (int i = 0; i < 255; ++i) wide += "\u00E9";
   const Status refused = Append(*set, {wide, wide, wide, wide});
@@ -246,9 +213,9 @@ TEST_CASE("keys that are too long, and the count of distinct keys") {
     REQUIRE(Append(*set, {name, "x", "y", "z"}).ok());
   REQUIRE(set->Flush().ok());
   // Both counts stand in the definition: 4 and 4 - 1, behind the fixed part of its page.
-  const auto id = Rows(file, "MSysObjects", "Name", "T", {"Id"});
+  const auto id = Rows(on.file, "MSysObjects", "Name", "T", {"Id"});
   const std::size_t page = static_cast<std::size_t>(std::stoul(id.at(0))) * 4096;
-  const std::string bytes = disk.Contents("/a.mdb");
+  const std::string bytes = on.Bytes();
   const auto& layout = database::access::LayoutOf(database::access::Version::kJet4);
   const auto count = [&](std::size_t index) {
     return base::LoadLE32(base::AsBytes(bytes),
@@ -256,22 +223,17 @@ TEST_CASE("keys that are too long, and the count of distinct keys") {
   };
   CHECK(count(0) == 3);
   CHECK(count(1) == 3);
-  CheckSound(*file);
+  CheckSound(*on.file);
 }
 
 TEST_CASE("a full disk refuses records, and takes them when there is room again") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
-  TableDef def;
-  def.Name = "T";
-  def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 255),
-                MakeField("Memo", TypeCode::kMemo)};
-  def.Indexes = {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Texts", "-Text"),
-                 MakeIndex("Both", "+Text;+Id"), MakeIndex("Again", "+Text")};
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  NewDatabase on;
+  const auto set =
+      on.Make("T",
+              {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 255),
+               MakeField("Memo", TypeCode::kMemo)},
+              {MakeIndex("PrimaryKey", "+Id", true, true), MakeIndex("Texts", "-Text"),
+               MakeIndex("Both", "+Text;+Id"), MakeIndex("Again", "+Text")});
   std::string wide;
   for (int i = 0; i < 240; ++i) wide += "\u65E5";
   int stored = 0;
@@ -287,46 +249,41 @@ TEST_CASE("a full disk refuses records, and takes them when there is room again"
   for (int round = 1; round <= 25; ++round) {
     // Page by page more, so that a record meets the end at each of its pages once.
     REQUIRE(set->Flush().ok());
-    disk.room = disk.Contents("/a.mdb").size() + static_cast<std::size_t>(round) * 4096;
+    on.disk.room = on.Bytes().size() + static_cast<std::size_t>(round) * 4096;
     int id = round * 1000;
     Status status;
     while (id < round * 1000 + 999 && (status = append(id)).ok()) ++id;
     CHECK(status.code() == Code::kNoSpace);
-    disk.room = ~std::uint64_t{0};
+    on.disk.room = ~std::uint64_t{0};
     REQUIRE(append(id).ok());
     CHECK(set->RecordCount().value_or(-1) == stored);
   }
-  CheckSound(*file);
+  CheckSound(*on.file);
 }
 
 TEST_CASE("room that records give up is offered to others") {
-  REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
-  TableDef def;
-  def.Name = "T";
-  def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Text", TypeCode::kText, 200),
-                MakeField("Memo", TypeCode::kMemo)};
-  REQUIRE(file->CreateTable(def).ok());
-  auto set = file.Open("T");
+  NewDatabase on;
+  const std::vector<FieldDef> fields = {MakeField("Id", TypeCode::kLong),
+                                        MakeField("Text", TypeCode::kText, 200),
+                                        MakeField("Memo", TypeCode::kMemo)};
+  auto set = on.Make("T", fields);
   const auto append = [&](int id, std::size_t size) {
     REQUIRE(Append(*set, {std::to_string(id), std::string(size, 'x'), std::string(size * 5, 'm')})
                 .ok());
   };
   for (int i = 0; i < 1200; ++i) append(i, 190);
   REQUIRE(set->Flush().ok());
-  const std::size_t full = disk.Contents("/a.mdb").size();
+  const std::size_t full = on.Bytes().size();
   const auto again = [&](const char* how, auto&& give_up) {
     CAPTURE(std::string(how));
     int i = 0;
     for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext())
       if (++i % 2 == 0) give_up();
-    CheckSound(*file);
+    CheckSound(*on.file);
     for (int k = 0; k < 550; ++k) append(5000 + k, 180);
     REQUIRE(set->Flush().ok());
-    CHECK(disk.Contents("/a.mdb").size() <= full + 4 * 4096);
-    CheckSound(*file);
+    CHECK(on.Bytes().size() <= full + 4 * 4096);
+    CheckSound(*on.file);
   };
   again("deleted", [&] { REQUIRE(set->Delete().ok()); });
   again("made smaller, then larger", [&] {
@@ -338,19 +295,16 @@ TEST_CASE("room that records give up is offered to others") {
     }
   });
   // Pages of an index that lost all of its entries.
-  def.Name = "Indexed";
-  def.Indexes = {MakeIndex("Ids", "+Id;+Text")};
-  REQUIRE(file->CreateTable(def).ok());
-  set = file.Open("Indexed");
+  set = on.Make("Indexed", fields, {MakeIndex("Ids", "+Id;+Text")});
   std::size_t once = 0;
   for (int time = 0; time < 2; ++time) {
     for (int i = 0; i < 1200; ++i) append(i, 190);
     REQUIRE(set->Flush().ok());
-    if (time == 0) once = disk.Contents("/a.mdb").size();
+    if (time == 0) once = on.Bytes().size();
     for ((void)set->MoveFirst(); !set->Eof(); (void)set->MoveNext()) REQUIRE(set->Delete().ok());
   }
-  CHECK(disk.Contents("/a.mdb").size() <= once + 8 * 4096);
-  CheckSound(*file);
+  CHECK(on.Bytes().size() <= once + 8 * 4096);
+  CheckSound(*on.file);
 }
 
 }  // namespace kelvorin::tests
