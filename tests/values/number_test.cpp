@@ -1,11 +1,13 @@
 #include <doctest/doctest.h>
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
 #include <utility>
 
 #include "tests/values/show.h"
+#include "values/decimal_digits.h"
 #include "values/value_format.h"
 
 using namespace kelvorin;
@@ -143,5 +145,29 @@ TEST_CASE("numbers to text") {
     std::string text;
     format.Append(value, text);
     CHECK(text == std::string(expected));
+  }
+}
+
+TEST_CASE("plain digits of numbers, and what is left of them rounded") {
+  std::array<char, kMaxPlainDouble> room;
+  CHECK(std::string(PlainText(1.005, room)) == "1.005");
+  CHECK(std::string(PlainText(-2.5e-7, room)) == "-0.00000025");
+  CHECK(std::string(PlainCurrency(INT64_MIN, room)) == "-922337203685477.5808");
+  struct Row {
+    const char* plain;
+    std::size_t decimals, room;
+    const char* rounded;
+  };
+  for (const Row& row :
+       {Row{"1.005", 2, 9, "1.01"}, Row{"-99.995", 2, 9, "-100.00"}, Row{"-0.004", 2, 9, ".00"},
+        Row{"007.5", 0, 9, "8."}, Row{"-0.5", 0, 2, "-1."}, Row{"12", 3, 9, "12."},
+        Row{"999.9", 0, 4, "1000."}, Row{"999.9", 0, 3, "no room"}}) {
+    CAPTURE(row.plain);
+    RoundedDigits parts;
+    const bool fits = RoundDigits(row.plain, row.decimals, std::span(room).first(row.room), parts);
+    std::string shown = fits ? "" : "no room";
+    if (parts.negative) shown += '-';
+    if (fits) shown.append(parts.whole).append(".").append(parts.fraction);
+    CHECK(shown == row.rounded);
   }
 }

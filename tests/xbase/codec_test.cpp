@@ -162,13 +162,6 @@ const Encoding kEncodings[] = {
 
 }  // namespace
 
-TEST_CASE("plain digits of numbers") {
-  std::array<char, kMaxPlainDouble> buffer;
-  CHECK(std::string(PlainText(1.005, buffer)) == "1.005");
-  CHECK(std::string(PlainText(-2.5e-7, buffer)) == "-0.00000025");
-  CHECK(std::string(PlainCurrency(INT64_MIN, buffer)) == "-922337203685477.5808");
-}
-
 TEST_CASE("bytes of a field become a value") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   for (const Decoding& row : kDecodings) {
