@@ -43,6 +43,7 @@ constexpr std::string_view kReasons[] = {
     "table '%1' has no index '%2'",
     "table '%1' exists already (file '%2')",
     "'%1' is no name for a table file",
+    "there is no table '%1' in folder '%2'",
     "'%1': the database password is not right",
     "table file '%1' is encrypted and can be opened with its password only",
     "the password given is not that of table file '%1'",

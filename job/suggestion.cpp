@@ -1,10 +1,9 @@
 #include "job/suggestion.h"
 
-#include <algorithm>
-
 #include "base/M_STRING.h"
 #include "base/language.h"
 #include "engine/source_reader.h"
+#include "textsource/fixed_columns.h"
 #include "textsource/layout_words.h"
 
 namespace kelvorin::job {
@@ -104,13 +103,18 @@ bool Differs(const std::string& path, const DetectedLayout& layout,
 std::string SuggestionText(const DetectedLayout& layout) {
   constexpr std::uint16_t kMostBreaks = 12;
   std::string words = textsource::LayoutWords(layout);
-  if (layout.rule == CutRule::kFixed && layout.breaks.count() > 0) {
-    std::string breaks;
-    for (std::uint16_t slot = 0; slot < std::min(layout.breaks.count(), kMostBreaks); ++slot)
-      breaks += (slot > 0 ? ", " : "") + base::ToDecimal(layout.breaks[slot]);
-    if (layout.breaks.count() > kMostBreaks) breaks += ", ...";
-    words += ", " + base::Tr("breaks at %1", {breaks});
+  std::string breaks;
+  for (std::uint16_t slot = 0; layout.rule == CutRule::kFixed && slot < layout.breaks.count();
+       ++slot) {
+    if (layout.breaks[slot] == textsource::kToLineEnd) continue;
+    if (!breaks.empty()) breaks += ", ";
+    if (slot == kMostBreaks) {
+      breaks += "...";
+      break;
+    }
+    breaks += base::ToDecimal(layout.breaks[slot]);
   }
+  if (!breaks.empty()) words += ", " + base::Tr("breaks at %1", {breaks});
   return base::Tr("Suggested: %1 (certainty %2 %).",
                   {words, base::ToDecimal(layout.report.certainty_percent)});
 }

@@ -1783,5 +1783,9 @@
 <source>'%1' is no name for a table file</source>
 <translation>'%1' ist kein Name für eine Tabellendatei</translation>
 </message>
+<message>
+<source>there is no table '%1' in folder '%2'</source>
+<translation>Im Ordner '%2' gibt es keine Tabelle '%1'</translation>
+</message>
 </context>
 </TS>
