@@ -164,6 +164,11 @@ void MarkFields(const std::string& path) {
       std::vector<double> taken;
       Drive(
           [&](QWidget& window) {
+            if (const auto* box = qobject_cast<QMessageBox*>(&window)) {
+              std::puts(qPrintable(box->text()));
+              window.close();
+              return true;
+            }
             if (step == 0 && kind.database != path) {
               auto* list = window.findChild<QComboBox*>(QStringLiteral("CBoxTypeFormat"));
               list->setCurrentIndex(0);

@@ -305,6 +305,7 @@ TEST_CASE("Two imports from one opening begin alike, and Return starts only the 
     WizardRig rig(Goods(), odbc);
     rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
     rig.Start();
+    CHECK_FALSE(rig.c->LblEmptyTarget.visible());
     rig.form->state().setting.EmptyTarget = true;
     rig.Walk(rig.c->BtnNext);
     CHECK(rig.c->LblEmptyTarget.visible());
