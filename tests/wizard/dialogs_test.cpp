@@ -363,9 +363,14 @@ TEST_CASE("A logon replaces the control's credentials only when it was confirmed
     });
     rig.c->BtnBrowseFiles.UserClick();
     CHECK(rig.host.properties().UserName == (ok ? "bob" : "ann"));
-    CHECK(rig.c->lstTables.enabled() == ok);
-    CHECK(rig.c->BtnNext.enabled() == ok);
-    CHECK(rig.c->PreviewGrid.headings().size() == (ok ? 5 : 0));
+    for (const bool again : {false, true}) {  // the kind is left and chosen once more
+      CAPTURE(again);
+      CHECK(rig.c->lstTables.enabled() == ok);
+      CHECK(rig.c->BtnNext.enabled() == ok);
+      CHECK(rig.c->PreviewGrid.headings().size() == (ok ? 5 : 0));
+      rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
+      rig.Choose(rig.c->CBoxTypeFormat, "Access");
+    }
   }
 }
 
