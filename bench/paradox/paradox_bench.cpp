@@ -101,7 +101,7 @@ class Bench {
   }
 
   double Scan(const Table& table) {
-    auto database = Open(table);
+    auto database = Open(table, true);
     auto set = Records(*database, table);
     std::string text;
     return Nanoseconds([&] {
@@ -116,7 +116,7 @@ class Bench {
   }
 
   double Seek(const Table& table, const char* index_name, std::uint32_t among) {
-    auto database = Open(table);
+    auto database = Open(table, true);
     auto set = Records(*database, table);
     Must(set->SetIndex(index_name));
     return Nanoseconds([&] {
@@ -131,8 +131,8 @@ class Bench {
   }
 
  private:
-  std::unique_ptr<database::Database> Open(const Table& table) {
-    auto opened = engine_.OpenDatabase(folder_, true, false, table.connect);
+  std::unique_ptr<database::Database> Open(const Table& table, bool read_only = false) {
+    auto opened = engine_.OpenDatabase(folder_, !read_only, read_only, table.connect);
     Must(opened.status());
     return *std::move(opened);
   }
