@@ -621,6 +621,12 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
       const std::vector<std::byte> entry(place.entry().begin(), place.entry().end());
       storage::Bracket bracket = store->Begin();
       tree.Insert(entry);
+      // A record number that needs more room than those of its page.
+      std::vector<std::byte> far = entry;
+      base::StoreBE32(far, far.size() - kRecordNumberBytes, 0x7FFFFFFF);
+      tree.Insert(far);
+      CHECK(tree.Contains(far, place));
+      CHECK(tree.Erase(far));
       bracket.Commit();
     }
     CHECK(Show(*folder->Inspect("T")) == "");
