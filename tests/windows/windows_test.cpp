@@ -117,8 +117,19 @@ TEST_CASE("A whole import through the real windows, from the first click to the 
     CHECK(grid.item(1, 0)->text() == "->");
     CHECK(grid.item(0, 0)->text().isEmpty());
     CHECK(chooser.geometry() == grid.visualRect(grid.model()->index(1, 5)));
+    // Columns are as wide as the form says; what the window has more goes to those with long texts.
+    const int twips[] = {210, 300, 1230, 765, 480, 1230, 570};
+    int before_growth[7];
+    for (int c = 0; c < 7; ++c) {
+      before_growth[c] = grid.columnWidth(c);
+      CHECK(before_growth[c] >= qRound(twips[c] * window.logicalDpiX() / 1440.0));
+    }
     window.resize(window.width() + 200, window.height());
     QCoreApplication::processEvents();
+    for (int c = 0; c < 7; ++c) {
+      CAPTURE(c);
+      CHECK((grid.columnWidth(c) > before_growth[c]) == (c == 2 || c > 4));
+    }
     CHECK(chooser.geometry() == grid.visualRect(grid.model()->index(1, 5)));
     QWheelEvent wheel({5, 5}, chooser.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton, {},
                       Qt::NoScrollPhase, false);
