@@ -7,6 +7,7 @@
 
 #include "base/M_STRING.h"
 #include "values/date_text.h"
+#include "values/hex_text.h"
 #include "values/locale_options.h"
 #include "values/number_text.h"
 
@@ -184,14 +185,6 @@ Status ParseTime(std::string_view text, Value& out) {
   if (!ParseTimeOfDay(text, out)) return Refuse(text, " is no time of day of the form hh:mm:ss");
   out.kind = Kind::kDateTime;
   return Status();
-}
-
-void AppendHex(std::string_view bytes, std::string& out) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  for (const char c : bytes) {
-    out += kDigits[static_cast<unsigned char>(c) >> 4];
-    out += kDigits[static_cast<unsigned char>(c) & 15];
-  }
 }
 
 void AppendGuid(const Guid& guid, std::string& out) {

@@ -2,6 +2,7 @@
 
 #include "database/errors.h"
 #include "values/decimal_digits.h"
+#include "values/hex_text.h"
 
 #include <algorithm>
 #include <array>
@@ -116,15 +117,9 @@ bool DecodeBcd(const Column& column, base::ByteSpan bytes, std::string& scratch,
   return true;
 }
 
+/// The first bytes; a text field may have 255.
 std::string HexOf(base::ByteSpan bytes) {
-  std::string text;
-  for (const std::byte byte : bytes.first(std::min<std::size_t>(bytes.size(), 20))) {
-    std::array<char, 3> pair{'0', '0'};
-    const unsigned value = std::to_integer<unsigned>(byte);
-    std::to_chars(pair.data() + (value < 16 ? 1 : 0), pair.data() + 2, value, 16);
-    text.append(pair.data(), 2);
-  }
-  return text;
+  return values::HexOf(base::AsText(bytes.first(std::min<std::size_t>(bytes.size(), 20))));
 }
 
 // The failures are built out of the way of the fields that are fine.

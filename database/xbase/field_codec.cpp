@@ -4,6 +4,7 @@
 #include "database/errors.h"
 #include "database/xbase/decimal_text.h"
 #include "values/decimal_digits.h"
+#include "values/hex_text.h"
 
 #include <algorithm>
 #include <array>
@@ -28,16 +29,6 @@ std::string Shown(base::ByteSpan bytes) {
   for (char& c : text)
     if (c < ' ' || c > '~') c = '.';
   return "'" + text + (bytes.size() > kMaxShown ? "...'" : "'");
-}
-
-std::string HexOf(base::ByteSpan bytes) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  for (std::byte byte : bytes) {
-    text += kDigits[static_cast<unsigned>(byte) >> 4];
-    text += kDigits[static_cast<unsigned>(byte) & 15];
-  }
-  return text;
 }
 
 bool IsFill(std::byte byte) noexcept {
@@ -271,9 +262,10 @@ std::string FieldCodec::WhatIsWrong(const Column& column, base::ByteSpan row) co
     case 'L':
       return "holds " + Shown(bytes) + ", which is neither true nor false";
     case 'T':
-      return "holds the bytes " + HexOf(bytes) + ", which are no date and time";
+      return "holds the bytes " + values::HexOf(base::AsText(bytes)) +
+             ", which are no date and time";
     case 'B':
-      return "holds the bytes " + HexOf(bytes) + ", which are no number";
+      return "holds the bytes " + values::HexOf(base::AsText(bytes)) + ", which are no number";
     default:
       break;
   }

@@ -2,6 +2,7 @@
 
 #include "base/M_STRING.h"
 #include "database/errors.h"
+#include "values/hex_text.h"
 
 #include <algorithm>
 
@@ -35,8 +36,8 @@ constexpr std::size_t kOldLengthAt = 12;
 }
 
 std::string Hex(std::uint8_t byte) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  return {'0', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+  const char character = static_cast<char>(byte);
+  return "0x" + values::HexOf({&character, 1});
 }
 
 const Version& VersionOf(std::uint8_t byte, const std::string& file) {

@@ -123,3 +123,17 @@ TEST_CASE("dates are written so that they read back") {
     CHECK(text == std::string(expected));
   }
 }
+
+TEST_CASE("a fraction of a second that milliseconds do not hold is told") {
+  const std::pair<const char*, bool> kRows[] = {{"2000-01-01 10:00:00.123", false},
+                                                {"2000-01-01 10:00:00.1230000", false},
+                                                {"2000-01-01 10:00:00.1234", true},
+                                                {"2000-01-01 10:00:00.0000001", true}};
+  for (const auto& [text, narrowed] : kRows) {
+    CAPTURE(text);
+    Value value;
+    std::string scratch;
+    REQUIRE(ValueFormat::Neutral().Parse(text, TypeCode::kDate, value, scratch).ok());
+    CHECK(value.narrowed == narrowed);
+  }
+}
