@@ -80,9 +80,11 @@ void ArrayRoad::PrepareAndBind() {
 
 PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
   if (range.size() == 1 || session().lost()) return SqlRoad::Send(batch, range);
+  bool sent = false;
   try {
     Fill(batch, range);
     PrepareAndBind();
+    sent = true;
     const SQLRETURN result = prepared_.ExecutePrepared();
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
     PostFailure failure = FailureOf(prepared_);
@@ -92,6 +94,7 @@ PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
     PostFailure failure = FailureOf(error);
     session().Note(Diagnosis{failure.errors});
     failure.lost = session().lost();
+    failure.unsent = failure.lost && !sent;
     prepared_ = Statement();
     return failure;
   }

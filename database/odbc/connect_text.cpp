@@ -28,6 +28,7 @@ constexpr Addition kAdditions[] = {
     {"LFConversion", "0", false, true},   // PostgreSQL: line ends stay as they are
     {"ShowOidColumn", "0", false, true},  // PostgreSQL: no columns that the table has not
     {"RowVersioning", "0", false, true},
+    {"BI", "0", false, true},             // PostgreSQL: a bigint is none of the smaller numbers
     {"CHARSET", "utf8mb4", false, true},  // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
     {"OPTION", "2", false, true},         // MariaDB: an update counts the records it found

@@ -94,10 +94,12 @@ PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
       packet == 0 || 2 * (batch.Bytes(range) + 9 * range.size() * columns_.size()) < packet;
   if (range.size() < kLeastRecords || !fits || session().lost() || !Fill(batch, range))
     return SqlRoad::Send(batch, range);
+  bool sent = false;
   try {
     Prepare();
     Bind(range.size());
     RunTransaction("START TRANSACTION");
+    sent = true;
     const SQLRETURN result = prepared_.ExecutePrepared();
     if (!Succeeded(result) && result != SQL_NO_DATA) {
       PostFailure failure = FailureOf(prepared_);
@@ -111,6 +113,7 @@ PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
     const Diagnosis diagnosis{failure.errors};
     session().Note(diagnosis);
     failure.lost = session().lost();
+    failure.unsent = failure.lost && !sent;
     failure.try_again = diagnosis.Rollback();
     return Abandon(std::move(failure));
   }

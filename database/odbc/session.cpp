@@ -152,6 +152,8 @@ void Session::SetUp() {
       break;
     case Server::kMariaDb:
       SetUpMariaDb(connection_, what);
+      // as it is from now on, whatever the mode was when the driver was asked
+      facts_.dialect.identifier_quote = "`";
       facts_.current_catalog = QueryText(connection_, "SELECT DATABASE()", what);
       facts_.most_packet_bytes = static_cast<std::size_t>(
           base::ParseInteger(QueryText(connection_, "SELECT @@max_allowed_packet", what)));

@@ -73,7 +73,7 @@ TEST_CASE("MariaDB: values come and go as they are whatever the server and the s
   const std::string connect = "ODBC;DSN=" + sources.AddServer(server) + ";UID=root;";
   {
     OpenSource source(connect);
-    Execute(*source, "SET GLOBAL sql_mode=''");
+    Execute(*source, "SET GLOBAL sql_mode='ANSI_QUOTES,PIPES_AS_CONCAT'");
     Execute(*source, "SET GLOBAL time_zone='+05:00'");
     Execute(*source, "SET GLOBAL max_allowed_packet=1048576");
   }

@@ -200,10 +200,10 @@ TEST_CASE("PostgreSQL: values come and go as they are whatever the account sets"
     Execute(*owner, "CREATE TYPE mood AS ENUM ('sad', 'fine')");
     Execute(*owner, "CREATE DOMAIN short AS numeric CHECK (value < 1e9)");
   }
-  OpenSource source(dsn + "UID=abroad;LFConversion=1;BoolsAsChar=0;MaxVarcharSize=10;");
+  OpenSource source(dsn + "UID=abroad;LFConversion=1;BoolsAsChar=0;MaxVarcharSize=10;BI=4;");
   Execute(
       *source,
-      "CREATE TABLE kept (id INTEGER, z TIMESTAMPTZ, t TIMESTAMP, d DATE, n NUMERIC, f FLOAT8, v "
+      "CREATE TABLE kept (id BIGINT, z TIMESTAMPTZ, t TIMESTAMP, d DATE, n NUMERIC, f FLOAT8, v "
       "VARBIT, b BIT(3), i INTERVAL, tz TIMETZ, a INTEGER[], j JSON, e mood, s short, x TEXT, o "
       "BOOLEAN, m MONEY)");
   const std::vector<std::string> fields = {"id", "z", "t", "d", "n", "f", "v", "b", "i",
@@ -212,15 +212,17 @@ TEST_CASE("PostgreSQL: values come and go as they are whatever the account sets"
       {"1", "'2024-11-03 05:30:00.123456'", "'2024-11-03 01:30:00.5'", "'2024-02-03'", "0.1", "0.1",
        "'10101'", "'101'", "'1 mon 2 days'", "'12:00:00+02'", "'{1,2}'", "'{\"a\": 1}'", "'sad'",
        "1.25", "'line\nline \\ \u00e4\u20ac'", "'1'", "12.5"},
-      {"2", "'infinity'", "'-infinity'", "'0044-03-15 BC'", "'NaN'", "'Infinity'", "''", "NULL",
-       "NULL", "NULL", "NULL", "NULL", "NULL", "NULL", "''", "NULL", "NULL"}};
+      {"9007199254740993", "'infinity'", "'-infinity'", "'0044-03-15 BC'", "'NaN'", "'Infinity'",
+       "''", "NULL", "NULL", "NULL", "NULL", "NULL", "NULL", "NULL", "''", "NULL", "NULL"}};
   const std::string kExpected =
       "1|2024-11-03 05:30:00.123456|2024-11-03 01:30:00.500|2024-02-03|0.1|0.1|10101|101|1 mon 2 "
       "days|12:00:00+02|{1,2}|{\"a\": 1}|sad|1.25|line\nline \\ \u00e4\u20ac|1|12.5\n"
-      "2|infinity|-infinity|0044-03-15 BC|NaN|Infinity||<null>|<null>|<null>|<null>|<null>|<null>|"
+      "9007199254740993|infinity|-infinity|0044-03-15 "
+      "BC|NaN|Infinity||<null>|<null>|<null>|<null>|<null>|<null>|"
       "<null>||<null>|<null>\n";
   CHECK(PostGrouped(*source, "kept", fields, kRecords) == "+1\n+2\n");
   CHECK(DumpTable(*source, "kept") == kExpected);
+  CHECK(ShowTable(*source, "kept").starts_with("id:BigInt:8\n"));
   const auto def = source->FindTableDef("kept");
   std::string without_empty;
   for (const auto& field : def->Fields)
