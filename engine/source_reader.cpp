@@ -239,16 +239,11 @@ Status TableSource::Split(FieldValues& fields) {
   return Status();
 }
 
-// A table that breaks off behind the row that was read costs the rows that are missing, not this
-// one.
+// A table that breaks off behind the row that was read, or whose server goes away there, costs the
+// rows that are missing, not this one.
 Status TableSource::Advance() {
-  Status moved = rows_->MoveNext();
-  if (!moved.ok() && moved.code() == Code::kNoCurrentRecord) {
-    ends_early_ = std::move(moved);
-    return Status();
-  }
-  KV_TRY(std::move(moved));
-  ++line_number_;
+  ends_early_ = rows_->MoveNext();
+  if (ends_early_.ok()) ++line_number_;
   return Status();
 }
 
