@@ -14,36 +14,35 @@ namespace {
 struct Addition {
   std::string_view key;
   std::string_view value;
-  bool streaming_only;
   bool always = false;  // whatever the connect string or the data source says
 };
 
 // Unknown keys are ignored by the drivers, so all are added whatever the driver is. Those that are
 // ours always would else let a data source cut, convert or repeat values unseen.
 constexpr Addition kAdditions[] = {
-    {"Protocol", "7.4-2", false, true},  // PostgreSQL: a failing statement undoes only itself
-    {"MaxVarcharSize", "100000", false, true},  // PostgreSQL: tells varchar from varchar(255)
-    {"BoolsAsChar", "1", false, true},          // PostgreSQL: how truth values look
-    {"TrueIsMinus1", "0", false, true},
-    {"LFConversion", "0", false, true},   // PostgreSQL: line ends stay as they are
-    {"ShowOidColumn", "0", false, true},  // PostgreSQL: no columns that the table has not
-    {"RowVersioning", "0", false, true},
-    {"BI", "0", false, true},             // PostgreSQL: a bigint is none of the smaller numbers
-    {"CHARSET", "utf8mb4", false, true},  // MariaDB: text is UTF-8
-    {"CONN_TIMEOUT", "15", false},        // MariaDB knows no other login timeout; seconds
-    {"OPTION", "2", false, true},         // MariaDB: an update counts the records it found
-    {"READ_TIMEOUT", "600", false},  // MariaDB: seconds for one answer, then the server is lost
-    {"WRITE_TIMEOUT", "600", false},
-    {"KeepaliveTime", "60", false},  // PostgreSQL: seconds of silence until the network is tried
-    {"KeepaliveInterval", "10", false},
-    {"NoTXN", "0", false, true},    // SQLite: transactions
-    {"StepAPI", "0", false, true},  // SQLite: no lock is held between two pages
-    {"LongNames", "0", false, true},
-    {"JDConv", "0", false, true},    // SQLite: dates as they are
-    {"NoCreat", "1", false},         // SQLite: a mistyped name makes no file
-    {"Timeout", "1", false, true},   // SQLite: locks are waited for by this room, not its driver
-    {"UseDeclareFetch", "1", true},  // PostgreSQL: a window of the result instead of all
-    {"Fetch", "1000", true},         // rows of that window
+    {"Protocol", "7.4-2", true},         // PostgreSQL: a failing statement undoes only itself
+    {"MaxVarcharSize", "100000", true},  // PostgreSQL: tells varchar from varchar(255)
+    {"BoolsAsChar", "1", true},          // PostgreSQL: how truth values look
+    {"TrueIsMinus1", "0", true},
+    {"LFConversion", "0", true},   // PostgreSQL: line ends stay as they are
+    {"ShowOidColumn", "0", true},  // PostgreSQL: no columns that the table has not
+    {"RowVersioning", "0", true},
+    {"BI", "0", true},             // PostgreSQL: a bigint is none of the smaller numbers
+    {"CHARSET", "utf8mb4", true},  // MariaDB: text is UTF-8
+    {"CONN_TIMEOUT", "15"},        // MariaDB knows no other login timeout; seconds
+    {"OPTION", "2", true},         // MariaDB: an update counts the records it found
+    {"READ_TIMEOUT", "600"},       // MariaDB: seconds for one answer, then the server is lost
+    {"WRITE_TIMEOUT", "600"},
+    {"KeepaliveTime", "60"},  // PostgreSQL: seconds of silence until the network is tried
+    {"KeepaliveInterval", "10"},
+    {"NoTXN", "0", true},    // SQLite: transactions
+    {"StepAPI", "0", true},  // SQLite: no lock is held between two pages
+    {"LongNames", "0", true},
+    {"JDConv", "0", true},   // SQLite: dates as they are
+    {"NoCreat", "1"},        // SQLite: a mistyped name makes no file
+    {"Timeout", "1", true},  // SQLite: locks are waited for by this room, not its driver
+    // PostgreSQL: the driver's own windows of a result crash it when the server goes away
+    {"UseDeclareFetch", "0", true},
 };
 
 bool IsPlainPassword(std::string_view value) noexcept {
@@ -96,7 +95,7 @@ bool Has(const std::vector<std::pair<std::string, std::string>>& pairs, std::str
 }  // namespace
 
 Result<std::string> DriverConnectText(const database::ConnectString& connect,
-                                      ConnectPurpose purpose, const DataSourceHasKey& has_key) {
+                                      const DataSourceHasKey& has_key) {
   std::vector<std::pair<std::string, std::string>> pairs;
   const auto ours = [](std::string_view key) {
     return std::any_of(std::begin(kAdditions), std::end(kAdditions), [&](const Addition& addition) {
@@ -109,7 +108,6 @@ Result<std::string> DriverConnectText(const database::ConnectString& connect,
     return Refuse("the connect string names no data source");
 
   for (const Addition& addition : kAdditions) {
-    if (addition.streaming_only && purpose != ConnectPurpose::kStreaming) continue;
     // What is ours always was left out above: if it is there, it was added.
     if (Has(pairs, addition.key)) continue;
     if (!addition.always && has_key && has_key(addition.key)) continue;

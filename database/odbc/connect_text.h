@@ -12,9 +12,6 @@
 
 namespace kelvorin::database::odbc {
 
-/// Why a connection is made; a reading one asks drivers to stream.
-enum class ConnectPurpose { kOrdinary, kStreaming };
-
 /// Tells whether the data source's own entry sets a key; such keys are not added. The empty
 /// function stands for an entry without keys.
 using DataSourceHasKey = std::function<bool(std::string_view key)>;
@@ -25,7 +22,7 @@ using DataSourceHasKey = std::function<bool(std::string_view key)>;
 /// files made by mistake). Fails with kInvalidArgument, before anything is tried, when neither a
 /// data source nor a driver is named or when a value cannot be expressed.
 Result<std::string> DriverConnectText(const database::ConnectString& connect,
-                                      ConnectPurpose purpose, const DataSourceHasKey& has_key);
+                                      const DataSourceHasKey& has_key);
 
 /// The data source's name for messages: the DSN, else the driver.
 std::string DataSourceName(const database::ConnectString& connect);

@@ -224,7 +224,16 @@ void RowStream::Restart() {
   last_key_.clear();
   rows_passed_ = 0;
   ended_ = false;
+  Declare();
   Send();
+}
+
+// A cursor of our own: the driver's way of asking for a window crashes when the server goes away.
+void RowStream::Declare() {
+  if (session_.facts().server != Server::kPostgres) return;
+  if (has_cursor_) statement_.Execute("CLOSE kelvorin_rows", what_);
+  statement_.Execute("DECLARE kelvorin_rows NO SCROLL CURSOR FOR " + SelectText(), what_);
+  has_cursor_ = true;
 }
 
 void RowStream::Bind(Column& column, SQLUSMALLINT place) {
@@ -243,7 +252,9 @@ void RowStream::Send() {
       SQLSetStmtAttr(statement_.get(), SQL_ATTR_ROW_ARRAY_SIZE, Number(block_rows_), 0), what_);
   statement_.Check(SQLSetStmtAttr(statement_.get(), SQL_ATTR_ROWS_FETCHED_PTR, &rows_in_block_, 0),
                    what_);
-  statement_.Execute(SelectText(), what_);
+  statement_.Execute(
+      has_cursor_ ? "FETCH " + std::to_string(page_rows_) + " FROM kelvorin_rows" : SelectText(),
+      what_);
   for (std::size_t i = 0; i < columns_.size(); ++i)
     Bind(columns_[i], static_cast<SQLUSMALLINT>(i + 1));
   for (std::size_t i = 0; i < key_columns_.size(); ++i)
@@ -285,7 +296,7 @@ bool RowStream::Next() {
     ++row_in_block_;
   } else {
     while (!FetchBlock()) {
-      if (key_.empty() || rows_in_page_ < page_rows_) {
+      if (!Paged() || rows_in_page_ < page_rows_) {
         ended_ = true;
         return false;
       }
@@ -312,7 +323,7 @@ bool RowStream::Next() {
 }
 
 void RowStream::NoteKey() {
-  if (key_.empty()) return;
+  if (!Paged()) return;
   ++rows_in_page_;
   if (has_unbound_) LoadUnbound();  // the page's size in bytes must be known
   last_key_.resize(key_columns_.size());

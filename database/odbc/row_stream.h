@@ -1,6 +1,6 @@
 #pragma once
 // The rows of one table, forward and with bounded memory where the driver allows it: PostgreSQL
-// hands out a window of a cursor, SQLite pages along its row numbers; other drivers keep the result
+// hands out pages of a cursor, SQLite pages along its row numbers; other drivers keep the result
 // themselves. Used by this room's record set alone.
 
 #include <cstddef>
@@ -61,6 +61,8 @@ class RowStream {
   bool KeepsLengths() const noexcept;
   std::string_view InAnsi(std::string_view text, Column& column) const;
   std::string SelectText() const;
+  void Declare();
+  bool Paged() const noexcept { return has_cursor_ || !key_.empty(); }
   void Send();
   bool FetchBlock();
   void NoteKey();
@@ -85,7 +87,8 @@ class RowStream {
   std::int64_t rows_passed_ = 0;
   bool ended_ = false;
 
-  PageKey key_;  // empty: one statement reads it all
+  bool has_cursor_ = false;  // PostgreSQL: pages are asked of it
+  PageKey key_;              // empty without a cursor: one statement reads it all
   std::vector<Column> key_columns_;
   std::vector<std::string> last_key_;  // of the page's last row; empty before the first page
   std::size_t page_rows_ = 0;

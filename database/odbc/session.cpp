@@ -69,7 +69,7 @@ bool TakesBackslash(const Connection& connection, std::string_view what) {
 
 Session::Session(database::ConnectString connect)
     : connect_(std::move(connect)), name_(DataSourceName(connect_)) {
-  connection_ = LogOn(ConnectPurpose::kOrdinary);
+  connection_ = LogOn();
   SetUp();
 }
 
@@ -104,9 +104,9 @@ std::string Session::WhyNot(const database::PendingError& error) const {
   return {};
 }
 
-Connection Session::LogOn(ConnectPurpose purpose) const {
+Connection Session::LogOn() const {
   Result<std::string> text = DriverConnectText(
-      connect_, purpose, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
+      connect_, [&](std::string_view key) { return !Setting(std::string(key)).empty(); });
   if (!text.ok()) throw Error(std::move(text).status());
   Connection connection = [&] {
     try {
@@ -166,7 +166,7 @@ void Session::SetUp() {
 }
 
 Connection Session::OpenStream() const {
-  Connection stream = LogOn(ConnectPurpose::kStreaming);
+  Connection stream = LogOn();
   const std::string what = "cannot read from '" + name_ + "'";
   if (facts_.server == Server::kPostgres) SetUpPostgres(stream, what);
   if (facts_.server == Server::kMariaDb) SetUpMariaDb(stream, what);
@@ -232,7 +232,7 @@ bool Session::Reconnect() noexcept {
   while (lost_ && !gave_up_) {
     try {
       connection_.Close();
-      connection_ = LogOn(ConnectPurpose::kOrdinary);
+      connection_ = LogOn();
       SetUp();
       connection_.StopWhen(stop_);
       lost_ = false;

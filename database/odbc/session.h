@@ -33,7 +33,7 @@ class Session {
   const ServerFacts& facts() const noexcept { return facts_; }
   const std::string& name() const noexcept { return name_; }
 
-  /// A further connection for reading, on which PostgreSQL hands out a result window by window.
+  /// A further connection for reading.
   Connection OpenStream() const;
 
   /// Asked from now on while the server or a lock is waited for, also after a loss.
@@ -56,7 +56,7 @@ class Session {
 
  private:
   /// A connection with the limits that the data source sets.
-  Connection LogOn(ConnectPurpose purpose) const;
+  Connection LogOn() const;
   /// What the text of a failed logon lacks, to stand behind it.
   std::string WhyNot(const database::PendingError& error) const;
   /// The value of a key of the connect string or the data source, empty when neither has it.

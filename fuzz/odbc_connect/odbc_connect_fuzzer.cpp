@@ -22,8 +22,7 @@ std::string FirstNotEmpty(const ConnectString& connect, std::string_view key) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const ConnectString given = ConnectString::Parse("ODBC;" + std::string(text));
-  const auto rebuilt = kelvorin::database::odbc::DriverConnectText(
-      given, kelvorin::database::odbc::ConnectPurpose::kOrdinary, {});
+  const auto rebuilt = kelvorin::database::odbc::DriverConnectText(given, {});
   if (!rebuilt.ok()) return 0;
   const ConnectString read = ConnectString::Parse(";" + *rebuilt);
   for (const char* key : {"DSN", "DRIVER", "UID", "PWD", "Password", "Database"})

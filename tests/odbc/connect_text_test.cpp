@@ -6,13 +6,11 @@ namespace kelvorin::tests {
 namespace {
 
 using database::ConnectString;
-using database::odbc::ConnectPurpose;
 
 // The text without the keys that the driver adds by itself, or the refusal.
 std::string Rebuilt(const char* connect) {
   const auto every_key = [](std::string_view) { return true; };
-  const auto text = database::odbc::DriverConnectText(ConnectString::Parse(connect),
-                                                      ConnectPurpose::kOrdinary, every_key);
+  const auto text = database::odbc::DriverConnectText(ConnectString::Parse(connect), every_key);
   // Behind the keys of the caller come those that are always the driver's own.
   return text.ok() ? text->substr(0, text->find("Protocol="))
                    : "refused: " + std::string(text.status().message());
@@ -49,18 +47,14 @@ TEST_CASE("connect strings are written anew so that no value means another") {
 }
 
 TEST_CASE("keys that make drivers safe are added only where nobody set them") {
-  const auto text = [](const char* connect, ConnectPurpose purpose) {
-    const auto has = [](std::string_view key) { return key == "NoCreat"; };
-    return *database::odbc::DriverConnectText(ConnectString::Parse(connect), purpose, has);
-  };
-  const std::string plain = text("ODBC;DSN=a;charset=latin1;", ConnectPurpose::kOrdinary);
+  const auto has = [](std::string_view key) { return key == "NoCreat"; };
+  const std::string plain = *database::odbc::DriverConnectText(
+      ConnectString::Parse("ODBC;DSN=a;charset=latin1;UseDeclareFetch=1"), has);
   CHECK(plain.find("Protocol=7.4-2;") != std::string::npos);
   CHECK(plain.find("CHARSET=utf8mb4;") != std::string::npos);  // text would come as another
   CHECK(plain.find("latin1") == std::string::npos);
   CHECK(plain.find("NoCreat") == std::string::npos);  // the data source says it
-  CHECK(plain.find("UseDeclareFetch") == std::string::npos);
-  CHECK(text("ODBC;DSN=a;", ConnectPurpose::kStreaming).find("UseDeclareFetch=1;") !=
-        std::string::npos);
+  CHECK(plain.find("UseDeclareFetch=1") == std::string::npos);
 }
 
 }  // namespace kelvorin::tests
