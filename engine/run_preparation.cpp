@@ -214,10 +214,12 @@ Status ImportRun::EstimateTotal() {
 }
 
 Status ImportRun::GoToStart() {
-  writer_->StopWhen([this] {
+  const auto stop = [this] {
     in_.platform.Yield();
     return progress_.cancelled();
-  });
+  };
+  writer_->StopWhen(stop);
+  source_->StopWhen(stop);
   step_ = Step::kFirstRecord;
   KV_TRY(writer_->GoToFirst());
   step_ = Step::kStartingLine;

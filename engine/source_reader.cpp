@@ -6,6 +6,7 @@
 #include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "contract/enums.h"
+#include "database/stoppable.h"
 #include "engine/csv_line.h"
 #include "values/field_types.h"
 
@@ -178,6 +179,10 @@ TableSource::TableSource(std::unique_ptr<database::Database> database,
   nulls_.resize(wanted_.size());
   for (std::size_t i = 0; i < wanted_.size(); ++i)
     if (values::IsBinary(rows_->Fields(i).Type())) wanted_[i] = false;
+}
+
+void TableSource::StopWhen(std::function<bool()> stop) {
+  if (auto* rows = dynamic_cast<database::Stoppable*>(rows_.get())) rows->StopWhen(std::move(stop));
 }
 
 Status TableSource::GoToStart() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -78,6 +79,8 @@ class SourceReader {
   virtual Result<std::int64_t> Estimate() = 0;
   /// Goes to the first record to import; nothing for text.
   virtual Status GoToStart() { return Status(); }
+  /// `stop` is asked while rows are waited for; nothing where nobody has to wait.
+  virtual void StopWhen(std::function<bool()>) {}
   virtual Status Close() = 0;
 
   /// Characters of the source that the ANSI page does not have, and records whose text delimiter
@@ -172,6 +175,7 @@ class TableSource final : public SourceReader {
   }
   Status Original(std::size_t field_no, std::string& out) override;
   Status GoToStart() override;
+  void StopWhen(std::function<bool()> stop) override;
   Status Close() override;
 
  private:

@@ -22,6 +22,8 @@ class RowStream {
   /// Reads nothing yet. `session` and `fields` outlive the stream.
   RowStream(Session& session, TableEntry table, const std::vector<database::FieldDef>& fields);
 
+  /// For the connection that rows come from, where it is open already.
+  void StopWhen(Waiting::Stop stop) { own_connection_.StopWhen(std::move(stop)); }
   /// Goes in front of the first row and asks for the rows anew.
   void Restart();
   /// On to the next row; false behind the last one.

@@ -167,6 +167,7 @@ void Session::SetUp() {
 
 Connection Session::OpenStream() const {
   Connection stream = LogOn();
+  stream.StopWhen(stop_);
   const std::string what = "cannot read from '" + name_ + "'";
   if (facts_.server == Server::kPostgres) SetUpPostgres(stream, what);
   if (facts_.server == Server::kMariaDb) SetUpMariaDb(stream, what);

@@ -14,6 +14,16 @@ Snapshot::Snapshot(database::Database& database, database::TableDef def, Session
   OpenAtFirst();
 }
 
+Snapshot::~Snapshot() {
+  if (may_stop_) session_.StopWhen({});
+}
+
+void Snapshot::StopWhen(std::function<bool()> stop) {
+  may_stop_ = true;
+  if (stream_) stream_->StopWhen(stop);
+  session_.StopWhen(std::move(stop));
+}
+
 bool Snapshot::Shows(const TableIdentity& other) const {
   if (TableIdentity::Shows(other)) return true;
   const auto* table = dynamic_cast<const Snapshot*>(&other);

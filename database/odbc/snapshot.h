@@ -8,17 +8,22 @@
 
 #include "database/odbc/row_stream.h"
 #include "database/recordset.h"
+#include "database/stoppable.h"
 #include "database/table_identity.h"
 
 namespace kelvorin::database::odbc {
 
-class Snapshot final : public database::Recordset, public database::TableIdentity {
+class Snapshot final : public database::Recordset,
+                       public database::TableIdentity,
+                       public database::Stoppable {
  public:
   Snapshot(database::Database& database, database::TableDef def, Session& session,
            TableEntry table);
+  ~Snapshot() override;
 
   const std::string& Identity() const noexcept override { return identity_; }
   bool Shows(const TableIdentity& other) const override;
+  void StopWhen(std::function<bool()> stop) override;
 
  private:
   bool DoMoveFirst() override;
@@ -43,6 +48,7 @@ class Snapshot final : public database::Recordset, public database::TableIdentit
   std::int64_t position_ = 0;        // of the current record, from 0
   std::optional<std::int64_t> count_;
   std::optional<bool> has_rows_;
+  bool may_stop_ = false;  // the session asks on our behalf
 };
 
 }  // namespace kelvorin::database::odbc

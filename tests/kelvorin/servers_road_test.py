@@ -297,19 +297,23 @@ class ServersRoad(unittest.TestCase):
                              "--reject", self.folder / "bad.csv", status=3)
         self.assertIn("name another file", said)
 
-    def test_a_source_that_goes_away_costs_no_record_that_was_read(self):
-        if SERVER == "sqlite":
-            self.skipTest("no server that could go")
+    def reading(self, table):
+        """A run that has read some of 300,000 rows and is at work."""
         rows = {"postgres": "SELECT i AS id, repeat('x', 200) AS t FROM generate_series(1,300000) i",
                 "mariadb": "SELECT seq AS id, repeat('x', 200) AS t FROM seq_1_to_300000"}[SERVER]
-        place.sql("CREATE TABLE leaves (id INTEGER PRIMARY KEY, t VARCHAR(200)); INSERT INTO leaves " + rows)
-        run = subprocess.Popen([KELVORIN, "import", self.target, "--source-table", "leaves", "--into", f"DBase3:{self.folder}",
+        place.sql(f"CREATE TABLE {table} (id INTEGER PRIMARY KEY, t VARCHAR(200)); INSERT INTO {table} " + rows)
+        run = subprocess.Popen([KELVORIN, "import", self.target, "--source-table", table, "--into", f"DBase3:{self.folder}",
                                 "--table", "COPY", "--create", "--json"], env=place.environment, stdout=subprocess.PIPE,
                                stderr=subprocess.DEVNULL, text=True)
         size = lambda: sum(p.stat().st_size for p in self.folder.glob("*.[dD][bB][fF]"))
         deadline = time.monotonic() + 20
         while size() < 500000 and time.monotonic() < deadline:
             time.sleep(0.01)
+        return run
+
+    @unittest.skipIf(SERVER == "sqlite", "no server that could go")
+    def test_a_source_that_goes_away_costs_no_record_that_was_read(self):
+        run = self.reading("leaves")
         place.restart()
         outcome = json.loads(run.communicate(timeout=60)[0])
         self.assertEqual(run.returncode, 3)
@@ -318,6 +322,18 @@ class ServersRoad(unittest.TestCase):
         import dbfread
         stored = [row["ID"] for row in dbfread.DBF(str(next(self.folder.glob("*.[dD][bB][fF]"))))]
         self.assertEqual(stored, list(range(1, outcome["imported"] + 1)))
+
+    @unittest.skipIf(SERVER == "sqlite", "no server that could stand still")
+    def test_cancelled_while_the_source_stands_still(self):
+        run = self.reading("stands")
+        with place.frozen():
+            time.sleep(0.5)
+            began = time.monotonic()
+            run.send_signal(signal.SIGINT)
+            outcome = json.loads(run.communicate(timeout=20)[0])
+            self.assertLess(time.monotonic() - began, 5)
+        self.assertEqual((run.returncode, outcome["stopped"], outcome["fatal"]), (1, True, None), outcome)
+        self.assertEqual((outcome["rejected"], outcome["imported"]), (0, outcome["read"]), outcome)
 
     def test_errors_in_the_log_have_lines_and_are_told_once(self):
         place.sql("CREATE TABLE logged (id INTEGER PRIMARY KEY)")
