@@ -26,6 +26,8 @@ case $command in
     [ ${#folder} -le 90 ] || { echo "the path $folder is too long for a socket" >&2; exit 2; }
     mkdir -p "$folder"
     [ "$(id -u)" -ne 0 ] || { chown nobody:nogroup "$folder"; chmod 755 "$folder" "$(dirname "$folder")"; }
+    # of its own: a server that starts deletes what others have in theirs
+    as_server mkdir -p "$folder/tmp"
     if [ ! -d "$folder/data" ]; then
       as_server mariadb-install-db --no-defaults --datadir="$folder/data" --skip-test-db \
         --auth-root-authentication-method=normal --skip-name-resolve >"$folder.init" 2>&1 ||
@@ -34,7 +36,7 @@ case $command in
     for try in 1 2 3; do
       port=${PORT:-$((20000 + RANDOM % 20000))}
       as_server setsid mariadbd --no-defaults --datadir="$folder/data" --port="$port" \
-        --bind-address=127.0.0.1 --socket="$folder/s.sock" --pid-file="$folder/pid" \
+        --bind-address=127.0.0.1 --socket="$folder/s.sock" --tmpdir="$folder/tmp" --pid-file="$folder/pid" \
         --character-set-server=utf8mb4 --skip-name-resolve --innodb-fast-shutdown=2 \
         --innodb-flush-log-at-trx-commit="${FLUSH:-2}" "$@" >"$folder.log" 2>&1 </dev/null &
       for _ in $(seq $((10 * ${WAIT:-15}))); do
