@@ -87,7 +87,8 @@ TableDef XbaseDatabase::Describe(const Table& table) const {
     const std::string front = base::UpperAscii(def.Name) + "_";
     if (tag->kind() == IndexKind::kNdx && base::StartsWithIgnoreCase(index.Name, front))
       index.Aliases = {index.Name.substr(front.size())};
-    def.Indexes.push_back(std::move(index));
+    if (!index.Name.empty())  // no name is how a record set is told to have no order
+      def.Indexes.push_back(std::move(index));
   }
   def.WhyReadOnly = table.why_read_only();
   def.Updatable = def.WhyReadOnly.empty();

@@ -146,8 +146,10 @@ bool XbaseRecordset::DoSetBookmark(std::string_view bytes) {
 // --- Index
 
 void XbaseRecordset::DoSetIndex(const IndexDef* index) {
-  tag_ = nullptr;
-  if (index == nullptr) return;
+  if (index == nullptr) {
+    tag_ = nullptr;
+    return;
+  }
   Tag* tag = table_->indexes().Find(index->Name);
   if (tag == nullptr)
     Throw(Code::kNotFound, ErrorNumber::kIndexNotFound,
