@@ -130,6 +130,10 @@ bool RecordFile::Insert(base::ByteSpan record, Place& at) {
       order_.Compare(blocks_.RecordOf(view, slot).data(), key.data(), key.size()) == 0)
     return false;
   at = {block, static_cast<std::uint16_t>(slot)};
+  // An index that lies must not bring the records out of order.
+  const bool above_left = slot > 0 || head.previous == 0;
+  if (!above_left || (slot == head.records && head.next != 0 && !BeginsAbove(head.next, key)))
+    ThrowMisled(block);
   if (head.records < blocks_.capacity()) {
     blocks_.InsertRecord(at, record);
     tree_->AddRecords(path, 1);
@@ -174,9 +178,19 @@ Place RecordFile::Append(base::ByteSpan record) {
 
 void RecordFile::PathTo(const std::byte* key, BlockNo block, KeyTree::Path& path) {
   if (!tree_->empty()) tree_->Find(key, order_.bytes(), true, path);
-  if (tree_->empty() || path.block != block)
-    blocks_.Damaged(block, "the index file '" + tree_->blocks().path() +
-                               "' leads elsewhere for one of its keys");
+  if (tree_->empty() || path.block != block) ThrowMisled(block);
+}
+
+void RecordFile::ThrowMisled(BlockNo block) {
+  blocks_.Damaged(
+      block, "the index file '" + tree_->blocks().path() + "' leads elsewhere for one of its keys");
+}
+
+/// Whether all records of a block have keys above one.
+bool RecordFile::BeginsAbove(BlockNo block, base::ByteSpan key) {
+  const base::ByteSpan view = blocks_.View(block);
+  return blocks_.HeadOf(block, view).records == 0 ||
+         order_.Compare(blocks_.RecordOf(view, 0).data(), key.data(), key.size()) > 0;
 }
 
 void RecordFile::Erase(Place at) {

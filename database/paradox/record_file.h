@@ -77,6 +77,8 @@ class RecordFile {
                        std::size_t count, bool above) const noexcept;
   BlockNo BlockFor(const std::byte* key, std::size_t count, bool or_equal);
   void PathTo(const std::byte* key, BlockNo block, KeyTree::Path& path);
+  [[noreturn]] void ThrowMisled(BlockNo block);
+  bool BeginsAbove(BlockNo block, base::ByteSpan key);
   void EraseLastOf(BlockNo block);
   std::vector<std::byte> KeyAt(Place at);
 

@@ -3,6 +3,7 @@
 
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
+#include "base/bytes.h"
 #include "base/code_page.h"
 #include "tests/paradox/paradox_support.h"
 #include "tests/storage/support/memory_files.h"
@@ -10,6 +11,8 @@
 #include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
+
+#include <algorithm>
 
 namespace kelvorin::tests {
 namespace {
@@ -95,6 +98,28 @@ TEST_CASE("companions that are missing or out of date") {
     auto set = Folder("/d", kConnect, disk).Open("T");
     CHECK(set->Def().WhyReadOnly.find("T.X02' is no secondary index") != std::string::npos);
   }
+  {  // An index that bears the right stamp and lies: records stay in order.
+    MemoryFileSystem disk;
+    MakePeople(disk);
+    std::string px = disk.Contents("/d/T.PX");
+    // The block numbers in the first and the last entry.
+    const std::size_t first = 2048 + 6 + 4;
+    const std::size_t last = first + base::LoadLE16(base::AsBytes(px), 2048 + 4);
+    std::swap(px[first + 1], px[last + 1]);
+    disk.Put("/d/T.PX", px);
+    Folder folder("/d", kConnect, disk);
+    auto set = folder.Open("T");
+    for (const char* id : {"-5", "1000"}) {
+      const Status refused = Append(*set, {id, "new", "<null>"});
+      CHECK(refused.code() == Code::kCorrupt);
+      CHECK(refused.message().find("T.PX' leads elsewhere") != std::string_view::npos);
+    }
+    REQUIRE(set->Close().ok());
+    REQUIRE(folder->RebuildIndexes("T").ok());
+    CHECK(Append(*folder.Open("T"), {"1000", "new", "<null>"}).ok());
+    CHECK(folder.ReadAll("T").size() == 501);
+    CheckSound(*folder);
+  }
   // A wrong stamp: the index is not asked, and made anew by the first change.
   MemoryFileSystem disk;
   MakePeople(disk);
@@ -123,6 +148,8 @@ TEST_CASE("what was not closed properly is put right by the first change") {
     MakePeople(disk);
     std::string bytes = disk.Contents(path);
     bytes[0x14] = 1;
+    if (path == "/d/T.PX" || path == "/d/T.Y02")  // a tree is not asked then
+      std::fill(bytes.begin() + 2048, bytes.end(), '\x55');
     disk.Put(path, bytes);
     Folder folder("/d", kConnect, disk);
     const auto told = folder->Inspect("T");
