@@ -1,7 +1,7 @@
 #pragma once
 // How an operation tells that it failed. `Status` and `Result<T>` carry what is expected to fail
 // (a value that does not parse, a duplicate key); `Error` is thrown only inside storage and
-// drivers, for what is broken or out of reach, and is turned into a `Status` at the wall of the
+// drivers, for what is broken or out of reach, and is turned into a `Status` at the boundary of the
 // database interface. Used by every room.
 
 #include <cstdint>

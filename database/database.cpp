@@ -1,9 +1,9 @@
 #include "database/database.h"
 
 #include "base/M_STRING.h"
+#include "database/boundary.h"
 #include "database/connect_string.h"
 #include "database/engine.h"
-#include "database/wall.h"
 
 namespace kelvorin::database {
 namespace {

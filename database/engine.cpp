@@ -1,7 +1,7 @@
 #include "database/engine.h"
 
 #include "base/M_STRING.h"
-#include "database/wall.h"
+#include "database/boundary.h"
 
 #include <algorithm>
 #include <exception>

@@ -31,8 +31,8 @@ enum class RecoverAction : std::uint8_t {
 };
 
 /// One family of formats. Entered once in an engine; holds what its databases share. What its
-/// functions throw becomes a status at the wall: base::Error for what they expect, `DriverError`
-/// with the details of a server.
+/// functions throw becomes a status at the boundary: base::Error for what they expect,
+/// `DriverError` with the details of a server.
 class Driver {
  public:
   virtual ~Driver() = default;
@@ -94,7 +94,7 @@ class DBEngine {
   }
   std::vector<std::string> TakeNotices() noexcept { return std::exchange(notices_, {}); }
   /// Replaces the pending errors by those of a failed operation: `details` where a driver knew
-  /// them, else the status itself. Called by the wall.
+  /// them, else the status itself. Called by the boundary.
   void NoteFailure(const Status& status, std::vector<PendingError> details = {}) noexcept;
 
  private:
@@ -107,7 +107,7 @@ class DBEngine {
   std::function<void(std::string_view)> notice_listener_;
 };
 
-/// Thrown by a driver that knows several errors of one failure; the wall makes them the pending
+/// Thrown by a driver that knows several errors of one failure; the boundary makes them the pending
 /// ones.
 class DriverError : public Error {
  public:

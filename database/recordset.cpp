@@ -1,8 +1,8 @@
 #include "database/recordset.h"
 
+#include "database/boundary.h"
 #include "database/database.h"
 #include "database/engine.h"
-#include "database/wall.h"
 
 #include <algorithm>
 #include <array>
@@ -474,7 +474,7 @@ Status Recordset::NotEditing(std::size_t field) noexcept {
                  "assigning to field '" + def_.Fields[field].Name + "' without AddNew or Edit"));
 }
 
-// What WriteField and WriteText share, inside the wall.
+// What WriteField and WriteText share, inside the boundary.
 Status Recordset::Assign(std::size_t field, const Value& value) {
   const FieldDef& field_def = def_.Fields[field];
   last_changed_ = false;

@@ -96,7 +96,7 @@ std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
   return files;
 }
 
-// Whether a file to be written holds a database, which the job may use by a road that does not show
+// Whether a file to be written holds a database, which the job may use in a way that does not show
 // its files: a link, a data source.
 bool IsDatabase(const std::string& path) {
   std::error_code error;

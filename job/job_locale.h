@@ -17,9 +17,9 @@ class JobLocale {
   JobLocale(const JobLocale&) = delete;
   JobLocale& operator=(const JobLocale&) = delete;
 
-  /// Puts a setting's habits in force; what it leaves open is as it was before. To be called before
-  /// a database is opened, since drivers look at the code page then. Fails with `kNotSupported` or
-  /// `kInvalidArgument` naming what is unknown.
+  /// Puts a setting's conventions in force; what it leaves open is as it was before. To be called
+  /// before a database is opened, since drivers look at the code page then. Fails with
+  /// `kNotSupported` or `kInvalidArgument` naming what is unknown.
   Status Apply(const settings::ImportSetting& setting);
 
  private:

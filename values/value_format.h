@@ -1,7 +1,7 @@
 #pragma once
 // The one place where text becomes a typed value and a value becomes text: dates, numbers, Boolean,
-// GUID, in the host's or the locale's habits. Used by the database interface for every assignment
-// and reading; no other room parses or prints a value.
+// GUID, in the host's or the locale's conventions. Used by the database interface for every
+// assignment and reading; no other room parses or prints a value.
 
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@ namespace kelvorin::values {
 
 enum class DateOrder : std::uint8_t { kDayMonthYear, kMonthDayYear, kYearMonthDay };
 
-/// Plain habits; hosts may set each.
+/// Plain conventions; hosts may set each.
 struct FormatOptions {
   DateOrder date_order = DateOrder::kYearMonthDay;
   char decimal = '.';
@@ -28,8 +28,8 @@ class ValueFormat {
  public:
   ValueFormat() = default;
   explicit ValueFormat(FormatOptions options);
-  /// The habits of the environment's locale (LC_TIME, LC_NUMERIC, LC_MONETARY); ISO dates and a
-  /// point in the C locale.
+  /// The conventions of the environment's locale (LC_TIME, LC_NUMERIC, LC_MONETARY); ISO dates and
+  /// a point in the C locale.
   static ValueFormat FromLocale();
 
   const FormatOptions& options() const noexcept { return options_; }
@@ -49,7 +49,7 @@ class ValueFormat {
   /// hexadecimal. What is written reads back through `Parse` of the same object.
   void Append(const Value& value, std::string& out) const;
 
-  /// The same with fixed habits for other programs: point, ISO dates `yyyy-mm-dd[ hh:mm:ss]`.
+  /// The same with fixed conventions for other programs: point, ISO dates `yyyy-mm-dd[ hh:mm:ss]`.
   static const ValueFormat& Neutral();
 
  private:

@@ -1,6 +1,6 @@
 // odbc_bench [RECORDS] [short] [SERVER ...]: CPU time of client and server for loading a text file
 // of ten fields, as ratios to native bulk loading measured in the same run. Starts its own servers.
-// `short` leaves out the bare roads, the tables as sources and the bad records.
+// `short` leaves out the bare strategies, the tables as sources and the bad records.
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "bench/odbc/records.h"
-#include "bench/odbc/roads_to_try.h"
+#include "bench/odbc/strategies_to_try.h"
 #include "database/odbc/odbc_driver.h"
 #include "database/row_poster.h"
 #include "os/system.h"
@@ -85,7 +85,7 @@ class Counter final : public database::RowReceiver {
   long stored = 0, refused = 0;
 };
 
-/// The product's own road: values of the records into a row poster.
+/// The product's own strategy: values of the records into a row poster.
 Counter PostInGroups(const Place& place, const std::string& records, bool one_by_one) {
   database::DBEngine engine;
   engine.Register(database::odbc::MakeOdbcDriver());
@@ -153,7 +153,7 @@ int ServerPid(const Place& place) {
 Spent Measure(const Place& place, int rounds, long expected, const std::function<void()>& load) {
   Spent best;
   for (int round = 0; round < rounds; ++round) {
-    // Not by DELETE: MariaDB would clear deleted records away while the next road is measured.
+    // Not by DELETE: MariaDB would clear deleted records away while the next strategy is measured.
     bench::RunSql(place, place.kind == "sqlite" ? "DELETE FROM people" : "TRUNCATE TABLE people");
     if (place.kind == "postgres") bench::RunSql(place, "VACUUM FULL people");
     const int server = ServerPid(place);
@@ -234,16 +234,16 @@ void Compare(const Place& place, const std::string& folder, std::size_t records,
   const int rounds = records > 300000 ? 1 : 3;
   const Spent native = Measure(place, rounds, count, [&] { bench::LoadNatively(place, file); });
   Line("native bulk", native, native, records);
-  const std::map<std::string, std::vector<std::pair<std::string, std::size_t>>> roads = {
+  const std::map<std::string, std::vector<std::pair<std::string, std::size_t>>> strategies = {
       {"sqlite", {{"values", 500}, {"side file", 1000}, {"side file", 10000}}},
       {"postgres",
        {{"values", 500}, {"unnest", 500}, {"unnest", 2000}, {"array parameters", 2000}}},
       {"mariadb",
        {{"values", 500}, {"values", 2000}, {"bound arrays", 500}, {"bound arrays", 2000}}}};
-  for (const auto& [road, chunk] : roads.at(place.kind)) {
+  for (const auto& [strategy, chunk] : strategies.at(place.kind)) {
     if (brief) break;
-    Line(("bare: " + road + " by " + std::to_string(chunk)).c_str(),
-         Measure(place, rounds, count, [&] { bench::SendBarely(place, file, road, chunk); }),
+    Line(("bare: " + strategy + " by " + std::to_string(chunk)).c_str(),
+         Measure(place, rounds, count, [&] { bench::SendBarely(place, file, strategy, chunk); }),
          native, records);
   }
   Line("this driver, in groups",

@@ -1,6 +1,6 @@
 #pragma once
 // What the ODBC benchmark imports: a text file of ten fields a record, and the plainest way to read
-// it. Used by every road of the benchmark, so that they differ in nothing but the sending.
+// it. Used by every strategy of the benchmark, so that they differ in nothing but the sending.
 
 #include <array>
 #include <cstddef>

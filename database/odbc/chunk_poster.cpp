@@ -34,13 +34,13 @@ void MarkDoubtful(PostFailure& failure) {
   if (!failure.errors.empty()) failure.errors.front().description.insert(0, kWords);
 }
 
-ChunkPoster::ChunkPoster(PostRoad& road, std::vector<values::TypeCode> types, Stored stored,
+ChunkPoster::ChunkPoster(PostStrategy& strategy, std::vector<values::TypeCode> types, Stored stored,
                          Refuse refuse, Clock clock)
-    : road_(road),
+    : strategy_(strategy),
       stored_(std::move(stored)),
       refuse_(std::move(refuse)),
       clock_(std::move(clock)),
-      limits_(road.limits()),
+      limits_(strategy.limits()),
       batch_(std::move(types)),
       chunk_records_(std::min(kFirstChunk, limits_.most_records)) {}
 
@@ -122,12 +122,12 @@ bool ChunkPoster::SendSome(std::size_t end, bool suspected) {
   const BatchRange range{sent_, end};
   if (suspected && range.size() > 1) return SendHalves(end);
   if (limits_.commit_records != 0 && !in_transaction_) {
-    const PostFailure begun = road_.Begin();
+    const PostFailure begun = strategy_.Begin();
     in_transaction_ =
         !begun.failed();  // else each statement commits itself, which is slow but right
   }
-  PostFailure failure = road_.Send(batch_, range);
-  if (failure.try_again && range.size() > 1) failure = road_.Send(batch_, range);
+  PostFailure failure = strategy_.Send(batch_, range);
+  if (failure.try_again && range.size() > 1) failure = strategy_.Send(batch_, range);
   // What no commit followed dies with the connection.
   if (failure.cancelled())
     return Cancel(in_transaction_ ? acknowledged_ : range.end, std::move(failure));
@@ -200,11 +200,11 @@ bool ChunkPoster::Cancel(std::size_t end, PostFailure failure) {
 // duplicate when it is sent again may be the duplicate of itself.
 bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
   in_transaction_ = false;
-  const bool back = road_.Reconnect();
+  const bool back = strategy_.Reconnect();
   for (std::size_t i = doubtful.first; i < doubtful.end; ++i) {
     PostFailure one;
-    if (back && (failure.unsent || road_.RefusesDoubles())) {
-      one = road_.Send(batch_, {i, i + 1});
+    if (back && (failure.unsent || strategy_.RefusesDoubles())) {
+      one = strategy_.Send(batch_, {i, i + 1});
       if (!failure.unsent && one.failed() && (one.lost || one.status.code() == Code::kDuplicateKey))
         MarkDoubtful(one);
     } else {
@@ -229,7 +229,7 @@ bool ChunkPoster::Resolve(BatchRange doubtful, const PostFailure& failure) {
 // `replay_to` are sent again, each alone.
 bool ChunkPoster::CommitSent(std::size_t replay_to) {
   in_transaction_ = false;
-  PostFailure failure = road_.Commit();
+  PostFailure failure = strategy_.Commit();
   if (!failure.failed()) {
     Acknowledge(sent_);
     return true;
@@ -237,7 +237,7 @@ bool ChunkPoster::CommitSent(std::size_t replay_to) {
   if (failure.cancelled()) return Cancel(sent_, std::move(failure));
   if (failure.lost) return Resolve({acknowledged_, replay_to}, failure);
   for (std::size_t i = acknowledged_; i < replay_to; ++i) {
-    PostFailure one = road_.Send(batch_, {i, i + 1});
+    PostFailure one = strategy_.Send(batch_, {i, i + 1});
     if (one.cancelled()) return Cancel(i + 1, std::move(one));
     if (!one.failed()) {
       Acknowledge(i + 1);

@@ -1,8 +1,8 @@
 #pragma once
 // The scheme by which records are posted in chunks and yet tell the same story as one by one: a
 // chunk is one statement, all or nothing; a chunk that fails is halved in order until the bad
-// record stands alone. Knows no ODBC; what a server needs comes through a `PostRoad`. Used by this
-// room's row poster and by its tests.
+// record stands alone. Knows no ODBC; what a server needs comes through a `PostStrategy`. Used by
+// this room's row poster and by its tests.
 
 #include <cstddef>
 #include <cstdint>
@@ -42,7 +42,7 @@ void MarkDoubtful(PostFailure& failure);
 std::vector<database::PendingError> ErrorsOf(const Status& status);
 
 /// How one target takes records.
-class PostRoad {
+class PostStrategy {
  public:
   struct Limits {
     std::size_t most_records = 1;  // in one statement
@@ -52,12 +52,12 @@ class PostRoad {
     /// Nothing is sent before so many records wait, or `Flush` is called.
     bool whole_batches = false;
   };
-  virtual ~PostRoad() = default;
+  virtual ~PostStrategy() = default;
   virtual Limits limits() const noexcept = 0;
   /// Sends the records as one statement that is stored whole or leaves nothing. One record alone
   /// goes as the plain statement whose errors people are to see.
   virtual PostFailure Send(const RecordBatch& batch, BatchRange range) = 0;
-  /// For roads with commits of their own. A failed commit must leave no transaction open.
+  /// For strategies with commits of their own. A failed commit must leave no transaction open.
   virtual PostFailure Begin() { return {}; }
   virtual PostFailure Commit() { return {}; }
   /// After a loss: whether the server is back, and whether records sent once more would be refused
@@ -75,8 +75,8 @@ class ChunkPoster {
   using Clock = std::function<std::int64_t()>;
 
   /// `types` of the fields of every record.
-  ChunkPoster(PostRoad& road, std::vector<values::TypeCode> types, Stored stored, Refuse refuse,
-              Clock clock);
+  ChunkPoster(PostStrategy& strategy, std::vector<values::TypeCode> types, Stored stored,
+              Refuse refuse, Clock clock);
 
   Status Add(std::int64_t record_no, std::span<const values::Value> row);
   Status Flush();
@@ -101,11 +101,11 @@ class ChunkPoster {
   std::size_t BytesFrom(std::size_t i) const noexcept { return batch_.Bytes({i, batch_.size()}); }
   Status Outcome();
 
-  PostRoad& road_;
+  PostStrategy& strategy_;
   Stored stored_;
   Refuse refuse_;
   Clock clock_;
-  PostRoad::Limits limits_;
+  PostStrategy::Limits limits_;
   RecordBatch batch_;
   // Invariant: acknowledged_ <= sent_ <= batch_.size(); records below `acknowledged_` have their
   // outcome, those below `sent_` stand in the open transaction.

@@ -1,12 +1,12 @@
 #include "database/odbc/odbc_database.h"
 
 #include "base/M_STRING.h"
+#include "database/boundary.h"
 #include "database/odbc/catalog.h"
 #include "database/odbc/new_table.h"
 #include "database/odbc/row_posters.h"
 #include "database/odbc/snapshot.h"
 #include "database/odbc/sqlite_reads.h"
-#include "database/wall.h"
 
 namespace kelvorin::database::odbc {
 OdbcDatabase::OdbcDatabase(database::DBEngine& engine, const database::OpenRequest& request,

@@ -1,7 +1,7 @@
 #pragma once
 // Records on their way to a server: their values in UTF-8 as the server reads them, all in one
 // text, so that taking a record costs no memory of its own. Filled by the posting scheme, sent by
-// the roads.
+// the strategies.
 
 #include <cstddef>
 #include <cstdint>

@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "database/boundary.h"
 #include "database/engine.h"
-#include "database/odbc/sql_road.h"
+#include "database/odbc/sql_strategy.h"
 #include "database/odbc/sqlite_reads.h"
 #include "database/odbc/text_values.h"
-#include "database/wall.h"
 #include "os/system.h"
 
 namespace kelvorin::database::odbc {
@@ -82,11 +82,11 @@ class Poster : public database::RowPoster {
 class InsertPoster final : public Poster {
  public:
   InsertPoster(database::DBEngine& engine, Session& session, const RoadTarget& target,
-               std::unique_ptr<PostRoad> road, database::RowReceiver& receiver)
+               std::unique_ptr<PostStrategy> strategy, database::RowReceiver& receiver)
       : Poster(engine, session, target),
-        road_(std::move(road)),
+        strategy_(std::move(strategy)),
         poster_(
-            *road_, target.types,
+            *strategy_, target.types,
             [&receiver](std::int64_t record_no) { receiver.Stored(record_no); },
             [this, &receiver](std::int64_t record_no, const PostFailure& failure) {
               this->engine().NoteFailure(failure.status, failure.errors);
@@ -106,7 +106,7 @@ class InsertPoster final : public Poster {
     return poster_.Add(record_no, row);
   }
 
-  std::unique_ptr<PostRoad> road_;
+  std::unique_ptr<PostStrategy> strategy_;
   ChunkPoster poster_;
 };
 
@@ -205,7 +205,7 @@ class UpdatePoster final : public Poster {
 
   database::RowReceiver& receiver_;
   database::PostOptions options_;
-  SqlRoad insert_;
+  SqlStrategy insert_;
   std::string prefix_;  // of columns in conditions, in UTF-8
   RecordBatch batch_;   // of the one record
   std::vector<bool> is_key_;
@@ -220,8 +220,8 @@ std::unique_ptr<database::RowPoster> MakeInsertPoster(database::DBEngine& engine
                                                       RoadTarget target,
                                                       database::RowReceiver& receiver,
                                                       bool one_by_one) {
-  auto road = MakeRoad(session, target, one_by_one);
-  return std::make_unique<InsertPoster>(engine, session, target, std::move(road), receiver);
+  auto strategy = MakeStrategy(session, target, one_by_one);
+  return std::make_unique<InsertPoster>(engine, session, target, std::move(strategy), receiver);
 }
 
 std::unique_ptr<database::RowPoster> MakeUpdatePoster(database::DBEngine& engine, Session& session,

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "database/odbc/roads.h"
+#include "database/odbc/strategies.h"
 #include "database/row_poster.h"
 
 namespace kelvorin::database::odbc {

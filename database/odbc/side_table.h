@@ -1,7 +1,7 @@
 #pragma once
 // Records on their way into a SQLite database, as a table in a small database file of their own: a
 // statement that copies from there costs SQLite a third of one that spells the values out. Writes
-// the file format and nothing else; used by SQLite's road and by the benchmark's bare program.
+// the file format and nothing else; used by SQLite's strategy and by the benchmark's bare program.
 
 #include <array>
 #include <cstddef>

@@ -1,5 +1,6 @@
-// A text for a field of any type under several habits: it is refused as a conversion, or its value
-// is written as a text that reads back as the same value. Input: the type, the habits, the text.
+// A text for a field of any type under several conventions: it is refused as a conversion, or its
+// value is written as a text that reads back as the same value. Input: the type, the conventions,
+// the text.
 
 #include <charconv>
 #include <cmath>
@@ -21,7 +22,7 @@ using values::ValueFormat;
 
 namespace {
 
-const ValueFormat& FormatOf(std::uint8_t habits) {
+const ValueFormat& FormatOf(std::uint8_t conventions) {
   static const ValueFormat kFormats[] = {
       ValueFormat::Neutral(),
       ValueFormat({.date_order = DateOrder::kDayMonthYear,
@@ -34,7 +35,7 @@ const ValueFormat& FormatOf(std::uint8_t habits) {
       ValueFormat(
           {.date_order = DateOrder::kDayMonthYear, .thousands = '\'', .date_separator = ' '}),
   };
-  return kFormats[habits % 4];
+  return kFormats[conventions % 4];
 }
 
 /// The exact digits are plain, without superfluous zeros in front, and mean the number.

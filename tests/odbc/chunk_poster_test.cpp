@@ -10,14 +10,15 @@ namespace {
 using database::odbc::BatchRange;
 using database::odbc::ChunkPoster;
 using database::odbc::PostFailure;
-using database::odbc::PostRoad;
+using database::odbc::PostStrategy;
 using database::odbc::RecordBatch;
 
 // A server that stores numbers and refuses some of them; every statement is all or nothing.
-class FakeRoad final : public PostRoad {
+class FakeStrategy final : public PostStrategy {
  public:
   enum class Tells { kNothing, kRight, kWrong };  // about the place of a bad record
-  explicit FakeRoad(Limits limits, Tells what = Tells::kNothing) : tells(what), limits_(limits) {}
+  explicit FakeStrategy(Limits limits, Tells what = Tells::kNothing)
+      : tells(what), limits_(limits) {}
   Limits limits() const noexcept override { return limits_; }
   PostFailure Send(const RecordBatch& batch, BatchRange range) override {
     ++statements;
@@ -80,13 +81,13 @@ class FakeRoad final : public PostRoad {
 };
 
 struct Posting {
-  explicit Posting(FakeRoad& road_of, int stop_at_error = 1 << 30)
-      : road(road_of),
+  explicit Posting(FakeStrategy& strategy_of, int stop_at_error = 1 << 30)
+      : strategy(strategy_of),
         poster(
-            road, {values::TypeCode::kLong}, [this](std::int64_t n) { Heard("+", n); },
+            strategy, {values::TypeCode::kLong}, [this](std::int64_t n) { Heard("+", n); },
             [this, stop_at_error](std::int64_t n, const PostFailure& failure) {
               // Whatever came before a bad record is safe when its error is told.
-              for (std::int64_t earlier : good) CHECK(road.stored.count(earlier) == 1);
+              for (std::int64_t earlier : good) CHECK(strategy.stored.count(earlier) == 1);
               Heard("-", n);
               last_error = failure.status.message();
               doubtful += failure.doubtful ? 1 : 0;
@@ -109,7 +110,7 @@ struct Posting {
     return poster.Flush().ok();
   }
 
-  FakeRoad& road;
+  FakeStrategy& strategy;
   std::int64_t now = 0, last = 0;
   std::set<std::int64_t> good;
   std::string story, last_error;
@@ -117,27 +118,27 @@ struct Posting {
   ChunkPoster poster;
 };
 
-constexpr PostRoad::Limits kAutocommit{.most_records = 100, .most_bytes = 1 << 20};
-constexpr PostRoad::Limits kGrouped{
+constexpr PostStrategy::Limits kAutocommit{.most_records = 100, .most_bytes = 1 << 20};
+constexpr PostStrategy::Limits kGrouped{
     .most_records = 100, .most_bytes = 1 << 20, .commit_records = 250};
 
 }  // namespace
 
 TEST_CASE("every record has its outcome, in order, whichever are bad") {
-  for (const PostRoad::Limits limits : {kAutocommit, kGrouped}) {
+  for (const PostStrategy::Limits limits : {kAutocommit, kGrouped}) {
     for (const std::set<std::int64_t>& bad :
          {std::set<std::int64_t>{}, {1}, {999}, {64, 65}, {10, 11, 12, 500, 501, 700, 999}}) {
       int statements[3];
       for (int tells = 0; tells < 3; ++tells) {
-        FakeRoad road(limits, static_cast<FakeRoad::Tells>(tells));
-        road.bad = bad;
-        Posting posting(road);
+        FakeStrategy strategy(limits, static_cast<FakeStrategy::Tells>(tells));
+        strategy.bad = bad;
+        Posting posting(strategy);
         CHECK(posting.AddAll(999));
         CHECK(posting.last == 999);
         CHECK(posting.errors == static_cast<int>(bad.size()));
-        CHECK(road.stored == posting.good);
-        CHECK(road.statements < 150);  // and not one for each record
-        statements[tells] = road.statements;
+        CHECK(strategy.stored == posting.good);
+        CHECK(strategy.statements < 150);  // and not one for each record
+        statements[tells] = strategy.statements;
       }
       CHECK(statements[1] <= statements[0]);
     }
@@ -145,21 +146,21 @@ TEST_CASE("every record has its outcome, in order, whichever are bad") {
 }
 
 TEST_CASE("nothing is stored behind the record that ends the posting") {
-  for (const PostRoad::Limits limits : {kAutocommit, kGrouped}) {
-    FakeRoad road(limits);
-    road.bad = {70, 90, 95};
-    Posting posting(road, 2);
+  for (const PostStrategy::Limits limits : {kAutocommit, kGrouped}) {
+    FakeStrategy strategy(limits);
+    strategy.bad = {70, 90, 95};
+    Posting posting(strategy, 2);
     CHECK_FALSE(posting.AddAll(400));
     CHECK(posting.last == 90);
-    CHECK(*road.stored.rbegin() == 89);
-    CHECK(road.stored.size() == 88);
+    CHECK(*strategy.stored.rbegin() == 89);
+    CHECK(strategy.stored.size() == 88);
     CHECK(posting.Add(401).code() == Code::kStopped);
   }
 }
 
 TEST_CASE("records wait half a second at most") {
-  FakeRoad road(kGrouped);
-  Posting posting(road);
+  FakeStrategy strategy(kGrouped);
+  Posting posting(strategy);
   CHECK(posting.Add(1).ok());
   posting.now = 499;
   CHECK(posting.Add(2).ok());
@@ -167,18 +168,18 @@ TEST_CASE("records wait half a second at most") {
   posting.now = 501;
   CHECK(posting.Add(3).ok());
   CHECK(posting.story == "+++");
-  CHECK(road.stored.size() == 3);
+  CHECK(strategy.stored.size() == 3);
 }
 
 TEST_CASE("a commit that fails sends its records again, each alone") {
-  FakeRoad road(kGrouped);
-  road.failing_commit = 1;
-  road.bad = {30};
-  Posting posting(road);
+  FakeStrategy strategy(kGrouped);
+  strategy.failing_commit = 1;
+  strategy.bad = {30};
+  Posting posting(strategy);
   CHECK(posting.AddAll(300));
   CHECK(posting.errors == 1);
   CHECK(posting.last_error == "bad");
-  CHECK(road.stored.size() == 299);
+  CHECK(strategy.stored.size() == 299);
 }
 
 TEST_CASE("a server that goes away leaves no record without an outcome") {
@@ -193,44 +194,44 @@ TEST_CASE("a server that goes away leaves no record without an outcome") {
                        {"it returns without a key", true, false, 900}};
   for (const Row& row : kRows) {
     CAPTURE(row.name);
-    FakeRoad road(kAutocommit);
-    road.lost_at = 4;
-    road.comes_back = row.comes_back;
-    road.refuses_doubles = row.refuses_doubles;
-    Posting posting(road);
+    FakeStrategy strategy(kAutocommit);
+    strategy.lost_at = 4;
+    strategy.comes_back = row.comes_back;
+    strategy.refuses_doubles = row.refuses_doubles;
+    Posting posting(strategy);
     CHECK(posting.AddAll(1000));
     CHECK(posting.last == 1000);
-    CHECK(posting.good == road.stored);
-    CHECK(road.stored.size() + static_cast<std::size_t>(posting.errors) == 1000);
-    CHECK(road.stored.size() >= row.stored - 100);
-    CHECK(road.stored.size() <= row.stored);
+    CHECK(posting.good == strategy.stored);
+    CHECK(strategy.stored.size() + static_cast<std::size_t>(posting.errors) == 1000);
+    CHECK(strategy.stored.size() >= row.stored - 100);
+    CHECK(strategy.stored.size() <= row.stored);
     CHECK(posting.doubtful == posting.errors);  // each may be stored
   }
 }
 
 TEST_CASE("a posting that is cancelled sends nothing more and names what may be stored") {
-  for (const PostRoad::Limits limits : {kAutocommit, kGrouped})
+  for (const PostStrategy::Limits limits : {kAutocommit, kGrouped})
     for (const bool answers : {false, true}) {
-      FakeRoad road(limits);
-      road.cancelled_at = 3;
-      road.answers = answers;
-      Posting posting(road);
+      FakeStrategy strategy(limits);
+      strategy.cancelled_at = 3;
+      strategy.answers = answers;
+      Posting posting(strategy);
       CHECK_FALSE(posting.AddAll(1000));
-      CHECK(road.statements == 3);
+      CHECK(strategy.statements == 3);
       // What stands in an open transaction dies with the connection.
       CHECK((posting.errors > 50) == (!answers && limits.commit_records == 0));
       CHECK(posting.doubtful == posting.errors);
-      CHECK(posting.good == road.stored);
+      CHECK(posting.good == strategy.stored);
     }
 }
 
 TEST_CASE("a chunk undone for another writer's sake is sent again as it is") {
-  FakeRoad road(kAutocommit);
-  road.conflict_at = 2;
-  Posting posting(road);
+  FakeStrategy strategy(kAutocommit);
+  strategy.conflict_at = 2;
+  Posting posting(strategy);
   CHECK(posting.AddAll(500));
   CHECK(posting.errors == 0);
-  CHECK(road.stored.size() == 500);
+  CHECK(strategy.stored.size() == 500);
 }
 
 }  // namespace kelvorin::tests

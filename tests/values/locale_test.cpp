@@ -7,7 +7,7 @@
 using namespace kelvorin;
 using namespace kelvorin::values;
 
-TEST_CASE("habits of a locale") {
+TEST_CASE("conventions of a locale") {
   constexpr DateOrder kDmy = DateOrder::kDayMonthYear;
   constexpr DateOrder kMdy = DateOrder::kMonthDayYear;
   constexpr DateOrder kYmd = DateOrder::kYearMonthDay;

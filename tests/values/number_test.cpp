@@ -112,7 +112,7 @@ TEST_CASE("money is exact") {
   CheckRefused(kCurrency, {"$5$", "$", "1e2"});
 }
 
-TEST_CASE("other habits of writing numbers") {
+TEST_CASE("other conventions of writing numbers") {
   const ValueFormat points({.decimal = ',', .thousands = '.', .currency = "\xE2\x82\xAC"});
   CheckRows(kDouble, {{"1.234,50", "1234.5 [1234.50]"}, {"-2,5", "-2.5 [-2.5]"}}, points);
   CheckRefused(kDouble, {"2.5"}, points);

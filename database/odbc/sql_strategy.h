@@ -1,6 +1,6 @@
 #pragma once
-// The road that writes records as SQL text, one INSERT with a list of VALUES, and what all roads
-// over a session share. Included by .cpp files of this room only.
+// The strategy that writes records as SQL text, one INSERT with a list of VALUES, and what all
+// strategies over a session share. Included by .cpp files of this room only.
 
 #include <string>
 #include <vector>
@@ -14,10 +14,10 @@ namespace kelvorin::database::odbc {
 std::string InsertText(const Session& session, const TableEntry& table,
                        const std::vector<std::string>& fields);
 
-class SqlRoad : public PostRoad {
+class SqlStrategy : public PostStrategy {
  public:
-  SqlRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits);
-  ~SqlRoad() override;
+  SqlStrategy(Session& session, const std::string& into, bool refuses_doubles, Limits limits);
+  ~SqlStrategy() override;
 
   Limits limits() const noexcept override { return limits_; }
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
@@ -37,7 +37,7 @@ class SqlRoad : public PostRoad {
   /// Right after a failed statement of several records: notes which one the server stopped at.
   void AskWhere(BatchRange range, PostFailure& failure);
   static PostFailure FailureOf(const Error& error);
-  /// Takes back what was sent and not committed; the session is as it was before the road.
+  /// Takes back what was sent and not committed; the session is as it was before the strategy.
   void EndTransaction() noexcept;
   Session& session() noexcept { return session_; }
   const std::string& into() const noexcept { return into_; }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "bench/odbc/records.h"
-#include "bench/odbc/roads_to_try.h"
+#include "bench/odbc/strategies_to_try.h"
 #include "database/odbc/side_table.h"
 
 namespace kelvorin::bench {
@@ -54,7 +54,7 @@ class Bare {
     SQLINTEGER number = 0;
     SQLSMALLINT size = 0;
     SQLGetDiagRec(type, handle, 1, state, &number, text, sizeof text, &size);
-    std::fprintf(stderr, "bare road: %s %s\n", reinterpret_cast<char*>(state),
+    std::fprintf(stderr, "bare strategy: %s %s\n", reinterpret_cast<char*>(state),
                  reinterpret_cast<char*>(text));
     std::exit(1);
   }
@@ -238,16 +238,16 @@ void SendSideFile(Bare& bare, const std::string& records, std::size_t chunk) {
 
 }  // namespace
 
-void SendBarely(const Place& place, const std::string& records, const std::string& road,
+void SendBarely(const Place& place, const std::string& records, const std::string& strategy,
                 std::size_t chunk) {
   Bare bare(place.connect);
-  if (road == "values") {
+  if (strategy == "values") {
     SendValues(bare, records, chunk, place.kind == "sqlite");
-  } else if (road == "unnest") {
+  } else if (strategy == "unnest") {
     SendUnnest(bare, records, chunk);
-  } else if (road == "side file") {
+  } else if (strategy == "side file") {
     SendSideFile(bare, records, chunk);
-  } else if (road == "array parameters") {
+  } else if (strategy == "array parameters") {
     SendArrayParameters(bare, records, chunk);
   } else {
     SendBoundArrays(bare, records, chunk);

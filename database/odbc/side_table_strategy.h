@@ -1,30 +1,30 @@
 #pragma once
-// SQLite's fastest road: a batch of records goes into a file of its own, and each chunk is one
+// SQLite's fastest strategy: a batch of records goes into a file of its own, and each chunk is one
 // INSERT that copies from there. Included by .cpp files of this room only.
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "database/odbc/roads.h"
 #include "database/odbc/side_table.h"
-#include "database/odbc/sql_road.h"
+#include "database/odbc/sql_strategy.h"
+#include "database/odbc/strategies.h"
 
 namespace kelvorin::database::odbc {
 
-class SideRoad final : public SqlRoad {
+class SideTableStrategy final : public SqlStrategy {
  public:
   /// Null where the database takes no second file: its texts are not UTF-8, too many are attached,
   /// or no temporary file can be had. The records then go as lists of values.
-  static std::unique_ptr<PostRoad> Make(Session& session, const std::string& into,
-                                        bool refuses_doubles, const RoadTarget& target);
-  ~SideRoad() override;
+  static std::unique_ptr<PostStrategy> Make(Session& session, const std::string& into,
+                                            bool refuses_doubles, const RoadTarget& target);
+  ~SideTableStrategy() override;
 
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
 
  private:
-  SideRoad(Session& session, const std::string& into, bool refuses_doubles,
-           const RoadTarget& target);
+  SideTableStrategy(Session& session, const std::string& into, bool refuses_doubles,
+                    const RoadTarget& target);
   bool Attach();
   void Load(const RecordBatch& batch);
 

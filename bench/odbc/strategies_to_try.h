@@ -1,6 +1,6 @@
 #pragma once
-// The roads that the benchmark compares: native bulk loading, and bare programs that read, split
-// and send on an ODBC connection without any of the product's rooms.
+// The strategies that the benchmark compares: native bulk loading, and bare programs that read,
+// split and send on an ODBC connection without any of the product's rooms.
 
 #include <string>
 
@@ -17,9 +17,9 @@ struct Place {
 
 // Native: sqlite3 prepared inserts in one transaction, COPY, LOAD DATA.
 void LoadNatively(const Place& place, const std::string& records);
-/// Bare ODBC; `road` is "values", "side file", "unnest", "bound arrays" or "array parameters".
+/// Bare ODBC; `strategy` is "values", "side file", "unnest", "bound arrays" or "array parameters".
 /// `chunk` records a statement.
-void SendBarely(const Place& place, const std::string& records, const std::string& road,
+void SendBarely(const Place& place, const std::string& records, const std::string& strategy,
                 std::size_t chunk);
 /// Runs one statement through a connection of its own.
 void RunSql(const Place& place, const std::string& sql);

@@ -1,4 +1,4 @@
-#include "database/odbc/array_road.h"
+#include "database/odbc/array_strategy.h"
 
 #include <array>
 
@@ -28,16 +28,16 @@ void AppendElement(std::string_view text, std::string& out) {
 
 }  // namespace
 
-ArrayRoad::ArrayRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
-                     const std::vector<std::string>& element_types)
-    : SqlRoad(session, into, refuses_doubles, limits), columns_(element_types.size()) {
+ArrayStrategy::ArrayStrategy(Session& session, const std::string& into, bool refuses_doubles,
+                             Limits limits, const std::vector<std::string>& element_types)
+    : SqlStrategy(session, into, refuses_doubles, limits), columns_(element_types.size()) {
   // In the list of targets the arrays run side by side without a table in between.
   sql_ = this->into() + "SELECT ";
   for (std::size_t i = 0; i < element_types.size(); ++i)
     sql_ += (i == 0 ? "unnest(?::" : ",unnest(?::") + Utf8Name(element_types[i]) + "[])";
 }
 
-void ArrayRoad::Fill(const RecordBatch& batch, BatchRange range) {
+void ArrayStrategy::Fill(const RecordBatch& batch, BatchRange range) {
   for (std::size_t field = 0; field < columns_.size(); ++field) {
     std::string& array = columns_[field].array;
     array = "{";
@@ -59,7 +59,7 @@ void ArrayRoad::Fill(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-void ArrayRoad::PrepareAndBind() {
+void ArrayStrategy::PrepareAndBind() {
   const std::string what = "the records cannot be posted";
   if (!prepared_) {
     prepared_ = Statement(session().connection());
@@ -78,8 +78,8 @@ void ArrayRoad::PrepareAndBind() {
   }
 }
 
-PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
-  if (range.size() == 1 || session().lost()) return SqlRoad::Send(batch, range);
+PostFailure ArrayStrategy::Send(const RecordBatch& batch, BatchRange range) {
+  if (range.size() == 1 || session().lost()) return SqlStrategy::Send(batch, range);
   bool sent = false;
   try {
     Fill(batch, range);
@@ -100,9 +100,9 @@ PostFailure ArrayRoad::Send(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-bool ArrayRoad::Reconnect() {
+bool ArrayStrategy::Reconnect() {
   prepared_ = Statement();
-  return SqlRoad::Reconnect();
+  return SqlStrategy::Reconnect();
 }
 
 }  // namespace kelvorin::database::odbc

@@ -12,7 +12,7 @@
 
 namespace kelvorin::database::odbc {
 
-/// The target of a road, resolved once.
+/// The target of a strategy, resolved once.
 struct RoadTarget {
   TableEntry table;
   database::TableDef def;
@@ -20,8 +20,8 @@ struct RoadTarget {
   std::vector<values::TypeCode> types;
 };
 
-/// The road for a target. With `one_by_one`, or where the table's triggers, rules, keys or engine
-/// would tell chunks from single records, every record is a statement of its own.
-std::unique_ptr<PostRoad> MakeRoad(Session& session, RoadTarget target, bool one_by_one);
+/// The strategy for a target. With `one_by_one`, or where the table's triggers, rules, keys or
+/// engine would tell chunks from single records, every record is a statement of its own.
+std::unique_ptr<PostStrategy> MakeStrategy(Session& session, RoadTarget target, bool one_by_one);
 
 }  // namespace kelvorin::database::odbc

@@ -4,14 +4,14 @@
 #include <cstdlib>
 
 #include "bench/odbc/records.h"
-#include "bench/odbc/roads_to_try.h"
+#include "bench/odbc/strategies_to_try.h"
 
 namespace kelvorin::bench {
 namespace {
 
 void Require(bool good, const char* what) {
   if (good) return;
-  std::fprintf(stderr, "native road: %s failed\n", what);
+  std::fprintf(stderr, "native strategy: %s failed\n", what);
   std::exit(1);
 }
 

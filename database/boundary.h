@@ -1,5 +1,5 @@
 #pragma once
-// The wall between drivers, which throw, and everybody else, who never meets an exception: one
+// The boundary between drivers, which throw, and everybody else, who never meets an exception: one
 // function that calls a driver and turns whatever it threw into a `Status` and pending errors.
 // Included by .cpp files of this room, and of drivers that offer a further interface of their own.
 

@@ -1,20 +1,20 @@
 #pragma once
-// PostgreSQL's fastest road: one prepared INSERT that takes a whole chunk as one array per field,
-// so that neither the driver nor the server's parser looks at the values. Included by .cpp files of
-// this room only.
+// PostgreSQL's fastest strategy: one prepared INSERT that takes a whole chunk as one array per
+// field, so that neither the driver nor the server's parser looks at the values. Included by .cpp
+// files of this room only.
 
 #include <string>
 #include <vector>
 
-#include "database/odbc/sql_road.h"
+#include "database/odbc/sql_strategy.h"
 
 namespace kelvorin::database::odbc {
 
-class ArrayRoad final : public SqlRoad {
+class ArrayStrategy final : public SqlStrategy {
  public:
   /// `element_types`: for each field the type, without length, of its array's elements.
-  ArrayRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
-            const std::vector<std::string>& element_types);
+  ArrayStrategy(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
+                const std::vector<std::string>& element_types);
 
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
   bool Reconnect() override;

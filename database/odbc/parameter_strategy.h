@@ -1,18 +1,18 @@
 #pragma once
-// The road that hands a prepared INSERT whole columns of values, MariaDB's fastest. Included by
+// The strategy that hands a prepared INSERT whole columns of values, MariaDB's fastest. Included by
 // .cpp files of this room only.
 
 #include <string>
 #include <vector>
 
-#include "database/odbc/sql_road.h"
+#include "database/odbc/sql_strategy.h"
 
 namespace kelvorin::database::odbc {
 
-class ParameterRoad final : public SqlRoad {
+class ParameterStrategy final : public SqlStrategy {
  public:
-  ParameterRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
-                std::size_t field_count);
+  ParameterStrategy(Session& session, const std::string& into, bool refuses_doubles, Limits limits,
+                    std::size_t field_count);
 
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
   bool Reconnect() override;

@@ -1,4 +1,4 @@
-#include "database/odbc/sql_road.h"
+#include "database/odbc/sql_strategy.h"
 
 #include <utility>
 
@@ -25,18 +25,19 @@ std::string InsertText(const Session& session, const TableEntry& table,
   return sql + ") ";
 }
 
-SqlRoad::SqlRoad(Session& session, const std::string& into, bool refuses_doubles, Limits limits)
+SqlStrategy::SqlStrategy(Session& session, const std::string& into, bool refuses_doubles,
+                         Limits limits)
     : session_(session),
       into_(Utf8Name(into)),
       refuses_doubles_(refuses_doubles),
       limits_(limits),
       tells_where_(session.facts().server == Server::kMariaDb) {}
 
-SqlRoad::~SqlRoad() {
+SqlStrategy::~SqlStrategy() {
   EndTransaction();
 }
 
-void SqlRoad::EndTransaction() noexcept {
+void SqlStrategy::EndTransaction() noexcept {
   if (!std::exchange(in_transaction_, false) || !session_.connection().open()) return;
   session_.connection().Rollback();
   try {
@@ -46,7 +47,7 @@ void SqlRoad::EndTransaction() noexcept {
   }
 }
 
-PostFailure SqlRoad::FailureOf(const Statement& statement) {
+PostFailure SqlStrategy::FailureOf(const Statement& statement) {
   Diagnosis diagnosis = Diagnose(SQL_HANDLE_STMT, statement.get());
   session_.Note(diagnosis);
   PostFailure failure;
@@ -60,7 +61,7 @@ PostFailure SqlRoad::FailureOf(const Statement& statement) {
   return failure;
 }
 
-PostFailure SqlRoad::FailureOf(const Error& error) {
+PostFailure SqlStrategy::FailureOf(const Error& error) {
   PostFailure failure;
   failure.status = error.status();
   const auto* driver = dynamic_cast<const database::DriverError*>(&error);
@@ -69,7 +70,7 @@ PostFailure SqlRoad::FailureOf(const Error& error) {
   return failure;
 }
 
-PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
+PostFailure SqlStrategy::Send(const RecordBatch& batch, BatchRange range) {
   WriteValues(batch, range);
   PostFailure failure = SendText(sql_);
   AskWhere(range, failure);
@@ -77,7 +78,7 @@ PostFailure SqlRoad::Send(const RecordBatch& batch, BatchRange range) {
 }
 
 // Known from MariaDB 10.7 on; an older one refuses the question and is not asked again.
-void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
+void SqlStrategy::AskWhere(BatchRange range, PostFailure& failure) {
   const bool asked = failure.failed() && !failure.lost && !failure.errors.front().state.empty();
   if (!tells_where_ || !asked || range.size() < kLeastAsked) return;
   try {
@@ -93,7 +94,7 @@ void SqlRoad::AskWhere(BatchRange range, PostFailure& failure) {
   }
 }
 
-PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
+PostFailure SqlStrategy::SendText(std::string_view sql, std::int64_t* changed) {
   try {
     if (session_.connection().stopped()) {
       PostFailure failure;
@@ -135,7 +136,7 @@ PostFailure SqlRoad::SendText(std::string_view sql, std::int64_t* changed) {
   }
 }
 
-bool SqlRoad::TransactionLives() noexcept {
+bool SqlStrategy::TransactionLives() noexcept {
   try {
     Statement probe(session_.connection());
     if (!Succeeded(probe.Send("BEGIN")) &&
@@ -150,7 +151,7 @@ bool SqlRoad::TransactionLives() noexcept {
   return false;
 }
 
-PostFailure SqlRoad::Begin() {
+PostFailure SqlStrategy::Begin() {
   try {
     session_.connection().SetAutocommit(false);
     in_transaction_ = true;
@@ -160,7 +161,7 @@ PostFailure SqlRoad::Begin() {
   }
 }
 
-PostFailure SqlRoad::Commit() {
+PostFailure SqlStrategy::Commit() {
   PostFailure failure;
   in_transaction_ = false;
   try {
@@ -180,12 +181,12 @@ PostFailure SqlRoad::Commit() {
   return failure;
 }
 
-bool SqlRoad::Reconnect() {
+bool SqlStrategy::Reconnect() {
   ForgetStatement();
   return session_.Reconnect();
 }
 
-void SqlRoad::WriteValues(const RecordBatch& batch, BatchRange range) {
+void SqlStrategy::WriteValues(const RecordBatch& batch, BatchRange range) {
   sql_ = into_;
   sql_ += "VALUES ";
   for (std::size_t i = range.first; i < range.end; ++i) {

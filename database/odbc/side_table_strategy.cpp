@@ -1,4 +1,4 @@
-#include "database/odbc/side_road.h"
+#include "database/odbc/side_table_strategy.h"
 
 #include <algorithm>
 #include <charconv>
@@ -17,8 +17,8 @@ constexpr std::size_t kLeastBatch = 64;
 constexpr std::size_t kMostListed = 500;
 constexpr std::size_t kMostListedBytes = 900'000;
 
-PostRoad::Limits SideLimits(std::size_t fields) {
-  PostRoad::Limits limits;
+PostStrategy::Limits SideLimits(std::size_t fields) {
+  PostStrategy::Limits limits;
   limits.most_records = limits.commit_records = std::min(kMostRecords, kMostValues / fields);
   limits.whole_batches = true;
   return limits;
@@ -32,9 +32,9 @@ bool MayHavePoint(database::TypeCode type) {
 
 }  // namespace
 
-SideRoad::SideRoad(Session& session, const std::string& into, bool refuses_doubles,
-                   const RoadTarget& target)
-    : SqlRoad(session, into, refuses_doubles, SideLimits(target.fields.size())),
+SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
+                                     bool refuses_doubles, const RoadTarget& target)
+    : SqlStrategy(session, into, refuses_doubles, SideLimits(target.fields.size())),
       side_(target.fields.size()) {
   select_ = this->into() + "SELECT ";
   for (std::size_t i = 0; i < target.fields.size(); ++i) {
@@ -50,18 +50,20 @@ SideRoad::SideRoad(Session& session, const std::string& into, bool refuses_doubl
   }
 }
 
-std::unique_ptr<PostRoad> SideRoad::Make(Session& session, const std::string& into,
-                                         bool refuses_doubles, const RoadTarget& target) {
+std::unique_ptr<PostStrategy> SideTableStrategy::Make(Session& session, const std::string& into,
+                                                      bool refuses_doubles,
+                                                      const RoadTarget& target) {
   try {
-    std::unique_ptr<SideRoad> road(new SideRoad(session, into, refuses_doubles, target));
-    if (road->Attach()) return road;
+    std::unique_ptr<SideTableStrategy> strategy(
+        new SideTableStrategy(session, into, refuses_doubles, target));
+    if (strategy->Attach()) return strategy;
   } catch (const Error&) {
     // no temporary file
   }
   return nullptr;
 }
 
-bool SideRoad::Attach() {
+bool SideTableStrategy::Attach() {
   Statement statement(session().connection());
   for (const char* schema : {"kelvorin_side1", "kelvorin_side2"}) {
     const std::string sql = "ATTACH DATABASE " + Literal(session(), side_.path()) + " AS " + schema;
@@ -76,7 +78,7 @@ bool SideRoad::Attach() {
   return false;
 }
 
-SideRoad::~SideRoad() {
+SideTableStrategy::~SideTableStrategy() {
   if (schema_.empty() || !session().connection().open()) return;
   EndTransaction();
   try {
@@ -86,7 +88,7 @@ SideRoad::~SideRoad() {
   }
 }
 
-void SideRoad::Load(const RecordBatch& batch) {
+void SideTableStrategy::Load(const RecordBatch& batch) {
   side_.Clear();
   unfit_.assign(batch.size(), false);
   for (std::size_t i = 0; i < batch.size(); ++i) {
@@ -117,15 +119,15 @@ void SideRoad::Load(const RecordBatch& batch) {
   generation_ = batch.generation();
 }
 
-PostFailure SideRoad::Send(const RecordBatch& batch, BatchRange range) {
-  if (range.size() == 1 || batch.size() < kLeastBatch) return SqlRoad::Send(batch, range);
+PostFailure SideTableStrategy::Send(const RecordBatch& batch, BatchRange range) {
+  if (range.size() == 1 || batch.size() < kLeastBatch) return SqlStrategy::Send(batch, range);
   try {
     // The first chunk of a batch opens its transaction, so nobody reads the file by now.
     if (generation_ != batch.generation()) Load(batch);
     const auto at = [&](std::size_t i) { return unfit_.begin() + static_cast<std::ptrdiff_t>(i); };
     if (std::find(at(range.first), at(range.end), true) != at(range.end)) {
       if (range.size() <= kMostListed && batch.Bytes(range) <= kMostListedBytes)
-        return SqlRoad::Send(batch, range);
+        return SqlStrategy::Send(batch, range);
       PostFailure too_long;  // to be halved
       too_long.status = Status(Code::kTooLong, "the records are too long for one statement");
       return too_long;

@@ -1,4 +1,4 @@
-#include "database/odbc/parameter_road.h"
+#include "database/odbc/parameter_strategy.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,11 +18,11 @@ SQLPOINTER Number(std::size_t value) noexcept {
 
 }  // namespace
 
-ParameterRoad::ParameterRoad(Session& session, const std::string& into, bool refuses_doubles,
-                             Limits limits, std::size_t field_count)
-    : SqlRoad(session, into, refuses_doubles, limits), columns_(field_count) {}
+ParameterStrategy::ParameterStrategy(Session& session, const std::string& into,
+                                     bool refuses_doubles, Limits limits, std::size_t field_count)
+    : SqlStrategy(session, into, refuses_doubles, limits), columns_(field_count) {}
 
-bool ParameterRoad::Fill(const RecordBatch& batch, BatchRange range) {
+bool ParameterStrategy::Fill(const RecordBatch& batch, BatchRange range) {
   for (std::size_t field = 0; field < columns_.size(); ++field) {
     Column& column = columns_[field];
     std::size_t widest = 1;
@@ -44,7 +44,7 @@ bool ParameterRoad::Fill(const RecordBatch& batch, BatchRange range) {
   return true;
 }
 
-void ParameterRoad::Prepare() {
+void ParameterStrategy::Prepare() {
   if (prepared_) return;
   const std::string what = "the records cannot be posted";
   prepared_ = Statement(session().connection());
@@ -57,7 +57,7 @@ void ParameterRoad::Prepare() {
                   what);
 }
 
-void ParameterRoad::Bind(std::size_t records) {
+void ParameterStrategy::Bind(std::size_t records) {
   const std::string what = "the records cannot be posted";
   prepared_.Check(SQLSetStmtAttr(prepared_.get(), SQL_ATTR_PARAMSET_SIZE, Number(records), 0),
                   what);
@@ -71,11 +71,11 @@ void ParameterRoad::Bind(std::size_t records) {
   }
 }
 
-void ParameterRoad::RunTransaction(const char* sql) {
+void ParameterStrategy::RunTransaction(const char* sql) {
   transaction_.Check(transaction_.Send(sql), "the records cannot be posted");
 }
 
-PostFailure ParameterRoad::Abandon(PostFailure failure) {
+PostFailure ParameterStrategy::Abandon(PostFailure failure) {
   if (failure.lost) {
     prepared_ = Statement();
     transaction_ = Statement();
@@ -87,13 +87,13 @@ PostFailure ParameterRoad::Abandon(PostFailure failure) {
 
 // Where the driver cannot send an array at once it sends record by record, so the array has a
 // transaction around it: a chunk is stored whole or not at all.
-PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
+PostFailure ParameterStrategy::Send(const RecordBatch& batch, BatchRange range) {
   // In a packet each value has its length before it.
   const std::size_t packet = session().facts().most_packet_bytes;
   const bool fits =
       packet == 0 || 2 * (batch.Bytes(range) + 9 * range.size() * columns_.size()) < packet;
   if (range.size() < kLeastRecords || !fits || session().lost() || !Fill(batch, range))
-    return SqlRoad::Send(batch, range);
+    return SqlStrategy::Send(batch, range);
   bool sent = false;
   try {
     Prepare();
@@ -119,10 +119,10 @@ PostFailure ParameterRoad::Send(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-bool ParameterRoad::Reconnect() {
+bool ParameterStrategy::Reconnect() {
   prepared_ = Statement();
   transaction_ = Statement();
-  return SqlRoad::Reconnect();
+  return SqlStrategy::Reconnect();
 }
 
 }  // namespace kelvorin::database::odbc
