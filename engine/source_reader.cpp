@@ -244,12 +244,13 @@ Status TableSource::Split(FieldValues& fields) {
   return Status();
 }
 
-// A table that breaks off behind the row that was read, or whose server goes away there, costs the
-// rows that are missing, not this one.
+// A table that breaks off behind the row that was read costs the rows that are missing, not this
+// one. Any other failure (a server that goes away) is this record's, and then ends the run with the
+// same reason.
 Status TableSource::Advance() {
   ends_early_ = rows_->MoveNext();
   if (ends_early_.ok()) ++line_number_;
-  return Status();
+  return ends_early_.code() == Code::kNoCurrentRecord ? Status() : ends_early_;
 }
 
 void TableSource::Mark(RecordMark& mark) {

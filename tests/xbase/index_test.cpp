@@ -570,6 +570,43 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
   }
 }
 
+TEST_CASE("a record without a date has its product's place, and a deleted one gives its key up") {
+  for (const char* connect : {"dBASE III", "dBASE IV", "FoxPro 2.6"}) {
+    CAPTURE(std::string(connect));
+    const TempFolder temp;
+    TableDef def = MakeTable("T", {MakeField("NAME", kText, 4), MakeField("D", kDate)});
+    for (const char* field : {"NAME", "D"}) {
+      IndexDef& index = def.Indexes.emplace_back();
+      index.Name = std::string("BY") + field;
+      index.Columns = {{field, false}};
+      index.Unique = field == std::string("NAME");
+    }
+    Folder folder(temp.path(), connect);
+    folder.Make(def);
+    folder.Fill("T", {{"a", "2004-02-29"}, {"b", "<null>"}, {"c", "1999-12-31"}});
+    auto set = folder.Open("T");
+    const auto walk = [&](const char* index) {
+      Must(set->SetIndex(index));
+      std::string names, text;
+      bool null = false;
+      for (; !set->Eof(); Must(set->MoveNext())) {
+        Must(set->Fields(0).GetText(text, null));
+        names += text;
+      }
+      return names;
+    };
+    CHECK(walk("BYD") == (connect[0] == 'F' ? "bca" : "cab"));
+    Must(set->MoveFirst());
+    Must(set->Delete());
+    for (const char* name : {"a", "d", "b", "c"}) {
+      const Status added = Append(*set, {name, "2001-01-01"});
+      CHECK_MESSAGE((added.ok() || added.code() == Code::kDuplicateKey), added.message());
+    }
+    CHECK(walk("BYNAME") == "abcd");
+    CHECK(Show(*folder->Inspect("T")) == "");
+  }
+}
+
 TEST_CASE("pages of an index that run empty are used again, and its tree becomes lower") {
   // Keys go by becoming those of another record or, in a candidate tag, by deleting.
   for (const char* connect : {"dBASE IV", "FoxPro 2.6", "FoxPro 3.0"}) {
