@@ -38,8 +38,8 @@ cluster_packages=(mariadb-plugin-spider galera-4 rsync)
 # stage TEXT: one line about what is being done, on standard error.
 stage() { echo "== $*" >&2; }
 
-# configure_and_build PRESET USUAL_TIME [TARGET ...]: says what it does and for how long (USUAL_TIME:
-# from nothing, on two cores) where there is something to do; the compilers' log only when one fails.
+# configure_and_build PRESET USUAL_TIME [TARGET ...]: says what it does and, for a first build, how long
+# it takes (USUAL_TIME, on two cores); shows the compilers' log only when one fails.
 configure_and_build() {
   local preset=$1 usual=$2
   shift 2
@@ -50,9 +50,11 @@ configure_and_build() {
     cat "$log" >&2
     return 1
   fi
-  local steps
-  steps=$(ninja -C "$folder" -n "${@:-all}" 2>&1 | sed -n 's,^\[[0-9]*/\([0-9]*\)\].*,\1,p' | tail -n 1)
-  [ -z "$steps" ] || stage "building ${*:-everything} in build/$preset: $steps steps (usually $usual from nothing)"
+  if [ -e "$folder/.ninja_log" ]; then
+    stage "bringing ${*:-everything} in build/$preset up to date"
+  else
+    stage "building ${*:-everything} in build/$preset (usually $usual from nothing)"
+  fi
   if ! cmake --build "$folder" --target "${@:-all}" >"$log" 2>&1; then
     cat "$log" >&2
     return 1
