@@ -129,8 +129,6 @@ class Table final : private storage::GroupHook {
   Status Duplicate(const std::string& index) const;
   void StoreBlobs(base::MutableByteSpan row, std::span<const BlobChange> blobs);
   void FreeBlobs(base::ByteSpan row, std::span<const BlobChange> blobs, bool all);
-  void InsertRow(base::ByteSpan row, Place& at);
-  void EraseRow(Place at);
   void InsertEntry(SecondaryIndex& index, base::ByteSpan row, BlockNo block);
   void EraseEntry(SecondaryIndex& index, base::ByteSpan row);
   void FixHints(Place except);
