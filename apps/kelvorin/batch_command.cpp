@@ -1,7 +1,5 @@
 // `kelvorin batch [SETTING] [PROPERTY=VALUE ...]`: what a host does with `BatchImport`.
 
-#include <CLI/CLI.hpp>
-
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/passwords.h"
 #include "apps/kelvorin/progress_bar.h"
@@ -46,17 +44,17 @@ int Batch(const BatchOptions& options) {
 
 }  // namespace
 
-void AddBatchCommand(CLI::App& app, int& exit_status) {
+void AddBatchCommand(Command root, int& exit_status) {
   auto options = std::make_shared<BatchOptions>();
-  CLI::App* command = app.add_subcommand("batch", "Run a saved setting, as a host would");
-  command->add_option("WORDS", options->words, "[SETTING] [PROPERTY=VALUE ...]");
-  AddPassword(*command, "source-", "source", options->source_password);
-  command->add_flag("--json", options->json, "Print one JSON object");
-  command->footer(
+  Command command = root.AddCommand("batch", "Run a saved setting, as a host would");
+  command.Add("WORDS", options->words, "[SETTING] [PROPERTY=VALUE ...]");
+  AddPassword(command, "source-", "source", options->source_password);
+  command.AddFlag("--json", options->json, "Print one JSON object");
+  command.Footer(
       "The properties are the control's 22, e.g. IniFile=jobs.ini ConnectString=DBase3\n"
       "DataBaseName=folder TableName=CUST ImportTable=new.csv. Without SETTING the default\n"
       "setting is run.");
-  command->callback([options, &exit_status] { exit_status = Batch(*options); });
+  command.OnUse([options, &exit_status] { exit_status = Batch(*options); });
 }
 
 }  // namespace kelvorin::app

@@ -4,11 +4,8 @@
 
 #include <string_view>
 
+#include "apps/kelvorin/command_line.h"
 #include "base/status.h"
-
-namespace CLI {
-class App;
-}
 
 namespace kelvorin::app {
 
@@ -20,15 +17,15 @@ enum ExitStatus : int {
   kFatal = 3,  // the text stands on standard error
 };
 
-void AddBatchCommand(CLI::App& app, int& exit_status);
-void AddImportCommand(CLI::App& app, int& exit_status);
-void AddRecoverCommand(CLI::App& app, int& exit_status);
-void AddSettingsCommand(CLI::App& app, int& exit_status);
-void AddDetectCommand(CLI::App& app, int& exit_status);
-void AddTableCommands(CLI::App& app,
+void AddBatchCommand(Command root, int& exit_status);
+void AddImportCommand(Command root, int& exit_status);
+void AddRecoverCommand(Command root, int& exit_status);
+void AddSettingsCommand(Command root, int& exit_status);
+void AddDetectCommand(Command root, int& exit_status);
+void AddTableCommands(Command root,
                       int& exit_status);  // tables, fields, dump, check, create, sources
 
-void AddWizardCommand(CLI::App& app, int& exit_status);
+void AddWizardCommand(Command root, int& exit_status);
 
 /// Writes "kelvorin: " and the text to standard error and answers the status.
 int Report(ExitStatus status, std::string_view text);

@@ -1,6 +1,5 @@
 // `kelvorin detect FILE`: how a text file seems to be built, and its first lines.
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "apps/kelvorin/command.h"
@@ -122,14 +121,13 @@ int Detect(DetectOptions options) {
 
 }  // namespace
 
-void AddDetectCommand(CLI::App& app, int& exit_status) {
+void AddDetectCommand(Command root, int& exit_status) {
   auto options = std::make_shared<DetectOptions>();
-  CLI::App* command = app.add_subcommand("detect", "Tell how a text file seems to be built");
-  command->add_option("FILE", options->file, "Text file to look at (- for standard input)")
-      ->required();
-  AddTextOptions(*command, options->text, true);
-  command->add_flag("--json", options->json, "Print one JSON object");
-  command->callback([options, &exit_status] { exit_status = Detect(*options); });
+  Command command = root.AddCommand("detect", "Tell how a text file seems to be built");
+  command.Add("FILE", options->file, "Text file to look at (- for standard input)").Required();
+  AddTextOptions(command, options->text, true);
+  command.AddFlag("--json", options->json, "Print one JSON object");
+  command.OnUse([options, &exit_status] { exit_status = Detect(*options); });
 }
 
 }  // namespace kelvorin::app

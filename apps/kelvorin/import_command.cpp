@@ -1,8 +1,6 @@
 // `kelvorin import SOURCE --into KIND:DATABASE --table NAME [options]`: one job described on the
 // command line.
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 
 #include "apps/kelvorin/command.h"
@@ -214,17 +212,17 @@ int Import(const ImportOptions& options) {
 
 }  // namespace
 
-void AddImportCommand(CLI::App& app, int& exit_status) {
+void AddImportCommand(Command root, int& exit_status) {
   auto options = std::make_shared<ImportOptions>();
-  CLI::App* command = app.add_subcommand("import", "Import a text file or a table into a table");
-  AddImportOptions(*command, *options);
-  command->footer(
+  Command command = root.AddCommand("import", "Import a text file or a table into a table");
+  AddImportOptions(command, *options);
+  command.Footer(
       "KIND is Access, Paradox3 ... Paradox5, DBase3 ... DBase5, FOXPRO20 ... FOXPRO30 or ODBC, "
       "in\n"
       "any case. For Paradox, dBASE and FoxPro the database is a folder; for ODBC a DSN or\n"
       "\"DSN=...;UID=...;PWD=...\". Without a mapping option fields of equal names are mapped, or\n"
       "all in order when the source's fields have no names.");
-  command->callback([options, &exit_status] { exit_status = Import(*options); });
+  command.OnUse([options, &exit_status] { exit_status = Import(*options); });
 }
 
 }  // namespace kelvorin::app

@@ -1,7 +1,5 @@
 #include "apps/kelvorin/import_options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <limits>
 
 #include "apps/kelvorin/database_argument.h"
@@ -166,88 +164,81 @@ Status WrongValue(std::string_view option, std::string_view value, std::string_v
                                             "': expected " + std::string(expected));
 }
 
-void AddImportOptions(CLI::App& command, ImportOptions& o) {
-  command
-      .add_option("SOURCE", o.source,
-                  "Text file (- for standard input), table file, or KIND:DATABASE")
-      ->required();
-  command.add_option("--source-table", o.source_table, "Table of a source KIND:DATABASE");
-  command.add_option("--query", o.query, "SELECT that is read of a source ODBC:...");
-  command.add_option("--into", o.into, "Target as KIND:DATABASE, e.g. DBase3:folder")->required();
-  command.add_option("--table", o.table, "Target table")->required();
-  command.add_option("--user", o.user, "User name of the target");
+void AddImportOptions(Command command, ImportOptions& o) {
+  command.Add("SOURCE", o.source, "Text file (- for standard input), table file, or KIND:DATABASE")
+      .Required();
+  command.Add("--source-table", o.source_table, "Table of a source KIND:DATABASE");
+  command.Add("--query", o.query, "SELECT that is read of a source ODBC:...");
+  command.Add("--into", o.into, "Target as KIND:DATABASE, e.g. DBase3:folder").Required();
+  command.Add("--table", o.table, "Target table").Required();
+  command.Add("--user", o.user, "User name of the target");
   AddPassword(command, "", "target", o.password);
-  command.add_option("--source-user", o.source_user, "User name of the source");
+  command.Add("--source-user", o.source_user, "User name of the source");
   AddPassword(command, "source-", "source", o.source_password);
 
   AddTextOptions(command, o.text);
-  command.add_option("--max-lines", o.max_lines, "Number of lines to import (0: all)")
-      ->group("Text layout (detected where not given)");
+  command.Add("--max-lines", o.max_lines, "Number of lines to import (0: all)")
+      .Group("Text layout (detected where not given)");
 
   const std::string values = "Values";
-  command.add_flag("--oem", o.text.oem, "Convert from the OEM code page")->group(values);
-  command.add_flag("--upper", o.upper, "Convert to upper case")->group(values);
-  command.add_flag("--lower", o.lower, "Convert to lower case")->group(values);
-  command.add_option("--oem-page", o.oem_page, "Code page for --oem")->group(values);
-  command.add_option("--date-order", o.date_order, "dmy, mdy or ymd")
-      ->check(CLI::IsMember({"dmy", "mdy", "ymd"}))
-      ->group(values);
-  command.add_option("--decimal", o.decimal, "Decimal sign")->group(values);
-  command.add_option("--null", o.null_text, "Text that stands for Null")->group(values);
+  command.AddFlag("--oem", o.text.oem, "Convert from the OEM code page").Group(values);
+  command.AddFlag("--upper", o.upper, "Convert to upper case").Group(values);
+  command.AddFlag("--lower", o.lower, "Convert to lower case").Group(values);
+  command.Add("--oem-page", o.oem_page, "Code page for --oem").Group(values);
+  command.Add("--date-order", o.date_order, "dmy, mdy or ymd")
+      .OneOf({"dmy", "mdy", "ymd"})
+      .Group(values);
+  command.Add("--decimal", o.decimal, "Decimal sign").Group(values);
+  command.Add("--null", o.null_text, "Text that stands for Null").Group(values);
   command
-      .add_flag("--exact", o.exact,
-                "A value that its field would keep other than it is, is an error of its record")
-      ->group(values);
+      .AddFlag("--exact", o.exact,
+               "A value that its field would keep other than it is, is an error of its record")
+      .Group(values);
 
   const std::string mapping = "Mapping";
-  command.add_option("--map", o.map, "TARGET=SOURCE,... (source by number from 0 or by heading)")
-      ->allow_extra_args(false)
-      ->group(mapping);
-  command.add_flag("--map-by-name", o.map_by_name, "Map fields of equal names")->group(mapping);
-  command.add_flag("--map-in-order", o.map_in_order, "Map fields in their order")->group(mapping);
-  command
-      .add_flag("--create", o.create, "Make the target table from the source's fields if missing")
-      ->group(mapping);
+  command.Add("--map", o.map, "TARGET=SOURCE,... (source by number from 0 or by heading)")
+      .OneWordEach()
+      .Group(mapping);
+  command.AddFlag("--map-by-name", o.map_by_name, "Map fields of equal names").Group(mapping);
+  command.AddFlag("--map-in-order", o.map_in_order, "Map fields in their order").Group(mapping);
+  command.AddFlag("--create", o.create, "Make the target table from the source's fields if missing")
+      .Group(mapping);
 
   const std::string modes = "Writing";
-  command.add_flag("--update", o.update, "Update the target's records in their order")
-      ->group(modes);
-  command.add_option("--index", o.index, "Index that orders the target (implies --update)")
-      ->group(modes);
-  command.add_flag("--key-lookup", o.key_lookup, "Update the record found by the index's key")
-      ->group(modes);
-  command.add_flag("--append-if-eof", o.append_if_eof, "Append what the target does not have yet")
-      ->group(modes);
-  command.add_flag("--append-fields", o.append_fields, "Append to the values that are there")
-      ->group(modes);
-  command.add_flag("--empty-target", o.empty_target, "Delete all records of the target first")
-      ->group(modes);
+  command.AddFlag("--update", o.update, "Update the target's records in their order").Group(modes);
+  command.Add("--index", o.index, "Index that orders the target (implies --update)").Group(modes);
+  command.AddFlag("--key-lookup", o.key_lookup, "Update the record found by the index's key")
+      .Group(modes);
+  command.AddFlag("--append-if-eof", o.append_if_eof, "Append what the target does not have yet")
+      .Group(modes);
+  command.AddFlag("--append-fields", o.append_fields, "Append to the values that are there")
+      .Group(modes);
+  command.AddFlag("--empty-target", o.empty_target, "Delete all records of the target first")
+      .Group(modes);
   command
-      .add_flag("--delete-import-file", o.delete_import_file,
-                "Delete the source file after success")
-      ->group(modes);
-  command.add_flag("--dry-run", o.dry_run, "Do everything but the post")->group(modes);
+      .AddFlag("--delete-import-file", o.delete_import_file, "Delete the source file after success")
+      .Group(modes);
+  command.AddFlag("--dry-run", o.dry_run, "Do everything but the post").Group(modes);
 
   const std::string errors = "Errors";
   command
-      .add_flag("--no-show-errors", o.no_show_errors,
-                "Stored in the setting; nothing is asked here anyway")
-      ->group(errors);
-  command.add_option("--limit-errors", o.limit_errors, "Stop after this many errors")
-      ->group(errors);
-  command.add_option("--log", o.log, "Trace log")->group(errors);
-  command.add_flag("--log-append", o.log_append, "Append to the log")->group(errors);
-  command.add_option("--reject", o.reject, "File for rejected records; reasons go to FILE.reasons")
-      ->group(errors);
+      .AddFlag("--no-show-errors", o.no_show_errors,
+               "Stored in the setting; nothing is asked here anyway")
+      .Group(errors);
+  command.Add("--limit-errors", o.limit_errors, "Stop after this many errors").Group(errors);
+  command.Add("--log", o.log, "Trace log").Group(errors);
+  command.AddFlag("--log-append", o.log_append, "Append to the log").Group(errors);
+  command.Add("--reject", o.reject, "File for rejected records; reasons go to FILE.reasons")
+      .Group(errors);
 
   const std::string setting = "Setting";
-  command.add_option("--save-as", o.save_as, "Save the job under this name")->group(setting);
+  command.Add("--save-as", o.save_as, "Save the job under this name").Group(setting);
   command
-      .add_flag("--save-passwords", o.save_passwords,
-                "Save the source's password with the job, readable in the settings file")
-      ->group(setting);
-  command.add_option("--ini", o.ini, "Settings file (default: Kelvorin.Ini)")->group(setting);
-  command.add_flag("--json", o.json, "Print one JSON object");
+      .AddFlag("--save-passwords", o.save_passwords,
+               "Save the source's password with the job, readable in the settings file")
+      .Group(setting);
+  command.Add("--ini", o.ini, "Settings file (default: Kelvorin.Ini)").Group(setting);
+  command.AddFlag("--json", o.json, "Print one JSON object");
 }
 
 Status MakeJob(const ImportOptions& options, ImportJob& job) {

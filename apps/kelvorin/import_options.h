@@ -6,16 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "apps/kelvorin/command_line.h"
 #include "apps/kelvorin/piped_source.h"
 #include "apps/kelvorin/text_layout.h"
 #include "base/status.h"
 #include "mapping/field_mapping.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
-
-namespace CLI {
-class App;
-}
 
 namespace kelvorin::app {
 
@@ -48,7 +45,7 @@ struct ImportOptions {
   bool exact = false, dry_run = false, json = false;
 };
 
-void AddImportOptions(CLI::App& command, ImportOptions& options);
+void AddImportOptions(Command command, ImportOptions& options);
 
 /// A job as the command line describes it.
 struct ImportJob {

@@ -1,6 +1,5 @@
 // The command line host: everything the component does without windows, one command each.
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <set>
 #include <string>
@@ -37,27 +36,21 @@ void PrintNotice(std::string_view text) {
 int main(int argc, char** argv) {
   using namespace kelvorin::app;
   kelvorin::base::KeepStandardStreams();
-  CLI::App app("Copies text files and tables into a table of another database.", "kelvorin");
-  app.set_version_flag("--version", "kelvorin " KELVORIN_VERSION);
-  app.require_subcommand(1);
-  app.footer(
+  CommandLine line("kelvorin", "kelvorin " KELVORIN_VERSION,
+                   "Copies text files and tables into a table of another database.");
+  Command root = line.root();
+  root.RequireCommand();
+  root.Footer(
       "kelvorin COMMAND --help tells the options of a command.\n"
       "Exit status: 0 all records imported, 1 the run ended but records failed or it was stopped,\n"
       "2 wrong usage, 3 fatal error.");
   int exit_status = kAllImported;
-  AddImportCommand(app, exit_status);
-  AddBatchCommand(app, exit_status);
-  AddDetectCommand(app, exit_status);
-  AddSettingsCommand(app, exit_status);
-  AddTableCommands(app, exit_status);
-  AddRecoverCommand(app, exit_status);
-  AddWizardCommand(app, exit_status);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kAllImported : kWrongUsage;
-  } catch (const std::exception& error) {
-    return Report(kFatal, error.what());
-  }
-  return exit_status;
+  AddImportCommand(root, exit_status);
+  AddBatchCommand(root, exit_status);
+  AddDetectCommand(root, exit_status);
+  AddSettingsCommand(root, exit_status);
+  AddTableCommands(root, exit_status);
+  AddRecoverCommand(root, exit_status);
+  AddWizardCommand(root, exit_status);
+  return line.Parse(argc, argv).value_or(exit_status);
 }

@@ -15,18 +15,17 @@ namespace kelvorin::app {
 namespace {
 
 /// The first line without its end; fails when there is none.
-std::string FirstLine(std::istream& in, const std::string& option, const std::string& name) {
-  std::string line;
-  if (!std::getline(in, line))
-    throw CLI::ValidationError(option, "no password can be read from '" + name + "'");
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return line;
+Status TakeFirstLine(std::istream& in, const std::string& name, std::string& password) {
+  if (!std::getline(in, password))
+    return Status(Code::kIo, "no password can be read from '" + name + "'");
+  if (!password.empty() && password.back() == '\r') password.pop_back();
+  return Status();
 }
 
-std::string ReadPassword(const std::string& option, const std::string& file) {
-  if (file == "-") return FirstLine(std::cin, option, "standard input");
+Status ReadPassword(const std::string& file, std::string& password) {
+  if (file == "-") return TakeFirstLine(std::cin, "standard input", password);
   std::ifstream in(file, std::ios::binary);
-  return FirstLine(in, option, file);
+  return TakeFirstLine(in, file, password);
 }
 
 /// The terminal's echo, off while this lives; a signal that ends the program brings it back, too.
@@ -60,33 +59,29 @@ class Silence {
   std::array<struct sigaction, kSignals.size()> handlers_{};
 };
 
-std::string AskPassword(const std::string& option, const std::string& of) {
-  if (isatty(STDIN_FILENO) == 0)
-    throw CLI::ValidationError(option, "there is no terminal to ask on");
+Status AskPassword(const std::string& of, std::string& password) {
+  if (isatty(STDIN_FILENO) == 0) return Status(Code::kIo, "there is no terminal to ask on");
   std::fprintf(stderr, "Password of the %s: ", of.c_str());
   const Silence silence;
-  const std::string password = FirstLine(std::cin, option, "the terminal");
+  KV_TRY(TakeFirstLine(std::cin, "the terminal", password));
   std::fputc('\n', stderr);
-  return password;
+  return Status();
 }
 
 }  // namespace
 
-void AddPassword(CLI::App& command, const std::string& prefix, const std::string& of,
+void AddPassword(Command command, const std::string& prefix, const std::string& of,
                  std::string& password) {
   std::string variable = "KELVORIN_" + base::UpperAscii(prefix) + "PASSWORD";
   for (char& c : variable)
     if (c == '-') c = '_';
-  command.add_option("--" + prefix + "password", password, "Password of the " + of)
-      ->envname(variable);
-  const std::string from_file = "--" + prefix + "password-file";
-  command.add_option_function<std::string>(
-      from_file,
-      [&password, from_file](const std::string& file) { password = ReadPassword(from_file, file); },
+  command.Add("--" + prefix + "password", password, "Password of the " + of).Environment(variable);
+  command.AddReader(
+      "--" + prefix + "password-file",
+      [&password](const std::string& file) { return ReadPassword(file, password); },
       "File whose first line is the password of the " + of + " (-: standard input)");
-  const std::string ask = "--ask-" + prefix + "password";
-  command.add_flag_callback(
-      ask, [&password, ask, of] { password = AskPassword(ask, of); },
+  command.AddAction(
+      "--ask-" + prefix + "password", [&password, of] { return AskPassword(of, password); },
       "Ask for the password of the " + of + " on the terminal");
 }
 

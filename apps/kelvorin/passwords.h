@@ -2,10 +2,10 @@
 // Passwords on their way to the program without standing on its command line, where every other
 // user of the machine can read them, and out of what it prints.
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 #include <string_view>
+
+#include "apps/kelvorin/command_line.h"
 
 namespace kelvorin::app {
 
@@ -13,7 +13,7 @@ namespace kelvorin::app {
 /// `--ask-[PREFIX]password`, which asks on the terminal without echo. Without any of them the
 /// environment variable `KELVORIN_[PREFIX]PASSWORD` counts. `prefix` is empty or ends in "-";
 /// `password` outlives the command.
-void AddPassword(CLI::App& command, const std::string& prefix, const std::string& of,
+void AddPassword(Command command, const std::string& prefix, const std::string& of,
                  std::string& password);
 
 /// A connect string without its passwords.

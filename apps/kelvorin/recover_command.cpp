@@ -1,7 +1,5 @@
 // `kelvorin recover`: what an interrupted change left beside a table, and what becomes of it.
 
-#include <CLI/CLI.hpp>
-
 #include "apps/kelvorin/command.h"
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/output.h"
@@ -37,21 +35,20 @@ int Recover(const RecoverOptions& options) {
 
 }  // namespace
 
-void AddRecoverCommand(CLI::App& app, int& exit_status) {
+void AddRecoverCommand(Command root, int& exit_status) {
   auto options = std::make_shared<RecoverOptions>();
-  CLI::App* command = app.add_subcommand(
+  Command command = root.AddCommand(
       "recover", "Show, apply or set aside the journal that an interrupted change left");
-  command->add_option("DATABASE", options->database, "KIND:DATABASE, e.g. DBase3:folder")
-      ->required();
-  command->add_option("TABLE", options->table, "One table only");
-  CLI::Option* apply =
-      command->add_flag("--apply", options->apply,
-                        "Take the change back, or finish it, where nobody changed the files");
+  command.Add("DATABASE", options->database, "KIND:DATABASE, e.g. DBase3:folder").Required();
+  command.Add("TABLE", options->table, "One table only");
+  const Option apply =
+      command.AddFlag("--apply", options->apply,
+                      "Take the change back, or finish it, where nobody changed the files");
   command
-      ->add_flag("--set-aside", options->set_aside,
-                 "Keep the journal as NAME-journal.kept and leave the files as they are")
-      ->excludes(apply);
-  command->callback([options, &exit_status] { exit_status = Recover(*options); });
+      .AddFlag("--set-aside", options->set_aside,
+               "Keep the journal as NAME-journal.kept and leave the files as they are")
+      .Excludes(apply);
+  command.OnUse([options, &exit_status] { exit_status = Recover(*options); });
 }
 
 }  // namespace kelvorin::app

@@ -1,6 +1,5 @@
 // `kelvorin settings list | show NAME | delete NAME`: the saved jobs of a settings file.
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "apps/kelvorin/command.h"
@@ -82,17 +81,17 @@ int Delete(const SettingsOptions& options) {
 
 }  // namespace
 
-void AddSettingsCommand(CLI::App& app, int& exit_status) {
+void AddSettingsCommand(Command root, int& exit_status) {
   auto options = std::make_shared<SettingsOptions>();
-  CLI::App* group = app.add_subcommand("settings", "List, show or delete saved settings");
-  group->require_subcommand(1);
+  Command group = root.AddCommand("settings", "List, show or delete saved settings");
+  group.RequireCommand();
   const auto add = [&](const char* name, const char* help, bool takes_name,
                        int (*action)(const SettingsOptions&)) {
-    CLI::App* command = group->add_subcommand(name, help);
-    if (takes_name) command->add_option("NAME", options->name, "Name of the setting")->required();
-    command->add_option("--ini", options->ini, "Settings file (default: Kelvorin.Ini)");
-    if (action != Delete) command->add_flag("--json", options->json, "Print JSON");
-    command->callback([options, action, &exit_status] { exit_status = action(*options); });
+    Command command = group.AddCommand(name, help);
+    if (takes_name) command.Add("NAME", options->name, "Name of the setting").Required();
+    command.Add("--ini", options->ini, "Settings file (default: Kelvorin.Ini)");
+    if (action != Delete) command.AddFlag("--json", options->json, "Print JSON");
+    command.OnUse([options, action, &exit_status] { exit_status = action(*options); });
   };
   add("list", "Names of the saved settings", false, List);
   add("show", "Stored keys of one setting, in file order", true, Show);

@@ -1,7 +1,6 @@
 // `kelvorin tables | fields | dump | check | reindex | create | sources`: what databases hold, and
 // new tables.
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "apps/kelvorin/command.h"
@@ -339,34 +338,33 @@ int Sources(const TableOptions& options) {
 
 }  // namespace
 
-void AddTableCommands(CLI::App& app, int& exit_status) {
+void AddTableCommands(Command root, int& exit_status) {
   const auto add = [&](const char* name, const char* help, int (*action)(const TableOptions&)) {
     auto options = std::make_shared<TableOptions>();
-    CLI::App* command = app.add_subcommand(name, help);
-    command->callback([options, action, &exit_status] { exit_status = action(*options); });
+    Command command = root.AddCommand(name, help);
+    command.OnUse([options, action, &exit_status] { exit_status = action(*options); });
     return std::pair(command, options);
   };
-  const auto add_database = [](CLI::App* command, TableOptions& options, bool with_table) {
-    command->add_option("DATABASE", options.database, "KIND:DATABASE, e.g. DBase3:folder")
-        ->required();
-    if (with_table) command->add_option("TABLE", options.table, "Name of the table")->required();
-    command->add_option("--user", options.user, "User name, where the database wants one");
-    AddPassword(*command, "", "database", options.password);
+  const auto add_database = [](Command command, TableOptions& options, bool with_table) {
+    command.Add("DATABASE", options.database, "KIND:DATABASE, e.g. DBase3:folder").Required();
+    if (with_table) command.Add("TABLE", options.table, "Name of the table").Required();
+    command.Add("--user", options.user, "User name, where the database wants one");
+    AddPassword(command, "", "database", options.password);
   };
 
-  const auto add_oem_page = [](CLI::App* command, TableOptions& options) {
-    command->add_option("--oem-page", options.oem_page,
-                        "Code page of dBASE and FoxPro tables that name none");
+  const auto add_oem_page = [](Command command, TableOptions& options) {
+    command.Add("--oem-page", options.oem_page,
+                "Code page of dBASE and FoxPro tables that name none");
   };
 
   auto [tables, tables_options] = add("tables", "List the tables of a database", Tables);
   add_database(tables, *tables_options, false);
-  tables->add_flag("--json", tables_options->json, "Print JSON");
+  tables.AddFlag("--json", tables_options->json, "Print JSON");
 
   auto [fields, fields_options] = add("fields", "List fields and indexes of a table", Fields);
   add_database(fields, *fields_options, true);
   add_oem_page(fields, *fields_options);
-  fields->add_flag("--json", fields_options->json, "Print JSON");
+  fields.AddFlag("--json", fields_options->json, "Print JSON");
 
   auto [dump, dump_options] = add("dump", "Write a table as CSV (UTF-8) to standard output", Dump);
   add_database(dump, *dump_options, true);
@@ -375,8 +373,8 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
   auto [check, check_options] =
       add("check", "Verify a database's structure and say what is wrong", Check);
   add_database(check, *check_options, false);
-  check->add_option("TABLE", check_options->table, "One table only");
-  check->add_flag("--json", check_options->json, "Print JSON");
+  check.Add("TABLE", check_options->table, "One table only");
+  check.AddFlag("--json", check_options->json, "Print JSON");
 
   auto [reindex, reindex_options] =
       add("reindex", "Build the indexes of a dBASE, FoxPro or Paradox table anew", Reindex);
@@ -385,23 +383,22 @@ void AddTableCommands(CLI::App& app, int& exit_status) {
   auto [create, create_options] =
       add("create", "Make a table, and its database if missing", Create);
   add_database(create, *create_options, true);
-  create->add_option("FIELD", create_options->fields, "NAME:TYPE[:SIZE[:DECIMALS]] ...")
-      ->required();
-  create->add_option("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
-      ->allow_extra_args(false);
-  create->add_flag("--unique", create_options->unique, "These indexes are unique");
-  create->add_option("--primary", create_options->primary, "FIELD,... of the primary key");
-  create->add_flag("--access97", create_options->access97,
-                   "A new Access database gets the format of Access 97");
+  create.Add("FIELD", create_options->fields, "NAME:TYPE[:SIZE[:DECIMALS]] ...").Required();
+  create.Add("--index", create_options->indexes, "NAME=FIELD,... (\"-FIELD\" descending)")
+      .OneWordEach();
+  create.AddFlag("--unique", create_options->unique, "These indexes are unique");
+  create.Add("--primary", create_options->primary, "FIELD,... of the primary key");
+  create.AddFlag("--access97", create_options->access97,
+                 "A new Access database gets the format of Access 97");
   std::string types = "Types: AutoNumber";
   for (std::int16_t code = 1; code <= 23; ++code)
     if (const std::string_view type = values::FieldType(code); !type.empty())
       types.append(", ").append(type);
-  create->footer(types);
+  create.Footer(types);
 
   auto [sources, sources_options] =
       add("sources", "List kinds of databases and ODBC data sources", Sources);
-  sources->add_flag("--json", sources_options->json, "Print JSON");
+  sources.AddFlag("--json", sources_options->json, "Print JSON");
 }
 
 }  // namespace kelvorin::app

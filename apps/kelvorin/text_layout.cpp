@@ -1,7 +1,5 @@
 #include "apps/kelvorin/text_layout.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -278,21 +276,21 @@ Status TakeTextLayout(const TextOptions& options, const std::string& file,
                     "(--separators, --breaks or --format), or --guess to take this one");
 }
 
-void AddTextOptions(CLI::App& command, TextOptions& o, bool detection) {
+void AddTextOptions(Command command, TextOptions& o, bool detection) {
   const std::string layout = "Text layout (detected where not given)";
   const auto add = [&](const char* name, auto& value, const char* help) {
-    return command.add_option(name, value, help)->group(layout);
+    return command.Add(name, value, help).Group(layout);
   };
   add("--format", o.format, "delimited, fixed, html (cells of rows) or html-tags (plain rule)")
-      ->check(CLI::IsMember({"delimited", "fixed", "html", "html-tags"}));
+      .OneOf({"delimited", "fixed", "html", "html-tags"});
   add("--separators", o.separators,
       "Field separators: characters (\\t is Tab), or words: comma,tab");
   add("--delimiter", o.delimiter, "Text delimiter: double, single or none")
-      ->check(CLI::IsMember({"double", "single", "none"}));
+      .OneOf({"double", "single", "none"});
   add("--record-separator", o.record_separator, "crlf, cr, lf, any, text:T or length:N[,GAP]");
   add("--quoted-line-ends", o.quoted_line_ends,
       "Whether line ends between text delimiters are data: yes or no")
-      ->check(CLI::IsMember({"yes", "no"}));
+      .OneOf({"yes", "no"});
   add("--breaks", o.breaks, "Ends of fixed-width columns in characters, e.g. 3,7");
   add("--ansi", o.ansi, "Code page of text: 65001, 1250 ... 1258, 437, 850, 28591, ...");
   if (detection) return;
@@ -300,7 +298,7 @@ void AddTextOptions(CLI::App& command, TextOptions& o, bool detection) {
       "First line to import, or auto; from 2 on the line before it names the columns");
   add("--heading-line", o.heading_line, "Line that names the columns");
   const auto flag = [&](const char* name, auto& value, const char* help) {
-    command.add_flag(name, value, help)->group(layout);
+    command.AddFlag(name, value, help).Group(layout);
   };
   flag("--merge-separators", o.merge_separators, "Runs of separators count as one");
   flag("--quotes-anywhere", o.quotes_anywhere,

@@ -5,14 +5,11 @@
 #include <cstdint>
 #include <string>
 
+#include "apps/kelvorin/command_line.h"
 #include "base/status.h"
 #include "settings/import_setting.h"
 #include "textsource/break_list.h"
 #include "textsource/layout_detection.h"
-
-namespace CLI {
-class App;
-}
 
 namespace kelvorin::app {
 
@@ -37,7 +34,7 @@ struct TextOptions {
 };
 
 /// `detection`: with the options that `detect` has too, and no others.
-void AddTextOptions(CLI::App& command, TextOptions& options, bool detection = false);
+void AddTextOptions(Command command, TextOptions& options, bool detection = false);
 
 /// What the options say, as detection takes it. Fails with `kInvalidArgument` naming the option.
 Result<textsource::GivenLayout> GivenBy(const TextOptions& options);

@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-
 #include "apps/kelvorin/command.h"
 #include "contract/properties.h"
 
@@ -57,15 +55,15 @@ std::string PropertyList() {
 
 }  // namespace
 
-void AddWizardCommand(CLI::App& app, int& exit_status) {
+void AddWizardCommand(Command root, int& exit_status) {
   auto properties = std::make_shared<std::vector<std::string>>();
-  CLI::App* wizard = app.add_subcommand("wizard", "Opens the import wizard");
+  Command wizard = root.AddCommand("wizard", "Opens the import wizard");
   wizard
-      ->add_option("PROPERTY=VALUE", *properties,
-                   "Properties of the control, e.g. DataBaseName=shop DefaultSourceType=TFOXPRO26")
-      ->type_name("");
-  wizard->footer(PropertyList());
-  wizard->callback([properties, &exit_status] { exit_status = StartWizard(*properties); });
+      .Add("PROPERTY=VALUE", *properties,
+           "Properties of the control, e.g. DataBaseName=shop DefaultSourceType=TFOXPRO26")
+      .WithoutType();
+  wizard.Footer(PropertyList());
+  wizard.OnUse([properties, &exit_status] { exit_status = StartWizard(*properties); });
 }
 
 }  // namespace kelvorin::app
