@@ -21,7 +21,10 @@ Result<FieldPlan> PlanFields(const settings::FieldMap& map,
                     "field '" + fields[i].Name + "' is mapped to source field " +
                         std::to_string(entry.Field) + "; source fields are 0 to 250");
     plan.maps_any = true;
-    if (values::IsBinary(fields[i].Type)) continue;
+    if (values::IsBinary(fields[i].Type)) {
+      plan.binary.push_back(fields[i].Name);
+      continue;
+    }
     AssignedField field;
     field.name = fields[i].Name;
     field.type = fields[i].Type;
@@ -68,10 +71,24 @@ std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan) 
          "; nothing is assigned to fields that are mapped to others: " + names;
 }
 
-void MarkTruthValues(const database::TableDef& source, FieldPlan& plan) {
-  for (AssignedField& field : plan.fields)
-    field.from_truth = values::IsNumber(field.type) && field.source_no < source.Fields.size() &&
-                       source.Fields[field.source_no].Type == values::TypeCode::kBoolean;
+void MarkSourceTypes(const database::TableDef& source, FieldPlan& plan) {
+  for (AssignedField& field : plan.fields) {
+    if (field.source_no >= source.Fields.size()) continue;
+    const values::TypeCode type = source.Fields[field.source_no].Type;
+    field.from_truth = values::IsNumber(field.type) && type == values::TypeCode::kBoolean;
+    field.from_binary = values::IsBinary(type);
+  }
+}
+
+std::string BinaryNote(const FieldPlan& plan) {
+  std::string names;
+  const auto add = [&](std::string_view name, const char* what) {
+    names.append(names.empty() ? "" : ", ").append("'").append(name).append(what);
+  };
+  for (const std::string_view name : plan.binary) add(name, "' gets nothing");
+  for (const AssignedField& field : plan.fields)
+    if (field.from_binary) add(field.name, "' is filled as from an empty value");
+  return names.empty() ? names : "Binary values are not imported: field " + names;
 }
 
 NullText::NullText(std::string_view text) : text_(text), trimmed_(base::Trim(text)) {}

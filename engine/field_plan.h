@@ -31,6 +31,7 @@ struct AssignedField {
   bool is_text = false;       // an empty value is text of length zero
   bool takes_null = false;    // a text that the target tells from Null
   bool from_truth = false;    // a number that a table's truth value goes to
+  bool from_binary = false;   // the source's values are binary, which are read as empty
 };
 
 struct FieldPlan {
@@ -38,6 +39,7 @@ struct FieldPlan {
   std::vector<AssignedField> fields;
   /// Key fields of a key lookup in key order, as numbers into `fields`.
   std::vector<std::size_t> keys;
+  std::vector<std::string_view> binary;  // names of those that are mapped
   /// Whether the setting maps any field at all, binary ones included.
   bool maps_any = false;
 };
@@ -60,8 +62,11 @@ std::string ResolveKeys(const database::IndexDef& index, FieldPlan& plan);
 /// plan with `remove`. Returns a sentence that names them for the user, or nothing.
 std::string MarkAbsentFields(std::size_t columns, bool remove, FieldPlan& plan);
 
-/// Marks the number fields that take truth values of `source`, a table.
-void MarkTruthValues(const database::TableDef& source, FieldPlan& plan);
+/// Marks what depends on the types of `source`, a table: fields that take truth values as numbers,
+/// and those whose values are binary.
+void MarkSourceTypes(const database::TableDef& source, FieldPlan& plan);
+/// Names the mapped fields that get nothing because one side is binary, for the user; or nothing.
+std::string BinaryNote(const FieldPlan& plan);
 /// What of a source value is assigned: a truth value goes to a number as 1 or 0.
 inline std::string_view AsAssigned(const AssignedField& field, std::string_view value) noexcept {
   if (!field.from_truth) [[likely]]

@@ -17,6 +17,7 @@ Status ImportRun::Prepare() {
   KV_TRY(OpenLogs());
   KV_TRY(OpenSource());
   KV_TRY(CheckJob());
+  if (std::string note = BinaryNote(plan_); !note.empty()) KV_TRY(Note(std::move(note)));
   KV_TRY(CheckColumns());
   KV_TRY(ResolveIndex());
   step_ = Step::kEstimate;
@@ -75,7 +76,7 @@ Status ImportRun::OpenTableSource() {
                                           in_.platform);
   if (!rows.ok()) return rows.status();
   is_target_itself_ = IsSameTable(**rows, *in_.target.recordset);
-  MarkTruthValues((*rows)->Def(), plan_);
+  MarkSourceTypes((*rows)->Def(), plan_);
   // A rejected record is shown whole, so all of it is read when somebody wants to know.
   const bool all = reject_file_ != nullptr || in_.options.observer != nullptr;
   source_ = std::make_unique<TableSource>(

@@ -332,8 +332,12 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   };
   const bool is_text = contract::IsTextKind(job.setting.TypeFormat);
   std::size_t voids = 0;
+  std::string binary;
   for (std::size_t i = 0; i < std::min(fields.size(), base::kMaxFields); ++i) {
-    if (values::IsBinary(fields[i].Type)) continue;
+    if (values::IsBinary(fields[i].Type)) {
+      binary += (binary.empty() ? "'" : ", '") + fields[i].Name + "'";
+      continue;
+    }
     if (is_text && is_void(fields[i])) {
       ++voids;
       continue;
@@ -345,6 +349,8 @@ Status CreateFromSource(const catalog::TargetAddress& target, const std::string&
   }
   if (voids > 0)
     Say("columns with neither a name nor a value are left out: " + std::to_string(voids), job.said);
+  if (!binary.empty())
+    Say("binary values are not imported: the new table has no field for " + binary, job.said);
   if (target.kind == contract::kAccess && is_text) ReplaceForAccess(wanted.Fields, job.said);
   MakeNamesUnique(wanted.Fields);
   if (fields.size() > base::kMaxFields)

@@ -182,7 +182,12 @@ int Dump(const TableOptions& options) {
   PrintNotices(*open);
   database::Recordset& set = **rows;
   CsvWriter csv(stdout);
-  for (const FieldDef& field : set.Def().Fields) csv.Add(ToUtf8(field.Name));
+  for (const FieldDef& field : set.Def().Fields) {
+    csv.Add(ToUtf8(field.Name));
+    if (values::IsBinary(field.Type))
+      std::fprintf(stderr, "kelvorin: field '%s' is binary: its values are left empty\n",
+                   ToUtf8(field.Name).c_str());
+  }
   csv.EndRow();
   std::string cell;
   while (!set.Eof()) {

@@ -88,6 +88,11 @@ TEST_CASE("A table source hands over its texts without line ends and nothing bin
   rig.setting.StartingLine = 2;
   CHECK(rig.Counts() == "2 2 0 0");
   CHECK(rig.Rows() == "b  c,2,2024-01-03 10:00:00,y z | ,3,~,");
+  rig.Map({1, 0, 4, 3, 1});
+  CHECK(rig.Run().notices ==
+        std::vector<std::string>{"Binary values are not imported: field 'Picture' gets nothing, "
+                                 "'Name' is filled as from an empty value"});
+  rig.Map({2, 0, 4, 3});
   rig.setting.StartingLine = 9;
   CHECK(rig.Counts() == "0 0 0 0");
 
