@@ -35,13 +35,30 @@ std::string FirstWord(const std::string& type_name, bool& has_length) {
   return base::LowerAscii(all.substr(0, all.find_first_of(" (")));
 }
 
+// `decimal(digits, decimals)`, of which SQLite's driver tells the digits alone. The column keeps
+// any number, so that without declared decimals it is a floating point one.
+void SetDeclaredDecimals(FieldDef& field, std::string_view declared) {
+  const std::size_t open = declared.find('(');
+  const std::size_t comma = declared.find(',', std::min(open, declared.size()));
+  if (comma == std::string_view::npos) return Set(field, TypeCode::kDouble, 8);
+  const std::string_view digits = base::Trim(declared.substr(open + 1, comma - open - 1));
+  const std::string_view rest = declared.substr(comma + 1);
+  const auto size = base::ParseWholeInteger(digits);
+  const auto decimals = base::ParseWholeInteger(base::Trim(rest.substr(0, rest.find(')'))));
+  constexpr std::int64_t kMostDigits = 255;
+  if (!size || !decimals || *size < 1 || *size > kMostDigits || *decimals < 0 || *decimals > *size)
+    return Set(field, TypeCode::kDouble, 8);
+  Set(field, TypeCode::kDecimal, static_cast<std::uint64_t>(*size));
+  field.Decimals = static_cast<std::int32_t>(*decimals);
+}
+
 // SQLite takes whatever word stands in the declaration; words unknown to its driver are reported as
 // texts of some length, which would cut the values that really are in the column.
 bool SetBySqliteWord(FieldDef& field, const ColumnFacts& column) {
   bool has_length = false;
   const std::string word = FirstWord(column.type_name, has_length);
   if (word == "decimal") {
-    Set(field, TypeCode::kDecimal, column.size);
+    SetDeclaredDecimals(field, column.type_name);
   } else if (word == "money") {
     Set(field, TypeCode::kCurrency, 8);
   } else if (word == "uuid" || word == "guid") {

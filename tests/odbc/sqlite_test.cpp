@@ -84,13 +84,15 @@ TEST_CASE("SQLite: fields take their declared types, system tables are marked") 
   Execute(*source,
           "CREATE TABLE types (i INTEGER PRIMARY KEY, b BOOLEAN, s SMALLINT, l BIGINT, d DOUBLE, "
           "dec DECIMAL(10,2), m MONEY, c CHAR(5), v VARCHAR(300), w VARCHAR(20), n, u UUID, "
-          "da DATE, ti TIMESTAMP, bl BLOB, x \"unsigned int\")");
+          "da DATE, ti TIMESTAMP, bl BLOB, x \"unsigned int\", e DECIMAL, f DECIMAL(9))");
   Execute(*source, "CREATE UNIQUE INDEX \"by two\" ON types (w, c)");
   Execute(*source, "CREATE INDEX expression ON types (lower(w))");
   CHECK(ShowTable(*source, "types") ==
         "i:BigInt:8\nb:Boolean:1\ns:Integer:2\nl:BigInt:8\nd:Double:8\ndec:Decimal:10\n"
         "m:Currency:8\nc:Text:5\nv:Memo:0\nw:Text:20\nn:Memo:0\nu:GUID:16\nda:Date:8\nti:Date:8\n"
-        "bl:LongBinary:0\nx:Memo:0\nsqlite_autoindex_0(+i)!#\nby two(+w;+c)!\n");
+        "bl:LongBinary:0\nx:Memo:0\ne:Double:8\nf:Double:8\nsqlite_autoindex_0(+i)!#\nby "
+        "two(+w;+c)!\n");
+  CHECK(source->FindTableDef("types")->Fields[5].Decimals == 2);
   Execute(*source, "CREATE VIRTUAL TABLE search USING fts5(word)");
   Execute(*source, "CREATE VIEW seen AS SELECT i FROM types");
   std::string tables;
