@@ -10,7 +10,6 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QComboBox>
 #include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -20,6 +19,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <fstream>
 #include <functional>
@@ -66,11 +66,17 @@ void MakeTable(const std::string& folder) {
   static_cast<void>((*opened)->Close().ok());
 }
 
-// Runs `act` on the innermost window until it says that it is done.
-void Drive(const std::function<bool(QWidget&)>& act, const std::function<void()>& open) {
+// Runs `act` on the innermost window until it says that it is done. Nobody is there to answer a
+// message: unless one is `asked` for, it ends the program.
+void Drive(const std::function<bool(QWidget&)>& act, const std::function<void()>& open,
+           bool asked = false) {
   QTimer timer;
   QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
     QWidget* window = QApplication::activeModalWidget();
+    if (const auto* box = qobject_cast<QMessageBox*>(window); box != nullptr && !asked) {
+      std::printf("a message came in between: %s\n", qPrintable(box->text()));
+      std::exit(1);
+    }
     if (window != nullptr && act(*window)) timer.stop();
   });
   timer.start(1);
@@ -155,8 +161,6 @@ void MarkFields(const std::string& path) {
       kelvorin::Kelvorin control(&platform);
       control.DataBaseName(kind.database);
       control.ConnectString(kind.type);
-      if (kind.database != path)
-        control.DefaultSourceType(kelvorin::contract::FileTypeFormat::TAccess);
       control.tableName(table.Name);
       control.IniFile(path + "/marked.ini");
       control.ImportDBName(file);
@@ -164,16 +168,6 @@ void MarkFields(const std::string& path) {
       std::vector<double> taken;
       Drive(
           [&](QWidget& window) {
-            if (const auto* box = qobject_cast<QMessageBox*>(&window)) {
-              std::puts(qPrintable(box->text()));
-              window.close();
-              return true;
-            }
-            if (step == 0 && kind.database != path) {
-              auto* list = window.findChild<QComboBox*>(QStringLiteral("CBoxTypeFormat"));
-              list->setCurrentIndex(0);
-              emit list->activated(0);
-            }
             if (step < 2) {
               Press(window, "BtnNext");
               return ++step, false;
@@ -302,7 +296,7 @@ int main(int argc, char** argv) {
         box->button(QMessageBox::Ok)->click();
         return true;
       },
-      [&] { control.Execute(); });
+      [&] { control.Execute(); }, true);
   if (!answered.isValid()) {
     std::puts("the run ended before it could be stopped: give more records");
     return 1;
