@@ -2,6 +2,7 @@
 
 #include "base/M_STRING.h"
 #include "base/language.h"
+#include "contract/form.h"
 
 namespace kelvorin::contract {
 

@@ -10,10 +10,11 @@
 
 #include "base/status.h"
 #include "contract/events.h"
-#include "contract/form.h"
 #include "contract/properties.h"
 
 namespace kelvorin::contract {
+
+class Form;
 
 enum class Buttons : std::uint8_t { kOk, kOkCancel, kYesNo };
 enum class Icon : std::uint8_t { kNone, kInformation, kExclamation, kQuestion, kCritical };
