@@ -7,12 +7,13 @@
 #include <vector>
 
 #include "base/bytes.h"
+#include "database/xbase/fox_page.h"
 
 namespace kelvorin::database::xbase {
 
 namespace compact {
-inline constexpr std::uint32_t kPageBytes = 512;
-inline constexpr std::size_t kCountAt = 2;
+using fox::kCountAt;
+using fox::kPageBytes;
 inline constexpr std::size_t kFreeBytesAt = 12;
 inline constexpr std::size_t kRecordMaskAt = 14;
 inline constexpr std::size_t kDuplicateMaskAt = 18;

@@ -1,10 +1,9 @@
-// The compact trees of FoxPro: tags of a CDX, and compact IDX files. Pages of 512 bytes, named by
-// their offset in the file.
+// The compact trees of FoxPro: tags of a CDX, and compact IDX files.
 //
 //   file   | 4: u32 first free page (0 or -1: none), whose first four bytes are the next one
 //          | 8: u32 BE change counter
 //   header | u32 root
-//   page   | u16 attributes: 1 root, 2 leaf | u16 keys | u32 left | u32 right (-1 for none)
+//   page   | head of fox_page.h
 //   branch | 12: entries: key, u32 BE record, u32 BE page | the last entry of that page
 //   leaf   | 12: u16 free bytes | u32 record mask | u8 duplicate mask | u8 trail mask
 //          | 20: u8 record bits | u8 duplicate bits | u8 trail bits | u8 bytes of an entry
@@ -15,6 +14,7 @@
 // fill bytes cut off at the end. The fill is cut off first; what is equal is counted in the rest.
 
 #include "database/xbase/compact_leaf.h"
+#include "database/xbase/fox_page.h"
 #include "database/xbase/index_pages.h"
 
 #include <algorithm>
@@ -28,12 +28,8 @@ using namespace compact;
 
 constexpr std::size_t kFreeAt = 4;
 constexpr std::size_t kCounterAt = 8;
-constexpr std::size_t kLeftAt = 4;
-constexpr std::size_t kRightAt = 8;
-constexpr std::size_t kBranchAt = 12;
+constexpr std::size_t kBranchAt = fox::kHeadBytes;
 constexpr std::size_t kLeafRoom = kPageBytes - kLeafAt;
-constexpr std::uint16_t kRootPage = 1;
-constexpr std::uint16_t kLeafPage = 2;
 constexpr std::uint16_t kKnownAttributes = 7;  // FoxPro's own files have one more, of no effect
 
 /// How the numbers of a leaf's entries are put together.
@@ -64,19 +60,18 @@ class CompactPages final : public IndexPages {
     measured_ = false;
     if (page % kPageBytes != 0) Corrupt(page, "no page begins there");
     const base::ByteSpan bytes = View(page, kPageBytes, page);
-    const std::uint16_t attributes = base::LoadLE16(bytes, 0);
-    const std::uint16_t count = base::LoadLE16(bytes, kCountAt);
-    if (attributes > kKnownAttributes)
-      Corrupt(page, "its attributes are " + std::to_string(attributes));
-    out.leaf = (attributes & kLeafPage) != 0;
+    const fox::Head head = fox::LoadHead(bytes);
+    if (head.attributes > kKnownAttributes)
+      Corrupt(page, "its attributes are " + std::to_string(head.attributes));
+    out.leaf = head.leaf();
     const std::size_t most = out.leaf ? kLeafRoom : branch_most_;
-    if (count > most) Corrupt(page, "it claims " + std::to_string(count) + " keys");
-    StartNode(page, count, out);
-    out.left = base::LoadLE32(bytes, kLeftAt);
-    out.right = base::LoadLE32(bytes, kRightAt);
-    if (out.leaf) return ReadLeaf(page, bytes, count, out);
+    if (head.count > most) Corrupt(page, "it claims " + std::to_string(head.count) + " keys");
+    StartNode(page, head.count, out);
+    out.left = head.left;
+    out.right = head.right;
+    if (out.leaf) return ReadLeaf(page, bytes, head.count, out);
     std::byte* entry = out.entries.data();
-    for (std::size_t i = 0; i < count; ++i, entry += out.entry_bytes) {
+    for (std::size_t i = 0; i < head.count; ++i, entry += out.entry_bytes) {
       const std::size_t at = kBranchAt + i * branch_stride_;
       std::memcpy(entry, bytes.data() + at, out.entry_bytes);
       out.children.push_back(base::LoadBE32(bytes, at + out.entry_bytes));
@@ -86,10 +81,10 @@ class CompactPages final : public IndexPages {
   bool Search(std::uint32_t page, base::ByteSpan target, Found& found, std::byte* entry) override {
     if (page % kPageBytes != 0 || Size() < kPageBytes || page > Size() - kPageBytes) return false;
     const base::ByteSpan bytes = View(page, kPageBytes, page);
-    const std::uint16_t attributes = base::LoadLE16(bytes, 0);
-    if (attributes > kKnownAttributes) return false;
-    found.leaf = (attributes & kLeafPage) != 0;
-    found.count = base::LoadLE16(bytes, kCountAt);
+    const fox::Head head = fox::LoadHead(bytes);
+    if (head.attributes > kKnownAttributes) return false;
+    found.leaf = head.leaf();
+    found.count = head.count;
     if (!found.leaf) return SearchBranch(bytes, target, found);
     if (entry == nullptr) return true;
     const CompactLeaf leaf(bytes, key_bytes_, fill_);
@@ -149,13 +144,7 @@ class CompactPages final : public IndexPages {
 
   void Write(const IndexNode& node, std::size_t first, std::size_t count,
              const PagePlace& place) override {
-    image_.assign(kPageBytes, std::byte{0});
-    base::StoreLE16(
-        image_, 0,
-        static_cast<std::uint16_t>((place.root ? kRootPage : 0) | (node.leaf ? kLeafPage : 0)));
-    base::StoreLE16(image_, kCountAt, static_cast<std::uint16_t>(count));
-    base::StoreLE32(image_, kLeftAt, place.left);
-    base::StoreLE32(image_, kRightAt, place.right);
+    fox::StartImage(node.leaf, count, place, image_);
     if (node.leaf) {
       FillLeaf(node, first, count);
     } else {
@@ -166,13 +155,6 @@ class CompactPages final : public IndexPages {
       }
     }
     store_.Write(file_, place.page, image_);
-  }
-
-  void SetLeft(std::uint32_t page, std::uint32_t left) override {
-    Write32(std::uint64_t{page} + kLeftAt, left);
-  }
-  void SetRight(std::uint32_t page, std::uint32_t right) override {
-    Write32(std::uint64_t{page} + kRightAt, right);
   }
 
   std::uint32_t Root() override { return Load32(header_); }
@@ -186,8 +168,7 @@ class CompactPages final : public IndexPages {
     }
     if (free != 0 && free != kNoPage)
       Write32(kFreeAt, 0);  // a chain that leads nowhere is given up
-    const std::uint64_t end = (Size() + kPageBytes - 1) / kPageBytes * kPageBytes;
-    const auto page = static_cast<std::uint32_t>(end);
+    const std::uint32_t page = fox::EndOf(Size());
     image_.assign(kPageBytes, std::byte{0});
     store_.Write(file_, page, image_);
     return page;
@@ -230,7 +211,7 @@ class CompactPages final : public IndexPages {
     if (std::uint64_t{page} + kPageBytes > Size()) return false;
     const std::uint32_t next = Load32(page);
     if (next != 0 && next != kNoPage && next % kPageBytes != 0) return false;
-    return base::LoadLE32(View(std::uint64_t{page} + kRightAt, 4, page), 0) == 0;
+    return base::LoadLE32(View(std::uint64_t{page} + fox::kRightAt, 4, page), 0) == 0;
   }
 
   bool SearchBranch(base::ByteSpan bytes, base::ByteSpan target, Found& found) const {

@@ -1,28 +1,22 @@
-// The plain IDX of FoxBASE and FoxPro: pages of 512 bytes, named by their offset in the file.
+// The plain IDX of FoxBASE and FoxPro.
 //
 //   header | u32 root | i32 free pages (-1) | u32 file bytes | 12: u16 key bytes | 14: u8 options
 //          | 16: expression | 236: FOR condition
-//   page   | u16 attributes: 1 root, 2 leaf | u16 keys | u32 left | u32 right (-1 for none)
-//          | 12: entries: key, u32 BE record or page |
+//   page   | head of fox_page.h | 12: entries: key, u32 BE record or page |
 //
 // A branch entry is the last key of the page it names.
 
-#include "database/xbase/index_pages.h"
-
-#include <algorithm>
+#include "database/xbase/fox_page.h"
 
 namespace kelvorin::database::xbase {
 namespace {
 
-constexpr std::uint32_t kPageBytes = 512;
+using fox::kPageBytes;
+
 constexpr std::size_t kRootAt = 0;
 constexpr std::size_t kFileBytesAt = 8;
-constexpr std::size_t kCountAt = 2;
-constexpr std::size_t kLeftAt = 4;
-constexpr std::size_t kRightAt = 8;
-constexpr std::size_t kEntriesAt = 12;
-constexpr std::uint16_t kRootPage = 1;
-constexpr std::uint16_t kLeafPage = 2;
+constexpr std::size_t kEntriesAt = fox::kHeadBytes;
+constexpr std::uint16_t kKnownAttributes = fox::kRootPage | fox::kLeafPage;
 
 class IdxPages final : public FixedPages {
  public:
@@ -37,17 +31,16 @@ class IdxPages final : public FixedPages {
   void Read(std::uint32_t page, IndexNode& out) override {
     if (page == 0 || page % kPageBytes != 0) Corrupt(page, "no page begins there");
     const base::ByteSpan bytes = View(page, kPageBytes, page);
-    const std::uint16_t attributes = base::LoadLE16(bytes, 0);
-    const std::uint16_t count = base::LoadLE16(bytes, kCountAt);
-    if (attributes > (kRootPage | kLeafPage) || count > most_)
-      Corrupt(page, "it claims " + std::to_string(count) + " keys and attributes " +
-                        std::to_string(attributes));
-    out.leaf = (attributes & kLeafPage) != 0;
-    StartNode(page, count, out);
-    out.left = base::LoadLE32(bytes, kLeftAt);
-    out.right = base::LoadLE32(bytes, kRightAt);
+    const fox::Head head = fox::LoadHead(bytes);
+    if (head.attributes > kKnownAttributes || head.count > most_)
+      Corrupt(page, "it claims " + std::to_string(head.count) + " keys and attributes " +
+                        std::to_string(head.attributes));
+    out.leaf = head.leaf();
+    StartNode(page, head.count, out);
+    out.left = head.left;
+    out.right = head.right;
     std::byte* entry = out.entries.data();
-    for (std::size_t i = 0; i < count; ++i, entry += out.entry_bytes) {
+    for (std::size_t i = 0; i < head.count; ++i, entry += out.entry_bytes) {
       const std::size_t at = kEntriesAt + i * stride_;
       const std::uint32_t pointer = base::LoadBE32(bytes, at + key_bytes_);
       if (!out.leaf) out.children.push_back(pointer);
@@ -57,13 +50,7 @@ class IdxPages final : public FixedPages {
 
   void Write(const IndexNode& node, std::size_t first, std::size_t count,
              const PagePlace& place) override {
-    image_.assign(kPageBytes, std::byte{0});
-    base::StoreLE16(
-        image_, 0,
-        static_cast<std::uint16_t>((place.root ? kRootPage : 0) | (node.leaf ? kLeafPage : 0)));
-    base::StoreLE16(image_, kCountAt, static_cast<std::uint16_t>(count));
-    base::StoreLE32(image_, kLeftAt, place.left);
-    base::StoreLE32(image_, kRightAt, place.right);
+    fox::StartImage(node.leaf, count, place, image_);
     for (std::size_t i = 0; i < count; ++i) {
       const std::size_t at = kEntriesAt + i * stride_;
       StoredKey(node, first + i, image_.data() + at);
@@ -71,13 +58,6 @@ class IdxPages final : public FixedPages {
                       node.leaf ? node.RecordAt(first + i) : node.children[first + i]);
     }
     store_.Write(file_, place.page, image_);
-  }
-
-  void SetLeft(std::uint32_t page, std::uint32_t left) override {
-    Write32(std::uint64_t{page} + kLeftAt, left);
-  }
-  void SetRight(std::uint32_t page, std::uint32_t right) override {
-    Write32(std::uint64_t{page} + kRightAt, right);
   }
 
   std::uint32_t Root() override { return Load32(kRootAt); }
@@ -89,8 +69,7 @@ class IdxPages final : public FixedPages {
       spare_.pop_back();
       return page;
     }
-    const std::uint64_t end = (Size() + kPageBytes - 1) / kPageBytes * kPageBytes;
-    const auto page = static_cast<std::uint32_t>(end);
+    const std::uint32_t page = fox::EndOf(Size());
     store_.Write(file_, page, std::vector<std::byte>(kPageBytes, std::byte{0}));
     Write32(kFileBytesAt, page + kPageBytes);
     return page;

@@ -1,6 +1,7 @@
 #include "database/xbase/index_pages.h"
 
 #include "database/errors.h"
+#include "database/xbase/fox_page.h"
 
 #include <algorithm>
 #include <bit>
@@ -226,8 +227,12 @@ IndexPages::Entered IndexPages::Enter(std::uint32_t, base::ByteSpan) {
   return Entered::kNo;
 }
 void IndexPages::SetBranchEntry(std::uint32_t, std::size_t, base::ByteSpan) {}
-void IndexPages::SetLeft(std::uint32_t, std::uint32_t) {}
-void IndexPages::SetRight(std::uint32_t, std::uint32_t) {}
+void IndexPages::SetLeft(std::uint32_t page, std::uint32_t left) {
+  if (traits_.all_links) Write32(std::uint64_t{page} + fox::kLeftAt, left);
+}
+void IndexPages::SetRight(std::uint32_t page, std::uint32_t right) {
+  if (traits_.all_links) Write32(std::uint64_t{page} + fox::kRightAt, right);
+}
 std::vector<std::uint32_t> IndexPages::FreePages(std::string&) {
   return {};
 }

@@ -148,7 +148,7 @@ class IndexPages {
   virtual std::size_t Weight(const IndexNode& node) = 0;
   virtual void Write(const IndexNode& node, std::size_t first, std::size_t count,
                      const PagePlace& place) = 0;
-  /// Changes a neighbour that a page knows; for formats with such links.
+  /// Changes a neighbour that a page knows; by default of FoxPro's pages, which all know both.
   virtual void SetLeft(std::uint32_t page, std::uint32_t left);
   virtual void SetRight(std::uint32_t page, std::uint32_t right);
 
