@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "base/status.h"
@@ -83,6 +84,11 @@ inline void StoreBE64(MutableByteSpan b, std::size_t at, std::uint64_t v) noexce
   detail::Store<std::uint64_t, std::endian::big>(b, at, v);
 }
 
+/// Appends the `count` low bytes of a number, the lowest first.
+inline void AppendLE(std::uint64_t value, std::size_t count, std::string& out) {
+  for (std::size_t i = 0; i < count; ++i) out += static_cast<char>(value >> (8 * i) & 0xFF);
+}
+
 /// The bytes of a text, and the text of some bytes. Both live as long as their argument's data.
 inline ByteSpan AsBytes(std::string_view text) noexcept {
   return std::as_bytes(std::span<const char>(text.data(), text.size()));
@@ -104,8 +110,6 @@ class ByteReader {
   std::uint8_t U8() noexcept { return Take(1) ? Load8(bytes_, at_ - 1) : std::uint8_t{0}; }
   std::uint16_t LE16() noexcept { return Take(2) ? LoadLE16(bytes_, at_ - 2) : std::uint16_t{0}; }
   std::uint32_t LE32() noexcept { return Take(4) ? LoadLE32(bytes_, at_ - 4) : 0u; }
-  std::uint16_t BE16() noexcept { return Take(2) ? LoadBE16(bytes_, at_ - 2) : std::uint16_t{0}; }
-  std::uint32_t BE32() noexcept { return Take(4) ? LoadBE32(bytes_, at_ - 4) : 0u; }
   /// The next `count` bytes, or an empty span when there are fewer.
   ByteSpan Bytes(std::size_t count) noexcept {
     return Take(count) ? bytes_.subspan(at_ - count, count) : ByteSpan();

@@ -33,10 +33,6 @@ double LoadDouble(base::ByteSpan bytes) {
   return std::bit_cast<double>(base::LoadLE64(bytes, 0));
 }
 
-void StoreNumber(std::uint64_t value, std::size_t bytes, std::string& out) {
-  for (std::size_t i = 0; i < bytes; ++i) out += static_cast<char>(value >> (8 * i) & 0xFF);
-}
-
 /// A value as a whole number; false when it has a fraction or does not fit 64 bits.
 bool AsInteger(const Value& value, std::int64_t& out) {
   switch (value.kind) {
@@ -122,7 +118,7 @@ Status WriteInteger(const Column& column, const Value& value, std::size_t bytes,
   if (number < low || number > high)
     return Failed(Code::kConversion, ErrorNumber::kConversion, column,
                   "cannot hold " + std::to_string(number));
-  StoreNumber(static_cast<std::uint64_t>(number), bytes, out);
+  base::AppendLE(static_cast<std::uint64_t>(number), bytes, out);
   return Status();
 }
 
@@ -347,7 +343,7 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
         const double whole = std::trunc(number);
         amount = static_cast<std::int64_t>(whole) * 10000 + std::llround((number - whole) * 10000);
       }
-      StoreNumber(static_cast<std::uint64_t>(amount), 8, out.bytes);
+      base::AppendLE(static_cast<std::uint64_t>(amount), 8, out.bytes);
       return Status();
     }
     case ColumnType::kSingle: {
@@ -355,14 +351,14 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
       if (!AsDouble(value, number) || std::abs(number) > std::numeric_limits<float>::max())
         return Failed(Code::kConversion, ErrorNumber::kConversion, column,
                       "takes numbers of single precision");
-      StoreNumber(std::bit_cast<std::uint32_t>(static_cast<float>(number) + 0.0F), 4, out.bytes);
+      base::AppendLE(std::bit_cast<std::uint32_t>(static_cast<float>(number) + 0.0F), 4, out.bytes);
       return Status();
     }
     case ColumnType::kDouble: {
       double number = 0;
       if (!AsDouble(value, number))
         return Failed(Code::kConversion, ErrorNumber::kConversion, column, "takes numbers");
-      StoreNumber(std::bit_cast<std::uint64_t>(number + 0.0), 8, out.bytes);
+      base::AppendLE(std::bit_cast<std::uint64_t>(number + 0.0), 8, out.bytes);
       return Status();
     }
     case ColumnType::kDate: {
@@ -371,7 +367,7 @@ Status WriteStored(const Layout& layout, const Column& column, const Value& valu
       if (value.date_time.day < kFirstDay || value.date_time.day > kLastDay)
         return Failed(Code::kConversion, ErrorNumber::kConversion, column,
                       "takes dates of the years 100 to 9999");
-      StoreNumber(std::bit_cast<std::uint64_t>(ToStoredDate(value.date_time)), 8, out.bytes);
+      base::AppendLE(std::bit_cast<std::uint64_t>(ToStoredDate(value.date_time)), 8, out.bytes);
       return Status();
     }
     case ColumnType::kGuid: {

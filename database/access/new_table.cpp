@@ -16,8 +16,7 @@ ColumnValue StoredNumber(std::int64_t value, std::size_t bytes) {
   ColumnValue out;
   out.assigned = true;
   out.null = false;
-  for (std::size_t i = 0; i < bytes; ++i)
-    out.bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 0xFF);
+  base::AppendLE(static_cast<std::uint64_t>(value), bytes, out.bytes);
   return out;
 }
 

@@ -23,10 +23,7 @@ std::uint64_t RandomBits() {
 
 std::string RandomGuid() {
   std::string bytes;
-  for (int half = 0; half < 2; ++half) {
-    const std::uint64_t bits = RandomBits();
-    for (int i = 0; i < 8; ++i) bytes += static_cast<char>(bits >> (8 * i) & 0xFF);
-  }
+  for (int half = 0; half < 2; ++half) base::AppendLE(RandomBits(), 8, bytes);
   bytes[7] = static_cast<char>((bytes[7] & 0x0F) | 0x40);  // random kind, in the file's byte order
   bytes[8] = static_cast<char>((bytes[8] & 0x3F) | 0x80);
   return bytes;
