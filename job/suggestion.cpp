@@ -16,8 +16,8 @@ void TakeHeading(const DetectedLayout& layout, settings::ImportSetting& setting)
   settings::SetHeadingLine(setting, layout.heading_line);
 }
 
-void Take(const DetectedLayout& layout, settings::ImportSetting& setting,
-          textsource::BreakList& breaks) {
+void TakeCut(const DetectedLayout& layout, settings::ImportSetting& setting,
+             textsource::BreakList& breaks) {
   const textsource::RecordFormat& format = layout.format;
   const bool delimited = layout.rule == CutRule::kDelimited;
   setting.TypeFormat = static_cast<std::int32_t>(layout.rule);
@@ -39,6 +39,11 @@ void Take(const DetectedLayout& layout, settings::ImportSetting& setting,
   setting.SkipBlankLines = layout.skip_blank_lines ? 1 : 0;
   if (layout.page_is_guessed) setting.AnsiPage = layout.page;
   if (layout.rule == CutRule::kFixed) breaks = layout.breaks;
+}
+
+void Take(const DetectedLayout& layout, settings::ImportSetting& setting,
+          textsource::BreakList& breaks) {
+  TakeCut(layout, setting, breaks);
   TakeHeading(layout, setting);
 }
 

@@ -20,6 +20,10 @@ bool Differs(const std::string& path, const textsource::DetectedLayout& layout,
 void Take(const textsource::DetectedLayout& layout, settings::ImportSetting& setting,
           textsource::BreakList& breaks);
 
+/// The same without heading and first line.
+void TakeCut(const textsource::DetectedLayout& layout, settings::ImportSetting& setting,
+             textsource::BreakList& breaks);
+
 /// Puts the detected heading and first line into the setting, and nothing else.
 void TakeHeading(const textsource::DetectedLayout& layout, settings::ImportSetting& setting);
 

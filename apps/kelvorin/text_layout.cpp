@@ -9,6 +9,7 @@
 #include "base/M_STRING.h"
 #include "base/code_page.h"
 #include "engine/source_reader.h"
+#include "job/suggestion.h"
 #include "textsource/layout_words.h"
 #include "textsource/page_guess.h"
 
@@ -177,27 +178,16 @@ Status StartLines(const TextOptions& options, const DetectedLayout& layout,
 }
 
 void FillSetting(const TextOptions& options, const DetectedLayout& layout,
-                 settings::ImportSetting& setting) {
-  setting.TypeFormat = static_cast<std::int32_t>(layout.rule);
-  setting.Delimiter = layout.delimiter == '\'' ? 1 : layout.delimiter == 0 ? 2 : 0;
-  settings::SetSeparators(setting, layout.separators);
-  settings::RebuildDelimiter(setting);
-  const textsource::RecordFormat& format = layout.format;
-  setting.RecSeparator = format.code;
-  if (format.code == separator_code::kOther) setting.RecSepOther = format.other;
-  setting.RecLength = format.length;
-  setting.RecGap = format.gap;
-  setting.AnyLineEnd = format.any_line_end ? 1 : 0;
+                 settings::ImportSetting& setting, textsource::BreakList& breaks) {
+  job::TakeCut(layout, setting, breaks);
   const bool delimited = layout.rule == CutRule::kDelimited;
-  setting.QuotedLineEnds = delimited && format.quote != 0 ? 1 : 0;
-  setting.QuotesAtStart = delimited && layout.delimiter != 0 && !options.quotes_anywhere ? 1 : 0;
-  setting.MergeSeparators =
-      delimited && (layout.merge_separators || options.merge_separators) ? 1 : 0;
-  setting.HtmlCells = layout.rule == CutRule::kHtmlTags && options.format != "html-tags" ? 1 : 0;
-  setting.Trim = options.trim || (layout.trim && !options.no_trim) ? 1 : 0;
-  setting.SkipBlankLines = options.skip_blank_lines || layout.skip_blank_lines ? 1 : 0;
+  if (options.quotes_anywhere) setting.QuotesAtStart = 0;
+  if (delimited && options.merge_separators) setting.MergeSeparators = 1;
+  if (options.format == "html-tags") setting.HtmlCells = 0;
+  if (options.no_trim) setting.Trim = 0;
+  if (options.trim) setting.Trim = 1;
+  if (options.skip_blank_lines) setting.SkipBlankLines = 1;
   setting.IgnoreExtraFields = options.ignore_extra_fields ? 1 : 0;
-  if (layout.page_is_guessed) setting.AnsiPage = layout.page;
 }
 
 }  // namespace
@@ -243,9 +233,8 @@ Status TakeTextLayout(const TextOptions& options, const std::string& file,
     layout.page = foreign_page;
     layout.page_is_guessed = true;
   }
-  FillSetting(options, layout, setting);
+  FillSetting(options, layout, setting, breaks);
   KV_TRY(StartLines(options, layout, setting));
-  if (layout.rule == CutRule::kFixed) breaks = layout.breaks;
 
   const textsource::DetectionReport& report = layout.report;
   bool nothing_there = false;
