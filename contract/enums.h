@@ -71,9 +71,6 @@ inline constexpr std::int16_t kOdbc = 14;
 constexpr bool IsTextKind(std::int32_t kind) noexcept {
   return kind >= kDelimitedText && kind <= kHtmlTags;
 }
-constexpr bool IsParadoxKind(std::int32_t kind) noexcept {
-  return kind >= kParadox3 && kind <= kParadox5;
-}
 constexpr bool IsXbaseKind(std::int32_t kind) noexcept {
   return kind >= kDbase3 && kind <= kFoxPro30;
 }

@@ -231,12 +231,6 @@ void Form::SetCaption(std::string_view caption) {
   if (view_ != nullptr) view_->CaptionChanged();
 }
 
-Control* Form::Find(std::string_view name) const noexcept {
-  const auto found = std::find_if(controls_.begin(), controls_.end(),
-                                  [&](const Control* control) { return control->name() == name; });
-  return found == controls_.end() ? nullptr : *found;
-}
-
 void Form::Close() {
   shown_ = false;
   if (view_ != nullptr) view_->Closed();

@@ -204,7 +204,6 @@ class Form {
   const std::string& caption() const noexcept { return caption_; }
   void SetCaption(std::string_view caption);
   const std::vector<Control*>& controls() const noexcept { return controls_; }
-  Control* Find(std::string_view name) const noexcept;
 
   /// Null takes the view away.
   void SetView(FormView* view) noexcept { view_ = view; }

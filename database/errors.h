@@ -34,9 +34,8 @@ enum class ErrorNumber : std::int32_t {
   kFieldTooSmall = 3163,
   kFieldNotUpdatable = 3164,  // e.g. a calculated field or an automatic number
   kRecordDeleted = 3167,
-  kNoDriver = 3170,        // no driver for the connect string
-  kRelated = 3200,         // records of another table depend on this one
-  kRelatedMissing = 3201,  // the record that this one depends on is missing
+  kNoDriver = 3170,  // no driver for the connect string
+  kRelated = 3200,   // records of another table depend on this one
   kDatabaseExists = 3204,
   kInvalidOperation = 3219,
   kNotSupported = 3251,

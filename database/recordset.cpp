@@ -31,16 +31,6 @@ Status NoCurrentRecord(const TableDef& def) {
 
 }  // namespace
 
-Result<SeekComparison> ParseSeekComparison(std::string_view text) {
-  if (text == "=") return SeekComparison::kEqual;
-  if (text == ">=") return SeekComparison::kGreaterEqual;
-  if (text == ">") return SeekComparison::kGreater;
-  if (text == "<=") return SeekComparison::kLessEqual;
-  if (text == "<") return SeekComparison::kLess;
-  return MakeStatus(Code::kInvalidArgument, ErrorNumber::kInvalidArgument,
-                    "'" + std::string(text) + "' is no comparison for Seek");
-}
-
 // Out of the way of the values that fit.
 [[gnu::cold, gnu::noinline]] static Status RefuseFit(const FieldDef& field,
                                                      const values::Resolution& resolution,

@@ -32,8 +32,6 @@ enum class RecordsetType : std::int16_t {
 enum class EditState : std::uint8_t { kNone, kEdit, kAdd };
 
 enum class SeekComparison : std::uint8_t { kEqual, kGreaterEqual, kGreater, kLessEqual, kLess };
-/// "=", ">=", ">", "<=", "<".
-Result<SeekComparison> ParseSeekComparison(std::string_view text);
 
 /// A place that a record set can return to. Its bytes mean something to the driver alone; up to 15
 /// of them need no memory of their own.

@@ -50,13 +50,6 @@ Status FindSource(SourceFields source_fields, std::string_view text, std::size_t
 
 }  // namespace
 
-std::vector<std::string> ChooserEntries(SourceFields source_fields) {
-  std::vector<std::string> entries(source_fields.begin(), source_fields.end());
-  entries.emplace_back(kIgnored);
-  entries.emplace_back(kIgnoreAll);
-  return entries;
-}
-
 std::string_view RowText(const FieldMapEntry& entry, SourceFields source_fields) {
   if (!entry.Mapped || entry.Field < 0 || LostItsSource(entry, source_fields)) return kIgnored;
   return source_fields[static_cast<std::size_t>(entry.Field)];

@@ -22,9 +22,6 @@ using settings::FieldMap;
 using settings::FieldMapEntry;
 using SourceFields = std::span<const std::string>;
 
-/// Entries of the source-field chooser: the source fields, then "(Ignored)", then "(Ignore all)".
-std::vector<std::string> ChooserEntries(SourceFields source_fields);
-
 /// What the row of an entry shows as its source field: a name, or "(Ignored)" when it has none or
 /// the source has no such field. The entry itself keeps what it holds.
 std::string_view RowText(const FieldMapEntry& entry, SourceFields source_fields);

@@ -20,7 +20,6 @@ inline constexpr std::int32_t kLocalTable = 1;
 inline constexpr std::int32_t kDatabaseObject = 2;
 inline constexpr std::int32_t kContainer = 3;
 inline constexpr std::int32_t kOdbcLink = 4;
-inline constexpr std::int32_t kStoredQuery = 5;
 inline constexpr std::int32_t kFileLink = 6;
 // Fixed identities.
 inline constexpr std::int32_t kRootContainer = 0x0F000000;

@@ -104,10 +104,6 @@ void DataPage::Replace(std::uint32_t index, base::ByteSpan row, std::uint16_t fl
   WriteCounts(count_, lowest);
 }
 
-base::MutableByteSpan DataPage::ChangeRow(const Slot& slot, std::size_t at, std::size_t count) {
-  return page_.Change(slot.start + at, count).subspan(slot.start, slot.size);
-}
-
 void DataPage::Format(const Layout& layout, Page& page, std::uint32_t owner) {
   const base::MutableByteSpan bytes = page.Change(0, layout.page_bytes);
   std::fill(bytes.begin(), bytes.end(), std::byte{0});

@@ -51,8 +51,6 @@ class DataPage {
   void Replace(std::uint32_t index, base::ByteSpan row, std::uint16_t flags);
   /// Marks a row deleted and closes the gap.
   void Delete(std::uint32_t index) { Replace(index, {}, kSlotDeleted); }
-  /// A part of a row for changing.
-  base::MutableByteSpan ChangeRow(const Slot& slot, std::size_t at, std::size_t count);
   /// True when every slot is deleted.
   bool Empty() const;
 

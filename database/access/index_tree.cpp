@@ -139,10 +139,6 @@ bool IndexTree::FindBefore(std::string_view from, std::string& out) const {
   }
 }
 
-bool IndexTree::First(std::string& out) const {
-  return FindFrom({}, false, out);
-}
-
 bool IndexTree::Last(std::string& out) const {
   // Down the right edge; an empty page there (other programs leave none) leads to its neighbours.
   std::uint32_t number = index_.root;

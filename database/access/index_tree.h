@@ -33,7 +33,6 @@ class IndexTree {
   bool FindFrom(std::string_view from, bool behind, std::string& out) const;
   /// The last entry that is less than `from`; false when there is none.
   bool FindBefore(std::string_view from, std::string& out) const;
-  bool First(std::string& out) const;
   bool Last(std::string& out) const;
   /// Whether any entry has exactly this key; `row` becomes that of the first one. `found` is room
   /// for an entry.

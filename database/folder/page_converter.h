@@ -21,7 +21,6 @@ class PageConverter {
 
   /// Number of the page, also of one that is not supported.
   int number() const noexcept { return number_; }
-  bool supported() const noexcept { return converters_ != nullptr; }
 
   /// The text in the ANSI page: `in` itself where nothing changes, else `scratch`, which is
   /// cleared first. False when the page is not supported and the text is not ASCII.

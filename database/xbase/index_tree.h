@@ -23,7 +23,6 @@ class IndexTree {
   /// again by its entry when the tree has changed.
   class Place {
    public:
-    bool on_entry() const noexcept { return on_entry_; }
     /// Stands where this entry is or would be.
     void StandAt(base::ByteSpan entry) {
       entry_.assign(entry.begin(), entry.end());
