@@ -1,7 +1,7 @@
 #pragma once
 // What the rooms above need from the surrounding system (clock, environment, locale names, the
-// library's folder) and the search in a list of texts. The system's part is `os/system.h`
-// under this room's name, so that only this room and the storage room know the operating system.
+// library's folder) and the search in a list of texts. The system's part is `os/system.h` under
+// this room's name: the rooms above need not know the operating system.
 
 #include <span>
 #include <string>
@@ -16,6 +16,7 @@ namespace kelvorin::base {
 /// Index of the first entry equal to `text`, exactly and case-sensitively, or -1.
 int FindListItem(std::span<const std::string> list, std::string_view text) noexcept;
 
+using os::CoarseMilliseconds;
 using os::CpuNanoseconds;
 using os::Environment;
 using os::KeepStandardStreams;
@@ -28,6 +29,7 @@ using os::MonotonicMilliseconds;
 using os::Now;
 using os::PeakMemoryKiB;
 using os::ReadLocaleFacts;
+using os::UnixSeconds;
 
 /// `value` as a `To`; it must fit. Whoever cannot know asks `std::in_range<To>` first.
 template <typename To, typename From>

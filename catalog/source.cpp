@@ -1,7 +1,5 @@
 #include "catalog/source.h"
 
-#include <filesystem>
-
 #include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "catalog/connections.h"
@@ -27,8 +25,7 @@ std::int32_t KindOfExtension(std::string_view path) noexcept {
 bool SourceFileExists(const std::string& path) {
   if (path.empty()) return false;
   // A device or a pipe may have no end, and a look at it may wait for ever.
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(path, ignored)) return true;
+  if (base::RegularFileExists(path)) return true;
   return KindOfExtension(path) != 0 &&
          base::FindIgnoringCase(std::string(base::FolderPart(path)), base::NamePart(path))
              .has_value();

@@ -13,7 +13,7 @@ set(KELVORIN_LAYERS_contract           base)
 set(KELVORIN_LAYERS_textsource         base)
 set(KELVORIN_LAYERS_settings           textsource contract base)
 set(KELVORIN_LAYERS_values             base)
-set(KELVORIN_LAYERS_storage            base os)
+set(KELVORIN_LAYERS_storage            base)
 set(KELVORIN_LAYERS_database           values contract base)
 set(KELVORIN_LAYERS_database_folder   database storage base)
 set(KELVORIN_LAYERS_database_access    database values storage base)
@@ -39,3 +39,17 @@ set(KELVORIN_LAYERS_control_designer   control/qt contract base)
 set(KELVORIN_LAYERS_apps_kelvorin
     control job engine mapping database/drivers catalog database values textsource settings
     contract base)
+
+# What the operating system offers is called in `os` alone, so that there is one way to a file and
+# one clock: elsewhere these headers and calls are refused.
+set(KELVORIN_SYSTEM_HEADERS
+    "<(filesystem|fstream|fcntl\\.h|unistd\\.h|dirent\\.h|ctime|time\\.h|sys/.*)>")
+set(KELVORIN_SYSTEM_CALLS
+    "(fopen|freopen|tmpfile|system_clock::now|steady_clock::now|gettimeofday|clock_gettime) *\\(")
+# Files that need one all the same, for what is neither a file of the product nor a clock.
+set(KELVORIN_SYSTEM_USERS
+    apps/kelvorin/passwords.cpp       # the terminal's echo; a password out of a pipe
+    apps/kelvorin/piped_source.cpp    # a pipe, and a temporary file without a name
+    apps/kelvorin/progress_bar.cpp    # whether standard error is a terminal
+    apps/kelvorin/wizard_command.cpp  # becomes another program
+    wizard/qt/display.cpp)            # the socket of the display

@@ -363,7 +363,8 @@ Status ImportRun::RecordError(const Status& why, bool rejects) {
 
 Status ImportRun::WriteReject(const RejectedRecord& record, bool doubtful) {
   if (doubtful && !doubtful_file_) {
-    auto opened = RejectFile::Open(setting_.RejectFile + std::string(kDoubtfulEnd), false);
+    auto opened = RejectFile::Open(setting_.RejectFile + std::string(kDoubtfulEnd), false,
+                                   *in_.options.files);
     if (!opened.ok()) return opened.status();
     doubtful_file_ = *std::move(opened);
   }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/M_FILE.h"
 #include "base/M_Misc.h"
 #include "base/status.h"
 #include "catalog/source.h"
@@ -53,6 +54,8 @@ struct RunOptions {
   /// Beside the reject file that the setting may name.
   RunObserver* observer = nullptr;
   base::LocalTime (*now)() = &base::Now;
+  /// Where log and reject files are written, and the source is deleted.
+  base::FileSystem* files = &base::RealFileSystem();
 };
 
 using contract::RunResult;

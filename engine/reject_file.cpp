@@ -18,14 +18,16 @@ constexpr std::string_view kReasons = ".reasons";
 constexpr std::string_view kNew = ".new";
 }  // namespace
 
-Result<std::unique_ptr<RejectFile>> RejectFile::Open(const std::string& path, bool beside) {
+Result<std::unique_ptr<RejectFile>> RejectFile::Open(const std::string& path, bool beside,
+                                                     base::FileSystem& files) {
   const std::string end(beside ? kNew : std::string_view());
-  Result<OutputFile> records = OutputFile::Open(path + end, OutputFile::Mode::kReplace);
+  Result<OutputFile> records = OutputFile::Open(path + end, OutputFile::Mode::kReplace, files);
   if (!records.ok()) return records.status();
   Result<OutputFile> reasons =
-      OutputFile::Open(path + std::string(kReasons) + end, OutputFile::Mode::kReplace);
+      OutputFile::Open(path + std::string(kReasons) + end, OutputFile::Mode::kReplace, files);
   if (!reasons.ok()) return reasons.status();
-  return std::unique_ptr<RejectFile>(new RejectFile(*std::move(records), *std::move(reasons)));
+  return std::unique_ptr<RejectFile>(
+      new RejectFile(*std::move(records), *std::move(reasons), files));
 }
 
 void RejectFile::SetPreface(std::string source, std::uint64_t size_bytes) {
@@ -72,7 +74,7 @@ Status RejectFile::Close(bool to_disk, bool replace) {
   }
   if (!replace) return Status();
   for (const std::string* path : {&records_path_, &reasons_path_})
-    KV_TRY(base::RenameFile(*path, path->substr(0, path->size() - kNew.size())));
+    KV_TRY(base::RenameFile(*path, path->substr(0, path->size() - kNew.size()), files_));
   return Status();
 }
 

@@ -24,7 +24,8 @@ inline constexpr std::string_view kDoubtfulEnd = ".doubtful";
 class RejectFile final : public RunObserver {
  public:
   /// `beside` tells that the file of this name is being read.
-  static Result<std::unique_ptr<RejectFile>> Open(const std::string& path, bool beside);
+  static Result<std::unique_ptr<RejectFile>> Open(const std::string& path, bool beside,
+                                                  base::FileSystem& files);
 
   /// The first bytes of `source` go to the top. To be told before the first rejected record.
   void SetPreface(std::string source, std::uint64_t size_bytes);
@@ -36,13 +37,15 @@ class RejectFile final : public RunObserver {
   const std::string& path() const noexcept { return records_path_; }
 
  private:
-  RejectFile(base::OutputFile records, base::OutputFile reasons)
-      : records_(std::move(records)),
+  RejectFile(base::OutputFile records, base::OutputFile reasons, base::FileSystem& files)
+      : files_(files),
+        records_(std::move(records)),
         reasons_(std::move(reasons)),
         records_path_(records_.path()),
         reasons_path_(reasons_.path()) {}
   Status Begin();
 
+  base::FileSystem& files_;
   base::OutputFile records_;
   base::OutputFile reasons_;
   std::string records_path_, reasons_path_;

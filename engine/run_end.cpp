@@ -71,7 +71,8 @@ Status ImportRun::DeleteSource() {
   if (!setting_.DeleteImportFile || !kept || !is_file || result_.imported == 0 ||
       is_target_itself_ || reads_rejects_ || in_.options.dry_run)
     return Status();
-  return base::DeleteFile(catalog::SourceFilePath(setting_.TypeFormat, in_.source));
+  return base::DeleteFile(catalog::SourceFilePath(setting_.TypeFormat, in_.source),
+                          *in_.options.files);
 }
 
 void ImportRun::CloseAll() noexcept {

@@ -32,12 +32,12 @@ Status ImportRun::Prepare() {
 Status ImportRun::OpenLogs() {
   if (in_.options.dry_run) return Status();  // which leaves no trace
   if (setting_.Trace) {
-    KV_TRY(log_.Open(setting_.LogFileName, setting_.LogAppend));
+    KV_TRY(log_.Open(setting_.LogFileName, setting_.LogAppend, *in_.options.files));
     KV_TRY(log_.Header(in_.source.file_name, in_.target.table_name,
                        GeneralDate(in_.options.now(), in_.engine.Format())));
   }
   if (setting_.RejectFile.empty()) return Status();
-  auto opened = RejectFile::Open(setting_.RejectFile, reads_rejects_);
+  auto opened = RejectFile::Open(setting_.RejectFile, reads_rejects_, *in_.options.files);
   if (!opened.ok()) return Refuse(std::string(opened.status().message()));
   reject_file_ = *std::move(opened);
   return Status();

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <system_error>
 #include <vector>
 
 #include "base/M_FILE.h"
@@ -16,8 +14,6 @@
 
 namespace kelvorin::engine {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// A file of the job, with what to call it in a message.
 struct JobFile {
@@ -98,10 +94,9 @@ std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
 
 // Whether a file to be written holds a database, which the job may use in a way that does not show
 // its files: a link, a data source.
-bool IsDatabase(const std::string& path) {
-  std::error_code error;
-  if (!fs::is_regular_file(path, error)) return false;
-  Result<base::InputFile> file = base::InputFile::Open(path);
+bool IsDatabase(const std::string& path, base::FileSystem& files) {
+  if (!base::RegularFileExists(path, files)) return false;
+  Result<base::InputFile> file = base::InputFile::Open(path, files);
   if (!file.ok()) return false;
   std::array<char, 20> begin{};
   const Result<std::size_t> got = file->ReadAt(0, begin);
@@ -119,29 +114,19 @@ Status SameFile(const JobFile& a, const JobFile& b) {
 
 }  // namespace
 
-bool IsSameFile(const std::string& a, const std::string& b) {
-  if (a.empty() || b.empty()) return false;
-  std::error_code error;
-  if (fs::equivalent(a, b, error)) return true;
-  if (!error) return false;
-  // At least one is not there: then they are one when they have the same name.
-  const fs::path one = fs::weakly_canonical(fs::absolute(a, error), error);
-  const fs::path other = fs::weakly_canonical(fs::absolute(b, error), error);
-  return !error && one == other;
-}
-
 bool IsSameTable(const database::Recordset& source, const database::Recordset& target) {
   const auto* rows = dynamic_cast<const database::TableIdentity*>(&source);
   const auto* table = dynamic_cast<const database::TableIdentity*>(&target);
   if (rows != nullptr && table != nullptr && rows->Shows(*table)) return true;
   if (source.Home().IsOdbc() || target.Home().IsOdbc()) return false;
   const std::string file_a = FileOf(source), file_b = FileOf(target);
-  if (!file_a.empty() || !file_b.empty()) return IsSameFile(file_a, file_b);
-  return IsSameFile(source.Home().Name(), target.Home().Name()) &&
+  if (!file_a.empty() || !file_b.empty()) return base::IsSameFile(file_a, file_b);
+  return base::IsSameFile(source.Home().Name(), target.Home().Name()) &&
          base::EqualAnyCase(source.Def().Name, target.Def().Name);
 }
 
 Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
+  base::FileSystem& files = *inputs.options.files;
   reads_rejects = false;
   const std::vector<JobFile> written = FilesWritten(inputs);
   std::vector<JobFile> kept = FilesRead(inputs);
@@ -150,22 +135,24 @@ Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
   if (inputs.target.database != nullptr && !inputs.target.database->IsOdbc())
     AddDatabase(std::string(inputs.target.database->Name()), "the target", kept);
   for (std::size_t i = sources; text && i < kept.size(); ++i)
-    if (IsSameFile(kept[0].path, kept[i].path)) return SameFile(kept[0], kept[i]);
+    if (base::IsSameFile(kept[0].path, kept[i].path, files)) return SameFile(kept[0], kept[i]);
   if (!inputs.options.settings_file.empty()) {
     kept.push_back({inputs.options.settings_file, "the settings file"});
-    if (text && IsSameFile(kept[0].path, kept.back().path)) return SameFile(kept[0], kept.back());
+    if (text && base::IsSameFile(kept[0].path, kept.back().path, files))
+      return SameFile(kept[0], kept.back());
   }
   for (std::size_t i = 0; i < written.size(); ++i) {
-    if (IsDatabase(written[i].path))
+    if (IsDatabase(written[i].path, files))
       return Status(Code::kInvalidArgument, "'" + written[i].path + "' is a database: " +
                                                 written[i].words + " must be another file");
     for (std::size_t j = i + 1; j < written.size(); ++j)
-      if (IsSameFile(written[i].path, written[j].path)) return SameFile(written[i], written[j]);
+      if (base::IsSameFile(written[i].path, written[j].path, files))
+        return SameFile(written[i], written[j]);
     for (std::size_t j = 0; j < kept.size(); ++j) {
-      if (!IsSameFile(written[i].path, kept[j].path)) continue;
+      if (!base::IsSameFile(written[i].path, kept[j].path, files)) continue;
       // A file with reasons beside it was rejected by an earlier run, and is no original.
       if (!text || j != 0 || written[i].path != inputs.setting.RejectFile ||
-          !base::FileExists(inputs.setting.RejectFile + ".reasons"))
+          !base::FileExists(inputs.setting.RejectFile + ".reasons", files))
         return SameFile(written[i], kept[j]);
       reads_rejects = true;
     }

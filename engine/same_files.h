@@ -11,10 +11,6 @@
 
 namespace kelvorin::engine {
 
-/// Whether two paths lead to one file or folder, through whatever links; of files that are not
-/// there yet, whether they would be one.
-bool IsSameFile(const std::string& a, const std::string& b);
-
 /// Whether the source's records are those of the target, also where one of them is a link to it or
 /// the source is a view of it.
 bool IsSameTable(const database::Recordset& source, const database::Recordset& target);

@@ -7,11 +7,11 @@
 
 namespace kelvorin::engine {
 
-Status TraceLog::Open(std::string_view file_name, bool append) {
+Status TraceLog::Open(std::string_view file_name, bool append, base::FileSystem& files) {
   using Mode = base::OutputFile::Mode;
   Result<base::OutputFile> opened =
       base::OutputFile::Open(std::string(file_name.empty() ? kDefaultLogName : file_name),
-                             append ? Mode::kAppend : Mode::kReplace);
+                             append ? Mode::kAppend : Mode::kReplace, files);
   if (!opened.ok()) return opened.status();
   file_ = *std::move(opened);
   append_ = append;

@@ -21,7 +21,7 @@ class TraceLog {
  public:
   /// A log that is not open takes entries and drops them.
   TraceLog() = default;
-  Status Open(std::string_view file_name, bool append);
+  Status Open(std::string_view file_name, bool append, base::FileSystem& files);
   bool is_open() const noexcept { return file_.has_value(); }
 
   Status Header(std::string_view import_file, std::string_view table, std::string_view date_time);

@@ -4,14 +4,14 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <utility>
 
@@ -20,16 +20,6 @@ namespace {
 
 std::error_code Last() noexcept {
   return {errno, std::generic_category()};
-}
-
-std::atomic<ChangeFault> change_fault{nullptr};
-
-/// The first thing that a changing call does: false, with the error, when it shall fail.
-bool MayChange(Change change, std::error_code& error) noexcept {
-  error.clear();
-  const ChangeFault fault = change_fault.load(std::memory_order_relaxed);
-  if (fault != nullptr) error = fault(change);
-  return !error;
 }
 
 /// Repeats a call that a signal interrupted.
@@ -86,15 +76,6 @@ std::uint64_t SizeLimit() noexcept {
   return limit.rlim_cur;
 }
 
-/// Gives a file the owner and mode of another. False when the mode could not be set; the owner
-/// changes only for a privileged user, and is left as it is where that is not allowed.
-bool SetAccess(const std::string& path, const struct stat& facts) noexcept {
-  const bool foreign = facts.st_uid != ::geteuid() || facts.st_gid != ::getegid();
-  if (foreign && ::chown(path.c_str(), facts.st_uid, facts.st_gid) != 0) errno = 0;
-  // Mode last: a change of owner clears bits of it.
-  return ::chmod(path.c_str(), facts.st_mode & 07777) == 0;
-}
-
 /// Where a chain of symbolic links ends, whether or not a file is there.
 std::string FollowLinks(std::string path, std::error_code& error) {
   constexpr int kMaxLinks = 40;  // the kernel's own limit
@@ -121,10 +102,6 @@ std::string FollowLinks(std::string path, std::error_code& error) {
 
 }  // namespace
 
-void SetChangeFault(ChangeFault fault) noexcept {
-  change_fault.store(fault, std::memory_order_relaxed);
-}
-
 FileHandle::FileHandle(FileHandle&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), limit_(other.limit_) {}
 
@@ -147,7 +124,6 @@ FileHandle FileHandle::Open(const std::string& path, OpenMode mode, std::error_c
                             bool only_owner, Accept accept) {
   error.clear();
   FileHandle handle;
-  if (mode != OpenMode::kRead && !MayChange(Change::kOpen, error)) return handle;
   const bool regular = accept == Accept::kRegular;
   struct stat facts {};
   // Looked at before it is opened, because opening alone moves some devices; and again after.
@@ -204,10 +180,6 @@ std::uint64_t FileHandle::Size(std::error_code& error) const noexcept {
   return Facts(error).size;
 }
 
-FileIdentity FileHandle::Identity(std::error_code& error) const noexcept {
-  return Facts(error).identity;
-}
-
 std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
                                std::error_code& error) const noexcept {
   error.clear();
@@ -229,7 +201,7 @@ std::size_t FileHandle::ReadAt(std::uint64_t offset, std::span<std::byte> out,
 
 void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
                          std::error_code& error) noexcept {
-  if (!MayChange(Change::kWrite, error)) return;
+  error.clear();
   if (!FitsOffset(offset, in.size(), error) || !WithinLimit(offset + in.size(), error)) return;
   while (!in.empty()) {
     const ssize_t count =
@@ -245,7 +217,7 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::byte> in,
 
 void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const std::byte>> parts,
                          std::error_code& error) noexcept {
-  if (!MayChange(Change::kWrite, error)) return;
+  error.clear();
   std::size_t size = 0;
   for (const std::span<const std::byte> part : parts) size += part.size();
   if (!FitsOffset(offset, size, error) || !WithinLimit(offset + size, error)) return;
@@ -275,7 +247,7 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const s
 }
 
 void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) noexcept {
-  if (!MayChange(Change::kWrite, error)) return;
+  error.clear();
   if (limit_ != ~std::uint64_t{0}) {
     // Only under a limit is it worth asking where the writing goes.
     const int flags = ::fcntl(fd_, F_GETFL);
@@ -294,13 +266,13 @@ void FileHandle::Write(std::span<const std::byte> in, std::error_code& error) no
 }
 
 void FileHandle::Truncate(std::uint64_t size, std::error_code& error) noexcept {
-  if (!MayChange(Change::kTruncate, error)) return;
+  error.clear();
   if (!FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] { return ::ftruncate(fd_, static_cast<off_t>(size)); }) != 0) error = Last();
 }
 
 void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
-  if (!MayChange(Change::kReserve, error)) return;
+  error.clear();
   const std::uint64_t now = Size(error);
   if (error || size <= now || !FitsOffset(size, 0, error) || !WithinLimit(size, error)) return;
   if (Retry([&] {
@@ -314,7 +286,7 @@ void FileHandle::Reserve(std::uint64_t size, std::error_code& error) noexcept {
 }
 
 void FileHandle::Sync(std::error_code& error) noexcept {
-  if (!MayChange(Change::kSync, error)) return;
+  error.clear();
   // The length is synced too where the data needs it; times of change are not worth a second write.
   if (Retry([&] { return ::fdatasync(fd_); }) != 0) error = Last();
 }
@@ -360,27 +332,19 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool Exists(const std::string& path) noexcept {
+FileFacts Facts(const std::string& path) noexcept {
   struct stat facts {};
-  return ::stat(path.c_str(), &facts) == 0;
-}
-
-bool IsFolder(const std::string& path) noexcept {
-  struct stat facts {};
-  return ::stat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
-}
-
-bool IsWritable(const std::string& path) noexcept {
-  return ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
-}
-
-bool CanMakeFilesIn(const std::string& folder) noexcept {
-  return ::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+  return ::stat(path.c_str(), &facts) == 0 ? FactsOf(facts) : FileFacts{};
 }
 
 FileFacts Look(const std::string& path) noexcept {
   struct stat facts {};
   return ::lstat(path.c_str(), &facts) == 0 ? FactsOf(facts) : FileFacts{};
+}
+
+bool IsWritable(const std::string& path) noexcept {
+  const int asked = Facts(path).kind == FileKind::kFolder ? W_OK | X_OK : W_OK;
+  return ::faccessat(AT_FDCWD, path.c_str(), asked, AT_EACCESS) == 0;
 }
 
 std::uint64_t CurrentUser() noexcept {
@@ -389,19 +353,31 @@ std::uint64_t CurrentUser() noexcept {
 
 std::string RealPath(const std::string& path, std::error_code& error) {
   error.clear();
-  char resolved[PATH_MAX];
-  if (::realpath(path.c_str(), resolved) != nullptr) return resolved;
-  error = Last();
-  return {};
+  const std::string end = FollowLinks(path, error);
+  if (error) return {};
+  const std::filesystem::path whole = std::filesystem::absolute(end, error);
+  std::string real =
+      error ? std::string() : std::filesystem::weakly_canonical(whole, error).string();
+  return error ? std::string() : real;
 }
 
 void Remove(const std::string& path, std::error_code& error) noexcept {
-  if (!MayChange(Change::kRemove, error)) return;
+  error.clear();
   if (::unlink(path.c_str()) != 0) error = Last();
 }
 
+std::string TemporaryFolder(std::error_code& error) {
+  return std::filesystem::temp_directory_path(error).string();
+}
+
+std::uint64_t FreeBytes(const std::string& folder) noexcept {
+  struct statvfs facts {};
+  if (::statvfs(folder.c_str(), &facts) != 0) return 0;
+  return std::uint64_t{facts.f_bavail} * facts.f_frsize;
+}
+
 std::string MakePrivateFolder(const std::string& start, std::error_code& error) {
-  if (!MayChange(Change::kOpen, error)) return {};
+  error.clear();
   std::string path = start + "XXXXXX";
   if (::mkdtemp(path.data()) != nullptr) return path;
   error = Last();
@@ -409,20 +385,33 @@ std::string MakePrivateFolder(const std::string& start, std::error_code& error) 
 }
 
 void RemoveFolder(const std::string& path, std::error_code& error) noexcept {
-  if (!MayChange(Change::kRemove, error)) return;
+  error.clear();
   if (::rmdir(path.c_str()) != 0) error = Last();
 }
 
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept {
-  if (!MayChange(Change::kRename, error)) return;
+  error.clear();
   if (::rename(from.c_str(), to.c_str()) != 0) error = Last();
 }
 
+void CopyAccess(const std::string& from, const std::string& to, std::error_code& error) noexcept {
+  error.clear();
+  struct stat facts {};
+  if (::stat(from.c_str(), &facts) != 0) {
+    error = Last();
+    return;
+  }
+  // The owner changes for a privileged user only. Mode last: a change of owner clears bits of it.
+  const bool foreign = facts.st_uid != ::geteuid() || facts.st_gid != ::getegid();
+  if (foreign && ::chown(to.c_str(), facts.st_uid, facts.st_gid) != 0) errno = 0;
+  if (::chmod(to.c_str(), facts.st_mode & 07777) != 0) error = Last();
+}
+
 void MakeFolders(const std::string& path, std::error_code& error) noexcept {
-  if (!MayChange(Change::kOpen, error)) return;
+  error.clear();
   for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
     const std::string folder = path.substr(0, slash);
-    if (::mkdir(folder.c_str(), 0777) != 0 && !IsFolder(folder)) {
+    if (::mkdir(folder.c_str(), 0777) != 0 && Facts(folder).kind != FileKind::kFolder) {
       // Something else of that name leaves EEXIST, a missing right EACCES: each says enough.
       error = Last();
       return;
@@ -451,7 +440,7 @@ std::vector<std::string> List(const std::string& folder, std::error_code& error)
 }
 
 void SyncFolder(const std::string& folder, std::error_code& error) noexcept {
-  if (!MayChange(Change::kSync, error)) return;
+  error.clear();
   const char* const name = folder.empty() ? "." : folder.c_str();
   const int fd = Retry([&] { return ::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   if (fd < 0) {
@@ -461,56 +450,6 @@ void SyncFolder(const std::string& folder, std::error_code& error) noexcept {
   // Some network file systems have nothing to sync for a folder and say so.
   if (Retry([&] { return ::fsync(fd); }) != 0 && errno != EINVAL && errno != ENOSYS) error = Last();
   ::close(fd);
-}
-
-void ReplaceAtomically(const std::string& path, std::span<const std::byte> contents,
-                       std::error_code& error) {
-  error.clear();
-  const std::string target = FollowLinks(path, error);
-  if (error) return;
-  struct stat old {};
-  const bool existed = ::stat(target.c_str(), &old) == 0;
-  if (!existed && errno != ENOENT) {
-    error = Last();
-    return;
-  }
-  if (existed && S_ISDIR(old.st_mode)) {
-    error = std::make_error_code(std::errc::is_a_directory);
-    return;
-  }
-  // A rename would silently take the place of a device or pipe, and of a file that its owner
-  // protected: what could not be written in place is not replaced either.
-  if (existed && !S_ISREG(old.st_mode)) {
-    error = std::make_error_code(std::errc::invalid_argument);
-    return;
-  }
-  if (existed && !IsWritable(target)) {
-    error = Last();
-    return;
-  }
-
-  const std::string folder = FolderOf(target);
-  std::string temporary;
-  FileHandle file;
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    temporary =
-        folder + "/.replacing-" + std::to_string(::getpid()) + "-" + std::to_string(attempt);
-    file = FileHandle::Open(temporary, OpenMode::kCreateNew, error, /*only_owner=*/true);
-    if (error != std::errc::file_exists) break;
-  }
-  if (!file.is_open()) return;
-  if (!error) file.WriteAt(0, contents, error);
-  if (!error) file.Sync(error);
-  if (!error) file.Close(error);
-  if (!error && existed) {
-    if (!SetAccess(temporary, old)) error = Last();
-  }
-  if (!error) Rename(temporary, target, error);
-  if (error) {
-    ::unlink(temporary.c_str());
-    return;
-  }
-  SyncFolder(folder, error);
 }
 
 }  // namespace kelvorin::os

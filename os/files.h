@@ -1,7 +1,7 @@
 #pragma once
-// Files as the operating system gives them: positioned reads and writes, locks, atomic replacement,
-// folders. The only room that makes these calls; it knows no formats and no messages and answers
-// with `std::error_code`. Used by `base` and by `storage`.
+// Files as the operating system gives them: positioned reads and writes, locks, folders. The only
+// room that makes these calls; it knows no formats and no messages and answers with
+// `std::error_code`. Used by `base`, whose `FileSystem` the rooms above see.
 
 #include <cstddef>
 #include <cstdint>
@@ -63,7 +63,6 @@ class FileHandle {
   void Close(std::error_code& error) noexcept;
 
   std::uint64_t Size(std::error_code& error) const noexcept;
-  FileIdentity Identity(std::error_code& error) const noexcept;
   FileFacts Facts(std::error_code& error) const noexcept;
   /// Bytes read, fewer than asked only at the end of the file.
   std::size_t ReadAt(std::uint64_t offset, std::span<std::byte> out,
@@ -98,32 +97,30 @@ class FileHandle {
   std::uint64_t limit_ = ~std::uint64_t{0};  // bytes; of the process, as of the opening
 };
 
-/// What can fail on a disk that is full, broken or protected.
-enum class Change : std::uint8_t { kOpen, kWrite, kTruncate, kReserve, kSync, kRename, kRemove };
-/// Asked before every call that changes a file or folder; an error that it answers becomes the
-/// call's own, and nothing is changed. For tests, which walk a failure through everything that is
-/// written: tables, logs, reject files, settings. A null pointer, as at the start, asks nobody.
-using ChangeFault = std::error_code (*)(Change change) noexcept;
-void SetChangeFault(ChangeFault fault) noexcept;
-
 /// The folder part of a path: "." for a bare name, "/" for what lies at the root.
 std::string FolderOf(const std::string& path);
-bool Exists(const std::string& path) noexcept;
-bool IsFolder(const std::string& path) noexcept;
-bool IsWritable(const std::string& path) noexcept;
-/// Whether files may be made and removed in a folder, as far as rights and mounts tell.
-bool CanMakeFilesIn(const std::string& folder) noexcept;
-/// What a name leads to, a symbolic link not followed. Never fails: what cannot be looked at is
-/// `kNone`.
+/// What a path leads to, symbolic links followed, and what the name itself stands for. Never fail:
+/// what cannot be looked at is `kNone`.
+FileFacts Facts(const std::string& path) noexcept;
 FileFacts Look(const std::string& path) noexcept;
+/// Whether a file may be written, or files may be made and removed in a folder, as far as rights
+/// and mounts tell.
+bool IsWritable(const std::string& path) noexcept;
 /// Number of the user in whose name this process works.
 std::uint64_t CurrentUser() noexcept;
-/// The absolute path with every symbolic link followed; empty, with an error, when nothing is
-/// there.
+/// The absolute path with every symbolic link followed. What is not there stays as it is named,
+/// behind the folders that are. Empty, with an error, where links lead in a circle or a folder may
+/// not be looked into.
 std::string RealPath(const std::string& path, std::error_code& error);
 void Remove(const std::string& path, std::error_code& error) noexcept;
 void Rename(const std::string& from, const std::string& to, std::error_code& error) noexcept;
+/// Gives the file `to` the mode of the file `from`, and its owner where that is allowed.
+void CopyAccess(const std::string& from, const std::string& to, std::error_code& error) noexcept;
 void MakeFolders(const std::string& path, std::error_code& error) noexcept;
+/// The system's place for temporary files; with an error, what it named where there is none.
+std::string TemporaryFolder(std::error_code& error);
+/// Bytes that this user may still write to the file system of a folder; 0 when that is not known.
+std::uint64_t FreeBytes(const std::string& folder) noexcept;
 /// Makes a folder that only its owner may enter; its path is `start` and letters of the system's
 /// choice. Empty, with an error, when it cannot be made.
 std::string MakePrivateFolder(const std::string& start, std::error_code& error);
@@ -133,9 +130,5 @@ void RemoveFolder(const std::string& path, std::error_code& error) noexcept;
 std::vector<std::string> List(const std::string& folder, std::error_code& error);
 /// Makes a rename or a new file in this folder survive a crash.
 void SyncFolder(const std::string& folder, std::error_code& error) noexcept;
-/// Replaces `path` by a file with these contents: temporary file beside it, synced, renamed. An
-/// existing file's mode is kept, a new file gets 0600. A symbolic link is followed, not replaced.
-void ReplaceAtomically(const std::string& path, std::span<const std::byte> contents,
-                       std::error_code& error);
 
 }  // namespace kelvorin::os

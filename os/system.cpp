@@ -122,6 +122,22 @@ std::int64_t MonotonicMilliseconds() noexcept {
   return Nanoseconds(CLOCK_MONOTONIC) / 1'000'000;
 }
 
+std::int64_t CoarseMilliseconds() noexcept {
+#ifdef CLOCK_MONOTONIC_COARSE
+  return Nanoseconds(CLOCK_MONOTONIC_COARSE) / 1'000'000;
+#else
+  return MonotonicMilliseconds();
+#endif
+}
+
+std::int64_t UnixSeconds() noexcept {
+  return ::time(nullptr);
+}
+
+std::int64_t ProcessNumber() noexcept {
+  return ::getpid();
+}
+
 std::int64_t CpuNanoseconds() noexcept {
   return Nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
 }

@@ -53,8 +53,8 @@ std::string IniOfUser() {
   return base::JoinPath(base::JoinPath(*config, "Kelvorin"), kFileName);
 }
 
-Result<IniDocument> LoadFile(const std::string& path) {
-  const Result<std::string> text = base::ReadWholeFile(path, kMaxFileBytes);
+Result<IniDocument> LoadFile(const std::string& path, base::FileSystem& files) {
+  const Result<std::string> text = base::ReadWholeFile(path, kMaxFileBytes, files);
   if (!text.ok()) return text.status();
   if (text->starts_with("\xFF\xFE") || text->starts_with("\xFE\xFF"))
     return Status(
@@ -187,32 +187,33 @@ IniDocument IniFile::Load() const {
 
 Result<IniDocument> IniFile::TryLoad() const {
   if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
-  Result<IniDocument> document = LoadFile(path_);
+  Result<IniDocument> document = LoadFile(path_, *files_);
   if (document.ok() || document.status().code() != Code::kNotFound) return document;
   if (path_ != IniOfUser()) return IniDocument();
   // What somebody else put beside the library, as far as this user may read it.
-  Result<IniDocument> beside = LoadFile(IniBesideLibrary());
+  Result<IniDocument> beside = LoadFile(IniBesideLibrary(), *files_);
   return beside.ok() ? *std::move(beside) : IniDocument();
 }
 
 Status IniFile::Change(const std::function<Status(IniDocument&)>& change) {
   if (path_.empty()) return Status(Code::kInvalidArgument, "No settings file is named");
   // Replacing would get past the file's own permissions.
-  if (base::FileExists(path_) && !base::IsWritable(path_))
+  if (base::FileExists(path_, *files_) && !base::IsWritable(path_, *files_))
     return Status(Code::kReadOnly,
                   "The settings file '" + path_ + "' may be read only; nothing was changed");
   const std::string folder(base::FolderPart(path_));
-  if (!folder.empty() && !base::FolderExists(folder)) KV_TRY(base::MakeFolders(folder));
+  if (!folder.empty() && !base::FolderExists(folder, *files_))
+    KV_TRY(base::MakeFolders(folder, *files_));
   // The file itself is replaced, so the lock is on another one beside it.
   constexpr int kWaitMs = 10'000;
   const std::string lock_name = '.' + std::string(base::NamePart(path_)) + ".lock";
   const Result<base::FileLock> lock =
-      base::FileLock::Acquire(base::JoinPath(folder, lock_name), kWaitMs);
+      base::FileLock::Acquire(base::JoinPath(folder, lock_name), kWaitMs, *files_);
   if (!lock.ok()) return lock.status();
   Result<IniDocument> document = TryLoad();
   if (!document.ok()) return document.status();
   KV_TRY(change(*document));
-  return base::WriteFileAtomically(path_, document->Text());
+  return base::WriteFileAtomically(path_, document->Text(), *files_);
 }
 
 }  // namespace kelvorin::settings

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/M_FILE.h"
 #include "base/status.h"
 #include "settings/ini_document.h"
 
@@ -40,7 +41,9 @@ Result<std::int16_t> NarrowValue(std::int64_t value, std::string_view section,
 class IniFile {
  public:
   IniFile() = default;
-  explicit IniFile(std::string path) { SetIniFile(std::move(path)); }
+  /// `files` is where the file lies, and outlives the object.
+  explicit IniFile(std::string path, base::FileSystem& files = base::RealFileSystem())
+      : path_(std::move(path)), files_(&files) {}
 
   /// Makes `path` the file of all following operations.
   void SetIniFile(std::string path) { path_ = std::move(path); }
@@ -85,6 +88,7 @@ class IniFile {
 
  private:
   std::string path_;
+  base::FileSystem* files_ = &base::RealFileSystem();
 };
 
 }  // namespace kelvorin::settings

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "base/bytes.h"
-#include "os/files.h"
+#include "storage/file.h"
 #include "storage/role.h"
 
 namespace kelvorin::storage {

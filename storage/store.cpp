@@ -74,7 +74,7 @@ void Store::State::OpenMain() {
   }
   real_path = fs.RealPath(path);
   // Said once here, and not for every record that wants to be written.
-  if (!options.read_only && !fs.CanMakeFilesIn(FolderOf(real_path)))
+  if (!options.read_only && !fs.IsWritable(FolderOf(real_path)))
     throw Error(Code::kReadOnly, path + ": cannot be written, because no file can be made in " +
                                      FolderOf(real_path) + ", where its journal would lie");
   const os::LockKind kind = writable ? os::LockKind::kExclusive : os::LockKind::kShared;

@@ -1,22 +1,15 @@
 #include "wizard/frm_progress.h"
 
+#include "base/M_Misc.h"
+#include "base/M_STRING.h"
 #include "base/language.h"
 
-#include "base/M_STRING.h"
-
 #include <algorithm>
-#include <chrono>
 
 namespace kelvorin::wizard {
 
 using base::Tr;
 namespace {
-
-std::int64_t NowMilliseconds() {
-  using std::chrono::duration_cast;
-  using std::chrono::milliseconds;
-  return duration_cast<milliseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // "12,345"
 std::string Grouped(std::int64_t number) {
@@ -55,7 +48,7 @@ void frmProgress::Form_Load() {
 void frmProgress::Form_Activate() {
   if (activated_) return;
   activated_ = true;
-  begun_ = NowMilliseconds();
+  begun_ = base::MonotonicMilliseconds();
   if (do_import_) do_import_();
   Close();
 }
@@ -86,7 +79,7 @@ void frmProgress::Refresh() {
 }
 
 std::int64_t frmProgress::Elapsed() const {
-  return NowMilliseconds() - begun_;
+  return base::MonotonicMilliseconds() - begun_;
 }
 
 void frmProgress::UpdateRate(std::int64_t milliseconds) {

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/M_FILE.h"
 #include "base/status.h"
 
 namespace kelvorin::wizard {
@@ -14,16 +15,12 @@ class PastedText {
   /// Writes the text, which is UTF-8, in the ANSI page to a new file of the system's folder for
   /// temporary files that only its user may read.
   static Result<PastedText> Keep(std::string_view text);
-  PastedText(PastedText&& other) noexcept : path_(std::exchange(other.path_, {})) {}
-  PastedText& operator=(PastedText&& other) noexcept {
-    std::swap(path_, other.path_);
-    return *this;
-  }
-  ~PastedText();
   const std::string& path() const noexcept { return path_; }
 
  private:
-  explicit PastedText(std::string path) : path_(std::move(path)) {}
+  explicit PastedText(base::PrivateFolder folder)
+      : folder_(std::move(folder)), path_(base::JoinPath(folder_.path(), "clipboard.txt")) {}
+  base::PrivateFolder folder_;
   std::string path_;
 };
 

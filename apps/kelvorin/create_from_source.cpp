@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <random>
-#include <system_error>
 
 #include "apps/kelvorin/database_argument.h"
 #include "apps/kelvorin/output.h"
@@ -222,64 +219,52 @@ void TakeOverIndexes(database::Database& target, const TableDef& made, const Tab
 
 }  // namespace
 
-ScratchTarget::~ScratchTarget() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
-}
-
 bool HasTable(const catalog::TargetAddress& target, const std::string& table) {
   const Result<OpenDatabase> open = Open(target, Access::kRead);
   return open.ok() && open->database->FindTableDef(table).ok();
 }
 
 Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting& setting,
-                         std::optional<ScratchTarget>& scratch) {
-  namespace fs = std::filesystem;
+                         std::optional<base::PrivateFolder>& scratch) {
   if (target.kind == contract::kOdbc)
     return Status(Code::kNotSupported,
                   "--dry-run with --create: a table of a server cannot be made on trial; make it "
                   "first, or leave one of the two out");
-  std::error_code error;
-  const fs::path start = fs::temp_directory_path(error);
-  std::random_device random;
-  for (int tries = 0; !error && tries < 100; ++tries) {
-    const fs::path folder = start / ("kelvorin-trial-" + std::to_string(random()));
-    if (!fs::create_directory(folder, error)) continue;
-    fs::permissions(folder, fs::perms::owner_all, error);
-    scratch.emplace(folder.string());
-    const bool is_file = target.kind == contract::kAccess;
-    target.DataBaseName =
-        is_file ? (folder / fs::path(target.DataBaseName).filename()).string() : folder.string();
-    setting.Trace = setting.DeleteImportFile = false;
-    setting.RejectFile.clear();
-    return Status();
-  }
-  return Status(Code::kIo, "no temporary folder can be made in '" + start.string() + "'");
+  Result<base::PrivateFolder> folder = base::PrivateFolder::Make("kelvorin-trial-");
+  if (!folder.ok())
+    return Status(Code::kIo,
+                  "no temporary folder can be made in " + std::string(folder.status().message()));
+  scratch = *std::move(folder);
+  const bool is_file = target.kind == contract::kAccess;
+  target.DataBaseName = is_file
+                            ? base::JoinPath(scratch->path(), base::NamePart(target.DataBaseName))
+                            : scratch->path();
+  setting.Trace = setting.DeleteImportFile = false;
+  setting.RejectFile.clear();
+  return Status();
 }
 
 // The files of a table of a folder: those of its name, and index files, which may have any.
-static std::vector<std::filesystem::path> FilesOf(const catalog::TargetAddress& target,
-                                                  const std::string& table, bool& journal) {
-  namespace fs = std::filesystem;
-  std::vector<fs::path> files;
+static std::vector<std::string> FilesOf(const catalog::TargetAddress& target,
+                                        const std::string& table, bool& journal) {
+  std::vector<std::string> files;
   const std::string stem = std::string(base::BaseNamePart(table)) + ".";
-  std::error_code error;
-  for (fs::directory_iterator i(target.DataBaseName, error), end; !error && i != end;
-       i.increment(error)) {
-    const std::string name = i->path().filename().string();
+  const Result<std::vector<std::string>> names = base::ListFolder(target.DataBaseName);
+  if (!names.ok()) return files;
+  for (const std::string& name : *names) {
     const std::string extension = base::UpperAscii(base::ExtensionPart(name));
     const bool own = base::EqualIgnoreCase(std::string_view(name).substr(0, stem.size()), stem);
     if (!own && extension != "NDX" && extension != "IDX") continue;
     journal = journal || (own && name.ends_with("-journal"));
-    if (i->is_regular_file(error)) files.push_back(i->path());
+    const std::string path = base::JoinPath(target.DataBaseName, name);
+    if (base::RegularFileExists(path)) files.push_back(path);
   }
   return files;
 }
 
 Status CopyToScratchTarget(const std::string& table, catalog::TargetAddress& target,
                            settings::ImportSetting& setting,
-                           std::optional<ScratchTarget>& scratch) {
-  namespace fs = std::filesystem;
+                           std::optional<base::PrivateFolder>& scratch) {
   if (target.kind == contract::kOdbc) return Status();
   // Held open meanwhile, so that nobody writes.
   const Result<OpenDatabase> open = Open(target, Access::kRead);
@@ -287,26 +272,25 @@ Status CopyToScratchTarget(const std::string& table, catalog::TargetAddress& tar
   const Result<TableDef> def = open->database->FindTableDef(table);
   if (!def.ok() || (def->Attributes & (database::kAttrLinkedJet | database::kAttrLinkedOdbc)) != 0)
     return Status();
-  std::error_code error;
   const bool is_file = target.kind == contract::kAccess;
-  bool journal = is_file && fs::exists(target.DataBaseName + "-journal", error);
-  const std::vector<fs::path> files =
-      is_file ? std::vector<fs::path>{target.DataBaseName} : FilesOf(target, table, journal);
-  std::uintmax_t bytes = 0;
-  for (const fs::path& file : files) bytes += fs::file_size(file, error);
-  const fs::space_info space = fs::space(fs::temp_directory_path(error), error);
-  if (error || journal || bytes > space.available / 4) return Status();
+  bool journal = is_file && base::FileExists(target.DataBaseName + "-journal");
+  const std::vector<std::string> files =
+      is_file ? std::vector<std::string>{target.DataBaseName} : FilesOf(target, table, journal);
+  std::uint64_t bytes = 0;
+  for (const std::string& file : files) {
+    const Result<base::InputFile> opened = base::InputFile::Open(file);
+    const Result<std::uint64_t> size = opened.ok() ? opened->Size() : opened.status();
+    if (!size.ok()) return Status();
+    bytes += *size;
+  }
+  if (journal || bytes > base::PrivateFolder::Room() / 4) return Status();
   KV_TRY(MakeScratchTarget(target, setting, scratch));
-  const fs::path folder =
-      is_file ? fs::path(target.DataBaseName).parent_path() : fs::path(target.DataBaseName);
-  for (const fs::path& file : files) {
-    fs::copy_file(file, folder / file.filename(), error);
-    if (!error)
-      fs::permissions(folder / file.filename(), fs::perms::owner_read | fs::perms::owner_write,
-                      error);
-    if (error)
-      return Status(Code::kIo, "'" + file.string() +
-                                   "' cannot be copied for the trial import: " + error.message());
+  for (const std::string& file : files) {
+    const Status copied =
+        base::CopyFile(file, base::JoinPath(scratch->path(), base::NamePart(file)));
+    if (!copied.ok())
+      return Status(Code::kIo, "'" + file + "' cannot be copied for the trial import: " +
+                                   std::string(copied.message()));
   }
   return Status();
 }

@@ -5,37 +5,26 @@
 #include <string>
 
 #include "apps/kelvorin/import_options.h"
+#include "base/M_FILE.h"
 #include "catalog/connections.h"
 
 namespace kelvorin::app {
 
-/// A folder for a database that is thrown away with it: the target of a trial import.
-class ScratchTarget {
- public:
-  explicit ScratchTarget(std::string folder) : folder_(std::move(folder)) {}
-  ScratchTarget(const ScratchTarget&) = delete;
-  ScratchTarget& operator=(const ScratchTarget&) = delete;
-  ~ScratchTarget();
-  const std::string& folder() const noexcept { return folder_; }
-
- private:
-  std::string folder_;
-};
-
 /// Whether the database is there and holds the table.
 bool HasTable(const catalog::TargetAddress& target, const std::string& table);
 
-/// Points `target` to a database in a new folder, and takes from `setting` what would leave a
-/// trace: log, reject file, the deletion of the source. A server has no such place:
-/// `kNotSupported`.
+/// Points `target` to a database in a new folder, which is thrown away with `scratch`, and takes
+/// from `setting` what would leave a trace: log, reject file, the deletion of the source. A server
+/// has no such place: `kNotSupported`.
 Status MakeScratchTarget(catalog::TargetAddress& target, settings::ImportSetting& setting,
-                         std::optional<ScratchTarget>& scratch);
+                         std::optional<base::PrivateFolder>& scratch);
 
 /// The same with a copy of the table, so that a trial import meets every duplicate and every limit
 /// that an import would. Leaves everything as it is where there is no copying: servers, linked
 /// tables, journals that wait to be played back, and files too large for the temporary folder.
 Status CopyToScratchTarget(const std::string& table, catalog::TargetAddress& target,
-                           settings::ImportSetting& setting, std::optional<ScratchTarget>& scratch);
+                           settings::ImportSetting& setting,
+                           std::optional<base::PrivateFolder>& scratch);
 
 /// Makes the table (and its database) when it does not exist, and maps its fields to the source
 /// fields they were made from; a table that exists stays as it is, and so does `job`.

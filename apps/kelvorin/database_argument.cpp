@@ -1,10 +1,8 @@
 #include "apps/kelvorin/database_argument.h"
 
-#include <filesystem>
-#include <system_error>
-
 #include "apps/kelvorin/command.h"
 
+#include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "database/connect_string.h"
@@ -66,10 +64,9 @@ Result<OpenDatabase> Open(const catalog::TargetAddress& address, Access access,
   Result<std::unique_ptr<database::Database>> database = try_open();
   // A file without a byte is as good as none.
   const auto is_missing = [&] {
-    std::error_code error;
     return database.status().code() == Code::kNotFound ||
-           (std::filesystem::is_regular_file(address.DataBaseName, error) &&
-            std::filesystem::file_size(address.DataBaseName, error) == 0 && !error);
+           (base::RegularFileExists(address.DataBaseName) &&
+            base::ReadWholeFile(address.DataBaseName, 0).ok());
   };
   if (!database.ok() && access == Access::kCreate && is_missing()) {
     KV_TRY(open.engine->CreateDatabase(address.DataBaseName, connect + std::string(for_new)));

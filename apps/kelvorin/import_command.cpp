@@ -185,7 +185,7 @@ int Import(const ImportOptions& options) {
   }
   catalog::TargetAddress target = into->Address(options.user, options.password);
   const settings::ImportSetting asked = job.setting;
-  std::optional<ScratchTarget> scratch;
+  std::optional<base::PrivateFolder> scratch;
   if (options.create && options.dry_run && !HasTable(target, options.table)) {
     const Status made = MakeScratchTarget(target, job.setting, scratch);
     if (!made.ok()) return Stop(options, kFatal, made);
@@ -204,7 +204,7 @@ int Import(const ImportOptions& options) {
     const Status copied =
         CopyToScratchTarget(options.table, request.target, request.setting, scratch);
     if (!copied.ok()) return Stop(options, kFatal, copied);
-    if (scratch) trial.copy = scratch->folder();
+    if (scratch) trial.copy = scratch->path();
   }
   if (scratch) request.options.dry_run = false;  // all of it is thrown away
   return Run(options, job.said, std::move(request), asked, trial);

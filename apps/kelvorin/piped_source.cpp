@@ -1,18 +1,13 @@
 #include "apps/kelvorin/piped_source.h"
 
 #include <array>
-#include <filesystem>
-#include <system_error>
+
+#include "base/M_FILE.h"
 
 namespace kelvorin::app {
 
 bool PipedSource::IsPipe(const std::string& path) {
-  if (path == "-") return true;
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
-  return !error &&
-         (std::filesystem::is_fifo(status) || std::filesystem::is_character_file(status) ||
-          std::filesystem::is_socket(status));
+  return path == "-" || (base::FileExists(path) && !base::RegularFileExists(path));
 }
 
 Result<PipedSource> PipedSource::Read(const std::string& path) {

@@ -1,9 +1,10 @@
 #include "apps/kelvorin/command.h"
+#include "base/M_FILE.h"
+#include "base/M_Misc.h"
 #include "contract/properties.h"
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -14,10 +15,8 @@ namespace {
 
 // The program with the windows lies beside this one.
 int StartWizard(const std::vector<std::string>& properties) {
-  std::error_code failure;
-  const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe", failure);
-  const std::string program = (own.parent_path() / "kelvorin-wizard").string();
-  if (failure || !std::filesystem::exists(program, failure))
+  const std::string program = base::JoinPath(base::LibraryFolder(), "kelvorin-wizard");
+  if (!base::FileExists(program))
     return Report(kFatal, "the wizard cannot be shown: '" + program +
                               "' is missing, this build has no windows");
   std::vector<char*> arguments{const_cast<char*>(program.c_str())};

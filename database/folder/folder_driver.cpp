@@ -20,7 +20,7 @@ bool IsFolder(storage::FileSystem& fs, const std::string& path) {
 }  // namespace
 
 void FolderDriver::Create(const OpenRequest& request, const ConnectString&) {
-  const Status made = base::MakeFolders(request.Name);
+  const Status made = base::MakeFolders(request.Name, *fs_);
   if (!made.ok()) throw Error(made);
 }
 

@@ -7,25 +7,25 @@
 
 #include <algorithm>
 #include <memory>
-#include <tuple>
 #include <utility>
 
 namespace kelvorin::database::folder {
 namespace {
 
-/// The best of the entries that bear `name` in any case; `rank` is least for the best spelling.
-template <typename Rank>
-std::string FindBest(storage::FileSystem& fs, const std::string& folder, std::string_view name,
-                     Rank rank) {
+/// The entry that bears `name` in any case: the one spelled so, then the one that begins with
+/// `front` as it is spelled, then the first in byte order.
+std::string Preferred(storage::FileSystem& fs, const std::string& folder, std::string_view name,
+                      std::string_view front) {
   if (name.empty() || name.find_first_of("/\\") != std::string_view::npos) return {};
-  std::string best;
-  for (std::string& entry : fs.List(folder)) {
-    if (!base::EqualAnyCase(entry, name)) continue;
-    if (best.empty() || std::tuple(rank(entry), std::string_view(entry)) <
-                            std::tuple(rank(best), std::string_view(best)))
-      best = std::move(entry);
-  }
-  return best.empty() ? best : base::JoinPath(folder, best);
+  const std::vector<std::string> spellings = base::SpellingsOf(fs.List(folder), name);
+  if (spellings.empty()) return {};
+  const auto first = [&](auto is_it) {
+    return std::find_if(spellings.begin(), spellings.end(), is_it);
+  };
+  auto best = first([&](const std::string& entry) { return entry == name; });
+  if (best == spellings.end())
+    best = first([&](const std::string& entry) { return entry.starts_with(front); });
+  return base::JoinPath(folder, best == spellings.end() ? spellings.front() : *best);
 }
 
 bool InSmallLetters(std::string_view text) noexcept {
@@ -35,7 +35,7 @@ bool InSmallLetters(std::string_view text) noexcept {
 }  // namespace
 
 std::string FindFile(storage::FileSystem& fs, const std::string& folder, std::string_view name) {
-  return FindBest(fs, folder, name, [&](std::string_view entry) { return entry == name ? 0 : 1; });
+  return Preferred(fs, folder, name, name);
 }
 
 std::string_view WithoutExtension(std::string_view name, std::string_view extension) noexcept {
@@ -50,9 +50,7 @@ std::string FindTableFile(storage::FileSystem& fs, const std::string& folder, st
   std::string file(name);
   if (stem.size() == name.size()) file.append(".").append(extension);
   // "CUST" means CUST.DBF before Cust.dbf.
-  return FindBest(fs, folder, file, [&](std::string_view entry) {
-    return entry == file ? 0 : WithoutExtension(entry, extension) == stem ? 1 : 2;
-  });
+  return Preferred(fs, folder, file, stem);
 }
 
 std::vector<std::string> ListTables(storage::FileSystem& fs, const std::string& folder,

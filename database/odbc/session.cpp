@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <filesystem>
 #include <thread>
 
 #include "base/M_STRING.h"
 #include "database/engine.h"
+#include "os/files.h"
 #include "os/system.h"
 
 namespace kelvorin::database::odbc {
@@ -94,9 +94,9 @@ int Session::Seconds(const std::string& key, int otherwise) const {
 std::string Session::WhyNot(const database::PendingError& error) const {
   if (error.description.find("[SQLite]") != std::string::npos) {
     std::error_code ignored;
-    const std::filesystem::path file = std::filesystem::absolute(Setting("Database"), ignored);
-    const bool there = std::filesystem::exists(file, ignored);
-    return std::string(there ? ": the file is '" : ": there is no file '") + file.string() + "'";
+    const std::string file = os::RealPath(Setting("Database"), ignored);
+    const bool there = os::Facts(file).kind != os::FileKind::kNone;
+    return std::string(there ? ": the file is '" : ": there is no file '") + file + "'";
   }
   const std::string driver = Setting("Driver");
   if (error.state == "IM002" && !driver.empty())
@@ -179,8 +179,8 @@ namespace {
 // The file must not be opened for this: closing it would take away the locks that SQLite holds.
 std::string FileIdentity(const std::string& path) {
   std::error_code error;
-  const std::filesystem::path plain = std::filesystem::canonical(path, error);
-  return error ? path : plain.string();
+  const std::string plain = os::RealPath(path, error);
+  return error ? path : plain;
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 
 #include "base/M_STRING.h"
@@ -76,7 +75,7 @@ void PutPageHeader(std::byte* page, std::byte type, std::size_t cells, std::size
 
 SideTable::SideTable(std::size_t columns) : columns_(columns) {
   std::error_code error;
-  const std::string start = (std::filesystem::temp_directory_path(error) / "kelvorin-").string();
+  const std::string start = os::TemporaryFolder(error) + "/kelvorin-";
   if (!error) folder_ = os::MakePrivateFolder(start, error);
   if (error) Fail(start, error);
   path_ = folder_ + "/records";

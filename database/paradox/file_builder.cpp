@@ -1,7 +1,8 @@
 #include "database/paradox/file_builder.h"
 
 #include <algorithm>
-#include <ctime>
+
+#include "base/M_Misc.h"
 
 namespace kelvorin::database::paradox {
 namespace {
@@ -103,7 +104,7 @@ class Builder {
     Put16(kVersionTwiceAt, 0x100u + header_.version);
     Put16(kVersionTwiceAt + 2, 0x100u + header_.version);
     Put32(kNewKeyAt, header_.key);
-    Put32(kChangedWhenAt, static_cast<std::uint32_t>(std::time(nullptr)));
+    Put32(kChangedWhenAt, static_cast<std::uint32_t>(base::UnixSeconds()));
     Put16(kNextFieldAt, header_.columns.size() + 1);
     Put16(kCodePageAt, static_cast<std::size_t>(header_.page));
     Put16(kWord6CAt, kWord6C);

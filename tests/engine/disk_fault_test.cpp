@@ -5,7 +5,7 @@
 
 #include "base/M_FILE.h"
 #include "tests/engine/run_rig.h"
-#include "tests/support/disk_fault.h"
+#include "tests/storage/support/fault_files.h"
 
 namespace kelvorin::tests {
 namespace {
@@ -45,11 +45,10 @@ TEST_CASE("A disk that fails under log and reject file is told of") {
       rig.setting.LogFileName = rig.folder.File("import.log");
       rig.setting.RejectFile = rig.folder.File("rejected");
       engine::RunResult result;
-      {
-        const DiskFault fault(at, std::errc::no_space_on_device, lasting);
-        result = rig.Run();
-        happened = fault.happened();
-      }
+      FaultFileSystem disk(base::RealFileSystem(), lasting ? Fault::kDie : Fault::kNoSpace, at);
+      rig.options.files = &disk;
+      result = rig.Run();
+      happened = disk.fired();
       CHECK(rig.memory.Rows("shop", "Goods").size() == static_cast<std::size_t>(result.imported));
       const std::string now_rejected = Read(rig.setting.RejectFile);
       const std::string now_reasons = Read(rig.setting.RejectFile + ".reasons");
@@ -84,11 +83,10 @@ TEST_CASE("A disk that fails while a job reads its own rejects loses none of the
     rig.setting.RejectFile = own;
     rig.setting.DeleteImportFile = true;
     engine::RunResult result;
-    {
-      const DiskFault fault(at, std::errc::io_error, false);
-      result = rig.Run();
-      happened = fault.happened();
-    }
+    FaultFileSystem disk(base::RealFileSystem(), Fault::kIoError, at);
+    rig.options.files = &disk;
+    result = rig.Run();
+    happened = disk.fired();
     const std::string after = Read(own);
     CAPTURE(result.fatal.value_or(RunRig::Show(result)));
     // All that was there, or what the target did not take.

@@ -5,30 +5,13 @@
 #include <doctest/doctest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <ostream>
 #include <string>
 #include <string_view>
 
 using namespace kelvorin;
-
-namespace {
-// What was synced, in its order: d for a file's data, f for a folder.
-std::string synced;
-}  // namespace
-// The calls of the library as the room under test meets them.
-extern "C" int fdatasync(int fd) {
-  synced += 'd';
-  return static_cast<int>(::syscall(SYS_fdatasync, fd));
-}
-extern "C" int fsync(int fd) {
-  synced += 'f';
-  return static_cast<int>(::syscall(SYS_fsync, fd));
-}
 
 using os::FileHandle;
 using os::LockKind;
@@ -41,12 +24,6 @@ namespace {
 
 std::span<const std::byte> Bytes(std::string_view text) {
   return std::as_bytes(std::span<const char>(text.data(), text.size()));
-}
-
-unsigned ModeOf(const std::string& path) {
-  struct stat facts {};
-  REQUIRE(::stat(path.c_str(), &facts) == 0);
-  return facts.st_mode & 07777u;
 }
 
 FileHandle MustOpen(const std::string& path, OpenMode mode) {
@@ -88,7 +65,7 @@ TEST_CASE("opening answers each mode's question") {
     const FileHandle file = FileHandle::Open(row.path, row.mode, error);
     CHECK((error.default_error_condition() == row.expected));
     CHECK(file.is_open() == !error);
-    if (os::Exists(row.path) && !os::IsFolder(row.path)) {
+    if (os::Facts(row.path).kind == os::FileKind::kRegular) {
       CHECK(ReadWhole(row.path) == row.contents_after);
     } else {
       CHECK(row.contents_after == "-");
@@ -187,63 +164,16 @@ TEST_CASE("locks hold between two openings, even in one process") {
   CHECK(first.TryLock(1000, 20, LockKind::kExclusive, error));
 }
 
-TEST_CASE("a file is replaced whole, through links, and keeps its mode") {
+TEST_CASE("a path is the same whatever links lead to it, also of a file that is not there yet") {
   const TempFolder folder;
-  const std::string path = folder.File("settings");
   std::error_code error;
-  synced.clear();
-  os::ReplaceAtomically(path, Bytes("one"), error);
-  REQUIRE(!error);
-  CHECK(synced == "df");  // what it holds, and that it is there
-  CHECK(ReadWhole(path) == "one");
-  CHECK(ModeOf(path) == 0600);
-
-  REQUIRE(::chmod(path.c_str(), 0644) == 0);
   os::MakeFolders(folder.File("a/b"), error);
   REQUIRE(!error);
-  const std::string link = folder.File("a/b/link");
-  REQUIRE(::symlink("../../settings", link.c_str()) == 0);
-  os::ReplaceAtomically(link, Bytes("two"), error);
-  REQUIRE(!error);
-  CHECK(ReadWhole(path) == "two");
-  CHECK(ModeOf(path) == 0644);
-  struct stat facts {};
-  REQUIRE(::lstat(link.c_str(), &facts) == 0);
-  CHECK(S_ISLNK(facts.st_mode));
-
-  REQUIRE(::symlink("made-by-link", folder.File("dangling").c_str()) == 0);
-  os::ReplaceAtomically(folder.File("dangling"), Bytes("three"), error);
-  CHECK(ReadWhole(folder.File("made-by-link")) == "three");
-
-  os::ReplaceAtomically(folder.File("a"), Bytes("no"), error);
-  CHECK((error == std::errc::is_a_directory));
-  os::ReplaceAtomically(folder.File("no-such-folder/x"), Bytes("no"), error);
-  CHECK(!!error);
+  const std::string real = os::RealPath(folder.path(), error);
+  REQUIRE(::symlink("../../settings", folder.File("a/b/link").c_str()) == 0);
+  CHECK(os::RealPath(folder.File("a/b/link"), error) == real + "/settings");
+  CHECK(os::RealPath(folder.File("a/../none/x"), error) == real + "/none/x");
   REQUIRE(::symlink("loop", folder.File("loop").c_str()) == 0);
-  os::ReplaceAtomically(folder.File("loop"), Bytes("no"), error);
+  CHECK(os::RealPath(folder.File("loop"), error).empty());
   CHECK((error == std::errc::too_many_symbolic_link_levels));
-
-  // What cannot be written to its end, or is somebody else's to write, stays as it is.
-  struct rlimit limit {};
-  REQUIRE(::getrlimit(RLIMIT_FSIZE, &limit) == 0);
-  const struct rlimit small { 2, limit.rlim_max };
-  const auto handler = ::signal(SIGXFSZ, SIG_IGN);
-  REQUIRE(::setrlimit(RLIMIT_FSIZE, &small) == 0);
-  os::ReplaceAtomically(path, Bytes("longer than that"), error);
-  REQUIRE(::setrlimit(RLIMIT_FSIZE, &limit) == 0);
-  ::signal(SIGXFSZ, handler);
-  CHECK((error == std::errc::file_too_large));
-  CHECK(ReadWhole(path) == "two");
-  REQUIRE(::chmod(path.c_str(), 0444) == 0);
-  REQUIRE(::chmod(folder.path().c_str(), 0777) == 0);
-  const uid_t user = ::geteuid();
-  if (user == 0) REQUIRE(::seteuid(65534) == 0);  // root may write everything
-  os::ReplaceAtomically(path, Bytes("no"), error);
-  if (user == 0) REQUIRE(::seteuid(user) == 0);
-  CHECK((error == std::errc::permission_denied));
-  CHECK(ReadWhole(path) == "two");
-
-  std::vector<std::string> names = os::List(folder.path(), error);
-  std::sort(names.begin(), names.end());
-  CHECK(names == std::vector<std::string>{"a", "dangling", "loop", "made-by-link", "settings"});
 }

@@ -19,7 +19,6 @@
 #include <QShortcut>
 #include <QThread>
 
-#include <ctime>
 #include <utility>
 #include <vector>
 
@@ -38,19 +37,7 @@ namespace {
 constexpr qint64 kServeMilliseconds = 10;
 constexpr qint64 kShowMilliseconds = 40;
 constexpr qint64 kLongestWait = 100;
-constexpr std::clock_t kShare = 25;
-
-// Looked at for every record: the system's coarse clock moves every few milliseconds and costs a
-// fifth of the exact one.
-qint64 TickMilliseconds() {
-#if defined(CLOCK_MONOTONIC_COARSE)
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return qint64{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-#else
-  return base::MonotonicMilliseconds();
-#endif
-}
+constexpr std::int64_t kShare = 25;
 
 constexpr int kMostLines = 12;     // of a message on the screen
 constexpr int kLinesAtTheEnd = 6;  // the reason and the question stand there
@@ -100,8 +87,8 @@ struct QtPlatform::State {
   qint64 served = 0;
   qint64 look_again = 0;
   qint64 shown = 0;
-  std::clock_t served_at = 0;  // processor time when the last service ended, and what it took
-  std::clock_t service = 0;
+  std::int64_t served_at = 0;  // processor time when the last service ended, and what it took
+  std::int64_t service = 0;
   frmProgress* progress = nullptr;  // the dialog over the run under way
   bool looked = false;              // at the clock, by the last yield
   int wait_depth = 0;
@@ -207,15 +194,15 @@ void QtPlatform::SetWaitCursor(bool on) {
 void QtPlatform::Yield() {
   // Under the dialog two yields come with each record: one look at the clock is enough for both.
   if (state_->progress != nullptr && (state_->looked = !state_->looked)) return;
-  const qint64 now = TickMilliseconds();
+  const qint64 now = base::CoarseMilliseconds();  // looked at for every record
   if (now < state_->look_again) return;
   state_->look_again = now + kServeMilliseconds;
-  const std::clock_t used = std::clock();
+  const std::int64_t used = base::CpuNanoseconds();
   if (now - state_->served < kLongestWait && used >= state_->served_at &&
       used - state_->served_at < state_->service * kShare)
     return;
   Serve(now);
-  state_->served_at = std::clock();
+  state_->served_at = base::CpuNanoseconds();
   state_->service = state_->served_at - used;
 }
 
@@ -228,7 +215,7 @@ void QtPlatform::Serve(std::int64_t now) {
   // Without the dialog over it, nothing may be pressed in the wizard while it imports.
   QCoreApplication::processEvents(state_->progress != nullptr ? QEventLoop::AllEvents
                                                               : QEventLoop::ExcludeUserInputEvents);
-  state_->served = TickMilliseconds();
+  state_->served = base::CoarseMilliseconds();
   state_->look_again = state_->served + kServeMilliseconds;
 }
 

@@ -33,6 +33,20 @@ class FaultFile final : public File {
     }
     return file_->Read(offset, out);
   }
+  void Append(base::ByteSpan in) override {
+    const bool was_dead = faults_.fired_;
+    try {
+      faults_.Step(path(), "writing");
+    } catch (const Error&) {
+      if (!was_dead) file_->Append(in.first(in.size() / 2));
+      throw;
+    }
+    file_->Append(in);
+  }
+  void Close() override {
+    faults_.Step(path(), "closing");
+    file_->Close();
+  }
   void Write(std::uint64_t offset, base::ByteSpan in) override {
     const bool was_dead = faults_.fired_;
     try {
@@ -74,9 +88,10 @@ class FaultFile final : public File {
   std::unique_ptr<File> file_;
 };
 
-std::unique_ptr<File> FaultFileSystem::Open(const std::string& path, os::OpenMode mode) {
+std::unique_ptr<File> FaultFileSystem::Open(const std::string& path, os::OpenMode mode,
+                                            os::Accept accept) {
   Step(path, "opening");
-  return std::make_unique<FaultFile>(*this, disk_.Open(path, mode));
+  return std::make_unique<FaultFile>(*this, disk_.Open(path, mode, accept));
 }
 
 void FaultFileSystem::Remove(const std::string& path) {
@@ -87,6 +102,16 @@ void FaultFileSystem::Remove(const std::string& path) {
 void FaultFileSystem::Rename(const std::string& from, const std::string& to) {
   Step(from, "renaming");
   disk_.Rename(from, to);
+}
+
+void FaultFileSystem::CopyAccess(const std::string& from, const std::string& to) {
+  Step(to, "giving rights");
+  disk_.CopyAccess(from, to);
+}
+
+void FaultFileSystem::MakeFolders(const std::string& path) {
+  Step(path, "making the folder");
+  disk_.MakeFolders(path);
 }
 
 void FaultFileSystem::SyncFolder(const std::string& folder) {

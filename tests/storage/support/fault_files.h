@@ -1,6 +1,6 @@
 #pragma once
 // A disk that fails on purpose, around any other. Operations count from 1: opening, reading,
-// writing, cutting, reserving, syncing, renaming and removing each count as one.
+// writing, cutting, reserving, syncing, closing, renaming and removing each count as one.
 //
 //   for (int n = 1;; ++n) {
 //     FaultFileSystem faults(disk, Fault::kIoError, n);
@@ -43,13 +43,16 @@ class FaultFileSystem final : public storage::FileSystem {
   FaultFileSystem(storage::FileSystem& disk, Fault fault, int at) noexcept
       : disk_(disk), fault_(fault), at_(at) {}
 
-  std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode) override;
-  bool Exists(const std::string& path) override { return disk_.Exists(path); }
+  std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode,
+                                      os::Accept accept = os::Accept::kRegular) override;
+  os::FileFacts Facts(const std::string& path) override { return disk_.Facts(path); }
   std::string RealPath(const std::string& path) override { return disk_.RealPath(path); }
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
+  void CopyAccess(const std::string& from, const std::string& to) override;
+  void MakeFolders(const std::string& path) override;
   os::FileFacts Look(const std::string& path) override { return disk_.Look(path); }
-  bool CanMakeFilesIn(const std::string& folder) override { return disk_.CanMakeFilesIn(folder); }
+  bool IsWritable(const std::string& path) override { return disk_.IsWritable(path); }
   std::uint64_t User() override { return disk_.User(); }
   std::vector<std::string> List(const std::string& folder) override { return disk_.List(folder); }
   void SyncFolder(const std::string& folder) override;

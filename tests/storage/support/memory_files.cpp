@@ -40,8 +40,9 @@ struct MemoryFileSystem::Node {
 
 class MemoryFile final : public File {
  public:
-  MemoryFile(MemoryFileSystem& fs, std::string path, std::shared_ptr<MemoryFileSystem::Node> node)
-      : File(std::move(path)), fs_(fs), node_(std::move(node)) {}
+  MemoryFile(MemoryFileSystem& fs, std::string path, std::shared_ptr<MemoryFileSystem::Node> node,
+             bool at_end)
+      : File(std::move(path)), fs_(fs), node_(std::move(node)), at_end_(at_end) {}
   ~MemoryFile() override { Unlock(0, ~std::uint64_t{0}); }
 
   std::uint64_t Size() override { return node_->bytes.size(); }
@@ -56,6 +57,11 @@ class MemoryFile final : public File {
     Need(offset + in.size());
     node_->Do({offset, std::string(base::AsText(in)), false});
   }
+  void Append(base::ByteSpan in) override {
+    if (at_end_) at_ = node_->bytes.size();
+    Write(at_, in);
+    at_ += in.size();
+  }
   void Truncate(std::uint64_t size) override {
     node_->reserved = 0;
     node_->Do({size, {}, true});
@@ -68,6 +74,7 @@ class MemoryFile final : public File {
     node_->durable = node_->bytes;
     node_->unsynced.clear();
   }
+  void Close() override { Unlock(0, ~std::uint64_t{0}); }
   bool TryLock(std::uint64_t offset, std::uint64_t length, os::LockKind kind) override {
     for (const auto& lock : node_->locks) {
       if (lock.owner != this && lock.begin < offset + length && offset < lock.end &&
@@ -95,9 +102,12 @@ class MemoryFile final : public File {
   }
   MemoryFileSystem& fs_;
   std::shared_ptr<MemoryFileSystem::Node> node_;
+  const bool at_end_;
+  std::uint64_t at_ = 0;
 };
 
-std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, os::OpenMode mode) {
+std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, os::OpenMode mode,
+                                             os::Accept) {
   const bool must_exist = mode == os::OpenMode::kRead || mode == os::OpenMode::kReadWrite;
   if (!Exists(path) && must_exist) throw Error(Code::kNotFound, path + ": no such file");
   if (Exists(path) && (mode == os::OpenMode::kCreateNew || mode == os::OpenMode::kCreatePrivate))
@@ -109,7 +119,7 @@ std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, os::OpenMo
     node->owner = user;
   }
   if (mode == os::OpenMode::kCreateOrTruncate) node->Do({0, {}, true});
-  return std::make_unique<MemoryFile>(*this, path, node);
+  return std::make_unique<MemoryFile>(*this, path, node, mode == os::OpenMode::kAppend);
 }
 
 os::FileFacts MemoryFileSystem::FactsOf(const std::shared_ptr<Node>& node) const {
@@ -141,6 +151,10 @@ void MemoryFileSystem::Rename(const std::string& from, const std::string& to) {
   if (!Exists(from)) throw Error(Code::kNotFound, from + ": no such file");
   now_[to] = now_.at(from);
   now_.erase(from);
+}
+
+void MemoryFileSystem::CopyAccess(const std::string& from, const std::string& to) {
+  now_.at(to)->owner = now_.at(from)->owner;
 }
 
 std::vector<std::string> MemoryFileSystem::List(const std::string& folder) {

@@ -18,13 +18,16 @@ enum class Tail : std::uint8_t { kAll, kNone, kSome };
 
 class MemoryFileSystem final : public storage::FileSystem {
  public:
-  std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode) override;
-  bool Exists(const std::string& path) override { return Has(path); }
+  std::unique_ptr<storage::File> Open(const std::string& path, os::OpenMode mode,
+                                      os::Accept accept = os::Accept::kRegular) override;
+  os::FileFacts Facts(const std::string& path) override { return Look(path); }
   std::string RealPath(const std::string& path) override { return path; }
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
+  void CopyAccess(const std::string& from, const std::string& to) override;
+  void MakeFolders(const std::string&) override {}  // every folder is there
   os::FileFacts Look(const std::string& path) override;
-  bool CanMakeFilesIn(const std::string&) override { return folder_writable; }
+  bool IsWritable(const std::string& path) override { return Has(path) || folder_writable; }
   std::uint64_t User() override { return user; }
   std::vector<std::string> List(const std::string& folder) override;
   void SyncFolder(const std::string& folder) override;

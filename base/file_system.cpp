@@ -1,16 +1,34 @@
-#include <utility>
+#include "base/file_system.h"
 
-#include "base/file_status.h"
-#include "os/files.h"
+#include <cerrno>
+
 #include "os/system.h"
-#include "storage/file.h"
 
-namespace kelvorin::storage {
+namespace kelvorin::base {
 namespace {
 
+/// The one map from what the system says to what kind of failure it is; `writing` tells that a
+/// file was to be opened for it.
+Code CodeOf(const std::error_code& error, bool writing) noexcept {
+  if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory)
+    return Code::kNotFound;
+  if (error == std::errc::file_exists) return Code::kAlreadyExists;
+  if (error == std::errc::no_space_on_device || error == std::errc::file_too_large ||
+      error.value() == EDQUOT)
+    return Code::kNoSpace;
+  if (error == std::errc::read_only_file_system) return Code::kReadOnly;
+  if (writing &&
+      (error == std::errc::permission_denied || error == std::errc::operation_not_permitted))
+    return Code::kReadOnly;
+  if (error == std::errc::resource_unavailable_try_again ||
+      error == std::errc::device_or_resource_busy || error == std::errc::text_file_busy)
+    return Code::kLocked;
+  return Code::kIo;
+}
+
 [[noreturn]] void Fail(const std::error_code& error, const std::string& path,
-                       const std::string& doing) {
-  throw Error(base::CodeOf(error), path + ": " + doing + ": " + error.message());
+                       const std::string& doing, bool writing = false) {
+  throw FileError(CodeOf(error, writing), path, doing, error.message());
 }
 
 std::string At(std::uint64_t offset, std::size_t size) {
@@ -28,23 +46,28 @@ class RealFile final : public File {
     if (error) Fail(error, path(), "asking for its size");
     return size;
   }
-  std::size_t Read(std::uint64_t offset, base::MutableByteSpan out) override {
+  std::size_t Read(std::uint64_t offset, MutableByteSpan out) override {
     std::error_code error;
     const std::size_t count = handle_.ReadAt(offset, out, error);
     if (error) Fail(error, path(), "reading " + At(offset, out.size()));
     return count;
   }
-  void Write(std::uint64_t offset, base::ByteSpan in) override {
+  void Write(std::uint64_t offset, ByteSpan in) override {
     std::error_code error;
     handle_.WriteAt(offset, in, error);
     if (error) Fail(error, path(), "writing " + At(offset, in.size()));
   }
-  void WriteParts(std::uint64_t offset, std::span<const base::ByteSpan> parts) override {
+  void WriteParts(std::uint64_t offset, std::span<const ByteSpan> parts) override {
     std::error_code error;
     handle_.WriteAt(offset, parts, error);
     std::size_t size = 0;
-    for (const base::ByteSpan part : parts) size += part.size();
+    for (const ByteSpan part : parts) size += part.size();
     if (error) Fail(error, path(), "writing " + At(offset, size));
+  }
+  void Append(ByteSpan in) override {
+    std::error_code error;
+    handle_.Write(in, error);
+    if (error) Fail(error, path(), "writing " + std::to_string(in.size()) + " bytes");
   }
   void Truncate(std::uint64_t size) override {
     std::error_code error;
@@ -60,6 +83,11 @@ class RealFile final : public File {
     std::error_code error;
     handle_.Sync(error);
     if (error) Fail(error, path(), "syncing");
+  }
+  void Close() override {
+    std::error_code error;
+    handle_.Close(error);
+    if (error) Fail(error, path(), "closing");
   }
   bool TryLock(std::uint64_t offset, std::uint64_t length, os::LockKind kind) override {
     std::error_code error;
@@ -89,20 +117,20 @@ class RealFile final : public File {
 
 class RealFiles final : public FileSystem {
  public:
-  std::unique_ptr<File> Open(const std::string& path, os::OpenMode mode) override {
+  std::unique_ptr<File> Open(const std::string& path, os::OpenMode mode,
+                             os::Accept accept) override {
     std::error_code error;
-    os::FileHandle handle =
-        os::FileHandle::Open(path, mode, error, /*only_owner=*/false, os::Accept::kRegular);
+    os::FileHandle handle = os::FileHandle::Open(path, mode, error, /*only_owner=*/false, accept);
     if (error == std::errc::operation_not_supported)
       throw Error(Code::kIo, path + ": is no file that can be opened here but a pipe or a device");
     if (!error) return std::make_unique<RealFile>(path, std::move(handle));
-    if (mode != os::OpenMode::kRead && base::CodeOf(error, true) == Code::kReadOnly)
-      throw Error(Code::kReadOnly, path + ": opening for writing: " + error.message());
-    Fail(error, path, "opening");
+    const bool writing = mode != os::OpenMode::kRead;
+    const bool refused = writing && CodeOf(error, true) == Code::kReadOnly;
+    Fail(error, path, refused ? "opening for writing" : "opening", writing);
   }
-  bool Exists(const std::string& path) override { return os::Exists(path); }
+  os::FileFacts Facts(const std::string& path) override { return os::Facts(path); }
   os::FileFacts Look(const std::string& path) override { return os::Look(path); }
-  bool CanMakeFilesIn(const std::string& folder) override { return os::CanMakeFilesIn(folder); }
+  bool IsWritable(const std::string& path) override { return os::IsWritable(path); }
   std::uint64_t User() override { return os::CurrentUser(); }
   std::string RealPath(const std::string& path) override {
     std::error_code error;
@@ -120,6 +148,16 @@ class RealFiles final : public FileSystem {
     os::Rename(from, to, error);
     if (error) Fail(error, from, "renaming to " + to);
   }
+  void CopyAccess(const std::string& from, const std::string& to) override {
+    std::error_code error;
+    os::CopyAccess(from, to, error);
+    if (error) Fail(error, to, "giving it the rights of " + from);
+  }
+  void MakeFolders(const std::string& path) override {
+    std::error_code error;
+    os::MakeFolders(path, error);
+    if (error) Fail(error, path, "making the folder");
+  }
   std::vector<std::string> List(const std::string& folder) override {
     std::error_code error;
     std::vector<std::string> names = os::List(folder, error);
@@ -136,9 +174,9 @@ class RealFiles final : public FileSystem {
 
 }  // namespace
 
-void File::WriteParts(std::uint64_t offset, std::span<const base::ByteSpan> parts) {
+void File::WriteParts(std::uint64_t offset, std::span<const ByteSpan> parts) {
   std::vector<std::byte> whole;
-  for (const base::ByteSpan part : parts) whole.insert(whole.end(), part.begin(), part.end());
+  for (const ByteSpan part : parts) whole.insert(whole.end(), part.begin(), part.end());
   Write(offset, whole);
 }
 
@@ -147,9 +185,6 @@ FileSystem& RealFileSystem() noexcept {
   return files;
 }
 
-std::string FolderOf(const std::string& path) {
-  return os::FolderOf(path);
-}
 std::string NameOf(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
@@ -158,4 +193,4 @@ std::string Beside(const std::string& path, const std::string& name) {
   return (folder == "/" ? std::string() : folder) + "/" + name;
 }
 
-}  // namespace kelvorin::storage
+}  // namespace kelvorin::base
