@@ -9,15 +9,8 @@
 namespace kelvorin::catalog {
 namespace {
 
-constexpr std::int32_t kNewestParadox = 6;
-constexpr std::int32_t kNewestXbase = 13;
-
-// The kind that a file's extension stands for; 0 for text.
-std::int32_t KindOfExtension(std::string_view path) noexcept {
-  const std::string_view extension = base::ExtensionPart(path);
-  if (base::EqualIgnoreCase(extension, "DB")) return kNewestParadox;
-  if (base::EqualIgnoreCase(extension, "DBF")) return kNewestXbase;
-  return 0;
+bool IsTableFile(std::string_view path) noexcept {
+  return FamilyOfFile(path) != Family::kText;
 }
 
 }  // namespace
@@ -26,7 +19,7 @@ bool SourceFileExists(const std::string& path) {
   if (path.empty()) return false;
   // A device or a pipe may have no end, and a look at it may wait for ever.
   if (base::RegularFileExists(path)) return true;
-  return KindOfExtension(path) != 0 &&
+  return IsTableFile(path) &&
          base::FindIgnoringCase(std::string(base::FolderPart(path)), base::NamePart(path))
              .has_value();
 }
@@ -37,15 +30,14 @@ FileNameChange ApplyFileName(std::string_view text, bool applying_setting, std::
   source.file_name = text;
   source.exists = SourceFileExists(source.file_name);
   if (!source.exists) return FileNameChange::kMissing;
-  const std::int32_t table_kind = KindOfExtension(text);
-  if (table_kind == 0) {
+  if (!IsTableFile(text)) {
     if (!applying_setting) kind = 0;
     return FileNameChange::kTextFile;
   }
-  kind = table_kind;
+  kind = NewestKind(FamilyOfFile(text));
   if (const std::string_view folder = base::FolderPart(text); !folder.empty())
     source.SourceDBName = folder;
-  source.SourceConnectString = FindSourceKind(kind)->type_word;
+  source.SourceConnectString = FindSourceKind(kind)->type_word();
   source.file_name = base::NamePart(text);
   return FileNameChange::kTableFile;
 }
@@ -75,7 +67,7 @@ std::string SourceFilePath(std::int32_t kind, const Source& source) {
   const SourceKind* row = FindSourceKind(kind);
   if (row == nullptr || row->named_by_list) return {};
   if (row->family == Family::kText) return source.file_name;
-  const std::string_view extension = row->family == Family::kParadox ? "DB" : "DBF";
+  const std::string_view extension = ExtensionOf(row->family);
   const bool has_extension =
       base::EqualIgnoreCase(base::ExtensionPart(source.file_name), extension);
   const std::string name =
@@ -101,7 +93,7 @@ Result<std::unique_ptr<database::Database>> OpenSourceDatabase(database::DBEngin
   const bool has_own = !source.SourceConnectString.empty();
   const bool here = row->family != Family::kOdbc && source.SourceDBName.empty();
   const std::string_view name = here ? std::string_view(".") : source.SourceDBName;
-  return open(name, TableConnectString(has_own ? source.SourceConnectString : row->type_word,
+  return open(name, TableConnectString(has_own ? source.SourceConnectString : row->type_word(),
                                        source.password));
 }
 

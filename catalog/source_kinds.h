@@ -4,8 +4,9 @@
 // tables; nothing here opens anything.
 
 #include <cstdint>
-#include <span>
 #include <string_view>
+
+#include "contract/enums.h"
 
 namespace kelvorin::catalog {
 
@@ -17,17 +18,25 @@ struct SourceKind {
   bool named_by_list = false;       // chosen in the table list, else in the file name box
   std::string_view browse_caption;  // of the browse button
   int file_filter = 0;              // index from 1 into `FileFilter`; 0: no file dialog
-  std::string_view type_word;       // in front of a connect string; empty for text and Access
+  /// What stands in front of a connect string; empty for text and Access.
+  std::string_view type_word() const noexcept {
+    return contract::ConnectTypeName(kind).value_or(std::string_view());
+  }
 };
 
-/// All 15 kinds in the order of their numbers.
-std::span<const SourceKind> SourceKinds() noexcept;
 /// Row of a kind, or null for a number that is none.
 const SourceKind* FindSourceKind(std::int32_t kind) noexcept;
 
 /// Whether both are Paradox kinds, or both dBASE or FoxPro kinds: changing between such versions
 /// keeps the chosen file.
 bool IsSameTableFamily(std::int32_t a, std::int32_t b) noexcept;
+
+/// The family whose tables lie in files with that extension; everything else is read as text.
+Family FamilyOfFile(std::string_view path) noexcept;
+/// The extension of a family's table files; empty for those that have none of their own.
+std::string_view ExtensionOf(Family family) noexcept;
+/// The newest kind of a family.
+std::int16_t NewestKind(Family family) noexcept;
 
 /// Index into `FileFilter` for a kind. Numbers 15 to 18 give 6 and 19 to 22 give 7, though no such
 /// kinds and entries exist: kept as it is. 0 for every other number without a file dialog.

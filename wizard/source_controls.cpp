@@ -19,14 +19,6 @@ catalog::Family FamilyOf(std::int32_t kind) noexcept {
   return row != nullptr ? row->family : catalog::Family::kText;
 }
 
-// The family whose files end so; everything else is read as text.
-catalog::Family FamilyOfFile(std::string_view path) noexcept {
-  const std::string_view extension = base::ExtensionPart(path);
-  if (base::EqualIgnoreCase(extension, "DB")) return catalog::Family::kParadox;
-  if (base::EqualIgnoreCase(extension, "DBF")) return catalog::Family::kXbase;
-  return catalog::Family::kText;
-}
-
 }  // namespace
 
 bool frmKelvorin::SourceHasFileBox() const noexcept {
@@ -67,8 +59,8 @@ void frmKelvorin::CBoxTypeFormat_Click() {
   settings::RebuildDelimiter(setting);
   if (catalog::IsSameTableFamily(old_kind, kind)) {
     // Another version of the same family: the file and everything taken from it stay.
-    if (!catalog::FindSourceKind(kind)->type_word.empty())
-      state().source.SourceConnectString = catalog::FindSourceKind(kind)->type_word;
+    if (!catalog::FindSourceKind(kind)->type_word().empty())
+      state().source.SourceConnectString = catalog::FindSourceKind(kind)->type_word();
     RefreshPreview();
   } else {
     if (FamilyOf(old_kind) != FamilyOf(kind)) {
@@ -110,7 +102,7 @@ void frmKelvorin::EnterSource(std::int32_t kind) {
   }
   std::string name = controls.EdtFileName.text();
   const auto fits = [&] {
-    return FamilyOfFile(name) == row.family && catalog::SourceFileExists(name);
+    return catalog::FamilyOfFile(name) == row.family && catalog::SourceFileExists(name);
   };
   if (!fits() && left != left_.end()) name = left->second.box;
   if (fits()) {
@@ -120,7 +112,7 @@ void frmKelvorin::EnterSource(std::int32_t kind) {
     job_.TakeFile(name, job::Layout::kOfSetting);
     state().setting.TypeFormat = kind;
     settings::RebuildDelimiter(state().setting);
-    source.SourceConnectString = row.type_word;
+    source.SourceConnectString = row.type_word();
   } else {
     state().preview.ClearLines();
     state().preview.valid = state().preview.file_present = false;
@@ -181,7 +173,7 @@ std::string frmKelvorin::SourceNote() const {
   const char* const kinds[] = {"a text file", "an Access database", "a Paradox table",
                                "a dBASE or FoxPro table", "a data source"};
   return Tr("'%1' is %2, not %3. Choose another file or source type.",
-            {base::NamePart(name), Tr(kinds[static_cast<int>(FamilyOfFile(name))]),
+            {base::NamePart(name), Tr(kinds[static_cast<int>(catalog::FamilyOfFile(name))]),
              Tr(kinds[static_cast<int>(row->family)])});
 }
 

@@ -37,11 +37,13 @@ TEST_CASE("Connect strings are built key by key, and no value can add one") {
   }
 }
 
-TEST_CASE("The table of source kinds agrees with the type words of the control") {
-  for (const catalog::SourceKind& row : catalog::SourceKinds()) {
-    CAPTURE(row.kind);
-    if (row.kind >= 3) CHECK(row.type_word == contract::ConnectTypeName(row.kind));
-  }
+TEST_CASE("Kinds of sources have a family, and files the newest kind of theirs") {
+  using catalog::Family;
+  CHECK(catalog::FamilyOfFile("/a.db/x.Dbf") == Family::kXbase);
+  CHECK(catalog::FamilyOfFile("x.db") == Family::kParadox);
+  CHECK(catalog::FamilyOfFile("x.dbfs") == Family::kText);
+  CHECK(catalog::NewestKind(Family::kXbase) == 13);
+  CHECK(catalog::NewestKind(Family::kParadox) == 6);
   CHECK(catalog::FileFilterIndex(16) == 6);
   CHECK(catalog::FileFilterIndex(22) == 7);
   CHECK(catalog::IsSameTableFamily(7, 13));
