@@ -1,5 +1,6 @@
 #include "database/access/access_database.h"
 
+#include "base/M_FILE.h"
 #include "base/M_STRING.h"
 #include "database/access/inspect.h"
 #include "database/access/new_table.h"
@@ -84,10 +85,8 @@ std::string AccessDatabase::LinkedFile(const CatalogEntry& entry) const {
   storage::FileSystem& fs = file_->channel().store().file_system();
   if (fs.Exists(entry.database)) return entry.database;
   const std::string name = entry.database.substr(entry.database.find_last_of("/\\") + 1);
-  std::string beside = storage::Beside(file_->path(), name);
-  if (name.empty() || fs.Exists(beside)) return beside;
-  for (const std::string& other : fs.List(storage::FolderOf(file_->path())))
-    if (base::EqualIgnoreCase(other, name)) return storage::Beside(file_->path(), other);
+  const std::string folder = storage::FolderOf(file_->path());
+  if (auto beside = base::FindIgnoringCase(folder, name, fs)) return *std::move(beside);
   Throw(Code::kNotFound, ErrorNumber::kFileNotFound,
         "table '" + entry.name + "' is linked to '" + entry.database +
             "', which is neither there nor beside '" + Name() + "'");
