@@ -216,7 +216,7 @@ std::size_t AsciiPrefix(std::string_view text) noexcept {
   constexpr std::size_t kStep = 4 * sizeof(std::uint64_t);
   std::size_t at = 0;
   for (; at + kStep <= text.size(); at += kStep) {
-    std::array<std::uint64_t, 4> eights;
+    std::array<std::uint64_t, 4> eights{};
     std::memcpy(eights.data(), text.data() + at, kStep);
     if ((eights[0] | eights[1] | eights[2] | eights[3]) & kHighBits) break;
   }

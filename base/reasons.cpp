@@ -50,10 +50,10 @@ constexpr std::string_view kReasons[] = {
     "'%1' is in use by another program, which holds '%2'",
     "The source has 1 column; nothing is assigned to fields that are mapped to others: %1",
     "The source has %1 columns; nothing is assigned to fields that are mapped to others: %2",
-    "Source and target are the same table '%1': its records can be updated, but not appended "
-    "to it or deleted first",
-    "The records would be updated in the order of the index '%1', whose field '%2' the "
-    "import changes: use the key lookup, or no index",
+    ("Source and target are the same table '%1': its records can be updated, but not appended "
+     "to it or deleted first"),
+    ("The records would be updated in the order of the index '%1', whose field '%2' the "
+     "import changes: use the key lookup, or no index"),
     "The index '%1' has %2 key fields, and a record can be looked up by %3 of them at most",
     "The index '%1' has no key fields to look up",
     "The database '%1' is not there any more",

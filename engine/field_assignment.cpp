@@ -100,7 +100,7 @@ Status FieldAssignment::AssignAll(const textsource::FieldValues& values, Place p
     Step step;
     step.read = values[field.source_no];
     uncut_.clear();
-    const Status status = Take(field, place, source, target, step, losses, want_case);
+    Status status = Take(field, place, source, target, step, losses, want_case);
     if (status.ok()) continue;
     refused.field = &field;
     refused.value = uncut_.empty() ? step.value : std::string_view(uncut_);

@@ -205,7 +205,7 @@ Status ImportRun::PostLater() {
 
 Status ImportRun::FlushPosts() {
   if (waiting_.empty()) return Status();
-  const Status status = writer_->Flush();
+  Status status = writer_->Flush();
   KV_TRY(std::exchange(receiver_failure_, Status()));
   if (status.ok() || stop_ || GaveUp(status)) return Status();
   step_ = Step::kPost;

@@ -42,7 +42,7 @@ Status RejectFile::Begin() {
   // As the reader gives it: a compressed or UTF-16 file's records are written in UTF-8.
   const Result<textsource::TextInput> source = textsource::TextInput::Open(preface_source_, true);
   if (!source.ok()) return source.status();
-  std::array<char, 16 * 1024> block;
+  std::array<char, 16 * 1024> block{};
   for (std::uint64_t at = 0; at < preface_bytes_;) {
     const std::size_t wanted = std::min<std::uint64_t>(block.size(), preface_bytes_ - at);
     const Result<std::size_t> got = source->ReadAt(at, std::span(block).first(wanted));

@@ -80,6 +80,7 @@ class SourceReader {
   /// Goes to the first record to import; nothing for text.
   virtual Status GoToStart() { return Status(); }
   /// `stop` is asked while rows are waited for; nothing where nobody has to wait.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): those that stop keep it
   virtual void StopWhen(std::function<bool()>) {}
   virtual Status Close() = 0;
 

@@ -66,6 +66,7 @@ class TargetWriter {
   virtual void Cancel() = 0;
   /// Asked several times a second while a server is waited for; true ends the waiting, and what was
   /// waited for fails with kStopped.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): those that stop keep it
   virtual void StopWhen(std::function<bool()>) {}
   /// Characters that the target could not hold so far.
   virtual std::int64_t replaced_characters() const noexcept = 0;

@@ -223,6 +223,8 @@ void FileHandle::WriteAt(std::uint64_t offset, std::span<const std::span<const s
   if (!FitsOffset(offset, size, error) || !WithinLimit(offset + size, error)) return;
   std::size_t done = 0;  // of the first part
   while (!parts.empty()) {
+    // Not cleared: it is filled before it is read, and often.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
     std::array<iovec, 64> now;
     std::size_t count = 0;
     for (; count < now.size() && count < parts.size(); ++count) {

@@ -72,8 +72,8 @@ std::string Upper(std::string_view text) {
 }  // namespace
 
 std::string DefaultIniFile() {
-  const std::string beside = IniBesideLibrary();
-  const std::string own = IniOfUser();
+  std::string beside = IniBesideLibrary();
+  std::string own = IniOfUser();
   if (own.empty()) return beside;
   if (base::FileExists(own)) return own;
   const bool writable = base::IsWritable(base::LibraryFolder()) &&

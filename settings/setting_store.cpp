@@ -140,6 +140,7 @@ class SectionReader {
     }
     std::sort(found.begin(), found.end());
     std::vector<std::pair<std::int16_t, std::int16_t>> list;
+    list.reserve(found.size());
     for (const auto& [number, value] : found)
       list.emplace_back(number, Parse(Numbered(prefix, number), value));
     return list;

@@ -58,7 +58,7 @@ Fit FitDouble(const Value& value, const Resolution& resolution) noexcept {
 }
 
 Fit FitWhole(std::int64_t integer, int power, const Resolution& resolution) noexcept {
-  std::array<char, 24> room;
+  std::array<char, 24> room{};
   const auto end = std::to_chars(room.data(), room.data() + room.size(), integer).ptr;
   Significant digits =
       DigitsOf(std::string_view(room.data(), static_cast<std::size_t>(end - room.data())));

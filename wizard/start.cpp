@@ -141,7 +141,7 @@ Status frmKelvorin::Form_Load() {
   steps_.current = steps_.first;
   controls.frame(steps_.current).SetVisible(true);
   OfferSourceKinds();
-  if (const Status failed = caller().events().Failure(); !failed.ok()) {
+  if (Status failed = caller().events().Failure(); !failed.ok()) {
     ReportError({}, failed);
     return failed;
   }

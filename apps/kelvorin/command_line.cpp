@@ -79,13 +79,14 @@ Option Command::AddFlag(const std::string& name, bool& value, const std::string&
   return Option(command_->add_flag(name, value, help));
 }
 
-Option Command::AddReader(const std::string& name, std::function<Status(const std::string&)> take,
+Option Command::AddReader(const std::string& name,
+                          const std::function<Status(const std::string&)>& take,
                           const std::string& help) {
   return Option(command_->add_option_function<std::string>(
       name, [name, take](const std::string& word) { RequireOk(name, take(word)); }, help));
 }
 
-Option Command::AddAction(const std::string& name, std::function<Status()> action,
+Option Command::AddAction(const std::string& name, const std::function<Status()>& action,
                           const std::string& help) {
   return Option(command_->add_flag_callback(
       name, [name, action] { RequireOk(name, action()); }, help));

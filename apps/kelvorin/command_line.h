@@ -58,10 +58,10 @@ class Command {
   Option Add(const std::string& name, std::vector<std::string>& values, const std::string& help);
   Option AddFlag(const std::string& name, bool& value, const std::string& help);
   /// `take` gets the option's word; its failure is a wrong use of the option.
-  Option AddReader(const std::string& name, std::function<Status(const std::string&)> take,
+  Option AddReader(const std::string& name, const std::function<Status(const std::string&)>& take,
                    const std::string& help);
   /// Calls `action` when the flag is given; its failure is a wrong use of the option.
-  Option AddAction(const std::string& name, std::function<Status()> action,
+  Option AddAction(const std::string& name, const std::function<Status()>& action,
                    const std::string& help);
 
  private:

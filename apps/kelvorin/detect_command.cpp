@@ -26,6 +26,7 @@ struct DetectOptions {
 
 std::vector<std::string> ToUtf8(const std::vector<std::string>& texts) {
   std::vector<std::string> list;
+  list.reserve(texts.size());
   for (const std::string& text : texts) list.push_back(app::ToUtf8(text));
   return list;
 }

@@ -38,7 +38,7 @@ bool StoreDecimal(std::string_view digits, int precision, int scale,
                   std::array<std::byte, 17>& out) {
   if (!digits.empty() && digits[0] == '+') digits.remove_prefix(1);
   if (!IsPlain(digits)) return false;
-  std::array<char, kDecimalDigits + 2> room;
+  std::array<char, kDecimalDigits + 2> room{};
   values::RoundedDigits parts;
   const auto decimals = static_cast<std::size_t>(scale);
   if (!values::RoundDigits(digits, decimals, room, parts)) return false;

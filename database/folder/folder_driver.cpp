@@ -25,7 +25,7 @@ void FolderDriver::Create(const OpenRequest& request, const ConnectString&) {
 }
 
 std::string FolderDriver::FolderOf(const std::string& name) const {
-  const std::string asked = name.empty() ? "." : name;
+  std::string asked = name.empty() ? "." : name;
   if (IsFolder(*fs_, asked)) return asked;
   std::string folder(base::FolderPart(asked));
   if (folder.empty()) folder = ".";
@@ -37,7 +37,11 @@ std::string FolderDriver::FolderOf(const std::string& name) const {
 
 void FolderDriver::ThrowUnknownProduct(const ConnectString& connect) const {
   Throw(Code::kNotSupported, ErrorNumber::kNoDriver,
-        "'" + connect.type_word() + "' is no kind of " + std::string(Name()) + " table");
+        std::string("'")
+            .append(connect.type_word())
+            .append("' is no kind of ")
+            .append(Name())
+            .append(" table"));
 }
 
 std::vector<std::string> FolderDriver::Recover(const OpenRequest& request,

@@ -63,6 +63,7 @@ std::vector<std::string> ListTables(storage::FileSystem& fs, const std::string& 
   }
   std::sort(names.begin(), names.end());
   std::vector<std::string> listed;
+  listed.reserve(names.size());
   for (auto& [upper, name] : names) listed.push_back(std::move(name));
   return listed;
 }

@@ -408,6 +408,7 @@ std::vector<CatalogType> CatalogTypes(const Session& session, const TableEntry& 
           "::regclass AND a.attnum>0 AND NOT a.attisdropped ORDER BY a.attnum",
       "cannot read the fields of table '" + table.shown + "'");
   std::vector<CatalogType> types;
+  types.reserve(rows.size());
   for (const auto& row : rows) types.push_back({row[0], row[1], base::ParseInteger(row[2])});
   return types;
 }

@@ -44,9 +44,12 @@ SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
     takes_points_.push_back(MayHavePoint(target.def.Fields[static_cast<std::size_t>(field)].Type));
     // A number with a point stands in the file as bytes: SQLite shall make a number of its digits,
     // as it does with those in a statement.
-    select_ += takes_points_.back() ? "CASE typeof(" + column + ") WHEN 'blob' THEN CAST(" +
-                                          column + " AS TEXT)+0.0 ELSE " + column + " END"
-                                    : column;
+    if (takes_points_.back()) {
+      select_.append("CASE typeof(").append(column).append(") WHEN 'blob' THEN CAST(");
+      select_.append(column).append(" AS TEXT)+0.0 ELSE ").append(column).append(" END");
+    } else {
+      select_ += column;
+    }
   }
 }
 

@@ -98,14 +98,14 @@ BlobFile::Unit BlobFile::EndUnit() const noexcept {
 }
 
 void BlobFile::ReadBlockHead(Unit unit, std::uint8_t& type, std::uint32_t& units) {
-  std::array<std::byte, 3> head;
+  std::array<std::byte, 3> head{};
   Get(std::uint64_t{unit} * kUnitBytes, head);
   type = base::Load8(head, 0);
   units = base::LoadLE16(head, 1);
 }
 
 void BlobFile::PutBlockHead(Unit unit, std::uint8_t type, std::uint32_t units) {
-  std::array<std::byte, 3> head;
+  std::array<std::byte, 3> head{};
   base::Store8(head, 0, type);
   base::StoreLE16(head, 1, static_cast<std::uint16_t>(units));
   Put(std::uint64_t{unit} * kUnitBytes, head);
@@ -117,7 +117,7 @@ BlobFile::Entry BlobFile::EntryOf(base::ByteSpan bytes) noexcept {
 }
 
 BlobFile::Entries BlobFile::ReadEntries(Unit unit) {
-  std::array<std::byte, kEntries * kEntryBytes> bytes;
+  std::array<std::byte, kEntries * kEntryBytes> bytes{};
   Get(std::uint64_t{unit} * kUnitBytes + kSmallHead, bytes);
   Entries entries;
   for (std::size_t i = 0; i < kEntries; ++i)
@@ -126,7 +126,7 @@ BlobFile::Entries BlobFile::ReadEntries(Unit unit) {
 }
 
 void BlobFile::PutEntry(Unit unit, std::size_t index, const Entry& entry) {
-  std::array<std::byte, kEntryBytes> bytes;
+  std::array<std::byte, kEntryBytes> bytes{};
   base::Store8(bytes, 0, entry.offset);
   base::Store8(bytes, 1, entry.chunks);
   base::StoreLE16(bytes, 2, entry.modification);
@@ -143,7 +143,7 @@ std::string BlobFile::Locate(const BlobReference& reference, std::uint64_t& from
                             At(block) + " of '" + path() + "'";
   if (block + kLargeHead > Size())
     return where + " lies behind the end at " + std::to_string(Size());
-  std::array<std::byte, kLargeHead> head;
+  std::array<std::byte, kLargeHead> head{};
   Get(block, head);
   const std::uint8_t type = base::Load8(head, 0);
   std::uint32_t bytes = 0;
@@ -153,7 +153,7 @@ std::string BlobFile::Locate(const BlobReference& reference, std::uint64_t& from
     modification = base::LoadLE16(head, 7);
     from = block + kLargeHead;
   } else if (type == kSmallType && index < kEntries && block + kUnitBytes <= Size()) {
-    std::array<std::byte, kEntryBytes> raw;
+    std::array<std::byte, kEntryBytes> raw{};
     Get(block + kSmallHead + index * kEntryBytes, raw);
     const Entry entry = EntryOf(raw);
     if (!entry.used() || entry.offset < kFirstChunk || entry.offset + entry.chunks > int{kChunks} ||
@@ -289,7 +289,7 @@ void BlobFile::GiveUnits(Unit unit, std::uint32_t units) {
 // --- Changing
 
 std::uint16_t BlobFile::NextModification() {
-  std::array<std::byte, 2> bytes;
+  std::array<std::byte, 2> bytes{};
   Get(kModificationAt, bytes);
   const auto number = static_cast<std::uint16_t>(base::LoadLE16(bytes, 0) % 0xFFFF + 1);
   base::StoreLE16(bytes, 0, number);

@@ -185,7 +185,7 @@ void BlockFile::Put(BlockNo block, std::size_t at, base::ByteSpan bytes) {
 }
 
 void BlockFile::PutHead(BlockNo block, const BlockHead& head) {
-  std::array<std::byte, kBlockHead> bytes;
+  std::array<std::byte, kBlockHead> bytes{};
   base::StoreLE16(bytes, 0, head.next);
   base::StoreLE16(bytes, 2, head.previous);
   base::StoreLE16(
@@ -195,7 +195,7 @@ void BlockFile::PutHead(BlockNo block, const BlockHead& head) {
 }
 
 void BlockFile::PutSize(BlockNo block, std::uint32_t records) {
-  std::array<std::byte, 2> bytes;
+  std::array<std::byte, 2> bytes{};
   base::StoreLE16(
       bytes, 0, static_cast<std::uint16_t>((static_cast<int>(records) - 1) * header_.record_bytes));
   Put(block, 4, bytes);
@@ -298,7 +298,7 @@ BlockNo BlockFile::AddBlock(BlockNo behind) {
   counts_.blocks = std::max(counts_.blocks, block);
   counts_.free = next_free;
   PutWhole(block, image_);
-  std::array<std::byte, 2> number;
+  std::array<std::byte, 2> number{};
   base::StoreLE16(number, 0, block);
   if (behind != 0) Put(behind, 0, number);
   if (next != 0) Put(next, 2, number);
@@ -310,7 +310,7 @@ BlockNo BlockFile::AddBlock(BlockNo behind) {
 
 void BlockFile::FreeBlock(BlockNo block) {
   const BlockHead head = Head(block);
-  std::array<std::byte, 2> number;
+  std::array<std::byte, 2> number{};
   base::StoreLE16(number, 0, head.next);
   if (head.previous != 0) Put(head.previous, 0, number);
   base::StoreLE16(number, 0, head.previous);
@@ -336,7 +336,7 @@ void BlockFile::WriteByte(std::size_t at, std::uint8_t value) {
 }
 
 void BlockFile::WriteCounter(std::uint32_t counter) {
-  std::array<std::byte, 4> bytes;
+  std::array<std::byte, 4> bytes{};
   base::StoreLE32(bytes, 0, counter);
   store_->Write(file_, kCounterAt, bytes);
 }
@@ -349,11 +349,11 @@ void BlockFile::MarkClosed() {
 
 void BlockFile::WriteCounts() {
   const auto write16 = [&](std::size_t at, std::uint16_t value) {
-    std::array<std::byte, 2> bytes;
+    std::array<std::byte, 2> bytes{};
     base::StoreLE16(bytes, 0, value);
     store_->Write(file_, at, bytes);
   };
-  std::array<std::byte, 4> records;
+  std::array<std::byte, 4> records{};
   base::StoreLE32(records, 0, counts_.records);
   store_->Write(file_, kRecordsAt, records);
   write16(kUsedAt, counts_.used);

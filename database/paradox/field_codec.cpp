@@ -77,7 +77,7 @@ bool DecodeTimestamp(base::ByteSpan bytes, Value& out) noexcept {
 
 /// The 32 digits of a decimal; behind a nibble that is no digit some programs left noise.
 std::array<char, kBcdDigits> BcdDigits(base::ByteSpan bytes, bool negative) noexcept {
-  std::array<char, kBcdDigits> digits;
+  std::array<char, kBcdDigits> digits{};
   bool noise = false;
   for (std::size_t i = 0; i < kBcdDigits; ++i) {
     unsigned nibble = base::Load8(bytes, 1 + i / 2);
@@ -135,7 +135,7 @@ std::string HexOf(base::ByteSpan bytes) {
 }
 
 std::string ShownNumber(double number) {
-  std::array<char, 32> buffer;
+  std::array<char, 32> buffer{};
   const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number).ptr;
   return {buffer.data(), end};
 }
@@ -184,7 +184,7 @@ Status EncodeMoment(const Column& column, const DateTime& when, base::MutableByt
 /// Digits of a number, rounded to `decimals`; false when it has too many.
 bool PlaceDigits(std::string_view plain, std::size_t decimals,
                  std::array<std::uint8_t, kBcdDigits>& out, bool& negative) noexcept {
-  std::array<char, kBcdDigits + 1> room;
+  std::array<char, kBcdDigits + 1> room{};
   values::RoundedDigits parts;
   const std::size_t places = kBcdDigits - decimals;
   if (!values::RoundDigits(plain, decimals, room, parts) || parts.whole.size() > places)
@@ -206,11 +206,13 @@ Status EncodeBcd(const Column& column, const Value& value, base::MutableByteSpan
   } else {
     const double number = AsDouble(value);
     if (!std::isfinite(number)) return CannotHold(column, "a value that is no number");
+    // Not cleared: it is filled before it is read, and often.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
     std::array<char, values::kMaxPlainDouble> buffer;
     scratch.assign(values::PlainText(number, buffer));
   }
   bool minus = false;
-  std::array<std::uint8_t, kBcdDigits> digits;
+  std::array<std::uint8_t, kBcdDigits> digits{};
   if (!PlaceDigits(scratch, column.decimals, digits, minus))
     return CannotHold(column, scratch + ": it has room for 32 digits, " +
                                   std::to_string(column.decimals) + " of them decimals");

@@ -98,7 +98,7 @@ void KeyTree::MakeEntry(base::ByteSpan key, BlockNo block, std::uint16_t records
 }
 
 void KeyTree::Put16(Place at, std::size_t which, std::uint16_t value) {
-  std::array<std::byte, 2> word;
+  std::array<std::byte, 2> word{};
   base::StoreBE16(word, 0, Flipped(value));
   blocks_.Overwrite(at, key_bytes() + 2 * which, word);
 }

@@ -159,6 +159,7 @@ void ParadoxDatabase::DoCreateIndex(std::string_view table_name, const IndexDef&
     table->Flush();
   } catch (...) {
     std::vector<std::string> made;
+    made.reserve(files.size());
     for (const NewFile& file : files) made.push_back(CompanionPath(real, file.extension));
     folder::RemoveQuietly(fs(), made);
     throw;

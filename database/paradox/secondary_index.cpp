@@ -100,7 +100,7 @@ BlockNo SecondaryIndex::HintOf(base::ByteSpan entry) const noexcept {
 }
 
 void SecondaryIndex::SetHint(Place at, BlockNo block) {
-  std::array<std::byte, kHintBytes> hint;
+  std::array<std::byte, kHintBytes> hint{};
   StoreFlipped16(hint, 0, static_cast<std::int16_t>(block));
   file_->blocks().Overwrite(at, file_->blocks().record_bytes() - kHintBytes, hint);
 }

@@ -147,6 +147,8 @@ bool FormatExact(const values::RoundedDigits& parts, unsigned decimals,
 }  // namespace
 
 bool FormatNumber(std::string_view plain, unsigned decimals, std::span<char> field) noexcept {
+  // Not cleared: it is filled before it is read, and often.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   std::array<char, kMaxFieldBytes + 1> room;
   values::RoundedDigits parts;
   return field.size() <= kMaxFieldBytes &&

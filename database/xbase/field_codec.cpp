@@ -347,6 +347,8 @@ Status FieldCodec::EncodeText(const Column& column, std::string_view text,
 Status FieldCodec::EncodeNumber(const Column& column, const Value& value,
                                 base::MutableByteSpan row) const {
   const base::MutableByteSpan bytes = row.subspan(column.offset, column.bytes);
+  // Not cleared: it is filled before it is read, and often.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   std::array<char, values::kMaxPlainDouble> buffer;
   std::string_view plain = value.text;
   if (value.kind == Kind::kInteger) {

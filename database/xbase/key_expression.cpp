@@ -222,6 +222,8 @@ void KeyExpression::Program::RunText(const KeyNode& node, Call& call) {
     }
     case KeyOp::kStr: {
       char* room = make(node.bytes);
+      // Not cleared: it is filled before it is read, and often.
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
       std::array<char, values::kMaxPlainDouble> buffer;
       const auto decimals = call.count > 2 ? Clamped(call.Number(2), 18) : 0;
       const double number = call.Number(0);
@@ -320,7 +322,11 @@ void KeyExpression::Program::RunNumber(const KeyNode& node, Call& call) {
       out = std::trunc(a);
       return;
     case KeyOp::kRound: {
+      // Not cleared: it is filled before it is read, and often.
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
       std::array<char, values::kMaxPlainDouble> buffer;
+      // Not cleared: it is filled before it is read, and often.
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
       std::array<char, values::kMaxPlainDouble> rounded;
       const auto decimals = static_cast<unsigned>(Clamped(b, 18));
       const std::span<char> room(rounded.data(), 64);

@@ -85,7 +85,7 @@ std::uint32_t MemoFile::NextFree() {
 }
 
 void MemoFile::SetNextFree(std::uint32_t block) {
-  std::array<std::byte, 4> bytes;
+  std::array<std::byte, 4> bytes{};
   if (kind_ == MemoKind::kFpt) {
     base::StoreBE32(bytes, 0, block);
   } else {
@@ -171,7 +171,7 @@ std::uint64_t MemoFile::Occupied(std::uint32_t block) {
 std::uint32_t MemoFile::Write(std::uint32_t old_block, std::string_view value, char letter) {
   const std::uint64_t occupied = old_block == 0 ? 0 : Occupied(old_block);
 
-  std::array<std::byte, kHeadBytes> head;
+  std::array<std::byte, kHeadBytes> head{};
   image_.clear();
   switch (kind_) {
     case MemoKind::kNone:
@@ -274,7 +274,7 @@ std::vector<MemoFile::Run> MemoFile::FreeRuns() {
 
 void MemoFile::SetLink(std::uint32_t holder, std::uint32_t to) {
   if (holder == 0) return SetNextFree(to);
-  std::array<std::byte, 4> bytes;
+  std::array<std::byte, 4> bytes{};
   base::StoreLE32(bytes, 0, to);
   store_->Write(file_, Offset(holder), bytes);
 }
@@ -292,7 +292,7 @@ std::uint32_t MemoFile::AllocateAtEnd(std::uint64_t blocks) {
       const bool was_tail = chain.tail == block;
       if (rest != 0) {
         successor = block + static_cast<std::uint32_t>(blocks);
-        std::array<std::byte, kHeadBytes> bytes;
+        std::array<std::byte, kHeadBytes> bytes{};
         base::StoreLE32(bytes, 0, run->next);
         base::StoreLE32(bytes, 4, rest);
         store_->Write(file_, Offset(successor), bytes);
@@ -322,7 +322,7 @@ void MemoFile::Free(std::uint32_t block) {
   const std::uint64_t blocks = Occupied(block);
   FreeChain& chain = WalkChain();
   if (blocks == 0 || !chain.sound || block_bytes_ < kHeadBytes) return;
-  std::array<std::byte, kHeadBytes> bytes;
+  std::array<std::byte, kHeadBytes> bytes{};
   base::StoreLE32(bytes, 0, NextFree());
   base::StoreLE32(bytes, 4, static_cast<std::uint32_t>(blocks));
   store_->Write(file_, Offset(block), bytes);
