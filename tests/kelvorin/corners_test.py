@@ -3,21 +3,17 @@
 Run by ctest as: corners_test.py KELVORIN
 """
 
-import csv
-import io
 import json
 import os
 import pathlib
 import resource
-import shutil
 import struct
 import subprocess
-import sys
-import tempfile
 import unittest
 
-KELVORIN = sys.argv[1]
-NO_ODBC = "KELVORIN_NO_ODBC" in os.environ or not shutil.which("sqlite3")
+import road
+from road import ENVIRONMENT, KELVORIN, NO_ODBC, Road, main
+
 KINDS = ["Access", "DBase3", "DBase5", "FOXPRO26", "FOXPRO30", "Paradox5"]
 AS_GIVEN = ["--separators", "comma", "--map-in-order"]
 
@@ -42,42 +38,28 @@ def columns_of(path):
     return found
 
 
-class Corners(unittest.TestCase):
+class Corners(Road):
     def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-corner-"))
-        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        super().setUp()
         (self.folder / "tmp").mkdir()
-        self.environment = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "850",
-                            "TMPDIR": str(self.folder / "tmp"), "ODBCSYSINI": str(self.folder),
+        self.environment = {**ENVIRONMENT, "TMPDIR": str(self.folder / "tmp"), "ODBCSYSINI": str(self.folder),
                             "ODBCINI": str(self.folder / "none")}
         (self.folder / "odbcinst.ini").write_text("[SQ]\nDriver=libsqlite3odbc.so\n")
 
-    def run_it(self, *words, check=0, **options):
-        options = {"cwd": self.folder, "env": self.environment, "timeout": 60, **options}
-        done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, text=True, check=False, **options)
-        if check is not None:
-            self.assertEqual(done.returncode, check, f"{words}\n{done.stdout}{done.stderr}")
-        return done
+    def run_it(self, *words, **options):
+        return road.kelvorin(*words, **{"cwd": self.folder, "env": self.environment, "timeout": 60, **options})
 
-    def import_it(self, *words, check=0, **options):
-        return json.loads(self.run_it("import", *words, "--json", check=check, **options).stdout)
+    def import_it(self, *words, **options):
+        return json.loads(self.run_it("import", *words, "--json", **options).stdout)
 
     def dump(self, where, table):
-        return list(csv.reader(io.StringIO(self.run_it("dump", where, table).stdout, newline="")))[1:]
-
-    def write(self, name, text):
-        path = self.folder / name
-        path.write_bytes(text if isinstance(text, bytes) else text.encode())
-        return path
+        return road.dump(where, table, cwd=self.folder, env=self.environment)
 
     def place(self, kind, name):
         if kind == "SQLite":
             subprocess.run(["sqlite3", self.folder / f"{name}.db", "vacuum"], check=True)
             return f"ODBC:DRIVER=SQ;Database={self.folder}/{name}.db"
         return f"{kind}:{name}.mdb" if kind == "Access" else f"{kind}:{name}{kind}"
-
-    def files(self):
-        return {str(p.relative_to(self.folder)): p.read_bytes() for p in self.folder.rglob("*") if p.is_file()}
 
     def test_a_table_into_itself_by_any_name(self):
         source = self.write("a.csv", "1,a\r\n2,b\r\n")
@@ -174,7 +156,7 @@ class Corners(unittest.TestCase):
                           ["import", source, "--into", where, "--table", table, *AS_GIVEN]):
                 self.assertNotEqual(self.run_it(*words, check=None, timeout=10).returncode, 0)
         self.assertIn("pipe", self.run_it("import", source, "--into", "Access:db.mdb", "--table", "T", *AS_GIVEN,
-                                           check=3).stderr)
+                                          check=3).stderr)
         for folder, memo in (("FOXPRO26", "FPT"), ("DBase3", "DBT"), ("Paradox5", "MB")):
             self.run_it("create", f"{folder}:{folder}", "T", "A:Text:4", "M:Memo")
             for name in (f"T.{memo}", "T.INF", f"T.{'DB' if memo == 'MB' else 'DBF'}-journal"):
@@ -224,8 +206,8 @@ class Corners(unittest.TestCase):
             self.assertEqual([outcome[k] for k in ("read", "imported", "rejected", "changed_values")],
                              [4, 4 - duplicates, duplicates, 1], kind)
             # what it would refuse, the trial refuses as well
-            self.run_it("import", self.place(kind, "t"), "--source-table", "T", "--into", self.place(kind, "t"), "--table",
-                        "T", "--dry-run", check=3)
+            self.run_it("import", self.place(kind, "t"), "--source-table", "T", "--into", self.place(kind, "t"),
+                        "--table", "T", "--dry-run", check=3)
         self.assertEqual(self.files(), before)
         self.run_it(*["import", source, "--into", self.place("Access", "t"), "--table", "T", *AS_GIVEN, "--map", "A=0",
                       "--dry-run", "--reject", "r.txt", "--save-as", "J", "--ini", "j.ini"], check=1)
@@ -256,8 +238,8 @@ class Corners(unittest.TestCase):
         limit = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (150_000, 150_000))}
         for kind in KINDS:
             self.run_it("create", self.place(kind, "small"), "T", "ID:Long", "A:Text:200")
-            done = self.run_it("import", source, "--into", self.place(kind, "small"), "--table", "T", *AS_GIVEN, "--json",
-                               "--limit-errors", 5, check=None, **limit)
+            done = self.run_it("import", source, "--into", self.place(kind, "small"), "--table", "T", *AS_GIVEN,
+                               "--json", "--limit-errors", 5, check=None, **limit)
             outcome = json.loads(done.stdout)
             self.assertIn(done.returncode, (1, 3), f"{kind} {done}")
             rows = self.dump(self.place(kind, "small"), "T")
@@ -391,8 +373,8 @@ class Corners(unittest.TestCase):
         for kind in ("Access", "Paradox5", "SQLite"):
             where = self.place(kind, "k")
             if kind == "SQLite":
-                subprocess.run(["sqlite3", self.folder / "k.db", "create table T(ID integer primary key, A varchar(3))"],
-                               check=True)
+                subprocess.run(["sqlite3", self.folder / "k.db",
+                                "create table T(ID integer primary key, A varchar(3))"], check=True)
             else:
                 self.run_it("create", where, "T", "ID:Long", "A:Text:3", *keys[kind])
             for limit, expected in ((1, [2, 1, 1, None, 1]), (2, [4, 2, 1, True, 2])):
@@ -405,4 +387,4 @@ class Corners(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]])
+    main(1)

@@ -7,19 +7,17 @@ Run by ctest as: matrix_test.py KELVORIN
 import csv
 import io
 import json
-import os
 import pathlib
 import shutil
-import subprocess
 import sys
 import tempfile
 from decimal import Decimal, InvalidOperation
 
-KELVORIN = sys.argv[1]
+import road
+from road import ENVIRONMENT, NO_ODBC, dump
+
 FOLDER = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-matrix-"))
-ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "850", "ODBCINI": str(FOLDER / "odbc.ini"),
-               "ODBCSYSINI": str(FOLDER)}
-SQLITE = shutil.which("sqlite3") and "KELVORIN_NO_ODBC" not in os.environ
+ENVIRONMENT.update(ODBCINI=str(FOLDER / "odbc.ini"), ODBCSYSINI=str(FOLDER))
 
 WHOLE = {"Byte": ["0", "255"], "Integer": ["-32768", "32767"], "Long": ["-2147483648", "2147483647"],
          "BigInt": ["-9223372036854775808", "9223372036854775807"]}
@@ -39,10 +37,10 @@ KINDS = {"Access": [*COMMON, "Currency", "Single", "Decimal:18:4", "GUID"],
 
 
 def run(*words):
-    done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, env=ENVIRONMENT, timeout=240, check=False)
+    done = road.kelvorin(*words, check=None)
     if done.returncode not in (0, 1):
-        raise AssertionError(f"{words}: {done.returncode}\n{done.stdout.decode()}\n{done.stderr.decode()}")
-    return done.stdout.decode()
+        raise AssertionError(f"{words}: {done}")
+    return done.stdout
 
 
 def place(kind, name):
@@ -52,10 +50,6 @@ def place(kind, name):
         ini.write(f"[{name}]\nDriver=SQLite\nDatabase={FOLDER}/{name}.db\n")
     (FOLDER / f"{name}.db").touch()
     return f"ODBC:{name}"
-
-
-def rows_of(where):
-    return list(csv.reader(io.StringIO(run("dump", where, "T"), newline="")))[1:]
 
 
 def same(a, b):
@@ -85,10 +79,10 @@ def check(source, held, target):
     begun = place(source, f"from-{source}") if source != "SQLite" else "ODBC:from-SQLite"
     outcome = json.loads(run("import", begun, "--source-table", "T", "--into", where, "--table", "T", "--create",
                              "--reject", FOLDER / "rejected", "--json"))
-    reasons = list(csv.reader(io.StringIO((FOLDER / "rejected.reasons").read_text(), newline="")))[1:]
+    reasons = road.rows_of((FOLDER / "rejected.reasons").read_text())[1:]
     refused = {int(row[0]) for row in reasons}
     kept = [row for number, row in enumerate(held, 1) if number not in refused]
-    stored = rows_of(where)
+    stored = dump(where, "T")
     faults = []
     if outcome["imported"] != len(kept) or len(stored) != len(kept) or outcome["rejected"] != len(refused):
         faults.append(f"{outcome}, {len(stored)} stored")
@@ -105,12 +99,12 @@ def check(source, held, target):
 
 def main():
     (FOLDER / "odbcinst.ini").write_text("[SQLite]\nDriver=libsqlite3odbc.so\n")
-    kinds = [kind for kind in KINDS if kind != "SQLite" or SQLITE]
+    kinds = [kind for kind in KINDS if kind != "SQLite" or not NO_ODBC]
     failures = 0
     try:
         for source in kinds:
             where = make_source(source)
-            held = rows_of(where)
+            held = dump(where, "T")
             for target in kinds:
                 for fault in check(source, held, target):
                     failures += 1

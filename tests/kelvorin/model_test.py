@@ -7,39 +7,36 @@ Run by ctest as: model_test.py KELVORIN BATCH_HOST; KELVORIN_MODEL_JOBS sets the
 the first seed.
 """
 
-import csv
 import datetime
-import io
 import json
 import os
 import pathlib
 import random
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
 from decimal import ROUND_HALF_UP, Decimal
 
-KELVORIN, BATCH_HOST = sys.argv[1:3]
+import road
+from road import ENVIRONMENT, KELVORIN, NO_ODBC, dump, rows_of
+
+BATCH_HOST = sys.argv[2]
 JOBS = int(os.environ.get("KELVORIN_MODEL_JOBS", "60"))
 SEED = int(os.environ.get("KELVORIN_MODEL_SEED", "1"))
-SQLITE = shutil.which("sqlite3") and "KELVORIN_NO_ODBC" not in os.environ
 FOLDER = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-model-"))
-ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "850", "ODBCINI": str(FOLDER / "odbc.ini"),
-               "ODBCSYSINI": str(FOLDER)}
-ZERO_DAY = datetime.datetime(1899, 12, 30)
+ENVIRONMENT.update(ODBCINI=str(FOLDER / "odbc.ini"), ODBCSYSINI=str(FOLDER))
 
 
 class Refused(Exception):
     """The value costs its record."""
 
 
-def run(*words, check=True):
-    done = subprocess.run([*map(str, words)], capture_output=True, env=ENVIRONMENT, timeout=120, check=False)
-    if check and done.returncode not in (0, 1, 3):
-        raise AssertionError(f"{words}: {done.returncode} {done.stderr.decode()}")
-    return done.stdout.decode()
+def run(*words):
+    done = road.run(*words, check=None)
+    if done.returncode not in (0, 1, 3):
+        raise AssertionError(f"{words}: {done}")
+    return done.stdout
 
 
 # --- The model
@@ -305,13 +302,9 @@ def carry_out(job, folder):
         where = ["ConnectString=ODBC", "DSN=kvs"] if kind == "SQLite" else [f"ConnectString={kind}",
                  f"DataBaseName={folder}/t" + (".mdb" if kind == "Access" else "")]
         outcome = json.loads(run(KELVORIN, "batch", "job", f"IniFile={folder}/j.ini", *where, "TableName=T", "--json"))
-    rows = list(csv.reader(io.StringIO(run(KELVORIN, "dump", place, "T"), newline="")))[1:]
-    rows = [row or [""] for row in rows]  # a lone empty value is an empty line
     reasons = folder / "rejected.reasons"
-    refused = []
-    if reasons.exists():
-        refused = [row[:3] for row in csv.reader(io.StringIO(reasons.read_text(), newline=""))][1:]
-    return rows, outcome, refused
+    refused = [row[:3] for row in rows_of(reasons.read_text())][1:] if reasons.exists() else []
+    return dump(place, "T"), outcome, refused
 
 
 def check(job, folder):
@@ -336,7 +329,7 @@ def check(job, folder):
 
 def main():
     (FOLDER / "odbcinst.ini").write_text("[SQLite]\nDriver=libsqlite3odbc.so\n")
-    kinds = ["DBase3", "DBase5", "FOXPRO30", "Access"] + (["SQLite"] if SQLITE else [])
+    kinds = ["DBase3", "DBase5", "FOXPRO30", "Access"] + ([] if NO_ODBC else ["SQLite"])
     failures = 0
     for seed in range(SEED, SEED + JOBS):
         pick = random.Random(seed)
@@ -350,7 +343,7 @@ def main():
             failures += 1
             print(f"job {seed}: {json.dumps(job, ensure_ascii=False)}\n  " + "\n  ".join(faults))
     shutil.rmtree(FOLDER)
-    print(f"{JOBS} jobs, {failures} disagree" + ("" if SQLITE else "; none of them into SQLite"))
+    print(f"{JOBS} jobs, {failures} disagree" + ("; none of them into SQLite" if NO_ODBC else ""))
     return 1 if failures else 0
 
 

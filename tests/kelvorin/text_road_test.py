@@ -3,9 +3,7 @@
 Run by ctest as: text_road_test.py KELVORIN SAMPLES
 """
 
-import csv
 import gzip
-import io
 import json
 import os
 import pathlib
@@ -13,39 +11,21 @@ import shutil
 import subprocess
 import sys
 import tempfile
-import unittest
 
-KELVORIN, SAMPLES = sys.argv[1:3]
-ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "850"}
+from road import ENVIRONMENT, KELVORIN, Road, dump, import_json, kelvorin, main, rows_of, run
 
-
-def kelvorin(*words, **options):
-    options = {"env": ENVIRONMENT, "timeout": 240, "capture_output": True, "text": True, **options}
-    return subprocess.run([KELVORIN, *map(str, words)], **options)
+SAMPLES = sys.argv[2]
 
 
-class TextRoad(unittest.TestCase):
-    def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-text-"))
-        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
-        self.tables = 0
-
-    def write(self, name, text):
-        path = self.folder / name
-        path.write_bytes(text if isinstance(text, bytes) else text.encode())
-        return path
+class TextRoad(Road):
+    tables = 0
 
     def read(self, source, *words, check=0, **options):
         """Imports into a new table; its heading and rows, or None, with what was said."""
         self.tables += 1
         target = f"Access:{self.folder}/t{self.tables}.mdb"
-        done = kelvorin("import", source, "--into", target, "--table", "T", "--create", *words,
-                        **options)
-        self.assertEqual(done.returncode, check, f"{source}: {done.stderr}{done.stdout}")
-        if done.returncode != 0:
-            return None, done.stderr
-        text = kelvorin("dump", target, "T").stdout
-        return list(csv.reader(io.StringIO(text, newline=""))), done.stderr
+        done = kelvorin("import", source, "--into", target, "--table", "T", "--create", *words, check=check, **options)
+        return rows_of(kelvorin("dump", target, "T").stdout) if check == 0 else None, done.stderr
 
     def compare(self, source, expected, *words):
         kind, rows, heading = expected["kind"], expected["rows"], expected["heading"]
@@ -93,7 +73,7 @@ class TextRoad(unittest.TestCase):
             with self.subTest(name):
                 self.assertEqual(self.read(source, *words)[0], rows)
         with self.subTest("standard input"):
-            self.assertEqual(self.read("-", *auto, input=text)[0], rows)
+            self.assertEqual(self.read("-", *auto, input=text.encode())[0], rows)
         said = self.read(self.folder / "g.csv", check=3)[1]
         self.assertIn("--ansi 1252", said)
         self.assertEqual(self.read(self.folder / "g.csv", *auto, "--guess")[0], rows)
@@ -152,22 +132,16 @@ class TextRoad(unittest.TestCase):
         source = self.write("f.txt", "".join("%4d %-9s%7.2f\n" % (i, n, i * 1.5) for i, n in
                                              enumerate(["J\u00e4ger", "New York", "Joe", "A B"])))
         target, ini = f"Access:{self.folder}/s.mdb", self.folder / "s.ini"
-        done = kelvorin("import", source, "--into", target, "--table", "T", "--create", "--save-as",
-                        "J", "--ini", ini, "--json")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertIn("fixed width", json.loads(done.stdout)["layout"])
+        outcome = import_json(source, "--into", target, "--table", "T", "--create", "--save-as", "J", "--ini", ini)
+        self.assertIn("fixed width", outcome["layout"])
         utf16 = self.write("g.txt", source.read_bytes().decode().encode("utf-16"))
-        done = kelvorin("batch", "J", f"IniFile={ini}", "ConnectString=Access",
-                        f"DataBaseName={self.folder}/s.mdb", "MultiTable=1", "TableName=T",
-                        f"ImportTable={utf16}")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        rows = list(csv.reader(io.StringIO(kelvorin("dump", target, "T").stdout, newline="")))[1:]
+        kelvorin("batch", "J", f"IniFile={ini}", "ConnectString=Access", f"DataBaseName={self.folder}/s.mdb",
+                 "MultiTable=1", "TableName=T", f"ImportTable={utf16}")
+        rows = dump(target, "T")
         self.assertEqual(rows[:4], rows[4:])
         self.assertEqual(rows[1], ["1", "New York", "1.50"])
         for name in ("settings", "a=b", "[a", " "):
-            done = kelvorin("import", source, "--into", target, "--table", "T", "--save-as", name,
-                            "--ini", ini)
-            self.assertEqual(done.returncode, 2, name)
+            kelvorin("import", source, "--into", target, "--table", "T", "--save-as", name, "--ini", ini, check=2)
 
     def test_settings_of_somebody_else(self):
         """A program with a settings file beside it that its user may read at most."""
@@ -180,36 +154,32 @@ class TextRoad(unittest.TestCase):
         beside.chmod(0o444)
         place.chmod(0o555)
         self.addCleanup(place.chmod, 0o755)
-        options = {"env": {**ENVIRONMENT, "XDG_CONFIG_HOME": str(home)}, "capture_output": True,
-                   "text": True}
+        options = {"env": {**ENVIRONMENT, "XDG_CONFIG_HOME": str(home)}}
         if os.geteuid() == 0:
             options["user"] = 65534
             for path in (self.folder, home):
                 os.chown(path, 65534, -1)
         source = self.write("a.csv", "a,1\nb,2\nc,3\n")
 
-        def run(*words):
-            return subprocess.run([program, *map(str, words)], **options)
+        def save(name, *words, check=0):
+            return run(program, "import", source, "--into", f"Access:{self.folder}/{name}.mdb", "--table", "T",
+                       "--create", "--save-as", name, *words, check=check, **options)
 
-        def save(name, *words):
-            return run("import", source, "--into", f"Access:{self.folder}/{name}.mdb", "--table",
-                       "T", "--create", "--save-as", name, *words)
+        def listed(*words, check=0):
+            return run(program, "settings", "list", *words, check=check, **options).stdout
 
-        self.assertEqual(run("settings", "list").stdout, "J\n")
-        done = save("K")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertEqual(run("settings", "list").stdout, "J\nK\n")
+        self.assertEqual(listed(), "J\n")
+        save("K")
+        self.assertEqual(listed(), "J\nK\n")
         own = home / "Kelvorin/Kelvorin.Ini"
         own.chmod(0o444)
         for words in ([], ["--ini", beside]):
-            done = save("L", *words)
-            self.assertEqual(done.returncode, 3, done.stderr)
-            self.assertIn("Kelvorin.Ini", done.stderr)
-        self.assertEqual(run("settings", "list").stdout, "J\nK\n")
+            self.assertIn("Kelvorin.Ini", save("L", *words, check=3).stderr)
+        self.assertEqual(listed(), "J\nK\n")
         self.assertNotIn("K", beside.read_text())
         if os.geteuid() == 0:
             beside.chmod(0o400)
-            self.assertEqual(run("settings", "list", "--ini", beside).returncode, 3)
+            listed("--ini", beside, check=3)
 
     def test_nothing_to_import_is_no_error(self):
         target = f"Access:{self.folder}/e.mdb"
@@ -217,10 +187,8 @@ class TextRoad(unittest.TestCase):
         for text in ("", "\n\n", " \r\n"):
             source = self.write("e.txt", text)
             for words in (["--table", "T"], ["--table", "NEW", "--create"]):
-                done = kelvorin("import", source, "--into", target, *words, "--json")
-                self.assertEqual(done.returncode, 0, done.stderr + done.stdout)
-                self.assertEqual(json.loads(done.stdout)["read"], 0)
+                self.assertEqual(import_json(source, "--into", target, *words)["read"], 0)
 
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1])
+    main(2)
