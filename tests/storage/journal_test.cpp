@@ -9,15 +9,12 @@
 #include "tests/support/temp_folder.h"
 
 #include <doctest/doctest.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -250,75 +247,6 @@ TEST_CASE("groups that close by size overwrite no body whose seal may come back"
     { const auto store = Store::Open(disk, kTornMain, {}); }
     CHECK_FALSE(disk.Has("/t/A-journal.kept"));
   }
-}
-
-TEST_CASE("no forged number makes a journal change anything but what was torn") {
-  const char* const more = std::getenv("KELVORIN_FORGED_JOURNALS");
-  const int count = more != nullptr ? std::atoi(more) : 400;
-  const std::string& journal = TheTornTable().journal;
-  std::minstd_rand random(3);
-  const std::uint64_t extremes[] = {0,
-                                    1,
-                                    2,
-                                    511,
-                                    512,
-                                    513,
-                                    3000,
-                                    9000,
-                                    9001,
-                                    0x10000,
-                                    0x7FFFFFFF,
-                                    0xFFFFFFFF,
-                                    1u << 20,
-                                    std::uint64_t{1} << 33,
-                                    std::uint64_t{1} << 40,
-                                    ~std::uint64_t{0}};
-  // Where numbers stand: entries and the heads of records; the old bytes themselves are not forged,
-  // since nobody could tell.
-  std::vector<std::size_t> places{8, 12, 16, 24};
-  for (std::size_t at = storage::kBodyAt; at < storage::kBodyAt + 2 * storage::kEntryBytes; at += 4)
-    places.push_back(at);
-  storage::RecordHead head;
-  for (std::size_t at = storage::kBodyAt + 2 * storage::kEntryBytes;
-       at + 64 <= journal.size() && DecodeRecordHead(AsBytes(journal).subspan(at), head);
-       at += static_cast<std::size_t>(RecordBytes(head)))
-    for (std::size_t field = 0;
-         field + 8 < storage::kRecordHeadBytes +
-                         storage::kSumBytes * storage::PieceCount(head.offset, head.size);
-         field += 4)
-      places.push_back(at + field);
-  int played = 0;
-  int refused = 0;
-  for (int i = 0; i < count; ++i) {
-    CAPTURE(i);
-    std::string forged = journal;
-    for (std::uint32_t changes = 1 + random() % 2; changes > 0; --changes) {
-      const std::size_t at = places[random() % places.size()];
-      const std::uint64_t value = extremes[random() % std::size(extremes)];
-      for (std::size_t b = 0; b < (random() % 2 == 0 ? 4u : 8u); ++b)
-        forged[at + b] = static_cast<char>(value >> (8 * b));
-    }
-    const bool reseal = random() % 4 != 0;
-    if (reseal) forged = tests::Resealed(forged);
-    MemoryFileSystem disk;
-    tests::PutTornTable(disk, forged);
-    const std::string left = ShowDisk(disk);
-    (void)Try([&] { (void)OpenTorn(disk, {.read_only = true}); });
-    REQUIRE(ShowDisk(disk) == left);
-    if (Try([&] { (void)OpenTorn(disk, {}); }).code != Code::kOk) {
-      REQUIRE(ShowDisk(disk) == left);
-      ++refused;
-    } else {
-      const TableTexts now = TextsOn(disk);
-      const bool back = now == TheTornTable().before;
-      REQUIRE(tests::IsHarmless(now));
-      if (!reseal) REQUIRE((back || now == TheTornTable().torn));
-      played += back ? 1 : 0;
-    }
-    REQUIRE(disk.Contents(kBystander) == "precious");
-  }
-  CHECK(played > 0);
-  CHECK(refused > count / 10);
 }
 
 TEST_CASE("recover shows, applies also to a copy, and sets aside") {

@@ -92,11 +92,7 @@ TEST_CASE("indexes say what other programs ask them") {
     MemoryFileSystem disk;
     Folder folder("/d", connect, disk);
     TableDef def = MakeTable("T", {MakeField("CODE", kText, 12), MakeField("AMT", kNumeric, 6)});
-    for (const char* field : {"CODE", "AMT"}) {
-      database::IndexDef& index = def.Indexes.emplace_back();
-      index.Name = field;
-      index.Columns = {{field, false}};
-    }
+    def.Indexes = {MakeIndex("CODE", "+CODE"), MakeIndex("AMT", "+AMT")};
     folder.Make(def);
     std::vector<Row> rows;
     for (int i = 1000; i < 3200; ++i) rows.push_back({std::to_string(i), std::to_string(i)});

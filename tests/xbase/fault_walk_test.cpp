@@ -1,50 +1,30 @@
 // Every operation of a scenario fails once, and once the program dies there: afterwards the table
 // opens, is sound, and holds what it held at the end of some finished change.
 
+#include "tests/conformance/fault_walk.h"
 #include "database/drivers/register_drivers.h"
-#include "tests/storage/support/fault_files.h"
-#include "tests/storage/support/memory_files.h"
 #include "tests/xbase/xbase_support.h"
 
 #include <doctest/doctest.h>
-
-#include <algorithm>
 
 namespace kelvorin::tests {
 namespace {
 
 using enum TypeCode;
 
-enum class Play : std::uint8_t { kRecords, kIndexes, kBulk };
 struct Scenario {
   const char* connect;
   bool memo;
   bool indexed = false;
-  Play play = Play::kRecords;
 };
-const Scenario kScenarios[] = {{"dBASE III", false},
-                               {"dBASE III", true, true},
-                               {"dBASE IV", true},
-                               {"dBASE IV", false, true},
-                               {"FoxPro 2.6", true, true},
-                               {"FoxPro 3.0", true},
-                               {"dBASE III", false, true, Play::kIndexes},
-                               {"dBASE 5.0", false, true, Play::kIndexes},
-                               {"FoxPro 3.0", false, true, Play::kIndexes},
-                               {"dBASE III", false, true, Play::kBulk},
-                               {"FoxPro 2.6", false, true, Play::kBulk}};
-
 constexpr std::size_t kNameBytes = 100;  // so long that few keys fill a page
 constexpr char kStaleFile[] = "/d/T.CDX";
 
 TableDef Definition(const Scenario& scenario) {
   TableDef table = MakeTable("T", {MakeField("ID", kLong), MakeField("NAME", kText, kNameBytes)});
   if (scenario.indexed) {
-    for (const char* field : {"NAME", "ID"}) {
-      database::IndexDef& index = table.Indexes.emplace_back();
-      index.Name = std::string("BY") + field;
-      index.Columns = {{field, false}};
-    }
+    for (const char* field : {"NAME", "ID"})
+      table.Indexes.push_back(MakeIndex(std::string("BY") + field, std::string("+") + field));
   }
   if (scenario.memo) table.Fields.push_back(MakeField("NOTE", kMemo));
   return table;
@@ -68,62 +48,41 @@ std::string Contents(MemoryFileSystem& fs, const char* connect, const std::strin
   return Show(folder.ReadAll("T"));
 }
 
-/// How far a run came, in finished changes.
-struct Progress {
-  int done = 0;
-  int flushed = 0;  // of these, on the disk for good
-  int stop_after = 0;
-  std::int64_t* clock = nullptr;
-};
-struct Stopped {};
-
 /// Makes the table, fills and changes it.
-Status PlayRecords(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
-  const auto after = [&] {
-    if (++progress.done == progress.stop_after) throw Stopped{};
-  };
-  DBEngine engine;
-  database::RegisterDrivers(engine, fs);
-  auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
-  if (!opened.ok()) return opened.status();
-  Database& database = **opened;
-  KV_TRY(database.CreateTable(Definition(scenario)));
-  after();
-  progress.flushed = progress.done;
+Status PlayRecords(const Scenario& scenario, Database& database, Changes& changes) {
+  KV_TRY(changes.Done(database.CreateTable(Definition(scenario))));
+  changes.Flushed();
   auto set = database.OpenRecordset("T", RecordsetType::kTable);
   if (!set.ok()) return set.status();
   Recordset& records = **set;
-  const auto store = [&](const Row& row) -> Status {
+  const auto store = [&](int id, std::size_t note) -> Status {
+    const Row row = Record(scenario, id, note);
     for (std::size_t i = 0; i < row.size(); ++i) KV_TRY(records.Fields(i).SetText(row[i]));
-    KV_TRY(records.Update());
-    after();
-    return Status();
+    return changes.Done(records.Update());
   };
   const auto flush = [&]() -> Status {
     KV_TRY(records.Flush());
-    progress.flushed = progress.done;
+    changes.Flushed();
     return Status();
   };
   for (int id = 1; id <= 4; ++id) {
     KV_TRY(records.AddNew());
-    KV_TRY(store(Record(scenario, id, static_cast<std::size_t>(id) * 300)));
+    KV_TRY(store(id, static_cast<std::size_t>(id) * 300));
     if (id == 2) KV_TRY(flush());
   }
   KV_TRY(flush());
   KV_TRY(records.MoveFirst());
   KV_TRY(records.Edit());  // the note grows and moves
-  KV_TRY(store(Record(scenario, 11, 1500)));
+  KV_TRY(store(11, 1500));
   KV_TRY(records.MoveNext());
   KV_TRY(records.Edit());  // the note shrinks and stays
-  KV_TRY(store(Record(scenario, 12, 20)));
+  KV_TRY(store(12, 20));
   KV_TRY(records.MoveNext());
-  KV_TRY(records.Delete());
-  after();
+  KV_TRY(changes.Done(records.Delete()));
   KV_TRY(flush());
   KV_TRY(records.AddNew());
-  KV_TRY(store(Record(scenario, 5, 300)));
-  KV_TRY(records.Close());
-  return database.Close();
+  KV_TRY(store(5, 300));
+  return records.Close();
 }
 
 Row Indexed(const Scenario& scenario, int id) {
@@ -135,71 +94,53 @@ Row Indexed(const Scenario& scenario, int id) {
 
 /// Splits pages of two trees, moves a key from one end to the other, empties pages, and builds the
 /// trees anew.
-Status PlayIndexes(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
-  const auto after = [&](const Status& status) {
-    if (status.ok() && ++progress.done == progress.stop_after) throw Stopped{};
-    return status;
-  };
-  DBEngine engine;
-  database::RegisterDrivers(engine, fs);
-  auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
-  if (!opened.ok()) return opened.status();
-  Database& database = **opened;
-  KV_TRY(after(database.CreateTable(Definition(scenario))));
-  progress.flushed = progress.done;
+Status PlayIndexes(const Scenario& scenario, Database& database, Changes& changes) {
+  KV_TRY(changes.Done(database.CreateTable(Definition(scenario))));
+  changes.Flushed();
   {
     auto set = database.OpenRecordset("T", RecordsetType::kTable);
     if (!set.ok()) return set.status();
     Recordset& records = **set;
     constexpr int kRecords = 14;
-    for (int id = 1; id <= kRecords; ++id) KV_TRY(after(Append(records, Indexed(scenario, id))));
+    for (int id = 1; id <= kRecords; ++id)
+      KV_TRY(changes.Done(Append(records, Indexed(scenario, id))));
     KV_TRY(records.Flush());
-    progress.flushed = progress.done;
+    changes.Flushed();
     KV_TRY(records.SetIndex("BYNAME"));
-    KV_TRY(records.Edit());
-    KV_TRY(records.Fields(1).SetText("ZZZ moved"));
-    KV_TRY(after(records.Update()));
+    KV_TRY(changes.Done(Change(records, 1, "ZZZ moved")));
     for (int n = 0; n < 9; ++n) {  // the first leaves run empty
       KV_TRY(records.MoveFirst());
-      KV_TRY(records.Edit());
-      KV_TRY(records.Fields(1).SetText("ZZ" + std::to_string(n)));
-      KV_TRY(after(records.Update()));
+      KV_TRY(changes.Done(Change(records, 1, "ZZ" + std::to_string(n))));
     }
-    KV_TRY(after(records.Delete()));
+    KV_TRY(changes.Done(records.Delete()));
     KV_TRY(records.Close());
   }
-  progress.flushed = progress.done;
-  const Result<std::int64_t> built = database.RebuildIndexes("T");
-  if (!built.ok()) return built.status();
-  return database.Close();
+  changes.Flushed();
+  return database.RebuildIndexes("T").status();
 }
 
 /// Appends records in no order of their keys, so many that groups of them are written on the way
 /// because time goes by.
-Status PlayBulk(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
-  DBEngine engine;
-  database::RegisterDrivers(engine, fs);
-  auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
-  if (!opened.ok()) return opened.status();
-  KV_TRY((*opened)->CreateTable(Definition(scenario)));
-  if (++progress.done == progress.stop_after) throw Stopped{};
-  progress.flushed = progress.done;
-  auto set = (*opened)->OpenRecordset("T", RecordsetType::kTable);
+Status PlayBulk(const Scenario& scenario, Database& database, Changes& changes) {
+  KV_TRY(changes.Done(database.CreateTable(Definition(scenario))));
+  changes.Flushed();
+  auto set = database.OpenRecordset("T", RecordsetType::kTable);
   if (!set.ok()) return set.status();
   constexpr int kRecords = 45;  // the store looks at the clock every 16
   for (int id = 1; id <= kRecords; ++id) {
-    *progress.clock += 400;
-    KV_TRY(Append(**set, Indexed(scenario, id)));
-    if (++progress.done == progress.stop_after) throw Stopped{};
+    changes.Pass(400);
+    KV_TRY(changes.Done(Append(**set, Indexed(scenario, id))));
   }
-  KV_TRY((*set)->Close());
-  return (*opened)->Close();
+  return (*set)->Close();
 }
 
-Status PlayScenario(storage::FileSystem& fs, const Scenario& scenario, Progress& progress) {
-  if (scenario.play == Play::kBulk) return PlayBulk(fs, scenario, progress);
-  return scenario.play == Play::kIndexes ? PlayIndexes(fs, scenario, progress)
-                                         : PlayRecords(fs, scenario, progress);
+using Play = Status (*)(const Scenario&, Database&, Changes&);
+void Walk(const MemoryFileSystem& before, const Scenario& scenario, Play play,
+          const std::string& stale = {}) {
+  WalkFaults(
+      {before, database::RegisterDrivers, "/d", scenario.connect,
+       [&](Database& database, Changes& changes) { return play(scenario, database, changes); },
+       [&](MemoryFileSystem& disk) { return Contents(disk, scenario.connect, stale); }});
 }
 
 }  // namespace
@@ -218,76 +159,28 @@ TEST_CASE("a failure while an index out of date is rebuilt leaves it, or the new
     folder.Fill("T", more);
   }
   before.Put(kStaleFile, stale);
-  const std::string old = Contents(before, scenario.connect, stale);
-  for (const FaultKind& kind : kFaultKinds) {
-    CAPTURE(std::string(kind.name));
-    for (int n = 1;; ++n) {
-      CAPTURE(n);
-      MemoryFileSystem disk;
-      for (const std::string& name : before.List("/d"))
-        disk.Put("/d/" + name, before.Contents("/d/" + name));
-      FaultFileSystem faults(disk, kind.fault, n);
-      const auto play = [&]() -> Status {
-        DBEngine engine;
-        database::RegisterDrivers(engine, faults);
-        auto opened = engine.OpenDatabase("/d", true, false, scenario.connect);
-        if (!opened.ok()) return opened.status();
-        auto set = (*opened)->OpenRecordset("T", RecordsetType::kTable);
-        if (!set.ok()) return set.status();
-        KV_TRY(Append(**set, Indexed(scenario, 13)));
-        KV_TRY((*set)->Flush());
-        return (*set)->Close();
-      };
-      const Status played = play();
-      if (kind.fault == Fault::kDie && faults.fired())
-        disk.Crash(kind.tail, static_cast<std::uint32_t>(n));
-      const std::string found = Contents(disk, scenario.connect, stale);
-      const std::string added = old + Show(Indexed(scenario, 13));
-      CHECK((found == old || found.starts_with(added)));
-      if (played.ok()) CHECK(found.starts_with(added));
-      if (!faults.fired()) {
-        CHECK(played.ok());
-        break;
-      }
-    }
-  }
+  const auto append = [](const Scenario& s, Database& database, Changes& changes) -> Status {
+    auto set = database.OpenRecordset("T", RecordsetType::kTable);
+    if (!set.ok()) return set.status();
+    KV_TRY(changes.Done(Append(**set, Indexed(s, 13))));
+    KV_TRY((*set)->Flush());
+    changes.Flushed();
+    return (*set)->Close();
+  };
+  Walk(before, scenario, append, stale);
 }
 
 TEST_CASE("a failure at any step leaves the end of a finished change") {
-  for (const Scenario& scenario : kScenarios) {
+  const std::pair<Scenario, Play> kScenarios[] = {
+      {{"dBASE III", false}, PlayRecords},        {{"dBASE III", true, true}, PlayRecords},
+      {{"dBASE IV", true}, PlayRecords},          {{"dBASE IV", false, true}, PlayRecords},
+      {{"FoxPro 2.6", true, true}, PlayRecords},  {{"FoxPro 3.0", true}, PlayRecords},
+      {{"dBASE III", false, true}, PlayIndexes},  {{"dBASE 5.0", false, true}, PlayIndexes},
+      {{"FoxPro 3.0", false, true}, PlayIndexes}, {{"dBASE III", false, true}, PlayBulk},
+      {{"FoxPro 2.6", false, true}, PlayBulk}};
+  for (const auto& [scenario, play] : kScenarios) {
     CAPTURE(std::string(scenario.connect));
-    std::vector<std::string> states = {"none"};
-    MemoryFileSystem whole;
-    Progress all{.clock = &whole.clock};
-    REQUIRE(PlayScenario(whole, scenario, all).ok());
-    for (int stop = 1; stop <= all.done; ++stop) {
-      MemoryFileSystem part;
-      Progress progress{.stop_after = stop, .clock = &part.clock};
-      try {
-        (void)PlayScenario(part, scenario, progress);
-      } catch (const Stopped&) {
-      }
-      states.push_back(Contents(part, scenario.connect));
-    }
-    for (const FaultKind& kind : kFaultKinds) {
-      CAPTURE(std::string(kind.name));
-      for (int n = 1;; ++n) {
-        CAPTURE(n);
-        MemoryFileSystem disk;
-        FaultFileSystem faults(disk, kind.fault, n);
-        Progress progress{.clock = &disk.clock};
-        const Status played = PlayScenario(faults, scenario, progress);
-        if (!faults.fired()) {
-          CHECK(played.ok());
-          break;
-        }
-        if (kind.fault == Fault::kDie) disk.Crash(kind.tail, static_cast<std::uint32_t>(n));
-        const std::string found = Contents(disk, scenario.connect);
-        const auto state = std::find(states.begin(), states.end(), found);
-        REQUIRE_MESSAGE(state != states.end(), found);
-        CHECK(state - states.begin() >= progress.flushed);
-      }
-    }
+    Walk({}, scenario, play);
   }
 }
 

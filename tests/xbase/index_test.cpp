@@ -74,18 +74,10 @@ class Work {
       : kind_(kind), folder_(folder, kind.connect, fs), random_(seed) {
     TableDef def = MakeTable("T", {MakeField("CODE", kText, 30), MakeField("AMT", kNumeric, 9, 2),
                                    MakeField("D", kDate), MakeField("ID", kLong)});
-    const auto index = [&](const char* name, std::vector<database::IndexField> columns) {
-      IndexDef made;
-      made.Name = name;
-      made.Columns = std::move(columns);
-      def.Indexes.push_back(made);
-    };
-    index("BYCODE", {{"CODE", false}});
-    index("BYAMT", {{"AMT", kind.descending}});
-    index("BYDATE", {{"D", kind.descending}});
-    index("BYBOTH", {{"CODE", false}, {"ID", false}});
-    index("BYID", {{"ID", false}});
-    def.Indexes.back().Unique = true;
+    const std::string way = kind.descending ? "-" : "+";
+    def.Indexes = {MakeIndex("BYCODE", "+CODE"), MakeIndex("BYAMT", way + "AMT"),
+                   MakeIndex("BYDATE", way + "D"), MakeIndex("BYBOTH", "+CODE;+ID"),
+                   MakeIndex("BYID", "+ID", true)};
     TableDef bare = def;
     if (kind.single) bare.Indexes.clear();
     folder_.Make(bare);
@@ -399,8 +391,7 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
     {
       // A table put back: its indexes know records that the next ones would be taken for.
       MemoryFileSystem put_back;
-      for (const std::string& name : disk.List("/d"))
-        put_back.Put("/d/" + name, disk.Contents("/d/" + name));
+      put_back.Take(disk);
       put_back.Put("/d/T.DBF", old_table);
       Folder folder("/d", kind.connect, put_back);
       folder.Fill("T", {{"fresh", "1.5", "2001-01-01", "900"}});
@@ -414,8 +405,7 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
       CHECK(Show(*folder->Inspect("T")) == "");
       // Where keys ascend with the records, the last page alone knows those behind the end.
       TableDef def = MakeTable("ORDERED", {MakeField("ID", kLong)});
-      def.Indexes.emplace_back().Name = "BYID";
-      def.Indexes.back().Columns = {{"ID", false}};
+      def.Indexes = {MakeIndex("BYID", "+ID")};
       folder.Make(def);
       std::vector<Row> rows;
       for (int id = 1000; id < 1200; ++id) rows.push_back({std::to_string(id)});
@@ -470,12 +460,7 @@ TEST_CASE("a record without a date has its product's place, and a deleted one gi
     CAPTURE(std::string(connect));
     const TempFolder temp;
     TableDef def = MakeTable("T", {MakeField("NAME", kText, 4), MakeField("D", kDate)});
-    for (const char* field : {"NAME", "D"}) {
-      IndexDef& index = def.Indexes.emplace_back();
-      index.Name = std::string("BY") + field;
-      index.Columns = {{field, false}};
-      index.Unique = field == std::string("NAME");
-    }
+    def.Indexes = {MakeIndex("BYNAME", "+NAME", true), MakeIndex("BYD", "+D")};
     Folder folder(temp.path(), connect);
     folder.Make(def);
     folder.Fill("T", {{"a", "2004-02-29"}, {"b", "<null>"}, {"c", "1999-12-31"}});
@@ -510,10 +495,7 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
     const TempFolder temp;
     const std::string file = temp.File(connect == std::string("dBASE IV") ? "T.MDX" : "T.CDX");
     TableDef def = MakeTable("T", {MakeField("NAME", kText, 100)});
-    IndexDef& index = def.Indexes.emplace_back();
-    index.Name = "BYNAME";
-    index.Columns = {{"NAME", false}};
-    index.Unique = true;
+    def.Indexes = {MakeIndex("BYNAME", "+NAME", true)};
     const auto name = [](int n) { return std::to_string(100 + n) + std::string(80, 'x') + "-"; };
     Folder folder(temp.path(), connect);
     folder.Make(def);
@@ -562,49 +544,6 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
       bracket.Commit();
     }
     CHECK(Show(*folder->Inspect("T")) == "");
-  }
-}
-
-TEST_CASE("what stands in an index file is never trusted") {
-  for (const Kind& kind : kKinds) {
-    CAPTURE(std::string(kind.name));
-    MemoryFileSystem whole;
-    {
-      Work work(kind, whole, "/d", 3);
-      for (int step = 0; step < 300; ++step) work.Step();
-      REQUIRE(work.Close().ok());
-    }
-    std::mt19937 random(9);
-    for (int round = 0; round < 60; ++round) {
-      MemoryFileSystem disk;
-      for (const std::string& name : whole.List("/d")) {
-        std::string contents = whole.Contents("/d/" + name);
-        const bool index = name.find("DX") != std::string::npos;
-        if (index && round % 10 == 9) contents.resize(random() % contents.size());
-        for (unsigned n = 0; index && n < 8 && !contents.empty(); ++n)
-          contents[random() %
-                   std::min<std::size_t>(contents.size(), n % 2 == 0 ? 2048 : contents.size())] =
-              static_cast<char>(random() % 3 == 0 ? 255 : random());
-        disk.Put("/d/" + name, contents);
-      }
-      Folder folder("/d", kind.connect, disk);
-      (void)folder->Inspect();
-      auto opened = folder->OpenRecordset("T", RecordsetType::kTable);
-      if (!opened.ok()) continue;
-      Recordset& set = **opened;
-      const std::vector<IndexDef> indexes = set.Def().Indexes;
-      for (const IndexDef& index : indexes) {
-        if (!set.SetIndex(index.Name).ok()) continue;
-        for (int n = 0; n < 400 && !set.Eof() && set.MoveNext().ok(); ++n) continue;
-        const std::string_view key[] = {"5"};
-        if (index.Columns.size() == 1) (void)set.SeekText(SeekComparison::kGreaterEqual, key);
-      }
-      (void)set.SetIndex("");
-      for (int n = 0; n < 5; ++n)
-        (void)Append(set, {"K" + std::to_string(n), "1.5", "2001-01-01", std::to_string(5000 + n)});
-      if (set.MoveFirst().ok() && !set.Eof()) (void)set.Delete();
-      (void)set.Close();
-    }
   }
 }
 

@@ -215,6 +215,10 @@ void MemoryFileSystem::Put(const std::string& path, std::string_view contents) {
   SyncFolder(storage::FolderOf(path));
 }
 
+void MemoryFileSystem::Take(const MemoryFileSystem& other) {
+  for (const auto& [path, node] : other.now_) Put(path, node->bytes);
+}
+
 std::uint64_t MemoryFileSystem::Taken() const {
   std::uint64_t taken = 0;
   for (const auto& [path, node] : now_)

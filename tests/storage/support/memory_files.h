@@ -41,6 +41,8 @@ class MemoryFileSystem final : public storage::FileSystem {
   std::string Contents(const std::string& path) const;
   /// Makes a file that is on the disk for good.
   void Put(const std::string& path, std::string_view contents);
+  /// The same with every file of another disk.
+  void Take(const MemoryFileSystem& other);
 
   /// Makes a second name of a file.
   void Link(const std::string& path, const std::string& name) { now_[name] = now_.at(path); }
