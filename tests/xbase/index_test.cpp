@@ -7,6 +7,7 @@
 #include "database/xbase/new_index.h"
 #include "database/xbase/new_table.h"
 #include "database/xbase/table.h"
+#include "tests/conformance/random_walk.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/places.h"
 #include "tests/support/temp_folder.h"
@@ -20,8 +21,6 @@
 #include <fstream>
 #include <map>
 #include <optional>
-#include <random>
-#include <set>
 
 namespace kelvorin::tests {
 namespace {
@@ -68,130 +67,37 @@ void MakeIdxFiles(storage::FileSystem& fs, const std::string& folder, IndexKind 
   fs.Open(folder + "/T.INF", os::OpenMode::kCreateNew)->Write(0, base::AsBytes(inf));
 }
 
-class Work {
- public:
-  Work(const Kind& kind, storage::FileSystem& fs, const std::string& folder, unsigned seed)
-      : kind_(kind), folder_(folder, kind.connect, fs), random_(seed) {
-    TableDef def = MakeTable("T", {MakeField("CODE", kText, 30), MakeField("AMT", kNumeric, 9, 2),
-                                   MakeField("D", kDate), MakeField("ID", kLong)});
-    const std::string way = kind.descending ? "-" : "+";
-    def.Indexes = {MakeIndex("BYCODE", "+CODE"), MakeIndex("BYAMT", way + "AMT"),
-                   MakeIndex("BYDATE", way + "D"), MakeIndex("BYBOTH", "+CODE;+ID"),
-                   MakeIndex("BYID", "+ID", true)};
-    TableDef bare = def;
-    if (kind.single) bare.Indexes.clear();
-    folder_.Make(bare);
-    if (kind.single) MakeIdxFiles(fs, folder, *kind.single, def);
-    set_ = folder_.Open("T");
-    constrained_ =
-        kind.connect == std::string("dBASE III") || kind.connect == std::string("FoxPro 3.0");
-  }
+/// A table T without records, with all its indexes.
+void MakeIndexed(const Kind& kind, storage::FileSystem& fs, const std::string& folder) {
+  TableDef def = MakeTable("T", {MakeField("CODE", kText, 30), MakeField("AMT", kNumeric, 9, 2),
+                                 MakeField("D", kDate), MakeField("ID", kLong)});
+  const std::string way = kind.descending ? "-" : "+";
+  def.Indexes = {MakeIndex("BYCODE", "+CODE"), MakeIndex("BYAMT", way + "AMT"),
+                 MakeIndex("BYDATE", way + "D"), MakeIndex("BYBOTH", "+CODE;+ID"),
+                 MakeIndex("BYID", "+ID", true)};
+  TableDef bare = def;
+  if (kind.single) bare.Indexes.clear();
+  Folder(folder, kind.connect, fs).Make(bare);
+  if (kind.single) MakeIdxFiles(fs, folder, *kind.single, def);
+}
 
-  void Step() {
-    const unsigned what = Below(10);
-    if (what < 6 || rows_.empty()) return Add();
-    const auto row =
-        std::next(rows_.begin(), static_cast<long>(Below(static_cast<unsigned>(rows_.size()))));
-    REQUIRE(set_->SetIndex("BYID").ok());
-    const std::string_view key[] = {row->second[3]};
-    REQUIRE(set_->SeekText(SeekComparison::kEqual, key).ok());
-    REQUIRE_FALSE(set_->NoMatch());
-    if (what < 8) {
-      const Row fresh = Fresh(row->second[3]);
-      REQUIRE(set_->Edit().ok());
-      for (std::size_t i = 0; i < 3; ++i) REQUIRE(set_->Fields(i).SetText(fresh[i]).ok());
-      REQUIRE(set_->Update().ok());
-      row->second = fresh;
-    } else {
-      REQUIRE(set_->Delete().ok());
-      rows_.erase(row);
-    }
-  }
+Row RecordOf(std::minstd_rand& random, int id) {
+  const auto below = [&](unsigned end) { return static_cast<unsigned>(random() % end); };
+  const std::string code = "K" + std::to_string(below(60)) + std::string(below(3) * 9, 'x') +
+                           std::to_string(below(1000));
+  const int amount = static_cast<int>(below(4000)) - 2000;
+  char date[16];
+  std::snprintf(date, sizeof date, "20%02u-%02u-%02u", below(3), 1 + below(12), 1 + below(28));
+  return {code, std::to_string(amount) + (amount % 3 == 0 ? ".5" : ".25"), date,
+          std::to_string(id)};
+}
 
-  void CheckSound() {
-    const auto problems = folder_->Inspect();
-    REQUIRE(problems.ok());
-    CHECK_MESSAGE(problems->empty(), Show(*problems));
-  }
-
-  /// Walks every index both ways and seeks every key.
-  void CheckOrders() {
-    const auto walk = [&](const char* index, auto less) {
-      CAPTURE(std::string(index));
-      REQUIRE(set_->SetIndex(index).ok());
-      std::vector<std::string> ids, back;
-      for (; !set_->Eof(); Must(set_->MoveNext())) ids.push_back(Field(3));
-      for (Must(set_->MoveLast()); !set_->Bof(); Must(set_->MovePrevious()))
-        back.push_back(Field(3));
-      std::reverse(back.begin(), back.end());
-      CHECK(ids == back);
-      CHECK(ids.size() == rows_.size());
-      for (std::size_t i = 1; i < ids.size(); ++i)
-        CHECK_FALSE(less(rows_.at(std::stoi(ids[i])), rows_.at(std::stoi(ids[i - 1]))));
-    };
-    const bool down = kind_.descending;
-    walk("BYCODE", [](const Row& a, const Row& b) { return a[0] < b[0]; });
-    walk("BYAMT", [&](const Row& a, const Row& b) {
-      return down ? std::stod(a[1]) > std::stod(b[1]) : std::stod(a[1]) < std::stod(b[1]);
-    });
-    walk("BYDATE", [&](const Row& a, const Row& b) { return down ? a[2] > b[2] : a[2] < b[2]; });
-    walk("BYBOTH", [](const Row& a, const Row& b) {
-      return a[0] != b[0] ? a[0] < b[0] : std::stoi(a[3]) < std::stoi(b[3]);
-    });
-    std::set<std::string> codes;
-    for (const auto& [id, row] : rows_) codes.insert(row[0]);
-    REQUIRE(set_->SetIndex("BYCODE").ok());
-    for (const auto& [id, row] : rows_) {
-      const std::string_view key[] = {row[0]};
-      REQUIRE(set_->SeekText(SeekComparison::kEqual, key).ok());
-      CHECK_FALSE(set_->NoMatch());
-      CHECK(Field(0) == row[0]);
-      const auto next = codes.upper_bound(row[0]);
-      REQUIRE(set_->SeekText(SeekComparison::kGreater, key).ok());
-      CHECK(set_->NoMatch() == (next == codes.end()));
-      if (next != codes.end()) CHECK(Field(0) == *next);
-      const std::string absent = row[0] + "~";
-      const std::string_view no_key[] = {absent};
-      REQUIRE(set_->SeekText(SeekComparison::kEqual, no_key).ok());
-      CHECK(set_->NoMatch());
-    }
-  }
-  Status Flush() { return set_->Flush(); }
-  Status Close() { return set_->Close(); }
-  void Add() {
-    const bool twin = constrained_ && !rows_.empty() && Below(20) == 0;
-    const int id = twin ? rows_.begin()->first : next_id_++;
-    const Row row = Fresh(std::to_string(id));
-    const Status added = Append(*set_, row);
-    CHECK(added.ok() == !twin);
-    if (twin) CHECK(added.code() == Code::kDuplicateKey);
-    if (added.ok()) rows_[id] = row;
-  }
-
- private:
-  unsigned Below(unsigned end) { return static_cast<unsigned>(random_() % end); }
-  std::string Field(std::size_t field) {
-    std::string text;
-    bool null = false;
-    REQUIRE(set_->Fields(field).GetText(text, null).ok());
-    return text;
-  }
-  Row Fresh(const std::string& id) {
-    const std::string code = "K" + std::to_string(Below(60)) + std::string(Below(3) * 9, 'x') +
-                             std::to_string(Below(1000));
-    const int amount = static_cast<int>(Below(4000)) - 2000;
-    char date[16];
-    std::snprintf(date, sizeof date, "20%02u-%02u-%02u", Below(3), 1 + Below(12), 1 + Below(28));
-    return {code, std::to_string(amount) + (amount % 3 == 0 ? ".5" : ".25"), date, id};
-  }
-  Kind kind_;
-  Folder folder_;
-  std::unique_ptr<Recordset> set_;
-  std::mt19937 random_;
-  std::map<int, Row> rows_;
-  int next_id_ = 1;
-  bool constrained_ = false;
-};
+std::vector<Row> Records(int first, int last) {
+  std::minstd_rand random(static_cast<unsigned>(first));
+  std::vector<Row> rows;
+  for (int id = first; id <= last; ++id) rows.push_back(RecordOf(random, id));
+  return rows;
+}
 
 int StepsToTake() {
   const char* asked = std::getenv("KELVORIN_INDEX_STEPS");
@@ -250,24 +156,34 @@ std::size_t DeepestTree(const std::string& folder) {
 
 TEST_CASE("random work keeps every index right") {
   const int steps = StepsToTake();
-  const int look = std::max(100, steps / 40);
   for (const Kind& kind : kKinds) {
     const char* only = std::getenv("KELVORIN_INDEX_KIND");
     if (only != nullptr && only != std::string(kind.name)) continue;
     CAPTURE(std::string(kind.name));
     const TempFolder temp;
-    Work work(kind, storage::RealFileSystem(), temp.path(), 17);
-    for (int step = 1; step <= steps; ++step) {
-      work.Step();
-      if (step % look != 0) continue;
-      work.CheckSound();
-      REQUIRE(work.Flush().ok());
-      CHECK(ForeignVerdict(temp.path()) == "");
-    }
-    work.CheckOrders();
-    REQUIRE(work.Close().ok());
-    CHECK(DeepestTree(temp.path()) >= 3);
-    CHECK(ForeignVerdict(temp.path()) == "");
+    MakeIndexed(kind, storage::RealFileSystem(), temp.path());
+    Folder folder(temp.path(), kind.connect);
+    std::size_t deepest = 0;
+    const std::string connect = kind.connect;
+    const bool down = kind.descending;
+    RandomWalk({.open = [&] { return folder.Open("T"); },
+                .record = RecordOf,
+                .look =
+                    [&] {
+                      CHECK(Show(*folder->Inspect()) == "");
+                      CHECK(ForeignVerdict(temp.path()) == "");
+                      deepest = std::max(deepest, DeepestTree(temp.path()));
+                    },
+                .key_field = 3,
+                .indexes = {{"BYCODE", {{0}}, true},
+                            {"BYAMT", {{1, true, down}}},
+                            {"BYDATE", {{2, false, down}}},
+                            {"BYBOTH", {{0}, {3, true}}},
+                            {"BYID", {{3, true}}, true}},
+                .key_index = "BYID",
+                .refuses_twins = connect == "dBASE III" || connect == "FoxPro 3.0"})
+        .Play(steps);
+    CHECK(deepest >= 3);
   }
 }
 
@@ -379,14 +295,13 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
     std::map<std::string, std::string> old;
     std::string old_table;
     {
-      Work work(kind, disk, "/d", 5);
-      for (int step = 0; step < 60; ++step) work.Add();
-      REQUIRE(work.Flush().ok());
+      MakeIndexed(kind, disk, "/d");
+      Folder folder("/d", kind.connect, disk);
+      folder.Fill("T", Records(1, 60));
       for (const std::string& name : disk.List("/d"))
         if (name.find("DX") != std::string::npos) old[name] = disk.Contents("/d/" + name);
       old_table = disk.Contents("/d/T.DBF");
-      for (int step = 0; step < 60; ++step) work.Add();
-      REQUIRE(work.Close().ok());
+      folder.Fill("T", Records(61, 120));
     }
     {
       // A table put back: its indexes know records that the next ones would be taken for.
