@@ -353,26 +353,6 @@ class ForeignWork(Base):
         self.assertEqual(dump(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
         self.assertEqual(sorted(path.name for path in links.iterdir()), ["CUR.DBF", "CUR.FPT"])
 
-    def test_the_longest_name(self):
-        name = "n" * 247
-        target = f"FOXPRO26:{self.folder}"
-        kelvorin("create", target, name, "ID:Long", "NAME:Text:40", "NOTE:Memo")
-        kelvorin("import", write_rows(self.folder / "new.csv", range(OLD)), "--into", target, "--table", name,
-                 "--map-in-order")
-        self.assertEqual(dump(target, name), [row(i) for i in range(OLD)])
-        self.assertEqual(sorted(path.suffix.lower() for path in self.folder.iterdir()),
-                         [".csv", ".dbf", ".fpt"])
-
-    def test_what_lies_at_the_journals_name(self):
-        target, main = self.make("FOXPRO26")
-        journal = pathlib.Path(f"{main}-journal")
-        with open(journal, "wb") as file:
-            file.truncate(64 << 30)
-        self.assertEqual(dump(target, "BIG"), [row(i) for i in range(OLD)])
-        kelvorin("recover", target, "BIG")
-        self.append(target, check=0)
-        self.assertEqual(os.stat(f"{journal}.kept").st_size, 64 << 30)
-
 
 if __name__ == "__main__":
     main(2)

@@ -92,33 +92,6 @@ class Indexes(Road):
         listed = json.loads(kelvorin("fields", database, table, "--json").stdout)
         return [index["name"] for index in listed["indexes"]]
 
-    def test_a_stale_index_is_rebuilt_by_a_run_and_left_by_a_trial(self):
-        for kind in KINDS:
-            with self.subTest(kind):
-                target = self.made(kind)
-                folder = self.folder / kind
-                self.load([self.NAMES, *self.ROWS[:100]], target)
-                old = {p: p.read_bytes() for p in folder.iterdir() if p.suffix.upper() in (".NDX", ".MDX", ".CDX")}
-                self.load([self.NAMES, *self.ROWS[100:]], target)
-                for path, content in old.items():
-                    path.write_bytes(content)
-                change = [["CODE", "AMT"], [self.ROWS[250][0], "77"]]
-                look_up = ["--index", "BYCODE", "--key-lookup"]
-                before = {p: p.read_bytes() for p in folder.iterdir()}
-                told = self.load(change, target, "--dry-run", *look_up, check=None)
-                self.assertTrue(any("lacks records" in n for n in told["notices"]), told)
-                self.load([self.NAMES, self.ROWS[0]], target, "--dry-run")
-                self.assertEqual(before, {p: p.read_bytes() for p in folder.iterdir()})
-                told = self.load(change, target, *look_up)
-                self.assertEqual(told["imported"], 1)
-                self.assertEqual(sum("were rebuilt" in n for n in told["notices"]), 1, told)
-                self.sound(target, "T")
-                for path, content in old.items():
-                    path.write_bytes(content)
-                told = self.load([self.NAMES, ["LAST", "1", "2001-01-01", "999"]], target)
-                self.assertEqual(sum("were rebuilt" in n for n in told["notices"]), 1, told)
-                self.sound(target, "T")
-
     def test_links_and_a_table_put_back(self):
         for kind in KINDS:
             with self.subTest(kind):

@@ -12,6 +12,7 @@
 #include "control/kelvorin.h"
 #include "database/drivers/register_drivers.h"
 #include "tests/servers/test_server.h"
+#include "tests/support/definitions.h"
 #include "tests/wizard/wizard_rig.h"
 #include "wizard/plain_path.h"
 
@@ -56,6 +57,21 @@ struct RealRig {
     }
     CHECK((*rows)->Close().ok());
     return text;
+  }
+  // Makes a table and stores records in it.
+  void Make(const std::string& name, const std::string& connect, const database::TableDef& def,
+            const std::vector<Names>& records = {}) {
+    auto database = Open(name, connect);
+    REQUIRE(database->CreateTable(def).ok());
+    auto rows = database->OpenRecordset(def.Name, database::RecordsetType::kTable);
+    REQUIRE(rows.ok());
+    for (const Names& record : records) {
+      CHECK((*rows)->AddNew().ok());
+      for (std::size_t i = 0; i < record.size(); ++i)
+        CHECK((*rows)->Fields(i).SetText(record[i]).ok());
+      CHECK((*rows)->Update().ok());
+    }
+    CHECK((*rows)->Close().ok());
   }
   void InWizard(const std::function<void(frmKelvorin&)>& act) {
     screen.In<frmKelvorin>("frmKelvorin", act);
@@ -138,19 +154,8 @@ TEST_CASE("Access: one file as source and target, and a file behind a password")
   RealRig rig;
   const std::string shop = rig.folder.File("shop.mdb");
   REQUIRE(rig.engine.CreateDatabase(shop, {}).ok());
-  {
-    auto made = rig.Open(shop, {});
-    REQUIRE(made->CreateTable(Two("goods")).ok());
-    REQUIRE(made->CreateTable(Two("stock")).ok());
-    auto rows = made->OpenRecordset("stock", database::RecordsetType::kTable);
-    REQUIRE(rows.ok());
-    CHECK((*rows)->AddNew().ok());
-    CHECK((*rows)->Fields(0).SetText("axe").ok());
-    CHECK((*rows)->Fields(1).SetText("3").ok());
-    CHECK((*rows)->Update().ok());
-    CHECK((*rows)->Close().ok());
-    REQUIRE(made->Close().ok());
-  }
+  rig.Make(shop, {}, Two("goods"));
+  rig.Make(shop, {}, Two("stock"), {{"axe", "3"}});
   rig.control.DataBaseName(shop);
   rig.control.DefaultSourceType(contract::FileTypeFormat::TAccess);
   std::string asked = shop;
@@ -216,23 +221,8 @@ TEST_CASE("dBASE and FoxPro: the options list the table's tags, and a record is 
                                 : kind == contract::TypeConnect::DBase3 ? "dBASE III"
                                                                         : "dBASE 5.0";
     database::TableDef goods = Two("goods");
-    for (const char* field : {"name", "amount"}) {
-      database::IndexDef& index = goods.Indexes.emplace_back();
-      index.Name = "by_" + std::string(field, 2);
-      index.Columns = {{field, false}};
-    }
-    {
-      auto made = rig.Open(rig.folder.path(), connect);
-      REQUIRE(made->CreateTable(goods).ok());
-      auto rows = made->OpenRecordset("goods", database::RecordsetType::kTable);
-      REQUIRE(rows.ok());
-      for (const char* name : {"saw", "axe", "nail"}) {
-        CHECK((*rows)->AddNew().ok());
-        CHECK((*rows)->Fields(0).SetText(name).ok());
-        CHECK((*rows)->Update().ok());
-      }
-      CHECK((*rows)->Close().ok());
-    }
+    goods.Indexes = {MakeIndex("by_na", "+name"), MakeIndex("by_am", "+amount")};
+    rig.Make(rig.folder.path(), connect, goods, {{"saw"}, {"axe"}, {"nail"}});
     const std::string csv = rig.folder.File("in.csv");
     WriteWhole(csv, "nail,7\r\nsaw,9\r\n");
     rig.control.ConnectString(kind);
@@ -274,7 +264,7 @@ TEST_CASE("A target that was deleted while the wizard was open is told, and noth
     RealRig rig;
     const std::string place = access ? rig.folder.File("shop.mdb") : rig.folder.path();
     if (access) REQUIRE(rig.engine.CreateDatabase(place, {}).ok());
-    REQUIRE(rig.Open(place, access ? "" : "FoxPro 2.6;")->CreateTable(Two("goods")).ok());
+    rig.Make(place, access ? "" : "FoxPro 2.6;", Two("goods"));
     const std::string csv = rig.folder.File("in.csv");
     WriteWhole(csv, "nail,7\r\n");
     rig.control.DataBaseName(place);
@@ -304,22 +294,9 @@ TEST_CASE("Paradox: an encrypted table as source, a new one as target") {
   REQUIRE(base::MakeFolders(from).ok());
   REQUIRE(base::MakeFolders(to).ok());
   const std::string locked = "Paradox 5.x;pwd=Geheim;";
-  {
-    auto made = rig.Open(from, locked);
-    REQUIRE(made->CreateTable(Two("stock")).ok());
-    auto rows = made->OpenRecordset("stock", database::RecordsetType::kTable);
-    REQUIRE(rows.ok());
-    for (const char* name : {"axe", "saw"}) {
-      CHECK((*rows)->AddNew().ok());
-      CHECK((*rows)->Fields(0).SetText(name).ok());
-      CHECK((*rows)->Fields(1).SetText("3").ok());
-      CHECK((*rows)->Update().ok());
-    }
-    CHECK((*rows)->Close().ok());
-    for (const char* table : {"goods", "others"})
-      REQUIRE(rig.Open(to, "Paradox 4.x;")->CreateTable(Two(table)).ok());
-    WriteWhole(to + "/PARADOX.LCK", "#");
-  }
+  rig.Make(from, locked, Two("stock"), {{"axe", "3"}, {"saw", "3"}});
+  for (const char* table : {"goods", "others"}) rig.Make(to, "Paradox 4.x;", Two(table));
+  WriteWhole(to + "/PARADOX.LCK", "#");
   rig.control.DataBaseName(to);
   rig.control.ConnectString(contract::TypeConnect::Paradox4);
   rig.screen.In<frmKelvorin>("frmKelvorin", [&](frmKelvorin& form) {
@@ -421,8 +398,7 @@ TEST_CASE("The list of kinds is walked without a dead end, and back to where it 
 
   // A kind that the host hides is none of the list, and works all the same.
   WizardRig hidden;
-  hidden.host.properties().ImportDBName = hidden.File("in.csv", "a,b\r\n1,2\r\n");
-  hidden.Start();
+  hidden.StartOn("in.csv", "a,b\r\n1,2\r\n");
   hidden.Choose(hidden.c->CBoxTypeFormat, "Fixed-width text");
   hidden.form->state().breaks.AddFixedBreak(1).ok();
   hidden.form->state().setting.FieldMap[0] = {"Name", 0, 1, -1, true, 0};
@@ -441,11 +417,9 @@ TEST_CASE("The list of kinds is walked without a dead end, and back to where it 
 TEST_CASE("The same target table keeps its mapping; a setting of another kind finds its step") {
   WizardRig rig;
   rig.host.properties().MultiTable = true;
-  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b\r\n1,2\r\n");
-  rig.Start();
+  rig.StartOn("in.csv", "a,b\r\n1,2\r\n");
   rig.Choose(rig.c->CBoxTables, "Goods");
-  rig.Walk(rig.c->BtnNext);
-  rig.c->BtnMapInOrder.UserClick();
+  rig.MapInOrder();
   rig.screen.input = "comma";
   rig.c->BtnSaveSetting.UserClick();
   rig.Walk(rig.c->BtnPrev);
@@ -471,11 +445,9 @@ TEST_CASE("The same target table keeps its mapping; a setting of another kind fi
 
 TEST_CASE("Rows of HTML are suggested with their cells, and the suggestion is taken whole") {
   WizardRig rig;
-  rig.host.properties().ImportDBName =
-      rig.File("in.html",
-               "<table><tr><th>A</th><th>B</th></tr>\n<tr>\n<td>1 &amp; 2</td>\n<td>x</td></tr>\n"
-               "<tr><td>3</td><td>y</td></tr></table>\n");
-  rig.Start();
+  rig.StartOn("in.html",
+              "<table><tr><th>A</th><th>B</th></tr>\n<tr>\n<td>1 &amp; 2</td>\n<td>x</td></tr>\n"
+              "<tr><td>3</td><td>y</td></tr></table>\n");
   REQUIRE(rig.c->BtnSuggestion.visible());
   rig.c->BtnSuggestion.UserClick();
   const settings::ImportSetting& taken = rig.form->state().setting;
@@ -533,8 +505,7 @@ TEST_CASE("A new table from the source: proposed, changed, made and mapped") {
 TEST_CASE("A setting's own code pages count in the previews at once, and only for it") {
   const int before = base::AnsiPage().number();
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.csv", kDos);
-  rig.Start();
+  rig.StartOn("in.csv", kDos);
   settings::ImportSetting& setting = rig.form->state().setting;
   rig.screen.input = "plain";
   rig.form->BtnSaveSetting_Click();

@@ -236,8 +236,7 @@ TEST_CASE("Separators, delimiter and options redraw the preview") {
   for (const Row& row : kRows) {
     CAPTURE(row.file);
     WizardRig rig(TableOf("Goods", {Text("Name")}, 1));
-    rig.host.properties().ImportDBName = rig.File("in.csv", row.file);
-    rig.Start();
+    rig.StartOn("in.csv", row.file);
     rig.Choose(rig.c->CBoxTypeFormat, "Delimited text");
     rig.c->BtnNext.UserClick();
     REQUIRE(rig.Shown()[0] == '2');
@@ -254,8 +253,7 @@ TEST_CASE("Separators, delimiter and options redraw the preview") {
 
 TEST_CASE("Picking, ignoring and losing source fields") {
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.csv", "a,b,a\r\n1,2,3\r\n4,5,6\r\n");
-  rig.Start();
+  rig.StartOn("in.csv", "a,b,a\r\n1,2,3\r\n4,5,6\r\n");
   rig.form->state().setting.StartingLine = 2;
   rig.form->state().setting.FieldMap[4] = {"Picture", 0, 0, -1, true, 5};
   rig.form->BtnDetect_Click();
@@ -303,8 +301,7 @@ TEST_CASE("Two imports from one opening begin alike, and Return starts only the 
   for (const bool odbc : {false, true}) {
     CAPTURE(odbc);
     WizardRig rig(Goods(), odbc);
-    rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
-    rig.Start();
+    rig.StartOn("in.csv", kCsv);
     CHECK_FALSE(rig.c->LblEmptyTarget.visible());
     rig.form->state().setting.EmptyTarget = true;
     rig.Walk(rig.c->BtnNext);
@@ -330,13 +327,9 @@ TEST_CASE("Two imports from one opening begin alike, and Return starts only the 
 
 TEST_CASE("What came of a run is told on the form, and its report can be saved") {
   WizardRig rig;
-  rig.host.properties().ImportDBName =
-      rig.File("in.csv", "anameofmorethantwentyletters,1\r\npen,x\r\naxe,3\r\n");
-  rig.Start();
+  rig.StartOn("in.csv", "anameofmorethantwentyletters,1\r\npen,x\r\naxe,3\r\n");
   rig.form->state().setting.ShowErrors = false;
-  rig.Walk(rig.c->BtnNext);
-  rig.c->BtnMapInOrder.UserClick();
-  rig.c->BtnFinish.UserClick();
+  rig.Import();
   CHECK(rig.c->LblOutcome.caption() ==
         "2 of 3 records imported, 1 rejected. 1 value was cut to the size of its field. 1 value is "
         "kept other than it was. The first is in line 1, field Name: "
@@ -360,9 +353,7 @@ TEST_CASE("Values that would not arrive as they are, are marked before the run")
     WizardRig rig(TableOf("Goods", {Text("Name", 4), Typed("Amount", values::TypeCode::kLong),
                                     Typed("Day", values::TypeCode::kDate)}),
                   odbc);
-    rig.host.properties().ImportDBName =
-        rig.File("in.csv", "axe,3,2024-01-31\r\nhammer,x,31.1.2024\r\n-,1.5,\r\n");
-    rig.Start();
+    rig.StartOn("in.csv", "axe,3,2024-01-31\r\nhammer,x,31.1.2024\r\n-,1.5,\r\n");
     rig.form->state().setting.NullText = "-";
     rig.Walk(rig.c->BtnNext);
     const auto marks = [&] {
@@ -414,9 +405,7 @@ TEST_CASE("A run never writes over the settings file it was given") {
   rig.Start();
   rig.form->state().setting.Trace = true;
   rig.form->state().setting.LogFileName = rig.host.properties().IniFile;
-  rig.Walk(rig.c->BtnNext);
-  rig.c->BtnMapInOrder.UserClick();
-  rig.c->BtnFinish.UserClick();
+  rig.Import();
   CHECK(rig.form->result().fatal.value_or("").find("the settings file") != std::string::npos);
   CHECK(ReadWhole(rig.host.properties().IniFile).rfind("; mine\r\n", 0) == 0);
   CHECK(rig.memory.Rows("shop", "Goods").empty());
@@ -432,9 +421,7 @@ TEST_CASE("Text of the clipboard is a source while the wizard is open") {
   rig.c->BtnPaste.UserClick();
   const std::string file = rig.c->EdtFileName.text();
   CHECK(base::NamePart(file) == "clipboard.txt");
-  rig.Walk(rig.c->BtnNext);
-  rig.c->BtnMapInOrder.UserClick();
-  rig.c->BtnFinish.UserClick();
+  rig.Import();
   CHECK(rig.form->result().imported == 2);
   rig.form->Form_Unload();
   CHECK_FALSE(base::FileExists(file));
@@ -472,8 +459,7 @@ TEST_CASE("A mapping made by hand is not thrown away without a question") {
   for (const Row& row : kRows) {
     CAPTURE(row.name);
     WizardRig rig;
-    rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
-    rig.Start();
+    rig.StartOn("in.csv", kCsv);
     rig.form->SetShown(true);
     rig.Walk(rig.c->BtnNext);
     row.act(rig);
@@ -491,8 +477,7 @@ TEST_CASE("A mapping made by hand is not thrown away without a question") {
 TEST_CASE(
     "The first line holds the names: the box, what it says, and the breaks as they are typed") {
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.csv", "name,amount\r\naxe,3\r\npen,4\r\n");
-  rig.Start();
+  rig.StartOn("in.csv", "name,amount\r\naxe,3\r\npen,4\r\n");
   CHECK(rig.c->CBoxHeader.visible());
   CHECK_FALSE(rig.c->CBoxHeader.value());
   CHECK(rig.c->BtnSuggestion.visible());
@@ -520,8 +505,7 @@ TEST_CASE(
 
 TEST_CASE("Breaks stand as they are typed until they are done") {
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
-  rig.Start();
+  rig.StartOn("in.txt", kColumns);
   rig.c->BtnNext.UserClick();
   REQUIRE(rig.Shown()[0] == '3');
   const std::string before = rig.form->break_editor().Text();
@@ -545,16 +529,14 @@ TEST_CASE("A suggestion for fixed columns names their breaks") {
   for (int i = 0; i < 8; ++i)
     file += std::to_string(10001 + i) + "  Customer " + std::string(1, char('A' + i)) +
             "     Los Angeles     " + std::to_string(130 + i) + ".06\r\n";
-  rig.host.properties().ImportDBName = rig.File("in.txt", file);
-  rig.Start();
+  rig.StartOn("in.txt", file);
   CHECK(rig.c->LblSuggestion.caption() ==
         "Suggested: fixed width, records end with CR LF, breaks at 7, 22, 38 (certainty 100 %).");
 }
 
 TEST_CASE("Fixed columns carry their position into the mapping") {
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.txt", kColumns);
-  rig.Start();
+  rig.StartOn("in.txt", kColumns);
   CHECK(rig.form->state().setting.TypeFormat == 1);
   rig.c->BtnNext.UserClick();
   REQUIRE(rig.Shown()[0] == '3');
@@ -624,10 +606,8 @@ TEST_CASE("Breaks: adding, dragging, removing and taking back") {
 
 TEST_CASE("Settings are saved, listed, opened and deleted") {
   WizardRig rig;
-  rig.host.properties().ImportDBName = rig.File("in.csv", kCsv);
-  rig.Start();
-  rig.Walk(rig.c->BtnNext);
-  rig.c->BtnMapInOrder.UserClick();
+  rig.StartOn("in.csv", kCsv);
+  rig.MapInOrder();
   rig.c->BtnSaveSetting.UserClick();  // cancelled
   CHECK(rig.screen.boxes.back() ==
         contract::MessageBox{"Type in the name of the setting:|", "Save Setting"});
@@ -716,8 +696,7 @@ TEST_CASE("Progress: cancelling asks, Finish runs once, rejected records stay") 
     rig.host.properties().ShowSummary = false;
     rig.Start();
     rig.form->state().setting.ShowErrors = false;
-    rig.Walk(rig.c->BtnNext);
-    rig.c->BtnMapInOrder.UserClick();
+    rig.MapInOrder();
     wizard::frmProgress* progress = nullptr;
     rig.screen.In<wizard::frmProgress>("frmProgress",
                                        [&](wizard::frmProgress& form) { progress = &form; });

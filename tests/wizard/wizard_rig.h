@@ -95,6 +95,20 @@ struct WizardRig : RunRig {
     WriteWhole(folder.File(name), contents);
     return folder.File(name);
   }
+  /// Starts on a source file with these contents.
+  void StartOn(const std::string& name, std::string_view contents) {
+    host.properties().ImportDBName = File(name, contents);
+    Start();
+  }
+  /// Goes on to the mapping and takes the fields in their order.
+  void MapInOrder() {
+    Walk(c->BtnNext);
+    c->BtnMapInOrder.UserClick();
+  }
+  void Import() {
+    MapInOrder();
+    c->BtnFinish.UserClick();
+  }
   static void Choose(contract::Control& list, std::string_view text) {
     for (std::size_t i = 0; i < list.items().size(); ++i)
       if (list.items()[i] == text) return list.UserSelect(static_cast<int>(i));
