@@ -6,12 +6,13 @@
 
 #include "base/bytes.h"
 #include "database/access/access_driver.h"
+#include "fuzz/require.h"
+#include "fuzz/use_table.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/definitions.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -19,14 +20,10 @@ namespace {
 
 using namespace kelvorin;
 using namespace kelvorin::database;
+using fuzz::Require;
 using tests::MakeField;
 
-constexpr int kMaxRecords = 200;
 constexpr const char* kPath = "/d/fuzz.mdb";
-
-void Check(bool holds) {
-  if (!holds) std::abort();
-}
 
 void Enter(DBEngine& engine, storage::FileSystem& disk) {
   engine.Register(access::MakeAccessDriver(disk, std::make_shared<storage::OpenFiles>()));
@@ -37,73 +34,36 @@ std::string MakeFile(const char* connect) {
   tests::MemoryFileSystem disk;
   DBEngine engine;
   Enter(engine, disk);
-  Check(engine.CreateDatabase(kPath, connect).ok());
+  Require(engine.CreateDatabase(kPath, connect).ok(), "the file is made");
   {
     auto opened = engine.OpenDatabase(kPath, false, false, "");
-    Check(opened.ok());
+    Require(opened.ok(), "the file is made");
     TableDef def;
     def.Name = "T";
     def.Fields = {MakeField("Id", TypeCode::kLong), MakeField("Name", TypeCode::kText, 120),
                   MakeField("When", TypeCode::kDate), MakeField("Memo", TypeCode::kMemo),
                   MakeField("Ole", TypeCode::kLongBinary)};
-    IndexDef key;
-    key.Name = "PrimaryKey";
-    key.Columns = ParseIndexFields("+Id");
-    key.Unique = key.Primary = key.Required = true;
-    IndexDef names;
-    names.Name = "Names";
-    names.Columns = ParseIndexFields("-Name;+Id");
-    def.Indexes = {key, names};
-    Check((*opened)->CreateTable(def).ok());
+    def.Indexes = {tests::MakeIndex("PrimaryKey", "+Id", true, true),
+                   tests::MakeIndex("Names", "-Name;+Id")};
+    Require((*opened)->CreateTable(def).ok(), "the file is made");
     auto set = (*opened)->OpenRecordset("T", RecordsetType::kTable);
-    Check(set.ok());
+    Require(set.ok(), "the file is made");
     for (int i = 0; i < 60; ++i) {
-      Check((*set)->AddNew().ok());
-      Check((*set)->Fields(0).SetText(std::to_string(i)).ok());
-      Check((*set)->Fields(1).SetText(std::string(60, static_cast<char>('a' + i % 26))).ok());
-      Check((*set)->Fields(2).SetText("2001-02-03 04:05:06").ok());
-      Check((*set)->Fields(3).SetText(std::string(i % 20 == 0 ? 9000 : 90, 'm')).ok());
-      Check((*set)->Update().ok());
+      Require((*set)->AddNew().ok(), "the file is made");
+      Require((*set)->Fields(0).SetText(std::to_string(i)).ok(), "the file is made");
+      Require((*set)->Fields(1).SetText(std::string(60, static_cast<char>('a' + i % 26))).ok(),
+              "the file is made");
+      Require((*set)->Fields(2).SetText("2001-02-03 04:05:06").ok(), "the file is made");
+      Require((*set)->Fields(3).SetText(std::string(i % 20 == 0 ? 9000 : 90, 'm')).ok(),
+              "the file is made");
+      Require((*set)->Update().ok(), "the file is made");
     }
-    Check((*set)->MoveFirst().ok() && (*set)->Edit().ok());
-    Check((*set)->Fields(1).SetText(std::string(120, 'z')).ok());
-    Check((*set)->Update().ok() && (*set)->Close().ok());
-    Check((*opened)->Close().ok());
+    Require((*set)->MoveFirst().ok() && (*set)->Edit().ok(), "the file is made");
+    Require((*set)->Fields(1).SetText(std::string(120, 'z')).ok(), "the file is made");
+    Require((*set)->Update().ok() && (*set)->Close().ok(), "the file is made");
+    Require((*opened)->Close().ok(), "the file is made");
   }
   return disk.Contents(kPath);
-}
-
-void ReadFields(Recordset& set) {
-  std::string text;
-  bool null = false;
-  for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).GetText(text, null);
-}
-
-void ReadAll(Recordset& set) {
-  int steps = 0;
-  for (; !set.Eof() && steps < kMaxRecords; ++steps) {
-    ReadFields(set);
-    if (!set.MoveNext().ok()) return;
-  }
-  if (!set.MoveLast().ok()) return;
-  for (; !set.Bof() && steps > 0; --steps)
-    if (!set.MovePrevious().ok()) return;
-}
-
-void Write(Recordset& set) {
-  for (const char* id : {"1000", "7", "-5"}) {
-    if (!set.AddNew().ok()) return;
-    (void)set.Fields(0).SetText(id);
-    for (std::size_t i = 1; i < set.FieldCount(); ++i) (void)set.Fields(i).SetText("2002-03-04");
-    (void)set.Update();
-  }
-  if (set.MoveFirst().ok() && set.Edit().ok()) {
-    (void)set.Fields(1).SetText(std::string(110, 'q'));
-    if (set.FieldCount() > 3) (void)set.Fields(3).SetText(std::string(5000, 'n'));
-    if (set.Update().ok()) ReadFields(set);
-  }
-  for (int i = 0; i < 5 && set.MoveLast().ok(); ++i) (void)set.Delete();
-  (void)set.Close();
 }
 
 }  // namespace
@@ -132,20 +92,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto tables = (*database)->TableDefs();
   (void)(*database)->Inspect();
   if (!tables.ok()) return 0;
-  for (const TableInfo& table : *tables) {
-    auto opened = (*database)->OpenRecordset(table.Name, RecordsetType::kTable);
-    if (!opened.ok()) continue;
-    Recordset& set = **opened;
-    ReadAll(set);
-    for (const IndexDef& index : set.Def().Indexes) {
-      if (!set.SetIndex(index.Name).ok()) continue;
-      ReadAll(set);
-      const std::string_view key[] = {"7"};
-      (void)set.SeekText(SeekComparison::kGreaterEqual, key);
-    }
-    (void)set.SetIndex("");
-    Write(set);
-  }
+  for (const TableInfo& table : *tables) fuzz::UseTable(**database, table.Name);
   (void)(*database)->DeleteTable("T");
   return 0;
 }

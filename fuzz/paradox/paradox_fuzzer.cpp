@@ -10,6 +10,7 @@
 #include "base/bytes.h"
 #include "database/drivers/register_drivers.h"
 #include "fuzz/require.h"
+#include "fuzz/use_table.h"
 #include "tests/storage/support/memory_files.h"
 
 namespace {
@@ -18,45 +19,7 @@ using namespace kelvorin;
 using namespace kelvorin::database;
 using fuzz::Require;
 
-constexpr int kMaxRecords = 300;
 constexpr const char* kFiles[] = {"/d/T.DB", "/d/T.PX", "/d/T.MB", "/d/T.X02", "/d/T.Y02"};
-
-void ReadFields(Recordset& set) {
-  std::string text;
-  bool null = false;
-  for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).GetText(text, null);
-}
-
-void Read(Recordset& set) {
-  for (int steps = 0; !set.Eof() && steps < kMaxRecords; ++steps) {
-    ReadFields(set);
-    if (!set.MoveNext().ok()) return;
-  }
-  if (!set.MoveLast().ok()) return;
-  Bookmark last;
-  (void)set.GetBookmark(last);
-  for (int steps = 0; !set.Bof() && steps < kMaxRecords; ++steps)
-    if (!set.MovePrevious().ok()) break;
-  (void)set.SetBookmark(last);
-}
-
-void Write(Recordset& set) {
-  for (const char* text : {"12", "7", "12", "zebra"}) {
-    if (!set.AddNew().ok()) return;
-    for (std::size_t i = 0; i < set.FieldCount(); ++i) (void)set.Fields(i).SetText(text);
-    (void)set.Update();
-  }
-  for (int i = 0; i < 3; ++i) {
-    if (set.MoveFirst().ok() && set.Edit().ok()) {
-      for (std::size_t j = 0; j < set.FieldCount(); ++j)
-        (void)set.Fields(j).SetText(std::to_string(i));
-      (void)set.Update();
-    }
-    if (set.MoveLast().ok()) (void)set.Delete();
-    (void)set.MoveNext();
-  }
-  (void)set.Close();
-}
 
 }  // namespace
 
@@ -80,22 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto database = engine.OpenDatabase("/d", false, false, "Paradox 5.x");
   Require(database.ok(), "a folder opens");
   (void)(*database)->Inspect();
-  {
-    auto opened = (*database)->OpenRecordset("T", RecordsetType::kTable);
-    if (!opened.ok()) return 0;
-    Recordset& set = **opened;
-    Read(set);
-    for (std::size_t i = 0; i < set.Def().Indexes.size(); ++i) {
-      if (!set.SetIndex(set.Def().Indexes[i].Name).ok()) continue;
-      Read(set);
-      const std::string_view keys[] = {"7"};
-      (void)set.SeekText(SeekComparison::kEqual, keys);
-      (void)set.SeekText(SeekComparison::kLessEqual, keys);
-      ReadFields(set);
-    }
-    (void)set.SetIndex("");
-    Write(set);
-  }
+  fuzz::UseTable(**database, "T");
   (void)(*database)->Inspect();
   return 0;
 }

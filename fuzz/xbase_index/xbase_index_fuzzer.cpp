@@ -8,7 +8,9 @@
 
 #include "database/drivers/register_drivers.h"
 #include "fuzz/require.h"
+#include "fuzz/use_table.h"
 #include "tests/storage/support/memory_files.h"
+#include "tests/support/definitions.h"
 
 namespace {
 
@@ -17,7 +19,6 @@ using namespace kelvorin::database;
 using fuzz::Require;
 
 constexpr int kRecords = 40;
-constexpr int kMaxSteps = 200;
 constexpr std::array<std::string_view, 4> kFormats = {"NDX", "MDX", "IDX", "CDX"};
 
 Status Add(Recordset& set, int number) {
@@ -36,11 +37,8 @@ const std::string& TableFile() {
     auto database = engine.OpenDatabase("/d", true, false, "dBASE III");
     TableDef def;
     def.Name = "T";
-    def.Fields.resize(2);
-    def.Fields[0].Name = "CODE";
-    def.Fields[0].Size = 12;
-    def.Fields[1].Name = "AMT";
-    def.Fields[1].Type = TypeCode::kInteger;
+    def.Fields = {tests::MakeField("CODE", TypeCode::kText, 12),
+                  tests::MakeField("AMT", TypeCode::kInteger)};
     Require((*database)->CreateTable(def).ok(), "the table is made");
     auto set = (*database)->OpenRecordset("T", RecordsetType::kTable);
     for (int n = 0; n < kRecords; ++n) Require(Add(**set, n).ok(), "its records too");
@@ -67,27 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto database = engine.OpenDatabase("/d", false, false, "dBASE III");
   (void)(*database)->Inspect();
   Require(disk.Contents("/d/" + index) == all.substr(1), "looking changes nothing");
-  auto opened = (*database)->OpenRecordset("T", RecordsetType::kTable);
-  if (!opened.ok()) return 0;
-  Recordset& set = **opened;
-  const std::vector<IndexDef> indexes = set.Def().Indexes;
-  for (const IndexDef& def : indexes) {
-    if (!set.SetIndex(def.Name).ok()) continue;
-    for (int n = 0; n < kMaxSteps && !set.Eof() && set.MoveNext().ok(); ++n) continue;
-    if (!set.MoveLast().ok()) continue;
-    for (int n = 0; n < kMaxSteps && !set.Bof() && set.MovePrevious().ok(); ++n) continue;
-    const std::string_view key[] = {"1"};
-    for (const auto comparison : {SeekComparison::kEqual, SeekComparison::kLess})
-      if (def.Columns.size() == 1) (void)set.SeekText(comparison, key);
-  }
-  (void)set.SetIndex("");
-  for (int n = 0; n < 3; ++n) (void)Add(set, n);
-  if (set.MoveFirst().ok() && !set.Eof() && set.Edit().ok()) {
-    (void)set.Fields(0).SetText("ZZ");
-    (void)set.Update();
-  }
-  (void)set.Close();
-  opened->reset();
+  fuzz::UseTable(**database, "T");
   (void)(*database)->RebuildIndexes("T");
   return 0;
 }

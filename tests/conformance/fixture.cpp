@@ -51,34 +51,6 @@ void CheckNotWritable(Recordset& set) {
     CHECK(Number(status) == Number(ErrorNumber::kReadOnly));
 }
 
-FieldDef TextField(std::string name, std::int32_t size) {
-  FieldDef field;
-  field.Name = std::move(name);
-  field.Size = size;
-  return field;
-}
-
-FieldDef NumberField(std::string name) {
-  FieldDef field;
-  field.Name = std::move(name);
-  field.Type = TypeCode::kLong;
-  field.Size = 4;
-  return field;
-}
-
-IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns) {
-  IndexDef index;
-  index.Name = std::move(name);
-  index.Columns = std::move(columns);
-  return index;
-}
-
-IndexDef PrimaryIndex() {
-  IndexDef index = IndexOn("PrimaryKey", {{"ID", false}});
-  index.Unique = index.Primary = index.Required = true;
-  return index;
-}
-
 Fixture::~Fixture() {
   if (database_) CHECK(Fault(database_->Close()) == "");
 }

@@ -10,6 +10,7 @@
 #include "database/engine.h"
 #include "tests/conformance/conformance.h"
 #include "tests/conformance/records.h"
+#include "tests/support/definitions.h"
 
 namespace kelvorin::tests {
 
@@ -36,11 +37,16 @@ constexpr int Number(ErrorNumber number) {
 /// Every kind of writing is refused.
 void CheckNotWritable(Recordset& set);
 
-FieldDef TextField(std::string name, std::int32_t size);
-FieldDef NumberField(std::string name);  // whole numbers of up to 9 digits
-IndexDef IndexOn(std::string name, std::vector<database::IndexField> columns);
+inline FieldDef TextField(std::string name, std::int32_t size) {
+  return MakeField(std::move(name), TypeCode::kText, size);
+}
+inline FieldDef NumberField(std::string name) {  // whole numbers of up to 9 digits
+  return MakeField(std::move(name), TypeCode::kLong, 4);
+}
 /// On ID, unique and without Null.
-IndexDef PrimaryIndex();
+inline IndexDef PrimaryIndex() {
+  return MakeIndex("PrimaryKey", "+ID", true, true);
+}
 
 /// One database of a backend, made and opened for writing when it is first used: a failure before
 /// the innermost subcase is entered would let doctest repeat the test case for ever.

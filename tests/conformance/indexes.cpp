@@ -36,7 +36,7 @@ TableDef CodedTable() {
 // A table of the given records, indexed by CODE and by ID.
 std::string MakeCoded(Fixture& fixture, const std::vector<Texts>& records) {
   TableDef def = CodedTable();
-  def.Indexes = {PrimaryIndex(), IndexOn("CODE", {{"CODE", false}})};
+  def.Indexes = {PrimaryIndex(), MakeIndex("CODE", "+CODE")};
   return fixture.MakeFilled(def, records);
 }
 
@@ -102,7 +102,7 @@ void CheckSeek(Fixture& fixture) {
 void CheckSeveralFields(Fixture& fixture) {
   TableDef def = CodedTable();
   const bool plain = fixture.backend.trees_need_primary;
-  def.Indexes = {IndexOn("BOTH", {{"KIND", false}, {"CODE", !plain}})};
+  def.Indexes = {MakeIndex("BOTH", plain ? "+KIND;+CODE" : "+KIND;-CODE")};
   if (plain) def.Indexes.push_back(PrimaryIndex());
   const auto set = fixture.Open(fixture.MakeFilled(
       def, {{"1", "A", "y"}, {"2", "B", "y"}, {"3", "C", "x"}, {"4", "A", "x"}}));

@@ -6,6 +6,7 @@
 
 #include "base/M_STRING.h"
 #include "database/engine.h"
+#include "tests/support/definitions.h"
 #include "tests/support/memory_database.h"
 
 namespace kelvorin::database {
@@ -126,17 +127,10 @@ class OpenTable {
   OpenTable() {
     TableDef table;
     table.Name = "orders";
-    FieldDef id;
-    id.Name = "ID";
-    id.Type = TypeCode::kLong;
-    FieldDef name;
-    name.Name = "Name";
-    table.Fields = {id, name};
-    IndexDef index;
-    index.Name = "PrimaryKey";
-    index.Columns = {{"ID", false}};
-    index.Primary = true;
-    table.Indexes = {index};
+    table.Fields = {tests::MakeField("ID", TypeCode::kLong),
+                    tests::MakeField("Name", TypeCode::kText)};
+    table.Indexes = {tests::MakeIndex("PrimaryKey", "+ID")};
+    table.Indexes[0].Primary = true;
     memory.AddTable("shop", table);
     for (const char* key : {"1", "2", "3"}) memory.AddRow("shop", "orders", {key, "x"});
     engine.Register(memory.Clone());

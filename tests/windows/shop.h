@@ -7,6 +7,7 @@
 #include "control/kelvorin.h"
 #include "database/drivers/register_drivers.h"
 #include "database/engine.h"
+#include "tests/support/definitions.h"
 #include "tests/support/temp_folder.h"
 #include "tests/windows/driver.h"
 #include "wizard/qt/qt_platform.h"
@@ -16,11 +17,8 @@ namespace kelvorin::tests {
 inline database::TableDef Goods(std::string name) {
   database::TableDef table;
   table.Name = std::move(name);
-  table.Fields.resize(2);
-  table.Fields[0].Name = "NAME";
-  table.Fields[0].Size = 20;
-  table.Fields[1].Name = "AMOUNT";
-  table.Fields[1].Type = values::TypeCode::kLong;
+  table.Fields = {MakeField("NAME", values::TypeCode::kText, 20),
+                  MakeField("AMOUNT", values::TypeCode::kLong)};
   return table;
 }
 

@@ -4,6 +4,7 @@
 #include "base/language.h"
 #include "contract/no_host.h"
 #include "database/engine.h"
+#include "tests/support/definitions.h"
 #include "tests/support/memory_database.h"
 #include "tests/support/places.h"
 #include "tests/windows/driver.h"
@@ -206,9 +207,7 @@ void LookAtDialogs(wizard::qt::QtPlatform& platform) {
   }
   wizard::frmDBPWD password;
   look(password);
-  database::FieldDef field;
-  field.Name = "Name";
-  field.Size = 20;
+  const auto field = MakeField("Name", values::TypeCode::kText, 20);
   wizard::frmNewTable table(platform, "Goods", {{field, 0, "axe", true}},
                             [](const auto&, const auto&) { return Status(); });
   look(table);
@@ -231,11 +230,8 @@ void LookAtWizard(wizard::qt::QtPlatform& platform, int kind) {
   MemoryDriver memory;
   database::TableDef table;
   table.Name = "Goods";
-  database::FieldDef field;
-  field.Name = "Name";
-  field.Size = 20;
-  table.Fields = {field, field};
-  table.Fields[1].Name = "Amount";
+  for (const char* name : {"Name", "Amount"})
+    table.Fields.push_back(MakeField(name, values::TypeCode::kText, 20));
   memory.AddTable("shop", table);
   database::DBEngine engine;
   engine.Register(memory.Clone());
