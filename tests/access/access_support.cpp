@@ -98,14 +98,6 @@ const std::string& Checker() {
   return path;
 }
 
-void CheckSound(Database& database, std::string_view table) {
-  const auto problems = database.Inspect(table);
-  REQUIRE_MESSAGE(problems.ok(), problems.status().message());
-  std::string found;
-  for (const std::string& problem : *problems) found += problem + "\n";
-  CHECK(found == "");
-}
-
 void CheckSoundFile(const std::string& pattern) {
   if (Checker().empty()) return;
   const TempFolder folder;

@@ -69,9 +69,8 @@ class NewDatabase {
   AccessFile file;
 };
 
-/// Our own check and, where Python and the checker are at hand, an independent one find nothing.
-void CheckSound(Database& database, std::string_view table = {});
-/// `pattern` as the shell takes it, for one file or several.
+/// Where Python and the independent checker are at hand, it finds nothing. `pattern` as the shell
+/// takes it, for one file or several.
 void CheckSoundFile(const std::string& pattern);
 /// Path of the independent checker, or empty (it is then said once that it is left out).
 const std::string& Checker();

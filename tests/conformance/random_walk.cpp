@@ -60,17 +60,6 @@ void RandomWalk::Play(int steps) {
   Look();
 }
 
-Texts RandomWalk::Shown() {
-  Texts row;
-  std::string text;
-  for (std::size_t i = 0; i < set_->FieldCount(); ++i) {
-    bool null = false;
-    Must(set_->Fields(i).GetText(text, null));
-    row.push_back(null ? "<null>" : text);
-  }
-  return row;
-}
-
 RandomWalk::Model::iterator RandomWalk::Pick() {
   const auto it = model_.lower_bound(Fresh()[plan_.key_field]);
   return it == model_.end() ? model_.begin() : it;
@@ -78,10 +67,7 @@ RandomWalk::Model::iterator RandomWalk::Pick() {
 
 void RandomWalk::Find(const Model::value_type& stored) {
   if (plan_.key_index.empty()) return Must(set_->SetBookmark(stored.second.bookmark));
-  const std::string_view keys[] = {stored.first};
-  Must(set_->SetIndex(plan_.key_index));
-  Must(set_->SeekText(SeekComparison::kEqual, keys));
-  REQUIRE_FALSE(set_->NoMatch());
+  REQUIRE(Finds(*set_, plan_.key_index, {stored.first}));
 }
 
 void RandomWalk::Add() {
@@ -96,8 +82,8 @@ void RandomWalk::Add() {
   stored.texts = row;
   if (!plan_.key_index.empty()) return;
   Must(set_->MoveLast());
-  if (Shown() != row)  // it took a deleted one's place
-    for (Must(set_->MoveFirst()); Shown() != row;) Must(set_->MoveNext());
+  if (TextsOf(*set_) != row)  // it took a deleted one's place
+    for (Must(set_->MoveFirst()); TextsOf(*set_) != row;) Must(set_->MoveNext());
   Must(set_->GetBookmark(stored.bookmark));
 }
 
@@ -118,14 +104,14 @@ void RandomWalk::Edit() {
   }
   if (Below(5) == 0) {
     Must(set_->CancelUpdate());
-    CHECK(Shown() == it->second.texts);
+    CHECK(TextsOf(*set_) == it->second.texts);
     return;
   }
   const Status updated = set_->Update();
   REQUIRE_MESSAGE(updated.code() == (twin && with_key ? Code::kDuplicateKey : Code::kOk),
                   updated.message());
   if (!updated.ok()) return;
-  CHECK(Shown() == after);
+  CHECK(TextsOf(*set_) == after);
   const database::Bookmark bookmark = it->second.bookmark;
   model_.erase(it);
   model_[after[plan_.key_field]] = {after, bookmark};
@@ -162,7 +148,7 @@ void RandomWalk::Seek() {
       Must(set_->SeekText(comparison, keys));
       REQUIRE(set_->NoMatch() == (expected == nullptr));
       if (expected == nullptr) continue;
-      const Texts found = Shown();
+      const Texts found = TextsOf(*set_);
       CHECK(found == model_.at(found[plan_.key_field]).texts);
       CHECK(Compare(column, found[column.field], *expected) == 0);
     }
@@ -178,7 +164,7 @@ void RandomWalk::Look() {
   CHECK(set_->RecordCount().value_or(-1) == static_cast<std::int64_t>(model_.size()));
   std::size_t found = 0;
   for (; !set_->Eof(); Must(set_->MoveNext()), ++found) {
-    const Texts row = Shown();
+    const Texts row = TextsOf(*set_);
     REQUIRE(model_.contains(row[plan_.key_field]));
     Stored& stored = model_.at(row[plan_.key_field]);
     REQUIRE(row == stored.texts);
@@ -196,7 +182,7 @@ void RandomWalk::CheckOrder(const WalkIndex& index) {
   std::vector<std::string> keys, back;
   Texts before;
   for (; !set_->Eof(); Must(set_->MoveNext())) {
-    const Texts row = Shown();
+    const Texts row = TextsOf(*set_);
     keys.push_back(row[plan_.key_field]);
     int order = 0;
     for (std::size_t i = 0; !before.empty() && order == 0 && i < index.columns.size(); ++i)
@@ -206,7 +192,7 @@ void RandomWalk::CheckOrder(const WalkIndex& index) {
     before = row;
   }
   for ((void)set_->MoveLast(); !set_->Bof(); Must(set_->MovePrevious()))
-    back.push_back(Shown()[plan_.key_field]);
+    back.push_back(TextsOf(*set_)[plan_.key_field]);
   std::reverse(back.begin(), back.end());
   CHECK(keys.size() == model_.size());
   CHECK(keys == back);

@@ -58,7 +58,6 @@ class RandomWalk {
 
   int Below(int end) { return static_cast<int>(random_() % static_cast<unsigned>(end)); }
   Texts Fresh() { return plan_.record(random_, Below(plan_.keys)); }
-  Texts Shown();
   Model::iterator Pick();
   void Find(const Model::value_type& stored);
   void Add();

@@ -12,14 +12,6 @@
 
 namespace kelvorin::tests {
 
-void CheckSound(Database& database) {
-  const auto problems = database.Inspect();
-  REQUIRE(problems.ok());
-  std::string lines;
-  for (const std::string& problem : *problems) lines += problem + "\n";
-  CHECK(lines == "");
-}
-
 void CheckByOracle(const std::string& path, const std::string& options) {
   static const std::string checker = [] {
     std::string found = SamplesRoot() + "/../tools/pxoracle.py";

@@ -6,8 +6,6 @@
 
 namespace kelvorin::tests {
 
-/// Our own check finds nothing in the folder.
-void CheckSound(Database& database);
 /// The independent checker finds nothing in a table file; it is said once when it is left out.
 void CheckByOracle(const std::string& path, const std::string& options = "-s");
 

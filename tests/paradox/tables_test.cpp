@@ -82,10 +82,7 @@ TEST_CASE("companions that are missing or out of date") {
       CHECK_FALSE(set->Updatable());
       CHECK(set->Def().WhyReadOnly.find(std::string("T.") + gone) != std::string::npos);
       CHECK(set->RecordCount().value_or(0) == 500);
-      const std::string_view keys[] = {"77"};
-      REQUIRE(set->SetIndex("PrimaryKey").ok());
-      REQUIRE(set->SeekText(database::SeekComparison::kEqual, keys).ok());
-      CHECK_FALSE(set->NoMatch());
+      CHECK(Finds(*set, "PrimaryKey", {"77"}));
     }
     const auto rebuilt = folder->RebuildIndexes("T");
     CHECK(rebuilt.ok() == (gone == std::string_view("PX")));
@@ -130,10 +127,7 @@ TEST_CASE("companions that are missing or out of date") {
   Folder folder("/d", kConnect, disk);
   CHECK_FALSE(folder->Inspect("T")->empty());
   auto set = folder.Open("T");
-  REQUIRE(set->SetIndex("PrimaryKey").ok());
-  const std::string_view keys[] = {"77"};
-  REQUIRE(set->SeekText(database::SeekComparison::kEqual, keys).ok());
-  CHECK_FALSE(set->NoMatch());
+  CHECK(Finds(*set, "PrimaryKey", {"77"}));
   REQUIRE(Append(*set, {"777", "new", "<null>"}).ok());
   REQUIRE(set->Close().ok());
   CheckSound(*folder);
@@ -381,12 +375,7 @@ TEST_CASE("keys in an order that is not known") {
   CHECK_FALSE(set->Updatable());
   CHECK(set->Def().WhyReadOnly.find("number 183") != std::string::npos);
   CHECK(folder.ReadAll("S").size() == 3);
-  REQUIRE(set->SetIndex("PrimaryKey").ok());
-  for (const char* key : {"ABD", "\xC3\x84NO 1", "XYZ"}) {
-    const std::string_view keys[] = {key};
-    REQUIRE(set->SeekText(database::SeekComparison::kEqual, keys).ok());
-    CHECK_FALSE(set->NoMatch());
-  }
+  for (const char* key : {"ABD", "\xC3\x84NO 1", "XYZ"}) CHECK(Finds(*set, "PrimaryKey", {key}));
 }
 
 TEST_CASE("who writes a table shuts out everybody else, left-over lock files nobody") {

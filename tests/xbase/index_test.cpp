@@ -170,7 +170,7 @@ TEST_CASE("random work keeps every index right") {
                 .record = RecordOf,
                 .look =
                     [&] {
-                      CHECK(Show(*folder->Inspect()) == "");
+                      CheckSound(*folder);
                       CHECK(ForeignVerdict(temp.path()) == "");
                       deepest = std::max(deepest, DeepestTree(temp.path()));
                     },
@@ -223,9 +223,7 @@ TEST_CASE("tables of other programs keep their indexes right under our changes")
     Folder folder("/d", "FoxPro 2.6", disk);
     const auto sound = [&](const char* when) {
       CAPTURE(std::string(when));
-      const auto problems = folder->Inspect(name);
-      REQUIRE(problems.ok());
-      CHECK_MESSAGE(problems->empty(), Show(*problems));
+      CheckSound(*folder, name);
       CHECK(ForeignVerdict(disk, name) == "");
     };
     auto set = folder.Open(name);
@@ -317,7 +315,7 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
         });
       };
       CHECK(rebuilt());
-      CHECK(Show(*folder->Inspect("T")) == "");
+      CheckSound(*folder);
       // Where keys ascend with the records, the last page alone knows those behind the end.
       TableDef def = MakeTable("ORDERED", {MakeField("ID", kLong)});
       def.Indexes = {MakeIndex("BYID", "+ID")};
@@ -365,7 +363,7 @@ TEST_CASE("an index that is out of date is rebuilt before it matters, and not be
       CHECK(told[0].find("were rebuilt") != std::string::npos);
       CHECK(CountInOrder(*set, "BYCODE") == set->RecordCount().value_or(-1));
       REQUIRE(set->Close().ok());
-      CHECK(Show(*folder->Inspect("T")) == "");
+      CheckSound(*folder);
     }
   }
 }
@@ -398,7 +396,7 @@ TEST_CASE("a record without a date has its product's place, and a deleted one gi
       CHECK_MESSAGE((added.ok() || added.code() == Code::kDuplicateKey), added.message());
     }
     CHECK(walk("BYNAME") == "abcd");
-    CHECK(Show(*folder->Inspect("T")) == "");
+    CheckSound(*folder);
   }
 }
 
@@ -434,10 +432,10 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
     }
     Must(set->Close());
     CHECK(DeepestTree(temp.path()) == 1);
-    CHECK(Show(*folder->Inspect("T")) == "");
+    CheckSound(*folder);
     fill(1);
     CHECK(std::filesystem::file_size(file) <= full_bytes);
-    CHECK(Show(*folder->Inspect("T")) == "");
+    CheckSound(*folder);
     // Of an entry there is one, however often it is entered.
     const auto files = std::make_shared<storage::OpenFiles>();
     OpenTables tables(storage::RealFileSystem(), files);
@@ -458,7 +456,7 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
       CHECK(tree.Erase(far));
       bracket.Commit();
     }
-    CHECK(Show(*folder->Inspect("T")) == "");
+    CheckSound(*folder);
   }
 }
 

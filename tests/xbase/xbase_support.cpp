@@ -42,15 +42,8 @@ void Folder::Fill(std::string_view table, const std::vector<Row>& rows) {
 std::vector<Row> Folder::ReadAll(std::string_view table) {
   std::vector<Row> rows;
   auto set = Open(table, RecordsetType::kSnapshot);
-  std::string text;
   while (!set->Eof()) {
-    Row row;
-    for (std::size_t i = 0; i < set->FieldCount(); ++i) {
-      bool null = false;
-      const bool read = set->Fields(i).GetText(text, null).ok();
-      row.push_back(!read ? "<error>" : null ? "<null>" : text);
-    }
-    rows.push_back(std::move(row));
+    rows.push_back(TextsOf(*set));
     REQUIRE(set->MoveNext().ok());
   }
   return rows;
