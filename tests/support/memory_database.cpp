@@ -7,10 +7,8 @@
 #include "tests/support/memory_table.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <map>
-#include <optional>
 #include <utility>
 
 namespace kelvorin::tests {
@@ -53,8 +51,6 @@ std::string PlaceOf(std::string_view table, std::size_t record, std::string_view
   return base::UpperAscii(std::string(table) + "|" + std::to_string(record) + "|" +
                           std::string(field));
 }
-
-constexpr std::array<std::string_view, 5> kComparisons = {"=", ">=", ">", "<=", "<"};
 
 }  // namespace
 
@@ -144,29 +140,38 @@ class MemoryRecordset final : public database::Recordset {
       if (!rows()[row_no].deleted) return Go(row_no);
     return false;
   }
-  bool GoToPlace(std::size_t place) {
-    const auto& order = table_->Order(*index_);
-    return place < order.size() && Go(order[place]);
+  // To the next row in the order of the index, or with `-1` the one before.
+  bool GoInOrder(int way) {
+    std::vector<std::size_t> order = table_->Order(*index_);
+    if (way < 0) std::reverse(order.begin(), order.end());
+    const std::vector<Cell> key = table_->KeyOf(*index_, rows()[row_no_]);
+    for (const std::size_t row_no : order) {
+      int behind = table_->CompareKeys(*index_, rows()[row_no], key);
+      if (behind == 0) behind = row_no < row_no_ ? -1 : row_no > row_no_ ? 1 : 0;
+      if (behind * way > 0) return Go(row_no);
+    }
+    return false;
   }
 
   bool DoMoveFirst() override {
     if (!std::exchange(opening_, false)) Enter("MoveFirst");
-    return index_ ? GoToPlace(0) : GoFrom(0);
+    if (!index_) return GoFrom(0);
+    const std::vector<std::size_t> order = table_->Order(*index_);
+    return !order.empty() && Go(order.front());
   }
   bool DoMoveLast() override {
     Enter("MoveLast");
     if (!index_) return GoBefore(rows().size());
-    return GoToPlace(table_->Order(*index_).size() - 1);
+    const std::vector<std::size_t> order = table_->Order(*index_);
+    return !order.empty() && Go(order.back());
   }
   bool DoMoveNext() override {
     Enter("MoveNext");
-    if (!index_) return GoFrom(row_no_ + 1);
-    return GoToPlace(table_->PlaceOf(*index_, row_no_, true));
+    return index_ ? GoInOrder(1) : GoFrom(row_no_ + 1);
   }
   bool DoMovePrevious() override {
     Enter("MovePrevious");
-    if (!index_) return GoBefore(row_no_);
-    return GoToPlace(table_->PlaceOf(*index_, row_no_, false) - 1);
+    return index_ ? GoInOrder(-1) : GoBefore(row_no_);
   }
   std::int64_t DoRecordCount() override {
     Enter("RecordCount");
@@ -190,7 +195,7 @@ class MemoryRecordset final : public database::Recordset {
 
   void DoSetIndex(const IndexDef* index) override {
     Enter("SetIndex", index ? index->Name : std::string_view());
-    index_ = index ? std::optional(table_->IndexNumber(*index)) : std::nullopt;
+    index_ = index;
   }
   bool DoSeek(SeekComparison comparison, std::span<const Value> keys) override {
     std::vector<Cell> cells(keys.size());
@@ -203,21 +208,10 @@ class MemoryRecordset final : public database::Recordset {
         throw Error(std::move(made));
       detail += (i == 0 ? "" : ", ") + TextOf(cells[i]);
     }
-    Enter("Seek", kComparisons[static_cast<std::size_t>(comparison)], detail);
-    const std::size_t at = table_->PlaceOf(*index_, cells, false);
-    const std::size_t behind = table_->PlaceOf(*index_, cells, true);
-    switch (comparison) {
-      case SeekComparison::kEqual:
-        return at < behind && GoToPlace(at);
-      case SeekComparison::kGreaterEqual:
-        return GoToPlace(at);
-      case SeekComparison::kGreater:
-        return GoToPlace(behind);
-      case SeekComparison::kLessEqual:
-        return GoToPlace(behind - 1);
-      case SeekComparison::kLess:
-        return GoToPlace(at - 1);
-    }
+    KV_ASSERT(comparison == SeekComparison::kEqual, "nobody above seeks otherwise");
+    Enter("Seek", "=", detail);
+    for (const std::size_t row_no : table_->Order(*index_))
+      if (table_->CompareKeys(*index_, rows()[row_no], cells) == 0) return Go(row_no);
     return false;
   }
 
@@ -250,9 +244,7 @@ class MemoryRecordset final : public database::Recordset {
     Enter("Update");
     if (EditMode() == database::EditState::kEdit)
       return table_->Replace(row_no_, std::move(pending_));
-    std::vector<bool> assigned(FieldCount());
-    for (std::size_t i = 0; i < assigned.size(); ++i) assigned[i] = Assigned(i);
-    return table_->Insert(std::move(pending_), assigned);
+    return table_->Insert(std::move(pending_));
   }
   void DoCancelUpdate() override { Enter("CancelUpdate"); }
   void DoDelete() override {
@@ -265,7 +257,7 @@ class MemoryRecordset final : public database::Recordset {
   std::shared_ptr<Store> store_;
   std::shared_ptr<MemoryTable> table_;
   std::vector<Row> snapshot_;
-  std::optional<std::size_t> index_;
+  const IndexDef* index_ = nullptr;  // of the definition above
   std::size_t row_no_ = 0;
   Row pending_;
   bool opening_ = true;
@@ -457,7 +449,7 @@ void MemoryDriver::AddRow(std::string_view database, std::string_view table,
     if (status.ok()) status = MakeCell(def, def.Fields[i], value, row.cells[i]);
     if (!status.ok()) throw Error(std::move(status));
   }
-  Status status = stored.Insert(std::move(row), std::vector<bool>(texts.size(), true));
+  Status status = stored.Insert(std::move(row));
   if (!status.ok()) throw Error(std::move(status));
 }
 

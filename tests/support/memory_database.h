@@ -43,8 +43,7 @@ class MemoryDriver final : public database::Driver {
   void AddDatabase(std::string_view database, std::string_view password = {});
   /// Adds the database too when it is new. A table that is not `Updatable` opens for reading only.
   void AddTable(std::string_view database, database::TableDef table);
-  /// One text for each field, in neutral format; "<null>" is Null. Automatic numbers and defaults
-  /// are not applied.
+  /// One text for each field, in neutral format; "<null>" is Null.
   void AddRow(std::string_view database, std::string_view table,
               const std::vector<std::string>& texts);
   /// All live rows in the order of storing, one neutral text for each field, "<null>" for Null.

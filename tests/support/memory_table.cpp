@@ -79,76 +79,43 @@ std::string TextOf(const Cell& cell) {
   return text;
 }
 
-MemoryTable::MemoryTable(TableDef def) : def_(std::move(def)), orders_(def_.Indexes.size()) {
-  for (const IndexDef& index : def_.Indexes) {
-    Key& key = keys_.emplace_back();
-    for (const database::IndexField& column : index.Columns) {
-      const int field = def_.FindField(column.Name);
-      KV_ASSERT(field >= 0, "an index is on fields of its table");
-      key.fields.push_back(static_cast<std::size_t>(field));
-      key.descending.push_back(column.Descending);
-    }
-  }
+std::vector<Cell> MemoryTable::KeyOf(const IndexDef& index, const Row& row) const {
+  std::vector<Cell> key;
+  for (const database::IndexField& column : index.Columns)
+    key.push_back(row.cells[static_cast<std::size_t>(def_.FindField(column.Name))]);
+  return key;
 }
 
-std::size_t MemoryTable::IndexNumber(const IndexDef& index) const noexcept {
-  for (std::size_t i = 0; i < def_.Indexes.size(); ++i)
-    if (def_.Indexes[i].Name == index.Name) return i;
-  return def_.Indexes.size();
+int MemoryTable::CompareKeys(const IndexDef& index, const Row& row,
+                             std::span<const Cell> keys) const {
+  const std::vector<Cell> own = KeyOf(index, row);
+  int order = 0;
+  for (std::size_t i = 0; i < keys.size() && order == 0; ++i) order = Compare(own[i], keys[i]);
+  return order;
 }
 
-int MemoryTable::CompareRows(const Key& key, const Row& a, const Row& b) const {
-  for (std::size_t i = 0; i < key.fields.size(); ++i) {
-    const int order = Compare(a.cells[key.fields[i]], b.cells[key.fields[i]]);
-    if (order != 0) return key.descending[i] ? -order : order;
-  }
-  return 0;
-}
-
-std::size_t MemoryTable::PlaceOf(std::size_t index_no, std::size_t row_no, bool behind) const {
-  const Key& key = keys_[index_no];
-  const auto before = [&](std::size_t a, std::size_t b) {
-    const int order = CompareRows(key, rows_[a], rows_[b]);
-    return order != 0 ? order < 0 : a < b;
-  };
-  const auto& all = orders_[index_no];
-  const auto at = behind ? std::upper_bound(all.begin(), all.end(), row_no, before)
-                         : std::lower_bound(all.begin(), all.end(), row_no, before);
-  return static_cast<std::size_t>(at - all.begin());
-}
-
-std::size_t MemoryTable::PlaceOf(std::size_t index_no, std::span<const Cell> keys,
-                                 bool behind) const {
-  const Key& key = keys_[index_no];
-  const auto& all = orders_[index_no];
-  const auto at = std::partition_point(all.begin(), all.end(), [&](std::size_t row_no) {
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-      const int order = Compare(rows_[row_no].cells[key.fields[i]], keys[i]);
-      if (order != 0) return (order < 0) != key.descending[i];
-    }
-    return behind;
+std::vector<std::size_t> MemoryTable::Order(const IndexDef& index) const {
+  std::vector<std::size_t> order;
+  for (std::size_t row_no = 0; row_no < rows_.size(); ++row_no)
+    if (!rows_[row_no].deleted) order.push_back(row_no);
+  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+    return CompareKeys(index, rows_[a], KeyOf(index, rows_[b])) < 0;
   });
-  return static_cast<std::size_t>(at - all.begin());
+  return order;
 }
 
 // `replaced` is the stored row that `row` takes the place of, if any.
 Status MemoryTable::CheckIndexes(const Row& row, const Row* replaced) const {
-  for (std::size_t i = 0; i < keys_.size(); ++i) {
-    const IndexDef& index = def_.Indexes[i];
-    std::vector<Cell> key;
-    bool has_null = false;
-    for (std::size_t field : keys_[i].fields) {
-      key.push_back(row.cells[field]);
-      has_null = has_null || row.cells[field].IsNull();
-    }
-    if (has_null && (index.Primary || index.Required))
+  for (const IndexDef& index : def_.Indexes) {
+    const std::vector<Cell> key = KeyOf(index, row);
+    const bool has_null =
+        std::any_of(key.begin(), key.end(), [](const Cell& c) { return c.IsNull(); });
+    if (has_null && index.Primary)
       return MakeStatus(Code::kRequired, ErrorNumber::kKeyIsNull,
                         "index '" + index.Name + "' of table '" + def_.Name + "' takes no Null");
     if (has_null || !(index.Unique || index.Primary)) continue;
-    const std::size_t from = PlaceOf(i, key, false);
-    const std::size_t to = PlaceOf(i, key, true);
-    for (std::size_t place = from; place < to; ++place)
-      if (&rows_[orders_[i][place]] != replaced)
+    for (const Row& other : rows_)
+      if (!other.deleted && &other != replaced && CompareKeys(index, other, key) == 0)
         return MakeStatus(
             Code::kDuplicateKey, ErrorNumber::kDuplicateKey,
             "index '" + index.Name + "' of table '" + def_.Name + "' holds this key already");
@@ -156,50 +123,16 @@ Status MemoryTable::CheckIndexes(const Row& row, const Row* replaced) const {
   return Status();
 }
 
-void MemoryTable::Enter(std::size_t row_no) {
-  for (std::size_t i = 0; i < keys_.size(); ++i)
-    orders_[i].insert(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)),
-                      row_no);
-}
-
-void MemoryTable::Remove(std::size_t row_no) {
-  for (std::size_t i = 0; i < keys_.size(); ++i)
-    orders_[i].erase(orders_[i].begin() + static_cast<std::ptrdiff_t>(PlaceOf(i, row_no, false)));
-}
-
-Status MemoryTable::Insert(Row row, const std::vector<bool>& assigned) {
-  std::int64_t last_number = last_number_;
-  for (std::size_t i = 0; i < def_.Fields.size(); ++i) {
-    const FieldDef& field = def_.Fields[i];
-    if (field.AutoIncrement) {
-      if (!assigned[i])
-        KV_TRY(MakeCell(def_, field, Value::Integer(last_number + 1), row.cells[i]));
-      last_number = std::max(last_number, row.cells[i].View().integer);
-    } else if (!assigned[i] && !field.DefaultValue.empty()) {
-      Value value;
-      std::string scratch;
-      KV_TRY(values::ValueFormat::Neutral().Parse(field.DefaultValue, field.Type, value, scratch));
-      KV_TRY(MakeCell(def_, field, value, row.cells[i]));
-    }
-  }
+Status MemoryTable::Insert(Row row) {
   KV_TRY(CheckIndexes(row, nullptr));
-  last_number_ = last_number;
   rows_.push_back(std::move(row));
-  Enter(rows_.size() - 1);
   return Status();
 }
 
 Status MemoryTable::Replace(std::size_t row_no, Row row) {
   KV_TRY(CheckIndexes(row, &rows_[row_no]));
-  Remove(row_no);
   rows_[row_no] = std::move(row);
-  Enter(row_no);
   return Status();
-}
-
-void MemoryTable::Delete(std::size_t row_no) {
-  Remove(row_no);
-  rows_[row_no].deleted = true;
 }
 
 }  // namespace kelvorin::tests

@@ -48,42 +48,29 @@ struct Row {
 
 class MemoryTable {
  public:
-  explicit MemoryTable(database::TableDef def);
+  explicit MemoryTable(database::TableDef def) : def_(std::move(def)) {}
 
   const database::TableDef& def() const noexcept { return def_; }
   /// In the order of storing; deleted rows keep their place and their values.
   const std::vector<Row>& rows() const noexcept { return rows_; }
-  /// Position of an index of `def()`.
-  std::size_t IndexNumber(const database::IndexDef& index) const noexcept;
 
-  /// Stores a new row. `assigned` tells the fields that somebody set; the others get their
-  /// automatic number or their default.
-  Status Insert(Row row, const std::vector<bool>& assigned);
+  /// A unique or primary index refuses a key that is there already, a primary one also Null.
+  Status Insert(Row row);
   Status Replace(std::size_t row_no, Row row);
-  void Delete(std::size_t row_no);
+  void Delete(std::size_t row_no) { rows_[row_no].deleted = true; }
 
-  /// Row numbers in the order of an index.
-  const std::vector<std::size_t>& Order(std::size_t index_no) const { return orders_[index_no]; }
-  /// First place in the index behind (or at, with `at`) the given row's key and number.
-  std::size_t PlaceOf(std::size_t index_no, std::size_t row_no, bool behind) const;
-  /// First place whose leading key fields are not less than `keys`, or greater with `behind`.
-  std::size_t PlaceOf(std::size_t index_no, std::span<const Cell> keys, bool behind) const;
+  /// Numbers of live rows in the order of an index, equal keys in that of storing.
+  std::vector<std::size_t> Order(const database::IndexDef& index) const;
+  /// How the key of a row stands to another one's, or to that of the leading fields alone.
+  int CompareKeys(const database::IndexDef& index, const Row& row,
+                  std::span<const Cell> keys) const;
+  std::vector<Cell> KeyOf(const database::IndexDef& index, const Row& row) const;
 
  private:
-  struct Key {
-    std::vector<std::size_t> fields;
-    std::vector<bool> descending;
-  };
-  int CompareRows(const Key& key, const Row& a, const Row& b) const;
   Status CheckIndexes(const Row& row, const Row* replaced) const;
-  void Enter(std::size_t row_no);
-  void Remove(std::size_t row_no);
 
   database::TableDef def_;
   std::vector<Row> rows_;
-  std::vector<Key> keys_;                         // one for each index of def_
-  std::vector<std::vector<std::size_t>> orders_;  // the same
-  std::int64_t last_number_ = 0;                  // automatic number given out last
 };
 
 }  // namespace kelvorin::tests
