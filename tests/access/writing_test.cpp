@@ -122,26 +122,6 @@ TEST_CASE("passwords, locks and files that are something else are told apart") {
   CHECK(open("/a.mdb", "") == Number(kSharingViolation));
 }
 
-TEST_CASE("two openings of one file in one engine see each other's records") {
-  MemoryFileSystem disk;
-  MakeDatabase("/a.mdb", "", disk);
-  AccessFile file("/a.mdb", disk);
-  REQUIRE(file->CreateTable(People()).ok());
-  auto again = file.engine().OpenDatabase("/a.mdb", true, false, ";pwd=;");
-  REQUIRE_MESSAGE(again.ok(), again.status().message());
-  auto other = (*again)->OpenRecordset("People", RecordsetType::kTable);
-  REQUIRE(other.ok());
-  auto set = file.Open("People");
-  REQUIRE(Append(*set, {"1", "Ann", "note"}).ok());
-  CHECK(Walk(**other) == "1|Ann|note\n");
-  REQUIRE((*other)->MoveFirst().ok());
-  REQUIRE(Change(**other, 1, "Bob").ok());
-  REQUIRE(set->MoveFirst().ok());
-  CHECK(TextOf(*set) == "1|Bob|note");
-  REQUIRE((*other)->Delete().ok());
-  CHECK(TextOf(*set).find("was deleted") != std::string::npos);
-}
-
 TEST_CASE("a table with something that is not understood is read only, and says what") {
   REQUIRE(base::SetAnsiPage(base::kUtf8Page).ok());
   MemoryFileSystem disk;

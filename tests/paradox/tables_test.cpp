@@ -214,7 +214,7 @@ TEST_CASE("a blob replaced again and again takes no more room") {
     REQUIRE(Change(*set, 2, std::string(9000, 'b')).ok());
     REQUIRE(set->Flush().ok());
     const std::size_t before = disk.Contents("/d/T.MB").size();
-    for (std::size_t i = 0; i < 10'000; ++i)
+    for (std::size_t i = 0; i < 2'000; ++i)
       REQUIRE(Change(*set, 2, std::string(i * 37 % 9000 + 1, 'b')).ok());
     REQUIRE(set->Close().ok());
     CHECK(disk.Contents("/d/T.MB").size() <= 2 * before);

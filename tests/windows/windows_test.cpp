@@ -345,7 +345,7 @@ TEST_CASE("Breaks by mouse and by keyboard, and as they are heard") {
   CHECK(seen->valueInterface()->currentValue().toInt() == 27);
 }
 
-TEST_CASE("Settings, logon and password windows") {
+TEST_CASE("Settings and password windows") {
   QtPlatform platform;
   TempFolder folder;
   WriteWhole(folder.File("k.ini"), "[settings]\na=\nb=\nc=\n[a]\n[b]\n[c]\n");
@@ -379,30 +379,16 @@ TEST_CASE("Settings, logon and password windows") {
   drive.Run([&] { platform.ShowModal(list); });
   CHECK(caller.chosen == "c");
 
-  database::DBEngine engine;
-  wizard::frmODBCLogon logon(platform, engine, false);
-  logon.Form_Load();
-  Driver second;
-  second.Do("frmODBCLogon", [](QWidget& window) {
-    CHECK_FALSE(Child<QComboBox>(window, "CBoxDataSources").isVisible());
-    CHECK_FALSE(Child<QAbstractButton>(window, "BtnOk").isEnabled());
-    QTest::keyClicks(&Child<QLineEdit>(window, "EdtDBName"), "shop.mdb");
-    CHECK(Child<QLineEdit>(window, "EdtPassword").echoMode() == QLineEdit::Password);
-    QTest::keyClick(&window, Qt::Key_Return);
-  });
-  second.Run([&] { platform.ShowModal(logon); });
-  CHECK(logon.Confirmed());
-
   wizard::frmDBPWD password;
   password.txtPassword.SetText("old");
-  Driver third;
-  third.Do("frmDBPWD", [](QWidget& window) {
+  Driver second;
+  second.Do("frmDBPWD", [](QWidget& window) {
     auto& box = Child<QLineEdit>(window, "txtPassword");
     CHECK(box.selectedText().size() == 3);
     QTest::keyClicks(&box, "new");
     QTest::keyClick(&box, Qt::Key_Return);
   });
-  third.Run([&] { platform.ShowModal(password); });
+  second.Run([&] { platform.ShowModal(password); });
   CHECK(password.password() == "new");
 }
 

@@ -192,4 +192,20 @@ TEST_CASE("A control out of sight takes no click, and a list keeps its choice wh
   CHECK(rig.c->lstTables.text().empty());
 }
 
+TEST_CASE("Help is the host's, by its number") {
+  LiveRig rig;
+  int topic = 0;
+  rig.control->HelpRequested = [&](std::int16_t number) { topic = number; };
+  for (const std::int16_t number : {std::int16_t{0}, std::int16_t{42}}) {
+    rig.control->HelpID(number);
+    rig.screen.In<wizard::frmKelvorin>("frmKelvorin", [&](wizard::frmKelvorin& form) {
+      CHECK(form.controls.BtnHelp.visible() == (number != 0));
+      form.controls.BtnHelp.UserClick();
+      form.HelpRequested();
+    });
+    rig.control->Execute();
+    CHECK(topic == number);
+  }
+}
+
 }  // namespace kelvorin::tests

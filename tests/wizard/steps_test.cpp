@@ -523,17 +523,6 @@ TEST_CASE("Breaks stand as they are typed until they are done") {
   CHECK(rig.c->EdtBreaks.text() == before);
 }
 
-TEST_CASE("A suggestion for fixed columns names their breaks") {
-  WizardRig rig;
-  std::string file;
-  for (int i = 0; i < 8; ++i)
-    file += std::to_string(10001 + i) + "  Customer " + std::string(1, char('A' + i)) +
-            "     Los Angeles     " + std::to_string(130 + i) + ".06\r\n";
-  rig.StartOn("in.txt", file);
-  CHECK(rig.c->LblSuggestion.caption() ==
-        "Suggested: fixed width, records end with CR LF, breaks at 7, 22, 38 (certainty 100 %).");
-}
-
 TEST_CASE("Fixed columns carry their position into the mapping") {
   WizardRig rig;
   rig.StartOn("in.txt", kColumns);
