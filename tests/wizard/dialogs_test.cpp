@@ -287,23 +287,6 @@ TEST_CASE("The host takes tabs away, and each tab shows its own page") {
   }
 }
 
-TEST_CASE("Browsing for the log") {
-  OptionsRig rig;
-  rig.setting.Trace = true;
-  rig.setting.LogFileName = "/old.log";
-  rig.Fill();
-  rig.form.BtnBrowseLog.UserClick();
-  CHECK(rig.form.EdtLogFile.text() == "/old.log");
-  rig.platform.file = "/new.log";
-  rig.form.CBoxLogAppend.UserClick();
-  rig.form.BtnBrowseLog.UserClick();
-  CHECK(rig.platform.dialogs[1].keeps != rig.platform.dialogs[0].keeps);
-  CHECK(rig.form.EdtLogFile.text() == "/new.log");
-  CHECK(rig.platform.dialogs[0].filter ==
-        "All Files (*.*)|*.*|Text Files(*.txt;*.log)|*.txt;*.log");
-  CHECK(rig.platform.dialogs[0].file_name == "/old.log");
-}
-
 TEST_CASE("Logon: data sources or a database file") {
   ScriptedPlatform platform;
   MemoryDriver memory;

@@ -37,6 +37,8 @@ std::vector<TypeCase> CommonTypes() {
 std::vector<TypeCase> OldTypes() {
   std::vector<TypeCase> types = CommonTypes();
   types.push_back(AsNumber(kLong, {"0", "-2147483648", "99999999999"}, {"100000000000"}));
+  types.push_back(
+      AsNumber(kCurrency, {"0", "-0.01", "-999999999999.9999"}, {"922337203685477.5807"}));
   types.push_back(AsNumber(kDouble, {"0", "0.1", "-2.5", "123456789.125"},
                            {"99999999999999999999", "x", "1e-46", "0.000004"}));
   types.back().changed = {{"-9.999995", "-10"}, {"1.2345649999", "1.23456"}};

@@ -121,26 +121,6 @@ TEST_CASE("what a product cannot hold is refused before anything is made") {
   CHECK(folder->CreateTable(table).code() == Code::kNotSupported);
 }
 
-TEST_CASE("an amount that is too wide for an older product's field is an error") {
-  for (const char* connect : {"dBASE III", "dBASE IV", "FoxPro 2.6", "FoxPro 3.0"}) {
-    CAPTURE(std::string(connect));
-    MemoryFileSystem disk;
-    Folder folder("/d", connect, disk);
-    folder.Make(MakeTable("T", {MakeField("PAY", kCurrency)}));
-    folder.Fill("T", {{"-999999999999.9999"}});
-    auto set = folder.Open("T");
-    const Status added = Append(*set, {"922337203685477.5807"});
-    const bool exact = connect == std::string("FoxPro 3.0");
-    CHECK(added.ok() == exact);
-    CHECK((exact || added.message().find("PAY") != std::string_view::npos));
-    CHECK(set->Close().ok());
-    const std::string all = Show(folder.ReadAll("T"));
-    CHECK_MESSAGE(all.starts_with("-999999999999.9999"), all);
-    CHECK((all.find("922337203685477.5807") != std::string::npos) == exact);
-    CHECK(folder.ReadAll("T").size() == (exact ? 2 : 1));
-  }
-}
-
 TEST_CASE("table files are found and named without regard to case") {
   TempFolder temp;
   const auto def = [](const char* name) {
