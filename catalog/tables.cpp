@@ -57,10 +57,8 @@ Result<std::unique_ptr<database::Recordset>> OpenTableRecordset(database::Databa
                                                                 std::string_view table,
                                                                 std::int32_t kind,
                                                                 contract::Platform& platform) {
-  RecordsetType type = RecordsetType::kTable;
-  if (kind == contract::kOdbc || database.IsOdbc()) {
-    type = RecordsetType::kSnapshot;
-  } else if (kind == contract::kAccess) {
+  RecordsetType type = database.Traits().table_type;
+  if (type == RecordsetType::kTable && kind == contract::kAccess) {
     const Result<database::TableDef> def = database.FindTableDef(table);
     if (!def.ok()) return def.status();
     if ((def->Attributes & (database::kAttrLinkedJet | database::kAttrLinkedOdbc)) != 0)

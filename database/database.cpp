@@ -1,8 +1,6 @@
 #include "database/database.h"
 
-#include "base/M_STRING.h"
 #include "database/boundary.h"
-#include "database/connect_string.h"
 #include "database/engine.h"
 
 namespace kelvorin::database {
@@ -16,9 +14,7 @@ namespace {
 }  // namespace
 
 Database::Database(DBEngine& engine, OpenRequest request)
-    : engine_(&engine),
-      request_(std::move(request)),
-      is_odbc_(base::EqualIgnoreCase(ConnectString::Parse(request_.Connect).type_word(), "ODBC")) {}
+    : engine_(&engine), request_(std::move(request)) {}
 
 Result<std::vector<TableInfo>> Database::TableDefs() noexcept {
   return Guarded(*engine_, [&] {

@@ -28,6 +28,17 @@ struct OpenRequest {
   std::string Connect;  // connect string, e.g. "dBASE III;pwd=;"
 };
 
+/// What the rooms above drivers must know of a kind of database to work with its tables.
+struct DatabaseTraits {
+  /// How one of its tables is opened: as a table, which is walked and written through the set, or
+  /// as a snapshot where records are posted instead (`RowDatabase`).
+  RecordsetType table_type = RecordsetType::kTable;
+  /// A Null text stays apart from an empty one in every field that takes Null.
+  bool keeps_null_text = false;
+  /// `Name` is a file or folder, which holds the tables.
+  bool in_files = true;
+};
+
 class Database {
  public:
   virtual ~Database() = default;
@@ -37,8 +48,8 @@ class Database {
   const std::string& Name() const noexcept { return request_.Name; }
   const std::string& Connect() const noexcept { return request_.Connect; }
   bool Updatable() const noexcept { return !request_.ReadOnly; }
-  /// Whether the database is reached through ODBC: the type word of its connect string is "ODBC".
-  bool IsOdbc() const noexcept { return is_odbc_; }
+  /// The same for as long as the database is open.
+  virtual DatabaseTraits Traits() const noexcept { return {}; }
   DBEngine& engine() const noexcept { return *engine_; }
 
   /// Names and attributes of all tables in the database's own order, system tables included.
@@ -96,7 +107,6 @@ class Database {
 
   DBEngine* engine_;
   OpenRequest request_;
-  bool is_odbc_;
   bool open_ = true;
 };
 

@@ -104,6 +104,10 @@ class ImportRun final : private database::RowReceiver {
   }
 
   bool is_table() const noexcept { return !contract::IsTextKind(setting_.TypeFormat); }
+  /// Whether the target's records can be gone through and edited one after the other.
+  bool walks_target() const noexcept {
+    return in_.target.database->Traits().table_type == database::RecordsetType::kTable;
+  }
   bool updates_in_order() const noexcept {
     return mode_ == WriteMode::kInOrder && !appending_after_end_;
   }

@@ -51,7 +51,7 @@ Status ImportRun::OpenSource() {
   if (in_.target.recordset == nullptr) return Refuse({"No target table is open", {}});
   Result<FieldPlan> plan =
       PlanFields(setting_.FieldMap, in_.target.fields, in_.target.recordset->Def(),
-                 in_.target.database != nullptr && in_.target.database->IsOdbc());
+                 in_.target.database != nullptr && in_.target.database->Traits().keeps_null_text);
   if (!plan.ok()) return Refuse(std::string(plan.status().message()));
   plan_ = *std::move(plan);
   if (is_table()) return OpenTableSource();
@@ -95,7 +95,7 @@ Status ImportRun::CheckJob() {
   }
   if (!plan_.maps_any)
     return Refuse({"No target field is mapped to a source field: there is nothing to import", {}});
-  if (mode_ == WriteMode::kInOrder && in_.target.database->IsOdbc())
+  if (mode_ == WriteMode::kInOrder && !walks_target())
     return Refuse(
         {"The records of an ODBC table cannot be updated in table order; use the key lookup", {}});
   if (mode_ == WriteMode::kKeyLookUp && !setting_.UpdateIndex)
@@ -117,7 +117,8 @@ Status ImportRun::CheckColumns() {
   if (!columns.ok()) return columns.status();
   columns_ = *columns;
   if (!columns_) return Status();
-  std::string note = MarkAbsentFields(*columns_, in_.target.database->IsOdbc(), plan_);
+  std::string note =
+      MarkAbsentFields(*columns_, database::AsRowDatabase(*in_.target.database) != nullptr, plan_);
   if (note.empty()) return Status();
   const bool any = std::any_of(plan_.fields.begin(), plan_.fields.end(),
                                [](const AssignedField& field) { return !field.is_absent; });
@@ -150,13 +151,13 @@ Status ImportRun::CheckOrder(const database::IndexDef& index) {
 Status ImportRun::ResolveIndex() {
   if (!setting_.UpdateIndex) {
     // An earlier run may have left the record set in the order of an index.
-    if (in_.target.database->IsOdbc() || in_.target.recordset->Index().empty()) return Status();
+    if (in_.target.recordset->Index().empty()) return Status();
     return in_.target.recordset->SetIndex({});
   }
   if (in_.options.dry_run && in_.target.recordset) in_.target.recordset->SetTrial();
   const database::IndexDef* index = nullptr;
   Result<database::TableDef> on_server = database::TableDef();
-  if (in_.target.database->IsOdbc()) {
+  if (!walks_target()) {
     on_server = in_.target.database->FindTableDef(in_.target.table_name);
     if (!on_server.ok()) return on_server.status();
     index = on_server->FindIndex(setting_.IndexName);

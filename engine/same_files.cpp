@@ -8,6 +8,7 @@
 #include "base/M_STRING.h"
 #include "base/case_map.h"
 #include "contract/enums.h"
+#include "database/row_poster.h"
 #include "database/table_identity.h"
 #include "engine/reject_file.h"
 #include "engine/trace_log.h"
@@ -84,7 +85,8 @@ std::vector<JobFile> FilesWritten(const RunInputs& inputs) {
   if (!setting.RejectFile.empty()) {
     files.push_back({setting.RejectFile, "the reject file"});
     files.push_back({setting.RejectFile + ".reasons", "the reject file's reasons"});
-    if (inputs.target.database != nullptr && inputs.target.database->IsOdbc())
+    if (inputs.target.database != nullptr &&
+        database::AsRowDatabase(*inputs.target.database) != nullptr)
       for (const char* end : {"", ".reasons"})
         files.push_back({setting.RejectFile + std::string(kDoubtfulEnd) + end,
                          "the file of the records that may be stored"});
@@ -118,7 +120,7 @@ bool IsSameTable(const database::Recordset& source, const database::Recordset& t
   const auto* rows = dynamic_cast<const database::TableIdentity*>(&source);
   const auto* table = dynamic_cast<const database::TableIdentity*>(&target);
   if (rows != nullptr && table != nullptr && rows->Shows(*table)) return true;
-  if (source.Home().IsOdbc() || target.Home().IsOdbc()) return false;
+  if (!source.Home().Traits().in_files || !target.Home().Traits().in_files) return false;
   const std::string file_a = FileOf(source), file_b = FileOf(target);
   if (!file_a.empty() || !file_b.empty()) return base::IsSameFile(file_a, file_b);
   return base::IsSameFile(source.Home().Name(), target.Home().Name()) &&
@@ -132,7 +134,7 @@ Status CheckFiles(const RunInputs& inputs, bool& reads_rejects) {
   std::vector<JobFile> kept = FilesRead(inputs);
   const bool text = contract::IsTextKind(inputs.setting.TypeFormat);
   const std::size_t sources = kept.size();
-  if (inputs.target.database != nullptr && !inputs.target.database->IsOdbc())
+  if (inputs.target.database != nullptr && inputs.target.database->Traits().in_files)
     AddDatabase(std::string(inputs.target.database->Name()), "the target", kept);
   for (std::size_t i = sources; text && i < kept.size(); ++i)
     if (base::IsSameFile(kept[0].path, kept[i].path, files)) return SameFile(kept[0], kept[i]);

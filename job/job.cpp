@@ -144,7 +144,6 @@ engine::RunInputs Job::Inputs(engine::RunOptions options) {
 
 const engine::RunResult& Job::Import(contract::ProgressView* progress,
                                      const engine::RunOptions& options) {
-  recordset_used_ = true;
   result_ = engine::DoImport(Inputs(options), progress);
   return result_;
 }

@@ -177,8 +177,7 @@ class Job {
   contract::Caller* caller_ = &nobody_;
   std::optional<JobLocale> locale_;  // of the setting at hand
   State state_;
-  bool recordset_used_ = false;  // by a run
-  std::string target_file_;      // where the target database is one file
+  std::string target_file_;  // where the target database is one file
   engine::RunResult result_;
   BatchStep batch_step_ = BatchStep::kOpenDatabase;
 };

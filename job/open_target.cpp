@@ -23,7 +23,6 @@ Status Job::OpenTargetTable(std::string_view table) {
   catalog::Target& target = state_.target;
   if (target.recordset) KV_TRY(target.recordset->Close());
   target.recordset.reset();
-  recordset_used_ = false;
   target.fields.clear();
   target.table_name = table;
   auto opened = catalog::OpenTableRecordset(*target.database, table, target.kind, platform_);
@@ -48,10 +47,8 @@ Status Job::PrepareTargetTable() {
   // What was deleted while it was open would take all records along.
   if (!target_file_.empty() && !base::FileExists(target_file_))
     return Status(Code::kNotFound, "The database '" + target_file_ + "' is not there any more");
-  if (!recordset_used_ && target.database->IsOdbc()) return Status();
   if (target.recordset) KV_TRY(target.recordset->Close());
   target.recordset.reset();
-  recordset_used_ = false;
   auto opened =
       catalog::OpenTableRecordset(*target.database, target.table_name, target.kind, platform_);
   if (!opened.ok()) return opened.status();

@@ -119,12 +119,12 @@ Result<std::vector<ValueDoubt>> CheckValues(const ShownValues& records,
   std::vector<ValueDoubt> doubts;
   if (!target.recordset) return doubts;
   const database::TableDef& table = target.recordset->Def();
-  const Result<engine::FieldPlan> plan =
-      engine::PlanFields(setting.FieldMap, target.fields, table, target.database->IsOdbc());
+  const Result<engine::FieldPlan> plan = engine::PlanFields(
+      setting.FieldMap, target.fields, table, target.database->Traits().keeps_null_text);
   if (!plan.ok()) return plan.status();
   if (plan->fields.empty() || records.empty()) return doubts;
   std::optional<TrialRecord> trial;
-  if (!target.database->IsOdbc()) {
+  if (target.database->Traits().table_type == database::RecordsetType::kTable) {
     auto opened =
         target.database->OpenRecordset(target.table_name, database::RecordsetType::kTable);
     if (!opened.ok()) return opened.status();

@@ -155,10 +155,9 @@ void frmKelvorin::UpdateSrcTablePreview() {
     own = *std::move(opened);
     database = own.get();
   }
-  const auto type = kind == contract::kOdbc ? database::RecordsetType::kSnapshot
-                                            : database::RecordsetType::kTable;
   Result<PreviewTable> table =
-      ReadTable(*database, state().source.file_name, type, state().setting.StartingLine);
+      ReadTable(*database, state().source.file_name, database->Traits().table_type,
+                state().setting.StartingLine);
   if (own) static_cast<void>(own->Close().ok());  // it was only read
   if (!table.ok()) {
     ReportError(engine::FatalMessage(engine::Step::kOpenTable, names), table.status());

@@ -196,7 +196,7 @@ Status ReadTableFields(const ImportJob& job, const std::string& password,
 void TakeOverIndexes(database::Database& target, const TableDef& made, const TableDef& source,
                      const std::vector<std::size_t>& source_numbers,
                      std::vector<IndexDef>& indexes) {
-  if (target.IsOdbc()) return;
+  if (!target.Traits().in_files) return;  // a server's are for its own people to decide
   for (IndexDef& index : indexes) {
     bool whole = !index.Columns.empty();
     for (database::IndexField& column : index.Columns) {

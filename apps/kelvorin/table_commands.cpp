@@ -175,9 +175,8 @@ void AppendCell(const values::Value& value, values::TypeCode type, std::string& 
 int Dump(const TableOptions& options) {
   Result<OpenDatabase> open = OpenFor(options, Access::kRead);
   if (!open.ok()) return Failure(open.status());
-  const bool odbc = open->database->IsOdbc();
-  Result<std::unique_ptr<database::Recordset>> rows = open->database->OpenRecordset(
-      options.table, odbc ? database::RecordsetType::kSnapshot : database::RecordsetType::kTable);
+  Result<std::unique_ptr<database::Recordset>> rows =
+      open->database->OpenRecordset(options.table, open->database->Traits().table_type);
   if (!rows.ok()) return Report(kFatal, rows.status());
   PrintNotices(*open);
   database::Recordset& set = **rows;

@@ -58,8 +58,8 @@ std::unique_ptr<Recordset> AccessDatabase::DoOpenRecordset(std::string_view name
   Database& other = LinkedDatabase(entry);
   RefuseLinkToLink(other, entry);
   // A linked table is never a table of this database; on a server only a snapshot can be had.
-  if (other.IsOdbc()) {
-    type = RecordsetType::kSnapshot;
+  if (other.Traits().table_type != RecordsetType::kTable) {
+    type = other.Traits().table_type;
   } else if (type == RecordsetType::kTable) {
     type = RecordsetType::kDynaset;
   }
@@ -69,7 +69,7 @@ std::unique_ptr<Recordset> AccessDatabase::DoOpenRecordset(std::string_view name
 }
 
 void AccessDatabase::RefuseLinkToLink(Database& other, const CatalogEntry& entry) {
-  if (other.IsOdbc()) return;
+  if (dynamic_cast<AccessDatabase*>(&other) == nullptr) return;  // the others know no links
   const Result<std::vector<TableInfo>> tables = other.TableDefs();
   if (!tables.ok()) throw Error(tables.status());
   for (const TableInfo& table : *tables)

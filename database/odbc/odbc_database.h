@@ -20,6 +20,9 @@ class OdbcDatabase final : public database::Database, public database::RowDataba
   Result<std::unique_ptr<database::RowPoster>> MakeRowPoster(
       std::string_view table, const std::vector<std::string>& fields,
       database::RowReceiver& receiver, database::PostOptions options) noexcept override;
+  database::DatabaseTraits Traits() const noexcept override {
+    return {database::RecordsetType::kSnapshot, true, false};
+  }
 
  private:
   std::vector<database::TableInfo> DoTableDefs() override;

@@ -105,7 +105,9 @@ std::string Fixture::MakePeople(int count) {
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table) {
-  return Open(table, backend.snapshots_only ? RecordsetType::kSnapshot : RecordsetType::kTable);
+  const RecordsetType type = database().Traits().table_type;
+  CHECK((type == RecordsetType::kSnapshot) == backend.snapshots_only);
+  return Open(table, type);
 }
 
 std::unique_ptr<Recordset> Fixture::Open(std::string_view table, RecordsetType type) {

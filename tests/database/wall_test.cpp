@@ -4,7 +4,6 @@
 #include <new>
 #include <stdexcept>
 
-#include "base/M_STRING.h"
 #include "database/engine.h"
 #include "tests/support/definitions.h"
 #include "tests/support/memory_database.h"
@@ -112,7 +111,6 @@ TEST_CASE("opening: which driver, which name, who may") {
     CHECK(opened.status().number() == row.number);
     if (!opened.ok()) continue;
     CHECK((*opened)->Name() + " " + (*opened)->Connect() == row.shown);
-    CHECK((*opened)->IsOdbc() == base::StartsWithIgnoreCase(row.connect, "ODBC"));
   }
 
   const auto sources = engine.DataSources();

@@ -414,6 +414,9 @@ class MemoryServer final : public MemoryDatabase, public database::RowDatabase {
     return std::unique_ptr<database::RowPoster>(
         std::make_unique<MemoryPoster>(engine(), store(), stored(), fields, receiver, options));
   }
+  database::DatabaseTraits Traits() const noexcept override {
+    return {RecordsetType::kSnapshot, true, false};
+  }
 };
 
 }  // namespace
