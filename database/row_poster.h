@@ -33,6 +33,9 @@ class RowReceiver {
   virtual bool Doubtful(std::int64_t record_no, const Status& status) {
     return Refused(record_no, status);
   }
+  /// The table is not there any more as the posting knew it: it was deleted or renamed, or lost one
+  /// of the fields. Neither this record nor one behind it is stored, and the posting is ended.
+  virtual void Gone(std::int64_t record_no, const Status& status) { Refused(record_no, status); }
   /// An update found no record with this key; nothing was changed.
   virtual void Missed(std::int64_t /*record_no*/) {}
 };

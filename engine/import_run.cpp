@@ -1,6 +1,7 @@
 #include "engine/import_run.h"
 
 #include "base/M_Const.h"
+#include "base/M_STRING.h"
 #include "contract/enums.h"
 #include "engine/run.h"
 
@@ -166,6 +167,9 @@ Status ImportRun::PostRecord() {
   if (stop_) return Status();
   if (writer_->Grouped()) return PostLater();
   Status status = writer_->Post(place_);
+  if (writer_->LostTable())
+    return EndWithoutTable(status,
+                           {line_number_, {}, result_.read, result_.skipped, processed_, {}});
   if (!status.ok()) KV_TRY(RecordError(status));
   if (status.ok()) dropped_ = place_ == Place::kMissing;
   if (!dropped_) {
@@ -222,6 +226,12 @@ bool ImportRun::GaveUp(const Status& status) noexcept {
 void ImportRun::Stored(std::int64_t) {
   CountImported(waiting_.front().counts, waiting_.front().line_number);
   waiting_.pop_front();
+}
+
+void ImportRun::Gone(std::int64_t, const Status& why) {
+  const WaitingRecord first = std::move(waiting_.front());
+  waiting_.clear();
+  receiver_failure_ = EndWithoutTable(why, first);
 }
 
 bool ImportRun::RejectWaiting(const Status& why, bool doubtful) {
@@ -320,6 +330,30 @@ Status ImportRun::Note(std::string text) {
   KV_TRY(log_.Write(text + std::string(base::kCrLf)));
   if (!told) result_.notices.push_back(std::move(text));
   return Status();
+}
+
+// Told with the number of records that nobody tried, and the line to go on from.
+Status ImportRun::EndWithoutTable(const Status& why, const WaitingRecord& first) {
+  std::int64_t untried = result_.read - first.read + 1;
+  std::int64_t line = -1;
+  while (!progress_.cancelled() && !source_->AtEnd() && line != source_->line_number()) {
+    in_.platform.Yield();
+    line = source_->line_number();
+    bool taken = false;
+    if (!(is_table() ? source_->Advance() : source_->Read(taken)).ok()) break;
+    if (taken) ++untried;
+  }
+  const bool all = source_->AtEnd();
+  if (is_table()) untried = source_->line_number() - first.line_number;
+  if (setting_.MaxLines > 0)
+    untried = std::min<std::int64_t>(untried, setting_.MaxLines - first.processed + 1);
+  result_.read = first.read - 1;
+  result_.skipped = first.skipped;
+  processed_ = first.processed - 1;
+  return Refuse("No record can be stored in table '" + in_.target.table_name + "' any more: " +
+                std::string(why.message()) + ". " + base::ToDecimal(result_.imported) +
+                " records are imported, " + (all ? "" : "at least ") + base::ToDecimal(untried) +
+                " were not tried, the first of them in line " + base::ToDecimal(first.line_number));
 }
 
 Status ImportRun::HostFailure() {

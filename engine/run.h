@@ -78,6 +78,7 @@ class ImportRun final : private database::RowReceiver {
   void Stored(std::int64_t record_no) override;
   bool Refused(std::int64_t, const Status& why) override { return RejectWaiting(why, false); }
   bool Doubtful(std::int64_t, const Status& why) override { return RejectWaiting(why, true); }
+  void Gone(std::int64_t, const Status& why) override;
   bool RejectWaiting(const Status& why, bool doubtful);
 
   // --- The end (run_end.cpp).
@@ -91,6 +92,8 @@ class ImportRun final : private database::RowReceiver {
   /// A failure that is not the step's own but has a text of its own.
   Status Refuse(Message message);
   Status HostFailure();
+  /// No record can be stored any more, `first` and those behind it have not been.
+  Status EndWithoutTable(const Status& why, const WaitingRecord& first);
   void Fail(const Status& why);
   /// Tells the user something before the first record, or at the end.
   Status Note(std::string text);

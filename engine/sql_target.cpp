@@ -108,11 +108,13 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     if (dry_run_) return Status();
     outcome_ = Status();
     missed_ = false;
-    KV_TRY(poster_->Add(++posted_, row_));
+    const Status added = poster_->Add(++posted_, row_);
+    if (!added.ok() && !lost_table_) return added;
     if (missed_) place = Place::kMissing;
     return std::move(outcome_);
   }
 
+  bool LostTable() const noexcept override { return lost_table_; }
   void StopWhen(std::function<bool()> stop) override { poster_->StopWhen(std::move(stop)); }
   Status MoveOn() override { return Status(); }
   void Cancel() override {}
@@ -141,6 +143,11 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     outcome_ = why;
     return true;
   }
+  void Gone(std::int64_t record_no, const Status& why) override {
+    if (receiver_ != nullptr) return receiver_->Gone(record_no, why);
+    outcome_ = why;
+    lost_table_ = true;
+  }
   void Missed(std::int64_t) override { missed_ = true; }
 
   catalog::Target& target_;
@@ -159,6 +166,7 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
   std::int64_t posted_ = 0;
   Status outcome_;
   bool missed_ = false;
+  bool lost_table_ = false;
 };
 
 }  // namespace

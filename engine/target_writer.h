@@ -55,6 +55,8 @@ class TargetWriter {
   /// writer only takes the record: what becomes of it goes to the receiver, in the order of the
   /// records, during this or a later call.
   virtual Status Post(Place& place) = 0;
+  /// Whether the last failure of `Post` is one of every record: the table is gone or another.
+  virtual bool LostTable() const noexcept { return false; }
   virtual bool Grouped() const noexcept { return false; }
   /// Stores the records that wait; harmless when none do.
   virtual Status Flush() { return Status(); }

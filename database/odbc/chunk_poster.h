@@ -28,6 +28,7 @@ struct PostFailure {
   bool doubtful = false;   // of a record that is told: it may be stored
   bool try_again = false;  // the server undid the statement for the sake of another writer
   bool undone = false;     // the whole open transaction is gone with it
+  bool no_table = false;   // of one record: none can be stored, the table is gone or another
   /// The record that the server stopped at, where it tells: those of the range before it are good.
   std::optional<std::size_t> stopped_at;
   bool failed() const noexcept { return !status.ok(); }

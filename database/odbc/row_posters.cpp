@@ -14,6 +14,16 @@ namespace {
 
 using values::Value;
 
+// False ends the posting.
+bool Tell(database::RowReceiver& receiver, std::int64_t record_no, const PostFailure& failure) {
+  if (failure.no_table) {
+    receiver.Gone(record_no, failure.status);
+    return false;
+  }
+  return failure.doubtful ? receiver.Doubtful(record_no, failure.status)
+                          : receiver.Refused(record_no, failure.status);
+}
+
 /// What both ways share: the row's length is checked, nothing throws, and a failure of the poster
 /// itself ends in the engine's pending errors.
 class Poster : public database::RowPoster {
@@ -90,8 +100,7 @@ class InsertPoster final : public Poster {
             [&receiver](std::int64_t record_no) { receiver.Stored(record_no); },
             [this, &receiver](std::int64_t record_no, const PostFailure& failure) {
               this->engine().NoteFailure(failure.status, failure.errors);
-              return failure.doubtful ? receiver.Doubtful(record_no, failure.status)
-                                      : receiver.Refused(record_no, failure.status);
+              return Tell(receiver, record_no, failure);
             },
             os::MonotonicMilliseconds) {}
 
@@ -150,6 +159,7 @@ class UpdatePoster final : public Poster {
       failure.errors = ErrorsOf(failure.status);
     } else {
       failure = insert_.SendText(UpdateText(), &changed);
+      insert_.AskForTable(names_.size(), failure);
       if (!failure.failed() && changed == 0 &&
           options_.mode == database::PostMode::kUpdateOrInsert) {
         failure = insert_.Send(batch_, {0, 1});
@@ -159,8 +169,7 @@ class UpdatePoster final : public Poster {
     if (failure.lost && !failure.unsent) MarkDoubtful(failure);
     if (failure.failed()) {
       engine().NoteFailure(failure.status, failure.errors);
-      stopped_ = failure.doubtful ? !receiver_.Doubtful(record_no, failure.status)
-                                  : !receiver_.Refused(record_no, failure.status);
+      stopped_ = !Tell(receiver_, record_no, failure);
     } else if (changed == 0) {
       receiver_.Missed(record_no);
     } else {

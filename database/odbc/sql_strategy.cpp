@@ -74,7 +74,31 @@ PostFailure SqlStrategy::Send(const RecordBatch& batch, BatchRange range) {
   WriteValues(batch, range);
   PostFailure failure = SendText(sql_);
   AskWhere(range, failure);
+  if (range.size() == 1) AskForTable(batch.fields(), failure);
   return failure;
+}
+
+// All servers look at names and rights when they explain a statement, and run nothing of it.
+void SqlStrategy::AskForTable(std::size_t fields, PostFailure& failure) {
+  if (!failure.failed() || failure.lost || failure.undone || failure.cancelled()) return;
+  const database::PendingError& why = failure.errors.front();
+  const bool of_statement =
+      why.state.starts_with("42") || (why.state == "HY000" && why.number == 1);
+  if (!of_statement) return;
+  std::string sql = "EXPLAIN " + into_ + "VALUES (NULL";
+  for (std::size_t i = 1; i < fields; ++i) sql += ",NULL";
+  sql += ')';
+  try {
+    Statement question(session_.connection());
+    if (Succeeded(question.Send(sql))) return;
+    const Diagnosis said = Diagnose(SQL_HANDLE_STMT, question.get());
+    session_.Note(said);
+    const database::PendingError& same = said.errors.front();
+    failure.no_table = same.state == why.state && same.number == why.number &&
+                       (why.state != "HY000" || same.description == why.description);
+  } catch (const Error&) {
+    // the failure stays the record's own
+  }
 }
 
 // Known from MariaDB 10.7 on; an older one refuses the question and is not asked again.

@@ -27,6 +27,8 @@ class SqlStrategy : public PostStrategy {
   bool RefusesDoubles() const noexcept override { return refuses_doubles_; }
   /// Sends a statement in UTF-8. `changed` receives the number of records that it changed.
   PostFailure SendText(std::string_view sql, std::int64_t* changed = nullptr);
+  /// After a failed statement of one record: notes when it fails without a record just as well.
+  void AskForTable(std::size_t fields, PostFailure& failure);
 
  protected:
   /// What the statement's diagnostics say, and what that means for the session.
