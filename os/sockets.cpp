@@ -1,6 +1,7 @@
 #include "os/sockets.h"
 
 #include <dirent.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -46,6 +47,12 @@ std::vector<SocketIdentity> ConnectedSockets() {
 
 void ShutDown(const SocketIdentity& socket) noexcept {
   if (IdentityOf(socket.descriptor) == socket) shutdown(socket.descriptor, SHUT_RDWR);
+}
+
+bool PeerClosed(const SocketIdentity& socket) noexcept {
+  pollfd asked{socket.descriptor, POLLRDHUP, 0};
+  return IdentityOf(socket.descriptor) == socket && poll(&asked, 1, 0) > 0 &&
+         (asked.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
 }
 
 }  // namespace kelvorin::os

@@ -19,5 +19,7 @@ struct SocketIdentity {
 std::vector<SocketIdentity> ConnectedSockets();
 /// Ends both directions; harmless when the descriptor stands for something else by now.
 void ShutDown(const SocketIdentity& socket) noexcept;
+/// Whether the other side has ended the connection, whatever it said before that; does not wait.
+bool PeerClosed(const SocketIdentity& socket) noexcept;
 
 }  // namespace kelvorin::os

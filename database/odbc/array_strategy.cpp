@@ -79,11 +79,12 @@ void ArrayStrategy::PrepareAndBind() {
 }
 
 PostFailure ArrayStrategy::Send(const RecordBatch& batch, BatchRange range) {
-  if (range.size() == 1 || session().lost()) return SqlStrategy::Send(batch, range);
+  if (range.size() == 1 || session().LostByNow()) return SqlStrategy::Send(batch, range);
   bool sent = false;
   try {
     Fill(batch, range);
     PrepareAndBind();
+    RequireServer();
     sent = true;
     const SQLRETURN result = prepared_.ExecutePrepared();
     if (Succeeded(result) || result == SQL_NO_DATA) return {};
@@ -100,9 +101,9 @@ PostFailure ArrayStrategy::Send(const RecordBatch& batch, BatchRange range) {
   }
 }
 
-bool ArrayStrategy::Reconnect() {
+void ArrayStrategy::ForgetStatements() {
   prepared_ = Statement();
-  return SqlStrategy::Reconnect();
+  SqlStrategy::ForgetStatements();
 }
 
 }  // namespace kelvorin::database::odbc

@@ -17,7 +17,9 @@ class ArrayStrategy final : public SqlStrategy {
                 const std::vector<std::string>& element_types);
 
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
-  bool Reconnect() override;
+
+ protected:
+  void ForgetStatements() override;
 
  private:
   struct Column {

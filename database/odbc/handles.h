@@ -123,6 +123,8 @@ class Connection {
   std::string Info(SQLUSMALLINT what) const;
   /// Whether the driver itself knows that the server is gone.
   bool Dead() const noexcept;
+  /// Whether the server has ended the connection while nothing was asked of it.
+  bool Dropped() const noexcept { return handle_ && socket_ && os::PeerClosed(*socket_); }
   void SetAutocommit(bool on);
   /// Ends the open transaction. A driver may call a commit well done whose server has died, so a
   /// dead connection is a failure here whatever the call answered.

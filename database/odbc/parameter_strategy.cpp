@@ -92,20 +92,22 @@ PostFailure ParameterStrategy::Send(const RecordBatch& batch, BatchRange range) 
   const std::size_t packet = session().facts().most_packet_bytes;
   const bool fits =
       packet == 0 || 2 * (batch.Bytes(range) + 9 * range.size() * columns_.size()) < packet;
-  if (range.size() < kLeastRecords || !fits || session().lost() || !Fill(batch, range))
+  if (range.size() < kLeastRecords || !fits || session().LostByNow() || !Fill(batch, range))
     return SqlStrategy::Send(batch, range);
-  bool sent = false;
+  bool committing = false;  // what was sent before dies with the connection
   try {
     Prepare();
     Bind(range.size());
     RunTransaction("START TRANSACTION");
-    sent = true;
     const SQLRETURN result = prepared_.ExecutePrepared();
     if (!Succeeded(result) && result != SQL_NO_DATA) {
       PostFailure failure = FailureOf(prepared_);
+      failure.unsent = failure.lost;
       AskWhere(range, failure);
       return Abandon(std::move(failure));
     }
+    RequireServer();
+    committing = true;
     RunTransaction("COMMIT");
     return {};
   } catch (const Error& error) {
@@ -113,16 +115,16 @@ PostFailure ParameterStrategy::Send(const RecordBatch& batch, BatchRange range) 
     const Diagnosis diagnosis{failure.errors};
     session().Note(diagnosis);
     failure.lost = session().lost();
-    failure.unsent = failure.lost && !sent;
+    failure.unsent = failure.lost && !committing;
     failure.try_again = diagnosis.Rollback();
     return Abandon(std::move(failure));
   }
 }
 
-bool ParameterStrategy::Reconnect() {
+void ParameterStrategy::ForgetStatements() {
   prepared_ = Statement();
   transaction_ = Statement();
-  return SqlStrategy::Reconnect();
+  SqlStrategy::ForgetStatements();
 }
 
 }  // namespace kelvorin::database::odbc

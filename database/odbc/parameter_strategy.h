@@ -15,7 +15,9 @@ class ParameterStrategy final : public SqlStrategy {
                     std::size_t field_count);
 
   PostFailure Send(const RecordBatch& batch, BatchRange range) override;
-  bool Reconnect() override;
+
+ protected:
+  void ForgetStatements() override;
 
  private:
   struct Column {

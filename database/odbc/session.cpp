@@ -226,7 +226,7 @@ void Session::Note(const Diagnosis& diagnosis) noexcept {
 }
 
 bool Session::Reconnect() noexcept {
-  if (!lost_) return true;
+  if (!LostByNow()) return true;
   if (gave_up_) return false;
   const std::int64_t until =
       os::MonotonicMilliseconds() + std::int64_t{Seconds("CONN_TIMEOUT", kLogonSeconds)} * 1000;

@@ -46,6 +46,9 @@ class Session {
   /// To be called with every diagnosis: remembers when the server is gone.
   void Note(const Diagnosis& diagnosis) noexcept;
   bool lost() const noexcept { return lost_; }
+  /// The same, also of a server that went while nothing was asked of it: to be called before what
+  /// must not be sent in vain.
+  bool LostByNow() noexcept { return lost_ = lost_ || connection_.Dropped(); }
   /// Logs on anew after a loss, again and again for as long as a logon may take. A server that
   /// stayed away is not asked again until the database is opened anew, so that nothing waits once
   /// per record.

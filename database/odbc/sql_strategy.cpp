@@ -125,8 +125,8 @@ PostFailure SqlStrategy::SendText(std::string_view sql, std::int64_t* changed) {
       failure.status = Status(Code::kStopped, "cancelled");
       return failure;
     }
-    if (session_.lost()) {
-      ForgetStatement();
+    if (session_.LostByNow()) {
+      ForgetStatements();
       session_.RequireConnection();
     }
     // A longer one would cost the connection, and with it the neighbours of its record.
@@ -147,7 +147,7 @@ PostFailure SqlStrategy::SendText(std::string_view sql, std::int64_t* changed) {
       return {};
     }
     PostFailure failure = FailureOf(statement_);
-    if (failure.lost) ForgetStatement();
+    if (failure.lost) ForgetStatements();
     failure.undone = !failure.lost && in_transaction_ && !TransactionLives();
     return failure;
   } catch (const Error& error) {
@@ -155,9 +155,15 @@ PostFailure SqlStrategy::SendText(std::string_view sql, std::int64_t* changed) {
     PostFailure failure = FailureOf(error);
     session_.Note(Diagnosis{failure.errors});
     failure.lost = failure.unsent = session_.lost();
-    ForgetStatement();
+    ForgetStatements();
     return failure;
   }
+}
+
+void SqlStrategy::RequireServer() {
+  if (session_.LostByNow())
+    ThrowDiagnosis("the records cannot be posted",
+                   Diagnosis{{{0, "08S01", "the connection to the server was lost"}}});
 }
 
 bool SqlStrategy::TransactionLives() noexcept {
@@ -206,7 +212,7 @@ PostFailure SqlStrategy::Commit() {
 }
 
 bool SqlStrategy::Reconnect() {
-  ForgetStatement();
+  ForgetStatements();
   return session_.Reconnect();
 }
 

@@ -43,7 +43,10 @@ class SqlStrategy : public PostStrategy {
   void EndTransaction() noexcept;
   Session& session() noexcept { return session_; }
   const std::string& into() const noexcept { return into_; }
-  void ForgetStatement() { statement_ = Statement(); }
+  /// Throws when the server went while nothing was asked of it, so that nothing is sent in vain.
+  void RequireServer();
+  /// Of a connection that is gone.
+  virtual void ForgetStatements() { statement_ = Statement(); }
 
  private:
   void WriteValues(const RecordBatch& batch, BatchRange range);
