@@ -65,26 +65,44 @@ std::vector<std::string> UnusableIndexes(const Session& session, const TableEntr
   return names;
 }
 
-std::vector<IndexDef> ReadStatistics(const Session& session, const TableEntry& table,
-                                     const database::TableDef& def) {
-  const std::string what = "cannot read the indexes of table '" + table.shown + "'";
+struct IndexPart {
+  std::int64_t place;
+  std::string column;
+  bool descending;
+};
+struct FoundIndex {
+  std::string name;
+  bool unique;
+  std::vector<IndexPart> parts;
+};
+
+// SQLite's driver takes a "%" at the beginning of a name for no name at all.
+std::vector<FoundIndex> SqliteIndexes(const Session& session, const TableEntry& table,
+                                      std::string_view what) {
+  std::vector<FoundIndex> found;
+  for (const auto& row :
+       QueryRows(session.connection(),
+                 "SELECT l.name, l.\"unique\", x.name, x.\"desc\" FROM pragma_index_list(" +
+                     Literal(session, table.name) +
+                     ") l, pragma_index_xinfo(l.name) x WHERE x.key AND NOT l.partial ORDER BY "
+                     "l.seq, x.seqno",
+                 what)) {
+    if (found.empty() || found.back().name != row[0]) found.push_back({row[0], row[1] == "1", {}});
+    std::vector<IndexPart>& parts = found.back().parts;
+    parts.push_back({static_cast<std::int64_t>(parts.size()), row[2], row[3] == "1"});
+  }
+  return found;
+}
+
+std::vector<FoundIndex> IndexesByDriver(const Session& session, const TableEntry& table,
+                                        std::string_view what) {
   Statement statement(session.connection());
   const NameArguments of(table);
   const auto waiting = statement.Waits();
   statement.Check(SQLStatistics(statement.get(), of.catalog(), SQL_NTS, of.schema(), SQL_NTS,
                                 of.name(), SQL_NTS, SQL_INDEX_ALL, SQL_QUICK),
                   what);
-  struct Part {
-    std::int64_t place;
-    std::string column;
-    bool descending;
-  };
-  struct Found {
-    std::string name;
-    bool unique;
-    std::vector<Part> parts;
-  };
-  std::vector<Found> found;
+  std::vector<FoundIndex> found;
   std::string name, non_unique, type, place, column, sign;
   while (statement.Fetch(what)) {
     statement.GetText(4, non_unique, what);
@@ -94,24 +112,33 @@ std::vector<IndexDef> ReadStatistics(const Session& session, const TableEntry& t
     const bool has_column = statement.GetText(9, column, what);
     statement.GetText(10, sign, what);
     if (!named || base::ParseInteger(type) == SQL_TABLE_STAT) continue;
-    auto at =
-        std::find_if(found.begin(), found.end(), [&](const Found& f) { return f.name == name; });
+    auto at = std::find_if(found.begin(), found.end(),
+                           [&](const FoundIndex& f) { return f.name == name; });
     if (at == found.end())
       at = found.insert(found.end(), {name, base::ParseInteger(non_unique) == 0, {}});
     at->parts.push_back(
         {base::ParseInteger(place), has_column ? column : std::string(), sign == "D"});
   }
+  return found;
+}
+
+std::vector<IndexDef> ReadIndexes(const Session& session, const TableEntry& table,
+                                  const database::TableDef& def) {
+  const std::string what = "cannot read the indexes of table '" + table.shown + "'";
+  std::vector<FoundIndex> found = session.facts().server == Server::kSqlite
+                                      ? SqliteIndexes(session, table, what)
+                                      : IndexesByDriver(session, table, what);
   const std::vector<std::string> unusable = UnusableIndexes(session, table);
   std::vector<IndexDef> indexes;
-  for (Found& f : found) {
+  for (FoundIndex& f : found) {
     if (std::find(unusable.begin(), unusable.end(), f.name) != unusable.end()) continue;
     std::sort(f.parts.begin(), f.parts.end(),
-              [](const Part& a, const Part& b) { return a.place < b.place; });
+              [](const IndexPart& a, const IndexPart& b) { return a.place < b.place; });
     IndexDef index;
     index.Name = f.name;
     index.Unique = f.unique;
     bool over_fields = true;
-    for (Part& part : f.parts) {
+    for (IndexPart& part : f.parts) {
       over_fields &= def.FindField(part.column) >= 0;
       index.Columns.push_back({std::move(part.column), part.descending});
     }
@@ -125,6 +152,15 @@ std::vector<IndexDef> ReadStatistics(const Session& session, const TableEntry& t
 std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry& table,
                                         std::string& key_name) {
   const std::string what = "cannot read the primary key of table '" + table.shown + "'";
+  if (session.facts().server == Server::kSqlite) {
+    std::vector<std::string> columns;
+    for (auto& row : QueryRows(session.connection(),
+                               "SELECT name FROM pragma_table_xinfo(" +
+                                   Literal(session, table.name) + ") WHERE pk>0 ORDER BY pk",
+                               what))
+      columns.push_back(std::move(row.front()));
+    return columns;
+  }
   Statement statement(session.connection());
   const NameArguments of(table);
   const auto waiting = statement.Waits();
@@ -507,7 +543,7 @@ database::TableDef DescribeTable(const Session& session, const TableEntry& table
   if (session.facts().server == Server::kMariaDb) TakeStrictTypes(session, table, columns);
   for (const ColumnFacts& column : columns)
     def.Fields.push_back(FieldOf(column, session.facts().server));
-  def.Indexes = ReadStatistics(session, table, def);
+  def.Indexes = ReadIndexes(session, table, def);
   MarkPrimary(session, table, def.Indexes);
   if (table.attributes == kReadOnlyTable) {
     def.Updatable = false;

@@ -15,6 +15,7 @@ using database::TableDef;
 using database::TypeCode;
 
 constexpr std::int32_t kLongestText = 255;
+constexpr std::size_t kMostNameBytes = 63;  // of PostgreSQL
 // Above this a declared text counts towards MariaDB's limit of 65,535 bytes in a row, 4 a letter.
 constexpr std::int32_t kMostLettersOfRow = 15000;
 // SQLite keeps decimals as floating point, which holds this many digits of any number.
@@ -152,6 +153,12 @@ std::string NewTableName(const Session& session, const std::string& name) {
     entry.schema = name.substr(0, point);
     entry.name = name.substr(point + 1);
   }
+  // A longer one would be cut in silence.
+  if (const std::size_t bytes = Utf8Name(entry.name).size();
+      session.facts().server == Server::kPostgres && bytes > kMostNameBytes)
+    database::Throw(Code::kInvalidArgument, database::ErrorNumber::kInvalidArgument,
+                    "the name '" + entry.name + "' has " + std::to_string(bytes) +
+                        " bytes, and PostgreSQL takes " + std::to_string(kMostNameBytes));
   return SqlName(session, entry);
 }
 

@@ -58,7 +58,7 @@ class Place:
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def sql(self, text):
-        words = {"sqlite": ["sqlite3", "-json", getattr(self, "file", "")],
+        words = {"sqlite": ["sqlite3", "-json", "-cmd", ".timeout 20000", getattr(self, "file", "")],
                  "postgres": ["psql", "-h", "127.0.0.1", "-U", "kv", "-d", "imp", "-qAt", "-v", "ON_ERROR_STOP=1"],
                  "mariadb": ["mariadb", "--no-defaults", "--batch", "--skip-column-names", "-h", "127.0.0.1",
                              "-u", "root", "--default-character-set=utf8mb4", "imp"]}[SERVER]

@@ -142,7 +142,7 @@ def shape(rng):
             tail = " PARTITION BY RANGE (id) (PARTITION low VALUES LESS THAN (60), PARTITION high VALUES LESS THAN (150))"
     columns = "id INTEGER, name VARCHAR(20) NOT NULL, amount DECIMAL(10,2), born DATE, note TEXT, parent INTEGER"
     if SERVER == "mariadb" and "ENGINE" not in tail:
-        tail = " ENGINE=InnoDB" + tail
+        tail = " ENGINE=InnoDB" + rng.choice(["", " COLLATE utf8mb4_bin"]) + tail
     return kind, [f"CREATE TABLE target ({columns}, {extra}{key}{reference}){tail}", *after], rng.random() < 0.6
 
 

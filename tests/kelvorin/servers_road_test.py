@@ -248,6 +248,23 @@ class ServersRoad(unittest.TestCase):
             self.kelvorin(*job, "twins", "--map-in-order")
             self.assertEqual(place.rows("twins"), [["1", "2"]])
 
+    def test_table_names_of_any_kind(self):
+        (self.folder / "one.csv").write_text("id,t\n1,a\n2,b\n")
+        place.sql("CREATE TABLE xa (other INTEGER); CREATE TABLE axb (other INTEGER)")
+        for name in ("%", "%a", "a_b", "[x]", "'q'\"`", " lead", "123", "a.b", "se;lect?"):
+            quote = "`" if SERVER == "mariadb" else '"'
+            quoted = quote + name.replace(quote, 2 * quote) + quote
+            place.sql(f"CREATE TABLE {quoted} (id INTEGER PRIMARY KEY, t VARCHAR(9))")
+            self.kelvorin("import", self.folder / "one.csv", "--start-line", 2, "--into", self.target, "--table", name)
+            self.assertEqual(self.kelvorin("dump", self.target, name), "id,t\n1,a\n2,b\n")
+            self.assertIn("primary", self.kelvorin("fields", self.target, name))
+            self.assertIn(name, self.kelvorin("tables", self.target))
+        if SERVER == "postgres":  # which would cut it in silence
+            said = self.kelvorin("import", self.folder / "one.csv", "--start-line", 2, "--into", self.target, "--table", "x" * 64,
+                                 "--create", status=3)
+            self.assertIn("63", said)
+            self.assertNotIn("x" * 63, self.kelvorin("tables", self.target))
+
     def test_cancelled_while_a_statement_waits(self):
         place.sql("CREATE TABLE waits (id INTEGER)")
         (self.folder / "many.csv").write_text("id\n" + "".join(f"{i}\n" for i in range(5000)))
@@ -296,6 +313,49 @@ class ServersRoad(unittest.TestCase):
         said = self.kelvorin("import", self.folder / "bad.csv.doubtful", "--into", self.target, "--table", "gone",
                              "--reject", self.folder / "bad.csv", status=3)
         self.assertIn("name another file", said)
+
+    def started(self, table, records):
+        """A run that has stored some of its records and goes on."""
+        place.sql(f"CREATE TABLE {table} (id INTEGER, t VARCHAR(30))")
+        (self.folder / "many.csv").write_text("id,t\n" + "".join(f"{i},text {i}\n" for i in range(records)))
+        run = subprocess.Popen([*map(str, [KELVORIN, "import", self.folder / "many.csv", "--start-line", 2, "--into", self.target, "--table", table,
+                                           "--reject", self.folder / "bad.csv", "--json"])],
+                               env=place.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        deadline = time.monotonic() + 20
+        while not int(place.sql(f"SELECT count(*) AS n FROM {table}").strip('[{"n:}]\n')) and time.monotonic() < deadline:
+            time.sleep(0.01)
+        return run
+
+    def test_a_table_that_goes_away_ends_the_run_once(self):
+        for what, kept in (("ALTER TABLE away RENAME TO kept", "kept"), ("DROP TABLE away", ""), ("ALTER TABLE away DROP COLUMN t", "away")):
+            run = self.started("away", 400000)
+            place.sql(what)
+            outcome = json.loads(run.communicate(timeout=60)[0])
+            told = f"No record can be stored in table 'away' any more: .*\\. {outcome['imported']} records are imported, " \
+                   f"{400000 - outcome['imported']} were not tried, the first of them in line {outcome['imported'] + 2}$"
+            self.assertRegex(outcome["fatal"], told)
+            self.assertEqual((run.returncode, outcome["rejected"], outcome["read"]), (3, 0, outcome["imported"]), outcome)
+            self.assertEqual((self.folder / "bad.csv").read_text(), "")
+            if kept:
+                self.assertEqual(sorted(int(row[0]) for row in place.rows(kept)), list(range(outcome["imported"])))
+                place.sql(f"DROP TABLE {kept}")
+
+    @unittest.skipIf(SERVER == "sqlite", "no server that could go")
+    def test_a_connection_lost_between_groups_costs_no_record(self):
+        """The table has no key: a record that might be stored already could not be sent again."""
+        run = self.started("pause", 150000)
+        run.send_signal(signal.SIGSTOP)
+        time.sleep(0.5)  # what was sent is done by now
+        if SERVER == "postgres":
+            place.sql("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE pid <> pg_backend_pid() AND datname = 'imp'")
+        else:
+            for number in place.sql("SELECT id FROM information_schema.processlist WHERE db = 'imp' AND id <> connection_id()").split():
+                place.sql(f"KILL {number}")
+        time.sleep(0.3)
+        run.send_signal(signal.SIGCONT)
+        outcome = json.loads(run.communicate(timeout=60)[0])
+        self.assertEqual((run.returncode, outcome["imported"], outcome["rejected"]), (0, 150000, 0), outcome)
+        self.assertEqual(place.sql("SELECT count(*) - 150000, count(DISTINCT id) - 150000 FROM pause").strip().replace("|", "\t"), "0\t0")
 
     def reading(self, table):
         """A run that has read some of 300,000 rows and is at work."""
