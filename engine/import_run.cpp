@@ -350,10 +350,11 @@ Status ImportRun::EndWithoutTable(const Status& why, const WaitingRecord& first)
   result_.read = first.read - 1;
   result_.skipped = first.skipped;
   processed_ = first.processed - 1;
-  return Refuse("No record can be stored in table '" + in_.target.table_name + "' any more: " +
-                std::string(why.message()) + ". " + base::ToDecimal(result_.imported) +
-                " records are imported, " + (all ? "" : "at least ") + base::ToDecimal(untried) +
-                " were not tried, the first of them in line " + base::ToDecimal(first.line_number));
+  return Refuse("No record can be stored in table '" + in_.target.table_name + "' (" +
+                base::ToDecimal(result_.imported) + " records are imported, " +
+                (all ? "" : "at least ") + base::ToDecimal(untried) +
+                " were not tried, the first of them in line " + base::ToDecimal(first.line_number) +
+                "): " + std::string(why.message()));
 }
 
 Status ImportRun::HostFailure() {

@@ -89,7 +89,12 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     }
     if (value.kind == values::Kind::kText && value.text.empty() && !def.AllowZeroLength)
       value = values::Value::Null();
-    KV_TRY(database::CheckFit(def, set.Keeps(field.position), value, changed));
+    const values::Resolution& keeps = set.Keeps(field.position);
+    KV_TRY(database::CheckFit(def, keeps, value, changed));
+    // What is told to be cut off must not be rounded up by the server.
+    if (changed && value.kind == values::Kind::kDateTime && def.Decimals == 0 &&
+        keeps.time == values::Resolution::Time::kSeconds)
+      value.date_time.milliseconds -= value.date_time.milliseconds % 1000;
     Keep(at, value);
     return Status();
   }

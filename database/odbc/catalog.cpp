@@ -154,6 +154,7 @@ std::vector<std::string> PrimaryColumns(const Session& session, const TableEntry
   const std::string what = "cannot read the primary key of table '" + table.shown + "'";
   if (session.facts().server == Server::kSqlite) {
     std::vector<std::string> columns;
+    key_name = "sqlite_autoindex_0";  // the driver's word, which settings hold
     for (auto& row : QueryRows(session.connection(),
                                "SELECT name FROM pragma_table_xinfo(" +
                                    Literal(session, table.name) + ") WHERE pk>0 ORDER BY pk",
@@ -241,8 +242,11 @@ void TakeQueryTypes(const Session& session, const TableEntry& table,
   }
 }
 
-// MariaDB's driver calls these texts; none of them may be empty. Its json is a text with a check. A
-// truth value is a number declared with one digit, and several bits are bytes to the driver.
+constexpr SQLULEN kLongestWords = 255;
+
+// MariaDB's driver calls these texts; but for sets of words none of them may be empty. Its json is
+// a text with a check. A truth value is a number declared with one digit, and several bits are
+// bytes to the driver.
 void TakeStrictTypes(const Session& session, const TableEntry& table,
                      std::vector<ColumnFacts>& columns) {
   const auto rows = QueryRows(
@@ -251,7 +255,7 @@ void TakeStrictTypes(const Session& session, const TableEntry& table,
       "WHERE c.TABLE_SCHEMA=" +
           Literal(session, session.facts().current_catalog) +
           " AND c.TABLE_NAME=" + Literal(session, table.name) +
-          " AND (c.DATA_TYPE IN ('uuid','inet4','inet6','enum','bit') OR c.COLUMN_TYPE LIKE "
+          " AND (c.DATA_TYPE IN ('uuid','inet4','inet6','enum','set','bit') OR c.COLUMN_TYPE LIKE "
           "'tinyint(1)%' OR EXISTS (SELECT 1 FROM "
           "information_schema.CHECK_CONSTRAINTS k WHERE k.CONSTRAINT_SCHEMA=c.TABLE_SCHEMA AND "
           "k.TABLE_NAME=c.TABLE_NAME AND "
@@ -262,7 +266,10 @@ void TakeStrictTypes(const Session& session, const TableEntry& table,
       if (column.name != row.front()) continue;
       column.takes_truth = row[1].starts_with("tinyint");
       const std::int64_t bits = row[1].starts_with("bit") ? base::ParseInteger(row[2]) : 0;
-      column.refuses_empty = !column.takes_truth && bits == 0;
+      const bool set = row[1].starts_with("set");
+      column.refuses_empty = !column.takes_truth && bits == 0 && !set;
+      // A word that is cut may be another word of the list.
+      if (set || row[1].starts_with("enum")) column.size = kLongestWords;
       if (bits <= 1) continue;
       column.sql_type = SQL_BIGINT;
       column.is_unsigned = bits > 63;

@@ -84,7 +84,7 @@ void SqlStrategy::AskForTable(std::size_t fields, PostFailure& failure) {
   const database::PendingError& why = failure.errors.front();
   const bool of_statement =
       why.state.starts_with("42") || (why.state == "HY000" && why.number == 1);
-  if (!of_statement) return;
+  if (!of_statement || session_.facts().server == Server::kOther) return;
   std::string sql = "EXPLAIN " + into_ + "VALUES (NULL";
   for (std::size_t i = 1; i < fields; ++i) sql += ",NULL";
   sql += ')';
@@ -94,8 +94,12 @@ void SqlStrategy::AskForTable(std::size_t fields, PostFailure& failure) {
     const Diagnosis said = Diagnose(SQL_HANDLE_STMT, question.get());
     session_.Note(said);
     const database::PendingError& same = said.errors.front();
+    // Of an unknown column servers also say where in the statement it stands.
+    const auto of_column = [](const database::PendingError& error) {
+      return error.description.find("column") != std::string::npos;
+    };
     failure.no_table = same.state == why.state && same.number == why.number &&
-                       (why.state != "HY000" || same.description == why.description);
+                       (same.description == why.description || (of_column(same) && of_column(why)));
   } catch (const Error&) {
     // the failure stays the record's own
   }
