@@ -27,6 +27,7 @@ constexpr Addition kAdditions[] = {
     {"LFConversion", "0", true},   // PostgreSQL: line ends stay as they are
     {"ShowOidColumn", "0", true},  // PostgreSQL: no columns that the table has not
     {"RowVersioning", "0", true},
+    {"ReadOnly", "0", true},       // PostgreSQL: its driver would refuse to set the session up
     {"BI", "0", true},             // PostgreSQL: a bigint is none of the smaller numbers
     {"CHARSET", "utf8mb4", true},  // MariaDB: text is UTF-8
     {"CONN_TIMEOUT", "15"},        // MariaDB knows no other login timeout; seconds

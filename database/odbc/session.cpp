@@ -40,23 +40,14 @@ void Run(const Connection& connection, std::string_view sql, std::string_view wh
   Statement(connection).Execute(sql, what);
 }
 
-// What a data source or an account may have set otherwise: values would be read or stored as
-// others.
-void SetUpPostgres(const Connection& connection, std::string_view what) {
-  for (const char* sql :
-       {"SET client_encoding='UTF8'", "SET standard_conforming_strings=on",
-        "SET DateStyle='ISO, YMD'", "SET IntervalStyle='postgres'", "SET TimeZone='UTC'",
-        "SET bytea_output='hex'", "SET extra_float_digits=3", "SET synchronize_seqscans=off"})
-    Run(connection, sql, what);
-}
-
 // Without these a value that does not fit is cut, rounded to a limit or replaced, a 0 counts a
 // number up, and a backslash ends a text.
 void SetUpMariaDb(const Connection& connection, std::string_view what) {
   Run(connection,
       "SET SESSION sql_mode='STRICT_ALL_TABLES,STRICT_TRANS_TABLES,NO_ENGINE_SUBSTITUTION,"
       "ERROR_FOR_DIVISION_BY_ZERO,NO_AUTO_VALUE_ON_ZERO,NO_BACKSLASH_ESCAPES', time_zone='+00:00', "
-      "group_concat_max_len=1048576",
+      "group_concat_max_len=1048576, character_set_client=utf8mb4, "
+      "character_set_connection=utf8mb4, character_set_results=utf8mb4",
       what);
 }
 
@@ -88,6 +79,19 @@ int Session::Seconds(const std::string& key, int otherwise) const {
   const std::string value = Setting(key);
   if (value.empty()) return otherwise;
   return static_cast<int>(std::clamp<std::int64_t>(base::ParseInteger(value), 1, 1'000'000));
+}
+
+// What a data source or an account may have set otherwise: values would be read or stored as
+// others. The server keeps a data source that is only read from being written.
+void Session::SetUpPostgres(const Connection& connection, std::string_view what) const {
+  for (const char* sql :
+       {"SET client_encoding='UTF8'", "SET standard_conforming_strings=on",
+        "SET DateStyle='ISO, YMD'", "SET IntervalStyle='postgres'", "SET TimeZone='UTC'",
+        "SET bytea_output='hex'", "SET extra_float_digits=3", "SET synchronize_seqscans=off"})
+    Run(connection, sql, what);
+  const std::string read_only = Setting("ReadOnly");
+  if (read_only.starts_with('1') || base::StartsWithIgnoreCase(read_only, "Y"))
+    Run(connection, "SET default_transaction_read_only=on", what);
 }
 
 // SQLite's driver says "connect failed" and no more, the driver manager not which driver it lacks.

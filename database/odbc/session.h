@@ -66,6 +66,7 @@ class Session {
   std::string Setting(const std::string& key) const;
   int Seconds(const std::string& key, int otherwise) const;
   void SetUp();
+  void SetUpPostgres(const Connection& connection, std::string_view what) const;
 
   database::ConnectString connect_;
   Waiting::Stop stop_;
