@@ -255,9 +255,9 @@ class ServersRoad(unittest.TestCase):
 
     @unittest.skipIf(SERVER == "sqlite", "it has no session to set up")
     def test_what_a_data_source_sets_changes_no_value(self):
-        place.sql("CREATE TABLE kept (id INTEGER, t VARCHAR(20))")
+        place.sql("CREATE TABLE settled (id INTEGER, t VARCHAR(20))")
         (self.folder / "one.csv").write_text("id,t\n1,äö€\n")
-        words = ["import", self.folder / "one.csv", "--start-line", 2, "--into", "ODBC:DSN=Other", "--table", "kept"]
+        words = ["import", self.folder / "one.csv", "--start-line", 2, "--into", "ODBC:DSN=Other", "--table", "settled"]
         keys = [k for k in place.connect.split(";") if not k.startswith(("DRIVER=", "UID="))] + ["Username=kv", "User=root", "Driver=Driver"]
         set_otherwise = {"postgres": "ConnSettings=SET client_encoding TO latin1", "mariadb": "INITSTMT=SET NAMES latin1"}[SERVER]
         ini = self.folder / "odbc.ini"
@@ -267,8 +267,8 @@ class ServersRoad(unittest.TestCase):
         if SERVER == "postgres":
             ini.write_text("\n".join(["[Other]", *keys, "ReadOnly=1"]))
             self.assertIn("read-only", self.kelvorin(*words, "--empty-target", status=3, **environment))
-        self.assertEqual(place.rows("kept"), [["1", "äö€"]])
-        self.assertEqual(self.kelvorin("dump", "ODBC:DSN=Other", "kept", **environment), "id,t\n1,äö€\n")
+        self.assertEqual(place.rows("settled"), [["1", "äö€"]])
+        self.assertEqual(self.kelvorin("dump", "ODBC:DSN=Other", "settled", **environment), "id,t\n1,äö€\n")
 
     def test_table_names_of_any_kind(self):
         (self.folder / "one.csv").write_text("id,t\n1,a\n2,b\n")
