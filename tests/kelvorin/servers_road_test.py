@@ -237,6 +237,14 @@ class ServersRoad(unittest.TestCase):
                           status=1)
             self.assertEqual(place.sql("SELECT * FROM lists"), "c\tx,y\nb 1\t\n")
 
+    @unittest.skipIf(SERVER == "sqlite", "its dates keep what they are given")
+    def test_a_second_that_is_cut_is_not_rounded(self):
+        place.sql(f"CREATE TABLE seconds (id INTEGER, d {'TIMESTAMP' if SERVER == 'postgres' else 'DATETIME'}(0))")
+        (self.folder / "one.csv").write_text("id,d\n1,2024-12-31 23:59:59.999\n")
+        outcome = place.kelvorin_import(self.folder / "one.csv", "--start-line", 2, "--into", self.target, "--table", "seconds")
+        self.assertEqual(outcome["first_changed"]["is"], "2024-12-31 23:59:59", outcome)
+        self.assertEqual(place.rows("seconds"), [["1", "2024-12-31 23:59:59"]])
+
     def test_names_that_differ_in_case(self):
         if SERVER == "sqlite":
             self.skipTest("they are one to it")
