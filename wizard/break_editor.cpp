@@ -202,16 +202,4 @@ std::vector<int> BreakEditor::UpdateColWidthsFromBreaks() const {
   return widths;
 }
 
-void BreakEditor::UpdateBreaksFromColWidths(const std::vector<int>& widths) {
-  std::vector<std::uint16_t> positions;
-  int position = 0;
-  for (const int width : widths) {
-    position += std::max(width / kTwipsPerCharacter, 1);
-    if (position <= kLastPosition) positions.push_back(static_cast<std::uint16_t>(position));
-  }
-  if (positions == Positions()) return;
-  Remember();
-  Replace(positions);
-}
-
 }  // namespace kelvorin::wizard

@@ -3,7 +3,6 @@
 // taking back, and the same list as text. Windows draw from it and call it; the list of breaks
 // itself belongs to the form.
 
-#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -58,9 +57,7 @@ class BreakEditor {
   int caret() const noexcept { return caret_; }
   void MoveCaret(int to);
   /// Where the caret can stand last.
-  int LastPosition() const noexcept {
-    return static_cast<int>(std::max<std::size_t>(width_, 1)) + 1;
-  }
+  int LastPosition() const noexcept { return static_cast<int>(width_ == 0 ? 1 : width_) + 1; }
 
   // --- By mouse: a break follows the pointer until it is dropped; nothing is changed before.
   void BeginDrag(int position);
@@ -79,8 +76,6 @@ class BreakEditor {
 
   /// Widths of the columns in twips; the text behind the last break is none.
   std::vector<int> UpdateColWidthsFromBreaks() const;
-  /// The other way round: breaks at the columns' right edges.
-  void UpdateBreaksFromColWidths(const std::vector<int>& widths);
 
   std::function<void()> on_change;
 

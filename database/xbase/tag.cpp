@@ -146,9 +146,6 @@ std::string Tag::Mismatch(const TextPage& page) const {
 const std::vector<KeyPart>& Tag::parts() const noexcept {
   return key_->parts();
 }
-KeyType Tag::type() const noexcept {
-  return key_->type();
-}
 
 bool Tag::MakeEntry(base::ByteSpan row, std::uint32_t record, std::byte* out) {
   if (filter_) {

@@ -54,7 +54,6 @@ class Tag {
   bool reversed() const noexcept { return definition_.descending && kind_ != IndexKind::kMdx; }
   /// Columns that its key lists, empty for any other expression. Only for usable tags.
   const std::vector<KeyPart>& parts() const noexcept;
-  KeyType type() const noexcept;
   IndexTree& tree() noexcept { return *tree_; }
 
   std::size_t key_bytes() const noexcept { return definition_.key_bytes; }

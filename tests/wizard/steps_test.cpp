@@ -577,8 +577,6 @@ TEST_CASE("Breaks: adding, dragging, removing and taking back") {
     CHECK(editor.Text() == row.breaks);
     CHECK(told == changes);
   }
-  editor.UpdateBreaksFromColWidths({480, 0, 1200});
-  CHECK(editor.Text() == "4, 5, 15");
   for (int i = 1; i <= 300; ++i) editor.Add(i);
   CHECK(editor.Positions().size() == 251);
   editor.SetLines({"a\xC3\xB6z"});
