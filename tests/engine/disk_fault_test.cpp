@@ -42,19 +42,23 @@ TEST_CASE("A disk that fails under log and reject file is told of") {
       rig.FromText(records);
       rig.Map({0, 1});
       rig.setting.Trace = true;
-      rig.setting.LogFileName = rig.folder.File("import.log");
-      rig.setting.RejectFile = rig.folder.File("rejected");
-      engine::RunResult result;
-      FaultFileSystem disk(base::RealFileSystem(), lasting ? Fault::kDie : Fault::kNoSpace, at);
-      rig.options.files = &disk;
-      result = rig.Run();
-      happened = disk.fired();
+      rig.setting.LogFileName = "/m/import.log";  // nowhere but on the disk in memory
+      rig.setting.RejectFile = "/m/rejected";
+      MemoryFileSystem disk;
+      FaultFileSystem faults(disk, lasting ? Fault::kDie : Fault::kNoSpace, at);
+      rig.options.files = &faults;
+      const engine::RunResult result = rig.Run();
+      happened = faults.fired();
+      const auto read = [&](const std::string& path) {
+        return disk.Has(path) ? disk.Contents(path) : std::string();
+      };
       CHECK(rig.memory.Rows("shop", "Goods").size() == static_cast<std::size_t>(result.imported));
-      const std::string now_rejected = Read(rig.setting.RejectFile);
-      const std::string now_reasons = Read(rig.setting.RejectFile + ".reasons");
+      const std::string now_rejected = read(rig.setting.RejectFile);
+      const std::string now_reasons = read(rig.setting.RejectFile + ".reasons");
       if (at == 100000) {
         REQUIRE_FALSE(happened);
         CHECK(RunRig::Show(result) == "1500 750 750 0");
+        CHECK(read(rig.setting.LogFileName).find("750") != std::string::npos);
         rejected = now_rejected;
         reasons = now_reasons;
         happened = true;
@@ -71,6 +75,7 @@ TEST_CASE("A disk that fails under log and reject file is told of") {
 
 TEST_CASE("A disk that fails while a job reads its own rejects loses none of them") {
   bool happened = true;
+  bool renamed = false;  // the walk came to it
   for (int at = 1; happened; ++at) {
     CAPTURE(at);
     RunRig rig;
@@ -82,11 +87,11 @@ TEST_CASE("A disk that fails while a job reads its own rejects loses none of the
     rig.Map({0, 1});
     rig.setting.RejectFile = own;
     rig.setting.DeleteImportFile = true;
-    engine::RunResult result;
     FaultFileSystem disk(base::RealFileSystem(), Fault::kIoError, at);
     rig.options.files = &disk;
-    result = rig.Run();
+    const engine::RunResult result = rig.Run();
     happened = disk.fired();
+    renamed |= result.fatal.value_or("").find("renaming: fault") != std::string::npos;
     const std::string after = Read(own);
     CAPTURE(result.fatal.value_or(RunRig::Show(result)));
     // All that was there, or what the target did not take.
@@ -94,6 +99,7 @@ TEST_CASE("A disk that fails while a job reads its own rejects loses none of the
     if (after == before && result.imported > 0) CHECK(Told(result));
     if (!happened) CHECK(after == "b,x\r\nc,y\r\n");
   }
+  CHECK(renamed);
 }
 
 }  // namespace kelvorin::tests
