@@ -44,6 +44,13 @@ TEST_CASE("Kinds of sources have a family, and files the newest kind of theirs")
   CHECK(catalog::FamilyOfFile("x.dbfs") == Family::kText);
   CHECK(catalog::NewestKind(Family::kXbase) == 13);
   CHECK(catalog::NewestKind(Family::kParadox) == 6);
+  const TempFolder folder;
+  WriteWhole(folder.File("cust.dbf"), "");
+  catalog::Source source;
+  source.SourceDBName = folder.path();
+  source.file_name = "CUST";
+  CHECK(catalog::SourceFilePath(contract::kDbase3, source) == folder.File("cust.dbf"));
+  CHECK(catalog::SourceFilePath(contract::kParadox5, source) == folder.File("CUST.DB"));
   CHECK(catalog::FileFilterIndex(16) == 6);
   CHECK(catalog::FileFilterIndex(22) == 7);
   CHECK(catalog::IsSameTableFamily(7, 13));
