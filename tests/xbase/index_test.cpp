@@ -421,18 +421,25 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
     CHECK(DeepestTree(temp.path()) >= 2);
     const auto full_bytes = std::filesystem::file_size(file);
     auto set = folder.Open("T");
-    for (Must(set->MoveNext()); !set->Eof(); Must(set->MoveNext())) {
-      if (candidate) {
-        Must(set->Delete());
-        continue;
+    for (const int from : {20, 1}) {  // first where pages have a neighbour on their left
+      Must(set->MoveFirst());
+      for (Must(set->Move(from)); !set->Eof(); Must(set->MoveNext())) {
+        if (candidate) {
+          Must(set->Delete());
+          continue;
+        }
+        Must(set->Edit());
+        Must(set->Fields(0).SetText(name(0)));
+        Must(set->Update());
       }
-      Must(set->Edit());
-      Must(set->Fields(0).SetText(name(0)));
-      Must(set->Update());
+      Must(set->Flush());
+      CHECK(Show(*folder->Inspect("T")) == "");
     }
     Must(set->Close());
     CHECK(DeepestTree(temp.path()) == 1);
     CheckSound(*folder);
+    if (const std::string bytes = ReadWhole(file); file.ends_with("CDX"))
+      CHECK((bytes[base::LoadLE32(base::AsBytes(bytes), 0)] & 1) == 1);  // it is the root
     fill(1);
     CHECK(std::filesystem::file_size(file) <= full_bytes);
     CheckSound(*folder);

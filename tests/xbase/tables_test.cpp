@@ -2,6 +2,7 @@
 
 #include "base/bytes.h"
 #include "base/code_page.h"
+#include "database/folder/table_files.h"
 #include "tests/storage/support/memory_files.h"
 #include "tests/support/temp_folder.h"
 #include "tests/xbase/xbase_support.h"
@@ -155,6 +156,11 @@ TEST_CASE("table files are found and named without regard to case") {
 
   const auto missing = by_file.engine().OpenDatabase(temp.File("none"), false, false, "dBASE IV");
   CHECK(missing.status().message().find("there is no folder") != std::string_view::npos);
+
+  MemoryFileSystem disk;
+  for (const char* path : {"/d/LOUD.dbf", "/d/Loud.DBF"}) disk.Put(path, "");
+  for (const auto& [name, path] : {std::pair("Loud", "/d/Loud.DBF"), {"loud", "/d/LOUD.dbf"}})
+    CHECK(database::folder::FindTableFile(disk, "/d", name, "dbf") == path);
 }
 
 namespace {
