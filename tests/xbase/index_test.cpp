@@ -433,7 +433,7 @@ TEST_CASE("pages of an index that run empty are used again, and its tree becomes
         Must(set->Update());
       }
       Must(set->Flush());
-      CHECK(Show(*folder->Inspect("T")) == "");
+      CheckSound(*folder);
     }
     Must(set->Close());
     CHECK(DeepestTree(temp.path()) == 1);
