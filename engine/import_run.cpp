@@ -173,7 +173,7 @@ Status ImportRun::PostRecord() {
   if (!status.ok()) KV_TRY(RecordError(status));
   if (status.ok()) dropped_ = place_ == Place::kMissing;
   if (!dropped_) {
-    MakeCounts();
+    MakeCounts(counts_);
     CountImported(counts_, line_number_);
   }
   if (updates_in_order()) {
@@ -197,12 +197,12 @@ Status ImportRun::PostLater() {
   record.read = result_.read;
   record.skipped = result_.skipped;
   record.processed = processed_;
-  MakeCounts();
-  record.counts = counts_;
+  MakeCounts(record.counts);
   const Status status = writer_->Post(place_);
   KV_TRY(std::exchange(receiver_failure_, Status()));
   if (status.ok() || stop_ || GaveUp(status)) return Status();
   waiting_.pop_back();  // it was not taken
+  if (answered_ == waiting_.size()) ForgetWaiting();
   KV_TRY(FlushPosts());
   return stop_ ? Status() : RecordError(status);
 }
@@ -219,13 +219,20 @@ Status ImportRun::FlushPosts() {
 bool ImportRun::GaveUp(const Status& status) noexcept {
   if (status.code() != Code::kStopped || !progress_.cancelled()) return false;
   result_.cancelled = true;
-  waiting_.clear();
+  ForgetWaiting();
   return true;
 }
 
+WaitingRecord ImportRun::TakeWaiting() {
+  WaitingRecord record = std::move(waiting_[answered_]);
+  if (++answered_ == waiting_.size()) ForgetWaiting();
+  return record;
+}
+
 void ImportRun::Stored(std::int64_t) {
-  CountImported(waiting_.front().counts, waiting_.front().line_number);
-  waiting_.pop_front();
+  WaitingRecord& record = waiting_[answered_];
+  CountImported(record.counts, record.line_number);
+  if (++answered_ == waiting_.size()) ForgetWaiting();
 }
 
 void ImportRun::Gone(std::int64_t, const Status& why) {
@@ -235,8 +242,7 @@ void ImportRun::Gone(std::int64_t, const Status& why) {
 }
 
 bool ImportRun::RejectWaiting(const Status& why, bool doubtful) {
-  const WaitingRecord record = std::move(waiting_.front());
-  waiting_.pop_front();
+  const WaitingRecord record = TakeWaiting();
   ++result_.rejected;
   step_ = Step::kOpenFile;  // what the log refuses counts as a failure of the first step
   if (doubtful) ++doubtful_;
@@ -260,7 +266,7 @@ bool ImportRun::RejectWaiting(const Status& why, bool doubtful) {
   result_.read = record.read;
   result_.skipped = record.skipped;
   processed_ = record.processed;
-  waiting_.clear();
+  ForgetWaiting();
   return false;
 }
 
@@ -282,27 +288,28 @@ std::int64_t ImportRun::LeftOutValues() const noexcept {
 }
 
 // Of the record that is being posted.
-void ImportRun::MakeCounts() {
-  counts_.truncated = losses_.truncated;
-  counts_.changed = losses_.changed;
-  counts_.replaced = ReplacedSoFar() - replaced_before_;
+void ImportRun::MakeCounts(RecordCounts& counts) {
+  counts.truncated = losses_.truncated;
+  counts.changed = losses_.changed;
+  counts.replaced = ReplacedSoFar() - replaced_before_;
   for (const AlteredValue& altered : source_->altered())
     if (std::any_of(plan_.fields.begin(), plan_.fields.end(),
                     [&](const AssignedField& f) { return f.source_no == altered.field_no; }))
-      counts_.replaced += altered.lost_characters;
-  counts_.left_out = columns_ && values_.count() > *columns_ ? LeftOutValues() : 0;
-  counts_.first_changed.reset();
+      counts.replaced += altered.lost_characters;
+  counts.left_out = columns_ && values_.count() > *columns_ ? LeftOutValues() : 0;
+  counts.first_changed.reset();
   if (losses_.field != nullptr)
-    counts_.first_changed.emplace(contract::ChangedValue{
+    counts.first_changed = std::make_unique<contract::ChangedValue>(contract::ChangedValue{
         line_number_, std::string(losses_.field->name), losses_.was, losses_.is});
 }
 
-void ImportRun::CountImported(const RecordCounts& counts, std::int64_t line_number) {
+void ImportRun::CountImported(RecordCounts& counts, std::int64_t line_number) {
   ++result_.imported;
   result_.truncated_values += counts.truncated;
   result_.replaced_characters += counts.replaced;
   result_.changed_values += counts.changed;
-  if (!result_.first_changed) result_.first_changed = counts.first_changed;
+  if (counts.first_changed && !result_.first_changed)
+    result_.first_changed = std::move(*counts.first_changed);
   if (result_.left_out_values == 0 && counts.left_out != 0)
     result_.first_left_out_line = line_number;
   result_.left_out_values += counts.left_out;

@@ -4,10 +4,10 @@
 // knows from the step what to say.
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "contract/enums.h"
 #include "engine/error_policy.h"
@@ -26,7 +26,7 @@ namespace kelvorin::engine {
 /// What counts only when the record is imported.
 struct RecordCounts {
   std::int64_t truncated = 0, replaced = 0, changed = 0, left_out = 0;
-  std::optional<contract::ChangedValue> first_changed;
+  std::unique_ptr<contract::ChangedValue> first_changed;  // null: of no value, or told before
 };
 
 /// A record that a server was given and has not answered for, with the counts up to it: when the
@@ -67,8 +67,8 @@ class ImportRun final : private database::RowReceiver {
   void CountRecord() noexcept;
   std::int64_t ReplacedSoFar() const noexcept;
   std::int64_t LeftOutValues() const noexcept;
-  void MakeCounts();
-  void CountImported(const RecordCounts& counts, std::int64_t line_number);
+  void MakeCounts(RecordCounts& counts);
+  void CountImported(RecordCounts& counts, std::int64_t line_number);
 
   // --- Records posted in groups.
   Status PostLater();
@@ -80,6 +80,11 @@ class ImportRun final : private database::RowReceiver {
   bool Doubtful(std::int64_t, const Status& why) override { return RejectWaiting(why, true); }
   void Gone(std::int64_t, const Status& why) override;
   bool RejectWaiting(const Status& why, bool doubtful);
+  WaitingRecord TakeWaiting();
+  void ForgetWaiting() noexcept {
+    waiting_.clear();
+    answered_ = 0;
+  }
 
   // --- The end (run_end.cpp).
   Status Finish();
@@ -157,7 +162,10 @@ class ImportRun final : private database::RowReceiver {
   RecordMark mark_;
   std::string raw_;
   std::optional<std::size_t> columns_;  // of the source, where they are known
-  std::deque<WaitingRecord> waiting_;
+  // In the order of their records, without outcome from `answered_` on. They are let go when the
+  // last has its outcome, as all of a group soon have.
+  std::vector<WaitingRecord> waiting_;
+  std::size_t answered_ = 0;
   Status receiver_failure_;  // what went wrong while an outcome was being reported
 };
 

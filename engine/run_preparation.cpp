@@ -181,7 +181,7 @@ Status ImportRun::ResolveIndex() {
 }
 
 Status ImportRun::MakeWriter() {
-  const WriterOptions options{mode_, setting_.AppendIfEof, in_.options.dry_run, setting_.NullText};
+  WriterOptions options{mode_, setting_.AppendIfEof, in_.options.dry_run, false, setting_.NullText};
   if (auto* rows = database::AsRowDatabase(*in_.target.database)) {
     // A host that watches records must see each one stored before it sees the next.
     using contract::Event;
@@ -189,6 +189,7 @@ Status ImportRun::MakeWriter() {
                          events_.Listens(Event::kValidateBeforePost) ||
                          events_.Listens(Event::kValidateAfterPost);
     const bool grouped = !watched && mode_ == WriteMode::kAppend && !options.dry_run;
+    options.texts_stay = grouped && !conversion_.active();  // slices of the source's record
     auto made = MakeSqlTarget(*rows, in_.target, in_.engine, plan_, conversion_, options,
                               grouped ? this : nullptr);
     if (!made.ok()) return Refuse(std::string(made.status().message()));

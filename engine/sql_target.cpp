@@ -24,6 +24,7 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
         mode_(options.mode),
         append_missing_keys_(options.append_missing_keys),
         dry_run_(options.dry_run),
+        texts_stay_(options.texts_stay),
         row_(plan.fields.size()),
         texts_(plan.fields.size()) {}
 
@@ -75,9 +76,11 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
                 bool& changed) override {
     const database::Recordset& set = *target_.recordset;
     const database::FieldDef& def = set.Def().Fields[field.position];
-    values::Value value;
     const std::size_t at = static_cast<std::size_t>(&field - plan_.fields.data());
-    if (!is_null) {
+    values::Value& value = row_[at];
+    if (is_null) {
+      value = values::Value::Null();
+    } else {
       Status parsed = ParseNumberOrTruth(format_, def, text, value, digits_);
       if (!parsed.ok() || value.narrowed) [[unlikely]] {
         if (poster_->TakesText(at, text)) {
@@ -95,7 +98,8 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     if (changed && value.kind == values::Kind::kDateTime && def.Decimals == 0 &&
         keeps.time == values::Resolution::Time::kSeconds)
       value.date_time.milliseconds -= value.date_time.milliseconds % 1000;
-    Keep(at, value);
+    const bool stays = texts_stay_ && value.text.data() == text.data();
+    if (!stays && !value.text.empty()) KeepText(at);
     return Status();
   }
 
@@ -126,11 +130,13 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
   std::int64_t replaced_characters() const noexcept override { return 0; }
 
  private:
-  // The record's own text may be gone when it is posted.
   void Keep(std::size_t field, const values::Value& value) {
     row_[field] = value;
-    if (value.text.empty()) return;
-    texts_[field] = value.text;
+    if (!value.text.empty()) KeepText(field);
+  }
+  // What a value points to may be gone when it is posted.
+  void KeepText(std::size_t field) {
+    texts_[field] = row_[field].text;
     row_[field].text = texts_[field];
   }
 
@@ -162,6 +168,7 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
   WriteMode mode_;
   bool append_missing_keys_;
   bool dry_run_;
+  bool texts_stay_;
   std::vector<values::Value>
       row_;  // of the record being made, one value for each field of the plan
   std::vector<std::string> texts_;  // what the values point to

@@ -78,6 +78,7 @@ struct WriterOptions {
   WriteMode mode = WriteMode::kAppend;
   bool append_missing_keys = false;  // a key that is not found makes a new record
   bool dry_run = false;              // nothing is emptied or stored
+  bool texts_stay = false;           // what is assigned lives until its record was posted
   std::string null_text{};           // among the keys; empty for none
 };
 

@@ -108,6 +108,8 @@ class SplitRules {
 
   SplitRules() = default;
   std::size_t NextMark(char*& p, char* end) const noexcept;
+  void NoteMarks() noexcept;
+  char* PassPlain(char* at, char* end) const noexcept;
   bool SplitDelimited(char* p, char* end, FieldValues& fields) const;
   bool SplitQuotedAtStart(char* p, char* end, FieldValues& fields) const;
   char* TakeQuoted(char* p, char* end, char*& start, char*& field_end, FieldValues& fields) const;
@@ -123,7 +125,10 @@ class SplitRules {
   bool trim_ = false;
   bool ignore_extra_ = false;
   std::array<Kind, 256> kinds_{};  // what a byte is outside quotes
-  std::string wide_separator_;     // of several bytes; its first one is a kWideSeparator
+  /// The bytes that are not plain, each eight times over, where there are few; else none.
+  std::array<std::uint64_t, 2> marks_{};
+  bool few_marks_ = false;
+  std::string wide_separator_;  // of several bytes; its first one is a kWideSeparator
   std::size_t break_count_ = 0;
   std::array<std::uint16_t, base::kMaxFields> breaks_{};
 };

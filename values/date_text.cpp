@@ -253,17 +253,6 @@ void AppendPadded(std::int32_t number, std::size_t digits, std::string& out) {
   out.append(text.data(), digits);
 }
 
-void AppendTime(std::int32_t milliseconds, std::string& out) {
-  AppendPadded(milliseconds / kHour, 2, out);
-  out += ':';
-  AppendPadded(milliseconds / kMinute % 60, 2, out);
-  out += ':';
-  AppendPadded(milliseconds / 1000 % 60, 2, out);
-  if (milliseconds % 1000 == 0) return;
-  out += '.';
-  AppendPadded(milliseconds % 1000, 3, out);
-}
-
 }  // namespace
 
 bool ParseDateTime(std::string_view text, DateOrder order, Value& out) noexcept {
@@ -319,17 +308,33 @@ void AppendDateTime(DateTime value, DateOrder order, char separator, std::string
         AppendPadded(date.year, 4, out);
         break;
       case DateOrder::kYearMonthDay:
-        AppendPadded(date.year, 4, out);
-        out += '-';
-        AppendPadded(date.month, 2, out);
-        out += '-';
-        AppendPadded(date.day, 2, out);
+        AppendIsoDate(value.day, out);
         break;
     }
     if (value.milliseconds == 0) return;
     out += ' ';
   }
-  AppendTime(value.milliseconds, out);
+  AppendIsoTime(value.milliseconds, out);
+}
+
+void AppendIsoDate(std::int32_t day, std::string& out) {
+  const CivilDate date = FromDay(day);
+  AppendPadded(date.year, 4, out);
+  out += '-';
+  AppendPadded(date.month, 2, out);
+  out += '-';
+  AppendPadded(date.day, 2, out);
+}
+
+void AppendIsoTime(std::int32_t milliseconds, std::string& out) {
+  AppendPadded(milliseconds / kHour, 2, out);
+  out += ':';
+  AppendPadded(milliseconds / kMinute % 60, 2, out);
+  out += ':';
+  AppendPadded(milliseconds / 1000 % 60, 2, out);
+  if (milliseconds % 1000 == 0) return;
+  out += '.';
+  AppendPadded(milliseconds % 1000, 3, out);
 }
 
 }  // namespace kelvorin::values

@@ -1,7 +1,9 @@
 #pragma once
 // Dates and times of day in text form, both ways. Texts come without blanks around them; what is
-// not a date as a whole is refused. Used by `ValueFormat` only.
+// not a date as a whole is refused. Used by `ValueFormat`, and by drivers whose servers read ISO
+// texts.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -36,5 +38,10 @@ std::string_view DateOrderWords(DateOrder order) noexcept;
 /// time of day when it is not midnight; on day 0 only the time. Milliseconds only when there are
 /// any.
 void AppendDateTime(DateTime value, DateOrder order, char separator, std::string& out);
+
+/// "1999-12-31" of a day in the years 1 to 9999.
+void AppendIsoDate(std::int32_t day, std::string& out);
+/// "23:59:59", with ".999" behind it where there are any milliseconds.
+void AppendIsoTime(std::int32_t milliseconds, std::string& out);
 
 }  // namespace kelvorin::values

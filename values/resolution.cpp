@@ -18,6 +18,10 @@ using Number = Resolution::Number;
 using Time = Resolution::Time;
 
 constexpr int kCurrencyDecimals = 4;
+// Digits that every binary number of 64 bits shows as they were written, and the first whole number
+// with more.
+constexpr std::size_t kSurelyShown = std::numeric_limits<double>::digits10;
+constexpr std::int64_t kMoreThanShown = 1'000'000'000'000'000;
 
 Fit InDecimals(const Significant& digits, int decimals) noexcept {
   if (digits.zero() || digits.last_power() >= -decimals) return Fit::kWhole;
@@ -48,8 +52,18 @@ Fit FitNumber(double number, const Significant& digits, const Resolution& resolu
   return Fit::kWhole;
 }
 
+// Whether plain digits fit by their count alone, as nearly all do.
+bool SurelyFits(std::string_view digits, const Resolution& resolution) noexcept {
+  if (resolution.number == Number::kDouble) return digits.size() <= kSurelyShown;
+  if (resolution.number != Number::kDecimals) return false;
+  const std::size_t point = digits.find('.');
+  return point == std::string_view::npos || digits.size() - point - 1 <= resolution.decimals;
+}
+
 Fit FitDouble(const Value& value, const Resolution& resolution) noexcept {
   if (!std::isfinite(value.number)) return Fit::kWhole;
+  if (!value.text.empty() && !value.narrowed && SurelyFits(value.text, resolution))
+    return Fit::kWhole;
   DigitRoom room;
   const Significant digits =
       value.text.empty() ? DigitsOf(value.number, 0, room) : DigitsOf(value.text);
@@ -58,6 +72,9 @@ Fit FitDouble(const Value& value, const Resolution& resolution) noexcept {
 }
 
 Fit FitWhole(std::int64_t integer, int power, const Resolution& resolution) noexcept {
+  if (resolution.number == Number::kDecimals && power <= resolution.decimals) return Fit::kWhole;
+  if (resolution.number == Number::kDouble && integer < kMoreThanShown && integer > -kMoreThanShown)
+    return Fit::kWhole;
   std::array<char, 24> room{};
   const auto end = std::to_chars(room.data(), room.data() + room.size(), integer).ptr;
   Significant digits =

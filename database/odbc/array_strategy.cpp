@@ -1,29 +1,39 @@
 #include "database/odbc/array_strategy.h"
 
-#include <array>
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
 
 namespace kelvorin::database::odbc {
 namespace {
 
-constexpr auto kSpecial = [] {
-  std::array<bool, 256> table{};
-  for (const char c : {'"', '\\'}) table[static_cast<unsigned char>(c)] = true;
-  return table;
-}();
+constexpr std::size_t kLongestWhole = 20;  // "-9223372036854775808"
 
-/// Text as the element of an array: in double quotes, with those and backslashes escaped.
-void AppendElement(std::string_view text, std::string& out) {
-  out += '"';
-  const char* from = text.data();
-  const char* const end = from + text.size();
-  for (const char* at = from; at < end; ++at) {
-    if (!kSpecial[static_cast<unsigned char>(*at)]) continue;
-    out.append(from, at);
-    out += '\\';
-    from = at;
+/// Whether one of the eight characters is `c`.
+constexpr bool Has(std::uint64_t eight, char c) noexcept {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  const std::uint64_t other = eight ^ (kOnes * static_cast<unsigned char>(c));  // 0 where it is
+  return ((other - kOnes) & ~other & (0x80 * kOnes)) != 0;
+}
+
+/// Text as the element of an array: in double quotes, with those and backslashes escaped. There is
+/// room for twice the text and the quotes; returns the end.
+char* PutElement(std::string_view text, char* out) noexcept {
+  *out++ = '"';
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (std::uint64_t eight; end - at >= 8; at += 8, out += 8) {
+    std::memcpy(&eight, at, 8);
+    if (Has(eight, '"') || Has(eight, '\\')) break;
+    std::memcpy(out, &eight, 8);
   }
-  out.append(from, end);
-  out += '"';
+  for (; at != end; ++at) {
+    if (*at == '"' || *at == '\\') *out++ = '\\';
+    *out++ = *at;
+  }
+  *out++ = '"';
+  return out;
 }
 
 }  // namespace
@@ -38,24 +48,33 @@ ArrayStrategy::ArrayStrategy(Session& session, const std::string& into, bool ref
 }
 
 void ArrayStrategy::Fill(const RecordBatch& batch, BatchRange range) {
+  constexpr std::string_view kNull = "NULL";
   for (std::size_t field = 0; field < columns_.size(); ++field) {
-    std::string& array = columns_[field].array;
-    array = "{";
+    std::size_t most = 2;
+    for (std::size_t i = range.first; i < range.end; ++i)
+      most += 3 + std::max(kLongestWhole, 2 * batch.Text(i, field).size());
+    std::vector<char>& array = columns_[field].array;
+    if (array.size() < most) array.resize(most);
+    char* out = array.data();
     for (std::size_t i = range.first; i < range.end; ++i) {
-      if (i != range.first) array += ',';
+      *out++ = i == range.first ? '{' : ',';
+      const std::string_view text = batch.Text(i, field);
       switch (batch.Kind(i, field)) {
         case CellKind::kNull:
-          array += "NULL";
+          out = std::copy(kNull.begin(), kNull.end(), out);
+          break;
+        case CellKind::kWhole:
+          out = std::to_chars(out, out + kLongestWhole, batch.Whole(i, field)).ptr;
           break;
         case CellKind::kPlain:
-          array += batch.Text(i, field);
+          out = std::copy(text.begin(), text.end(), out);
           break;
         case CellKind::kQuoted:
-          AppendElement(batch.Text(i, field), array);
+          out = PutElement(text, out);
       }
     }
-    array += '}';
-    columns_[field].size = static_cast<SQLLEN>(array.size());
+    *out++ = '}';
+    columns_[field].size = out - array.data();
   }
 }
 
@@ -72,8 +91,8 @@ void ArrayStrategy::PrepareAndBind() {
     Column& column = columns_[i];
     prepared_.Check(
         SQLBindParameter(prepared_.get(), static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT,
-                         SQL_C_CHAR, SQL_LONGVARCHAR, column.array.size(), 0, column.array.data(),
-                         column.size, &column.size),
+                         SQL_C_CHAR, SQL_LONGVARCHAR, static_cast<SQLULEN>(column.size), 0,
+                         column.array.data(), column.size, &column.size),
         what);
   }
 }

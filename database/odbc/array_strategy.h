@@ -23,7 +23,7 @@ class ArrayStrategy final : public SqlStrategy {
 
  private:
   struct Column {
-    std::string array;  // "{1,2}" in the server's form
+    std::vector<char> array;  // "{1,2}" in the server's form, as far as `size`
     SQLLEN size = 0;
   };
   void Fill(const RecordBatch& batch, BatchRange range);

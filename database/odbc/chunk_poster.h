@@ -101,6 +101,7 @@ class ChunkPoster {
   void Acknowledge(std::size_t end);
   std::size_t BytesFrom(std::size_t i) const noexcept { return batch_.Bytes({i, batch_.size()}); }
   Status Outcome();
+  std::int64_t Now();
 
   PostStrategy& strategy_;
   Stored stored_;
@@ -114,6 +115,8 @@ class ChunkPoster {
   std::size_t sent_ = 0;
   std::size_t chunk_records_;
   std::int64_t waiting_since_ = 0;  // of the first record without outcome
+  std::int64_t now_ = -1;           // when the clock was last asked
+  int records_unasked_ = 0;         // that may still come before it is asked again
   bool in_transaction_ = false;
   std::size_t failures_ = 0;  // statements that failed
   bool told_where_ = false;   // one of them with the record that it stopped at

@@ -1,6 +1,7 @@
 #include "database/odbc/parameter_strategy.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 namespace kelvorin::database::odbc {
@@ -8,6 +9,7 @@ namespace {
 
 // Cells of a column are all as wide as its longest value; beyond this a list of VALUES is smaller.
 constexpr std::size_t kWidestCell = 1024;
+constexpr std::size_t kLongestWhole = 20;  // "-9223372036854775808"
 
 // Below it the two statements around an array cost more than the array saves.
 constexpr std::size_t kLeastRecords = 256;
@@ -27,18 +29,26 @@ bool ParameterStrategy::Fill(const RecordBatch& batch, BatchRange range) {
     Column& column = columns_[field];
     std::size_t widest = 1;
     for (std::size_t i = range.first; i < range.end; ++i)
-      widest = std::max(widest, batch.Text(i, field).size());
+      widest =
+          std::max(widest, batch.Kind(i, field) == CellKind::kWhole ? kLongestWhole
+                                                                    : batch.Text(i, field).size());
     if (widest > kWidestCell) return false;
     column.cell_bytes = widest;
     column.cells.resize(widest * range.size());
     column.sizes.resize(range.size());
     char* cell = column.cells.data();
     for (std::size_t row = 0; row < range.size(); ++row, cell += widest) {
-      const std::string_view text = batch.Text(range.first + row, field);
+      const std::size_t i = range.first + row;
+      const CellKind kind = batch.Kind(i, field);
+      if (kind == CellKind::kWhole) {
+        column.sizes[row] =
+            std::to_chars(cell, cell + kLongestWhole, batch.Whole(i, field)).ptr - cell;
+        continue;
+      }
+      const std::string_view text = batch.Text(i, field);
       std::memcpy(cell, text.data(), text.size());
-      column.sizes[row] = batch.Kind(range.first + row, field) == CellKind::kNull
-                              ? SQL_NULL_DATA
-                              : static_cast<SQLLEN>(text.size());
+      column.sizes[row] =
+          kind == CellKind::kNull ? SQL_NULL_DATA : static_cast<SQLLEN>(text.size());
     }
   }
   return true;

@@ -1,10 +1,11 @@
 #pragma once
-// Records on their way to a server: their values in UTF-8 as the server reads them, all in one
-// text, so that taking a record costs no memory of its own. Filled by the posting scheme, sent by
-// the strategies.
+// Records on their way to a server: their values in UTF-8 as the server reads them, and whole
+// numbers as numbers, all in one text, so that taking a record costs no memory of its own. Filled
+// by the posting scheme, sent by the strategies.
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -35,7 +36,7 @@ class RecordBatch {
 
   std::size_t size() const noexcept { return numbers_.size(); }
   std::size_t fields() const noexcept { return types_.size(); }
-  /// Bytes of the values of these records.
+  /// Bytes of the values of these records; whole numbers count 8.
   std::size_t Bytes(BatchRange range) const noexcept {
     return Start(range.end) - Start(range.first);
   }
@@ -45,11 +46,17 @@ class RecordBatch {
   CellKind Kind(std::size_t i, std::size_t field) const noexcept {
     return kinds_[i * fields() + field];
   }
-  /// A value without quotes; lives until the batch changes.
+  /// A value that is no whole number, without quotes; lives until the batch changes.
   std::string_view Text(std::size_t i, std::size_t field) const noexcept {
     const std::size_t at = i * fields() + field;
     const std::size_t from = at == 0 ? 0 : ends_[at - 1];
-    return std::string_view(text_).substr(from, ends_[at] - from);
+    return {text_.data() + from, ends_[at] - from};
+  }
+  /// A value of kind kWhole.
+  std::int64_t Whole(std::size_t i, std::size_t field) const noexcept {
+    std::int64_t number = 0;
+    std::memcpy(&number, Text(i, field).data(), sizeof number);
+    return number;
   }
   /// Appends a value as it stands in a statement.
   void AppendValue(std::size_t i, std::size_t field, const SqlDialect& dialect,
@@ -62,8 +69,8 @@ class RecordBatch {
 
   std::vector<values::TypeCode> types_;
   std::vector<std::int64_t> numbers_;  // of the records
-  std::string text_;
-  std::vector<std::size_t> ends_;  // of each value in text_; fields() a record
+  std::string text_;                   // of the values, and the bytes of whole numbers
+  std::vector<std::size_t> ends_;      // of each value in text_; fields() a record
   std::vector<CellKind> kinds_;
   std::uint64_t generation_ = 1;
 };

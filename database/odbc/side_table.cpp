@@ -73,7 +73,7 @@ void PutPageHeader(std::byte* page, std::byte type, std::size_t cells, std::size
 
 }  // namespace
 
-SideTable::SideTable(std::size_t columns) : columns_(columns) {
+SideTable::SideTable(std::size_t columns) : columns_(columns), numbers_(columns) {
   std::error_code error;
   const std::string start = os::TemporaryFolder(error) + "/kelvorin-";
   if (!error) folder_ = os::MakePrivateFolder(start, error);
@@ -116,8 +116,13 @@ void SideTable::Clear() {
   page_count_ = kRoot;
   leaf_cells_ = 0;
   last_rows_.clear();
+  ClearRow();
+}
+
+void SideTable::ClearRow() noexcept {
   header_.clear();
-  body_.clear();
+  pieces_.clear();
+  numbers_used_ = body_bytes_ = 0;
 }
 
 void SideTable::AddNull() {
@@ -138,14 +143,23 @@ void SideTable::AddInteger(std::int64_t value) {
                            : fits(std::int32_t{}) ? 4
                                                   : 8;
   header_ += static_cast<char>(size == 8 ? 6 : size);
-  std::byte bytes[8];
-  StoreBig(bytes, static_cast<std::uint64_t>(value));
-  body_.append(reinterpret_cast<const char*>(bytes) + 8 - size, size);
+  std::array<char, 8>& bytes = numbers_[numbers_used_++];
+  StoreBig(reinterpret_cast<std::byte*>(bytes.data()), static_cast<std::uint64_t>(value));
+  AddPiece({bytes.data() + 8 - size, size});
+}
+
+void SideTable::AddPiece(std::string_view piece) {
+  body_bytes_ += piece.size();
+  if (!pieces_.empty() && pieces_.back().data() + pieces_.back().size() == piece.data()) {
+    pieces_.back() = {pieces_.back().data(), pieces_.back().size() + piece.size()};
+  } else if (!piece.empty()) {
+    pieces_.push_back(piece);
+  }
 }
 
 void SideTable::AddSized(std::string_view bytes, std::uint64_t kind) {
   AppendVarint(kind + 2 * bytes.size(), header_);
-  body_ += bytes;
+  AddPiece(bytes);
 }
 
 void SideTable::AddText(std::string_view text) {
@@ -160,11 +174,11 @@ bool SideTable::EndRow() {
   // The header counts its own size, which takes a second byte from 127 bytes on.
   std::size_t header_bytes = header_.size() + 1;
   if (header_bytes > 127) ++header_bytes;
-  std::size_t payload = header_bytes + body_.size();
+  std::size_t payload = header_bytes + body_bytes_;
   const bool fits = payload <= kMostPayloadBytes && header_bytes < 16000;
   if (!fits) {
+    ClearRow();
     header_.assign(columns_, '\0');
-    body_.clear();
     header_bytes = columns_ + (columns_ > 126 ? 2 : 1);
     payload = header_bytes;
   }
@@ -173,7 +187,7 @@ bool SideTable::EndRow() {
   std::size_t start_bytes = PutVarint(payload, start);
   start_bytes += PutVarint(rows_, start + start_bytes);
   start_bytes += PutVarint(header_bytes, start + start_bytes);
-  const std::size_t cell = start_bytes + header_.size() + body_.size();
+  const std::size_t cell = start_bytes + header_.size() + body_bytes_;
   if (leaf_cells_ != 0 && kLeafHeaderBytes + 2 * (leaf_cells_ + 1) + cell > leaf_content_)
     FinishLeaf();
   if (leaf_cells_ == 0) {
@@ -183,13 +197,17 @@ bool SideTable::EndRow() {
   }
   std::byte* const page = Page(page_count_);
   leaf_content_ -= cell;
-  std::memcpy(page + leaf_content_, start, start_bytes);
-  std::memcpy(page + leaf_content_ + start_bytes, header_.data(), header_.size());
-  std::memcpy(page + leaf_content_ + start_bytes + header_.size(), body_.data(), body_.size());
+  std::byte* at = page + leaf_content_;
+  const auto put = [&](const char* from, std::size_t size) {
+    std::memcpy(at, from, size);
+    at += size;
+  };
+  put(start, start_bytes);
+  put(header_.data(), header_.size());
+  for (const std::string_view piece : pieces_) put(piece.data(), piece.size());
   StoreBig(page + kLeafHeaderBytes + 2 * leaf_cells_, static_cast<std::uint16_t>(leaf_content_));
   ++leaf_cells_;
-  header_.clear();
-  body_.clear();
+  ClearRow();
   return fits;
 }
 

@@ -32,7 +32,7 @@ class SideTable {
 
   /// Forgets all rows; the file stays as it is until `Write`.
   void Clear();
-  // The values of a row, one call for each column, then EndRow.
+  // The values of a row, one call for each column, then EndRow; texts and bytes live until then.
   void AddNull();
   void AddInteger(std::int64_t value);
   void AddText(std::string_view text);
@@ -45,6 +45,8 @@ class SideTable {
 
  private:
   void AddSized(std::string_view bytes, std::uint64_t kind);
+  void AddPiece(std::string_view piece);
+  void ClearRow() noexcept;
   void Remove() noexcept;
   void FinishLeaf();
   void FinishRoot();
@@ -63,8 +65,12 @@ class SideTable {
   std::size_t leaf_content_ = 0;          // where its lowest cell begins
   std::vector<std::uint64_t> last_rows_;  // of each finished leaf
 
-  std::string header_;  // serial types of the row being made
-  std::string body_;
+  // The row being made.
+  std::string header_;                        // serial types
+  std::vector<std::string_view> pieces_;      // of its values, those that lie side by side in one
+  std::size_t body_bytes_ = 0;                // of all pieces
+  std::vector<std::array<char, 8>> numbers_;  // that pieces show
+  std::size_t numbers_used_ = 0;
 };
 
 }  // namespace kelvorin::database::odbc

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "base/M_STRING.h"
 #include "database/engine.h"
@@ -33,18 +34,20 @@ bool MayHavePoint(database::TypeCode type) {
 }  // namespace
 
 SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
-                                     bool refuses_doubles, const RoadTarget& target)
+                                     bool refuses_doubles, const RoadTarget& target,
+                                     std::vector<bool> reads_digits)
     : SqlStrategy(session, into, refuses_doubles, SideLimits(target.fields.size())),
-      side_(target.fields.size()) {
+      side_(target.fields.size()),
+      reads_digits_(std::move(reads_digits)) {
   select_ = this->into() + "SELECT ";
   for (std::size_t i = 0; i < target.fields.size(); ++i) {
     if (i != 0) select_ += ',';
     const std::string column = "c" + base::ToDecimal(static_cast<std::int64_t>(i));
     const int field = target.def.FindField(target.fields[i]);
     takes_points_.push_back(MayHavePoint(target.def.Fields[static_cast<std::size_t>(field)].Type));
-    // A number with a point stands in the file as bytes: SQLite shall make a number of its digits,
-    // as it does with those in a statement.
-    if (takes_points_.back()) {
+    // SQLite shall make a number with a point of its digits, as it does with those in a statement:
+    // it stands in the file as text where the column sees to that, else as bytes.
+    if (takes_points_.back() && !reads_digits_[i]) {
       select_.append("CASE typeof(").append(column).append(") WHEN 'blob' THEN CAST(");
       select_.append(column).append(" AS TEXT)+0.0 ELSE ").append(column).append(" END");
     } else {
@@ -55,10 +58,11 @@ SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
 
 std::unique_ptr<PostStrategy> SideTableStrategy::Make(Session& session, const std::string& into,
                                                       bool refuses_doubles,
-                                                      const RoadTarget& target) {
+                                                      const RoadTarget& target,
+                                                      std::vector<bool> reads_digits) {
   try {
     std::unique_ptr<SideTableStrategy> strategy(
-        new SideTableStrategy(session, into, refuses_doubles, target));
+        new SideTableStrategy(session, into, refuses_doubles, target, std::move(reads_digits)));
     if (strategy->Attach()) return strategy;
   } catch (const Error&) {
     // no temporary file
@@ -91,24 +95,41 @@ SideTableStrategy::~SideTableStrategy() {
   }
 }
 
+// The digits of a number. False where the file cannot say what they are.
+bool SideTableStrategy::AddPlain(std::string_view digits, std::size_t field) {
+  const char* const end = digits.data() + digits.size();
+  std::int64_t number = 0;
+  const auto read = std::from_chars(digits.data(), end, number);
+  if (read.ec == std::errc() && read.ptr == end) {
+    side_.AddInteger(number);
+    return true;
+  }
+  if (reads_digits_[field]) {
+    side_.AddText(digits);
+    return true;
+  }
+  side_.AddBytes(digits);
+  return takes_points_[field];
+}
+
 void SideTableStrategy::Load(const RecordBatch& batch) {
   side_.Clear();
   unfit_.assign(batch.size(), false);
   for (std::size_t i = 0; i < batch.size(); ++i) {
     bool fits = true;
     for (std::size_t field = 0; field < batch.fields(); ++field) {
-      const std::string_view text = batch.Text(i, field);
-      std::int64_t number = 0;
-      if (batch.Kind(i, field) == CellKind::kQuoted) {
-        side_.AddText(text);
-      } else if (batch.Kind(i, field) == CellKind::kNull) {
-        side_.AddNull();
-      } else if (const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-                 read.ec == std::errc() && read.ptr == text.data() + text.size()) {
-        side_.AddInteger(number);
-      } else {
-        side_.AddBytes(text);
-        fits &= takes_points_[field];
+      switch (batch.Kind(i, field)) {
+        case CellKind::kNull:
+          side_.AddNull();
+          break;
+        case CellKind::kWhole:
+          side_.AddInteger(batch.Whole(i, field));
+          break;
+        case CellKind::kPlain:
+          fits &= AddPlain(batch.Text(i, field), field);
+          break;
+        case CellKind::kQuoted:
+          side_.AddText(batch.Text(i, field));
       }
     }
     fits &= side_.EndRow();

@@ -3,6 +3,7 @@
 #include "base/M_STRING.h"
 #include "database/errors.h"
 #include "database/odbc/utf8.h"
+#include "values/date_text.h"
 #include "values/value_format.h"
 
 namespace kelvorin::database::odbc {
@@ -35,45 +36,19 @@ bool CanStand(std::string_view name, std::string_view quote) noexcept {
   return true;
 }
 
-void AppendDigits(std::int32_t number, std::size_t width, std::string& out) {
-  const std::string digits = base::ToDecimal(number);
-  if (digits.size() < width) out.append(width - digits.size(), '0');
-  out += digits;
-}
-
-void AppendDate(std::int32_t day, std::string& out) {
-  const values::CivilDate date = values::FromDay(day);
-  AppendDigits(date.year, 4, out);
-  out += '-';
-  AppendDigits(date.month, 2, out);
-  out += '-';
-  AppendDigits(date.day, 2, out);
-}
-
-void AppendTimeOfDay(std::int32_t milliseconds, std::string& out) {
-  AppendDigits(milliseconds / 3'600'000, 2, out);
-  out += ':';
-  AppendDigits(milliseconds / 60'000 % 60, 2, out);
-  out += ':';
-  AppendDigits(milliseconds / 1000 % 60, 2, out);
-  if (milliseconds % 1000 == 0) return;
-  out += '.';
-  AppendDigits(milliseconds % 1000, 3, out);
-}
-
 Status AppendDateTime(values::DateTime value, TypeCode type, std::string& out) {
   if (value.milliseconds < 0 || value.milliseconds >= kMillisecondsOfDay ||
       value.day < values::ToDay({1, 1, 1}) || value.day > values::ToDay({9999, 12, 31}))
     return Refuse(type, "it lies outside the years 1 to 9999");
   if (type == TypeCode::kTime) {
     if (value.day != 0) return Refuse(type, "it has a date");
-    AppendTimeOfDay(value.milliseconds, out);
+    values::AppendIsoTime(value.milliseconds, out);
     return Status();
   }
-  AppendDate(value.day, out);
+  values::AppendIsoDate(value.day, out);
   if (type == TypeCode::kDate && value.milliseconds == 0) return Status();
   out += ' ';
-  AppendTimeOfDay(value.milliseconds, out);
+  values::AppendIsoTime(value.milliseconds, out);
   return Status();
 }
 
@@ -134,12 +109,14 @@ Status AppendCell(const Value& value, TypeCode type, std::string& out, CellKind&
       return Status();
     case Kind::kBoolean:
       // A server that has a type for truth values reads it as text.
-      if (!values::IsText(type)) kind = CellKind::kPlain;
-      out += value.boolean ? '1' : '0';
+      if (values::IsText(type)) {
+        out += value.boolean ? '1' : '0';
+      } else {
+        kind = CellKind::kWhole;
+      }
       return Status();
     case Kind::kInteger:
-      kind = CellKind::kPlain;
-      base::AppendDecimal(value.integer, out);
+      kind = CellKind::kWhole;
       return Status();
     case Kind::kDouble:
     case Kind::kCurrency:
@@ -148,6 +125,10 @@ Status AppendCell(const Value& value, TypeCode type, std::string& out, CellKind&
     case Kind::kDateTime:
       return AppendDateTime(value.date_time, type, out);
     case Kind::kText:
+      if (IsPlainText(value.text)) [[likely]] {
+        out += value.text;
+        return Status();
+      }
       if (value.text.find('\0') != std::string_view::npos)
         return Refuse(type, "it holds a character of code 0");
       return AppendUtf8Text(value.text, out);

@@ -33,15 +33,17 @@ void AppendQuoted(std::string_view text, const SqlDialect& dialect, std::string&
 /// How a value stands in a statement.
 enum class CellKind : std::uint8_t {
   kNull,
+  kWhole,   // a whole number, kept as such
   kPlain,   // digits and signs, as they are
   kQuoted,  // in quotes; the server reads them by the field's type
 };
 
 /// Appends a value for a field of type `type` without quotes: numbers plain with ".", dates and
 /// times in ISO form (a time of day alone for a time field, a date without its time at midnight for
-/// a date field), GUID in braces, Boolean as 1 and 0, text in UTF-8 as it is. Bytes, text that
-/// cannot be written and values outside what servers read (years 1 to 9999, finite numbers) fail
-/// with kConversion and append nothing.
+/// a date field), GUID in braces, Boolean in a text as 1 and 0, text in UTF-8 as it is. Whole
+/// numbers and other truth values append nothing: they are their `integer` or 1 and 0. Bytes, text
+/// that cannot be written and values outside what servers read (years 1 to 9999, finite numbers)
+/// fail with kConversion and append nothing.
 Status AppendCell(const values::Value& value, values::TypeCode type, std::string& out,
                   CellKind& kind);
 

@@ -39,7 +39,8 @@ std::unique_ptr<PostStrategy> MakeStrategy(Session& session, RoadTarget target, 
     return std::make_unique<SqlStrategy>(session, into, refuses_doubles, limits);
   switch (session.facts().server) {
     case Server::kSqlite:
-      if (auto strategy = SideTableStrategy::Make(session, into, refuses_doubles, target))
+      if (auto strategy =
+              SideTableStrategy::Make(session, into, refuses_doubles, target, rules.reads_digits))
         return strategy;
       limits.most_records = 500;
       limits.commit_records = 10000;

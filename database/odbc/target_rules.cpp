@@ -26,22 +26,40 @@ bool HasWord(const std::string& sql, std::string_view word) {
   return base::UpperAscii(sql).find(word) != std::string::npos;
 }
 
+// SQLite's own rule for what becomes of a text in a column.
+bool MakesNumbers(const std::string& declared_type) {
+  if (HasWord(declared_type, "INT")) return true;
+  for (const char* const word : {"CHAR", "CLOB", "TEXT", "BLOB"})
+    if (HasWord(declared_type, word)) return false;
+  return !declared_type.empty() && !HasWord(declared_type, "ANY");
+}
+
 // A conflict clause can undo the whole transaction or keep what a failing statement did before; so
 // can triggers that raise, and tables that triggers write to. With foreign keys on, a child may
 // pass in front of its parent, and a trigger may mend what an earlier record of its statement
 // broke.
-TargetRules SqliteRules(const Session& session, const TableEntry& table) {
+TargetRules SqliteRules(const Session& session, const TableEntry& table,
+                        const std::vector<std::string>& fields) {
   const Questions ask(session, table);
   TargetRules rules;
   rules.chunks = table.type == "TABLE";
   bool triggers = false;
+  bool looks = false;  // somebody may see a value before it is stored
   for (const auto& row : ask.Ask("SELECT type, sql FROM sqlite_master WHERE tbl_name=" +
                                  ask.Quoted(table.name) + " COLLATE NOCASE")) {
     const std::string& sql = row.back();
     if (row.front() == "table" && (HasWord(sql, "CONFLICT") || HasWord(sql, "CREATE VIRTUAL")))
       rules.chunks = false;
     triggers |= row.front() == "trigger";
+    looks |= triggers || HasWord(sql, "CHECK");
   }
+  rules.reads_digits.resize(fields.size());
+  for (const auto& row :
+       ask.Ask("SELECT name, type FROM pragma_table_xinfo(" + ask.Quoted(table.name) +
+               ") WHERE NOT EXISTS (SELECT 1 FROM pragma_table_xinfo(" + ask.Quoted(table.name) +
+               ") WHERE hidden>1)"))  // no generated columns
+    for (std::size_t i = 0; i < fields.size(); ++i)
+      if (fields[i] == row.front()) rules.reads_digits[i] = !looks && MakesNumbers(row.back());
   if (triggers)
     rules.chunks &= !ask.Any(
         "SELECT 1 FROM sqlite_master WHERE (type='trigger' AND (sql LIKE '%ROLLBACK%' OR sql LIKE "
@@ -115,7 +133,7 @@ TargetRules PostgresRules(const Session& session, const TableEntry& table,
                                  [&](const auto& row) { return row[0] == field; });
     // An array would be taken apart with its neighbours; domains keep their checks in the table.
     const bool plain = at != columns.end() && (*at)[2] != "d" && (*at)[3] != "A" && (*at)[4] != "0";
-    if (!plain) return TargetRules{true, false, {}};
+    if (!plain) return TargetRules{true, false, {}, {}};
     rules.element_types.push_back((*at)[1]);
   }
   return rules;
@@ -155,7 +173,7 @@ TargetRules LearnTargetRules(const Session& session, const TableEntry& table,
                              const std::vector<std::string>& fields) {
   switch (session.facts().server) {
     case Server::kSqlite:
-      return SqliteRules(session, table);
+      return SqliteRules(session, table, fields);
     case Server::kPostgres:
       return PostgresRules(session, table, fields);
     case Server::kMariaDb:

@@ -16,6 +16,8 @@ struct TargetRules {
   /// PostgreSQL: for each field the type, without length, that its array has; empty when a field
   /// cannot stand in an array.
   std::vector<std::string> element_types;
+  /// SQLite: for each field whether a text of digits is stored as the number that they are.
+  std::vector<bool> reads_digits;
 };
 
 TargetRules LearnTargetRules(const Session& session, const TableEntry& table,

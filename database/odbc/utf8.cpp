@@ -1,9 +1,29 @@
 #include "database/odbc/utf8.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include "base/code_page.h"
 #include "database/errors.h"
 
 namespace kelvorin::database::odbc {
+
+bool IsPlainText(std::string_view text) noexcept {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+  const char* at = text.data();
+  std::size_t left = text.size();
+  for (; left >= sizeof(std::uint64_t);
+       at += sizeof(std::uint64_t), left -= sizeof(std::uint64_t)) {
+    std::uint64_t eight;
+    std::memcpy(&eight, at, sizeof eight);
+    // Of bytes without their high bit only 0 gets it by taking 1 away.
+    if ((((eight - kOnes) | eight) & kHighBits) != 0) return false;
+  }
+  for (; left != 0; ++at, --left)
+    if (static_cast<signed char>(*at) <= 0) return false;
+  return true;
+}
 
 Status AppendUtf8Text(std::string_view text, std::string& out) {
   const base::CodePage& ansi = base::AnsiPage();

@@ -9,6 +9,8 @@
 
 namespace kelvorin::database::odbc {
 
+/// Whether the text is all characters of ASCII other than code 0, the same in every page.
+bool IsPlainText(std::string_view text) noexcept;
 /// Text from the ANSI page to UTF-8; text that is no character of its page is refused with
 /// kConversion, since not every server refuses it. Appends to `out`.
 Status AppendUtf8Text(std::string_view text, std::string& out);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <random>
 
@@ -33,12 +34,12 @@ std::string Verdict(database::Database& database) {
   return verdict;
 }
 
-/// Puts a value into the file; returns what SQLite's quote() makes of it.
+/// Puts a value into the file, whose text `texts` keeps; returns what SQLite's quote() makes of it.
 std::string AddValue(database::odbc::SideTable& side, std::size_t kind, std::size_t size,
-                     std::mt19937& random) {
+                     std::mt19937& random, std::deque<std::string>& texts) {
   if (kind == 0) {
     const std::string text(size, static_cast<char>('a' + random() % 26));
-    side.AddText(text + "'");
+    side.AddText(texts.emplace_back(text + "'"));
     return "'" + text + "'''";
   }
   if (kind == 1) {  // near the borders of every width
@@ -99,11 +100,12 @@ TEST_CASE("a side file is a sound database with every row that it took") {
       side.Clear();
       for (std::size_t row = 1; row <= count; ++row) {
         const std::size_t spread = random() % (round.longest - round.shortest + 1);
-        std::string line = AddValue(side, 0, round.shortest + spread, random);
+        std::deque<std::string> texts;
+        std::string line = AddValue(side, 0, round.shortest + spread, random, texts);
         std::string empty = "NULL";  // what a row too long for a page leaves
         for (std::size_t i = 1; i < columns; ++i) {
-          line +=
-              "|" + AddValue(side, random() % 4, random() % 9 == 0 ? random() % 300 : 3, random);
+          line += "|" + AddValue(side, random() % 4, random() % 9 == 0 ? random() % 300 : 3, random,
+                                 texts);
           empty += "|NULL";
         }
         const bool fits = side.EndRow();
