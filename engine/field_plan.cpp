@@ -93,8 +93,7 @@ std::string BinaryNote(const FieldPlan& plan) {
 
 NullText::NullText(std::string_view text) : text_(text), trimmed_(base::Trim(text)) {}
 
-bool NullText::Matches(const AssignedField& field, std::string_view value) const noexcept {
-  if (text_.empty()) return false;
+bool NullText::IsText(const AssignedField& field, std::string_view value) const noexcept {
   return field.is_text ? value == text_ : base::Trim(value) == trimmed_;
 }
 

@@ -78,9 +78,13 @@ inline std::string_view AsAssigned(const AssignedField& field, std::string_view 
 class NullText {
  public:
   explicit NullText(std::string_view text);
-  bool Matches(const AssignedField& field, std::string_view value) const noexcept;
+  bool Matches(const AssignedField& field, std::string_view value) const noexcept {
+    return !text_.empty() && IsText(field, value);
+  }
 
  private:
+  bool IsText(const AssignedField& field, std::string_view value) const noexcept;
+
   std::string_view text_;     // as given, for texts
   std::string_view trimmed_;  // without blanks around it, for every other type
 };

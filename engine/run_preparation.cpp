@@ -51,7 +51,8 @@ Status ImportRun::OpenSource() {
   if (in_.target.recordset == nullptr) return Refuse({"No target table is open", {}});
   Result<FieldPlan> plan =
       PlanFields(setting_.FieldMap, in_.target.fields, in_.target.recordset->Def(),
-                 in_.target.database != nullptr && in_.target.database->Traits().keeps_null_text);
+                 is_table() && in_.target.database != nullptr &&
+                     in_.target.database->Traits().keeps_null_text);
   if (!plan.ok()) return Refuse(std::string(plan.status().message()));
   plan_ = *std::move(plan);
   if (is_table()) return OpenTableSource();

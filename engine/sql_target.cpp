@@ -78,6 +78,13 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     const database::FieldDef& def = set.Def().Fields[field.position];
     const std::size_t at = static_cast<std::size_t>(&field - plan_.fields.data());
     values::Value& value = row_[at];
+    if (values::IsText(def.Type) && !is_null && !text.empty()) {  // which fits as it is
+      value.kind = values::Kind::kText;
+      value.text = text;
+      value.narrowed = changed = false;
+      if (!texts_stay_) KeepText(at);
+      return Status();
+    }
     if (is_null) {
       value = values::Value::Null();
     } else {

@@ -254,6 +254,20 @@ void SendBarely(const Place& place, const std::string& records, const std::strin
   }
 }
 
+void FetchBarely(const Place& place) {
+  constexpr std::size_t kRows = 500, kCell = 128;
+  Bare bare(place.connect);
+  SQLSetStmtAttr(bare.statement(), SQL_ATTR_ROW_ARRAY_SIZE, Number(kRows), 0);
+  std::vector<char> cells(kFieldCount * kRows * kCell);
+  std::vector<SQLLEN> sizes(kFieldCount * kRows);
+  bare.Send("SELECT * FROM people");
+  for (std::size_t i = 0; i < kFieldCount; ++i)
+    bare.RequireStatement(SQLBindCol(bare.statement(), static_cast<SQLUSMALLINT>(i + 1), SQL_C_CHAR,
+                                     &cells[i * kRows * kCell], kCell, &sizes[i * kRows]));
+  SQLRETURN result = SQL_SUCCESS;
+  while ((result = SQLFetch(bare.statement())) != SQL_NO_DATA) bare.RequireStatement(result);
+}
+
 void RunSql(const Place& place, const std::string& sql) {
   Bare(place.connect).Send(sql);
 }

@@ -59,15 +59,17 @@ double CpuOf(int pid) {
   return seconds;
 }
 
+double UsedBy(int who) {
+  rusage usage{};
+  getrusage(who, &usage);
+  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+double cpu_of_watching = 0;  // of this program while it looked at another one's memory
+
 double ClientCpu() {
-  double seconds = 0;
-  for (int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
-    rusage usage{};
-    getrusage(who, &usage);
-    seconds += static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-               static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-  }
-  return seconds;
+  return UsedBy(RUSAGE_SELF) + UsedBy(RUSAGE_CHILDREN) - cpu_of_watching;
 }
 
 struct Spent {
@@ -126,6 +128,7 @@ double RunProgram(const Place& place, std::vector<std::string> words) {
   posix_spawn_file_actions_addopen(&quiet, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   pid_t child = 0;
   int status = 1;
+  const double before = UsedBy(RUSAGE_SELF);
   double most = 0;
   if (posix_spawn(&child, KELVORIN_PROGRAM, &quiet, nullptr, arguments.data(), environ) == 0) {
     while (waitpid(child, &status, WNOHANG) == 0) {
@@ -136,6 +139,7 @@ double RunProgram(const Place& place, std::vector<std::string> words) {
     }
   }
   posix_spawn_file_actions_destroy(&quiet);
+  cpu_of_watching += UsedBy(RUSAGE_SELF) - before;
   if (status == 0) return most;
   std::fprintf(stderr, "%s: the program failed\n", place.kind.c_str());
   std::exit(1);
@@ -149,13 +153,15 @@ int ServerPid(const Place& place) {
   return pid;
 }
 
-/// Least of `rounds` on an empty table.
-Spent Measure(const Place& place, int rounds, long expected, const std::function<void()>& load) {
+/// Least of `rounds`, on an empty table unless it is only `read`.
+Spent Measure(const Place& place, int rounds, long expected, const std::function<void()>& load,
+              bool read = false) {
   Spent best;
   for (int round = 0; round < rounds; ++round) {
     // Not by DELETE: MariaDB would clear deleted records away while the next strategy is measured.
-    bench::RunSql(place, place.kind == "sqlite" ? "DELETE FROM people" : "TRUNCATE TABLE people");
-    if (place.kind == "postgres") bench::RunSql(place, "VACUUM FULL people");
+    if (!read)
+      bench::RunSql(place, place.kind == "sqlite" ? "DELETE FROM people" : "TRUNCATE TABLE people");
+    if (!read && place.kind == "postgres") bench::RunSql(place, "VACUUM FULL people");
     const int server = ServerPid(place);
     // The process that served a connection counts once its parent has noticed its end.
     usleep(300000);
@@ -185,6 +191,27 @@ void Line(const char* what, const Spent& spent, const Spent& yardstick, std::siz
   std::fflush(stdout);
 }
 
+/// Reading the table that the run before filled, against a bare loop over all its rows. The program
+/// makes values of them and stores none.
+void Readings(const Place& place, const std::string& tables, int rounds, long count) {
+  const Spent bare = Measure(
+      place, rounds, count, [&] { bench::FetchBarely(place); }, true);
+  const auto records = static_cast<std::size_t>(count);
+  Line("bare: fetching every row", bare, bare, records);
+  const std::vector<std::string> words = {
+      "ODBC:" + place.connect, "--source-table", "people", "--into",
+      "DBASE4:" + tables,      "--table",        "read"};
+  const auto with = [&](std::vector<std::string> last) {
+    last.insert(last.begin(), words.begin(), words.end());
+    return last;
+  };
+  RunProgram(place, with({"--create", "--max-lines", "1"}));
+  Line("the program, reading into nothing",
+       Measure(
+           place, rounds, count, [&] { RunProgram(place, with({"--dry-run"})); }, true),
+       bare, records);
+}
+
 /// The program from a text file and, unless `brief`, from a dBASE table and back into one, with the
 /// memory of each.
 void WholeRuns(const Place& place, const std::string& folder, std::size_t records,
@@ -204,6 +231,7 @@ void WholeRuns(const Place& place, const std::string& folder, std::size_t record
        Measure(place, rounds, count, [&] { memory = RunProgram(place, words({text})); }), native,
        records);
   std::printf("  %44s %6.1f MiB at most\n", "", memory);
+  Readings(place, tables, rounds, count);
   if (brief) return;
   RunProgram(place, {text, "--into", "DBASE4:" + tables, "--table", "people", "--create"});
   Line(

@@ -21,6 +21,8 @@ void LoadNatively(const Place& place, const std::string& records);
 /// `chunk` records a statement.
 void SendBarely(const Place& place, const std::string& records, const std::string& strategy,
                 std::size_t chunk);
+/// Reads every value of the table people as text, in blocks of rows.
+void FetchBarely(const Place& place);
 /// Runs one statement through a connection of its own.
 void RunSql(const Place& place, const std::string& sql);
 /// COUNT(*) of the table people.

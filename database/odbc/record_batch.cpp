@@ -1,30 +1,39 @@
 #include "database/odbc/record_batch.h"
 
 #include "base/M_STRING.h"
+#include "database/odbc/utf8.h"
 
 namespace kelvorin::database::odbc {
 
 Status RecordBatch::Add(std::int64_t record_no, std::span<const values::Value> row) {
-  const std::size_t before = text_.size();
+  const std::size_t before = used_;
   const std::size_t first = ends_.size();
   ends_.resize(first + row.size());
   kinds_.resize(first + row.size());
   for (std::size_t i = 0; i < row.size(); ++i) {
     const values::Value& value = row[i];
-    CellKind& kind = kinds_[first + i];
-    Status status = AppendCell(value, types_[i], text_, kind);
-    if (!status.ok()) {
-      text_.resize(before);
-      ends_.resize(first);
-      kinds_.resize(first);
-      return status;
-    }
-    if (kind == CellKind::kWhole) {
+    CellKind kind = CellKind::kQuoted;
+    if (value.kind == values::Kind::kText && IsPlainText(value.text)) [[likely]] {
+      Put(value.text.data(), value.text.size());
+    } else {
+      cell_.clear();
+      Status status = AppendCell(value, types_[i], cell_, kind);
+      if (!status.ok()) {
+        used_ = before;
+        ends_.resize(first);
+        kinds_.resize(first);
+        return status;
+      }
       const std::int64_t number =
           value.kind == values::Kind::kBoolean ? std::int64_t{value.boolean} : value.integer;
-      text_.append(reinterpret_cast<const char*>(&number), sizeof number);
+      if (kind == CellKind::kWhole) {
+        Put(reinterpret_cast<const char*>(&number), sizeof number);
+      } else {
+        Put(cell_.data(), cell_.size());
+      }
     }
-    ends_[first + i] = text_.size();
+    ends_[first + i] = used_;
+    kinds_[first + i] = kind;
   }
   numbers_.push_back(record_no);
   return Status();
@@ -32,7 +41,7 @@ Status RecordBatch::Add(std::int64_t record_no, std::span<const values::Value> r
 
 void RecordBatch::Clear() noexcept {
   numbers_.clear();
-  text_.clear();
+  used_ = 0;
   ends_.clear();
   kinds_.clear();
   ++generation_;

@@ -66,10 +66,17 @@ class RecordBatch {
 
  private:
   std::size_t Start(std::size_t i) const noexcept { return i == 0 ? 0 : ends_[i * fields() - 1]; }
+  void Put(const char* bytes, std::size_t size) {
+    if (text_.size() - used_ < size) text_.resize(2 * text_.size() + size);
+    if (size != 0) std::memcpy(text_.data() + used_, bytes, size);
+    used_ += size;
+  }
 
   std::vector<values::TypeCode> types_;
   std::vector<std::int64_t> numbers_;  // of the records
-  std::string text_;                   // of the values, and the bytes of whole numbers
+  std::vector<char> text_;             // of the values, and the bytes of whole numbers
+  std::size_t used_ = 0;               // of text_
+  std::string cell_;                   // a value on its way
   std::vector<std::size_t> ends_;      // of each value in text_; fields() a record
   std::vector<CellKind> kinds_;
   std::uint64_t generation_ = 1;

@@ -56,6 +56,11 @@ void AppendVarint(std::uint64_t value, std::string& out) {
     out += static_cast<char>(value);
     return;
   }
+  if (value < 0x4000) {
+    out += static_cast<char>(value >> 7 | 0x80);
+    out += static_cast<char>(value & 0x7F);
+    return;
+  }
   char bytes[10];
   out.append(bytes, PutVarint(value, bytes));
 }

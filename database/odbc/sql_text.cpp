@@ -57,9 +57,13 @@ Status AppendNumber(const Value& value, TypeCode type, std::string& out) {
   const std::size_t from = out.size();
   values::ValueFormat::Neutral().Append(value, out);
   const std::string_view number = std::string_view(out).substr(from);
-  if (!number.empty() && number.find_first_not_of("0123456789.+-eE") == std::string_view::npos &&
-      number.find("--") == std::string_view::npos)
-    return Status();
+  bool bare = !number.empty();
+  for (char before = 0; const char c : number) {
+    bare &= base::IsDigit(c) || c == '.' || c == '+' || (c == '-' && before != '-') || c == 'e' ||
+            c == 'E';
+    before = c;
+  }
+  if (bare) return Status();
   out.resize(from);
   return Refuse(type, "it is no number");
 }
@@ -125,10 +129,6 @@ Status AppendCell(const Value& value, TypeCode type, std::string& out, CellKind&
     case Kind::kDateTime:
       return AppendDateTime(value.date_time, type, out);
     case Kind::kText:
-      if (IsPlainText(value.text)) [[likely]] {
-        out += value.text;
-        return Status();
-      }
       if (value.text.find('\0') != std::string_view::npos)
         return Refuse(type, "it holds a character of code 0");
       return AppendUtf8Text(value.text, out);

@@ -11,18 +11,23 @@ namespace kelvorin::database::odbc {
 bool IsPlainText(std::string_view text) noexcept {
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = 0x80 * kOnes;
-  const char* at = text.data();
-  std::size_t left = text.size();
-  for (; left >= sizeof(std::uint64_t);
-       at += sizeof(std::uint64_t), left -= sizeof(std::uint64_t)) {
+  constexpr std::size_t kStep = sizeof(std::uint64_t);
+  // Of bytes without their high bit only 0 gets it by taking 1 away.
+  const auto plain = [](const char* at) {
     std::uint64_t eight;
-    std::memcpy(&eight, at, sizeof eight);
-    // Of bytes without their high bit only 0 gets it by taking 1 away.
-    if ((((eight - kOnes) | eight) & kHighBits) != 0) return false;
+    std::memcpy(&eight, at, kStep);
+    return (((eight - kOnes) | eight) & kHighBits) == 0;
+  };
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  if (text.size() < kStep) {
+    for (; at != end; ++at)
+      if (static_cast<signed char>(*at) <= 0) return false;
+    return true;
   }
-  for (; left != 0; ++at, --left)
-    if (static_cast<signed char>(*at) <= 0) return false;
-  return true;
+  for (; end - at > static_cast<std::ptrdiff_t>(kStep); at += kStep)
+    if (!plain(at)) return false;
+  return plain(end - kStep);  // some of it for the second time
 }
 
 Status AppendUtf8Text(std::string_view text, std::string& out) {
