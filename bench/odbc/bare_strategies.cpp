@@ -73,19 +73,25 @@ std::string Columns() {
   return columns + ")";
 }
 
+/// Hands each record and its number in the chunk to `add`, and each chunk's size to `send`.
+template <typename Add, typename Send>
+void InChunks(const std::string& records, std::size_t chunk, const Add& add, const Send& send) {
+  std::size_t count = 0;
+  ForEachRecord(records, [&](const Fields& fields) {
+    add(fields, count);
+    if (++count != chunk) return;
+    send(count);
+    count = 0;
+  });
+  if (count != 0) send(count);
+}
+
 void SendValues(Bare& bare, const std::string& records, std::size_t chunk, bool group) {
   const std::string into = "INSERT INTO people " + Columns() + " VALUES ";
   std::string sql = into;
-  std::size_t count = 0, total = 0;
+  std::size_t total = 0;
   if (group) bare.Autocommit(false);
-  const auto send = [&] {
-    if (count == 0) return;
-    bare.Send(sql);
-    sql = into;
-    count = 0;
-    if (group && total % 10000 == 0) bare.Commit();
-  };
-  ForEachRecord(records, [&](const Fields& fields) {
+  const auto add = [&](const Fields& fields, std::size_t count) {
     if (count != 0) sql += ',';
     sql += '(';
     for (std::size_t i = 0; i < kFieldCount; ++i) {
@@ -93,10 +99,13 @@ void SendValues(Bare& bare, const std::string& records, std::size_t chunk, bool 
       AppendSql(fields[i], kIsNumber[i], sql);
     }
     sql += ')';
-    ++total;
-    if (++count == chunk) send();
+  };
+  InChunks(records, chunk, add, [&](std::size_t count) {
+    bare.Send(sql);
+    sql = into;
+    total += count;
+    if (group && total % 10000 == 0) bare.Commit();
   });
-  send();
   if (group) bare.Commit();
 }
 
@@ -120,41 +129,39 @@ void AppendElement(std::string_view value, bool is_number, bool doubled, std::st
 
 void SendUnnest(Bare& bare, const std::string& records, std::size_t chunk) {
   std::vector<std::string> arrays(kFieldCount);
-  std::string sql;
-  std::size_t count = 0;
-  const auto send = [&] {
-    if (count == 0) return;
-    sql = "INSERT INTO people " + Columns() + " SELECT * FROM unnest(";
+  const auto add = [&](const Fields& fields, std::size_t count) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (count != 0) arrays[i] += ',';
+      AppendElement(fields[i], kIsNumber[i], true, arrays[i]);
+    }
+  };
+  InChunks(records, chunk, add, [&](std::size_t) {
+    std::string sql = "INSERT INTO people " + Columns() + " SELECT * FROM unnest(";
     for (std::size_t i = 0; i < kFieldCount; ++i) {
       if (i != 0) sql += ',';
       sql += "'{" + arrays[i] + "}'::" + kElementTypes[i] + "[]";
       arrays[i].clear();
     }
     bare.Send(sql + ")");
-    count = 0;
-  };
-  ForEachRecord(records, [&](const Fields& fields) {
-    for (std::size_t i = 0; i < kFieldCount; ++i) {
-      if (count != 0) arrays[i] += ',';
-      AppendElement(fields[i], kIsNumber[i], true, arrays[i]);
-    }
-    if (++count == chunk) send();
   });
-  send();
 }
 
-// The same with one bound text per column: the server's parser never sees the values.
+// The same with one bound text per column, so that the server's parser never sees the values, in
+// the list of targets, where the arrays run side by side.
 void SendArrayParameters(Bare& bare, const std::string& records, std::size_t chunk) {
   std::vector<std::string> arrays(kFieldCount, "{");
   std::vector<SQLLEN> sizes(kFieldCount);
-  std::string sql = "INSERT INTO people " + Columns() + " SELECT * FROM unnest(";
+  std::string sql = "INSERT INTO people " + Columns() + " SELECT ";
   for (std::size_t i = 0; i < kFieldCount; ++i)
-    sql += std::string(i == 0 ? "" : ",") + "?::" + kElementTypes[i] + "[]";
-  sql += ")";
+    sql += std::string(i == 0 ? "" : ",") + "unnest(?::" + kElementTypes[i] + "[])";
   bare.RequireStatement(SQLPrepare(bare.statement(), Chars(sql), SQL_NTS));
-  std::size_t count = 0;
-  const auto send = [&] {
-    if (count == 0) return;
+  const auto add = [&](const Fields& fields, std::size_t count) {
+    for (std::size_t i = 0; i < kFieldCount; ++i) {
+      if (count != 0) arrays[i] += ',';
+      AppendElement(fields[i], kIsNumber[i], false, arrays[i]);
+    }
+  };
+  InChunks(records, chunk, add, [&](std::size_t) {
     for (std::size_t i = 0; i < kFieldCount; ++i) {
       arrays[i] += '}';
       sizes[i] = static_cast<SQLLEN>(arrays[i].size());
@@ -164,16 +171,7 @@ void SendArrayParameters(Bare& bare, const std::string& records, std::size_t chu
     }
     bare.RequireStatement(SQLExecute(bare.statement()));
     for (std::string& array : arrays) array = "{";
-    count = 0;
-  };
-  ForEachRecord(records, [&](const Fields& fields) {
-    for (std::size_t i = 0; i < kFieldCount; ++i) {
-      if (count != 0) arrays[i] += ',';
-      AppendElement(fields[i], kIsNumber[i], false, arrays[i]);
-    }
-    if (++count == chunk) send();
   });
-  send();
 }
 
 void SendBoundArrays(Bare& bare, const std::string& records, std::size_t chunk) {
@@ -186,53 +184,45 @@ void SendBoundArrays(Bare& bare, const std::string& records, std::size_t chunk) 
     bare.RequireStatement(SQLBindParameter(bare.statement(), static_cast<SQLUSMALLINT>(i + 1),
                                            SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, kCell, 0,
                                            cells[i].data(), kCell, sizes[i].data()));
-  std::size_t count = 0;
-  const auto send = [&] {
-    if (count == 0) return;
-    SQLSetStmtAttr(bare.statement(), SQL_ATTR_PARAMSET_SIZE, Number(count), 0);
-    bare.RequireStatement(SQLExecute(bare.statement()));
-    count = 0;
-  };
-  ForEachRecord(records, [&](const Fields& fields) {
+  const auto add = [&](const Fields& fields, std::size_t count) {
     for (std::size_t i = 0; i < kFieldCount; ++i) {
       std::memcpy(cells[i].data() + count * kCell, fields[i].data(), fields[i].size());
       sizes[i][count] = static_cast<SQLLEN>(fields[i].size());
     }
-    if (++count == chunk) send();
+  };
+  InChunks(records, chunk, add, [&](std::size_t count) {
+    SQLSetStmtAttr(bare.statement(), SQL_ATTR_PARAMSET_SIZE, Number(count), 0);
+    bare.RequireStatement(SQLExecute(bare.statement()));
   });
-  send();
 }
 
-// A file of records attached to the database, copied from by one statement a chunk.
-void SendSideFile(Bare& bare, const std::string& records, std::size_t chunk) {
+// A file of records attached to the database, copied from by one statement a chunk. With
+// `reads_digits` numbers with a point are texts that their columns make numbers of.
+void SendSideFile(Bare& bare, const std::string& records, std::size_t chunk, bool reads_digits) {
   database::odbc::SideTable side(kFieldCount);
   bare.Send("ATTACH DATABASE '" + side.path() + "' AS side");
-  std::string sql = "INSERT INTO people " + Columns() +
-                    " SELECT c0,c1,c2,c3,c4,CAST(c5 AS TEXT)+0.0,c6,c7,c8,c9 FROM side.r";
-  std::size_t count = 0;
-  const auto send = [&] {
-    if (count == 0) return;
-    side.Write();
-    bare.Send(sql);  // its own transaction
-    side.Clear();
-    count = 0;
-  };
-  ForEachRecord(records, [&](const Fields& fields) {
+  const std::string debt = reads_digits ? "c5" : "CAST(c5 AS TEXT)+0.0";
+  const std::string sql = "INSERT INTO people " + Columns() + " SELECT c0,c1,c2,c3,c4," + debt +
+                          ",c6,c7,c8,c9 FROM side.r";
+  const auto add = [&](const Fields& fields, std::size_t) {
     for (std::size_t i = 0; i < kFieldCount; ++i) {
       std::int64_t number = 0;
-      if (!kIsNumber[i]) {
-        side.AddText(fields[i]);
-      } else if (const char* end = fields[i].data() + fields[i].size();
-                 std::from_chars(fields[i].data(), end, number).ptr == end) {
+      const char* const end = fields[i].data() + fields[i].size();
+      if (kIsNumber[i] && std::from_chars(fields[i].data(), end, number).ptr == end) {
         side.AddInteger(number);
-      } else {
+      } else if (kIsNumber[i] && !reads_digits) {
         side.AddBytes(fields[i]);
+      } else {
+        side.AddText(fields[i]);
       }
     }
     side.EndRow();
-    if (++count == chunk) send();
+  };
+  InChunks(records, chunk, add, [&](std::size_t) {
+    side.Write();
+    bare.Send(sql);  // its own transaction
+    side.Clear();
   });
-  send();
   bare.Send("DETACH DATABASE side");
 }
 
@@ -245,8 +235,8 @@ void SendBarely(const Place& place, const std::string& records, const std::strin
     SendValues(bare, records, chunk, place.kind == "sqlite");
   } else if (strategy == "unnest") {
     SendUnnest(bare, records, chunk);
-  } else if (strategy == "side file") {
-    SendSideFile(bare, records, chunk);
+  } else if (strategy.starts_with("side file")) {
+    SendSideFile(bare, records, chunk, strategy != "side file");
   } else if (strategy == "array parameters") {
     SendArrayParameters(bare, records, chunk);
   } else {

@@ -263,7 +263,7 @@ void Compare(const Place& place, const std::string& folder, std::size_t records,
   const Spent native = Measure(place, rounds, count, [&] { bench::LoadNatively(place, file); });
   Line("native bulk", native, native, records);
   const std::map<std::string, std::vector<std::pair<std::string, std::size_t>>> strategies = {
-      {"sqlite", {{"values", 500}, {"side file", 1000}, {"side file", 10000}}},
+      {"sqlite", {{"values", 500}, {"side file", 10000}, {"side file with texts", 10000}}},
       {"postgres",
        {{"values", 500}, {"unnest", 500}, {"unnest", 2000}, {"array parameters", 2000}}},
       {"mariadb",

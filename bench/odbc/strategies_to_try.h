@@ -17,8 +17,8 @@ struct Place {
 
 // Native: sqlite3 prepared inserts in one transaction, COPY, LOAD DATA.
 void LoadNatively(const Place& place, const std::string& records);
-/// Bare ODBC; `strategy` is "values", "side file", "unnest", "bound arrays" or "array parameters".
-/// `chunk` records a statement.
+/// Bare ODBC; `strategy` is "values", "side file", "side file with texts", "unnest", "bound arrays"
+/// or "array parameters". `chunk` records a statement.
 void SendBarely(const Place& place, const std::string& records, const std::string& strategy,
                 std::size_t chunk);
 /// Reads every value of the table people as text, in blocks of rows.

@@ -173,6 +173,8 @@ LiteralRow::LiteralRow(const std::vector<std::string>& literals) : texts_(litera
     } else if (text.front() == '\'') {
       text = base::Replace(text.substr(1, text.size() - 2), "''", "'");
       values_.push_back(Value::Text(text));
+    } else if (const auto whole = base::ParseWholeInteger(text); whole && *whole % 3 != 0) {
+      values_.push_back(Value::Integer(*whole));  // the others stay digits
     } else {
       const bool exact = text.find('e') == std::string::npos;
       values_.push_back(Value::Double(std::strtod(text.c_str(), nullptr),
