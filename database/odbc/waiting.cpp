@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <future>
 #include <thread>
 #include <vector>
 
@@ -25,25 +24,73 @@ void EndNewSockets(const std::vector<os::SocketIdentity>& before) {
 
 }  // namespace
 
+CallThread::~CallThread() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void CallThread::Begin(const std::function<SQLRETURN()>& call) {
+  {
+    const std::lock_guard lock(mutex_);
+    call_ = &call;
+  }
+  if (thread_.joinable()) {
+    changed_.notify_all();
+  } else {
+    thread_ = std::thread([this] { Work(); });
+  }
+}
+
+void CallThread::Work() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return ended_ || call_ != nullptr; });
+    if (call_ == nullptr) return;
+    const std::function<SQLRETURN()>& call = *call_;
+    lock.unlock();
+    const SQLRETURN answer = call();
+    lock.lock();
+    answer_ = answer;
+    call_ = nullptr;
+    changed_.notify_all();
+  }
+}
+
+bool CallThread::HasReturned(milliseconds most) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, most, [this] { return call_ == nullptr; });
+}
+
+SQLRETURN CallThread::Answer() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return call_ == nullptr; });
+  return answer_;
+}
+
 SQLRETURN Waiting::Run(SQLHSTMT statement, const std::function<SQLRETURN()>& call) {
   if (!stop_ || !socket_) return call();
-  std::future<SQLRETURN> answer = std::async(std::launch::async, call);
-  while (answer.wait_for(kAskEvery) != std::future_status::ready) {
+  calls_.Begin(call);
+  while (!calls_.HasReturned(kAskEvery)) {
     if (!AskedToStop()) continue;
     // Drivers ask the server over a connection of its own, which a server that stands still would
     // keep waiting as well.
     const std::vector<os::SocketIdentity> before = os::ConnectedSockets();
     std::thread asking([statement] { SQLCancel(statement); });
-    if (answer.wait_for(kGiveUpAfter) != std::future_status::ready) {
+    if (!calls_.HasReturned(kGiveUpAfter)) {
       os::ShutDown(*socket_);
       EndNewSockets(before);
     }
-    answer.wait();
+    calls_.Answer();
     EndNewSockets(before);
     asking.join();
     break;
   }
-  return answer.get();
+  return calls_.Answer();
 }
 
 bool Waiting::TryLockAgain() {

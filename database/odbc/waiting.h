@@ -6,13 +6,45 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 #include "os/sockets.h"
 
 namespace kelvorin::database::odbc {
+
+/// Runs one call after the other on a thread of its own, which begins with the first. One thread
+/// for all of them: drivers allocate large buffers, which a new thread for each call would find
+/// anew.
+class CallThread {
+ public:
+  CallThread() = default;
+  ~CallThread();
+  CallThread(const CallThread&) = delete;
+  CallThread& operator=(const CallThread&) = delete;
+
+  /// The call before has been waited for. `call` lives until this one has.
+  void Begin(const std::function<SQLRETURN()>& call);
+  /// Whether the call has returned, after waiting so long for it at most.
+  bool HasReturned(std::chrono::milliseconds most);
+  /// What it returned, waited for without end.
+  SQLRETURN Answer();
+
+ private:
+  void Work();
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  const std::function<SQLRETURN()>* call_ = nullptr;  // null: nothing to do
+  SQLRETURN answer_ = SQL_SUCCESS;
+  bool ended_ = false;
+  std::thread thread_;  // last: it uses the others
+};
 
 /// One connection's way of waiting; shared with its statements.
 class Waiting {
@@ -50,6 +82,7 @@ class Waiting {
   std::int64_t locked_since_ = -1;
   std::int64_t last_locked_ = 0;
   bool stopped_ = false;
+  CallThread calls_;
 };
 
 }  // namespace kelvorin::database::odbc
