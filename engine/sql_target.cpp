@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "base/M_STRING.h"
 #include "database/engine.h"
 #include "database/row_poster.h"
 #include "engine/key_values.h"
@@ -10,6 +12,14 @@ namespace kelvorin::engine {
 namespace {
 
 using database::PostMode;
+
+/// "1999-12-31"
+bool IsPlainDate(std::string_view text) noexcept {
+  constexpr std::string_view kShape = "0000-00-00";
+  return text.size() == kShape.size() &&
+         std::equal(text.begin(), text.end(), kShape.begin(),
+                    [](char c, char shape) { return shape == '-' ? c == '-' : base::IsDigit(c); });
+}
 
 // Collects the values of a record and posts them, in groups where a receiver takes the outcomes,
 // else one by one.
@@ -105,6 +115,12 @@ class SqlTarget final : public TargetWriter, private database::RowReceiver {
     if (changed && value.kind == values::Kind::kDateTime && def.Decimals == 0 &&
         keeps.time == values::Resolution::Time::kSeconds)
       value.date_time.milliseconds -= value.date_time.milliseconds % 1000;
+    // Written again it would be the same text.
+    if (value.kind == values::Kind::kDateTime && def.Type == values::TypeCode::kDate &&
+        IsPlainDate(text)) {
+      value.kind = values::Kind::kText;
+      value.text = text;
+    }
     const bool stays = texts_stay_ && value.text.data() == text.data();
     if (!stays && !value.text.empty()) KeepText(at);
     return Status();
