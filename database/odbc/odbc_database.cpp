@@ -111,7 +111,7 @@ Result<std::unique_ptr<database::RowPoster>> OdbcDatabase::MakeRowPoster(
   return database::Guarded(engine(), [&]() -> std::unique_ptr<database::RowPoster> {
     RequireUpdatable();
     session_.RequireConnection();
-    RoadTarget target;
+    PostTarget target;
     target.table = ResolveTable(session_, name);
     target.def = DescribeTable(session_, target.table);
     if (!target.def.Updatable)

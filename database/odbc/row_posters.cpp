@@ -28,7 +28,7 @@ bool Tell(database::RowReceiver& receiver, std::int64_t record_no, const PostFai
 /// itself ends in the engine's pending errors.
 class Poster : public database::RowPoster {
  public:
-  Poster(database::DBEngine& engine, Session& session, const RoadTarget& target)
+  Poster(database::DBEngine& engine, Session& session, const PostTarget& target)
       : engine_(engine),
         session_(session),
         table_(SqlName(session, target.table)),
@@ -91,7 +91,7 @@ class Poster : public database::RowPoster {
 
 class InsertPoster final : public Poster {
  public:
-  InsertPoster(database::DBEngine& engine, Session& session, const RoadTarget& target,
+  InsertPoster(database::DBEngine& engine, Session& session, const PostTarget& target,
                std::unique_ptr<PostStrategy> strategy, database::RowReceiver& receiver)
       : Poster(engine, session, target),
         strategy_(std::move(strategy)),
@@ -122,7 +122,7 @@ class InsertPoster final : public Poster {
 /// Each record is one UPDATE, and where that met nothing and it is wished, one INSERT.
 class UpdatePoster final : public Poster {
  public:
-  UpdatePoster(database::DBEngine& engine, Session& session, const RoadTarget& target,
+  UpdatePoster(database::DBEngine& engine, Session& session, const PostTarget& target,
                database::RowReceiver& receiver, database::PostOptions options)
       : Poster(engine, session, target),
         receiver_(receiver),
@@ -226,7 +226,7 @@ class UpdatePoster final : public Poster {
 }  // namespace
 
 std::unique_ptr<database::RowPoster> MakeInsertPoster(database::DBEngine& engine, Session& session,
-                                                      RoadTarget target,
+                                                      PostTarget target,
                                                       database::RowReceiver& receiver,
                                                       bool one_by_one) {
   auto strategy = MakeStrategy(session, target, one_by_one);
@@ -234,7 +234,7 @@ std::unique_ptr<database::RowPoster> MakeInsertPoster(database::DBEngine& engine
 }
 
 std::unique_ptr<database::RowPoster> MakeUpdatePoster(database::DBEngine& engine, Session& session,
-                                                      RoadTarget target,
+                                                      PostTarget target,
                                                       database::RowReceiver& receiver,
                                                       database::PostOptions options) {
   return std::make_unique<UpdatePoster>(engine, session, target, receiver, std::move(options));

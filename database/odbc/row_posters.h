@@ -11,12 +11,12 @@ namespace kelvorin::database::odbc {
 
 /// `session`, `engine` and `receiver` outlive the poster.
 std::unique_ptr<database::RowPoster> MakeInsertPoster(database::DBEngine& engine, Session& session,
-                                                      RoadTarget target,
+                                                      PostTarget target,
                                                       database::RowReceiver& receiver,
                                                       bool one_by_one);
 /// Throws kInvalidArgument for keys that are no fields of the poster.
 std::unique_ptr<database::RowPoster> MakeUpdatePoster(database::DBEngine& engine, Session& session,
-                                                      RoadTarget target,
+                                                      PostTarget target,
                                                       database::RowReceiver& receiver,
                                                       database::PostOptions options);
 

@@ -34,7 +34,7 @@ bool MayHavePoint(database::TypeCode type) {
 }  // namespace
 
 SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
-                                     bool refuses_doubles, const RoadTarget& target,
+                                     bool refuses_doubles, const PostTarget& target,
                                      std::vector<bool> reads_digits)
     : SqlStrategy(session, into, refuses_doubles, SideLimits(target.fields.size())),
       side_(target.fields.size()),
@@ -58,7 +58,7 @@ SideTableStrategy::SideTableStrategy(Session& session, const std::string& into,
 
 std::unique_ptr<PostStrategy> SideTableStrategy::Make(Session& session, const std::string& into,
                                                       bool refuses_doubles,
-                                                      const RoadTarget& target,
+                                                      const PostTarget& target,
                                                       std::vector<bool> reads_digits) {
   try {
     std::unique_ptr<SideTableStrategy> strategy(

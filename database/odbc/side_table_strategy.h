@@ -18,7 +18,7 @@ class SideTableStrategy final : public SqlStrategy {
   /// or no temporary file can be had. The records then go as lists of values. `reads_digits`: for
   /// each field whether a text of digits is stored as the number that they are.
   static std::unique_ptr<PostStrategy> Make(Session& session, const std::string& into,
-                                            bool refuses_doubles, const RoadTarget& target,
+                                            bool refuses_doubles, const PostTarget& target,
                                             std::vector<bool> reads_digits);
   ~SideTableStrategy() override;
 
@@ -26,7 +26,7 @@ class SideTableStrategy final : public SqlStrategy {
 
  private:
   SideTableStrategy(Session& session, const std::string& into, bool refuses_doubles,
-                    const RoadTarget& target, std::vector<bool> reads_digits);
+                    const PostTarget& target, std::vector<bool> reads_digits);
   bool Attach();
   void Load(const RecordBatch& batch);
   bool AddPlain(std::string_view digits, std::size_t field);

@@ -13,7 +13,7 @@ namespace kelvorin::database::odbc {
 namespace {
 
 // The text of an amount of money is read by the server's locale, a plain number is not.
-std::vector<std::string> ElementTypes(std::vector<std::string> types, const RoadTarget& target) {
+std::vector<std::string> ElementTypes(std::vector<std::string> types, const PostTarget& target) {
   for (std::size_t i = 0; i < types.size(); ++i) {
     const int field = target.def.FindField(target.fields[i]);
     if (target.def.Fields[static_cast<std::size_t>(field)].Type == database::TypeCode::kCurrency)
@@ -24,7 +24,7 @@ std::vector<std::string> ElementTypes(std::vector<std::string> types, const Road
 
 }  // namespace
 
-std::unique_ptr<PostStrategy> MakeStrategy(Session& session, RoadTarget target, bool one_by_one) {
+std::unique_ptr<PostStrategy> MakeStrategy(Session& session, PostTarget target, bool one_by_one) {
   const bool refuses_doubles =
       std::any_of(target.def.Indexes.begin(), target.def.Indexes.end(),
                   [](const database::IndexDef& index) { return index.Unique; });

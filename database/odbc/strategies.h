@@ -13,7 +13,7 @@
 namespace kelvorin::database::odbc {
 
 /// The target of a strategy, resolved once.
-struct RoadTarget {
+struct PostTarget {
   TableEntry table;
   database::TableDef def;
   std::vector<std::string> fields;  // as the server spells them
@@ -22,6 +22,6 @@ struct RoadTarget {
 
 /// The strategy for a target. With `one_by_one`, or where the table's triggers, rules, keys or
 /// engine would tell chunks from single records, every record is a statement of its own.
-std::unique_ptr<PostStrategy> MakeStrategy(Session& session, RoadTarget target, bool one_by_one);
+std::unique_ptr<PostStrategy> MakeStrategy(Session& session, PostTarget target, bool one_by_one);
 
 }  // namespace kelvorin::database::odbc

@@ -9,7 +9,7 @@
 
 namespace kelvorin::database::odbc {
 
-/// Servers whose habits are known; everything else is treated with the general rules.
+/// Servers whose ways are known; everything else is treated with the general rules.
 enum class Server { kSqlite, kPostgres, kMariaDb, kOther };
 
 /// A result column in the driver's words.

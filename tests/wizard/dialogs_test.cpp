@@ -172,7 +172,7 @@ TEST_CASE("Enabling rules of the options") {
   CHECK(taken.StartingLine == 1);
 }
 
-TEST_CASE("Key lookup and appending at the end are never asked for together, by no road") {
+TEST_CASE("Key lookup and appending at the end are never asked for together, by no way") {
   OptionsRig rig;
   rig.Fill();
   frmAdvanced& form = rig.form;
