@@ -5,6 +5,8 @@ By hand, with a release build: KELVORIN_KILLS=200 crash_test.py KELVORIN SAMPLES
 kills each scenario so often (2 without the variable), at instants that KELVORIN_SEED chooses.
 """
 
+import csv
+import io
 import json
 import os
 import pathlib
@@ -14,15 +16,30 @@ import signal
 import struct
 import subprocess
 import sys
+import tempfile
 import time
+import unittest
 
-from road import ENVIRONMENT, KELVORIN, Road, dump, kelvorin, main, rows_of, run
-
-SAMPLES = sys.argv[2]
+KELVORIN, SAMPLES = sys.argv[1:3]
 TOOLS = pathlib.Path(SAMPLES).parent / "tools"
+ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "850"}
 KILLS = int(os.environ.get("KELVORIN_KILLS", "2"))
 OLD = 40
 SEALED = 1
+
+
+def kelvorin(*words, check=None):
+    done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, text=True,
+                          env=ENVIRONMENT, timeout=240)
+    if check is not None and done.returncode != check:
+        raise AssertionError(f"{words}: status {done.returncode}, expected {check}\n"
+                             f"{done.stdout[-2000:]}\n{done.stderr[-2000:]}")
+    return done
+
+
+def rows_of(database, table):
+    text = kelvorin("dump", database, table, check=0).stdout
+    return list(csv.reader(io.StringIO(text, newline="")))[1:]
 
 
 def row(number, version=""):
@@ -40,22 +57,31 @@ def start(*words):
                             stderr=subprocess.DEVNULL, env=ENVIRONMENT)
 
 
-class Base(Road):
+class Base(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-crash-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+
+    def tree(self):
+        """Every file with its bytes."""
+        return {str(path): path.read_bytes() for path in sorted(self.folder.rglob("*"))
+                if path.is_file()}
+
     def make(self, kind, folder="t", keys=()):
         """A table of old records; what names it, and its main file."""
         home = self.folder / folder
         home.mkdir()
         name = {"Access": "S.mdb", "Paradox5": "BIG.DB"}.get(kind, "BIG.DBF")
         target = f"{kind}:{home / 'S.mdb' if kind == 'Access' else home}"
-        kelvorin("create", target, "BIG", "ID:Long", "NAME:Text:40", "NOTE:Memo", *keys)
-        kelvorin("import", write_rows(self.folder / "old.csv", range(OLD)), "--into", target, "--table", "BIG",
-                 "--map-in-order", "--save-as", "J", "--ini", self.folder / "jobs.ini")
+        kelvorin("create", target, "BIG", "ID:Long", "NAME:Text:40", "NOTE:Memo", *keys, check=0)
+        kelvorin("import", write_rows(self.folder / "old.csv", range(OLD)), "--into", target, "--table",
+                 "BIG", "--map-in-order", "--save-as", "J", "--ini", self.folder / "jobs.ini", check=0)
         return target, home / name
 
 
 class Kills(Base):
     def check_sound(self, target, main):
-        kelvorin("check", target)
+        kelvorin("check", target, check=0)
         self.assertFalse(pathlib.Path(f"{main}-journal").exists())
         if not TOOLS.exists():
             return
@@ -69,7 +95,9 @@ class Kills(Base):
             if index.exists():
                 words.append(["xbcheck.py", "index", main, index])
         for tool, *rest in words:
-            run(sys.executable, TOOLS / tool, *rest)
+            done = subprocess.run([sys.executable, TOOLS / tool, *rest], capture_output=True,
+                                  check=False)
+            self.assertEqual(done.returncode, 0, done.stdout[-2000:] + done.stderr[-2000:])
 
     def campaign(self, make, words, judge, table="BIG"):
         """Kills `import NEW words` after random times; `judge(rows)` says whether what is left can be."""
@@ -91,20 +119,21 @@ class Kills(Base):
                 self.die(process, journal, took, numbers, kill)
                 died += process.returncode == -signal.SIGKILL
                 sealed += is_sealed(journal)
-            before = self.files()
-            seen = kelvorin("dump", target, table, check=None)
-            self.assertEqual(self.files(), before, "reading changed a file")
+            before = self.tree()
+            seen = kelvorin("dump", target, table)
+            self.assertEqual(self.tree(), before, "reading changed a file")
             # The next writing puts things right; it has nothing to add.
             empty = self.folder / "none.csv"
             empty.write_text("")
             if seen.returncode == 0:
-                kelvorin("import", empty, "--into", target, "--table", table, "--map-in-order", "--separators", ",",
-                         check=0)
-                rows = dump(target, table)
-                self.assertEqual(rows, rows_of(seen.stdout)[1:])
+                kelvorin("import", empty, "--into", target, "--table", table, "--map-in-order",
+                         "--separators", ",", check=0)
+                rows = rows_of(target, table)
+                self.assertEqual(rows, list(csv.reader(io.StringIO(seen.stdout, newline="")))[1:])
             else:
                 self.assertNotEqual(table, "BIG", seen.stderr)  # a table that was not made yet
-                kelvorin("import", empty, "--into", target, "--table", "BIG", "--map-in-order", "--separators", ",", check=None)
+                kelvorin("import", empty, "--into", target, "--table", "BIG", "--map-in-order",
+                         "--separators", ",")
                 rows = None
             with self.subTest(kill=kill):
                 judge(rows)
@@ -131,28 +160,25 @@ class Kills(Base):
     def prefix(self, first, rows):
         self.assertEqual(rows, [row(first + i) for i in range(len(rows))])
 
-    def judge_append(self, rows):
-        self.assertGreaterEqual(len(rows), OLD)
-        self.prefix(0, rows)
-
     def test_append_with_memo(self):
-        self.campaign(lambda: self.make("FOXPRO26"), ["--table", "BIG"], self.judge_append)
-
-    def update_by_key(self, kind, keys):
-        def make():
-            made = self.make(kind, keys=keys)
-            kelvorin("import", write_rows(self.folder / "more.csv", range(OLD, 3000)), "--into", made[0], "--table", "BIG",
-                     "--map-in-order")
-            return made
-
         def judge(rows):
-            new = sum(r[1].endswith(" new") for r in rows)
-            self.assertEqual(rows, [row(i, " new" if i < new else "") for i in range(3000)])
-        self.numbers, self.version = range(3000), " new"
-        self.campaign(make, ["--table", "BIG", "--index", "PrimaryKey", "--key-lookup"], judge)
+            self.assertGreaterEqual(len(rows), OLD)
+            self.prefix(0, rows)
+        self.campaign(lambda: self.make("FOXPRO26"), ["--table", "BIG"], judge)
 
     def test_update_by_key(self):
-        self.update_by_key("Access", ["--primary", "ID"])
+        def make():
+            made = self.make("Access", keys=["--primary", "ID"])
+            kelvorin("import", write_rows(self.folder / "more.csv", range(OLD, 3000)), "--into", made[0],
+                     "--table", "BIG", "--map-in-order", check=0)
+            return made
+
+        self.numbers, self.version = range(3000), " new"
+        self.campaign(make, ["--table", "BIG", "--index", "PrimaryKey", "--key-lookup"], self.judge_update)
+
+    def judge_update(self, rows):
+        new = sum(r[1].endswith(" new") for r in rows)
+        self.assertEqual(rows, [row(i, " new" if i < new else "") for i in range(3000)])
 
     def test_empty(self):
         def judge(rows):
@@ -168,12 +194,17 @@ class Kills(Base):
         def judge(rows):
             if rows is not None:
                 self.prefix(OLD, [r[-3:] for r in rows])
-            self.assertEqual(dump(f"Access:{self.folder}/t/S.mdb", "BIG"), [row(i) for i in range(OLD)])
+            self.assertEqual(rows_of(f"Access:{self.folder}/t/S.mdb", "BIG"),
+                             [row(i) for i in range(OLD)])
         self.campaign(lambda: self.make("Access"), ["--table", "MADE", "--create"], judge, table="MADE")
 
     def test_bulk_append_with_two_indexes(self):
+        def judge(rows):
+            self.assertGreaterEqual(len(rows), OLD)
+            self.prefix(0, rows)
         keys = ["--primary", "ID", "--index", "BYNAME=NAME"]
-        self.campaign(lambda: self.make("Access", keys=keys), ["--table", "BIG"], self.judge_append)
+        self.campaign(lambda: self.make("Access", keys=keys), ["--table", "BIG"], judge)
+
 
     PARADOX_KEYS = ["--primary", "ID", "--index", "BYNAME=NAME"]
 
@@ -188,7 +219,14 @@ class Kills(Base):
         self.campaign(lambda: self.make("Paradox5", keys=self.PARADOX_KEYS), ["--table", "BIG"], judge)
 
     def test_paradox_update_by_key(self):
-        self.update_by_key("Paradox5", self.PARADOX_KEYS)
+        def make():
+            made = self.make("Paradox5", keys=self.PARADOX_KEYS)
+            kelvorin("import", write_rows(self.folder / "more.csv", range(OLD, 3000)), "--into", made[0],
+                     "--table", "BIG", "--map-in-order", check=0)
+            return made
+
+        self.numbers, self.version = range(3000), " new"
+        self.campaign(make, ["--table", "BIG", "--index", "PrimaryKey", "--key-lookup"], self.judge_update)
 
 
 def is_sealed(journal):
@@ -236,33 +274,33 @@ class ForeignWork(Base):
         with open(main, "r+b") as file:
             file.seek(offset)
             file.write(text[old_at:old_at + size])
-        shown = kelvorin("recover", target, "BIG").stdout
+        shown = kelvorin("recover", target, "BIG", check=0).stdout
         self.torn_at = offset
         return (kind, entry) == (1, 0) and "next writing puts the file right" in shown
 
     def append(self, target, check):
         one = write_rows(self.folder / "one.csv", [9999])
-        return kelvorin("import", one, "--into", target, "--table", "BIG", "--map-in-order", "--json", "--separators",
-                        ",", "--log", self.folder / "log.txt", check=check)
+        return kelvorin("import", one, "--into", target, "--table", "BIG", "--map-in-order", "--json",
+                        "--separators", ",", "--log", self.folder / "log.txt", check=check)
 
     def test_nobody_came(self):
         for kind in self.KINDS:
             with self.subTest(kind):
                 target, main, journal = self.tear(kind, kind)
-                left = self.files()
-                seen = kelvorin("dump", target, "BIG")
+                left = self.tree()
+                seen = kelvorin("dump", target, "BIG", check=0)
                 self.assertIn("was interrupted; it is read as it was before", seen.stderr)
-                self.assertEqual(dump(target, "BIG"), [row(i) for i in range(OLD)])
-                shown = kelvorin("recover", target, "BIG").stdout
+                self.assertEqual(rows_of(target, "BIG"), [row(i) for i in range(OLD)])
+                shown = kelvorin("recover", target, "BIG", check=0).stdout
                 self.assertIn("pieces compared", shown)
-                self.assertEqual(self.files(), left)
+                self.assertEqual(self.tree(), left)
                 # Killed while it puts things right, it does so the next time.
                 for delay in (0, 0.003, 0.01):
                     process = start("recover", target, "BIG", "--apply")
                     time.sleep(delay)
                     process.kill()
                     process.wait(timeout=60)
-                kelvorin("recover", target, "BIG", "--apply")
+                kelvorin("recover", target, "BIG", "--apply", check=0)
                 self.assertEqual({p.name: p.read_bytes() for p in main.parent.iterdir()}, self.before)
 
     def test_the_next_writing_says_so(self):
@@ -270,7 +308,7 @@ class ForeignWork(Base):
         outcome = json.loads(self.append(target, check=0).stdout)
         self.assertIn("is undone", " ".join(outcome["notices"]))
         self.assertIn("is undone", (self.folder / "log.txt").read_text(errors="replace"))
-        self.assertEqual(dump(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
+        self.assertEqual(rows_of(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
         self.assertFalse(journal.exists())
 
     def test_foreign_work_stays(self):
@@ -300,26 +338,26 @@ class ForeignWork(Base):
             "second name": lambda main: os.link(main, main.parent / "SECOND"),
         }
         for kind in ("FOXPRO26", "Access"):
-            for name, work in works.items() if kind == "FOXPRO26" else [("edit", edit), ("truncation", works["truncation"])]:
+            for name, work in works.items():
                 with self.subTest(kind=kind, work=name):
                     shutil.rmtree(self.folder / "t", ignore_errors=True)
                     target, main, journal = self.tear(kind)
                     work(main)
-                    left = self.files()
-                    kelvorin("dump", target, "BIG", check=None)
-                    kelvorin("recover", target, "BIG", check=None)
-                    self.assertEqual(self.files(), left)
+                    left = self.tree()
+                    kelvorin("dump", target, "BIG")
+                    kelvorin("recover", target, "BIG")
+                    self.assertEqual(self.tree(), left)
                     done = self.append(target, check=None)
                     (self.folder / "log.txt").unlink(missing_ok=True)
                     (self.folder / "one.csv").unlink()
                     if name == "copy from before":  # what the journal would have made of it
                         self.assertEqual(done.returncode, 0, done.stderr)
-                        self.assertEqual(dump(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
+                        self.assertEqual(rows_of(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
                         continue
                     self.assertEqual(done.returncode, 3, done.stdout)
                     self.assertIn("is not played back, nothing was changed",
                                   json.loads(done.stdout)["fatal"])
-                    self.assertEqual(self.files(), left)
+                    self.assertEqual(self.tree(), left)
                     # A host reads it in `LastError`, which is the fatal text here.
                     host = kelvorin("batch", "J", f"IniFile={self.folder / 'jobs.ini'}", "MultiTable=1",
                                     f"DataBaseName={main if kind == 'Access' else main.parent}",
@@ -327,16 +365,16 @@ class ForeignWork(Base):
                                     f"ImportTable={self.folder / 'new.csv'}", check=3)
                     self.assertIn("is not played back, nothing was changed",
                                   json.loads(host.stdout)["fatal"])
-                    self.assertEqual(self.files(), left)
+                    self.assertEqual(self.tree(), left)
                     if name in ("copy of the torn file", "second name"):
-                        kelvorin("recover", target, "BIG", "--apply")
+                        kelvorin("recover", target, "BIG", "--apply", check=0)
                         self.assertEqual(main.read_bytes(), self.before[main.name])
                         continue
-                    self.assertEqual(kelvorin("recover", target, "BIG", "--apply", check=None).returncode, 3)
-                    self.assertEqual(self.files(), left)
-                    kelvorin("recover", target, "BIG", "--set-aside")
+                    self.assertEqual(kelvorin("recover", target, "BIG", "--apply").returncode, 3)
+                    self.assertEqual(self.tree(), left)
+                    kelvorin("recover", target, "BIG", "--set-aside", check=0)
                     left[f"{journal}.kept"] = left.pop(str(journal))
-                    self.assertEqual(self.files(), left)
+                    self.assertEqual(self.tree(), left)
 
     def test_links(self):
         target, main, _ = self.tear("FOXPRO26")
@@ -344,15 +382,36 @@ class ForeignWork(Base):
         links.mkdir()
         (links / "CUR.DBF").symlink_to(main)
         (links / "CUR.FPT").symlink_to(main.with_suffix(".FPT"))
-        left = self.files()
+        left = self.tree()
         linked = f"FOXPRO26:{links}"
-        self.assertEqual(dump(linked, "CUR"), [row(i) for i in range(OLD)])
-        self.assertEqual(self.files(), left)
+        self.assertEqual(rows_of(linked, "CUR"), [row(i) for i in range(OLD)])
+        self.assertEqual(self.tree(), left)
         one = write_rows(self.folder / "one.csv", [9999])
-        kelvorin("import", one, "--into", linked, "--table", "CUR", "--map-in-order", "--separators", ",")
-        self.assertEqual(dump(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
+        kelvorin("import", one, "--into", linked, "--table", "CUR", "--map-in-order", "--separators",
+                 ",", check=0)
+        self.assertEqual(rows_of(target, "BIG"), [row(i) for i in [*range(OLD), 9999]])
         self.assertEqual(sorted(path.name for path in links.iterdir()), ["CUR.DBF", "CUR.FPT"])
+
+    def test_the_longest_name(self):
+        name = "n" * 247
+        target = f"FOXPRO26:{self.folder}"
+        kelvorin("create", target, name, "ID:Long", "NAME:Text:40", "NOTE:Memo", check=0)
+        kelvorin("import", write_rows(self.folder / "new.csv", range(OLD)), "--into", target, "--table",
+                 name, "--map-in-order", check=0)
+        self.assertEqual(rows_of(target, name), [row(i) for i in range(OLD)])
+        self.assertEqual(sorted(path.suffix.lower() for path in self.folder.iterdir()),
+                         [".csv", ".dbf", ".fpt"])
+
+    def test_what_lies_at_the_journals_name(self):
+        target, main = self.make("FOXPRO26")
+        journal = pathlib.Path(f"{main}-journal")
+        with open(journal, "wb") as file:
+            file.truncate(64 << 30)
+        self.assertEqual(rows_of(target, "BIG"), [row(i) for i in range(OLD)])
+        kelvorin("recover", target, "BIG", check=0)
+        self.append(target, check=0)
+        self.assertEqual(os.stat(f"{journal}.kept").st_size, 64 << 30)
 
 
 if __name__ == "__main__":
-    main(2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

@@ -1,25 +1,27 @@
-"""Paradox tables from outside: sources into them in every version, beside others and in batch; an independent
-checker reads what was written.
+"""Paradox tables from outside: every kind of source into them and they into every kind, the sample tables in every
+write mode; an independent checker reads what was written.
 
-Run by ctest as: paradox_road_test.py KELVORIN SAMPLES
+Run by ctest as: paradox_road_test.py KELVORIN SOURCE_FOLDER SAMPLES
 """
 
 import contextlib
+import csv
 import decimal
 import io
 import json
+import os
 import pathlib
 import random
+import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
+import unittest
 
-import road
-from road import ENVIRONMENT, KELVORIN, Road, main
-
-SAMPLES = sys.argv[2]
-ENVIRONMENT["KELVORIN_OEM_CP"] = "437"
+KELVORIN, ROOT, SAMPLES = sys.argv[1:4]
+ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "KELVORIN_OEM_CP": "437"}
 CHECKER = pathlib.Path(SAMPLES).parent / "tools/pxoracle.py"
 if CHECKER.exists():
     sys.path.insert(0, str(CHECKER.parent))
@@ -32,9 +34,16 @@ TEXT_LAYOUT = ["--format", "delimited", "--separators", "comma", "--delimiter", 
                "--quoted-line-ends", "yes"]
 
 
-def run(*words, password="", **options):
-    return road.run(*words, **options, env={**ENVIRONMENT, "KELVORIN_PASSWORD": password,
-                                            "KELVORIN_SOURCE_PASSWORD": password}).stdout
+def run(*words, check=0, password=""):
+    done = subprocess.run([str(w) for w in words], capture_output=True, timeout=300, check=False,
+                          env={**ENVIRONMENT, "KELVORIN_PASSWORD": password, "KELVORIN_SOURCE_PASSWORD": password})
+    if done.returncode != check:
+        raise AssertionError(f"{words}: status {done.returncode}\n{done.stdout[-2000:]}\n{done.stderr[-2000:]}")
+    return done.stdout.decode()
+
+
+def rows_of(text):
+    return list(csv.reader(io.StringIO(text, newline="")))
 
 
 def checker(*words, password=""):
@@ -49,7 +58,8 @@ def checker(*words, password=""):
 
 
 def dump(database, table, password=""):
-    return road.dump(database, table, env={**ENVIRONMENT, "KELVORIN_PASSWORD": password})
+    # A blank line is a row whose only cell is empty.
+    return [row or [""] for row in rows_of(run(KELVORIN, "dump", database, table, password=password))[1:]]
 
 
 def table_file(folder, table):
@@ -57,18 +67,29 @@ def table_file(folder, table):
 
 
 def by_value(rows):
-    def cell(text):
+    """Numbers by value; truth values, which the server writes in its own way, by their word."""
+    def cell(text, field):
+        if field == 5:
+            return {"t": "True", "1": "True", "f": "False", "0": "False"}.get(text, text)
         try:
             return decimal.Decimal(text)
         except decimal.InvalidOperation:
             return text
-    return [[cell(text) for text in row] for row in rows]
+    return [[cell(text, field) for field, text in enumerate(row)] for row in rows]
 
 
-class ParadoxRoad(Road):
+class ParadoxRoad(unittest.TestCase):
     def setUp(self):
-        super().setUp()
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelvorin-paradox-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.random = random.Random(12)
+
+    def write_csv(self, name, rows):
+        path = self.folder / name
+        text = io.StringIO()
+        csv.writer(text).writerows(rows)
+        path.write_text(text.getvalue(), encoding="utf-8", newline="")
+        return path
 
     def put(self, source, into, table, *more, imported=None, password=""):
         told = json.loads(run(KELVORIN, "import", *source, "--into", into, "--table", table, *more, "--json",
@@ -100,16 +121,59 @@ class ParadoxRoad(Road):
     def text_source(self, rows):
         return [self.write_csv("src.csv", rows), *TEXT_LAYOUT]
 
-    def table_source(self, rows):
-        where = f"Access:{self.folder}/src.mdb"
-        run(KELVORIN, "create", where, "SRC", *FIELDS)
-        self.put(self.text_source(rows), where, "SRC", "--map-in-order")
-        return [where, "--source-table", "SRC"]
+    def table_source(self, kind, where, *more):
+        def source(rows):
+            run(KELVORIN, "create", f"{kind}:{where}", "SRC", *FIELDS, *more)
+            self.put(self.text_source(rows), f"{kind}:{where}", "SRC", "--map-in-order")
+            return [f"{kind}:{where}", "--source-table", "SRC"]
+        return source
 
-    def test_sources_land_in_every_version(self):
+    server = ()
+
+    def postgres(self):
+        """A private server's connect text and a function that runs SQL on it, or nothing."""
+        if ParadoxRoad.server == ():
+            ParadoxRoad.server = self.start_postgres()
+        return ParadoxRoad.server
+
+    def start_postgres(self):
+        if "KELVORIN_NO_ODBC" in os.environ:
+            return None
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="kv-pg-"))
+        self.addClassCleanup(shutil.rmtree, folder, ignore_errors=True)
+        script = pathlib.Path(ROOT) / "tests/servers/postgres.sh"
+        started = subprocess.run(["bash", script, "start", folder / "pg"], capture_output=True, text=True, check=False)
+        if started.returncode != 0:
+            print(f"left out: {started.stderr.strip()}", file=sys.stderr)
+            return None
+        self.addClassCleanup(subprocess.run, ["bash", script, "stop", folder / "pg"], capture_output=True)
+        port = started.stdout.split()[-1]
+        psql = ["psql", "-h", "127.0.0.1", "-p", port, "-U", "kv", "-d", "imp", "-qAt", "--csv", "-c"]
+        connect = f"ODBC:DRIVER=PostgreSQL Unicode;Servername=127.0.0.1;Port={port};Database=imp;UID=kv"
+        return connect, lambda sql: rows_of(run(*psql, sql))
+
+    SERVER_TABLE = ("(id integer, name varchar(40), amt numeric(10,2), ratio double precision, day date, ok boolean, "
+                    "note text)")
+
+    def postgres_source(self, rows):
+        connect, sql = self.postgres()
+        sql(f"drop table if exists src; create table src {self.SERVER_TABLE}")
+        path = self.write_csv("pg.csv", rows)
+        path.chmod(0o644)
+        self.folder.chmod(0o755)
+        sql(f"copy src from '{path}' csv")
+        return [connect, "--source-table", "src"]
+
+    def test_every_source_lands_in_every_version(self):
+        sources = {"text": self.text_source, "Access": self.table_source("Access", self.folder / "src.mdb"),
+                   "FoxPro": self.table_source("FOXPRO26", self.folder / "fox")}
+        if self.postgres():
+            sources["PostgreSQL"] = self.postgres_source
         rows = self.records(1, 120, memo=240)  # version 3 holds memos as texts
-        for name, source in (("text", self.text_source(rows)), ("Access", self.table_source(rows))):
-            expected = rows if name == "text" else dump(source[0], "SRC")  # Access knows no unknown truth
+        for name, source_of in sources.items():
+            source = source_of(rows)
+            # Access and FoxPro know no unknown truth, and FoxPro no number without value.
+            expected = dump(source[0], "SRC") if name in ("Access", "FoxPro") else rows
             for version in (3, 4, 5):
                 with self.subTest(f"{name} into Paradox {version}"):
                     where = f"Paradox{version}:{self.folder}/{name}{version}"
@@ -118,7 +182,36 @@ class ParadoxRoad(Road):
                     self.put(source, where, "N", "--create", imported=120)
                     for table in "TN":
                         self.assert_sound(self.folder / f"{name}{version}", table)
-                        self.assertEqual(by_value(dump(where, table)), by_value(expected))
+                        stored = dump(where, table)
+                        self.assertEqual(by_value(stored), by_value(expected))
+
+    def test_a_table_with_memos_lands_in_every_kind(self):
+        rows = self.records(1, 150)
+        self.random.shuffle(rows)  # the primary key puts them in order again
+        folder = self.folder / "from"
+        run(KELVORIN, "create", f"Paradox5:{folder}", "T", *FIELDS, "--primary", "ID")
+        self.put(self.text_source(rows), f"Paradox5:{folder}", "T", "--map-in-order", imported=150)
+        rows.sort(key=lambda row: int(row[0]))
+        source = [f"Paradox5:{folder}", "--source-table", "T"]
+        out = self.folder / "out"
+        targets = {f"{kind}:{out}/{kind}{end}": None for kind, end in
+                   (("Access", ".mdb"), ("DBase4", ""), ("FOXPRO26", ""), ("FOXPRO30", ""), ("Paradox4", ""))}
+        out.mkdir()
+        if self.postgres():
+            targets[self.postgres()[0]] = "select * from copied order by 1"
+            self.postgres()[1](f"drop table if exists copied; create table copied {self.SERVER_TABLE}")
+        for target, sql in targets.items():
+            with self.subTest(target):
+                self.put(source, target, "copied", "--map-in-order" if sql else "--create", imported=150)
+                stored = self.postgres()[1](sql) if sql else dump(target, "copied")
+                expected = rows
+                if target.startswith(("Access", "DBase", "FOXPRO")):  # of which some know no unknown truth
+                    expected = [[*row[:5], row[5] or kept[5], row[6]] for row, kept in zip(rows, stored)]
+                    self.assertLessEqual({row[5] for row in stored}, {"True", "False", ""})
+                self.assertEqual(by_value(stored), by_value(expected))
+                if target.startswith("Paradox"):
+                    self.assert_sound(out / "Paradox4", "copied")
+                    self.assertIn("primary", run(KELVORIN, "fields", target, "copied"))
 
     def test_a_copy_keeps_types_and_indexes(self):
         folder = self.folder / "kept"
@@ -146,7 +239,8 @@ class ParadoxRoad(Road):
         one = self.write_csv("one.csv", [["900", "other"]])
 
         def others(*words):
-            done = road.kelvorin(*words, check=None)
+            done = subprocess.run([KELVORIN, *map(str, words)], capture_output=True, text=True, env=ENVIRONMENT,
+                                  timeout=60, check=False)
             return done.returncode, done.stdout + done.stderr
 
         def wait_until(holds):
@@ -155,8 +249,7 @@ class ParadoxRoad(Road):
                 self.assertLess(time.monotonic(), deadline)
                 time.sleep(0.01)
 
-        names = {n * 7919 % 20000: f"name {n}" for n in range(20000)}
-        many = self.write_csv("many.csv", names.items())
+        many = self.write_csv("many.csv", [[n * 7919 % 20000, f"name {n}"] for n in range(20000)])
         writer = subprocess.Popen([KELVORIN, "import", many, *words], stdout=subprocess.PIPE, env=ENVIRONMENT)
         self.addCleanup(writer.kill)
         wait_until((folder / "T.DB-journal").exists)  # a look at the table would shut it out
@@ -178,7 +271,7 @@ class ParadoxRoad(Road):
         self.assertEqual(others("import", one, *words)[1].split(",")[1], " 0 imported")  # its key is there
         self.put([self.write_csv("new.csv", [["20000", "new"]])], *words[1::2][:2], *words[4:], imported=1)
         self.assert_sound(folder, "T")
-        self.assertEqual(dump(where, "T")[-2:], [["19999", names[19999]], ["20000", "new"]])
+        self.assertEqual(dump(where, "T")[-2:], [["19999", "name %d" % next(n for n in range(20000) if n * 7919 % 20000 == 19999)], ["20000", "new"]])
         self.assertEqual((folder / "PDOXUSRS.LCK").read_bytes(), b"\x23" * 1024)
 
     def test_batch(self):
@@ -225,6 +318,91 @@ class ParadoxRoad(Road):
                                                                  "is": losing["D"][:19 if version == 5 else 10]})
                     self.assertEqual(len(dump(where, table)), told["imported"])
 
+    # --- The sample tables in every write mode
+
+    PASSWORDS = {"encrypted": "123", "encrypted35": "123", "V4ENC": "geheim"}
+
+    def test_samples_in_every_write_mode(self):
+        tables = sorted(p for p in pathlib.Path(SAMPLES, "paradox").glob("*/*") if p.suffix.lower() == ".db")
+        if not tables:
+            self.skipTest("no sample tables")
+        for path in tables:
+            with self.subTest(path.stem):
+                self.write_modes(path)
+
+    def made_up(self, kind, number):
+        return {"Text": f"T{number:03}", "Memo": "m" * 40 * number, "Date": f"2001-02-{number % 28 + 1:02}",
+                "Boolean": "True"}.get(kind, str(number))
+
+    def own_copy(self, path, folder, where, keyed, fields, password):
+        """From the sample itself, so that values are not texts in between; it holds the same again each time."""
+        source = [f"Paradox5:{path.parent}", "--source-table", path.stem]
+        if any(f["auto_increment"] or "Binary" in f["type"] for f in fields):  # neither can be imported
+            return
+        for options in (["--empty-target"], ["--update"], ["--index", "PrimaryKey", "--key-lookup"] if keyed else
+                        ["--update", "--append-if-eof"]):
+            told = self.put(source, where, path.stem, "--map-by-name", *options, password=password)
+            self.assertEqual(told.get("changed_values", 0), 0)
+            self.assert_sound(folder, path.stem, password)
+            checker("diff", path, table_file(folder, path.stem), password=password)
+
+    def write_modes(self, path):
+        name, password = path.stem, self.PASSWORDS.get(path.stem, "")
+        folder = self.folder / name
+        folder.mkdir()
+        for file in path.parent.iterdir():
+            if file.stem.lower() == name.lower() and file.suffix != ".csv":
+                shutil.copy(file, folder)
+        where = f"Paradox5:{folder}"
+        described = json.loads(run(KELVORIN, "fields", where, name, "--json", password=password))
+        self.assertEqual(described["updatable"], True)
+        fields = described["fields"]
+        keys = [part[1:] for index in described["indexes"] if index["primary"] for part in index["fields"].split(";")]
+        given = [i for i, f in enumerate(fields) if not f["auto_increment"] and "Binary" not in f["type"]]
+        whole = dump(where, name, password) or [[self.made_up(f["type"], n) for f in fields] for n in range(1, 30)]
+        # Line ends within texts are a matter of the text source.
+        given = [i for i in given if not any("\n" in row[i] for row in whole)]
+        others = [i for i in given if fields[i]["name"] not in keys]
+
+        def put(rows, columns, *options):
+            names = [fields[i]["name"] for i in columns]
+            source = self.write_csv("rows.csv", [names] + [[row[i] for i in columns] for row in rows])
+            told = self.put([source, *TEXT_LAYOUT, "--start-line", "2"], where, name, "--map-by-name", *options,
+                            imported=len(rows), password=password)
+            self.assert_sound(folder, name, password)
+            return told
+
+        def expect(rows):
+            stored = dump(where, name, password)
+            self.assertEqual([[row[i] for i in given] for row in stored], [[row[i] for i in given] for row in rows])
+
+        self.own_copy(path, folder, where, bool(keys), fields, password)
+        if not given:
+            return
+        half = whole[:(len(whole) + 1) // 2]
+        put(half, given, "--empty-target")
+        expect(half)
+        put(whole[len(half):], given)
+        expect(whole)
+        if others:
+            turned = whole[1:] + whole[:1]
+            mixed = [[turned[n][i] if i in others else cell for i, cell in enumerate(row)]
+                     for n, row in enumerate(whole)]
+            put(mixed, others, "--update")
+            expect(mixed)
+            if keys and set(keys) <= {fields[i]["name"] for i in given}:
+                shuffled = self.random.sample(whole, len(whole))
+                put(shuffled, given, "--index", "PrimaryKey", "--key-lookup")
+                expect(whole)
+        put(half, given, "--empty-target")
+        put(whole, given, "--update", "--append-if-eof")
+        expect(whole)
+        texts = [i for i in others if fields[i]["type"] in ("Text", "Memo")]
+        if texts:
+            put([["+"] * len(fields) for _ in whole], texts[:1], "--update", "--append-fields")
+            size = fields[texts[0]]["size"] or 10**9
+            expect([[(c + "+")[:size] if i == texts[0] else c for i, c in enumerate(row)] for row in whole])
+
 
 if __name__ == "__main__":
-    main(2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], warnings="ignore")

@@ -36,6 +36,12 @@ class Driver {
       QTimer::singleShot(0, button, [button] { QTest::mouseClick(button, Qt::LeftButton); });
     });
   }
+  // A key that may open a window.
+  void Key(const QString& window, Qt::Key key) {
+    Do(window, [key](QWidget& widget) {
+      QTimer::singleShot(0, &widget, [&widget, key] { QTest::keyClick(&widget, key); });
+    });
+  }
   void Run(const std::function<void()>& open) {
     waited_.start();
     timer_.start();
