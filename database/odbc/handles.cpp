@@ -321,17 +321,19 @@ bool Statement::GetUtf8(SQLUSMALLINT column, std::string& out, std::string_view 
   // Not cleared: it is filled before it is read, and often.
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
   std::array<char, 65536> piece;
+  // Little at first: SQLite's driver clears all that it is given room for.
+  std::size_t room = 512;
   bool any = false;
-  for (;;) {
+  for (;; room = piece.size()) {
     SQLLEN indicator = 0;
-    const SQLRETURN result = SQLGetData(get(), column, SQL_C_CHAR, piece.data(),
-                                        static_cast<SQLLEN>(piece.size()), &indicator);
+    const SQLRETURN result =
+        SQLGetData(get(), column, SQL_C_CHAR, piece.data(), static_cast<SQLLEN>(room), &indicator);
     if (result == SQL_NO_DATA) break;
     Check(result, what);
     if (indicator == SQL_NULL_DATA) return false;
     any = true;
-    const bool more = indicator == SQL_NO_TOTAL || indicator >= static_cast<SQLLEN>(piece.size());
-    const std::size_t size = more ? piece.size() - 1 : static_cast<std::size_t>(indicator);
+    const bool more = indicator == SQL_NO_TOTAL || indicator >= static_cast<SQLLEN>(room);
+    const std::size_t size = more ? room - 1 : static_cast<std::size_t>(indicator);
     out.append(piece.data(), size);
     if (!more || result == SQL_SUCCESS) break;
   }
